@@ -1,0 +1,47 @@
+# How every target of the project is declared: same language level, same warnings, same sanitizers.
+
+add_library(zephran_options INTERFACE)
+target_compile_features(zephran_options INTERFACE cxx_std_17)
+target_compile_options(zephran_options INTERFACE
+    -Wall -Wextra -Wpedantic
+    # sizes and times cross between 32 and 64 bit on the gateway
+    $<$<COMPILE_LANGUAGE:CXX>:-Wconversion>
+    -Wshadow)
+target_compile_definitions(zephran_options INTERFACE
+    # Boost.MSM still includes headers that Boost itself calls deprecated
+    BOOST_BIND_GLOBAL_PLACEHOLDERS BOOST_ALLOW_DEPRECATED_HEADERS
+    # 64-bit time and file sizes on 32-bit systems, whatever the C library
+    _FILE_OFFSET_BITS=64)
+if(ZEPHRAN_SANITIZE)
+    target_compile_options(zephran_options INTERFACE
+        -fsanitize=${ZEPHRAN_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(zephran_options INTERFACE -fsanitize=${ZEPHRAN_SANITIZE})
+endif()
+
+# zephran_add_library(NAME INCLUDE_ROOT dir SOURCES ... [DEPENDS ...] [PRIVATE_DEPENDS ...] [OBJECT])
+# Headers are included relative to INCLUDE_ROOT; nothing is on every target's include path.
+function(zephran_add_library name)
+    cmake_parse_arguments(ARG "OBJECT" "INCLUDE_ROOT" "SOURCES;DEPENDS;PRIVATE_DEPENDS" ${ARGN})
+    if(ARG_OBJECT)
+        add_library(${name} OBJECT ${ARG_SOURCES})
+    else()
+        add_library(${name} STATIC ${ARG_SOURCES})
+    endif()
+    target_include_directories(${name} PUBLIC ${ARG_INCLUDE_ROOT})
+    target_link_libraries(${name}
+        PUBLIC ${ARG_DEPENDS}
+        PRIVATE ${ARG_PRIVATE_DEPENDS} zephran_options)
+endfunction()
+
+# zephran_add_test(NAME SOURCES ... DEPENDS ...)   one GoogleTest executable, its cases known to CTest
+function(zephran_add_test name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE ${ARG_DEPENDS} zephran_options GTest::gmock GTest::gtest_main)
+    gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+endfunction()
+
+# State machine tables cost gigabytes of memory with full debug information.
+function(zephran_light_debug_info)
+    set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS -g1)
+endfunction()

@@ -1,0 +1,121 @@
+#pragma once
+
+#include <string>
+
+#include <boost/optional.hpp>
+#include <json/json.h>
+
+#include "common/exception.h"
+
+namespace zephran::common {
+
+using value_tag = boost::error_info<struct value_record, std::string>;
+using found_type_tag = boost::error_info<struct found_type_record, Json::ValueType>;
+using expected_type_tag = boost::error_info<struct expected_type_record, Json::ValueType>;
+using parser_error_tag = boost::error_info<struct parser_error_record, std::string>;
+
+struct MissingValueException : Exception {
+    MissingValueException() : Exception{"Missing value in JSON object"} {}
+};
+struct UnexpectedTypeException : Exception {
+    UnexpectedTypeException() : Exception{"Unexpected type in JSON object"} {}
+};
+struct ParserException : Exception {
+    ParserException() : Exception{"Failed to parse JSON object"} {}
+};
+
+/// A message that is filled from a JSON object.
+class JSONInitializable {
+public:
+    virtual ~JSONInitializable() = default;
+    virtual void from_json(const Json::Value& object) = 0;
+
+protected:
+    JSONInitializable() = default;
+    JSONInitializable(const JSONInitializable&) = default;
+    JSONInitializable(JSONInitializable&&) = default;
+    JSONInitializable& operator=(const JSONInitializable&) = default;
+    JSONInitializable& operator=(JSONInitializable&&) = default;
+};
+
+/// A message that can be written as a JSON object.
+class JSONSerializable {
+public:
+    virtual ~JSONSerializable() = default;
+    [[nodiscard]] virtual Json::Value to_json() const = 0;
+
+protected:
+    JSONSerializable() = default;
+    JSONSerializable(const JSONSerializable&) = default;
+    JSONSerializable(JSONSerializable&&) = default;
+    JSONSerializable& operator=(const JSONSerializable&) = default;
+    JSONSerializable& operator=(JSONSerializable&&) = default;
+};
+
+/// Turns a representation into a document.
+template <class Representation>
+class JSONParser {
+public:
+    virtual ~JSONParser() = default;
+    virtual Json::Value operator()(const Representation& representation) const = 0;
+};
+
+/// Turns a document into a representation.
+template <class Representation>
+class JSONWriter {
+public:
+    virtual ~JSONWriter() = default;
+    virtual Representation operator()(const Json::Value& value) const = 0;
+};
+
+/// Fetches the document found at an address.
+template <class Address>
+class JSONReceiver {
+public:
+    virtual ~JSONReceiver() = default;
+    virtual Json::Value operator()(const Address& address) const = 0;
+};
+
+/// Sends a document to an address.
+template <class Address>
+class JSONTransmitter {
+public:
+    virtual ~JSONTransmitter() = default;
+    virtual void operator()(const Address& address, const Json::Value& value) const = 0;
+};
+
+/// Reads text with jsoncpp's default settings.
+class JSONDefaultParser : public JSONParser<std::string> {
+public:
+    /// @throws ParserException with parser_error_tag
+    Json::Value operator()(const std::string& text) const override;
+};
+
+/// Writes text with jsoncpp's default settings: indented by tabs, members in ascending key order.
+class JSONDefaultWriter : public JSONWriter<std::string> {
+public:
+    std::string operator()(const Json::Value& value) const override;
+};
+
+/// Takes a mandatory member out of an object. A member that is null counts as missing.
+struct JSONValueExtractor {
+    /// @throws MissingValueException with value_tag (the key)
+    const Json::Value& operator()(const Json::Value& object, const std::string& key) const;
+    /// The type must be exactly the given one: jsoncpp reads 5 as intValue, not as uintValue.
+    /// @throws MissingValueException as above
+    /// @throws UnexpectedTypeException with value_tag, found_type_tag, expected_type_tag
+    const Json::Value& operator()(const Json::Value& object, const std::string& key,
+                                  Json::ValueType type) const;
+};
+
+/// Takes an optional member out of an object; empty when it is absent or null.
+struct JSONOptionalValueExtractor {
+    boost::optional<const Json::Value&> operator()(const Json::Value& object,
+                                                   const std::string& key) const;
+    /// @throws UnexpectedTypeException as JSONValueExtractor does
+    boost::optional<const Json::Value&> operator()(const Json::Value& object,
+                                                   const std::string& key,
+                                                   Json::ValueType type) const;
+};
+
+}  // namespace zephran::common

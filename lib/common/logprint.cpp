@@ -1,0 +1,88 @@
+#include "common/logprint.h"
+
+#include <array>
+#include <ctime>
+#include <iomanip>
+#include <iostream>
+#include <sstream>
+#include <string_view>
+
+namespace zephran {
+
+std::mutex LogPrint::m_mutex;
+
+LogPrint debug_logger{std::cout};
+LogPrint info_logger{std::cout};
+LogPrint warning_logger{std::cout};
+LogPrint error_logger{std::cerr};
+
+namespace {
+
+std::string current_utc_time() {
+    const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+    std::tm broken_down{};
+    std::array<char, 9> text{};
+    if (gmtime_r(&now, &broken_down) == nullptr ||
+        std::strftime(text.data(), text.size(), "%H:%M:%S", &broken_down) == 0) {
+        return "00:00:00";
+    }
+    return text.data();
+}
+
+std::string_view base_name(std::string_view path) {
+    const auto slash = path.rfind('/');
+    return slash == std::string_view::npos ? path : path.substr(slash + 1);
+}
+
+}  // namespace
+
+void render_log_value(std::ostream& stream, const std::chrono::milliseconds& duration) {
+    const auto hours = std::chrono::duration_cast<std::chrono::hours>(duration);
+    const auto minutes = std::chrono::duration_cast<std::chrono::minutes>(duration - hours);
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration - hours - minutes);
+    const char fill = stream.fill('0');
+    stream << std::setw(2) << hours.count() << "h:" << std::setw(2) << minutes.count() << "m:"
+           << std::setw(2) << seconds.count() << 's';
+    stream.fill(fill);
+}
+
+void render_log_value(std::ostream& stream, const std::chrono::system_clock::time_point& time) {
+    constexpr std::size_t length_without_line_end = 24;
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+    std::array<char, 64> text{};
+    if (ctime_r(&seconds, text.data()) != nullptr) {
+        stream << std::string_view{text.data()}.substr(0, length_without_line_end);
+    }
+}
+
+void LogPrintable::print(std::ostream& stream) const {
+    stream << key << '=';
+    value->print(stream);
+}
+
+void LogPrint::print(const char* level, const char* file, int line, const char* function,
+                     std::list<LogPrintable>&& fields) {
+    if (!enabled) {
+        return;
+    }
+    std::ostringstream text;
+    text << current_utc_time() << ' ' << level << ' ' << base_name(file) << ':' << line << ' '
+         << function << ':';
+    for (const LogPrintable& field : fields) {
+        text << ' ';
+        field.print(text);
+    }
+    text << '\n';
+
+    const std::lock_guard<std::mutex> lock{m_mutex};
+    *stream << text.str();
+}
+
+void set_log_level(const std::string& level) {
+    debug_logger.enabled = level == "DEBUG";
+    info_logger.enabled = debug_logger.enabled || level == "INFO";
+    warning_logger.enabled = info_logger.enabled || level == "WARNING";
+    error_logger.enabled = true;
+}
+
+}  // namespace zephran

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <string>
+
+#include "common/exception.h"
+
+namespace zephran::common {
+
+using uri_tag = boost::error_info<struct uri_record, std::string>;
+
+struct InvalidURIFormatException : Exception {
+    InvalidURIFormatException() : Exception{"Invalid URI format"} {}
+};
+
+/// A URI reference in its five parts (RFC 3986, appendix B). An absent part is empty; an empty
+/// query or fragment counts as absent.
+class URI {
+public:
+    URI() = default;
+    /// @throws InvalidURIFormatException with uri_tag
+    explicit URI(const std::string& text);
+    virtual ~URI() = default;
+    URI(const URI&) = default;
+    URI(URI&&) = default;
+    URI& operator=(const URI&) = default;
+    URI& operator=(URI&&) = default;
+
+    /// Composes the text; the inverse of parsing except for empty queries and fragments.
+    explicit operator std::string() const { return str(); }
+    [[nodiscard]] std::string str() const;
+
+    /// True when every part is empty.
+    [[nodiscard]] bool empty() const;
+
+    [[nodiscard]] const std::string& scheme() const { return scheme_part; }
+    [[nodiscard]] const std::string& authority() const { return authority_part; }
+    [[nodiscard]] const std::string& path() const { return path_part; }
+    [[nodiscard]] const std::string& query() const { return query_part; }
+    [[nodiscard]] const std::string& fragment() const { return fragment_part; }
+
+    /// Copy with another query ("" removes it).
+    [[nodiscard]] URI with_query(const std::string& query) const;
+    /// Copy with `suffix` put directly behind the path.
+    [[nodiscard]] URI with_path_suffix(const std::string& suffix) const;
+
+private:
+    std::string authority_part;
+    std::string fragment_part;
+    std::string path_part;
+    std::string query_part;
+    std::string scheme_part;
+};
+
+}  // namespace zephran::common

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "common/exception.h"
+#include "common/json.h"
+#include "common/uri.h"
+
+namespace zephran::hawkbit {
+
+using sleep_time_tag = boost::error_info<struct sleep_time_record, std::string>;
+
+struct InvalidSleepTimeFormatException : common::Exception {
+    InvalidSleepTimeFormatException() : Exception{"Invalid sleep time format"} {}
+};
+
+/// The controller base resource of the DDI: how long to sleep, and which actions are open.
+class ControllerStatusMessage : public common::JSONInitializable {
+public:
+    /// Replaces every field.
+    /// @throws common::MissingValueException, common::UnexpectedTypeException,
+    ///         common::InvalidURIFormatException
+    /// @throws InvalidSleepTimeFormatException with sleep_time_tag, unless the sleep time holds
+    ///         HH:MM:SS somewhere
+    void from_json(const Json::Value& object) override;
+
+    [[nodiscard]] const std::optional<common::URI>& cancel_action() const { return cancel_link; }
+    [[nodiscard]] const std::optional<common::URI>& config_data() const { return config_link; }
+    [[nodiscard]] const std::optional<common::URI>& deployment_base() const {
+        return deployment_link;
+    }
+    /// In seconds.
+    [[nodiscard]] std::uint64_t sleep_time() const { return sleep_seconds; }
+
+private:
+    static constexpr std::uint64_t default_sleep_seconds = 300;
+
+    std::optional<common::URI> cancel_link;
+    std::optional<common::URI> config_link;
+    std::optional<common::URI> deployment_link;
+    std::uint64_t sleep_seconds = default_sleep_seconds;
+};
+
+}  // namespace zephran::hawkbit

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <memory>
+
+#include "hawkbit/messages/deployment_action.h"
+
+namespace zephran {
+class AgentManager;
+class Config;
+}  // namespace zephran
+
+/// What the portable core needs of the operating system. Each platform implements these functions
+/// in its own library; unit tests link their own implementation.
+namespace zephran::platform {
+
+/// A new agent manager of this platform, not configured yet.
+std::unique_ptr<AgentManager> create_agent_manager();
+
+/// Directory for downloads, with a trailing slash.
+const char* get_temp_directory();
+
+/// The process-wide configuration store. It lives as long as the process.
+Config* get_config();
+
+/// Makes room on the device before an artifact is downloaded.
+void prepare_download(const hawkbit::DeploymentActionMessage::Chunk& chunk,
+                      const hawkbit::DeploymentActionMessage::Artifact& artifact);
+
+/// Makes room on the device before a chunk is installed.
+void prepare_install(const hawkbit::DeploymentActionMessage::Chunk& chunk);
+
+/// Undoes prepare_download() after a deployment has ended.
+void recover_download();
+
+/// Undoes prepare_install() after an installation that did not end in a reboot.
+void recover_install();
+
+}  // namespace zephran::platform
