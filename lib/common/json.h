@@ -97,7 +97,11 @@ public:
     std::string operator()(const Json::Value& value) const override;
 };
 
-/// Takes a mandatory member out of an object. A member that is null counts as missing.
+/// Takes a mandatory member out of an object. A member that is null counts as missing, and null
+/// itself as an object without members.
+///
+/// Every form throws UnexpectedTypeException with value_tag (the key), found_type_tag and
+/// expected_type_tag (objectValue) when it is asked about anything but an object or null.
 struct JSONValueExtractor {
     /// @throws MissingValueException with value_tag (the key)
     const Json::Value& operator()(const Json::Value& object, const std::string& key) const;
@@ -108,7 +112,8 @@ struct JSONValueExtractor {
                                   Json::ValueType type) const;
 };
 
-/// Takes an optional member out of an object; empty when it is absent or null.
+/// Takes an optional member out of an object; empty when it is absent or null. Anything but an
+/// object or null is refused as JSONValueExtractor does.
 struct JSONOptionalValueExtractor {
     boost::optional<const Json::Value&> operator()(const Json::Value& object,
                                                    const std::string& key) const;

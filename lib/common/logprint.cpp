@@ -39,10 +39,11 @@ std::string_view base_name(std::string_view path) {
 void render_log_value(std::ostream& stream, const std::chrono::milliseconds& duration) {
     const auto hours = std::chrono::duration_cast<std::chrono::hours>(duration);
     const auto minutes = std::chrono::duration_cast<std::chrono::minutes>(duration - hours);
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration - hours - minutes);
+    const auto seconds =
+        std::chrono::duration_cast<std::chrono::seconds>(duration - hours - minutes);
     const char fill = stream.fill('0');
-    stream << std::setw(2) << hours.count() << "h:" << std::setw(2) << minutes.count() << "m:"
-           << std::setw(2) << seconds.count() << 's';
+    stream << std::setw(2) << hours.count() << "h:" << std::setw(2) << minutes.count()
+           << "m:" << std::setw(2) << seconds.count() << 's';
     stream.fill(fill);
 }
 

@@ -128,12 +128,12 @@ std::list<LogPrintable> fields(const KeysAndValues&... keys_and_values) {
 
 /// LOG_INFO("event", "retrying", "retries", retries) logs alternating keys and values. The
 /// arguments are not evaluated when the logger is off.
-#define ZEPHRAN_LOG(logger, level, function, ...)                     \
-    do {                                                              \
-        if ((logger).enabled) {                                       \
-            (logger).print(level, __FILE__, __LINE__, function,       \
+#define ZEPHRAN_LOG(logger, level, function, ...)                       \
+    do {                                                                \
+        if ((logger).enabled) {                                         \
+            (logger).print(level, __FILE__, __LINE__, function,         \
                            ::zephran::log_detail::fields(__VA_ARGS__)); \
-        }                                                             \
+        }                                                               \
     } while (false)
 
 #define LOG_DEBUG(...) ZEPHRAN_LOG(::zephran::debug_logger, "DEBUG", __func__, __VA_ARGS__)

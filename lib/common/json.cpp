@@ -1,0 +1,87 @@
+#include "common/json.h"
+
+#include <memory>
+#include <sstream>
+
+namespace zephran::common {
+
+namespace {
+
+void require_type(const Json::Value& value, const std::string& key, Json::ValueType type) {
+    if (value.type() != type) {
+        BOOST_THROW_EXCEPTION(UnexpectedTypeException{} << value_tag{key}
+                                                        << found_type_tag{value.type()}
+                                                        << expected_type_tag{type});
+    }
+}
+
+// jsoncpp answers a subscript of anything but an object or null with an exception of its own, which
+// would not say which member was looked for.
+const Json::Value& find_member(const Json::Value& object, const std::string& key) {
+    if (!object.isNull()) {
+        require_type(object, key, Json::objectValue);
+    }
+    return object[key];
+}
+
+}  // namespace
+
+Json::Value JSONDefaultParser::operator()(const std::string& text) const {
+    const std::unique_ptr<Json::CharReader> reader{Json::CharReaderBuilder{}.newCharReader()};
+    Json::Value value;
+    std::string errors;
+    bool parsed = false;
+    try {
+        parsed = reader->parse(text.data(), text.data() + text.size(), &value, &errors);
+    } catch (const Json::Exception& e) {
+        // Nesting beyond the reader's stack limit is thrown instead of reported.
+        errors += e.what();
+    }
+    if (!parsed) {
+        BOOST_THROW_EXCEPTION(ParserException{} << parser_error_tag{errors});
+    }
+    return value;
+}
+
+std::string JSONDefaultWriter::operator()(const Json::Value& value) const {
+    const std::unique_ptr<Json::StreamWriter> writer{Json::StreamWriterBuilder{}.newStreamWriter()};
+    std::stringstream stream;
+    writer->write(value, &stream);
+    return stream.str();
+}
+
+const Json::Value& JSONValueExtractor::operator()(const Json::Value& object,
+                                                  const std::string& key) const {
+    const Json::Value& member = find_member(object, key);
+    if (member.isNull()) {
+        BOOST_THROW_EXCEPTION(MissingValueException{} << value_tag{key});
+    }
+    return member;
+}
+
+const Json::Value& JSONValueExtractor::operator()(const Json::Value& object, const std::string& key,
+                                                  Json::ValueType type) const {
+    const Json::Value& member = (*this)(object, key);
+    require_type(member, key, type);
+    return member;
+}
+
+boost::optional<const Json::Value&> JSONOptionalValueExtractor::operator()(
+    const Json::Value& object, const std::string& key) const {
+    const Json::Value& member = find_member(object, key);
+    if (member.isNull()) {
+        return boost::none;
+    }
+    return member;
+}
+
+boost::optional<const Json::Value&> JSONOptionalValueExtractor::operator()(
+    const Json::Value& object, const std::string& key, Json::ValueType type) const {
+    const auto member = (*this)(object, key);
+    if (member) {
+        require_type(*member, key, type);
+    }
+    return member;
+}
+
+}  // namespace zephran::common

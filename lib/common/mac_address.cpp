@@ -1,0 +1,81 @@
+#include "common/mac_address.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include <boost/throw_exception.hpp>
+
+namespace zephran::common {
+
+namespace {
+
+constexpr std::size_t text_length = 17;
+constexpr std::size_t group_length = 3;
+
+unsigned char parse_group(const std::string& text, std::size_t begin) {
+    const int high = hex_char_to_int(text[begin]);
+    const int low = hex_char_to_int(text[begin + 1]);
+    const bool separated = begin + 2 == text_length || text[begin + 2] == ':';
+    if (high < 0 || low < 0 || !separated) {
+        BOOST_THROW_EXCEPTION(std::invalid_argument{"mac"});
+    }
+    return static_cast<unsigned char>(high * 16 + low);
+}
+
+}  // namespace
+
+MacAddress::MacAddress(const std::initializer_list<unsigned char>& initial) {
+    if (initial.size() > address.size()) {
+        BOOST_THROW_EXCEPTION(std::invalid_argument{"bytes"});
+    }
+    std::copy(initial.begin(), initial.end(), address.begin());
+}
+
+MacAddress MacAddress::parse(const std::string& text) {
+    if (text.size() != text_length) {
+        BOOST_THROW_EXCEPTION(std::invalid_argument{"mac"});
+    }
+    MacAddress parsed;
+    for (std::size_t i = 0; i < parsed.address.size(); ++i) {
+        parsed.address.at(i) = parse_group(text, i * group_length);
+    }
+    return parsed;
+}
+
+bool MacAddress::is_valid() const {
+    return std::any_of(address.begin(), address.end(),
+                       [](unsigned char byte) { return byte != 0; });
+}
+
+std::string MacAddress::str() const {
+    constexpr const char* digits = "0123456789abcdef";
+    std::string text;
+    text.reserve(text_length);
+    for (const unsigned char byte : address) {
+        if (!text.empty()) {
+            text += ':';
+        }
+        text += digits[byte / 16];
+        text += digits[byte % 16];
+    }
+    return text;
+}
+
+std::ostream& operator<<(std::ostream& stream, const MacAddress& address) {
+    return stream << address.str();
+}
+
+int hex_char_to_int(char digit) {
+    if (digit >= '0' && digit <= '9') {
+        return digit - '0';
+    }
+    if (digit >= 'a' && digit <= 'f') {
+        return digit - 'a' + 10;
+    }
+    if (digit >= 'A' && digit <= 'F') {
+        return digit - 'A' + 10;
+    }
+    return -1;
+}
+
+}  // namespace zephran::common
