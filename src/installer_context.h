@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "common/mac_address.h"
+
+namespace zephran {
+
+/// What installers need to know of the target they install for.
+struct InstallerContext {
+    /// Part types that may be installed; empty means all.
+    std::vector<std::string> accepted_parts;
+    /// The gateway property "installed_flash_type".
+    std::string installed_flash_type;
+    /// Name of the MTD device for bootloaders, without "/dev/".
+    std::string bootloader_mtd;
+    /// The most erase-and-write attempts on an MTD device.
+    std::uint32_t mtd_write_attempts = 0;
+    /// Address of the device that the agent stands for.
+    common::MacAddress mac_address;
+};
+
+}  // namespace zephran
