@@ -1,0 +1,17 @@
+# shellcheck shell=bash
+# Every Debian package the project uses on a development machine, by what it is for.
+# mount(8) and unshare(8) belong to the simulated gateway.
+# shellcheck disable=SC2034
+build_packages=(
+    g++ cmake ninja-build
+    libboost-dev libboost-program-options-dev libjsoncpp-dev libcurl4-openssl-dev libssl-dev
+    libgtest-dev libgmock-dev
+)
+# shellcheck disable=SC2034
+run_packages=(python3 openssl curl util-linux mount)
+# shellcheck disable=SC2034
+test_packages=(python3-pytest python3-pytest-xdist python3-pytest-timeout)
+# shellcheck disable=SC2034
+lint_packages=(clang-14 clang-tidy-14 clang-format-14 shellcheck python3)
+# shellcheck disable=SC2034
+clang_packages=(clang-14)
