@@ -59,9 +59,7 @@ public:
     [[nodiscard]] const common::URI& cancel_feedback() const { return cancel_feedback_uri; }
     [[nodiscard]] const common::URI& config_data() const { return config_data_uri; }
     [[nodiscard]] const common::URI& deployment_base() const { return deployment_base_uri; }
-    [[nodiscard]] const common::URI& deployment_feedback() const {
-        return deployment_feedback_uri;
-    }
+    [[nodiscard]] const common::URI& deployment_feedback() const { return deployment_feedback_uri; }
     [[nodiscard]] time_point next_poll() const { return next_poll_time; }
 
     void set_next_poll(time_point time) { next_poll_time = time; }

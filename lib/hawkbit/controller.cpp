@@ -1,0 +1,58 @@
+#include "hawkbit/controller.h"
+
+#include <boost/throw_exception.hpp>
+
+namespace zephran::hawkbit {
+namespace {
+
+constexpr const char* secure_scheme = "https";
+constexpr const char* feedback_suffix = "/feedback";
+
+void refuse_downgrade(const common::URI& base, const common::URI& link) {
+    if (base.scheme() == secure_scheme && link.scheme() != secure_scheme) {
+        BOOST_THROW_EXCEPTION(InsecureURLException{} << url_tag{link.str()});
+    }
+}
+
+}  // namespace
+
+common::URI ControllerURLBuilder::base_url() const {
+    const std::string scheme = use_https ? secure_scheme : "http";
+    return common::URI{scheme + "://" + host + "/" + tenant + "/controller/v1/" + controller_id};
+}
+
+common::URI ControllerURLBuilder::config_data_url() const {
+    return base_url().with_path_suffix("/configData");
+}
+
+void Controller::extract_from(const ControllerURLBuilder& builder) {
+    base_uri = builder.base_url();
+    config_data_uri = builder.config_data_url();
+}
+
+void Controller::extract_links(const ControllerStatusMessage& status) {
+    const auto config_link = status.config_data().value_or(common::URI{});
+    const auto deployment_link = status.deployment_base().value_or(common::URI{});
+
+    if (!config_link.empty()) {
+        refuse_downgrade(base_uri, config_link);
+        config_data_uri = config_link;
+    }
+    // Nothing but the end of an action can be had through this link, so any scheme will do.
+    cancel_action_uri = status.cancel_action().value_or(common::URI{});
+    if (!deployment_link.empty()) {
+        refuse_downgrade(base_uri, deployment_link);
+    }
+    deployment_base_uri = deployment_link;
+
+    // The feedback addresses outlive their links: a closing report is still due when the server
+    // has taken the link back.
+    if (!cancel_action_uri.empty()) {
+        cancel_feedback_uri = cancel_action_uri.with_path_suffix(feedback_suffix);
+    }
+    if (!deployment_base_uri.empty()) {
+        deployment_feedback_uri = deployment_base_uri.with_path_suffix(feedback_suffix);
+    }
+}
+
+}  // namespace zephran::hawkbit

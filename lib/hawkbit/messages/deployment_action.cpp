@@ -1,0 +1,165 @@
+#include "hawkbit/messages/deployment_action.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <tuple>
+#include <utility>
+
+#include <boost/throw_exception.hpp>
+
+namespace zephran::hawkbit {
+namespace {
+
+constexpr common::JSONValueExtractor required{};
+constexpr common::JSONOptionalValueExtractor optional{};
+
+constexpr std::array<std::pair<const char*, ActionStatus>, 10> status_words{{
+    {"CANCELED", ActionStatus::CANCELED},
+    {"CANCELING", ActionStatus::CANCELING},
+    {"CANCEL_REJECTED", ActionStatus::CANCEL_REJECTED},
+    {"DOWNLOAD", ActionStatus::DOWNLOAD},
+    {"ERROR", ActionStatus::ERROR},
+    {"FINISHED", ActionStatus::FINISHED},
+    {"RETRIEVED", ActionStatus::RETRIEVED},
+    {"RUNNING", ActionStatus::RUNNING},
+    {"SCHEDULED", ActionStatus::SCHEDULED},
+    {"WARNING", ActionStatus::WARNING},
+}};
+
+std::string read_text(const Json::Value& object, const std::string& key) {
+    return required(object, key, Json::stringValue).asString();
+}
+
+void require_type(const Json::Value& value, const std::string& key, Json::ValueType type) {
+    if (value.type() != type) {
+        BOOST_THROW_EXCEPTION(common::UnexpectedTypeException{}
+                              << common::value_tag{key} << common::found_type_tag{value.type()}
+                              << common::expected_type_tag{type});
+    }
+}
+
+/// Reads the array `key`, whose elements are objects.
+template <class Message>
+std::vector<Message> read_list(const Json::Value& object, const std::string& key) {
+    const auto& array = required(object, key, Json::arrayValue);
+    std::vector<Message> messages;
+    messages.reserve(array.size());
+    for (const auto& element : array) {
+        require_type(element, key, Json::objectValue);
+        messages.emplace_back();
+        messages.back().from_json(element);
+    }
+    return messages;
+}
+
+/// jsoncpp keeps up to 64 bits in its intValue; a size is handled in 32.
+std::int32_t read_size(const Json::Value& object) {
+    const auto& size = required(object, "size", Json::intValue);
+    if (!size.isInt()) {
+        BOOST_THROW_EXCEPTION(common::UnexpectedTypeException{}
+                              << common::value_tag{"size"} << common::found_type_tag{size.type()}
+                              << common::expected_type_tag{Json::intValue});
+    }
+    return size.asInt();
+}
+
+/// Reads two links of which at least one must be there.
+std::pair<common::URI, common::URI> read_link_pair(const Json::Value& links,
+                                                   const std::string& first_name,
+                                                   const std::string& second_name) {
+    const auto first = optional(links, first_name, Json::objectValue);
+    const auto second = optional(links, second_name, Json::objectValue);
+    if (!first && !second) {
+        BOOST_THROW_EXCEPTION(common::MissingValueException{}
+                              << common::value_tag{first_name + " or " + second_name});
+    }
+    std::pair<common::URI, common::URI> uris;
+    if (first) {
+        uris.first = common::URI{read_text(*first, "href")};
+    }
+    if (second) {
+        uris.second = common::URI{read_text(*second, "href")};
+    }
+    return uris;
+}
+
+bool read_forced(const std::string& update) {
+    if (update == "forced") {
+        return true;
+    }
+    if (update == "attempt") {
+        return false;
+    }
+    BOOST_THROW_EXCEPTION(InvalidUpdateTypeException{} << common::value_tag{update});
+}
+
+}  // namespace
+
+std::vector<std::uint8_t> DeploymentActionMessage::Artifact::hash_from_string(
+    const std::string& hex) {
+    constexpr std::size_t digits_per_byte = 2;
+    constexpr int base = 16;
+
+    std::vector<std::uint8_t> bytes(hex.size() / digits_per_byte);
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        const auto pair = hex.substr(i * digits_per_byte, digits_per_byte);
+        bytes[i] = static_cast<std::uint8_t>(std::strtoul(pair.c_str(), nullptr, base));
+    }
+    return bytes;
+}
+
+void DeploymentActionMessage::Artifact::from_json(const Json::Value& object) {
+    name_of_file = read_text(object, "filename");
+    const auto& hashes = required(object, "hashes", Json::objectValue);
+    md5_bytes = hash_from_string(read_text(hashes, "md5"));
+    sha1_bytes = hash_from_string(read_text(hashes, "sha1"));
+    size_in_bytes = read_size(object);
+    const auto& links = required(object, "_links", Json::objectValue);
+    std::tie(download_link, download_http_link) =
+        read_link_pair(links, "download", "download-http");
+    std::tie(md5sum_link, md5sum_http_link) = read_link_pair(links, "md5sum", "md5sum-http");
+}
+
+void DeploymentActionMessage::Chunk::from_json(const Json::Value& object) {
+    part_type = read_text(object, "part");
+    module_version = read_text(object, "version");
+    module_name = read_text(object, "name");
+    files = read_list<Artifact>(object, "artifacts");
+}
+
+void DeploymentActionMessage::ActionHistory::from_json(const Json::Value& object) {
+    const auto word = read_text(object, "status");
+    const auto* const known = std::find_if(status_words.begin(), status_words.end(),
+                                           [&](const auto& entry) { return word == entry.first; });
+    if (known == status_words.end()) {
+        BOOST_THROW_EXCEPTION(InvalidActionStatusException{} << common::value_tag{word});
+    }
+    action_status = known->second;
+
+    const auto& messages_array = required(object, "messages", Json::arrayValue);
+    texts.clear();
+    for (const auto& element : messages_array) {
+        require_type(element, "messages", Json::stringValue);
+        texts.push_back(element.asString());
+    }
+}
+
+void DeploymentActionMessage::from_json(const Json::Value& object) {
+    *this = DeploymentActionMessage{};
+
+    action_id = read_text(object, "id");
+    const auto& deployment = required(object, "deployment", Json::objectValue);
+    download_mode = read_text(deployment, "download");
+    is_forced = read_forced(read_text(deployment, "update"));
+    modules = read_list<Chunk>(deployment, "chunks");
+    if (const auto action_history_object = optional(object, "actionHistory", Json::objectValue)) {
+        history.from_json(*action_history_object);
+    }
+}
+
+std::string chunk_string(const DeploymentActionMessage::Chunk& chunk) {
+    return chunk.part() + ":" + chunk.name() + ":" + chunk.version();
+}
+
+}  // namespace zephran::hawkbit

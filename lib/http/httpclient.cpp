@@ -1,0 +1,76 @@
+#include "http/httpclient.h"
+
+#include <fstream>
+
+#include <boost/throw_exception.hpp>
+
+#include "http/httpclient_curl.h"
+
+namespace zephran::http {
+namespace {
+
+const char*& ca_bundle_path() {
+    static const char* path = nullptr;
+    return path;
+}
+
+std::unique_ptr<ClientInterface> make_transport(const ClientImplementationType& type) {
+    switch (type) {
+        case ClientImplementationType::curl:
+            return std::make_unique<CurlImpl>();
+    }
+    BOOST_THROW_EXCEPTION(common::NotImplementedException{});
+}
+
+}  // namespace
+
+Client::Client(const ClientImplementationType& type) : transport{make_transport(type)} {}
+
+Client::Client(std::unique_ptr<ClientInterface> implementation)
+    : transport{std::move(implementation)} {}
+
+void Client::set_client_certificate(const ClientCertificate& certificate) {
+    transport->set_client_certificate(certificate);
+}
+
+std::string Client::send_get_request(const std::string& url) const {
+    return transport->send_get_request(url);
+}
+
+std::string Client::send_delete_request(const std::string& url) const {
+    return transport->send_delete_request(url);
+}
+
+std::string Client::send_post_request(const std::string& url, const std::string& body,
+                                      const std::string& content_type) const {
+    return transport->send_post_request(url, body, content_type);
+}
+
+std::string Client::send_put_request(const std::string& url, const std::string& body,
+                                     const std::string& content_type) const {
+    return transport->send_put_request(url, body, content_type);
+}
+
+std::string Client::send_patch_request(const std::string& url, const std::string& body,
+                                       const std::string& content_type) const {
+    return transport->send_patch_request(url, body, content_type);
+}
+
+void Client::download_to_file(const std::string& url, const std::string& filename) const {
+    std::ofstream file{filename, std::ios_base::out | std::ios_base::trunc};
+    if (!file) {
+        BOOST_THROW_EXCEPTION(common::OutputFileOpenException{} << common::filename_tag{filename});
+    }
+    transport->download_to_file(url, file);
+    file.close();
+}
+
+void curl_configuration::set_ca_bundle_path(const char* path) {
+    ca_bundle_path() = path;
+}
+
+const char* curl_configuration::get_ca_bundle_path() {
+    return ca_bundle_path();
+}
+
+}  // namespace zephran::http
