@@ -142,6 +142,8 @@ std::list<LogPrintable> fields(const KeysAndValues&... keys_and_values) {
 #define LOG_ERROR(...) ZEPHRAN_LOG(::zephran::error_logger, "ERROR", __func__, __VA_ARGS__)
 
 /// The same for a line that names another function than the one it stands in.
+#define LOG_DEBUG_AS(function, ...) \
+    ZEPHRAN_LOG(::zephran::debug_logger, "DEBUG", function, __VA_ARGS__)
 #define LOG_INFO_AS(function, ...) \
     ZEPHRAN_LOG(::zephran::info_logger, "INFO", function, __VA_ARGS__)
 #define LOG_WARNING_AS(function, ...) \

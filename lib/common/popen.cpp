@@ -1,0 +1,239 @@
+#include "common/popen.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstring>
+#include <thread>
+#include <utility>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace zephran::common {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+class Descriptor {
+public:
+    explicit Descriptor(int open_descriptor) : number{open_descriptor} {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor(Descriptor&&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    Descriptor& operator=(Descriptor&&) = delete;
+    ~Descriptor() {
+        if (number != -1) {
+            close(number);
+        }
+    }
+    [[nodiscard]] int get() const { return number; }
+    int release() { return std::exchange(number, -1); }
+
+private:
+    int number;
+};
+
+// Runs in the memory of the parent, which stands still meanwhile: system calls only.
+[[noreturn]] void become_shell(int read_end, int write_end, const char* command,
+                               const struct sigaction& default_action) {
+    close(read_end);
+    if (write_end == STDOUT_FILENO) {
+        // Without a standard output of its own the parent gets this very number for the pipe.
+        fcntl(write_end, F_SETFD, 0);
+    } else {
+        dup2(write_end, STDOUT_FILENO);
+    }
+    // The daemon ignores SIGPIPE, and a shell cannot undo what it finds ignored at its start.
+    sigaction(SIGPIPE, &default_action, nullptr);
+    setpgid(0, 0);
+    execl("/bin/sh", "/bin/sh", "-c", command, nullptr);
+    _exit(0);
+}
+
+// A function of its own, because what it holds must not be cleaned up by the child.
+pid_t start_shell(int read_end, int write_end, const char* command) {
+    struct sigaction default_action {};
+    default_action.sa_handler = SIG_DFL;
+    // The gateways have little memory: a copy of the daemon's page tables is not worth making.
+    const pid_t child = vfork();
+    if (child == 0) {
+        become_shell(read_end, write_end, command, default_action);
+    }
+    return child;
+}
+
+pid_t wait_for(pid_t child, int& status, int options) {
+    pid_t result = -1;
+    do {
+        result = waitpid(child, &status, options);
+    } while (result == -1 && errno == EINTR);
+    return result;
+}
+
+void set_blocking(int descriptor, bool blocking) {
+    const auto flags = static_cast<unsigned int>(fcntl(descriptor, F_GETFL));
+    const auto other_flags = flags & ~static_cast<unsigned int>(O_NONBLOCK);
+    fcntl(descriptor, F_SETFL, blocking ? other_flags : other_flags | O_NONBLOCK);
+}
+
+/// Appends one block. False at the end of the output; a read error counts as such.
+bool read_block(std::FILE* stream, std::string& output) {
+    std::array<char, 1024> block{};
+    errno = 0;
+    const std::size_t count = std::fread(block.data(), 1, block.size(), stream);
+    const int error = errno;
+    output.append(block.data(), strnlen(block.data(), count));
+    if (std::ferror(stream) == 0) {
+        return std::feof(stream) == 0;
+    }
+    std::clearerr(stream);
+    return error == EINTR || error == EAGAIN;
+}
+
+}  // namespace
+
+void POpen::Close::operator()(std::FILE* open_stream) const {
+    std::fclose(open_stream);
+}
+
+POpen::POpen(const std::string& shell_command, const TimeLimits& patience)
+    : command{shell_command}, limits{patience} {
+    popen_for_reading();
+}
+
+POpen::~POpen() {
+    wait(0);
+}
+
+void POpen::popen_for_reading() {
+    const auto fail = [this](int error) {
+        BOOST_THROW_EXCEPTION(POpenFailedException{} << popen_command_tag{command}
+                                                     << boost::errinfo_errno{error});
+    };
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC) == -1) {
+        fail(errno);
+    }
+    Descriptor read_end{ends[0]};
+    const Descriptor write_end{ends[1]};
+    stream.reset(fdopen(read_end.get(), "r"));
+    if (!stream) {
+        fail(errno);
+    }
+    const int read_number = read_end.release();
+    // Nothing may hide in the stream's buffer while poll() looks at the pipe.
+    std::setvbuf(stream.get(), nullptr, _IONBF, 0);
+    const pid_t child = start_shell(read_number, write_end.get(), command.c_str());
+    if (child <= 0) {
+        fail(errno);
+    }
+    pid = child;
+}
+
+int POpen::wait(int timeout) {
+    std::string discarded;
+    return wait(discarded, timeout);
+}
+
+int POpen::wait(std::string& output, int timeout) {
+    return wait(output, milliseconds{std::chrono::seconds{timeout}});
+}
+
+int POpen::wait(std::string& output, milliseconds limit) {
+    output.clear();
+    if (!stream) {
+        return 0;
+    }
+    boost::optional<int> status;
+    if (limit <= milliseconds::zero()) {
+        read_to_end(output);
+        status = pclose_wait();
+    } else {
+        const auto deadline = Clock::now() + limit;
+        read_until(output, deadline);
+        status = pclose_kill(deadline);
+    }
+    stream.reset();
+    pid = 0;
+    return decode(status, output);
+}
+
+void POpen::read_to_end(std::string& output) {
+    set_blocking(fileno(stream.get()), true);
+    while (read_block(stream.get(), output)) {
+    }
+}
+
+void POpen::read_until(std::string& output, Clock::time_point deadline) {
+    set_blocking(fileno(stream.get()), false);
+    for (auto now = Clock::now(); now < deadline; now = Clock::now()) {
+        const auto remaining = std::chrono::ceil<milliseconds>(deadline - now).count();
+        pollfd readable{fileno(stream.get()), POLLIN, 0};
+        const int ready =
+            poll(&readable, 1, static_cast<int>(std::min<long long>(remaining, INT_MAX)));
+        if (ready == -1 && errno != EINTR) {
+            return;
+        }
+        // One block at a time, so that a child that never stops writing meets its limit, too.
+        if (ready > 0 && !read_block(stream.get(), output)) {
+            return;
+        }
+    }
+}
+
+boost::optional<int> POpen::pclose_wait() {
+    int status = 0;
+    if (wait_for(pid, status, 0) != pid) {
+        return boost::none;
+    }
+    return status;
+}
+
+boost::optional<int> POpen::pclose_kill(Clock::time_point deadline) {
+    const auto until = std::min(Clock::now() + limits.exit_grace, deadline);
+    while (true) {
+        int status = 0;
+        const pid_t result = wait_for(pid, status, WNOHANG);
+        if (result == pid) {
+            return status;
+        }
+        if (result == -1) {
+            // Somebody else has reaped the child; its number may be another process by now.
+            return boost::none;
+        }
+        if (Clock::now() >= until) {
+            return kill_child();
+        }
+        std::this_thread::sleep_for(limits.poll_step);
+    }
+}
+
+boost::optional<int> POpen::kill_child() const {
+    kill(pid, SIGTERM);
+    std::this_thread::sleep_for(limits.term_to_kill);
+    kill(pid, SIGKILL);
+    // Reaped, or else every command that hangs would leave a zombie behind.
+    int ignored = 0;
+    wait_for(pid, ignored, 0);
+    return boost::none;
+}
+
+int POpen::decode(const boost::optional<int>& status, const std::string& output) const {
+    if (status && WIFEXITED(*status)) {
+        return WEXITSTATUS(*status);
+    }
+    AbnormalTerminationException failure;
+    failure << popen_command_tag{command} << program_output_tag{output};
+    if (status && WIFSIGNALED(*status)) {
+        failure << program_signal_tag{WTERMSIG(*status)};
+    }
+    BOOST_THROW_EXCEPTION(failure);
+}
+
+}  // namespace zephran::common

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include <boost/optional.hpp>
+#include <sys/types.h>
+
+#include "common/exception.h"
+
+namespace zephran::common {
+
+/// The command line that was handed to the shell.
+using popen_command_tag = boost::error_info<struct popen_command_record, std::string>;
+/// Number of the signal that ended a program.
+using program_signal_tag = boost::error_info<struct program_signal_record, int>;
+
+struct POpenFailedException : Exception {
+    POpenFailedException() : Exception{"Failed to execute command"} {}
+};
+struct AbnormalTerminationException : Exception {
+    AbnormalTerminationException() : Exception{"Program terminated abnormally"} {}
+};
+
+/// How patient POpen is with a child whose time limit matters. Only unit tests pass other values.
+struct TimeLimits {
+    /// A child that has closed its output is given this long to exit, but not beyond its limit.
+    std::chrono::milliseconds exit_grace{1000};
+    /// Pause between two looks at whether it has exited.
+    std::chrono::milliseconds poll_step{10};
+    /// Pause between SIGTERM and SIGKILL.
+    std::chrono::milliseconds term_to_kill{2000};
+};
+
+/// One shell command that runs as a child process in a process group of its own.
+///
+/// Its standard output is collected, its standard error stays where this process writes its own:
+/// callers append "2>&1" where they want that, too. An object belongs to one thread.
+class POpen {
+public:
+    /// Starts the command at once. A shell that cannot be executed looks like a command that
+    /// succeeds without output.
+    /// @throws POpenFailedException with popen_command_tag and boost::errinfo_errno
+    explicit POpen(const std::string& shell_command, const TimeLimits& patience = {});
+    POpen(const POpen&) = delete;
+    POpen(POpen&&) = delete;
+    POpen& operator=(const POpen&) = delete;
+    POpen& operator=(POpen&&) = delete;
+    /// Waits without a limit. The process ends here if the command is killed by a signal meanwhile.
+    ~POpen();
+
+    /// Collects the output, also when an exception follows, and returns the exit code; 0 and no
+    /// output when the child has been waited for before. Output is taken in blocks of at most 1024
+    /// bytes, and a NUL byte hides the rest of its block.
+    ///
+    /// A child that outlives the limit gets SIGTERM and, two seconds later, SIGKILL.
+    ///
+    /// @param timeout in seconds; 0 or less means no limit
+    /// @throws AbnormalTerminationException with popen_command_tag, program_output_tag and, when a
+    ///         signal ended the child before the limit, program_signal_tag
+    int wait(std::string& output, int timeout);
+    /// The same with the output discarded.
+    int wait(int timeout);
+    /// The same with a finer limit.
+    int wait(std::string& output, std::chrono::milliseconds limit);
+
+private:
+    struct Close {
+        void operator()(std::FILE* open_stream) const;
+    };
+    using Clock = std::chrono::steady_clock;
+
+    void popen_for_reading();
+    void read_to_end(std::string& output);
+    void read_until(std::string& output, Clock::time_point deadline);
+    /// The wait status, empty when there is none because the child is not ours to wait for any more
+    /// or was killed.
+    boost::optional<int> pclose_wait();
+    boost::optional<int> pclose_kill(Clock::time_point deadline);
+    boost::optional<int> kill_child() const;
+    int decode(const boost::optional<int>& status, const std::string& output) const;
+
+    std::string command;
+    std::unique_ptr<std::FILE, Close> stream;
+    pid_t pid = 0;
+    TimeLimits limits;
+};
+
+}  // namespace zephran::common

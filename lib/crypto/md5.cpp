@@ -1,0 +1,40 @@
+// OpenSSL 3 would rather have everybody use its EVP functions, which older gateways have in another
+// form; the MD5 functions are the same everywhere.
+#define OPENSSL_SUPPRESS_DEPRECATED
+
+#include "crypto/md5.h"
+
+#include <openssl/md5.h>
+
+namespace zephran::crypto {
+
+namespace {
+
+void require_success(int result) {
+    if (result != 1) {
+        BOOST_THROW_EXCEPTION(MD5Exception{});
+    }
+}
+
+}  // namespace
+
+MD5::MD5() : context{std::make_unique<MD5_CTX>()}, digest_bytes(MD5_DIGEST_LENGTH, 0) {
+    require_success(MD5_Init(context.get()));
+}
+
+MD5::~MD5() {
+    // Finishing clears what the context still holds of the data.
+    MD5_Final(digest_bytes.data(), context.get());
+}
+
+const std::vector<std::uint8_t>& MD5::digest() {
+    require_success(MD5_Final(digest_bytes.data(), context.get()));
+    require_success(MD5_Init(context.get()));
+    return digest_bytes;
+}
+
+void MD5::update(const std::uint8_t* data, std::size_t length) {
+    require_success(MD5_Update(context.get(), data, length));
+}
+
+}  // namespace zephran::crypto
