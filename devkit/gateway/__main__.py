@@ -1,0 +1,55 @@
+"""Runs one command in a simulated gateway: python3 -m devkit.gateway [OPTION ...] -- COMMAND ..."""
+import argparse
+import pathlib
+import signal
+import sys
+import tempfile
+
+from . import Gateway, GatewayError
+
+
+def arguments():
+    parser = argparse.ArgumentParser(prog="python3 -m devkit.gateway", description=__doc__)
+    parser.add_argument("--run-dir", help="where the gateway keeps /etc/config, tools and logs "
+                                          "(default: a temporary directory)")
+    parser.add_argument("--config", action="append", default=[], metavar="PACKAGE=FILE",
+                        help="a file for /etc/config/PACKAGE; may be given more than once")
+    parser.add_argument("--library-path", help="where the stand-ins of the libraries lie")
+    parser.add_argument("command", nargs="+")
+    return parser.parse_args()
+
+
+def run(options, run_dir):
+    with Gateway(run_dir, library_path=options.library_path) as gateway:
+        for setting in options.config:
+            package, _, file = setting.partition("=")
+            gateway.config(package, pathlib.Path(file).read_text(encoding="utf-8"))
+        daemon = gateway.start_daemon(options.command)
+        for number in (signal.SIGINT, signal.SIGTERM):
+            signal.signal(number, lambda received, _: daemon.signal(received))
+        shown = 0
+        while True:
+            running = daemon.is_running()
+            if not running:
+                daemon.wait()
+            for line in daemon.output.lines[shown:]:
+                shown += 1
+                print(line.text, file=sys.stdout if line.stream == "out" else sys.stderr, flush=True)
+            if not running:
+                return daemon.exit_status
+            daemon.output.wait_for("", timeout=0.2, start=shown)
+
+
+def main():
+    options = arguments()
+    with tempfile.TemporaryDirectory(prefix="gateway-") as scratch:
+        try:
+            status = run(options, options.run_dir or scratch)
+        except (GatewayError, OSError) as error:
+            sys.exit(f"Error: {error}")
+    # a signal's number is reported as a shell does
+    return status if status >= 0 else 128 - status
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,234 @@
+"""The outer side of the simulated gateway: what tests and the demonstration program against."""
+import json
+import os
+import pathlib
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import time
+
+from .kernel import die_with_parent
+from .terminal import Output
+
+HERE = pathlib.Path(__file__).resolve().parent
+PROJECT = HERE.parent.parent
+# The holder and the tools run in a bare system, where only the system's own interpreter exists.
+PYTHON = "/usr/bin/python3" if os.path.exists("/usr/bin/python3") else sys.executable
+GATEWAY_PATH = "/usr/sbin:/usr/bin:/sbin:/bin"
+
+
+class GatewayError(Exception):
+    """The gateway could not be built, or refused an order."""
+
+
+class Daemon:
+    """A program that was started in a gateway."""
+
+    def __init__(self, gateway, pid, output):
+        self.gateway = gateway
+        self.pid = pid
+        self.output = output
+        self._status = None
+
+    @property
+    def log(self):
+        """Everything written so far, in the order in which it came."""
+        return self.output.text()
+
+    @property
+    def out(self):
+        return self.output.text("out")
+
+    @property
+    def err(self):
+        return self.output.text("err")
+
+    @property
+    def exit_status(self):
+        """None while it runs; the negative signal number if a signal ended it."""
+        if self._status is None:
+            self._status = self.gateway.order("status", pid=self.pid)["status"]
+        return self._status
+
+    def wait_for_line(self, pattern, timeout=60, start=0):
+        """Waits for a line that matches, and returns the match.
+
+        start: number of the first line that counts, for example `len(daemon.output.lines)`
+        """
+        deadline = time.monotonic() + timeout
+        while True:
+            running = self.is_running()
+            if not running:
+                self.output.join(2)
+            match, start = self.output.wait_for(pattern, 0.5 if running else 0, start)
+            if match:
+                return match
+            if not running or time.monotonic() > deadline:
+                raise AssertionError(f"no line matches {pattern!r} in {timeout} s; exit status "
+                                     f"{self.exit_status}, log:\n{self.log[-6000:]}")
+
+    def is_running(self):
+        return self.exit_status is None
+
+    def wait(self, timeout=60):
+        """Waits for the end and returns the exit status."""
+        deadline = time.monotonic() + timeout
+        while self.is_running():
+            if time.monotonic() > deadline:
+                raise AssertionError(f"still running after {timeout} s, log:\n{self.log[-6000:]}")
+            time.sleep(0.05)
+        # a program that outlives the daemon may hold its output open
+        self.output.join(2)
+        return self.exit_status
+
+    def signal(self, number):
+        self.gateway.order("signal", pid=self.pid, number=int(number))
+
+    def terminate(self, timeout=60):
+        self.signal(signal.SIGTERM)
+        return self.wait(timeout)
+
+    def kill(self):
+        self.signal(signal.SIGKILL)
+        return self.wait()
+
+
+class Gateway:
+    """One simulated gateway. Its namespaces live from the first start of a program to close().
+
+    run_dir       a directory of its own; holds etc/config, etc/init.d, sbin, run and the logs
+    library_path  where the stand-ins of the gateway's libraries lie
+    tmp_size      how much fits into its /tmp
+    visible       further directories below /tmp that programs in the gateway must see
+    """
+
+    def __init__(self, run_dir, library_path=None, tmp_size="256m", visible=()):
+        self.run_dir = pathlib.Path(run_dir).resolve()
+        self.library_path = library_path
+        self.tmp_size = tmp_size
+        self.visible = [str(PROJECT), str(self.run_dir), *map(str, visible)]
+        self.daemons = []
+        self._process = self._socket = self._boot = None
+        for name in ("etc/config", "etc/init.d", "sbin", "run/ubus", "log"):
+            (self.run_dir / name).mkdir(parents=True, exist_ok=True)
+        for tool in sorted((HERE / "tools").glob("[!.]*")):
+            shutil.copy(tool, self.run_dir / "sbin" / tool.name)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+    # ---- what is on the gateway
+
+    def config(self, package, text=None):
+        """The text of a configuration package; writes it first when one is given."""
+        path = self.run_dir / "etc/config" / package
+        if text is not None:
+            path.write_text(text, encoding="utf-8")
+        return path.read_text(encoding="utf-8")
+
+    def tool(self, name, script):
+        """Puts a program into /usr/sbin, before the first start."""
+        self._put(self.run_dir / "sbin" / name, script)
+
+    def init_script(self, name, script):
+        """Puts a program into /etc/init.d."""
+        self._put(self.run_dir / "etc/init.d" / name, script)
+
+    def _put(self, path, script):
+        path.write_text(script, encoding="utf-8")
+        path.chmod(0o755)
+
+    @property
+    def outer_pid(self):
+        """Process number, in the world outside, of the process that all others here end with."""
+        self._ensure_booted()
+        return self._boot["pid"]
+
+    @property
+    def tmp(self):
+        """The gateway's /tmp, seen from outside."""
+        return pathlib.Path(f"/proc/{self.outer_pid}/root/tmp")
+
+    def leftovers(self, ignore=("state", ".uci")):
+        """Names in the gateway's /tmp that nobody needs."""
+        needed = {*self._boot["kept_in_tmp"], *ignore} if self._boot else set()
+        return sorted(entry.name for entry in self.tmp.iterdir() if entry.name not in needed)
+
+    # ---- what runs on it
+
+    def start_daemon(self, argv, env=None):
+        """Starts a program with a small environment of its own; `env` adds to it."""
+        self._ensure_booted()
+        environment = {"PATH": GATEWAY_PATH, "HOME": "/root", "LANG": "C.UTF-8", "TZ": "UTC",
+                       **(env or {})}
+        if self.library_path:
+            environment.setdefault("LD_LIBRARY_PATH", str(self.library_path))
+        output = Output(self.run_dir / "log" / f"daemon-{len(self.daemons) + 1}.log")
+        answer = self.order("start", handles=output.slaves, argv=[str(word) for word in argv],
+                            env=environment)
+        output.start()
+        daemon = Daemon(self, answer["pid"], output)
+        self.daemons.append(daemon)
+        return daemon
+
+    def run(self, argv, env=None, timeout=60):
+        """Runs a program to its end and returns it."""
+        daemon = self.start_daemon(argv, env)
+        daemon.wait(timeout)
+        return daemon
+
+    def reboot(self):
+        """A power cut: every program is gone and /tmp empty, the configuration stays."""
+        if self._boot:
+            self.order("power_off")
+
+    def close(self):
+        """Ends every program of the gateway and takes its mounts away."""
+        if self._process is None:
+            return
+        self._socket.close()
+        try:
+            self._process.wait(10)
+        except subprocess.TimeoutExpired:
+            self._process.kill()
+            self._process.wait()
+        for daemon in self.daemons:
+            daemon.output.join(10)
+        self._process = self._boot = None
+
+    # ---- the holder
+
+    def order(self, what, handles=(), **arguments):
+        data = json.dumps({"do": what, **arguments}).encode()
+        try:
+            socket.send_fds(self._socket, [data], list(handles))
+            answer = json.loads(self._socket.recv(1 << 20) or b'{"error": "it is gone"}')
+        except OSError as error:
+            raise GatewayError(f"the simulated gateway does not answer: {error}") from error
+        if "error" in answer:
+            raise GatewayError(f"simulated gateway, {what}: {answer['error']}")
+        return answer
+
+    def _ensure_booted(self):
+        if self._boot:
+            return
+        self._socket, inner = socket.socketpair(socket.AF_UNIX, socket.SOCK_SEQPACKET)
+        command = ["unshare", "--mount", "--pid", "--fork", "--kill-child"]
+        if os.geteuid() != 0:
+            command += ["--user", "--map-root-user"]
+        command += [PYTHON, "-B", str(HERE / "holder.py")]
+        self._process = subprocess.Popen(command, stdin=inner, start_new_session=True,
+                                         preexec_fn=die_with_parent)
+        inner.close()
+        etc = {"config": self.run_dir / "etc/config", "init.d": self.run_dir / "etc/init.d"}
+        sbin = {tool.name: tool for tool in (self.run_dir / "sbin").iterdir()}
+        covers = {"/etc": etc, "/usr/sbin": sbin, "/run": {"ubus": self.run_dir / "run/ubus"}}
+        self._boot = self.order(
+            "boot", kept=self.visible, tmp_size=self.tmp_size, stage=str(self.run_dir / "stage"),
+            covers={place: {name: str(path) for name, path in own.items()}
+                    for place, own in covers.items()})

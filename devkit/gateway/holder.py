@@ -1,0 +1,93 @@
+"""First process inside the simulated gateway: keeps it alive and starts programs in it.
+
+It is started by gateway.py in fresh mount and process namespaces and takes its orders, one JSON
+object a datagram, from the socket that is its standard input. When that socket closes, or when
+this process is killed, the kernel ends every process of the gateway and its mounts go away.
+"""
+import json
+import os
+import signal
+import socket
+import sys
+
+import kernel
+import rooms
+
+
+class Holder:
+    def __init__(self, orders):
+        self.orders = orders
+        self.statuses = {}
+        self.kept_in_tmp = []
+
+    def serve(self):
+        while True:
+            data, handles, _, _ = socket.recv_fds(self.orders, 1 << 20, 2)
+            if not data:
+                return
+            order = json.loads(data)
+            try:
+                answer = getattr(self, "do_" + order.pop("do"))(handles=handles, **order)
+            except OSError as error:
+                answer = {"error": str(error)}
+            for handle in handles:
+                os.close(handle)
+            self.orders.send(json.dumps(answer).encode())
+
+    def do_boot(self, handles, kept, tmp_size, stage, covers):
+        # the number that the outer world knows this process by
+        outer_pid = int(os.readlink("/proc/self"))
+        self.kept_in_tmp = rooms.private_tmp(kept, tmp_size)
+        os.makedirs(stage, exist_ok=True)
+        for directory, own in covers.items():
+            rooms.cover(directory, stage, own)
+        # Tools that look at themselves through /proc need one with this namespace's numbers.
+        kernel.mount("proc", "/proc", "proc",
+                     flags=kernel.MS_NOSUID | kernel.MS_NODEV | kernel.MS_NOEXEC)
+        return {"pid": outer_pid, "kept_in_tmp": self.kept_in_tmp}
+
+    def do_start(self, handles, argv, env):
+        actions = [(os.POSIX_SPAWN_DUP2, handles[0], 1), (os.POSIX_SPAWN_DUP2, handles[1], 2),
+                   (os.POSIX_SPAWN_OPEN, 0, "/dev/null", os.O_RDONLY, 0)]
+        return {"pid": os.posix_spawnp(argv[0], argv, env, file_actions=actions, setsid=True,
+                                       setsigdef=[signal.SIGPIPE])}
+
+    def do_signal(self, handles, pid, number):
+        self._reap()
+        if pid not in self.statuses:
+            os.kill(pid, number)
+        return {}
+
+    def do_status(self, handles, pid):
+        self._reap()
+        return {"status": self.statuses.get(pid)}
+
+    def do_power_off(self, handles):
+        """Ends everything that runs, as a power cut does, and empties /tmp."""
+        try:
+            os.kill(-1, signal.SIGKILL)
+        except ProcessLookupError:
+            pass
+        while self._reap(wait=True):
+            pass
+        rooms.empty_tmp(self.kept_in_tmp)
+        return {}
+
+    def _reap(self, wait=False):
+        """Notes the end of children, adopted ones included. True if there may be more."""
+        try:
+            pid, status = os.waitpid(-1, 0 if wait else os.WNOHANG)
+            while pid:
+                self.statuses[pid] = os.waitstatus_to_exitcode(status)
+                pid, status = os.waitpid(-1, 0 if wait else os.WNOHANG)
+        except ChildProcessError:
+            return False
+        return True
+
+
+if __name__ == "__main__":
+    # A Ctrl-C in the developer's terminal is for the test run, which then ends the gateway.
+    signal.signal(signal.SIGINT, signal.SIG_IGN)
+    os.chdir("/")
+    Holder(socket.socket(fileno=os.dup(0))).serve()
+    sys.exit(0)

@@ -1,0 +1,82 @@
+"""Builds the gateway's view of the file system, inside its own mount namespace.
+
+A directory that the gateway has to itself is covered by an empty tmpfs. What the host's directory
+held is then shown again entry by entry, read-only, so that programs find their libraries'
+settings while nothing of the host can be changed. Overlay mounts would be shorter, but cannot be
+stacked often enough where the root is an overlay already.
+"""
+import os
+import pathlib
+
+import kernel
+
+TMPFS_OPTIONS = "mode=0755"
+
+
+def cover(directory, stage, own):
+    """Covers `directory`. `own` maps names in it to what the gateway shows there instead."""
+    directory = os.path.realpath(directory)
+    original = os.path.join(stage, directory.strip("/").replace("/", "-"))
+    os.makedirs(original, exist_ok=True)
+    kernel.bind(directory, original)
+    kernel.mount("tmpfs", directory, "tmpfs", options=TMPFS_OPTIONS)
+    for entry in os.scandir(original):
+        if entry.name not in own:
+            _show_again(entry, os.path.join(directory, entry.name))
+    for name, source in own.items():
+        _show(source, os.path.join(directory, name))
+
+
+def _show_again(entry, target):
+    if entry.is_symlink():
+        os.symlink(os.readlink(entry.path), target)
+    elif entry.is_dir():
+        os.mkdir(target)
+        kernel.bind(entry.path, target, read_only=True)
+    elif entry.is_file():
+        pathlib.Path(target).touch()
+        kernel.bind(entry.path, target, read_only=True)
+
+
+def _show(source, target):
+    if os.path.isdir(source):
+        os.mkdir(target)
+        kernel.bind(source, target)
+    else:
+        os.symlink(source, target)
+
+
+def private_tmp(kept, size):
+    """An empty /tmp in which the directories in `kept` stay visible at their places.
+
+    Returns the names in the new /tmp that exist for that reason only.
+    """
+    tmp = os.path.realpath("/tmp")
+    inside = [path for path in map(os.path.realpath, kept) if path.startswith(tmp + "/")]
+    handles = [(path, os.open(path, os.O_PATH | os.O_DIRECTORY)) for path in inside]
+    kernel.mount("tmpfs", tmp, "tmpfs", options=f"mode=1777,size={size}")
+    for path, handle in handles:
+        os.makedirs(path, exist_ok=True)
+        kernel.bind(f"/proc/self/fd/{handle}", path)
+        os.close(handle)
+    return sorted({os.path.relpath(path, tmp).split("/")[0] for path in inside})
+
+
+def empty_tmp(keep):
+    """What a reboot does to /tmp, except for the names in `keep`."""
+    for entry in os.scandir("/tmp"):
+        if entry.name in keep:
+            continue
+        if entry.is_dir(follow_symlinks=False):
+            _remove_tree(entry.path)
+        else:
+            os.unlink(entry.path)
+
+
+def _remove_tree(path):
+    for entry in os.scandir(path):
+        if entry.is_dir(follow_symlinks=False):
+            _remove_tree(entry.path)
+        else:
+            os.unlink(entry.path)
+    os.rmdir(path)

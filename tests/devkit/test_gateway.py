@@ -1,0 +1,167 @@
+"""The simulated gateway keeps to itself, and ends with whoever made it."""
+import os
+import pathlib
+import shutil
+import signal
+import subprocess
+import sys
+import time
+
+import pytest
+
+from devkit.gateway import Gateway, GatewayError
+
+PROJECT = pathlib.Path(__file__).resolve().parents[2]
+
+
+@pytest.fixture(name="gateway")
+def fixture_gateway(tmp_path):
+    with Gateway(tmp_path / "gateway") as gateway:
+        yield gateway
+
+
+def shell(gateway, script, **options):
+    return gateway.run(["sh", "-c", script], **options)
+
+
+def test_streams_are_kept_apart_and_lines_come_as_they_are_written(gateway):
+    program = gateway.start_daemon(["sh", "-c", "echo one; echo two >&2; exec sleep 100"])
+
+    program.wait_for_line("^one$")
+    program.wait_for_line("^two$")
+
+    assert program.out == "one\n"
+    assert program.err == "two\n"
+    assert program.exit_status is None
+
+
+def test_exit_status_and_signals_are_reported(gateway):
+    assert shell(gateway, "exit 7").exit_status == 7
+    assert gateway.start_daemon(["sleep", "100"]).terminate() == -signal.SIGTERM
+    assert gateway.start_daemon(["sleep", "100"]).kill() == -signal.SIGKILL
+
+
+def test_missing_program_is_an_error(gateway):
+    with pytest.raises(GatewayError, match="nothing-here"):
+        gateway.start_daemon(["/nothing-here"])
+
+
+def test_waiting_for_a_line_ends_with_the_program(gateway):
+    program = gateway.start_daemon(["sh", "-c", "echo only this"])
+
+    with pytest.raises(AssertionError, match="only this"):
+        program.wait_for_line("something else", timeout=60)
+
+
+def test_tmp_is_private_and_shows_checkout_and_run_directory(gateway, tmp_path):
+    marker = pathlib.Path("/tmp") / f"host-{os.getpid()}"
+    marker.touch()
+    try:
+        program = shell(gateway, f"ls /tmp; touch /tmp/mine; ls {PROJECT}/CMakeLists.txt "
+                                 f"{tmp_path}/gateway/etc")
+    finally:
+        marker.unlink()
+
+    assert program.exit_status == 0
+    assert marker.name not in program.out
+    assert gateway.leftovers() == ["mine"]
+    assert not pathlib.Path("/tmp/mine").exists()
+
+
+def test_configuration_is_writable_and_the_rest_of_etc_is_not(gateway):
+    gateway.config("zephran", "before\n")
+    host = pathlib.Path("/etc/hostname").read_bytes()
+
+    program = shell(gateway, "cat /etc/config/zephran; echo after >/etc/config/zephran;"
+                             "echo broken >/etc/hostname; touch /etc/ssl/new")
+
+    assert program.out == "before\n"
+    assert gateway.config("zephran") == "after\n"
+    assert program.err.count("Read-only file system") == 2
+    assert pathlib.Path("/etc/hostname").read_bytes() == host
+    assert not pathlib.Path("/etc/config").exists()
+
+
+def test_tools_and_init_scripts_stand_where_the_gateway_has_them(gateway):
+    gateway.tool("sysupgrade", "#!/bin/sh\necho tool $1\n")
+    gateway.init_script("opensync", "#!/bin/sh\necho service $1\n")
+
+    program = shell(gateway, "/sbin/sysupgrade a; sysupgrade b; /etc/init.d/opensync stop")
+
+    assert program.out == "tool a\ntool b\nservice stop\n"
+
+
+def test_restart_keeps_tmp_and_reboot_clears_it(gateway):
+    gateway.config("zephran", "kept\n")
+    shell(gateway, "mkdir -p /tmp/a/b; touch /tmp/a/b/c; ln -s / /tmp/link")
+    after_restart = shell(gateway, "ls /tmp/a/b/c; sleep 100 >/dev/null 2>&1 &")
+    running = gateway.start_daemon(["sleep", "100"])
+    sleeping = shell(gateway, "cat /proc/[0-9]*/comm").out.count("sleep")
+
+    gateway.reboot()
+
+    assert after_restart.exit_status == 0
+    assert sleeping == 2
+    assert running.exit_status == -signal.SIGKILL
+    assert gateway.leftovers() == []
+    assert shell(gateway, "cat /proc/[0-9]*/comm").out.count("sleep") == 0
+    assert gateway.config("zephran") == "kept\n"
+
+
+def test_tmp_can_be_small(tmp_path):
+    with Gateway(tmp_path / "small", tmp_size="64k") as gateway:
+        program = shell(gateway, "head -c 100000 /dev/zero >/tmp/file")
+
+    assert program.exit_status != 0
+    assert "No space left" in program.err
+
+
+def test_close_ends_every_program(tmp_path):
+    gateway = Gateway(tmp_path / "closing")
+    program = gateway.start_daemon(["sh", "-c", "setsid sleep 100 & echo started; wait"])
+    program.wait_for_line("started")
+    inside = pathlib.Path(f"/proc/{gateway.outer_pid}")
+
+    gateway.close()
+
+    assert not inside.exists()
+
+
+def test_gateway_ends_with_the_process_that_made_it(tmp_path):
+    script = ("from devkit.gateway import Gateway; import sys, time;"
+              f"g = Gateway({str(tmp_path / 'orphan')!r}); g.start_daemon(['sleep', '100']);"
+              "print(g.outer_pid, flush=True); time.sleep(100)")
+    maker = subprocess.Popen([sys.executable, "-c", script], stdout=subprocess.PIPE, text=True,
+                             cwd=PROJECT)
+    inside = pathlib.Path(f"/proc/{int(maker.stdout.readline())}")
+
+    maker.kill()
+    maker.communicate()
+
+    deadline = time.monotonic() + 30
+    while inside.exists() and time.monotonic() < deadline:
+        time.sleep(0.05)
+    assert not inside.exists()
+
+
+@pytest.mark.skipif(os.geteuid() != 0, reason="every other test runs as an ordinary user already")
+def test_ordinary_user_needs_no_privileges():
+    # a checkout below /root, and pytest's own directories, are closed to others
+    place = pathlib.Path(subprocess.check_output(["mktemp", "-d", "/var/tmp/ordinary.XXXXXX"],
+                                                 text=True).strip())
+    try:
+        shutil.copytree(PROJECT / "devkit/gateway", place / "devkit/gateway")
+        (place / "zephran").write_text("a setting\n", encoding="utf-8")
+        subprocess.run(["chown", "-R", "nobody:nogroup", place], check=True)
+        done = subprocess.run(
+            ["setpriv", "--reuid=nobody", "--regid=nogroup", "--clear-groups",
+             "/usr/bin/python3", "-m", "devkit.gateway", "--run-dir", place / "run",
+             "--config", f"zephran={place}/zephran", "--",
+             "sh", "-c", "cat /etc/config/zephran; id -u; touch /etc/hosts; exit 3"],
+            cwd=place, capture_output=True, text=True, timeout=60, check=False)
+    finally:
+        shutil.rmtree(place)
+
+    assert done.stdout == "a setting\n0\n"
+    assert "cannot touch '/etc/hosts'" in done.stderr
+    assert done.returncode == 3
