@@ -1,0 +1,177 @@
+"""One connection of one device: reads requests, lets the resources answer, applies ordered faults."""
+
+from __future__ import annotations
+
+import socket
+import time
+from http.server import BaseHTTPRequestHandler
+from typing import TYPE_CHECKING, Any
+
+from . import faults, request as requests
+from .exchanges import Exchange
+from .reply import Reply
+from .tls import subject_of
+
+if TYPE_CHECKING:
+    from .http_layer import HttpLayer
+
+PIECE = 65536
+SLOW_STEP = 0.05
+# What a client that goes away in the middle of an answer looks like; TLS errors are OSErrors, too.
+CLIENT_GONE = OSError
+
+
+class BadBody(Exception):
+    """The body's framing is broken or the client went away in the middle of it."""
+
+
+class Connection(BaseHTTPRequestHandler):
+    """HTTP/1.1 with keep-alive; `Expect: 100-continue` is answered at once by the base class."""
+
+    protocol_version = "HTTP/1.1"
+    server_version = "hawkbit-server"
+    sys_version = ""
+    disable_nagle_algorithm = True
+    timeout = None
+    server: HttpLayer
+
+    def handle_one_request(self) -> None:
+        try:
+            super().handle_one_request()
+        except CLIENT_GONE:
+            self.close_connection = True
+
+    def log_message(self, format: str, *args: Any) -> None:
+        """The journal and the observers tell what happens; the base class would print it."""
+
+    def handle_expect_100(self) -> bool:
+        self.wfile.write(b"HTTP/1.1 100 Continue\r\n\r\n")
+        return True
+
+    def do_request(self) -> None:
+        exchange, route = self._arrive()
+        fault = self.server.faults.take(route.kind, route.target)
+        try:
+            self._serve(exchange, route, fault)
+        except BadBody:
+            self._drop(exchange, "client gone")
+        except CLIENT_GONE:
+            self.close_connection = True
+            self.server.journal.finish(exchange, "client gone")
+
+    do_GET = do_HEAD = do_POST = do_PUT = do_DELETE = do_PATCH = do_OPTIONS = do_request
+
+    def _arrive(self) -> tuple[Exchange, requests.Route]:
+        # The base class folds leading slashes in self.path; the firewall's rules want what was sent.
+        path, _, query = self.requestline.split()[1].partition("?")
+        route = requests.find_route(path)
+        headers = {name.lower(): value for name, value in self.headers.items()}
+        action = int(route.action) if route.action is not None and route.action.isdecimal() else None
+        return self.server.journal.open(
+            kind=route.kind, target=route.target, action=action, method=self.command, path=path, query=query,
+            headers=headers, client_subject=subject_of(self.connection)), route
+
+    def _serve(self, exchange: Exchange, route: requests.Route, fault: faults.Fault | None) -> None:
+        if isinstance(fault, faults.Drop) and not fault.processed:
+            self._drop(exchange, "dropped")
+            return
+        exchange.body = self._read_body(exchange.headers)
+        if isinstance(fault, faults.Stall):
+            fault.hold()
+        if isinstance(fault, faults.Code):
+            body, content_type = fault.content()
+            answer = Reply(fault.status, body, content_type or None)
+        else:
+            answer = self._answer(exchange, route)
+        if isinstance(fault, faults.Text):
+            answer = Reply(fault.status, fault.content(), fault.content_type)
+        elif isinstance(fault, faults.Mutate):
+            answer.body = fault.apply(answer.body)
+            answer.headers.pop("ETag", None)
+        elif isinstance(fault, faults.Drop):
+            self._drop(exchange, "dropped")
+            return
+        self._send(exchange, answer, fault)
+
+    def _answer(self, exchange: Exchange, route: requests.Route) -> Reply:
+        scheme = "https" if self.server.is_tls else "http"
+        return self.server.ddi.handle(requests.Request(
+            exchange.method, exchange.path, exchange.query, exchange.headers, scheme, exchange.body, route,
+            exchange.client_subject))
+
+    def _read_body(self, headers: dict[str, str]) -> bytes:
+        if headers.get("transfer-encoding", "").lower() == "chunked":
+            return self._read_chunks()
+        length = headers.get("content-length", "0")
+        if not length.isdecimal():
+            raise BadBody
+        return self._read_exactly(int(length))
+
+    def _read_exactly(self, count: int) -> bytes:
+        body = self.rfile.read(count)
+        if len(body) != count:
+            raise BadBody
+        return body
+
+    def _read_chunks(self) -> bytes:
+        body = b""
+        while True:
+            size = self.rfile.readline(64).split(b";")[0].strip()
+            try:
+                count = int(size, 16)
+            except ValueError as error:
+                raise BadBody from error
+            if count == 0:
+                while self.rfile.readline(PIECE).strip():
+                    pass
+                return body
+            body += self._read_exactly(count)
+            self._read_exactly(2)
+
+    def _send(self, exchange: Exchange, answer: Reply, fault: faults.Fault | None) -> None:
+        exchange.response_headers = {name.lower(): value for name, value in answer.headers.items()}
+        if answer.content_type is not None:
+            exchange.response_headers["content-type"] = answer.content_type
+        exchange.response_body = answer.body
+        exchange.status = answer.status
+        self.send_response_only(answer.status)
+        if answer.content_type is not None:
+            self.send_header("Content-Type", answer.content_type)
+        for name, value in answer.headers.items():
+            self.send_header(name, value)
+        if answer.status != 304:
+            self.send_header("Content-Length", str(len(answer.body)))
+        self.end_headers()
+        body = b"" if self.command == "HEAD" else answer.body
+        if isinstance(fault, faults.Cut):
+            self._send_body(exchange, body[:fault.after], answer, None)
+            self._drop(exchange, "cut")
+            return
+        self._send_body(exchange, body, answer, fault.bytes_per_second if isinstance(fault, faults.Slow) else None)
+        self.server.journal.finish(exchange, "answered")
+
+    def _send_body(self, exchange: Exchange, body: bytes, answer: Reply, rate: int | None) -> None:
+        begin = time.monotonic()
+        while exchange.sent < len(body):
+            piece = PIECE
+            if rate is not None:
+                allowed = int((time.monotonic() - begin) * rate) - exchange.sent
+                if allowed < 1:
+                    if self.server.stopping.wait(min(SLOW_STEP, 1 / rate)):
+                        raise ConnectionAbortedError("the server stops")
+                    continue
+                piece = min(allowed, PIECE)
+            part = body[exchange.sent:exchange.sent + piece]
+            self.wfile.write(part)
+            exchange.sent += len(part)
+            if answer.progress is not None:
+                answer.progress(exchange.sent, len(answer.body))
+
+    def _drop(self, exchange: Exchange, outcome: str) -> None:
+        self.close_connection = True
+        self.server.journal.finish(exchange, outcome)
+        try:
+            # Without TLS's own farewell, as when a cable is pulled.
+            socket.socket.shutdown(self.connection, socket.SHUT_RDWR)
+        except OSError:
+            self.server.journal.finish(exchange, outcome)

@@ -1,0 +1,111 @@
+"""The JSON documents, member by member as hawkBit 0.9.0 sends them."""
+
+from __future__ import annotations
+
+import random
+from typing import Any
+from urllib.parse import quote, quote_plus
+
+from . import history
+from .model import Action, ActionType, Artifact, SoftwareModule, Target
+from .settings import Settings, format_sleep, parse_sleep
+
+# Two kinds of modules keep the names that devices knew before the kinds were renamed.
+LEGACY_PARTS = {"application": "bApp", "runtime": "jvm"}
+HASH_STEP = 29791
+
+
+class Links:
+    """Builds links the way the server does: host and port of the request, ids escaped (colons too)."""
+
+    def __init__(self, settings: Settings, scheme: str, host: str, tenant: str, target_id: str) -> None:
+        self.settings = settings
+        path = f"{host}/{tenant}/controller/v1/{quote(target_id, safe='')}"
+        self.base = f"{settings.base_scheme or scheme}://{path}"
+        self.artifacts = f"{settings.artifact_scheme or scheme}://{path}"
+
+    def to(self, resource: str) -> dict[str, str]:
+        return {"href": f"{self.base}/{resource}"}
+
+    def artifact(self, module: SoftwareModule, artifact: Artifact) -> dict[str, dict[str, str]]:
+        """The file name goes through form encoding, so a blank becomes a plus that the server itself rejects."""
+        name = quote_plus(artifact.filename, safe="*").replace("~", "%7E")
+        url = f"{self.artifacts}/softwaremodules/{module.id}/artifacts/{name}"
+        return {rel: {"href": url + (".MD5SUM" if rel.startswith("md5sum") else "")}
+                for rel in self.settings.link_names}
+
+
+def change_hash(action: Action, now: float) -> int:
+    """The `c` of a deployment link: a signed 32-bit number that changes with the action."""
+    value = action.id * HASH_STEP * 31 + action.revision * HASH_STEP - 2127183556
+    if action.window is not None and action.window.available(now):
+        value += 12
+    if action.is_forced(now):
+        value += 1231
+    return (value + 2**31) % 2**32 - 2**31
+
+
+def sleep_time(settings: Settings, action: Action | None, now: float) -> str:
+    """The polling time; before a maintenance window about a third of the time that is left."""
+    usual = parse_sleep(settings.poll)
+    left = action.window.time_left(now) if action is not None and action.window is not None else None
+    if left is None:
+        return settings.poll
+    return format_sleep(max(parse_sleep(settings.min_poll), min(usual, int(left / 3))))
+
+
+def controller_base(settings: Settings, links: Links, target: Target, action: Action | None,
+                    now: float) -> dict[str, Any]:
+    """`_links` is absent when there is none; deploymentBase and cancelAction never come together."""
+    found: dict[str, Any] = {}
+    if action is not None and action.is_cancelling():
+        found["cancelAction"] = links.to(f"cancelAction/{action.id}")
+    elif action is not None:
+        found["deploymentBase"] = links.to(f"deploymentBase/{action.id}?c={change_hash(action, now)}")
+    if target.installed_action is not None:
+        found["installedBase"] = links.to(f"installedBase/{target.installed_action}")
+    if target.attributes_requested:
+        found["configData"] = links.to("configData")
+    document: dict[str, Any] = {"config": {"polling": {"sleep": sleep_time(settings, action, now)}}}
+    if found:
+        document["_links"] = found
+    return document
+
+
+def _chunk(links: Links, module: SoftwareModule) -> dict[str, Any]:
+    artifacts = [{"filename": each.filename,
+                  "hashes": {name: each.digest(name) for name in ("sha1", "md5", "sha256")},
+                  "size": len(each.content),
+                  "_links": links.artifact(module, each)} for each in module.artifacts]
+    return {"part": LEGACY_PARTS.get(module.type, module.type), "version": module.version,
+            "name": module.name, "artifacts": artifacts}
+
+
+def handling(action: Action, now: float) -> tuple[str, str]:
+    """The words for `download` and `update`: forced, attempt or skip."""
+    download = "forced" if action.is_forced(now) else "attempt"
+    shut = action.window is not None and not action.window.available(now)
+    return download, "skip" if shut or action.type is ActionType.DOWNLOADONLY else download
+
+
+def deployment_base(settings: Settings, links: Links, action: Action, requested_history: int,
+                    now: float, chance: random.Random) -> dict[str, Any]:
+    """`actionHistory` is there only when history was asked for and there is something to show."""
+    download, update = handling(action, now)
+    modules = list(action.distribution_set.modules)
+    if settings.chunk_order == "reversed":
+        modules.reverse()
+    deployment: dict[str, Any] = {"download": download, "update": update,
+                                  "chunks": [_chunk(links, module) for module in modules]}
+    if action.window is not None:
+        deployment["maintenanceWindow"] = "available" if action.window.available(now) else "unavailable"
+    document: dict[str, Any] = {"id": str(action.id), "deployment": deployment}
+    messages = history.read(action.entries, requested_history, settings.history_order, chance)
+    if messages:
+        document["actionHistory"] = {"status": action.status.name, "messages": messages}
+    return document
+
+
+def cancel_action(action: Action) -> dict[str, Any]:
+    """Both ids are that of the update action itself."""
+    return {"id": str(action.id), "cancelAction": {"stopId": str(action.id)}}

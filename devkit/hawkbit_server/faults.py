@@ -1,0 +1,162 @@
+"""Faults to order: what should go wrong with which request.
+
+An order names a kind of request (see `exchanges.Exchange.kind`, or "any"), optionally one target, the first
+request it concerns and for how many requests in a row.
+"""
+
+from __future__ import annotations
+
+import json
+import threading
+from dataclasses import dataclass, field
+from typing import Any, Callable
+
+from . import errors
+
+KINDS = ("any", "base", "deploymentBase", "feedback", "cancelAction", "cancelFeedback", "configData",
+         "artifact", "md5sum", "installedBase", "other")
+
+
+@dataclass(frozen=True)
+class Code:
+    """Answer this status without doing anything. Without a body of its own it gets one such as hawkBit sends."""
+
+    status: int
+    body: bytes | None = None
+
+    def content(self) -> tuple[bytes, str]:
+        if self.body is not None:
+            return self.body, errors.JSON_TYPE
+        if self.status in (401, 410):
+            return b"", ""
+        return errors.framework_body(self.status), errors.JSON_TYPE
+
+
+@dataclass(frozen=True)
+class Drop:
+    """Close the connection: before anything is done, or (`processed`) after the request took effect."""
+
+    processed: bool = False
+
+
+@dataclass(frozen=True)
+class Cut:
+    """Announce the whole body, send only its first bytes, then close the connection."""
+
+    after: int
+
+
+@dataclass(frozen=True)
+class Text:
+    """Do what was asked for, but answer with this body, for example with JSON that is not one."""
+
+    body: bytes | str
+    status: int = 200
+    content_type: str = "application/hal+json;charset=UTF-8"
+
+    def content(self) -> bytes:
+        return self.body.encode() if isinstance(self.body, str) else self.body
+
+
+@dataclass(frozen=True)
+class Mutate:
+    """Hand the JSON document to a function and send what it returns."""
+
+    change: Callable[[Any], Any]
+
+    def apply(self, body: bytes) -> bytes:
+        return json.dumps(self.change(json.loads(body)), ensure_ascii=False).encode("utf-8", "replace")
+
+
+@dataclass(frozen=True)
+class Slow:
+    """Send the body at this many bytes per second."""
+
+    bytes_per_second: int
+
+    def __post_init__(self) -> None:
+        if self.bytes_per_second < 1:
+            raise ValueError("bytes_per_second must be at least 1")
+
+
+@dataclass
+class Stall:
+    """Hold the request until `release()` is called or the server stops, then go on as usual.
+
+    `reached` is set when a request is being held.
+    """
+
+    reached: threading.Event = field(default_factory=threading.Event)
+    _released: threading.Event = field(default_factory=threading.Event)
+
+    def release(self) -> None:
+        self._released.set()
+
+    def hold(self) -> None:
+        self.reached.set()
+        self._released.wait()
+
+
+Fault = Code | Drop | Cut | Text | Mutate | Slow | Stall
+
+
+@dataclass
+class Order:
+    """One ordered fault; `seen` counts matching requests, `hits` those that it was applied to."""
+
+    kind: str
+    fault: Fault
+    target: str | None
+    first: int
+    times: int | None
+    seen: int = 0
+    hits: int = 0
+    withdrawn: bool = False
+
+    def withdraw(self) -> None:
+        """No further request is concerned."""
+        self.withdrawn = True
+
+    def matches(self, kind: str, target: str | None) -> bool:
+        return not self.withdrawn and self.kind in ("any", kind) and self.target in (None, target)
+
+    def is_due(self) -> bool:
+        return self.seen >= self.first and (self.times is None or self.hits < self.times)
+
+
+class Faults:
+    """All orders. At most one fault applies to a request, that of the oldest order that is due."""
+
+    def __init__(self) -> None:
+        self._lock = threading.Lock()
+        self._orders: list[Order] = []
+
+    def order(self, kind: str, fault: Fault, target: str | None, first: int, times: int | None) -> Order:
+        if kind not in KINDS:
+            raise ValueError(f"there is no kind of request {kind!r}, only {KINDS}")
+        if first < 1 or (times is not None and times < 1):
+            raise ValueError("first and times count from 1")
+        order = Order(kind, fault, target, first, times)
+        with self._lock:
+            self._orders.append(order)
+        return order
+
+    def take(self, kind: str, target: str | None) -> Fault | None:
+        with self._lock:
+            matching = [order for order in self._orders if order.matches(kind, target)]
+            for order in matching:
+                order.seen += 1
+            due = next((order for order in matching if order.is_due()), None)
+            if due is None:
+                return None
+            due.hits += 1
+            return due.fault
+
+    def clear(self) -> None:
+        """Withdraws every order and releases what is being held."""
+        with self._lock:
+            orders, self._orders = self._orders, []
+        for order in orders:
+            order.withdraw()
+            if isinstance(order.fault, Stall):
+                order.fault.release()

@@ -1,0 +1,36 @@
+"""An answer on its way out."""
+
+from __future__ import annotations
+
+import hashlib
+import json
+from dataclasses import dataclass, field
+from typing import Any, Callable
+
+from .errors import Refusal
+
+Progress = Callable[[int, int], None]
+
+
+@dataclass
+class Reply:
+    """`progress` is told bytes sent so far and in all while the body goes out."""
+
+    status: int
+    body: bytes = b""
+    content_type: str | None = None
+    headers: dict[str, str] = field(default_factory=dict)
+    progress: Progress | None = None
+
+
+def document(value: Any, media: str, if_none_match: str | None) -> Reply:
+    """A JSON document with its ETag; 304 without body when the device has it already."""
+    body = json.dumps(value, ensure_ascii=False, separators=(",", ":")).encode("utf-8", "replace")
+    tag = f'"0{hashlib.md5(body).hexdigest()}"'
+    if if_none_match is not None and tag in [each.strip() for each in if_none_match.split(",")]:
+        return Reply(304, headers={"ETag": tag})
+    return Reply(200, body, f"{media};charset=UTF-8", {"ETag": tag})
+
+
+def refused(refusal: Refusal) -> Reply:
+    return Reply(refusal.status, refusal.body, refusal.content_type, dict(refusal.headers))

@@ -1,0 +1,167 @@
+"""The programming interface of the stand-in, for tests and the demo."""
+
+from __future__ import annotations
+
+import random
+import threading
+import time
+from typing import Any, Callable, Iterable, Mapping
+
+from .ddi import Ddi
+from .exchanges import Exchange, Journal
+from .faults import Fault, Faults, Order
+from .http_layer import HOST, HttpLayer
+from .model import Action, ActionType, DistributionSet, SoftwareModule, Target, Window
+from .settings import Settings
+from .store import Observer, OperatorError, Store
+from .tls import Tls
+
+RECHECK = 0.05
+
+
+class UpdateServer:
+    """An update server that keeps everything in memory.
+
+    Use it as a context manager, or call `start()` and `stop()`. `tls` is None for plain http. Further keywords are
+    those of `Settings`. `port` 0 takes a free port; after a stop the same port and all records are used again.
+    """
+
+    def __init__(self, tls: Tls | None = None, *, port: int = 0, clock: Callable[[], float] = time.time,
+                 seed: int = 1, **settings: Any) -> None:
+        self.settings = Settings(**settings)
+        self.store = Store(self.settings, clock)
+        self.journal = Journal(self.store.changed)
+        self.faults = Faults()
+        self.tls = tls
+        self.port = port
+        self._ddi = Ddi(self.store, tls is not None and tls.client == "demanded", random.Random(seed))
+        self._http: HttpLayer | None = None
+        self._thread: threading.Thread | None = None
+
+    def __enter__(self) -> UpdateServer:
+        self.start()
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        self.stop()
+
+    def start(self) -> None:
+        """Listens from here on."""
+        if self._http is not None and self._thread is not None:
+            raise RuntimeError("the server runs already")
+        context = self.tls.context() if self.tls is not None else None
+        self._http = HttpLayer(self.port, context, self._ddi, self.journal, self.faults)
+        self.port = self._http.server_port
+        self._thread = threading.Thread(target=self._http.serve_forever, kwargs={"poll_interval": RECHECK},
+                                        name="hawkbit-server", daemon=True)
+        self._thread.start()
+
+    def stop(self) -> None:
+        """Closes every connection. Raises what went wrong inside the server meanwhile."""
+        if self._http is None or self._thread is None:
+            return
+        http, thread = self._http, self._thread
+        self._thread = None
+        http.end()
+        thread.join()
+        if http.errors:
+            raise RuntimeError(f"the update server had {len(http.errors)} error(s) of its own") from http.errors[0]
+
+    @property
+    def address(self) -> str:
+        """host:port, as a gateway is told."""
+        return f"{HOST}:{self.port}"
+
+    @property
+    def url(self) -> str:
+        return f"{'http' if self.tls is None else 'https'}://{self.address}"
+
+    @property
+    def handshake_failures(self) -> list[str]:
+        """The reasons why TLS connections did not come about, since the last start."""
+        return list(self._http.handshake_failures) if self._http is not None else []
+
+    # What an operator does.
+
+    def target(self, target_id: str) -> Target:
+        """The target, created when there is none yet."""
+        with self.store.changed:
+            return self.store.targets.get(target_id) or self.store.register(target_id, "unknown")
+
+    def software_module(self, type: str, name: str, version: str,
+                        artifacts: Mapping[str, bytes] | None = None) -> SoftwareModule:
+        return self.store.add_module(type, name, version, artifacts or {})
+
+    def distribution_set(self, modules: Iterable[SoftwareModule]) -> DistributionSet:
+        return DistributionSet(self.store.number("set"), tuple(modules))
+
+    def assign(self, target: Target | str, what: DistributionSet | Iterable[SoftwareModule], type: str = "forced", *,
+               force_time: float | None = None, window: Window | None = None) -> Action:
+        """Makes an action; `type` is "forced", "soft", "timeforced" (with `force_time`) or "downloadonly".
+
+        Modules are put into a new set. An older action of the target is cancelled by this.
+        """
+        kind = ActionType(type)
+        if (kind is ActionType.TIMEFORCED) != (force_time is not None):
+            raise OperatorError("a timeforced action, and no other, has a force_time")
+        target_id = target if isinstance(target, str) else target.id
+        return self.store.assign(self.target(target_id), what, kind, force_time, window)
+
+    def cancel(self, action: Action) -> None:
+        self.store.cancel(action)
+
+    def force_quit(self, action: Action) -> None:
+        self.store.force_quit(action)
+
+    def force(self, action: Action) -> None:
+        """Turns a soft action into a forced one."""
+        self.store.force(action)
+
+    def open_window(self, action: Action) -> None:
+        self._set_window(action, True)
+
+    def close_window(self, action: Action) -> None:
+        self._set_window(action, False)
+
+    def _set_window(self, action: Action, is_open: bool) -> None:
+        with self.store.changed:
+            if action.window is None:
+                raise OperatorError(f"action {action.id} has no maintenance window")
+            action.window = Window(is_open)
+
+    def request_attributes(self, target: Target | str) -> None:
+        """The next poll shows the configData link."""
+        with self.store.changed:
+            self.target(target if isinstance(target, str) else target.id).attributes_requested = True
+
+    # What a test or a demo wants.
+
+    def order(self, kind: str, fault: Fault, *, target: str | None = None, first: int = 1,
+              times: int | None = 1) -> Order:
+        """Orders a fault for requests of a kind (see `Exchange.kind`, or "any"), counted from now on.
+
+        `first` is the number of the first request concerned, `times` how many in a row (None: all from there).
+        """
+        return self.faults.order(kind, fault, target, first, times)
+
+    def observe(self, observer: Observer) -> None:
+        """Calls the observer for each event, in the thread in which it happens; it must not wait for anything."""
+        self.store.observers.append(observer)
+
+    def exchanges(self, kind: str | None = None, target: str | None = None) -> list[Exchange]:
+        """Requests in the order of arrival, those included that are not answered yet."""
+        return self.journal.select(kind, target)
+
+    def wait_for(self, condition: Callable[[], Any], timeout: float, what: str = "the condition") -> Any:
+        """Waits until the condition holds and returns its value; TimeoutError after `timeout` seconds."""
+        end = time.monotonic() + timeout
+        while True:
+            with self.store.changed:
+                value = condition()
+                if value:
+                    return value
+                left = end - time.monotonic()
+                if left <= 0:
+                    seen = ", ".join(f"{each.kind}:{each.status or each.outcome}" for each in self.exchanges()[-12:])
+                    raise TimeoutError(f"{what} did not come about within {timeout} s; last exchanges: {seen}")
+                self.store.changed.wait(min(left, RECHECK))

@@ -1,0 +1,169 @@
+"""The server's records and what the operator does to them."""
+
+from __future__ import annotations
+
+import threading
+import time
+from dataclasses import dataclass
+from typing import Any, Callable, Iterable, Mapping
+
+from .history import OWN_PREFIX
+from .model import Action, ActionType, Artifact, DistributionSet, SoftwareModule, Status, StatusEntry, Target, Window
+from .settings import Settings
+
+
+class OperatorError(RuntimeError):
+    """The management side would refuse this step."""
+
+
+@dataclass(frozen=True)
+class Event:
+    """Something happened; `data` depends on `name` (the README lists them)."""
+
+    name: str
+    target: str
+    action: int | None
+    data: Mapping[str, Any]
+
+
+Observer = Callable[[Event], None]
+
+
+class Store:
+    """All records behind one lock. Methods of the operator raise OperatorError where the real server refuses.
+
+    `clock` gives seconds since the epoch. Entries get strictly increasing milliseconds, so that two reports can
+    never tie however fast a test sends them (the real server keeps reports apart by their milliseconds).
+    """
+
+    def __init__(self, settings: Settings, clock: Callable[[], float] = time.time) -> None:
+        self.settings = settings
+        self.clock = clock
+        self.changed = threading.Condition(threading.RLock())
+        self.targets: dict[str, Target] = {}
+        self.modules: dict[int, SoftwareModule] = {}
+        self.actions: dict[int, Action] = {}
+        self.observers: list[Observer] = []
+        self._numbers: dict[str, int] = {}
+        self._last_stamp = 0
+
+    def number(self, kind: str) -> int:
+        with self.changed:
+            self._numbers[kind] = self._numbers.get(kind, 0) + 1
+            return self._numbers[kind]
+
+    def emit(self, name: str, target: str, action: int | None = None, **data: Any) -> None:
+        """Tells the observers, in the thread in which it happened, and wakes whoever waits."""
+        event = Event(name, target, action, data)
+        for observer in list(self.observers):
+            observer(event)
+        with self.changed:
+            self.changed.notify_all()
+
+    def stamp(self) -> int:
+        with self.changed:
+            self._last_stamp = max(self._last_stamp + 1, int(self.clock() * 1000))
+            return self._last_stamp
+
+    def add_entry(self, action: Action, kind: Status, *messages: str | None, timestamp: int | None = None) -> None:
+        stamp = self.stamp()
+        action.entries.append(StatusEntry(kind, messages, stamp if timestamp is None else timestamp))
+
+    def add_retrieved(self, action: Action, text: str) -> bool:
+        """Adds a RETRIEVED entry unless the last one is such an entry already; tells whether it did."""
+        if action.entries and action.entries[-1].type is Status.RETRIEVED:
+            return False
+        self.add_entry(action, Status.RETRIEVED, OWN_PREFIX + text)
+        return True
+
+    def register(self, target_id: str, update_status: str) -> Target:
+        target = Target(target_id, self.number("target"), update_status=update_status)
+        self.targets[target_id] = target
+        self.emit("registered", target_id)
+        return target
+
+    def open_action(self, target: Target) -> Action | None:
+        """The one action that is offered: the oldest active one."""
+        with self.changed:
+            return min((each for each in self.actions.values() if each.target is target and each.active),
+                       key=lambda each: each.id, default=None)
+
+    def add_module(self, kind: str, name: str, version: str, artifacts: Mapping[str, bytes]) -> SoftwareModule:
+        files = tuple(Artifact(filename, bytes(content)) for filename, content in artifacts.items())
+        module = SoftwareModule(self.number("module"), kind, name.strip(), version, files)
+        with self.changed:
+            self.modules[module.id] = module
+        return module
+
+    def assign(self, target: Target, what: DistributionSet | Iterable[SoftwareModule], kind: ActionType,
+               force_time: float | None, window: Window | None) -> Action:
+        """Makes the action. Every other active action of the target is cancelled by that (or closed at once)."""
+        with self.changed:
+            chosen = what if isinstance(what, DistributionSet) else DistributionSet(self.number("set"), tuple(what))
+            if not chosen.modules:
+                raise OperatorError("a distribution set needs at least one software module")
+            if chosen in (target.assigned, target.installed):
+                raise OperatorError(f"distribution set {chosen.id} is already assigned to {target.id}")
+            for older in [each for each in self.actions.values() if each.target is target and each.active]:
+                self._supersede(older)
+            action = Action(self.number("action"), target, chosen, kind, force_time, window)
+            self.actions[action.id] = action
+            text = "Assignment initiated by user 'admin'"
+            self.add_entry(action, Status.RUNNING, *([text] if self.settings.assignment_message else []))
+            target.assigned = chosen
+            target.update_status = "pending"
+        self.emit("assigned", target.id, action.id, type=kind.value)
+        return action
+
+    def _supersede(self, older: Action) -> None:
+        text = OWN_PREFIX + "cancel obsolete action due to new update"
+        if self.settings.auto_close:
+            self.add_entry(older, Status.CANCELED, text)
+            older.active = False
+            older.set_status(Status.CANCELED)
+        elif not older.is_cancelling():
+            self.add_entry(older, Status.CANCELING, text)
+            older.set_status(Status.CANCELING)
+
+    def cancel(self, action: Action) -> None:
+        """Asks the device to cancel; only an active action that is not cancelling already can be cancelled."""
+        with self.changed:
+            if not action.active or action.is_cancelling():
+                raise OperatorError(f"action {action.id} is {action.status.value} and cannot be cancelled")
+            self.add_entry(action, Status.CANCELING, OWN_PREFIX + "manual cancelation requested")
+            action.set_status(Status.CANCELING)
+        self.emit("cancelling", action.target.id, action.id)
+
+    def force_quit(self, action: Action) -> None:
+        """Closes the action without the device; only after a cancel."""
+        with self.changed:
+            if not action.active or action.status is not Status.CANCELING:
+                raise OperatorError(f"action {action.id} is {action.status.value}: force quit needs a cancel before")
+            self.add_entry(action, Status.CANCELED, OWN_PREFIX + "A force quit has been performed.")
+            self.close(action, Status.CANCELED)
+        self.emit("force quit", action.target.id, action.id)
+
+    def close(self, action: Action, status: Status) -> None:
+        """Ends an action and lets the target's state follow."""
+        target = action.target
+        action.active = False
+        action.set_status(status)
+        if status in (Status.FINISHED, Status.DOWNLOADED):
+            target.attributes_requested = True
+            if status is Status.FINISHED:
+                target.installed = action.distribution_set
+                target.installed_action = action.id
+        elif target.assigned is action.distribution_set:
+            target.assigned = target.installed if status is Status.CANCELED else None
+        if status is Status.ERROR:
+            target.update_status = "error"
+        elif self.open_action(target) is None:
+            target.update_status = "in_sync"
+
+    def force(self, action: Action) -> None:
+        """Turns a soft or time-forced action into a forced one; there is no way back."""
+        with self.changed:
+            if action.type is ActionType.DOWNLOADONLY:
+                raise OperatorError(f"action {action.id} is download-only")
+            action.type = ActionType.FORCED
+            action.revision += 1
