@@ -16,6 +16,7 @@ HERE = pathlib.Path(__file__).resolve().parent
 PROJECT = HERE.parent.parent
 # The holder and the tools run in a bare system, where only the system's own interpreter exists.
 PYTHON = "/usr/bin/python3" if os.path.exists("/usr/bin/python3") else sys.executable
+GONE = b'{"error": "its first process is gone; may this user make namespaces here?"}'
 GATEWAY_PATH = "/usr/sbin:/usr/bin:/sbin:/bin"
 
 
@@ -207,7 +208,7 @@ class Gateway:
         data = json.dumps({"do": what, **arguments}).encode()
         try:
             socket.send_fds(self._socket, [data], list(handles))
-            answer = json.loads(self._socket.recv(1 << 20) or b'{"error": "it is gone"}')
+            answer = json.loads(self._socket.recv(1 << 20) or GONE)
         except OSError as error:
             raise GatewayError(f"the simulated gateway does not answer: {error}") from error
         if "error" in answer:

@@ -1,4 +1,4 @@
-"""Runs one command in a simulated gateway: python3 -m devkit.gateway [OPTION ...] -- COMMAND ..."""
+"""The command line of the simulated gateway."""
 import argparse
 import pathlib
 import signal
@@ -9,7 +9,8 @@ from . import Gateway, GatewayError
 
 
 def arguments():
-    parser = argparse.ArgumentParser(prog="python3 -m devkit.gateway", description=__doc__)
+    parser = argparse.ArgumentParser(prog="in-gateway", description="Runs one command in a "
+                                     "simulated gateway and ends with its exit status.")
     parser.add_argument("--run-dir", help="where the gateway keeps /etc/config, tools and logs "
                                           "(default: a temporary directory)")
     parser.add_argument("--config", action="append", default=[], metavar="PACKAGE=FILE",
@@ -49,7 +50,3 @@ def main():
             sys.exit(f"Error: {error}")
     # a signal's number is reported as a shell does
     return status if status >= 0 else 128 - status
-
-
-if __name__ == "__main__":
-    sys.exit(main())
