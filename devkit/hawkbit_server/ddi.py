@@ -94,7 +94,8 @@ class Ddi:
             target = self.store.register(request.route.target or "", "registered")
         target.polls += 1
         action = self.store.open_action(target)
-        value = documents.controller_base(self.store.settings, self._links(request), target, action,
+        installed = self.store.actions.get(target.installed_action or 0)
+        value = documents.controller_base(self.store.settings, self._links(request), target, action, installed,
                                           self.store.clock())
         self.store.emit("polled", target.id, action.id if action else None, sleep=value["config"]["polling"]["sleep"],
                         links=tuple(value.get("_links", ())))

@@ -7,7 +7,7 @@ from typing import Any
 from urllib.parse import quote, quote_plus
 
 from . import history
-from .model import Action, ActionType, Artifact, SoftwareModule, Target
+from .model import Action, ActionType, Artifact, SoftwareModule, Status, Target
 from .settings import Settings, format_sleep, parse_sleep
 
 # Two kinds of modules keep the names that devices knew before the kinds were renamed.
@@ -55,15 +55,18 @@ def sleep_time(settings: Settings, action: Action | None, now: float) -> str:
 
 
 def controller_base(settings: Settings, links: Links, target: Target, action: Action | None,
-                    now: float) -> dict[str, Any]:
-    """`_links` is absent when there is none; deploymentBase and cancelAction never come together."""
+                    installed: Action | None, now: float) -> dict[str, Any]:
+    """`_links` is absent when there is none; deploymentBase and cancelAction never come together.
+
+    The link to the installed action goes by its recorded state: when that was spoilt, the link is gone, too.
+    """
     found: dict[str, Any] = {}
     if action is not None and action.is_cancelling():
         found["cancelAction"] = links.to(f"cancelAction/{action.id}")
     elif action is not None:
         found["deploymentBase"] = links.to(f"deploymentBase/{action.id}?c={change_hash(action, now)}")
-    if target.installed_action is not None:
-        found["installedBase"] = links.to(f"installedBase/{target.installed_action}")
+    if installed is not None and installed.status is Status.FINISHED:
+        found["installedBase"] = links.to(f"installedBase/{installed.id}")
     if target.attributes_requested:
         found["configData"] = links.to("configData")
     document: dict[str, Any] = {"config": {"polling": {"sleep": sleep_time(settings, action, now)}}}

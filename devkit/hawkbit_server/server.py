@@ -88,6 +88,10 @@ class UpdateServer:
         with self.store.changed:
             return self.store.targets.get(target_id) or self.store.register(target_id, "unknown")
 
+    def continue_numbers(self, kind: str, following: int) -> None:
+        """The next id of a "target", "module", "set" or "action"; a real server's ids are common to all targets."""
+        self.store.continue_numbers(kind, following)
+
     def software_module(self, type: str, name: str, version: str,
                         artifacts: Mapping[str, bytes] | None = None) -> SoftwareModule:
         return self.store.add_module(type, name, version, artifacts or {})

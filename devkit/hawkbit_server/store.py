@@ -52,6 +52,12 @@ class Store:
             self._numbers[kind] = self._numbers.get(kind, 0) + 1
             return self._numbers[kind]
 
+    def continue_numbers(self, kind: str, following: int) -> None:
+        with self.changed:
+            if following <= self._numbers.get(kind, 0):
+                raise OperatorError(f"the number {following} was already given to a {kind}")
+            self._numbers[kind] = following - 1
+
     def emit(self, name: str, target: str, action: int | None = None, **data: Any) -> None:
         """Tells the observers, in the thread in which it happened, and wakes whoever waits."""
         event = Event(name, target, action, data)

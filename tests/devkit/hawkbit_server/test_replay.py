@@ -1,0 +1,163 @@
+"""Replays what was recorded from a running hawkBit 0.9.0 and compares every answer and the final records.
+
+A file in traces/ is a list of operator's steps, exchanges and, at the end, the server's records of the actions.
+Compared are status, headers and bodies with their ids and hashes; `{server}` stands for scheme and authority. Not
+compared are the value of `c` (only that it changes when the recorded one did), the ETag of JSON documents (it
+hashes the authority), texts of HTML pages, and where the real server has no order either: the older reports of a
+history that does not show all messages. When the maintenance window opened was concluded from the recorded
+polling times.
+"""
+
+from __future__ import annotations
+
+import http.client
+import json
+import re
+from collections import Counter
+from pathlib import Path
+from typing import Any
+
+import pytest
+
+from hawkbit_server import Action, UpdateServer, Window
+
+TRACES = sorted((Path(__file__).parent / "traces").glob("*.json"))
+TOKEN = "GatewayToken testkey"
+START = 1_795_000_000.0
+
+
+class Replay:
+    def __init__(self, trace: list[dict[str, Any]]) -> None:
+        self.trace = trace
+        self.now = START
+        self.server = UpdateServer(clock=lambda: self.now, authorization=TOKEN)
+        self.actions: dict[int, Action] = {}
+        self.hashes: dict[str, str] = {}
+
+    def run(self) -> int:
+        """Returns how many answers were compared."""
+        compared = 0
+        with self.server:
+            for step in self.trace:
+                self.now = START + step.get("t", 0)
+                if "operator" in step:
+                    self.operate(step)
+                elif "request" in step:
+                    self.exchange(step["request"], step["response"])
+                    compared += 1
+                else:
+                    self.check_record(step["record"])
+        return compared
+
+    def operate(self, step: dict[str, Any]) -> None:
+        what = step["operator"]
+        if what == "assign":
+            self.assign(step)
+        elif what == "cancel":
+            self.server.cancel(self.actions[step["action"]])
+        elif what == "force quit":
+            self.server.force_quit(self.actions[step["action"]])
+        elif what == "force":
+            self.server.force(self.actions[step["action"]])
+        elif what == "continue numbers":
+            self.server.continue_numbers(step["kind"], step["following"])
+        elif what == "request attributes":
+            self.server.request_attributes(step["target"])
+        else:
+            raise ValueError(f"unknown step {what!r}")
+
+    def assign(self, step: dict[str, Any]) -> None:
+        modules = []
+        for each in step["modules"]:
+            self.server.continue_numbers("module", each["id"])
+            files = {name: text.encode() for name, text in each["artifacts"].items()}
+            modules.append(self.server.software_module(each["type"], each["name"], each["version"], files))
+        self.server.continue_numbers("action", step["action"])
+        opens = step.get("window_opens_at")
+        window = None if opens is None else Window(opens_at=START + opens)
+        action = self.server.assign(step["target"], modules, step["type"], window=window)
+        self.actions[action.id] = action
+
+    def exchange(self, request: dict[str, Any], expected: dict[str, Any]) -> None:
+        headers = dict(request["headers"])
+        if request.get("authorized", True):
+            headers["Authorization"] = TOKEN
+        body = request["body"]
+        data = None if body is None else (body if isinstance(body, str) else json.dumps(body)).encode()
+        connection = http.client.HTTPConnection(self.server.address, timeout=20)
+        connection.request(request["method"], request["path"], data, headers)
+        response = connection.getresponse()
+        raw = response.read()
+        connection.close()
+
+        where = f"{request['method']} {request['path']}"
+        assert response.status == expected["status"], where
+        for name, value in expected["headers"].items():
+            assert response.headers[name] == value, f"{where}: {name}"
+        self.compare_body(where, raw, response.headers["Content-Type"] or "", expected["body"])
+
+    def compare_body(self, where: str, raw: bytes, content_type: str, expected: Any) -> None:
+        if content_type.startswith("text/html"):
+            return
+        if expected is None or isinstance(expected, str):
+            assert raw.decode() == (expected or ""), where
+            return
+        got = json.loads(raw)
+        got.pop("timestamp", None)
+        expected = self.with_own_hashes(json.loads(json.dumps(expected).replace("{server}", self.server.url)), got)
+        own, recorded = (self.take_messages(document) for document in (got, expected))
+        assert got == expected, where
+        shown = re.search(r"actionHistory=(\d+)", where)
+        if shown is not None and len(recorded) == int(shown[1]):
+            newest = self.newest_length(recorded)
+            assert Counter(own) == Counter(recorded), where
+            assert own[:newest] == recorded[:newest], where
+        else:
+            assert own == recorded, where
+
+    @staticmethod
+    def take_messages(document: Any) -> list[str]:
+        if not isinstance(document, dict) or "actionHistory" not in document:
+            return []
+        return document["actionHistory"].pop("messages")
+
+    def newest_length(self, messages: list[str]) -> int:
+        """How many of the first messages belong to the newest report."""
+        return next(len(entry.messages) for action in self.actions.values() for entry in reversed(action.entries)
+                    if messages[0] in entry.messages)
+
+    def with_own_hashes(self, expected: Any, got: Any) -> Any:
+        """Replaces the recorded `c` by the stand-in's, each by the same one every time."""
+        links = expected.get("_links", {}) if isinstance(expected, dict) else {}
+        if "deploymentBase" not in links:
+            return expected
+        recorded = links["deploymentBase"]["href"]
+        own = re.search(r"c=(-?\d+)$", got["_links"]["deploymentBase"]["href"])
+        assert own is not None
+        key = recorded.partition("?c=")[2]
+        assert self.hashes.setdefault(key, own[1]) == own[1], "c changed although the recorded one did not"
+        assert len(set(self.hashes.values())) == len(self.hashes), "c stayed although the recorded one changed"
+        links["deploymentBase"]["href"] = recorded.replace(f"?c={key}", f"?c={own[1]}")
+        return expected
+
+    def check_record(self, record: dict[str, Any]) -> None:
+        action = self.actions[int(record["action"])]
+        entries = [{"type": each.type.value, "messages": list(each.messages)} for each in action.entries]
+
+        assert ("pending" if action.active else "finished") == record["status"]
+        assert action.status.value == record["detailStatus"]
+        assert entries == record["entries"]
+
+
+def test_all_recorded_scenarios_are_there() -> None:
+    assert len(TRACES) == 17
+
+
+@pytest.mark.parametrize("path", TRACES, ids=lambda path: path.stem)
+def test_answers_like_the_recorded_server(path: Path) -> None:
+    trace = json.loads(path.read_text(encoding="utf-8"))
+    replay = Replay(trace)
+
+    compared = replay.run()
+
+    assert compared == sum("request" in step for step in trace) > 0
