@@ -1,0 +1,61 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace zephran {
+
+class UciLibrary;
+
+/// Key/value access to the UCI configuration store of the device through libuci.
+///
+/// Keys have the form "package.section.option". libuci splits them at the first "=" and at dots:
+/// a key built from foreign text must hold nothing but ASCII letters, digits and "_" there. Every
+/// call works on a context of its own, so calls from several threads do not disturb each other.
+class UciConfig {
+public:
+    /// What tests replace. A production object keeps the defaults.
+    struct Backend {
+        /// Null for the process-wide binding, UciLibrary::Default.
+        const UciLibrary* library = nullptr;
+        /// Called with each new uci_context before it is used, if set.
+        std::function<void(void* context)> prepare_context;
+    };
+
+    /// @param overlay_directory see delta_path
+    explicit UciConfig(std::string overlay_directory);
+    UciConfig(std::string overlay_directory, Backend replaced_backend);
+
+    /// The store of the device, with run-time values from "/tmp/state/" layered over it.
+    static UciConfig Default;
+
+    /// True when the key names an existing option that is a string; a list does not count.
+    [[nodiscard]] bool has_option(const std::string& key);
+
+    /// @throws PackageNotFoundException with config_key_tag when has_option() would be false
+    [[nodiscard]] std::string get_option(const std::string& key);
+
+    /// Sets, saves and commits. libuci commits all pending changes of the package along with it,
+    /// those of other programs included; it deletes the option when the value is empty, writes
+    /// nothing when the value is already there, and never creates a section.
+    ///
+    /// @returns true when all three steps succeeded
+    [[nodiscard]] bool set_option(const std::string& key, const std::string& value);
+
+    /// Deletes the option or section until the next reboot, or for good with the next commit of
+    /// the package.
+    ///
+    /// @returns true when it was deleted and the deletion saved
+    [[nodiscard]] bool delete_option(const std::string& key);
+
+    /// Directory added to the delta search path of every context; none if empty. What lies there
+    /// overrides the stored configuration in reads.
+    std::string delta_path;
+
+private:
+    [[nodiscard]] const UciLibrary& library() const;
+
+    Backend backend;
+};
+
+}  // namespace zephran

@@ -1,0 +1,167 @@
+#include <filesystem>
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "libuci/abi.h"
+#include "support/temporary_directory.h"
+#include "uci/exceptions.h"
+#include "uci/uci_config.h"
+#include "uci/uci_library.h"
+
+namespace zephran {
+
+namespace {
+
+class UciConfigTest : public testing::Test {
+protected:
+    UciConfigTest() {
+        directory.write("config/zephran",
+                        "config service 'service'\n\toption log_level 'INFO'\n"
+                        "\tlist server 'one'\n\nconfig device 'device'\n");
+    }
+
+    [[nodiscard]] UciConfig config(const std::string& overlay = {}) {
+        return UciConfig{overlay, {&library, [this](void* context) { redirect(context); }}};
+    }
+    void redirect(void* opened) {
+        auto* const context = static_cast<uci_standin::uci_context*>(opened);
+        context->confdir = confdir.c_str();
+        context->savedir = savedir.c_str();
+    }
+    [[nodiscard]] std::string file() const { return directory.read("config/zephran"); }
+
+    test::TemporaryDirectory directory;
+    std::string confdir = directory.path("config");
+    std::string savedir = directory.path("saved");
+    UciLibrary library{UCI_STANDIN_PATH};
+};
+
+TEST_F(UciConfigTest, LibraryIsAvailable) {
+    EXPECT_TRUE(library.available);
+}
+
+TEST_F(UciConfigTest, StringOptionIsFoundAndRead) {
+    EXPECT_TRUE(config().has_option("zephran.service.log_level"));
+    EXPECT_EQ(config().get_option("zephran.service.log_level"), "INFO");
+}
+
+TEST_F(UciConfigTest, NothingElseIsAnOption) {
+    for (const char* const key :
+         {"absent.service.log_level", "zephran.absent.log_level", "zephran.service.absent",
+          "zephran", "zephran.service", "zephran.service.server", "", "zephran.service.log-level",
+          "zephran.ser vice.log_level"}) {
+        EXPECT_FALSE(config().has_option(key)) << key;
+        EXPECT_THROW((void)config().get_option(key), PackageNotFoundException) << key;
+    }
+}
+
+TEST_F(UciConfigTest, FileWithSyntaxErrorHasNoOptions) {
+    directory.write("config/zephran", "option without section\n");
+
+    EXPECT_FALSE(config().has_option("zephran.service.log_level"));
+    EXPECT_FALSE(config().set_option("zephran.service.log_level", "DEBUG"));
+    EXPECT_FALSE(config().delete_option("zephran.service.log_level"));
+    EXPECT_EQ(file(), "option without section\n");
+}
+
+TEST_F(UciConfigTest, OptionIsFoundByThePlaceOfItsSection) {
+    EXPECT_EQ(config().get_option("zephran.@service[0].log_level"), "INFO");
+}
+
+TEST_F(UciConfigTest, StoredValueIsSeenByANewProcess) {
+    ASSERT_TRUE(config().set_option("zephran.device.version_os", "1.2=3 'rc'"));
+
+    const pid_t reader = fork();
+    ASSERT_GE(reader, 0);
+    if (reader == 0) {
+        const bool same = config().get_option("zephran.device.version_os") == "1.2=3 'rc'";
+        _exit(same ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(reader, &status, 0), reader);
+
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+TEST_F(UciConfigTest, StoredValueIsCommitted) {
+    ASSERT_TRUE(config().set_option("zephran.service.rebooted", "1"));
+
+    std::filesystem::remove_all(savedir);
+
+    EXPECT_EQ(config().get_option("zephran.service.rebooted"), "1");
+}
+
+TEST_F(UciConfigTest, SameValueIsNotWrittenAgain) {
+    const std::string before = file();
+
+    EXPECT_TRUE(config().set_option("zephran.service.log_level", "INFO"));
+
+    EXPECT_EQ(file(), before);
+}
+
+TEST_F(UciConfigTest, ValueInAMissingSectionIsNotStored) {
+    const std::string before = file();
+
+    EXPECT_FALSE(config().set_option("zephran.absent.value", "1"));
+
+    EXPECT_EQ(file(), before);
+}
+
+TEST_F(UciConfigTest, FailedSetStillCommitsWhatIsPending) {
+    directory.write("saved/zephran", "zephran.service.log_level='pending'\n");
+
+    EXPECT_FALSE(config().set_option("zephran.absent.value", "1"));
+
+    EXPECT_NE(file().find("'pending'"), std::string::npos);
+}
+
+TEST_F(UciConfigTest, MissingPackageIsNotCreated) {
+    EXPECT_FALSE(config().set_option("absent.service.value", "1"));
+    EXPECT_FALSE(directory.has("config/absent"));
+}
+
+TEST_F(UciConfigTest, FailedSaveIsReported) {
+    directory.write("saved", "a file where the directory belongs");
+
+    EXPECT_FALSE(config().set_option("zephran.service.rebooted", "1"));
+    EXPECT_FALSE(config().delete_option("zephran.service.log_level"));
+    EXPECT_TRUE(config().has_option("zephran.service.log_level"));
+}
+
+TEST_F(UciConfigTest, DeletionIsSavedButNotCommitted) {
+    const std::string before = file();
+
+    ASSERT_TRUE(config().delete_option("zephran.service.log_level"));
+
+    EXPECT_FALSE(config().has_option("zephran.service.log_level"));
+    EXPECT_EQ(file(), before);
+    std::filesystem::remove_all(savedir);
+    EXPECT_TRUE(config().has_option("zephran.service.log_level"));
+}
+
+TEST_F(UciConfigTest, DeletionIsPermanentAfterTheNextStoredValue) {
+    ASSERT_TRUE(config().delete_option("zephran.service.log_level"));
+
+    ASSERT_TRUE(config().set_option("zephran.service.rebooted", "0"));
+
+    EXPECT_EQ(file().find("log_level"), std::string::npos);
+}
+
+TEST_F(UciConfigTest, MissingOptionIsNotDeleted) {
+    EXPECT_FALSE(config().delete_option("zephran.service.absent"));
+    EXPECT_FALSE(config().delete_option("absent.service.log_level"));
+}
+
+TEST_F(UciConfigTest, OverlayOverridesWhatIsStored) {
+    directory.write("state/zephran", "zephran.service.log_level='overlay'\n");
+
+    EXPECT_EQ(config(directory.path("state")).get_option("zephran.service.log_level"), "overlay");
+    EXPECT_EQ(config().get_option("zephran.service.log_level"), "INFO");
+}
+
+}  // namespace
+
+}  // namespace zephran
