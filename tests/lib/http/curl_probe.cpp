@@ -1,0 +1,133 @@
+#include "curl_probe.h"
+
+#include <cstdarg>
+
+#include <gtest/gtest.h>
+
+namespace zephran::http {
+namespace {
+
+CurlProbe* active_probe = nullptr;
+
+std::string describe(CURLoption option, const void* pointer) {
+    if (pointer == nullptr) {
+        return "(null)";
+    }
+    switch (option) {
+        case CURLOPT_URL:
+        case CURLOPT_CUSTOMREQUEST:
+        case CURLOPT_SSLCERTTYPE:
+        case CURLOPT_SSLCERT:
+        case CURLOPT_SSLKEY:
+        case CURLOPT_CAINFO:
+        case CURLOPT_CAPATH:
+            return static_cast<const char*>(pointer);
+        case CURLOPT_HTTPHEADER: {
+            std::string lines;
+            for (const auto* line = static_cast<const curl_slist*>(pointer); line != nullptr;
+                 line = line->next) {
+                lines += std::string{line->data} + "\n";
+            }
+            return lines;
+        }
+        default:
+            return "(set)";
+    }
+}
+
+}  // namespace
+
+CurlProbe::CurlProbe() {
+    active_probe = this;
+}
+
+CurlProbe::~CurlProbe() {
+    active_probe = nullptr;
+}
+
+std::vector<CURLoption> CurlProbe::option_names() const {
+    std::vector<CURLoption> names;
+    for (const auto& option : options) {
+        names.push_back(option.first);
+    }
+    return names;
+}
+
+std::string CurlProbe::value(CURLoption option) const {
+    for (const auto& [name, text] : options) {
+        if (name == option) {
+            return text;
+        }
+    }
+    ADD_FAILURE() << "option " << option << " was not set";
+    return "";
+}
+
+// The linker sends the calls of the code under test here (--wrap); the names are its rule.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,cert-dcl50-cpp,readability-identifier-naming)
+extern "C" {
+
+CURLcode __real_curl_global_init(long flags);
+void __real_curl_global_cleanup();
+CURL* __real_curl_easy_init();
+CURLcode __real_curl_easy_setopt(CURL* handle, CURLoption option, ...);
+CURLcode __real_curl_easy_perform(CURL* handle);
+
+CURLcode __wrap_curl_global_init(long flags) {
+    if (active_probe != nullptr) {
+        EXPECT_EQ(flags, CURL_GLOBAL_ALL);
+        ++active_probe->initialisations;
+        if (active_probe->init_result != CURLE_OK) {
+            return active_probe->init_result;
+        }
+    }
+    return __real_curl_global_init(flags);
+}
+
+void __wrap_curl_global_cleanup() {
+    if (active_probe != nullptr) {
+        ++active_probe->cleanups;
+    }
+    __real_curl_global_cleanup();
+}
+
+CURL* __wrap_curl_easy_init() {
+    return active_probe != nullptr && active_probe->refuse_handles ? nullptr
+                                                                   : __real_curl_easy_init();
+}
+
+CURLcode __wrap_curl_easy_setopt(CURL* handle, CURLoption option, ...) {
+    std::va_list arguments;
+    va_start(arguments, option);
+    std::string text;
+    CURLcode result = CURLE_OK;
+    if (option < CURLOPTTYPE_OBJECTPOINT) {
+        const long number = va_arg(arguments, long);
+        text = std::to_string(number);
+        result = __real_curl_easy_setopt(handle, option, number);
+    } else {
+        void* const pointer = va_arg(arguments, void*);
+        text = describe(option, pointer);
+        result = __real_curl_easy_setopt(handle, option, pointer);
+    }
+    va_end(arguments);
+    if (active_probe == nullptr) {
+        return result;
+    }
+    active_probe->options.emplace_back(option, text);
+    const auto refused = active_probe->refused_options.find(option);
+    return refused == active_probe->refused_options.end() ? result : refused->second;
+}
+
+CURLcode __wrap_curl_easy_perform(CURL* handle) {
+    if (active_probe == nullptr) {
+        return __real_curl_easy_perform(handle);
+    }
+    ++active_probe->transfers;
+    return active_probe->perform_result;
+}
+
+}  // extern "C"
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,cert-dcl50-cpp,readability-identifier-naming)
+
+}  // namespace zephran::http

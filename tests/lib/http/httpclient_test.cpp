@@ -1,0 +1,169 @@
+#include "http/httpclient.h"
+
+#include <fstream>
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace zephran::http {
+namespace {
+
+using ::testing::_;
+using ::testing::Return;
+
+class MockTransport : public ClientInterface {
+public:
+    MOCK_METHOD(void, set_client_certificate, (const ClientCertificate&), (override));
+    MOCK_METHOD(void, download_to_file, (const std::string&, std::ostream&), (override));
+    MOCK_METHOD(std::string, send_delete_request, (const std::string&), (override));
+    MOCK_METHOD(std::string, send_get_request, (const std::string&), (override));
+    MOCK_METHOD(std::string, send_patch_request,
+                (const std::string&, const std::string&, const std::string&), (override));
+    MOCK_METHOD(std::string, send_post_request,
+                (const std::string&, const std::string&, const std::string&), (override));
+    MOCK_METHOD(std::string, send_put_request,
+                (const std::string&, const std::string&, const std::string&), (override));
+};
+
+/// A client and the transport that it owns.
+class HttpClient : public ::testing::Test {
+protected:
+    ::testing::StrictMock<MockTransport>* const transport =
+        new ::testing::StrictMock<MockTransport>;
+    Client client{std::unique_ptr<ClientInterface>{transport}};
+};
+
+/// A directory that goes away with the test.
+class HttpClientFile : public HttpClient {
+protected:
+    void SetUp() override {
+        std::string name = ::testing::TempDir() + "zephran_httpclient_XXXXXX";
+        ASSERT_NE(mkdtemp(name.data()), nullptr);
+        directory = name;
+    }
+    void TearDown() override {
+        unlink(path("file").c_str());
+        rmdir(directory.c_str());
+    }
+    [[nodiscard]] std::string path(const std::string& name) const { return directory + "/" + name; }
+    [[nodiscard]] std::string content() const {
+        std::ifstream file{path("file")};
+        std::ostringstream text;
+        text << file.rdbuf();
+        return text.str();
+    }
+
+    std::string directory;
+};
+
+TEST_F(HttpClient, GetIsForwardedAndReturnsTheBody) {
+    EXPECT_CALL(*transport, send_get_request("http://a/b")).WillOnce(Return("got"));
+
+    EXPECT_EQ(client.send_get_request("http://a/b"), "got");
+}
+
+TEST_F(HttpClient, DeleteIsForwardedAndReturnsTheBody) {
+    EXPECT_CALL(*transport, send_delete_request("http://a/b")).WillOnce(Return("deleted"));
+
+    EXPECT_EQ(client.send_delete_request("http://a/b"), "deleted");
+}
+
+TEST_F(HttpClient, PostIsForwardedAndReturnsTheBody) {
+    EXPECT_CALL(*transport, send_post_request("http://a/b", "data", "text/plain"))
+        .WillOnce(Return("posted"));
+
+    EXPECT_EQ(client.send_post_request("http://a/b", "data", "text/plain"), "posted");
+}
+
+TEST_F(HttpClient, PutIsForwardedAndReturnsTheBody) {
+    EXPECT_CALL(*transport, send_put_request("http://a/b", "data", "text/plain"))
+        .WillOnce(Return("put"));
+
+    EXPECT_EQ(client.send_put_request("http://a/b", "data", "text/plain"), "put");
+}
+
+TEST_F(HttpClient, PatchIsForwardedAndReturnsTheBody) {
+    EXPECT_CALL(*transport, send_patch_request("http://a/b", "data", "text/plain"))
+        .WillOnce(Return("patched"));
+
+    EXPECT_EQ(client.send_patch_request("http://a/b", "data", "text/plain"), "patched");
+}
+
+TEST_F(HttpClient, CertificateIsForwarded) {
+    EXPECT_CALL(*transport, set_client_certificate(_)).WillOnce([](const ClientCertificate& given) {
+        EXPECT_EQ(given.type, CertificateType::der);
+        EXPECT_EQ(given.certificate, "/etc/client.crt");
+        EXPECT_EQ(given.key, "/etc/client.key");
+    });
+
+    client.set_client_certificate({CertificateType::der, "/etc/client.crt", "/etc/client.key"});
+}
+
+TEST_F(HttpClient, DownloadIntoMissingDirectoryIsRefusedBeforeAnyTraffic) {
+    const std::string filename = "/nonexistent/directory/file";
+
+    try {
+        client.download_to_file("http://a/b", filename);
+        FAIL() << "no exception";
+    } catch (const common::OutputFileOpenException& error) {
+        const auto* const named = boost::get_error_info<common::filename_tag>(error);
+        ASSERT_NE(named, nullptr);
+        EXPECT_EQ(*named, filename);
+        EXPECT_STREQ(error.what(), "Failed to open file for writing");
+    }
+}
+
+TEST_F(HttpClientFile, DownloadReplacesTheFile) {
+    std::ofstream{path("file")} << "a longer content from before";
+    EXPECT_CALL(*transport, download_to_file("http://a/b", _))
+        .WillOnce([](const std::string&, std::ostream& out) { out << "new"; });
+
+    client.download_to_file("http://a/b", path("file"));
+
+    EXPECT_EQ(content(), "new");
+}
+
+TEST_F(HttpClientFile, FailedDownloadLeavesWhatHadArrived) {
+    EXPECT_CALL(*transport, download_to_file("http://a/b", _))
+        .WillOnce([](const std::string&, std::ostream& out) {
+            out << "half";
+            throw common::NotImplementedException{};
+        });
+
+    EXPECT_THROW(client.download_to_file("http://a/b", path("file")),
+                 common::NotImplementedException);
+
+    EXPECT_EQ(content(), "half");
+}
+
+TEST(HttpClientConstruction, TypeWithoutTransportIsNotImplemented) {
+    try {
+        const Client client{static_cast<ClientImplementationType>(1)};
+        FAIL() << "no exception";
+    } catch (const common::NotImplementedException& error) {
+        EXPECT_STREQ(error.what(), "Not implemented");
+    }
+}
+
+TEST(HttpClientConstruction, CurlTransportIsAvailable) {
+    EXPECT_NO_THROW(Client{ClientImplementationType::curl});
+}
+
+TEST(CurlConfiguration, KeepsThePointerToTheCaBundlePath) {
+    const char path[] = "/etc/ca.pem";
+    const char* const before = curl_configuration::get_ca_bundle_path();
+
+    curl_configuration::set_ca_bundle_path(path);
+    const char* const kept = curl_configuration::get_ca_bundle_path();
+    curl_configuration::set_ca_bundle_path(nullptr);
+
+    EXPECT_EQ(before, nullptr);
+    EXPECT_EQ(kept, path);
+    EXPECT_EQ(curl_configuration::get_ca_bundle_path(), nullptr);
+}
+
+}  // namespace
+}  // namespace zephran::http
