@@ -8,7 +8,7 @@
 #include <string>
 #include <system_error>
 
-namespace zephran::test {
+namespace zephran {
 
 /// A directory of one test's own, removed with everything in it.
 class TemporaryDirectory {
@@ -58,4 +58,4 @@ private:
     std::filesystem::path root;
 };
 
-}  // namespace zephran::test
+}  // namespace zephran

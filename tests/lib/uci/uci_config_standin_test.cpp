@@ -32,7 +32,7 @@ protected:
     }
     [[nodiscard]] std::string file() const { return directory.read("config/zephran"); }
 
-    test::TemporaryDirectory directory;
+    TemporaryDirectory directory;
     std::string confdir = directory.path("config");
     std::string savedir = directory.path("saved");
     UciLibrary library{UCI_STANDIN_PATH};

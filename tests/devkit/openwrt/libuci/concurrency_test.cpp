@@ -10,7 +10,7 @@ namespace {
 using ConcurrencyTest = StandinTest;
 
 /// True when every step of every write succeeded.
-bool write_many(const test::TemporaryDirectory& directory, int writer, int count) {
+bool write_many(const TemporaryDirectory& directory, int writer, int count) {
     bool succeeded = true;
     for (int i = 0; i < count; ++i) {
         Session session{directory};

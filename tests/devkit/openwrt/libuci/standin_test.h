@@ -37,7 +37,7 @@ private:
 /// One context on the directories of a test, and the result of its last lookup.
 class Session {
 public:
-    explicit Session(const test::TemporaryDirectory& directory)
+    explicit Session(const TemporaryDirectory& directory)
         : confdir{directory.path("config")}, savedir{directory.path("saved")} {
         context->confdir = confdir.c_str();
         context->savedir = savedir.c_str();
@@ -106,7 +106,7 @@ protected:
         return result == ok ? session.value() : "<error " + std::to_string(result) + ">";
     }
 
-    test::TemporaryDirectory directory;
+    TemporaryDirectory directory;
 };
 
 }  // namespace zephran::uci_standin

@@ -1,0 +1,64 @@
+#include "installer/script_installer.h"
+
+#include <cerrno>
+#include <system_error>
+
+#include <sys/stat.h>
+
+#include "installer_factory.h"
+#include "platform.h"
+
+namespace zephran::installer {
+
+namespace {
+
+const InstallerRegistration registration{"script", 15, ScriptInstaller::create};
+
+void make_executable(const std::string& path) {
+    if (chmod(path.c_str(), S_IRWXU) != 0) {
+        // Running it fails as well then, with an exit code that reaches the server.
+        LOG_WARNING("action", "start_installation", "message", "could not make script executable",
+                    "path", path, "what", std::generic_category().message(errno));
+    }
+}
+
+}  // namespace
+
+ScriptInstaller::ScriptInstaller(std::chrono::milliseconds script_time_limit,
+                                 const common::TimeLimits& kill_patience)
+    : time_limit_of_script{script_time_limit}, patience{kill_patience} {}
+
+std::unique_ptr<HawkbitInstaller> ScriptInstaller::create(const InstallerContext& /*context*/) {
+    return std::make_unique<ScriptInstaller>();
+}
+
+void ScriptInstaller::check_artifact_count() {
+    if (chunk().artifacts().empty()) {
+        HawkbitInstaller::check_artifact_count();
+    }
+}
+
+void ScriptInstaller::start_installation() {
+    const std::string path =
+        platform::get_temp_directory() + chunk().artifacts().front().filename();
+    make_executable(path);
+
+    std::string output;
+    const int exit_code = common::POpen{path, patience}.wait(output, time_limit_of_script);
+    report() << output;
+    if (exit_code != 0) {
+        BOOST_THROW_EXCEPTION(ScriptExecutionFailedException{} << script_exit_code_tag{exit_code}
+                                                               << script_output_tag{output});
+    }
+    installed = true;
+}
+
+bool ScriptInstaller::installation_has_finished() {
+    return is_resumed() || installed;
+}
+
+void ScriptInstaller::cancel_installation() {
+    BOOST_THROW_EXCEPTION(CannotBeCancelledException{});
+}
+
+}  // namespace zephran::installer

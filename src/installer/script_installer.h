@@ -1,0 +1,56 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "common/popen.h"
+#include "hawkbit_installer.h"
+#include "installer_context.h"
+
+namespace zephran::installer {
+
+using script_exit_code_tag = boost::error_info<struct script_exit_code_record, int>;
+/// What the script wrote to its standard output.
+using script_output_tag = boost::error_info<struct script_output_record, std::string>;
+
+struct ScriptExecutionFailedException : common::Exception {
+    ScriptExecutionFailedException() : Exception{"Script returned an error"} {}
+};
+
+/// Runs an executable artifact on the device; its exit code decides whether the chunk is installed.
+/// The script runs to its end within one tick. Only the first artifact of a chunk is run, the
+/// others are there for it.
+class ScriptInstaller : public HawkbitInstaller {
+public:
+    /// A script that runs longer is killed, and the installation has failed.
+    static constexpr std::chrono::seconds default_time_limit{900};
+
+    explicit ScriptInstaller(std::chrono::milliseconds script_time_limit = default_time_limit,
+                             const common::TimeLimits& kill_patience = {});
+
+    static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
+
+    /// Scripts are run whenever they are deployed, so none counts as installed already.
+    [[nodiscard]] bool records_installed_version() const override { return false; }
+    /// A script that was started counts as done: rebooting the device may be its purpose.
+    [[nodiscard]] bool can_resume() const override { return true; }
+
+protected:
+    /// @throws ArtifactCountMismatchException when there is nothing to run
+    void check_artifact_count() override;
+    /// @throws ScriptExecutionFailedException, common::AbnormalTerminationException,
+    ///         common::POpenFailedException
+    void start_installation() override;
+    [[nodiscard]] bool installation_has_finished() override;
+    /// @throws CannotBeCancelledException
+    void cancel_installation() override;
+    [[nodiscard]] bool cancellation_has_finished() override { return false; }
+
+private:
+    std::chrono::milliseconds time_limit_of_script;
+    common::TimeLimits patience;
+    bool installed = false;
+};
+
+}  // namespace zephran::installer
