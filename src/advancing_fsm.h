@@ -10,8 +10,8 @@ namespace zephran {
 template <class FSM>
 struct FSMBackend;
 
-/// Drives a state machine by ticks: one AdvanceEvent a tick, unless an action has asked for a pause,
-/// and a small retry budget for actions that failed.
+/// Drives a state machine by ticks: one AdvanceEvent a tick, unless an action has asked for a
+/// pause, and a small retry budget for actions that failed.
 ///
 /// @tparam FSM          front end of the machine, constructed with a reference to the owner
 /// @tparam ErrorEvent   sent when the retries are used up

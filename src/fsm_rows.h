@@ -34,7 +34,8 @@ struct Append {
 
 template <class Sequence, class Row, class... Rows>
 struct Append<Sequence, Row, Rows...> {
-    using type = typename Append<typename boost::mpl::push_back<Sequence, Row>::type, Rows...>::type;
+    using type =
+        typename Append<typename boost::mpl::push_back<Sequence, Row>::type, Rows...>::type;
 };
 
 template <class... Rows>

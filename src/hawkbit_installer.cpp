@@ -122,7 +122,9 @@ void HawkbitInstaller::enter_finished() {
     finished = true;
 }
 
-void HawkbitInstaller::enter_cancelled() { cancelled = true; }
+void HawkbitInstaller::enter_cancelled() {
+    cancelled = true;
+}
 
 void HawkbitInstaller::store_installed_version_time() {
     const bool is_device_behind_gateway =
@@ -152,7 +154,10 @@ void HawkbitInstaller::copy_file(const std::string& source, const std::string& d
         BOOST_THROW_EXCEPTION(common::OutputFileOpenException{}
                               << common::filename_tag{destination});
     }
-    output << input.rdbuf();
+    // Inserting an empty buffer counts as a failure of the output stream.
+    if (input.peek() != std::ifstream::traits_type::eof()) {
+        output << input.rdbuf();
+    }
     output.flush();
     if (!output) {
         BOOST_THROW_EXCEPTION(common::FileWriteException{} << common::filename_tag{destination});

@@ -14,7 +14,9 @@ struct FSMDef : BasicFSMDef<HawkbitInstaller> {
 template class AdvancingFSM<hawkbit_installer_fsm::FSMDef, hawkbit_installer_fsm::events::cancel,
                             hawkbit_installer_fsm::events::advance, HawkbitInstaller>;
 
-void HawkbitInstaller::cancel() { process(hawkbit_installer_fsm::events::cancel{}); }
+void HawkbitInstaller::cancel() {
+    process(hawkbit_installer_fsm::events::cancel{});
+}
 
 void HawkbitInstaller::resume() {
     resumed = true;

@@ -1,0 +1,173 @@
+#include "agent_manager.h"
+
+#include <cstdlib>
+#include <utility>
+
+#include <unistd.h>
+
+#include "common/logprint.h"
+#include "config.h"
+#include "exit_handler.h"
+#include "platform.h"
+
+namespace zephran {
+
+namespace {
+
+constexpr std::uint32_t gateway_mtd_write_attempts = 100;
+constexpr unsigned longest_wind_down = 10;
+
+template <class Predicate>
+void erase_agents(AgentManager::Agents& agents, Predicate is_to_go) {
+    for (auto agent = agents.begin(); agent != agents.end();) {
+        agent = is_to_go(*agent->second) ? agents.erase(agent) : std::next(agent);
+    }
+}
+
+bool is_at_rest(const HawkbitAgent& agent) {
+    return agent.is_finished() || agent.is_waiting();
+}
+
+}  // namespace
+
+AgentManager::AgentManager(std::function<void()> loop_pause) : pause{std::move(loop_pause)} {}
+
+AgentManager::~AgentManager() = default;
+
+void AgentManager::sleep_one_second() {
+    ::sleep(1);
+}
+
+void AgentManager::add_discovery_handler(std::unique_ptr<DiscoveryHandler> handler) {
+    discovery_handlers.push_back(std::move(handler));
+}
+
+void AgentManager::run() {
+    spawn_gateway_agent();
+    for (const auto& handler : discovery_handlers) {
+        handler->setup(this);
+    }
+    run_setup();
+
+    ExitHandler& exit_handler = ExitHandler::instance();
+    unsigned iterations_since_stop = 0;
+    while (true) {
+        exit_handler.log_signals();
+        const bool stop_requested = exit_handler.is_exit_requested();
+        if (stop_requested && agents.empty()) {
+            return;
+        }
+        if (stop_requested) {
+            wind_down(++iterations_since_stop);
+        } else {
+            run_iteration();
+        }
+        tick_agents();
+        pause();
+    }
+}
+
+void AgentManager::run_iteration() {
+    for (const auto& handler : discovery_handlers) {
+        handler->tick();
+    }
+    remove_aborted_agents();
+    restart_due_agents();
+}
+
+void AgentManager::wind_down(unsigned iteration) {
+    abort_agents();
+    remove_finished_agents();
+    if (iteration > longest_wind_down) {
+        LOG_ERROR_AS("run", "action", "run", "message",
+                     "process was signaled but we didn't return, forcing exit");
+        std::exit(EXIT_FAILURE);
+    }
+    LOG_INFO_AS("run", "action", "run", "remaining_agents", agents.size());
+}
+
+void AgentManager::spawn_gateway_agent() {
+    if (agents.count(settings.gateway_id) != 0) {
+        return;
+    }
+    spawn_agent(settings.gateway_id, settings.properties, gateway_context(), settings.dormant);
+    if (settings.dormant) {
+        force_poll_after_reboot();
+    }
+}
+
+InstallerContext AgentManager::gateway_context() {
+    InstallerContext context;
+    // An absent flash type is reported to the server as an empty one.
+    context.installed_flash_type = settings.properties["installed_flash_type"];
+    context.bootloader_mtd = settings.bootloader_mtd;
+    context.mtd_write_attempts = gateway_mtd_write_attempts;
+    return context;
+}
+
+void AgentManager::force_poll_after_reboot() {
+    constexpr const char* key = "zephran.service.rebooted";
+    Config& config = *platform::get_config();
+    if (!config.has_option(key) || config.get_option(key) != "1") {
+        return;
+    }
+    if (!config.set_option(key, "0")) {
+        LOG_WARNING_AS("spawn_gateway_agent", "action", "spawn_gateway_agent", "message",
+                       "could not store config entry", "key", key, "value", "0");
+    }
+    agents.at(settings.gateway_id)->force_poll();
+    LOG_WARNING_AS("spawn_gateway_agent", "action", "spawn_gateway_agent", "message",
+                   "forcing poll after installer reboot");
+}
+
+void AgentManager::spawn_agent(const std::string& id, Attributes& properties,
+                               const InstallerContext& context, bool dormant) {
+    if (id != settings.gateway_id) {
+        properties[parent_attribute] = settings.gateway_id;
+    }
+    auto agent = std::make_unique<HawkbitAgent>(settings.server, id);
+    agent->configure(
+        {context, properties, settings.schedule, settings.client_certificate, dormant});
+    agents.emplace(id, std::move(agent));
+}
+
+void AgentManager::abort_agent(const std::string& id) {
+    const auto agent = agents.find(id);
+    if (agent != agents.end()) {
+        agent->second->abort();
+    }
+}
+
+void AgentManager::tick_agents() {
+    for (const auto& agent : agents) {
+        agent.second->tick();
+    }
+}
+
+void AgentManager::abort_agents() {
+    LOG_WARNING("event", "abort_agents");
+    for (const auto& agent : agents) {
+        agent.second->abort();
+    }
+}
+
+void AgentManager::remove_finished_agents() {
+    erase_agents(agents, [](const HawkbitAgent& agent) { return agent.is_finished(); });
+}
+
+void AgentManager::remove_aborted_agents() {
+    erase_agents(agents,
+                 [](const HawkbitAgent& agent) { return agent.is_aborted() && is_at_rest(agent); });
+}
+
+void AgentManager::restart_due_agents() {
+    const auto now = std::chrono::system_clock::now();
+    for (const auto& entry : agents) {
+        HawkbitAgent& agent = *entry.second;
+        if ((now >= agent.next_poll() || agent.is_poll_forced()) && is_at_rest(agent)) {
+            agent.restart();
+        }
+    }
+}
+
+}  // namespace zephran

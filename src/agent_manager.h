@@ -1,0 +1,99 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "attributes.h"
+#include "discovery_handler.h"
+#include "hawkbit_agent.h"
+#include "http/httpclient.h"
+#include "installer_context.h"
+#include "update_schedule.h"
+
+namespace zephran {
+
+/// What start-up gives the agent manager.
+struct AgentManagerSettings {
+    /// Id of the gateway's own agent.
+    std::string gateway_id;
+    /// Host name or address of the update server.
+    std::string server;
+    /// What the gateway tells the server about itself.
+    Attributes properties;
+    /// Name of the MTD device for bootloaders; may be empty.
+    std::string bootloader_mtd;
+    /// Without one, deployments may start at any time.
+    std::optional<UpdateSchedule> schedule;
+    std::optional<http::ClientCertificate> client_certificate;
+    /// Starts the gateway's agent dormant.
+    bool dormant = false;
+};
+
+/// Owns every agent and runs the main loop. Agents are created, ticked and destroyed on the main
+/// thread only.
+class AgentManager {
+public:
+    using Agents = std::map<std::string, std::unique_ptr<HawkbitAgent>>;
+
+    AgentManager(const AgentManager&) = delete;
+    AgentManager& operator=(const AgentManager&) = delete;
+    virtual ~AgentManager();
+
+    /// Called once, before anything else.
+    void configure(AgentManagerSettings new_settings) { settings = std::move(new_settings); }
+    void add_discovery_handler(std::unique_ptr<DiscoveryHandler> handler);
+
+    /// Runs until a stop was requested and no agent is left. Ends the process with status 1 when
+    /// agents are still there ten iterations after the request.
+    void run();
+
+    /// Creates the gateway's agent unless it exists. After a reboot that an installer caused, a
+    /// dormant one polls at once.
+    void spawn_gateway_agent();
+
+    /// Creates an agent; one that exists under this id stays as it is.
+    /// @param properties gain "parent" for an agent that is not the gateway's own
+    void spawn_agent(const std::string& id, Attributes& properties, const InstallerContext& context,
+                     bool dormant);
+
+    /// Gives an agent up; it is removed once it rests. Unknown ids are ignored.
+    void abort_agent(const std::string& id);
+
+    /// @name Steps of the main loop
+    /// @{
+    void tick_agents();
+    void abort_agents();
+    void remove_finished_agents();
+    void remove_aborted_agents();
+    void restart_due_agents();
+    /// @}
+
+    [[nodiscard]] const Agents& get_agents() const { return agents; }
+    [[nodiscard]] const std::string& gateway_id() const { return settings.gateway_id; }
+
+protected:
+    /// @param loop_pause passes the time between two iterations; tests put something else there
+    explicit AgentManager(std::function<void()> loop_pause = sleep_one_second);
+
+    /// Starts what the platform adds, such as local control, before the loop begins.
+    virtual void run_setup() = 0;
+
+private:
+    static void sleep_one_second();
+    void run_iteration();
+    void wind_down(unsigned iteration);
+    void force_poll_after_reboot();
+    [[nodiscard]] InstallerContext gateway_context();
+
+    AgentManagerSettings settings;
+    Agents agents;
+    std::vector<std::unique_ptr<DiscoveryHandler>> discovery_handlers;
+    std::function<void()> pause;
+};
+
+}  // namespace zephran

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "discovery_handler.h"
+
+namespace zephran::discovery {
+
+/// Holds the place of a discovery over MQTT. It finds nothing.
+class MQTTDiscoveryHandler : public DiscoveryHandler {
+public:
+    void setup(AgentManager* /*manager*/) override {}
+    void tick() override {}
+};
+
+}  // namespace zephran::discovery

@@ -1,0 +1,22 @@
+#pragma once
+
+namespace zephran {
+
+class AgentManager;
+
+/// Finds devices behind the gateway and has agents spawned for them.
+class DiscoveryHandler {
+public:
+    DiscoveryHandler() = default;
+    DiscoveryHandler(const DiscoveryHandler&) = delete;
+    DiscoveryHandler& operator=(const DiscoveryHandler&) = delete;
+    virtual ~DiscoveryHandler() = default;
+
+    /// Called once, before the first tick.
+    /// @param manager outlives the handler
+    virtual void setup(AgentManager* manager) = 0;
+    /// Called by the main loop once an iteration, on the main thread.
+    virtual void tick() = 0;
+};
+
+}  // namespace zephran

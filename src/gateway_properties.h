@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+#include "attributes.h"
+
+namespace zephran {
+
+/// Reads the properties of the gateway from a JSON file with one flat object. Every member is
+/// converted to a string and logged.
+///
+/// @throws common::ParserException when the file cannot be read or is not JSON
+/// @throws Json::Exception when a member is an array or an object
+Attributes read_gateway_properties(const std::string& path);
+
+}  // namespace zephran

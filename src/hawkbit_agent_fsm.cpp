@@ -1,0 +1,21 @@
+#include "hawkbit_agent_fsm.h"
+
+#include "advancing_fsm_impl.h"
+#include "hawkbit_agent.h"
+
+namespace zephran {
+
+namespace hawkbit_agent_fsm {
+struct FSMDef : BasicFSMDef<HawkbitAgent> {
+    using BasicFSMDef::BasicFSMDef;
+};
+}  // namespace hawkbit_agent_fsm
+
+template class AdvancingFSM<hawkbit_agent_fsm::FSMDef, hawkbit_agent_fsm::events::error,
+                            hawkbit_agent_fsm::events::advance, HawkbitAgent>;
+
+void HawkbitAgent::restart() {
+    process(hawkbit_agent_fsm::events::restart{});
+}
+
+}  // namespace zephran

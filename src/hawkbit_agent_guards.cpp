@@ -1,0 +1,104 @@
+#include "config.h"
+#include "deployment_history.h"
+#include "hawkbit_agent.h"
+#include "platform.h"
+#include "uci/exceptions.h"
+
+namespace zephran {
+
+bool HawkbitAgent::is_dormant() {
+    // A forced poll is spent here, so that even a dormant agent polls once for it.
+    const bool status = !poll_forced && settings.dormant;
+    poll_forced = false;
+    LOG_INFO("event", "is_dormant", "status", status);
+    return status;
+}
+
+bool HawkbitAgent::is_backoff_delay_elapsed() {
+    const bool status = poll_forced || backoff_until < now();
+    LOG_INFO("event", "is_backoff_delay_elapsed", "status", status);
+    return status;
+}
+
+bool HawkbitAgent::is_deployment_action_requested() {
+    LOG_DEBUG("event", "is_deployment_action_requested", "deployment_action_requested",
+              deployment_action_requested);
+    return deployment_action_requested;
+}
+
+bool HawkbitAgent::is_cancel_action_requested() {
+    LOG_DEBUG("event", "is_cancel_action_requested", "cancel_action_requested",
+              cancel_action_requested);
+    return cancel_action_requested;
+}
+
+bool HawkbitAgent::is_new_config_data_required() {
+    LOG_DEBUG("event", "is_new_config_data_required", "starting_up", starting_up,
+              "config_data_requested", config_data_requested);
+    return starting_up || config_data_requested;
+}
+
+bool HawkbitAgent::has_active_deployment() {
+    // The offer is gone as well when its deployment ended after this cycle had chosen to fetch it.
+    const bool status = is_deploying() || !deployment_action_requested;
+    LOG_INFO("event", "has_active_deployment", "status", status);
+    return status;
+}
+
+bool HawkbitAgent::is_inside_update_schedule() {
+    const bool inside = !settings.schedule || settings.schedule->is_allowed_on(now());
+    LOG_INFO("event", "is_inside_update_schedule", "inside", inside);
+    return inside;
+}
+
+bool HawkbitAgent::is_automatic_update_disabled() {
+    constexpr const char* key = "zephran.service.automatic_update";
+    bool status = false;
+    try {
+        status = platform::get_config()->get_option(key) == "0";
+    } catch (const PackageNotFoundException&) {
+        LOG_WARNING("event", "is_automatic_update_disabled", "message",
+                    "missing config entry, setting default enabled");
+        if (!platform::get_config()->set_option(key, "1")) {
+            LOG_WARNING("event", "is_automatic_update_disabled", "message",
+                        "could not store config entry", "key", key, "value", "1");
+        }
+    }
+    LOG_INFO("event", "is_automatic_update_disabled", "status", status);
+    return status;
+}
+
+bool HawkbitAgent::is_resumed_deployment() {
+    const auto& history = deployment_action->action_history();
+    const bool status =
+        settings.attributes.count(parent_attribute) == 0 &&
+        deployment_history::ends_with_installation_started(history, deployment_action->chunks());
+    if (!status && deployment_history::has_unknown_message_on_top(history) &&
+        unknown_message_logged_for != deployment_action->id()) {
+        LOG_WARNING("event", "is_resumed_deployment", "message", "unknown action message");
+        unknown_message_logged_for = deployment_action->id();
+    }
+    LOG_INFO("event", "is_resumed_deployment", "status", status);
+    return status;
+}
+
+bool HawkbitAgent::is_user_forced() {
+    const bool status =
+        accepted_deployment == deployment_action->id() || accepted_deployment == any_deployment;
+    LOG_INFO("event", "is_user_forced", "status", status);
+    return status;
+}
+
+bool HawkbitAgent::is_forced_deployment() {
+    const bool status = deployment_action->forced();
+    LOG_INFO("event", "is_forced_deployment", "status", status);
+    return status;
+}
+
+bool HawkbitAgent::is_deployment_delay_elapsed() {
+    const bool status = !settings.schedule || deployment_delay_until < now();
+    LOG_INFO("event", "is_deployment_delay_elapsed", "status", status);
+    return status;
+}
+
+}  // namespace zephran

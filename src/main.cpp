@@ -1,0 +1,98 @@
+#include <cstdlib>
+#include <memory>
+
+#include "agent_manager.h"
+#include "command_line_options.h"
+#include "common/logprint.h"
+#include "discovery/mqtt_discovery_handler.h"
+#include "gateway_properties.h"
+#include "http/httpclient.h"
+#include "installer_factory.h"
+#include "platform.h"
+#include "update_schedule_reader.h"
+
+namespace zephran {
+namespace {
+
+void use_ca_bundle(const CommandLineOptions& options) {
+    if (options.has(CommandLineOptions::ca_bundle_arg)) {
+        const std::string& bundle = options.get_ca_bundle();
+        http::curl_configuration::set_ca_bundle_path(bundle.c_str());
+        LOG_INFO_AS("main", "action", "set_ca_bundle_path", "message", "using custom ca bundle",
+                    "bundle", bundle);
+    }
+}
+
+Attributes gateway_properties(const CommandLineOptions& options) {
+    Attributes properties;
+    if (options.has(CommandLineOptions::properties_file_arg)) {
+        properties = read_gateway_properties(options.get_properties_file());
+    }
+    properties["dormant"] = options.is_dormant() ? "1" : "0";
+    return properties;
+}
+
+std::optional<UpdateSchedule> configured_schedule() {
+    const std::unique_ptr<UpdateSchedule> schedule = read_update_schedule(*platform::get_config());
+    return schedule ? std::make_optional(*schedule) : std::nullopt;
+}
+
+std::optional<http::ClientCertificate> client_certificate(const CommandLineOptions& options) {
+    if (!options.has(CommandLineOptions::client_certificate_arg)) {
+        return std::nullopt;
+    }
+    LOG_INFO_AS("main", "action", "main", "message", "using client certificate");
+    return http::ClientCertificate{http::CertificateType::pem, options.get_client_certificate(),
+                                   options.get_client_certificate_key()};
+}
+
+void add_discovery_handlers(AgentManager& manager, const CommandLineOptions& options) {
+    manager.add_discovery_handler(std::make_unique<discovery::MQTTDiscoveryHandler>());
+    if (options.has_ghn_agents()) {
+        LOG_WARNING_AS("main", "action", "main", "message",
+                       "this build has no G.hn LAN discovery handler");
+    }
+}
+
+void run_agents(const CommandLineOptions& options) {
+    use_ca_bundle(options);
+    AgentManagerSettings settings;
+    settings.properties = gateway_properties(options);
+    settings.schedule = configured_schedule();
+    settings.dormant = options.is_dormant();
+    settings.gateway_id = options.get_device_id();
+    settings.server = options.get_hawkbit_server();
+    settings.bootloader_mtd = options.get_bootloader_mtd();
+
+    const std::unique_ptr<AgentManager> manager = platform::create_agent_manager();
+    InstallerFactory::report();
+    settings.client_certificate = client_certificate(options);
+    manager->configure(std::move(settings));
+    add_discovery_handlers(*manager, options);
+    manager->run();
+}
+
+int start(int argc, const char* const* argv) {
+    CommandLineOptions options;
+    try {
+        options.from_command_line(argc, argv);
+        const int result = options.check();
+        if (result != CommandLineOptions::may_continue) {
+            return result;
+        }
+        set_log_level(options.get_log_level());
+        run_agents(options);
+        return EXIT_SUCCESS;
+    } catch (const boost::exception& error) {
+        LOG_ERROR_AS("main", "event", "exception_caught", "action", "main", "what",
+                     boost::diagnostic_information(error));
+        return EXIT_FAILURE;
+    }
+}
+
+}  // namespace
+}  // namespace zephran
+
+int main(int argc, char* argv[]) {
+    return zephran::start(argc, argv);
+}
