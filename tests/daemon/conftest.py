@@ -1,0 +1,32 @@
+"""Fixtures of the daemon's tests. Each test has a gateway and a server to itself."""
+import contextlib
+
+import pytest
+from bench import DAEMON, Bench
+from pki import Pki
+
+
+def pytest_sessionstart(session):
+    if not DAEMON.exists():
+        pytest.exit(f"{DAEMON} is missing: run script/build, or set ZEPHRAN_BUILD_DIR", 2)
+
+
+@pytest.fixture(name="pki", scope="session")
+def fixture_pki(tmp_path_factory):
+    return Pki(tmp_path_factory.mktemp("pki"), client_name="gw-1")
+
+
+@pytest.fixture(name="make_bench")
+def fixture_make_bench(tmp_path, pki):
+    """For tests that need other certificates or habits of the server: make_bench(poll="00:01:00")."""
+    with contextlib.ExitStack() as benches:
+        def make(**options):
+            bench = Bench(tmp_path, pki, **options)
+            benches.callback(bench.close)
+            return bench
+        yield make
+
+
+@pytest.fixture(name="bench")
+def fixture_bench(make_bench):
+    return make_bench()

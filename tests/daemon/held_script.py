@@ -1,0 +1,40 @@
+"""A script on the gateway that runs until a test lets it go on."""
+import time
+
+from bench import PATIENCE
+
+
+class HeldScript:
+    """Its module is `module`; what it prints after its release is `after`."""
+
+    def __init__(self, bench, name, after="echo released"):
+        self._bench = bench
+        self._name = name
+        self.module = bench.script(name, f"echo run >>/tmp/{self._mark('runs')}\n"
+                                         f"while [ ! -e /tmp/{self._mark('go')} ]; do sleep 0.1; done\n"
+                                         f"{after}\n")
+
+    def _mark(self, what):
+        return f"held-{self._name}-{what}"
+
+    @property
+    def own_files(self):
+        """What it leaves in the gateway's /tmp by itself."""
+        names = (self._mark(what) for what in ("go", "runs"))
+        return [name for name in names if (self._bench.gateway.tmp / name).exists()]
+
+    @property
+    def runs(self):
+        """How often it was started since the last reboot."""
+        path = self._bench.gateway.tmp / self._mark("runs")
+        return path.read_text().count("run") if path.exists() else 0
+
+    def wait_until_it_runs(self, times=1):
+        deadline = time.monotonic() + PATIENCE
+        while self.runs < times:
+            assert time.monotonic() < deadline, f"script {self._name} was not started"
+            assert self._bench.gateway.daemons[-1].is_running(), self._bench.gateway.daemons[-1].log
+            time.sleep(0.1)
+
+    def release(self):
+        (self._bench.gateway.tmp / self._mark("go")).touch()

@@ -1,0 +1,158 @@
+"""Arguments: what is refused, with which words and which status, and what is tolerated."""
+import re
+import signal
+
+import pytest
+
+NAMED = ["--device-id", "gw-1", "--hawkbit-server", "localhost:1"]
+OPTIONS = ["bootloader-mtd", "device-id", "hawkbit-server", "installed-flash-type", "log-level",
+           "help", "dormant", "client-certificate", "client-certificate-key", "properties-file",
+           "ghn-agents", "ca-bundle"]
+CAUGHT = re.compile(r"^\d\d:\d\d:\d\d ERROR \S+ main: event=exception_caught action=main what=", re.M)
+
+
+@pytest.mark.parametrize("arguments", [[], ["--help"], ["--help", *NAMED, "--ca-bundle", "/missing"]])
+def test_help_goes_to_standard_output(bench, arguments):
+    daemon = bench.run(arguments)
+
+    assert daemon.exit_status == 0
+    assert daemon.out.startswith("Available options:\n")
+    assert re.findall(r"^  --([a-z-]+)", daemon.out, re.M) == OPTIONS
+    assert "pass this option to enable G.hn LAN agent" in daemon.out
+    assert daemon.err == ""
+
+
+def assert_refused(daemon, message, with_help=True):
+    assert daemon.exit_status == 1
+    assert daemon.out == ""
+    if with_help:
+        assert daemon.err.startswith(message + "\nAvailable options:\n")
+    else:
+        assert daemon.err == message + "\n"
+
+
+def test_device_id_is_needed(bench):
+    daemon = bench.run(["--hawkbit-server", "localhost:1"])
+
+    assert_refused(daemon, "Error: You must specify the device ID\n")
+
+
+def test_server_is_needed(bench):
+    daemon = bench.run(["--device-id", "gw-1"])
+
+    assert_refused(daemon,
+                   "Error: You must specify the hawkbit server hostname or address\n")
+
+
+def test_unknown_options_are_ignored(bench):
+    daemon = bench.run(["--foo", "1", "--bar=2", "--device-id", "gw-1"])
+
+    assert_refused(daemon,
+                   "Error: You must specify the hawkbit server hostname or address\n")
+
+
+@pytest.mark.parametrize("given", ["--client-certificate", "--client-certificate-key"])
+def test_half_a_client_certificate_is_refused(bench, given):
+    daemon = bench.run([*NAMED, given, bench.pki.client.certificate])
+
+    assert_refused(daemon, "Error: you must specify both a client certificate and "
+                           "client certificate key")
+
+
+def test_both_missing_certificate_files_are_named(bench):
+    daemon = bench.run([*NAMED, "--client-certificate", "/a.crt", "--client-certificate-key", "/a.key"])
+
+    assert_refused(daemon, "Error: could not find client certificate path: /a.crt\n"
+                           "Error: could not find client certificate key path: /a.key")
+
+
+def test_missing_certificate_key_is_named_alone(bench):
+    daemon = bench.run([*NAMED, "--client-certificate", bench.pki.client.certificate,
+                        "--client-certificate-key", "/a.key"])
+
+    assert_refused(daemon, "Error: could not find client certificate key path: /a.key")
+
+
+def test_missing_ca_bundle_is_refused_without_help(bench):
+    daemon = bench.run([*NAMED, "--ca-bundle", "/missing.crt"])
+
+    assert_refused(daemon, "Error: could not find CA bundle at /missing.crt", with_help=False)
+
+
+def test_dormant_needs_a_value(bench):
+    daemon = bench.run([*NAMED, "--dormant"])
+
+    assert daemon.exit_status == 1
+    assert CAUGHT.search(daemon.err)
+
+
+def test_missing_properties_file_is_called_ignored_and_ends_the_start_all_the_same(bench):
+    daemon = bench.run([*NAMED, "--properties-file", "/missing.json"])
+
+    assert daemon.exit_status == 1
+    assert daemon.err.startswith(
+        "Error: could not find properties file at /missing.json, ignoring\n")
+    assert CAUGHT.search(daemon.err)
+
+
+@pytest.mark.parametrize("text", ["", "no json", '{"a": 1'])
+def test_properties_file_must_be_json(bench, text):
+    daemon = bench.run([*NAMED, "--properties-file", bench.file("properties.json", text)])
+
+    assert daemon.exit_status == 1
+    assert CAUGHT.search(daemon.err)
+
+
+def test_properties_with_inner_structure_end_the_process_abnormally(bench):
+    daemon = bench.run([*NAMED, "--properties-file",
+                        bench.file("properties.json", '{"a": {"b": 1}}')])
+
+    assert daemon.exit_status == -signal.SIGABRT
+
+
+@pytest.mark.parametrize("word", ["verbose", "debug", ""])
+def test_unknown_log_level_is_warned_about_and_gives_info(bench, word):
+    daemon = bench.start_without_server(f"--log-level={word}")
+
+    daemon.wait_for_line("action=factory_report")
+    daemon.wait_for_line("event=backoff")
+    daemon.kill()
+
+    assert daemon.out.startswith("Warning: Unknown log level specified, using default\n")
+    assert " INFO " in daemon.out
+    assert " DEBUG " not in daemon.out
+
+
+def test_start_reports_installers_in_the_order_of_their_names(bench):
+    daemon = bench.start_without_server()
+
+    daemon.wait_for_line("event=backoff")
+    daemon.kill()
+
+    reported = re.findall(r"INFO \S+ report: action=factory_report part=(\w+) priority=(\d+)$",
+                          daemon.out, re.M)
+    assert reported == [("bl", "30"), ("opkg", "60"), ("os", "10"), ("plc", "40"),
+                        ("plc_ghn", "50"), ("script", "15"), ("zw", "20")]
+
+
+def test_start_says_what_was_switched_on(bench):
+    pair = bench.pki.client
+    daemon = bench.start_without_server("--ghn-agents", "--client-certificate", pair.certificate,
+                                        "--client-certificate-key", pair.key)
+
+    daemon.wait_for_line("event=backoff")
+    daemon.kill()
+
+    for line in (f"main: action=set_ca_bundle_path message=using custom ca bundle bundle={bench.pki.ca}",
+                 "main: action=main message=using client certificate",
+                 "main: action=main message=enabling G.hn LAN discovery handler"):
+        assert re.search(rf"INFO \S+ {re.escape(line)}$", daemon.out, re.M)
+
+
+def test_discovery_is_off_unless_asked_for(bench):
+    daemon = bench.start_without_server()
+
+    daemon.wait_for_line("event=backoff")
+    daemon.kill()
+
+    assert "discovery handler" not in daemon.out

@@ -1,0 +1,74 @@
+"""A gateway agent that is started inactive."""
+import pytest
+
+DORMANT = ("--dormant", "true")
+
+
+def lies_still(daemon, ticks=8):
+    """Follows the daemon for some steps, all of them at rest."""
+    for _ in range(ticks):
+        daemon.wait_for_line("event=tick .*to_state=12", start=len(daemon.output.lines))
+
+
+def test_dormant_agent_makes_no_request(bench):
+    daemon = bench.start(*DORMANT)
+
+    lies_still(daemon)
+
+    assert bench.server.exchanges() == []
+    assert bench.server.handshake_failures == []
+
+
+def test_after_an_installers_reboot_it_reports_back_once(bench):
+    bench.configure("service.rebooted", "1")
+    daemon = bench.start(*DORMANT)
+
+    daemon.wait_for_line("WARNING .*action=spawn_gateway_agent "
+                         "message=forcing poll after installer reboot$")
+    put = bench.wait_for_exchanges("configData", 1)[0]
+    lies_still(daemon)
+    seen = len(bench.server.exchanges())
+    lies_still(daemon, 12)
+
+    assert bench.option("rebooted") == "0"
+    assert put.json()["data"]["dormant"] == "1"
+    assert len(bench.server.exchanges()) == seen
+
+
+@pytest.mark.parametrize("value", ["true", "0", "11"])
+def test_other_values_of_the_mark_mean_nothing(bench, value):
+    bench.configure("service.rebooted", value)
+    daemon = bench.start(*DORMANT)
+
+    lies_still(daemon)
+
+    assert bench.server.exchanges() == []
+    assert bench.option("rebooted") == value
+
+
+def test_mark_is_not_touched_by_an_active_agent(bench):
+    bench.configure("service.rebooted", "1")
+    daemon = bench.start()
+
+    bench.wait_for_exchanges("base", 3)
+
+    assert bench.option("rebooted") == "1"
+    assert "forcing poll after installer reboot" not in daemon.log
+
+
+@pytest.mark.parametrize("word", ["false", "0", "no", "off"])
+def test_dormant_can_be_denied(bench, word):
+    bench.start("--dormant", word)
+
+    put = bench.wait_for_exchanges("configData", 1)[0]
+
+    assert put.json()["data"]["dormant"] == "0"
+
+
+@pytest.mark.parametrize("word", ["1", "yes", "on"])
+def test_dormant_has_several_words(bench, word):
+    daemon = bench.start("--dormant", word)
+
+    lies_still(daemon, 3)
+
+    assert bench.server.exchanges() == []

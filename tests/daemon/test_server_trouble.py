@@ -1,0 +1,131 @@
+"""A server that errs: back-off where the poll fails, one retry where anything else does."""
+import re
+
+import pytest
+from hawkbit_server import Code, Drop, Mutate, Status, Text
+
+FINISHED = 12
+BACKOFF = 2
+
+
+def rests(daemon, state):
+    start = len(daemon.output.lines)
+    daemon.wait_for_line(rf"event=tick .*from_state={state} to_state={state}$", start=start)
+
+
+@pytest.mark.parametrize("fault", [
+    Code(500), Code(429), Code(401), Drop(), Text("no json"), Text("[]"), Text(""),
+    Text('{"config": 1}'), Text('{"config": {"polling": {"sleep": "soon"}}}'),
+], ids=["500", "429", "401", "dropped", "no json", "array", "empty", "no config", "no time"])
+def test_failed_poll_backs_off(bench, fault):
+    bench.server.order("base", fault, times=None)
+    daemon = bench.start()
+
+    delay = daemon.wait_for_line(r"WARNING .*event=backoff delay=(\d+)h:(\d+)m:(\d+)s$")
+    rests(daemon, BACKOFF)
+
+    assert int(delay.group(1)) == 0
+    assert int(delay.group(2)) < 10
+    assert re.search("ERROR .*event=exception_caught action=fsm_agent_event what=", daemon.err)
+    assert [each.kind for each in bench.server.exchanges()] == ["base"]
+
+
+def test_poll_follows_at_once_when_the_properties_were_sent(bench):
+    daemon = bench.start()
+
+    bench.wait_for_exchanges("base", 2)
+    rests(daemon, FINISHED)
+
+    assert [each.kind for each in bench.exchanges()][:3] == ["base", "configData", "base"]
+
+
+def test_polling_time_is_the_servers(bench):
+    bench.start()
+
+    polls = bench.wait_for_exchanges("base", 4)
+
+    # between two polls lies the server's 8 s, and at most a few seconds of a busy machine more
+    assert all(later.arrived - earlier.arrived >= 7
+               for earlier, later in zip(polls[1:], polls[2:]))
+
+
+@pytest.mark.parametrize("kind", ["configData", "deploymentBase"])
+@pytest.mark.parametrize("fault", [Code(503), Drop()], ids=["503", "dropped"])
+def test_one_failure_is_retried(bench, kind, fault):
+    bench.server.order(kind, fault)
+    action = bench.assign(bench.script("one", "echo fine"))
+    daemon = bench.start()
+
+    bench.wait_for_end(action)
+
+    assert re.search("INFO .*event=retrying fsm=.* retries=1$|INFO .*event=retrying.*retries=1",
+                     daemon.out)
+    assert action.status is Status.FINISHED
+
+
+def test_second_failure_ends_the_cycle_and_the_next_poll_goes_on(bench):
+    bench.server.order("deploymentBase", Code(503), times=2)
+    action = bench.assign(bench.script("one", "echo fine"))
+    daemon = bench.start()
+
+    bench.wait_for_end(action)
+
+    assert re.search("WARNING .*event=failing", daemon.out)
+    assert len(bench.exchanges("deploymentBase")) == 3
+    assert action.status is Status.FINISHED
+
+
+def without_hashes(document):
+    del document["deployment"]["chunks"][0]["artifacts"][0]["hashes"]
+    return document
+
+
+def odd_hash(document):
+    document["deployment"]["chunks"][0]["artifacts"][0]["hashes"]["md5"] = "xyz"
+    return document
+
+
+def text_for_chunks(document):
+    document["deployment"]["chunks"] = "none"
+    return document
+
+
+@pytest.mark.parametrize("fault", [
+    Text("{"), Text("null"), Text("{}"), Mutate(without_hashes), Mutate(odd_hash),
+    Mutate(text_for_chunks)],
+    ids=["broken", "null", "empty", "no hashes", "odd hash", "chunks are text"])
+def test_unusable_deployment_is_survived(bench, fault):
+    bench.server.order("deploymentBase", fault, times=2)
+    action = bench.assign(bench.script("one", "echo fine"))
+    daemon = bench.start()
+
+    bench.wait_for_end(action)
+
+    assert "event=exception_caught action=fsm_agent_event" in daemon.err
+    assert action.status is Status.FINISHED
+
+
+def test_unusable_cancel_action_is_survived(bench):
+    bench.configure("service.automatic_update", "0")
+    bench.server.order("cancelAction", Text("{}"), times=2)
+    action = bench.assign(bench.script("one", "echo fine"), type="soft")
+    daemon = bench.start()
+    bench.wait_for_exchanges("deploymentBase", 1)
+
+    bench.server.cancel(action)
+    bench.wait_for_end(action)
+
+    assert "event=exception_caught action=fsm_agent_event" in daemon.err
+    assert action.status is Status.CANCELED
+
+
+def test_server_that_comes_back_is_found_again(bench):
+    bench.start()
+    bench.wait_for_exchanges("configData", 1)
+    action = bench.assign(bench.script("one", "echo fine"))
+
+    bench.server.stop()
+    bench.server.start()
+    bench.wait_for_end(action)
+
+    assert action.status is Status.FINISHED
