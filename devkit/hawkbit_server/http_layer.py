@@ -5,7 +5,6 @@ from __future__ import annotations
 import socket
 import socketserver
 import ssl
-import sys
 import threading
 from http.server import HTTPServer
 from typing import Any
@@ -17,14 +16,13 @@ from .faults import Faults
 
 HOST = "127.0.0.1"
 HANDSHAKE_SECONDS = 10.0
+JOIN_SECONDS = 10.0
 
 
-class HttpLayer(socketserver.ThreadingMixIn, HTTPServer):
-    """`handshake_failures` holds the reasons of TLS handshakes that did not work out, `errors` what went wrong in
-    the server itself (its tests must not overlook those)."""
+class HttpLayer(HTTPServer):
+    """`handshake_failures` holds the reasons why connections ended before their first request, `errors` what went
+    wrong in the server itself (its tests must not overlook those)."""
 
-    daemon_threads = True
-    block_on_close = False
     allow_reuse_address = True
     request_queue_size = 128
 
@@ -37,6 +35,7 @@ class HttpLayer(socketserver.ThreadingMixIn, HTTPServer):
         self.handshake_failures: list[str] = []
         self.errors: list[BaseException] = []
         self._open: set[socket.socket] = set()
+        self._threads: set[threading.Thread] = set()
         self._open_lock = threading.Lock()
         super().__init__((HOST, port), Connection)
 
@@ -49,42 +48,45 @@ class HttpLayer(socketserver.ThreadingMixIn, HTTPServer):
         socketserver.TCPServer.server_bind(self)
         self.server_name, self.server_port = self.server_address[:2]
 
+    def process_request(self, request: Any, client_address: Any) -> None:
+        """Unlike the base class's threads these are daemons and yet are waited for at the end."""
+        thread = threading.Thread(target=self.process_request_thread, args=(request, client_address), daemon=True)
+        with self._open_lock:
+            self._threads.add(thread)
+        thread.start()
+
     def process_request_thread(self, request: Any, client_address: Any) -> None:
         """The handshake is done here, so that a slow client holds up nobody else."""
-        with self._open_lock:
-            self._open.add(request)
         connection = request
         try:
-            connection = self._shake_hands(request)
-            if connection is not None:
-                with self._open_lock:
-                    self._open.add(connection)
-                self.finish_request(connection, client_address)
-        except Exception:  # whatever a bug raises is kept for stop(), which raises it again
-            self.handle_error(request, client_address)
-        finally:
+            connection = self._wrap(request)
             with self._open_lock:
-                self._open -= {request, connection}
-            self.shutdown_request(connection or request)
-
-    def _shake_hands(self, request: socket.socket) -> socket.socket | None:
-        if self.context is None:
-            return request
-        try:
-            request.settimeout(HANDSHAKE_SECONDS)
-            connection = self.context.wrap_socket(request, server_side=True)
-            connection.settimeout(None)
+                self._open.add(connection)
+            self._shake_hands(connection)
+            self.finish_request(connection, client_address)
         except OSError as error:
             self.handshake_failures.append(str(error))
             with self.ddi.store.changed:
                 self.ddi.store.changed.notify_all()
-            return None
-        return connection
-
-    def handle_error(self, request: Any, client_address: Any) -> None:
-        error = sys.exc_info()[1]
-        if error is not None and not self.stopping.is_set():
+        except Exception as error:  # whatever a bug raises is kept for stop(), which raises it again
             self.errors.append(error)
+        finally:
+            self.shutdown_request(connection)
+            with self._open_lock:
+                self._open.discard(connection)
+                self._threads.remove(threading.current_thread())
+
+    def _wrap(self, request: socket.socket) -> socket.socket:
+        if self.context is None:
+            return request
+        return self.context.wrap_socket(request, server_side=True, do_handshake_on_connect=False)
+
+    @staticmethod
+    def _shake_hands(connection: socket.socket) -> None:
+        if isinstance(connection, ssl.SSLSocket):
+            connection.settimeout(HANDSHAKE_SECONDS)
+            connection.do_handshake()
+            connection.settimeout(None)
 
     def end(self) -> None:
         """Stops listening and closes every connection."""
@@ -94,8 +96,11 @@ class HttpLayer(socketserver.ThreadingMixIn, HTTPServer):
         self.server_close()
         with self._open_lock:
             connections = list(self._open)
+            threads = self._threads - {threading.current_thread()}
         for connection in connections:
             try:
                 socket.socket.shutdown(connection, socket.SHUT_RDWR)
             except OSError:
                 continue
+        for thread in threads:
+            thread.join(JOIN_SECONDS)

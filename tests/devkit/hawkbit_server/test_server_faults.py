@@ -1,0 +1,192 @@
+"""Faults to order."""
+
+from __future__ import annotations
+
+import http.client
+import threading
+import time
+
+import pytest
+
+from hawkbit_server import Code, Cut, Drop, Mutate, Slow, Stall, Text, UpdateServer
+
+from throwaway_device import Device
+
+
+def assign(server: UpdateServer, content: bytes = b"content") -> str:
+    module = server.software_module("script", "a", "1", {"a.sh": content})
+    server.assign("gw-1", [module])
+    return f"softwaremodules/{module.id}/artifacts/a.sh"
+
+
+def test_code_answers_without_doing_anything(server: UpdateServer, device: Device) -> None:
+    order = server.order("base", Code(503))
+
+    refused, after = device.get(), device.get()
+
+    assert (refused.status, refused.json()["status"], after.status) == (503, 503, 200)
+    assert order.hits == 1
+    assert server.target("gw-1").polls == 1
+
+
+def test_fault_concerns_the_ordered_requests_only(server: UpdateServer, device: Device) -> None:
+    server.order("base", Code(500), target="gw-1", first=2, times=2)
+    other = Device(server, "gw-2")
+
+    seen = [device.get().status for _ in range(5)]
+
+    assert seen == [200, 500, 500, 200, 200]
+    assert other.get().status == 200
+    assert device.send("PUT", "configData", {"data": {"a": "1"}}).status == 200
+
+
+def test_endless_order_lasts_until_it_is_withdrawn(server: UpdateServer, device: Device) -> None:
+    order = server.order("any", Code(500), times=None)
+
+    assert [device.get().status for _ in range(4)] == [500] * 4
+    order.withdraw()
+    assert device.get().status == 200
+
+
+def test_orders_of_one_kind_follow_one_another(server: UpdateServer, device: Device) -> None:
+    server.order("base", Code(500))
+    server.order("base", Code(503), first=3)
+
+    assert [device.get().status for _ in range(4)] == [500, 200, 503, 200]
+
+
+def test_dropped_request_has_no_effect(server: UpdateServer, device: Device) -> None:
+    server.order("configData", Drop())
+    device.get()
+
+    with pytest.raises((http.client.HTTPException, OSError)):
+        device.send("PUT", "configData", {"data": {"a": "1"}})
+
+    assert server.target("gw-1").attributes == {}
+    assert server.exchanges("configData")[0].outcome == "dropped"
+
+
+def test_lost_reply_comes_after_the_effect(server: UpdateServer, device: Device) -> None:
+    server.order("configData", Drop(processed=True))
+    device.get()
+
+    with pytest.raises((http.client.HTTPException, OSError)):
+        device.send("PUT", "configData", {"data": {"a": "1"}})
+
+    assert server.target("gw-1").attributes == {"a": "1"}
+
+
+def test_stalled_request_goes_on_when_released(server: UpdateServer, device: Device) -> None:
+    stall = Stall()
+    server.order("base", stall)
+    answers: list[int] = []
+    thread = threading.Thread(target=lambda: answers.append(device.get().status))
+    thread.start()
+
+    assert stall.reached.wait(20)
+    assert answers == []
+    assert Device(server, "gw-2").get().status == 200
+    stall.release()
+    thread.join(20)
+
+    assert answers == [200]
+
+
+def test_stopping_ends_a_stalled_request() -> None:
+    server = UpdateServer()
+    server.start()
+    stall = Stall()
+    server.order("base", stall)
+    device = Device(server, "gw-1")
+    failures: list[bool] = []
+
+    def poll() -> None:
+        try:
+            device.get()
+        except (http.client.HTTPException, OSError):
+            failures.append(True)
+
+    thread = threading.Thread(target=poll)
+    thread.start()
+    assert stall.reached.wait(20)
+    server.stop()
+    thread.join(20)
+
+    assert not thread.is_alive()
+
+
+def test_cut_body_is_announced_whole(server: UpdateServer, device: Device) -> None:
+    path = assign(server, b"x" * 1000)
+    server.order("artifact", Cut(100))
+
+    with pytest.raises(http.client.IncompleteRead) as error:
+        device.get(path)
+
+    assert (len(error.value.partial), error.value.expected) == (100, 900)
+    assert (server.exchanges("artifact")[0].sent, server.exchanges("artifact")[0].outcome) == (100, "cut")
+
+
+def test_text_replaces_the_document(server: UpdateServer, device: Device) -> None:
+    server.order("base", Text('{"config":'))
+
+    answer = device.get()
+
+    assert (answer.status, answer.body) == (200, b'{"config":')
+    assert answer.headers["content-type"] == "application/hal+json;charset=UTF-8"
+
+
+def test_mutated_document(server: UpdateServer, device: Device) -> None:
+    server.order("base", Mutate(lambda document: {**document, "config": {}}))
+
+    assert device.get().json()["config"] == {}
+    assert device.get().json()["config"] != {}
+
+
+def test_slow_artifact_takes_its_time_and_tells_how_far_it_is(server: UpdateServer, device: Device) -> None:
+    path = assign(server, b"x" * 100)
+    server.order("artifact", Slow(400))
+    sent: list[tuple[int, int]] = []
+    server.observe(lambda event: sent.append((event.data["sent"], event.data["total"]))
+                   if event.name == "downloading" else None)
+    begin = time.monotonic()
+
+    answer = device.get(path)
+
+    assert answer.body == b"x" * 100
+    assert time.monotonic() - begin >= 0.2
+    assert len(sent) > 2
+    assert sent == sorted(sent)
+    assert sent[-1] == (100, 100)
+
+
+def test_client_that_goes_away_during_a_slow_download_is_noticed(server: UpdateServer, device: Device) -> None:
+    path = assign(server, b"x" * 1_000_000)
+    server.order("artifact", Slow(50_000))
+    device.connection.request("GET", f"{device.base}/{path}")
+    server.wait_for(lambda: server.exchanges("artifact") and server.exchanges("artifact")[0].sent > 1000, 20)
+
+    device.connection.sock.close()
+    device.connection.close()
+
+    exchange = server.exchanges("artifact")[0]
+    server.wait_for(lambda: exchange.outcome == "client gone", 20)
+    assert 1000 < exchange.sent < 1_000_000
+
+
+@pytest.mark.parametrize(("kind", "first", "times"), [("poll", 1, 1), ("base", 0, 1), ("base", 1, 0)])
+def test_impossible_orders_are_refused(kind: str, first: int, times: int) -> None:
+    with pytest.raises(ValueError):
+        UpdateServer().order(kind, Code(500), first=first, times=times)
+
+
+def test_error_of_the_server_itself_is_raised_by_stop() -> None:
+    server = UpdateServer()
+    server.start()
+    server.order("base", Mutate(lambda document: document["nothing"]))
+
+    with pytest.raises((http.client.HTTPException, OSError)):
+        Device(server, "gw-1").get()
+
+    with pytest.raises(RuntimeError) as error:
+        server.stop()
+    assert isinstance(error.value.__cause__, KeyError)
