@@ -1,0 +1,156 @@
+"""Measures the daemon's parts beside the tools that do the same, in turns, and prints the ratios.
+
+Only the ratios mean something: both sides of one were measured on the same machine within the same
+seconds. Nothing fails because something is slow; it fails when a result is wrong.
+"""
+import argparse
+import os
+import pathlib
+import random
+import shutil
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+from file_server import FileServer
+from pki import Pki
+
+BIG, SMALL = 200_000_000, 20_000_000
+RUNS = 7
+LOOP_TURNS, LOG_TURNS, TICKS = 200_000_000, 200_000_000, 2_000_000
+SPACE = 3 * BIG
+
+
+class Wrong(Exception):
+    """A result that cannot be right."""
+
+
+def run(*command):
+    """Runs a program to its end. Returns the seconds it took and what it printed."""
+    begin = time.perf_counter()
+    done = subprocess.run([str(word) for word in command], capture_output=True, text=True, check=False)
+    seconds = time.perf_counter() - begin
+    if done.returncode != 0:
+        raise Wrong(f"{' '.join(map(str, command))} ended with {done.returncode}: {done.stderr}")
+    return seconds, done.stdout
+
+
+def in_turns(ours, theirs):
+    """Medians of the seconds of both, measured alternately after one run each that does not count."""
+    seconds = ([], [])
+    for turn in range(RUNS + 1):
+        for measured, measure in zip(seconds, (ours, theirs)):
+            spent = measure()
+            if turn:
+                measured.append(spent)
+    return tuple(map(statistics.median, seconds))
+
+
+def print_ratio(what, ours, theirs, reference):
+    print(f"{what:<34} {ours:8.3f} s   {reference:<8} {theirs:8.3f} s   ratio {ours / theirs:5.2f}",
+          flush=True)
+
+
+class Files:
+    """The artifacts to be downloaded, and where downloads go."""
+
+    def __init__(self, directory):
+        self.directory = directory
+        self.served = directory / "served"
+        self.served.mkdir()
+        source = random.Random(1)
+        for name, size in (("big", BIG), ("small", SMALL)):
+            with (self.served / name).open("wb") as file:
+                for _ in range(size // 1_000_000):
+                    file.write(source.randbytes(1_000_000))
+
+
+def measure_download(program, files, server, authority):
+    target = files.directory / "download"
+
+    def ours():
+        return run(program, "download", server.url("big"), target, authority)[0]
+
+    def curl():
+        return run("curl", "-sS", "--fail", "--cacert", authority, "-o", target,
+                   server.url("big"))[0]
+
+    print_ratio(f"download of {BIG // 1_000_000} MB over TLS", *in_turns(ours, curl), "curl")
+    ours()
+    run("cmp", files.served / "big", target)
+
+
+def measure_memory(program, files, server, authority):
+    target = files.directory / "download"
+    peaks = {name: int(run(program, "download", server.url(name), target, authority)[1])
+             for name in ("small", "big")}
+    print(f"{'peak memory of a download':<34} {peaks['small']:8} kB for {SMALL // 1_000_000} MB, "
+          f"{peaks['big']} kB for {BIG // 1_000_000} MB   ratio "
+          f"{peaks['big'] / peaks['small']:5.2f}", flush=True)
+
+
+def measure_md5(program, files):
+    path = files.served / "big"
+    sums = {}
+
+    def ours():
+        seconds, sums["ours"] = run(program, "md5", path)
+        return seconds
+
+    def md5sum():
+        seconds, sums["md5sum"] = run("md5sum", path)
+        return seconds
+
+    print_ratio(f"MD5 sum of {BIG // 1_000_000} MB", *in_turns(ours, md5sum), "md5sum")
+    if sums["ours"].split() != sums["md5sum"].split()[:1]:
+        raise Wrong(f"the MD5 sums differ: {sums}")
+
+
+def nanoseconds(program, name, turns):
+    return statistics.median(float(run(program, name, turns)[1]) for _ in range(3))
+
+
+def measure_cpu(program):
+    loop = nanoseconds(program, "empty-loop", LOOP_TURNS)
+    log = nanoseconds(program, "disabled-log", LOG_TURNS)
+    print(f"{'disabled logging statement':<34} {log:8.2f} ns  empty loop {loop:6.2f} ns   ratio "
+          f"{log / loop:5.2f}", flush=True)
+    tick = nanoseconds(program, "idle-tick", TICKS)
+    print(f"{'tick of an idle agent':<34} {tick:8.0f} ns, of the second between two ticks "
+          f"{tick / 1e9:.7%}", flush=True)
+
+
+def roomy_directory():
+    """In memory where there is room, so that no disk is measured."""
+    for candidate in ("/dev/shm", tempfile.gettempdir(), "/var/tmp"):
+        if os.access(candidate, os.W_OK) and shutil.disk_usage(candidate).free > SPACE:
+            return candidate
+    raise Wrong(f"no directory has {SPACE // 1_000_000} MB to spare")
+
+
+def main():
+    parser = argparse.ArgumentParser(prog="script/bench", description=__doc__)
+    parser.add_argument("program", type=pathlib.Path, help="the zephran_bench of the build")
+    program = parser.parse_args().program
+    try:
+        with tempfile.TemporaryDirectory(prefix="zephran-bench-", dir=roomy_directory()) as name:
+            directory = pathlib.Path(name)
+            files = Files(directory)
+            pki = Pki(directory / "pki")
+            with FileServer(files.served, pki.server) as server:
+                measure_download(program, files, server, pki.ca)
+                measure_memory(program, files, server, pki.ca)
+            measure_md5(program, files)
+            measure_cpu(program)
+    except (Wrong, OSError) as error:
+        print(f"Error: {error}", file=sys.stderr)
+        return 1
+    except KeyboardInterrupt:
+        return 130
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
