@@ -172,7 +172,9 @@ std::unique_ptr<HawkbitInstaller> HawkbitDeployer::make_installer(const Chunk& f
         std::find(accepted.begin(), accepted.end(), for_chunk.part()) == accepted.end()) {
         BOOST_THROW_EXCEPTION(UnsupportedPartException{} << part_tag{for_chunk.part()});
     }
-    return InstallerFactory::create_installer(for_chunk, target_attributes, context);
+    auto created = InstallerFactory::create_installer(target_attributes, for_chunk.part(), context);
+    created->assign(for_chunk, target_attributes);
+    return created;
 }
 
 void HawkbitDeployer::adopt_installer(std::unique_ptr<HawkbitInstaller> new_installer) {

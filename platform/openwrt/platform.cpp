@@ -1,0 +1,45 @@
+#include "platform.h"
+
+#include "openwrt/openwrt_agent_manager.h"
+#include "openwrt/preparation.h"
+#include "openwrt/uci_config_wrapper.h"
+
+namespace zephran::platform {
+
+namespace {
+
+openwrt::Preparation& preparation() {
+    static openwrt::Preparation of_this_process;
+    return of_this_process;
+}
+
+}  // namespace
+
+std::unique_ptr<AgentManager> create_agent_manager() {
+    return std::make_unique<openwrt::OpenWrtAgentManager>();
+}
+
+const char* get_temp_directory() {
+    return "/tmp/";
+}
+
+Config* get_config() {
+    // Never destroyed: other static objects may ask for it until the very end of the process.
+    static Config* const config = std::make_unique<openwrt::UciConfigWrapper>().release();
+    return config;
+}
+
+void prepare_download(const hawkbit::DeploymentActionMessage::Chunk& chunk,
+                      const hawkbit::DeploymentActionMessage::Artifact& /*artifact*/) {
+    preparation().prepare_download(chunk.part());
+}
+
+void prepare_install(const hawkbit::DeploymentActionMessage::Chunk& chunk) {
+    preparation().prepare_install(chunk.part());
+}
+
+void recover_download() {}
+
+void recover_install() {}
+
+}  // namespace zephran::platform

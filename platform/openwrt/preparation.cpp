@@ -1,0 +1,49 @@
+#include "openwrt/preparation.h"
+
+#include <fstream>
+#include <utility>
+
+#include "common/logprint.h"
+#include "common/popen.h"
+
+namespace zephran::platform::openwrt {
+
+namespace {
+
+constexpr const char* firmware_part = "os";
+
+/// Making room is an attempt: whether it was enough shows in the download or the installation.
+void run(const std::string& command) {
+    constexpr int no_limit = 0;
+    try {
+        common::POpen{command}.wait(no_limit);
+    } catch (const common::AbnormalTerminationException& error) {
+        LOG_WARNING("event", "exception_caught", "action", "prepare", "command", command, "what",
+                    boost::diagnostic_information(error));
+    }
+}
+
+}  // namespace
+
+Preparation::Preparation(Programs replaced_programs) : programs{std::move(replaced_programs)} {}
+
+void Preparation::prepare_download(const std::string& part) {
+    if (download_prepared || part != firmware_part) {
+        return;
+    }
+    run(programs.download_script);
+    download_prepared = true;
+}
+
+void Preparation::prepare_install(const std::string& part) {
+    if (install_prepared || part != firmware_part) {
+        return;
+    }
+    if (!std::ifstream{programs.service_script}.is_open()) {
+        return;
+    }
+    run(programs.service_script + " stop");
+    install_prepared = true;
+}
+
+}  // namespace zephran::platform::openwrt

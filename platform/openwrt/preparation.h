@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+
+namespace zephran::platform::openwrt {
+
+/// Makes room on the device for a firmware image, each step at most once per object. Nothing is
+/// undone afterwards: a firmware installation ends in a reboot.
+class Preparation {
+public:
+    /// What is run; only unit tests run something else.
+    struct Programs {
+        std::string download_script = "/sbin/prepare_download.sh";
+        /// Stopped before an installation on devices that have it.
+        std::string service_script = "/etc/init.d/opensync";
+    };
+
+    Preparation() = default;
+    explicit Preparation(Programs replaced_programs);
+
+    /// Runs the download script for a firmware part, to its end and whatever comes of it.
+    /// @param part type of the chunk that is about to be downloaded
+    /// @throws common::POpenFailedException when there is no process to run it in
+    void prepare_download(const std::string& part);
+
+    /// Stops the service for a firmware part. On a device without it the next firmware part asks
+    /// again.
+    /// @param part type of the chunk that is about to be installed
+    /// @throws common::POpenFailedException when there is no process to run it in
+    void prepare_install(const std::string& part);
+
+private:
+    Programs programs;
+    bool download_prepared = false;
+    bool install_prepared = false;
+};
+
+}  // namespace zephran::platform::openwrt
