@@ -1,0 +1,375 @@
+#include "common/popen.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <iterator>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "support/interrupting_timer.h"
+#include "support/temporary_directory.h"
+
+namespace zephran::common {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+// Far longer than any of the commands takes, far shorter than the time limit of a test.
+constexpr milliseconds long_time = 60s;
+
+const TimeLimits impatient{50ms, 5ms, 50ms};
+
+struct Failure {
+    std::string command;
+    std::string output;
+    int signal = 0;
+};
+
+// How a command fails, empty texts and signal 0 for what the exception does not carry.
+Failure failure_of(POpen& process, milliseconds limit) {
+    std::string output;
+    try {
+        ADD_FAILURE() << "no exception but exit code " << process.wait(output, limit);
+    } catch (const AbnormalTerminationException& e) {
+        EXPECT_STREQ(e.what(), "Program terminated abnormally");
+        const auto* const command = boost::get_error_info<popen_command_tag>(e);
+        const auto* const text = boost::get_error_info<program_output_tag>(e);
+        const auto* const signal = boost::get_error_info<program_signal_tag>(e);
+        EXPECT_EQ(text != nullptr ? *text : "", output);
+        return {command != nullptr ? *command : "", output, signal != nullptr ? *signal : 0};
+    }
+    return {};
+}
+
+std::string output_of(const std::string& command) {
+    POpen process{command};
+    std::string output;
+    EXPECT_EQ(process.wait(output, 0), 0);
+    return output;
+}
+
+bool has_children() {
+    return waitpid(-1, nullptr, WNOHANG) != -1 || errno != ECHILD;
+}
+
+auto count_descriptors() {
+    const std::filesystem::directory_iterator descriptors{"/proc/self/fd"};
+    return std::distance(begin(descriptors), end(descriptors));
+}
+
+class POpenWait : public testing::TestWithParam<milliseconds> {};
+INSTANTIATE_TEST_SUITE_P(WithAndWithoutLimit, POpenWait, testing::Values(0ms, long_time));
+
+TEST_P(POpenWait, CollectsOutputAndExitCodeZero) {
+    POpen process{"echo hello"};
+    std::string output = "old";
+
+    EXPECT_EQ(process.wait(output, GetParam()), 0);
+
+    EXPECT_EQ(output, "hello\n");
+}
+
+TEST_P(POpenWait, ReturnsTheExitCode) {
+    POpen process{"echo partial; exit 3"};
+    std::string output;
+
+    EXPECT_EQ(process.wait(output, GetParam()), 3);
+
+    EXPECT_EQ(output, "partial\n");
+}
+
+TEST_P(POpenWait, ReportsTheSignalThatEndedTheChild) {
+    POpen process{"echo before; kill -USR1 $$"};
+
+    const auto failure = failure_of(process, GetParam());
+
+    EXPECT_EQ(failure.command, "echo before; kill -USR1 $$");
+    EXPECT_EQ(failure.output, "before\n");
+    EXPECT_EQ(failure.signal, SIGUSR1);
+}
+
+TEST_P(POpenWait, SecondWaitReturnsZeroWithoutOutput) {
+    POpen process{"echo hello; exit 3"};
+    std::string output;
+    process.wait(output, GetParam());
+
+    EXPECT_EQ(process.wait(output, GetParam()), 0);
+
+    EXPECT_EQ(output, "");
+}
+
+TEST_P(POpenWait, WaitAfterAFailureReturnsZero) {
+    POpen process{"kill -KILL $$"};
+    failure_of(process, GetParam());
+    std::string output;
+
+    EXPECT_EQ(process.wait(output, GetParam()), 0);
+}
+
+TEST_P(POpenWait, CollectsMoreThanThePipeHolds) {
+    POpen process{"head -c 300000 /dev/zero | tr '\\0' x"};
+    std::string output;
+
+    EXPECT_EQ(process.wait(output, GetParam()), 0);
+
+    EXPECT_EQ(output.size(), 300000U);
+    EXPECT_EQ(output.find_first_not_of('x'), std::string::npos);
+}
+
+TEST_P(POpenWait, CollectsWhatComesInPieces) {
+    POpen process{"for i in 1 2 3; do echo $i; sleep 0.05; done"};
+    std::string output;
+
+    EXPECT_EQ(process.wait(output, GetParam()), 0);
+
+    EXPECT_EQ(output, "1\n2\n3\n");
+}
+
+TEST_P(POpenWait, NulHidesTheRestOfItsBlock) {
+    POpen process{"printf 'ab\\0cd'"};
+    std::string output;
+
+    EXPECT_EQ(process.wait(output, GetParam()), 0);
+
+    EXPECT_EQ(output, "ab");
+}
+
+TEST_P(POpenWait, LastsThroughSignals) {
+    const InterruptingTimer timer{5ms};
+    POpen process{"echo first; sleep 0.2; echo second; exec >&-; sleep 0.1; exit 7"};
+    std::string output;
+
+    EXPECT_EQ(process.wait(output, GetParam()), 7);
+
+    EXPECT_EQ(output, "first\nsecond\n");
+    EXPECT_GT(InterruptingTimer::interruptions(), 0);
+}
+
+TEST_P(POpenWait, LeavesNoDescriptorAndNoChild) {
+    const auto descriptors = count_descriptors();
+    {
+        POpen process{"exit 1"};
+        std::string output;
+        process.wait(output, GetParam());
+    }
+
+    EXPECT_EQ(count_descriptors(), descriptors);
+    EXPECT_FALSE(has_children());
+}
+
+TEST(POpen, StandardErrorIsOnlyCollectedWhenRedirected) {
+    EXPECT_EQ(output_of("exec 2>/dev/null; echo visible; echo hidden >&2"), "visible\n");
+    EXPECT_EQ(output_of("(echo visible; echo shown >&2) 2>&1"), "visible\nshown\n");
+}
+
+TEST(POpen, OutputCanBeDiscarded) {
+    POpen process{"echo hello; exit 4"};
+
+    EXPECT_EQ(process.wait(0), 4);
+}
+
+TEST(POpen, NegativeTimeoutMeansNoLimit) {
+    POpen process{"sleep 0.1; exit 4"};
+
+    EXPECT_EQ(process.wait(-5), 4);
+}
+
+TEST(POpen, UnknownCommandIsTheShellsOwnExitCode) {
+    POpen process{"exec 2>/dev/null; no-such-command-anywhere"};
+
+    EXPECT_EQ(process.wait(0), 127);
+}
+
+TEST(POpen, TimeoutIsInSeconds) {
+    POpen process{"exec sleep 60", impatient};
+    std::string output;
+
+    const auto start = Clock::now();
+    EXPECT_THROW(process.wait(output, 1), AbnormalTerminationException);
+    const auto elapsed = Clock::now() - start;
+
+    EXPECT_GE(elapsed, 1s);
+    EXPECT_LT(elapsed, 20s);
+}
+
+TEST(POpen, ChildThatOutlivesItsLimitIsKilledAndReaped) {
+    POpen process{"echo started; exec sleep 60", impatient};
+
+    const auto start = Clock::now();
+    const auto failure = failure_of(process, 200ms);
+    const auto elapsed = Clock::now() - start;
+
+    EXPECT_EQ(failure.command, "echo started; exec sleep 60");
+    EXPECT_EQ(failure.output, "started\n");
+    EXPECT_EQ(failure.signal, 0);
+    EXPECT_GE(elapsed, 200ms + impatient.term_to_kill);
+    EXPECT_LT(elapsed, 20s);
+    EXPECT_FALSE(has_children());
+}
+
+TEST(POpen, ChildIsAskedToEndBeforeItIsKilled) {
+    const TemporaryDirectory directory;
+    const TimeLimits limits{50ms, 5ms, 500ms};
+    POpen process{"trap 'echo asked >" + directory.path("file") +
+                      "; exit' TERM; echo ready; while :; do sleep 0.02; done",
+                  limits};
+
+    const auto failure = failure_of(process, 300ms);
+
+    EXPECT_EQ(failure.output, "ready\n");
+    EXPECT_EQ(directory.read("file"), "asked\n");
+}
+
+TEST(POpen, ChildThatIgnoresTheRequestIsKilled) {
+    POpen process{"trap '' TERM; while :; do sleep 0.02; done", impatient};
+
+    failure_of(process, 100ms);
+
+    EXPECT_FALSE(has_children());
+}
+
+TEST(POpen, PauseBeforeTheKillLastsThroughSignals) {
+    const InterruptingTimer timer{5ms};
+    const TimeLimits limits{50ms, 5ms, 300ms};
+    POpen process{"exec sleep 60", limits};
+
+    const auto start = Clock::now();
+    failure_of(process, 100ms);
+
+    EXPECT_GE(Clock::now() - start, 400ms);
+}
+
+TEST(POpen, ChildThatNeverStopsWritingMeetsItsLimit) {
+    POpen process{"exec yes", impatient};
+
+    const auto failure = failure_of(process, 100ms);
+
+    EXPECT_EQ(failure.output.substr(0, 4), "y\ny\n");
+}
+
+TEST(POpen, ChildMayExitAfterItHasClosedItsOutput) {
+    POpen process{"exec >&-; sleep 0.3; exit 4", {long_time, 5ms, 50ms}};
+    std::string output;
+
+    EXPECT_EQ(process.wait(output, long_time), 4);
+}
+
+TEST(POpen, ChildThatClosesItsOutputAndStaysIsKilledAfterTheGrace) {
+    POpen process{"exec >&-; exec sleep 60", impatient};
+
+    const auto start = Clock::now();
+    failure_of(process, long_time);
+
+    EXPECT_LT(Clock::now() - start, 20s);
+}
+
+TEST(POpen, GraceNeverGoesBeyondTheLimit) {
+    POpen process{"exec >&-; exec sleep 60", {long_time, 5ms, 50ms}};
+
+    const auto start = Clock::now();
+    failure_of(process, 200ms);
+
+    EXPECT_LT(Clock::now() - start, 20s);
+}
+
+TEST(POpen, ExitCodeCountsWhenAGrandchildKeepsThePipeOpen) {
+    POpen process{"sleep 60 & echo $!; exit 5", impatient};
+    std::string output;
+
+    EXPECT_EQ(process.wait(output, 300ms), 5);
+
+    EXPECT_EQ(kill(std::stoi(output), SIGKILL), 0);
+}
+
+TEST(POpen, ChildLeadsAProcessGroupOfItsOwn) {
+    const auto text = output_of("echo $$ $(cut -d ' ' -f 5 /proc/$$/stat)");
+
+    const auto blank = text.find(' ');
+    ASSERT_NE(blank, std::string::npos);
+    EXPECT_EQ(text.substr(0, blank) + "\n", text.substr(blank + 1));
+}
+
+TEST(POpen, ChildDoesNotInheritThatSigpipeIsIgnored) {
+    auto* const previous = std::signal(SIGPIPE, SIG_IGN);
+    const auto ignored = output_of("sed -n 's/^SigIgn:[^0-9a-f]*//p' /proc/$$/status");
+    std::signal(SIGPIPE, previous);
+
+    ASSERT_NE(ignored, "");
+    EXPECT_EQ(std::stoull(ignored, nullptr, 16) & (1ULL << (SIGPIPE - 1)), 0U);
+}
+
+TEST(POpen, ChildDoesNotInheritThePipesOfOthers) {
+    const std::string list_descriptors = "ls /proc/$$/fd";
+    const auto alone = output_of(list_descriptors);
+    POpen other{"sleep 0.2"};
+
+    EXPECT_EQ(output_of(list_descriptors), alone);
+
+    other.wait(0);
+}
+
+TEST(POpen, CollectsOutputWhenThisProcessHasNoStandardStreams) {
+    const int saved_input = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 10);
+    const int saved_output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 10);
+    ASSERT_NE(saved_input, -1);
+    ASSERT_NE(saved_output, -1);
+    std::string with_input;
+    std::string without_input;
+
+    // The pipe gets the lowest free numbers: 1 for its read end, then 0 and 1 for both of its ends.
+    close(STDOUT_FILENO);
+    POpen{"echo hello"}.wait(with_input, 0);
+    close(STDIN_FILENO);
+    POpen{"echo hello"}.wait(without_input, 0);
+    dup2(saved_input, STDIN_FILENO);
+    dup2(saved_output, STDOUT_FILENO);
+    close(saved_input);
+    close(saved_output);
+
+    EXPECT_EQ(with_input, "hello\n");
+    EXPECT_EQ(without_input, "hello\n");
+}
+
+TEST(POpen, WithoutDescriptorsItReportsCommandAndErrno) {
+    rlimit previous{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &previous), 0);
+    const rlimit none{3, previous.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    std::string command;
+    int error = 0;
+
+    try {
+        POpen process{"echo hello"};
+    } catch (const POpenFailedException& e) {
+        EXPECT_STREQ(e.what(), "Failed to execute command");
+        command = *boost::get_error_info<popen_command_tag>(e);
+        error = *boost::get_error_info<boost::errinfo_errno>(e);
+    }
+
+    setrlimit(RLIMIT_NOFILE, &previous);
+    EXPECT_EQ(command, "echo hello");
+    EXPECT_EQ(error, EMFILE);
+}
+
+TEST(POpen, EndOfTheObjectWaitsForTheChild) {
+    const auto start = Clock::now();
+    { const POpen process{"exec >&-; sleep 0.2; exit 9"}; }
+
+    EXPECT_GE(Clock::now() - start, 200ms);
+    EXPECT_FALSE(has_children());
+}
+
+TEST(POpenDeathTest, EndOfTheObjectDoesNotHideAnAbnormalEnd) {
+    EXPECT_DEATH({ const POpen process{"kill -USR1 $$"}; }, "Program terminated abnormally");
+}
+
+}  // namespace
+}  // namespace zephran::common

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "config.h"
+#include "uci/exceptions.h"
+
+namespace zephran {
+
+/// A configuration store in memory that keeps the rules of the real one and fails on demand.
+class MemoryConfig : public Config {
+public:
+    MemoryConfig() = default;
+    explicit MemoryConfig(std::map<std::string, std::string> initial)
+        : values{std::move(initial)} {}
+
+    [[nodiscard]] bool has_option(const std::string& key) override {
+        return !unavailable && values.count(key) != 0;
+    }
+
+    [[nodiscard]] std::string get_option(const std::string& key) override {
+        if (!has_option(key)) {
+            BOOST_THROW_EXCEPTION(PackageNotFoundException{} << config_key_tag{key});
+        }
+        return values.at(key);
+    }
+
+    [[nodiscard]] bool set_option(const std::string& key, const std::string& value) override {
+        writes.emplace_back(key, value);
+        if (!is_writable(key)) {
+            return false;
+        }
+        if (value.empty()) {
+            return values.erase(key) != 0;
+        }
+        values[key] = value;
+        return true;
+    }
+
+    [[nodiscard]] bool delete_option(const std::string& key) override {
+        writes.emplace_back(key, std::string{});
+        return is_writable(key) && values.erase(key) != 0;
+    }
+
+    std::map<std::string, std::string> values;
+    /// Every attempt to write in order, also those that failed; a deletion has an empty value.
+    std::vector<std::pair<std::string, std::string>> writes;
+    /// Keys that cannot be written, as if their section did not exist.
+    std::set<std::string> read_only_keys;
+    /// Nothing can be written, as if the file system were full.
+    bool read_only = false;
+    /// Nothing is found and nothing can be written, as if the library were missing.
+    bool unavailable = false;
+
+private:
+    [[nodiscard]] bool is_writable(const std::string& key) const {
+        return !unavailable && !read_only && read_only_keys.count(key) == 0;
+    }
+};
+
+}  // namespace zephran
