@@ -13,7 +13,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace zephran::test_support {
+namespace zephran::test {
 namespace {
 
 [[noreturn]] void throw_errno(const char* function) {
@@ -171,4 +171,4 @@ HttpAnswer LoopbackHttpServer::record(const HttpRequest& request) {
     return answers[received.size() - 1];
 }
 
-}  // namespace zephran::test_support
+}  // namespace zephran::test

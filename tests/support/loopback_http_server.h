@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-namespace zephran::test_support {
+namespace zephran::test {
 
 /// One answer that a LoopbackHttpServer gives.
 struct HttpAnswer {
@@ -56,4 +56,4 @@ private:
     std::thread thread;
 };
 
-}  // namespace zephran::test_support
+}  // namespace zephran::test

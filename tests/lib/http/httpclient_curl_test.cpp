@@ -17,8 +17,8 @@
 namespace zephran::http {
 namespace {
 
-using test_support::HttpAnswer;
-using test_support::LoopbackHttpServer;
+using test::HttpAnswer;
+using test::LoopbackHttpServer;
 
 class Curl : public ::testing::Test {
 protected:

@@ -1,12 +1,11 @@
 #include "http/httpclient.h"
 
-#include <fstream>
-#include <sstream>
+#include <memory>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
+
+#include "support/temporary_directory.h"
 
 namespace zephran::http {
 namespace {
@@ -34,29 +33,6 @@ protected:
     ::testing::StrictMock<MockTransport>* const transport =
         new ::testing::StrictMock<MockTransport>;
     Client client{std::unique_ptr<ClientInterface>{transport}};
-};
-
-/// A directory that goes away with the test.
-class HttpClientFile : public HttpClient {
-protected:
-    void SetUp() override {
-        std::string name = ::testing::TempDir() + "zephran_httpclient_XXXXXX";
-        ASSERT_NE(mkdtemp(name.data()), nullptr);
-        directory = name;
-    }
-    void TearDown() override {
-        unlink(path("file").c_str());
-        rmdir(directory.c_str());
-    }
-    [[nodiscard]] std::string path(const std::string& name) const { return directory + "/" + name; }
-    [[nodiscard]] std::string content() const {
-        std::ifstream file{path("file")};
-        std::ostringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
-
-    std::string directory;
 };
 
 TEST_F(HttpClient, GetIsForwardedAndReturnsTheBody) {
@@ -116,27 +92,29 @@ TEST_F(HttpClient, DownloadIntoMissingDirectoryIsRefusedBeforeAnyTraffic) {
     }
 }
 
-TEST_F(HttpClientFile, DownloadReplacesTheFile) {
-    std::ofstream{path("file")} << "a longer content from before";
+TEST_F(HttpClient, DownloadReplacesTheFile) {
+    const TemporaryDirectory directory;
+    const auto filename = directory.write("file", "a longer content from before");
     EXPECT_CALL(*transport, download_to_file("http://a/b", _))
         .WillOnce([](const std::string&, std::ostream& out) { out << "new"; });
 
-    client.download_to_file("http://a/b", path("file"));
+    client.download_to_file("http://a/b", filename);
 
-    EXPECT_EQ(content(), "new");
+    EXPECT_EQ(directory.read("file"), "new");
 }
 
-TEST_F(HttpClientFile, FailedDownloadLeavesWhatHadArrived) {
+TEST_F(HttpClient, FailedDownloadLeavesWhatHadArrived) {
+    const TemporaryDirectory directory;
     EXPECT_CALL(*transport, download_to_file("http://a/b", _))
         .WillOnce([](const std::string&, std::ostream& out) {
             out << "half";
             throw common::NotImplementedException{};
         });
 
-    EXPECT_THROW(client.download_to_file("http://a/b", path("file")),
+    EXPECT_THROW(client.download_to_file("http://a/b", directory.path("file")),
                  common::NotImplementedException);
 
-    EXPECT_EQ(content(), "half");
+    EXPECT_EQ(directory.read("file"), "half");
 }
 
 TEST(HttpClientConstruction, TypeWithoutTransportIsNotImplemented) {

@@ -13,7 +13,7 @@
 namespace zephran::http {
 namespace {
 
-using test_support::LoopbackHttpServer;
+using test::LoopbackHttpServer;
 using ::testing::HasSubstr;
 
 const ClientCertificate missing_certificate{CertificateType::pem, "/nonexistent.crt",
