@@ -51,31 +51,37 @@ def prepare(server: UpdateServer, description: dict[str, Any], directory: Path) 
         server.assign(each["target"], [modules[index] for index in each["modules"]], each.get("type", "forced"))
 
 
-def main() -> int:
-    arguments = _arguments()
+def _started(arguments: argparse.Namespace) -> UpdateServer:
     tls = None
     if arguments.certificate is not None:
-        if arguments.key is None:
-            print("hawkbit-server: --certificate needs --key", file=sys.stderr)
-            return 2
         tls = Tls(arguments.certificate, arguments.key, arguments.client_ca, arguments.client)
     description: dict[str, Any] = {}
-    try:
-        if arguments.description is not None:
-            description = json.loads(arguments.description.read_text(encoding="utf-8"))
-        server = UpdateServer(tls, port=arguments.port, poll=description.get("poll", "00:00:10"))
-        server.observe(print_event)
-        if arguments.description is not None:
-            prepare(server, description, arguments.description.parent)
-    except (OSError, ValueError, KeyError, IndexError, TypeError) as error:
-        print(f"hawkbit-server: {arguments.description}: {type(error).__name__}: {error}", file=sys.stderr)
-        return 1
+    if arguments.description is not None:
+        description = json.loads(arguments.description.read_text(encoding="utf-8"))
+    server = UpdateServer(tls, port=arguments.port, poll=description.get("poll", "00:00:10"))
+    server.observe(print_event)
+    if arguments.description is not None:
+        prepare(server, description, arguments.description.parent)
+    server.start()
+    return server
+
+
+def main() -> int:
+    arguments = _arguments()
+    if (arguments.certificate is None) != (arguments.key is None):
+        print("hawkbit-server: --certificate and --key need each other", file=sys.stderr)
+        return 2
     ended = threading.Event()
     for number in (signal.SIGINT, signal.SIGTERM):
         signal.signal(number, lambda *_: ended.set())
-    with server:
-        print(f"serving {server.url}", flush=True)
-        ended.wait()
+    try:
+        server = _started(arguments)
+    except (OSError, ValueError, KeyError, IndexError, TypeError) as error:
+        print(f"hawkbit-server: {type(error).__name__}: {error}", file=sys.stderr)
+        return 1
+    print(f"serving {server.url}", flush=True)
+    ended.wait()
+    server.stop()
     return 0
 
 

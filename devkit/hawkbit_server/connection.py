@@ -160,7 +160,7 @@ class Connection(BaseHTTPRequestHandler):
                     if self.server.stopping.wait(min(SLOW_STEP, 1 / rate)):
                         raise ConnectionAbortedError("the server stops")
                     continue
-                piece = min(allowed, PIECE)
+                piece = min(allowed, PIECE, max(1, int(rate * SLOW_STEP)))
             part = body[exchange.sent:exchange.sent + piece]
             self.wfile.write(part)
             exchange.sent += len(part)
@@ -174,4 +174,4 @@ class Connection(BaseHTTPRequestHandler):
             # Without TLS's own farewell, as when a cable is pulled.
             socket.socket.shutdown(self.connection, socket.SHUT_RDWR)
         except OSError:
-            self.server.journal.finish(exchange, outcome)
+            return  # The client was faster.

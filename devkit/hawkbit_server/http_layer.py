@@ -101,6 +101,6 @@ class HttpLayer(HTTPServer):
             try:
                 socket.socket.shutdown(connection, socket.SHUT_RDWR)
             except OSError:
-                continue
+                continue  # Gone already.
         for thread in threads:
             thread.join(JOIN_SECONDS)
