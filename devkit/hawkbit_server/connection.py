@@ -80,7 +80,7 @@ class Connection(BaseHTTPRequestHandler):
             fault.hold()
         if isinstance(fault, faults.Code):
             body, content_type = fault.content()
-            answer = Reply(fault.status, body, content_type or None)
+            answer = Reply(fault.status, body, content_type or None, dict(fault.headers))
         else:
             answer = self._answer(exchange, route)
         if isinstance(fault, faults.Text):

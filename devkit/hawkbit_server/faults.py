@@ -9,7 +9,7 @@ from __future__ import annotations
 import json
 import threading
 from dataclasses import dataclass, field
-from typing import Any, Callable
+from typing import Any, Callable, Mapping
 
 from . import errors
 
@@ -19,10 +19,14 @@ KINDS = ("any", "base", "deploymentBase", "feedback", "cancelAction", "cancelFee
 
 @dataclass(frozen=True)
 class Code:
-    """Answer this status without doing anything. Without a body of its own it gets one such as hawkBit sends."""
+    """Answer this status without doing anything. Without a body of its own it gets one such as hawkBit sends.
+
+    `headers` are for what a proxy in front would add, for example Location or Retry-After.
+    """
 
     status: int
     body: bytes | None = None
+    headers: Mapping[str, str] = field(default_factory=dict)
 
     def content(self) -> tuple[bytes, str]:
         if self.body is not None:

@@ -157,15 +157,18 @@ class UpdateServer:
         return self.journal.select(kind, target)
 
     def wait_for(self, condition: Callable[[], Any], timeout: float, what: str = "the condition") -> Any:
-        """Waits until the condition holds and returns its value; TimeoutError after `timeout` seconds."""
+        """Waits until the condition holds and returns its value; TimeoutError after `timeout` seconds.
+
+        It is asked without the server's lock, so it may take its time and even send requests.
+        """
         end = time.monotonic() + timeout
         while True:
+            value = condition()
+            if value:
+                return value
+            left = end - time.monotonic()
+            if left <= 0:
+                seen = ", ".join(f"{each.kind}:{each.status or each.outcome}" for each in self.exchanges()[-12:])
+                raise TimeoutError(f"{what} did not come about within {timeout} s; last exchanges: {seen}")
             with self.store.changed:
-                value = condition()
-                if value:
-                    return value
-                left = end - time.monotonic()
-                if left <= 0:
-                    seen = ", ".join(f"{each.kind}:{each.status or each.outcome}" for each in self.exchanges()[-12:])
-                    raise TimeoutError(f"{what} did not come about within {timeout} s; last exchanges: {seen}")
                 self.store.changed.wait(min(left, RECHECK))

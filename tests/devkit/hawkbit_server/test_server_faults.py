@@ -29,6 +29,24 @@ def test_code_answers_without_doing_anything(server: UpdateServer, device: Devic
     assert server.target("gw-1").polls == 1
 
 
+def test_code_with_a_body_and_headers_of_its_own(server: UpdateServer, device: Device) -> None:
+    server.order("base", Code(302, b"elsewhere", {"Location": "http://elsewhere.example/"}))
+
+    answer = device.get()
+
+    assert (answer.status, answer.body, answer.headers["location"]) == (302, b"elsewhere", "http://elsewhere.example/")
+
+
+@pytest.mark.parametrize(("status", "body"), [(401, b""), (410, b"")])
+def test_code_that_has_no_body_on_the_real_server(server: UpdateServer, device: Device, status: int,
+                                                  body: bytes) -> None:
+    server.order("base", Code(status))
+
+    answer = device.get()
+
+    assert (answer.status, answer.body) == (status, body)
+
+
 def test_fault_concerns_the_ordered_requests_only(server: UpdateServer, device: Device) -> None:
     server.order("base", Code(500), target="gw-1", first=2, times=2)
     other = Device(server, "gw-2")

@@ -217,6 +217,10 @@ def test_waiting_ends_with_the_condition_or_with_an_error(server: UpdateServer) 
         server.wait_for(lambda: False, 0.1, "the moon")
 
 
+def test_condition_may_send_requests(server: UpdateServer, device: Device) -> None:
+    assert server.wait_for(lambda: device.get().status == 200 and server.target("gw-1").polls > 2, 20)
+
+
 def test_server_comes_back_at_the_same_address_with_its_records() -> None:
     server = UpdateServer()
     with server:
