@@ -17,6 +17,8 @@ PROJECT = HERE.parent.parent
 # The holder and the tools run in a bare system, where only the system's own interpreter exists.
 PYTHON = "/usr/bin/python3" if os.path.exists("/usr/bin/python3") else sys.executable
 GONE = b'{"error": "its first process is gone; may this user make namespaces here?"}'
+# Programs that are waited for are slow on a busy machine, and slower still with sanitizers.
+PATIENCE = 180
 GATEWAY_PATH = "/usr/sbin:/usr/bin:/sbin:/bin"
 
 
@@ -53,7 +55,7 @@ class Daemon:
             self._status = self.gateway.order("status", pid=self.pid)["status"]
         return self._status
 
-    def wait_for_line(self, pattern, timeout=60, start=0):
+    def wait_for_line(self, pattern, timeout=PATIENCE, start=0):
         """Waits for a line that matches, and returns the match.
 
         start: number of the first line that counts, for example `len(daemon.output.lines)`
@@ -73,7 +75,7 @@ class Daemon:
     def is_running(self):
         return self.exit_status is None
 
-    def wait(self, timeout=60):
+    def wait(self, timeout=PATIENCE):
         """Waits for the end and returns the exit status."""
         deadline = time.monotonic() + timeout
         while self.is_running():
@@ -87,7 +89,7 @@ class Daemon:
     def signal(self, number):
         self.gateway.order("signal", pid=self.pid, number=int(number))
 
-    def terminate(self, timeout=60):
+    def terminate(self, timeout=PATIENCE):
         self.signal(signal.SIGTERM)
         return self.wait(timeout)
 
@@ -177,7 +179,7 @@ class Gateway:
         self.daemons.append(daemon)
         return daemon
 
-    def run(self, argv, env=None, timeout=60):
+    def run(self, argv, env=None, timeout=PATIENCE):
         """Runs a program to its end and returns it."""
         daemon = self.start_daemon(argv, env)
         daemon.wait(timeout)

@@ -52,7 +52,7 @@ class Bench:
                                    **{"poll": POLL, **settings})
         self.server.start()
         self.gateway = Gateway(directory / "gateway", library_path=uci_directory(),
-                               tmp_size=tmp_size)
+                               tmp_size=tmp_size, visible=[pki.ca.parent])
         self.gateway.config("zephran", CONFIG)
         self._closed_port = None
 

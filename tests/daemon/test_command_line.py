@@ -110,7 +110,7 @@ def test_properties_with_inner_structure_end_the_process_abnormally(bench):
     assert daemon.exit_status == -signal.SIGABRT
 
 
-@pytest.mark.parametrize("word", ["verbose", "debug", ""])
+@pytest.mark.parametrize("word", ["verbose", "debug", "INFO "])
 def test_unknown_log_level_is_warned_about_and_gives_info(bench, word):
     daemon = bench.start_without_server(f"--log-level={word}")
 
