@@ -1,0 +1,129 @@
+"""The command line of the demonstration."""
+import argparse
+import os
+import pathlib
+import signal
+import sys
+import time
+
+from gateway import GatewayError
+from pki import PkiError
+
+from . import verdict
+from .rollouts import FAILING, GOOD
+from .scene import DEVICE, DemoFailure, Scene
+from .screen import Screen
+from .story import Story
+
+PATIENCE = 100
+TIDYING = 15
+LAST_LINES = 25
+
+
+def arguments():
+    parser = argparse.ArgumentParser(prog="script/demo", description=__doc__)
+    parser.add_argument("--build-dir", type=pathlib.Path, required=True)
+    parser.add_argument("--fail", action="store_true",
+                        help="roll out a script that fails; the exit status is 0 when that was "
+                             "reported as it should be")
+    parser.add_argument("--verbose", action="store_true", help="show the daemon's log, too")
+    return parser.parse_args()
+
+
+def introduce(screen, scene):
+    screen.say(f"An update server listens on {scene.server.url}, with a certificate that was "
+               "made just now. It demands one of its clients as well.")
+    screen.say(f"A simulated gateway runs the real daemon for the device {DEVICE}.")
+
+
+def watch(scene, story, is_reached, what):
+    """Tells what happens until a point of the story is reached."""
+    deadline = time.monotonic() + PATIENCE
+    try:
+        while not is_reached():
+            if time.monotonic() > deadline:
+                raise DemoFailure("the time is up")
+            story.take(scene.next_happening(deadline))
+    except DemoFailure as failure:
+        raise DemoFailure(f"{failure}, but still to come was {what}") from failure
+
+
+def wait_until_tidy(scene, story):
+    """The files of a failed deployment are deleted one step after its last report."""
+    deadline = time.monotonic() + TIDYING
+    while scene.gateway.leftovers() and time.monotonic() < deadline:
+        scene.check_daemon()
+        for happening in scene.pending_happenings():
+            story.take(happening)
+        time.sleep(0.1)
+
+
+def play(scene, screen, story, rollout):
+    """The whole story. Returns the sentences on what was not as it should be."""
+    introduce(screen, scene)
+    watch(scene, story, lambda: story.has_attributes, "the device's attributes")
+    library = scene.configuration_library()
+    screen.say(f"The daemon reads its configuration through this library: {library}.")
+    action = scene.assign(rollout)
+    watch(scene, story, lambda: story.has_ended, "the end of the deployment")
+    wait_until_tidy(scene, story)
+    problems = list(verdict.problems(scene, action, rollout, story))
+    status = scene.stop_daemon()
+    for happening in scene.pending_happenings():
+        story.take(happening)
+    screen.say(f"The daemon was asked to stop and ended with status {status}.")
+    if status != 0:
+        problems.append(f"the daemon ended with status {status} instead of 0")
+    verdict.summarize(scene, action, screen, library)
+    return problems
+
+
+def show_last_lines(scene, screen):
+    if scene.daemon:
+        screen.heading("The last lines of the daemon's log")
+        screen.quote("\n".join(scene.daemon.log.splitlines()[-LAST_LINES:]), "|")
+
+
+def run(options):
+    screen = Screen()
+    rollout = FAILING if options.fail else GOOD
+    story = Story(screen, rollout, options.verbose)
+    with Scene(options.build_dir) as scene:
+        try:
+            problems = play(scene, screen, story, rollout)
+        except (DemoFailure, AssertionError):
+            show_last_lines(scene, screen)
+            raise
+    for problem in problems:
+        print(f"Error: {problem}.", file=sys.stderr)
+    if problems:
+        return 1
+    screen.heading("The rollout succeeded." if rollout.succeeds else
+                   "The rollout failed, and its failure was reported as it should be.")
+    return 0
+
+
+def end_by_signal(number, _):
+    raise SystemExit(128 + number)
+
+
+def main():
+    options = arguments()
+    for number in (signal.SIGTERM, signal.SIGHUP):
+        signal.signal(number, end_by_signal)
+    try:
+        return run(options)
+    except KeyboardInterrupt:
+        print("\nInterrupted; everything that was started has been stopped.", file=sys.stderr)
+        return 130
+    except BrokenPipeError:
+        # Nobody reads any more; the interpreter's own last flush must not complain either.
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+        return 1
+    except (DemoFailure, GatewayError, PkiError, AssertionError, OSError, RuntimeError) as failure:
+        print(f"Error: {failure}.", file=sys.stderr)
+        return 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,59 @@
+"""Reads the daemon's log while it is being written."""
+import re
+import threading
+from typing import Mapping, NamedTuple
+
+LINE = re.compile(r"\d\d:\d\d:\d\d (DEBUG|INFO|WARNING|ERROR) (\S+) (\w+): (.*)")
+KEY = re.compile(r"(?:^| )(\w+)=")
+
+
+class Record(NamedTuple):
+    """One line of the log; `level` and `fields` are empty for a line that is no log line."""
+
+    level: str
+    fields: Mapping[str, str]
+    text: str
+
+    @property
+    def event(self):
+        return self.fields.get("event", "")
+
+
+def parse(text):
+    match = LINE.fullmatch(text)
+    if not match:
+        return Record("", {}, text)
+    # Values are not quoted: each reaches up to the next key.
+    body = match[4]
+    keys = list(KEY.finditer(body))
+    ends = [key.start() for key in keys[1:]] + [len(body)]
+    fields = {key[1]: body[key.end():end] for key, end in zip(keys, ends)}
+    return Record(match[1], fields, text)
+
+
+class Follower:
+    """Hands every new line of a daemon to a function, in a thread of its own."""
+
+    def __init__(self, daemon, take):
+        self._output = daemon.output
+        self._take = take
+        self._stopping = threading.Event()
+        self._thread = threading.Thread(target=self._follow, name="log follower", daemon=True)
+        self._thread.start()
+
+    def stop(self):
+        """Returns when everything that was written so far has been handed on."""
+        self._stopping.set()
+        self._thread.join()
+
+    def _follow(self):
+        following = 0
+        while True:
+            # asked before the lines are read, so that none is left when it was
+            is_last_look = self._stopping.is_set()
+            match, following = self._output.wait_for("", 0 if is_last_look else 0.1, following)
+            while match:
+                self._take(parse(match.string))
+                match, following = self._output.wait_for("", 0, following)
+            if is_last_look:
+                return
