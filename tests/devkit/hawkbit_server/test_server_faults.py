@@ -133,6 +133,21 @@ def test_stopping_ends_a_stalled_request() -> None:
     assert not thread.is_alive()
 
 
+def test_nothing_is_under_way_after_stopping() -> None:
+    server = UpdateServer()
+    server.start()
+    device = Device(server, "gw-1")
+    path = assign(server, b"x" * 1_000_000)
+    server.order("artifact", Slow(1000))
+    device.connection.request("GET", f"{device.base}/{path}")
+    server.wait_for(lambda: server.exchanges("artifact") and server.exchanges("artifact")[0].sent, 20)
+
+    server.stop()
+
+    assert server.exchanges("artifact")[0].outcome == "client gone"
+    assert server.exchanges("artifact")[0].sent < 1_000_000
+
+
 def test_cut_body_is_announced_whole(server: UpdateServer, device: Device) -> None:
     path = assign(server, b"x" * 1000)
     server.order("artifact", Cut(100))
