@@ -1,0 +1,124 @@
+"""Downloads, their links, and how connections are served."""
+
+from __future__ import annotations
+
+import hashlib
+import socket
+import threading
+
+import pytest
+
+from hawkbit_server import Action, Status, UpdateServer
+
+from throwaway_device import Device
+
+SCRIPT = b"#!/bin/sh\necho hello\n"
+
+
+@pytest.fixture
+def action(server: UpdateServer) -> Action:
+    module = server.software_module("script", "hello", "1.0", {"a.sh": SCRIPT})
+    return server.assign("gw-1", [module])
+
+
+def artifact_path(action: Action, suffix: str = "") -> str:
+    return f"softwaremodules/{action.distribution_set.modules[0].id}/artifacts/a.sh{suffix}"
+
+
+def test_artifact_comes_with_its_hashes(device: Device, action: Action) -> None:
+    answer = device.get(artifact_path(action))
+    md5sum = device.get(artifact_path(action, ".MD5SUM"))
+
+    assert answer.body == SCRIPT
+    assert answer.headers["etag"] == hashlib.sha1(SCRIPT).hexdigest()
+    assert md5sum.body.decode() == f"{hashlib.md5(SCRIPT).hexdigest()}  a.sh"
+    assert [entry.type for entry in action.entries[1:]] == [Status.DOWNLOAD] * 2
+
+
+@pytest.mark.parametrize(("wanted", "status", "content_range", "body"), [
+    ("bytes=0-3", 206, "bytes 0-3/21", SCRIPT[:4]), ("bytes=5-", 206, "bytes 5-20/21", SCRIPT[5:]),
+    ("bytes=-4", 206, "bytes 17-20/21", SCRIPT[-4:]), ("bytes=0-99", 206, "bytes 0-20/21", SCRIPT),
+    ("bytes=21-", 416, "bytes */21", b""), ("bytes=5-2", 416, "bytes */21", b""),
+    ("lines=1-2", 416, "bytes */21", b"")])
+def test_ranges(device: Device, action: Action, wanted: str, status: int, content_range: str, body: bytes) -> None:
+    answer = device.get(artifact_path(action), Range=wanted)
+
+    assert (answer.status, answer.headers["content-range"], answer.body) == (status, content_range, body)
+
+
+def test_artifact_that_is_not_the_expected_one(device: Device, action: Action) -> None:
+    assert device.get(artifact_path(action), If_Match="0123").status == 412
+    assert device.get(artifact_path(action), If_Match=hashlib.sha1(SCRIPT).hexdigest()).status == 200
+
+
+@pytest.mark.parametrize(("name", "status"), [
+    ("a b", 404), ("a%b", 400), ("a/b", 400), ("a;b", 400), ("a\\b", 400), ("a\nb", 400),
+    ("a+b", 200), ("a~b", 200), ("a@b,c:d=e&f", 200), ("#?'\"$()*!^|{}", 200), ("gr\u00fcn", 200), ("a.b-c_d", 200)])
+def test_download_link_of_unusual_file_names(server: UpdateServer, device: Device, name: str, status: int) -> None:
+    action = server.assign("gw-1", [server.software_module("script", "a", "1", {name: b"x"})])
+    artifact = device.get(f"deploymentBase/{action.id}").json()["deployment"]["chunks"][0]["artifacts"][0]
+
+    href = artifact["_links"]["download-http"]["href"]
+
+    assert artifact["filename"] == name
+    assert device.get(href[len(server.url):]).status == status
+
+
+def test_names_and_schemes_of_links_are_settings(server: UpdateServer, device: Device, action: Action) -> None:
+    server.settings.link_names = ("download", "md5sum", "download-http", "md5sum-http")
+    server.settings.artifact_scheme = "ftp"
+
+    links = device.get(f"deploymentBase/{action.id}").json()["deployment"]["chunks"][0]["artifacts"][0]["_links"]
+
+    url = f"ftp://{server.address}/DEFAULT/controller/v1/gw-1/{artifact_path(action)}"
+    assert links == {"download": {"href": url}, "download-http": {"href": url},
+                     "md5sum": {"href": url + ".MD5SUM"}, "md5sum-http": {"href": url + ".MD5SUM"}}
+
+
+def test_expectation_is_answered_before_the_body_is_read(server: UpdateServer) -> None:
+    server.target("gw-1")
+    body = b'{"data":{"a":"1"}}'
+    with socket.create_connection(("127.0.0.1", server.port), timeout=20) as connection:
+        connection.sendall(b"PUT /DEFAULT/controller/v1/gw-1/configData HTTP/1.1\r\nHost: x\r\n"
+                           b"Content-Type: application/json\r\nExpect: 100-continue\r\n"
+                           b"Content-Length: %d\r\n\r\n" % len(body))
+
+        assert connection.recv(100).startswith(b"HTTP/1.1 100 Continue\r\n\r\n")
+        connection.sendall(body)
+        assert connection.recv(100).startswith(b"HTTP/1.1 200 ")
+
+    assert server.target("gw-1").attributes == {"a": "1"}
+
+
+def test_chunked_body(server: UpdateServer) -> None:
+    server.target("gw-1")
+    device = Device(server, "gw-1")
+
+    device.connection.request("PUT", f"{device.base}/configData", iter([b'{"data":', b'{"a":"1"}}']),
+                              {"Content-Type": "application/json"}, encode_chunked=True)
+
+    assert device.connection.getresponse().status == 200
+    assert server.target("gw-1").attributes == {"a": "1"}
+
+
+def test_many_devices_at_once(server: UpdateServer) -> None:
+    module = server.software_module("script", "a", "1", {"a.sh": b"x" * 200_000})
+    actions = {f"gw-{number}": server.assign(f"gw-{number}", [module]) for number in range(30)}
+    start = threading.Barrier(30)
+    answers: list[int] = []
+
+    def run(target: str, action: Action) -> None:
+        device = Device(server, target)
+        start.wait(20)
+        steps = [device.get(), device.get(f"deploymentBase/{action.id}"), device.get(artifact_path(action)),
+                 device.report(action.id, "closed", "success", target)]
+        answers.extend(step.status for step in steps)
+
+    threads = [threading.Thread(target=run, args=each) for each in actions.items()]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join(60)
+
+    assert answers == [200] * 120
+    assert {target: action.messages()[-1] for target, action in actions.items()} == {each: each for each in actions}
