@@ -79,7 +79,7 @@ class Scene:
             self.server.observe(self._happenings.put)
             so_far.enter_context(self.server)
             self.gateway = Gateway(directory / "gateway", library_path=self._library.parent,
-                                   visible=[directory])
+                                   visible=[directory, self._build_dir])
             so_far.callback(self.gateway.close)
             self._start_daemon(pki)
             so_far.callback(self._follower.stop)

@@ -1,0 +1,69 @@
+"""The demonstration tells the truth: its exit status follows what really happened."""
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+
+import pytest
+from bench import BUILD, PATIENCE, PROJECT, uci_directory
+
+
+def run_demo(*arguments, build=BUILD, directory):
+    """Its temporary files go below `directory`."""
+    environment = {**os.environ, "PYTHONPATH": str(PROJECT / "devkit"), "TMPDIR": str(directory)}
+    return subprocess.run(
+        [sys.executable, "-B", "-P", "-m", "demo", "--build-dir", str(build), *arguments],
+        env=environment, capture_output=True, text=True, timeout=PATIENCE, check=False)
+
+
+def build_with_daemon(directory, script):
+    """A build directory whose daemon is a shell script."""
+    daemon = directory / "build/src/zephran"
+    daemon.parent.mkdir(parents=True)
+    daemon.write_text("#!/bin/sh\n" + script, encoding="utf-8")
+    daemon.chmod(0o755)
+    shutil.copy(uci_directory() / "libuci.so", directory / "build")
+    return directory / "build"
+
+
+def test_rollout_succeeds(tmp_path):
+    done = run_demo(directory=tmp_path)
+
+    assert (done.returncode, done.stderr) == (0, "")
+    assert "script:site-data:2.1 is deployed, 2 of 2 chunks" in done.stdout
+    assert "site-data.bin:  50%, 2.0 MB of 4.0 MB" in done.stdout
+    assert "server's record action finished, target in_sync" in done.stdout
+    assert "\r" not in done.stdout
+    assert list(tmp_path.iterdir()) == []
+
+
+def test_failing_rollout_is_reported(tmp_path):
+    done = run_demo("--fail", directory=tmp_path)
+
+    assert (done.returncode, done.stderr) == (0, "")
+    assert "> script_exit_code: 3" in done.stdout
+    assert "server's record action error, target error" in done.stdout
+    assert list(tmp_path.iterdir()) == []
+
+
+def test_daemon_that_ends_is_told_and_no_success(tmp_path):
+    build = build_with_daemon(tmp_path, "echo nothing works; exit 7\n")
+
+    done = run_demo(build=build, directory=tmp_path)
+
+    assert done.returncode == 1
+    assert "status 7" in done.stderr
+    assert "| nothing works" in done.stdout
+    assert [each.name for each in tmp_path.iterdir()] == ["build"]
+
+
+@pytest.mark.parametrize("missing", ["src/zephran", "libuci.so"])
+def test_incomplete_build_is_named(tmp_path, missing):
+    build = build_with_daemon(tmp_path, "exit 0\n")
+    (build / missing).unlink()
+
+    done = run_demo(build=build, directory=tmp_path)
+
+    assert done.returncode == 1
+    assert pathlib.PurePath(missing).name in done.stderr
