@@ -81,5 +81,14 @@ def summarize(scene, action, screen, library):
     screen.row("feedback sent", f"{len(sent)} messages, the last one: " + (
         f"closed, {closing[-1]['result']['finished']}" if closing else "not a closing one"))
     screen.row("server's record", f"action {action.status.value}, target {target.update_status}")
+    screen.row("on the gateway", _found_on_the_gateway(scene))
     screen.row("configuration", library)
     screen.row("time", f"{screen.seconds:.0f} s")
+
+
+def _found_on_the_gateway(scene):
+    files = scene.installed_files()
+    left = scene.gateway.leftovers()
+    installed = ", ".join(f"{name} ({megabytes(len(files[name]))})" for name in sorted(files))
+    return (f"in /etc/demo: {installed or 'nothing'}; "
+            f"left behind in /tmp: {', '.join(left) or 'nothing'}")
