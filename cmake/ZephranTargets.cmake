@@ -1,7 +1,6 @@
-# How every target of the project is declared: same language level, same warnings, same sanitizers.
+# How every target of the project is declared: same warnings, same sanitizers.
 
 add_library(zephran_options INTERFACE)
-target_compile_features(zephran_options INTERFACE cxx_std_17)
 target_compile_options(zephran_options INTERFACE
     -Wall -Wextra -Wpedantic
     # sizes and times cross between 32 and 64 bit on the gateway

@@ -132,7 +132,7 @@ int CommandLineOptions::check_ca_bundle() const {
     return may_continue;
 }
 
-bool CommandLineOptions::is_valid_log_level(const std::string& level) const {
+bool CommandLineOptions::is_valid_log_level(const std::string& level) {
     return level == "ERROR" || level == "WARNING" || level == "INFO" || level == "DEBUG";
 }
 

@@ -41,7 +41,7 @@ public:
     [[nodiscard]] int check() const;
 
     /// True exactly for "ERROR", "WARNING", "INFO" and "DEBUG".
-    [[nodiscard]] bool is_valid_log_level(const std::string& level) const;
+    [[nodiscard]] static bool is_valid_log_level(const std::string& level);
 
     void print_help_message(std::ostream& stream) const;
 

@@ -6,6 +6,17 @@
 
 namespace zephran {
 
+namespace {
+
+void set_dispositions(void (*disposition)(int)) {
+    for (const int number : {SIGINT, SIGTERM}) {
+        // Fails only for numbers that are no signals.
+        static_cast<void>(std::signal(number, disposition));
+    }
+}
+
+}  // namespace
+
 ExitHandler& ExitHandler::instance() {
     static ExitHandler handler;
     return handler;
@@ -16,13 +27,11 @@ ExitHandler::ExitHandler() {
 }
 
 ExitHandler::~ExitHandler() {
-    std::signal(SIGINT, SIG_DFL);
-    std::signal(SIGTERM, SIG_DFL);
+    set_dispositions(SIG_DFL);
 }
 
 void ExitHandler::setup() {
-    std::signal(SIGINT, ExitHandler::signal);
-    std::signal(SIGTERM, ExitHandler::signal);
+    set_dispositions(ExitHandler::signal);
 }
 
 void ExitHandler::signal(int /*number*/) {
