@@ -38,7 +38,8 @@ class Story:
             if tell:
                 tell(happening.data)
             return
-        if self._verbose:
+        # Lines without a level are libcurl's, which accompanies every transfer with dozens of them.
+        if self._verbose and happening.level:
             self._screen.quote(happening.text, "|")
         if happening.level == "ERROR":
             self._on_logged_error(happening)
