@@ -19,17 +19,17 @@ constexpr std::array<const char*, 18> white_space{
     u8"\u2002", u8"\u2003", u8"\u2004", u8"\u2005", u8"\u2006", u8"\u2008",
     u8"\u2009", u8"\u200A", u8"\u2028", u8"\u2029", u8"\u205F", u8"\u3000"};
 
-bool is_control(const std::string& character) {
+bool is_control(const std::string& text, std::size_t position, std::size_t length) {
     constexpr unsigned char first_printable = 0x20;
     constexpr unsigned char del = 0x7F;
     constexpr unsigned char lead_of_c1 = 0xC2;
     constexpr unsigned char last_of_c1 = 0x9F;
 
-    const auto first = static_cast<unsigned char>(character[0]);
-    if (character.size() == 1) {
+    const auto first = static_cast<unsigned char>(text[position]);
+    if (length == 1) {
         return (first < first_printable && first != '\n' && first != '\t') || first == del;
     }
-    return first == lead_of_c1 && static_cast<unsigned char>(character[1]) <= last_of_c1;
+    return first == lead_of_c1 && static_cast<unsigned char>(text[position + 1]) <= last_of_c1;
 }
 
 bool begins_markup(const std::string& text, std::size_t position) {
@@ -121,13 +121,12 @@ std::string clean_detail(const std::string& detail) {
     cleaned.reserve(detail.size());
     for (std::size_t position = 0; position < detail.size();) {
         const auto length = utf8::sequence_length(detail, position);
-        const auto character = detail.substr(position, length);
         if (length == 0) {
             cleaned += replacement;
-        } else if (is_control(character)) {
+        } else if (is_control(detail, position, length)) {
             cleaned += ' ';
         } else {
-            cleaned += character;
+            cleaned.append(detail, position, length);
         }
         if (begins_markup(detail, position)) {
             cleaned += ' ';
