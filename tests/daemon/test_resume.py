@@ -1,6 +1,4 @@
 """A deployment goes on where a power cut or a killed daemon has left it."""
-import re
-
 from hawkbit_server import Status
 from held_script import HeldScript
 
@@ -20,7 +18,7 @@ def test_killed_in_the_first_chunk(bench):
     bench.wait_for_end(action)
     held.release()
 
-    assert re.search("WARNING .*action=resume message=resuming deployment", second.out)
+    second.wait_for_line("WARNING .*action=resume message=resuming deployment")
     assert action.status is Status.FINISHED
     assert held.runs == 1
     assert len(bench.exchanges("artifact")) == 2
@@ -34,7 +32,7 @@ def test_killed_in_the_first_chunk(bench):
 
 def test_power_cut_in_the_third_chunk_with_the_report_read_back_in_the_other_order(bench):
     held = HeldScript(bench, "three")
-    long_output = "i=0; while [ $i -lt 30 ]; do echo 'a line of some length, number' $i; i=$((i+1)); done"
+    long_output = "i=0; while [ $i -lt 30 ]; do echo 'a line of some length:' $i; i=$((i+1)); done"
     action = bench.assign(bench.script("one", long_output), bench.script("two", long_output),
                           held.module, bench.script("four", "echo four"))
     bench.start()
@@ -46,7 +44,7 @@ def test_power_cut_in_the_third_chunk_with_the_report_read_back_in_the_other_ord
 
     history = bench.exchanges("deploymentBase")[-1].response_json()["actionHistory"]["messages"]
     assert history[:2] == ["script:three:1.0", "Installation started"]
-    assert "message=resuming deployment" in second.out
+    second.wait_for_line("message=resuming deployment")
     assert action.status is Status.FINISHED
     assert held.runs == 0
     assert [report[2:] for report in bench.reports()[5:]] == [
@@ -86,7 +84,7 @@ def test_killed_between_two_chunks_starts_from_the_beginning(bench):
     held.release()
     bench.wait_for_end(action)
 
-    assert "action=resume_deployment" in second.err
+    second.wait_for_line("ERROR .*action=resume_deployment")
     assert details(bench).count(["Installation started", "script:one:1.0"]) == 2
     assert action.status is Status.FINISHED
     assert bench.gateway.leftovers() == held.own_files

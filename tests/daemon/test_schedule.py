@@ -35,7 +35,7 @@ def test_without_a_schedule_a_soft_deployment_starts_at_once(bench):
     assert offered["actionHistory"]["messages"] == ["Assignment initiated by user 'admin'"]
     assert offered["deployment"]["update"] == "attempt"
     assert action.status is Status.FINISHED
-    assert re.search(r"pick_deployment_delay: .*action=skipped", daemon.out)
+    daemon.wait_for_line(r"pick_deployment_delay: .*action=skipped")
     assert "unknown action message" not in daemon.log
     assert " ERROR " not in daemon.log
 
@@ -50,7 +50,7 @@ def test_inside_the_window_a_delay_is_drawn_once_and_kept(bench):
     bench.server.force(action)
     bench.wait_for_end(action)
 
-    assert re.search(r"is_inside_update_schedule: .*inside=1", daemon.out)
+    daemon.wait_for_line(r"is_inside_update_schedule: .*inside=1")
     assert drawn - 2 <= kept <= drawn <= 2 * 24 * 60
     assert len(re.findall(r"delay_mins=\d+ until=", daemon.out)) == 1
     assert action.status is Status.FINISHED
@@ -67,7 +67,7 @@ def test_outside_the_window_a_soft_deployment_waits_until_it_is_forced(bench):
     bench.server.force(action)
     bench.wait_for_end(action)
 
-    assert re.search(r"is_inside_update_schedule: .*inside=0", daemon.out)
+    daemon.wait_for_line(r"is_inside_update_schedule: .*inside=0")
     assert before == 0
     assert action.status is Status.FINISHED
 
@@ -106,8 +106,8 @@ def test_unreadable_schedule_is_no_schedule(bench):
     daemon.wait_for_line("message=disabling update schedule due to exception$")
     bench.wait_for_exchanges("base", 1)
 
-    assert re.search(r"DEBUG .*event=exception_caught action=read_update_schedule_from_config "
-                     r"what=", daemon.out)
+    daemon.wait_for_line("DEBUG .*event=exception_caught "
+                         "action=read_update_schedule_from_config what=")
 
 
 def test_with_automatic_updates_off_a_soft_deployment_waits_for_the_user(bench):
@@ -132,7 +132,7 @@ def test_missing_consent_option_is_written_with_its_default(bench):
 
     bench.wait_for_end(action)
 
-    assert re.search("WARNING .*message=missing config entry, setting default enabled", daemon.out)
+    daemon.wait_for_line("WARNING .*message=missing config entry, setting default enabled")
     assert bench.option("automatic_update") == "1"
     assert action.status is Status.FINISHED
 

@@ -3,6 +3,7 @@ import re
 import signal
 
 import pytest
+from hawkbit_server import Status
 
 FORCED = "action=run message=process was signaled but we didn't return, forcing exit"
 
@@ -75,15 +76,18 @@ def test_broken_pipe_does_not_end_it(bench):
     assert daemon.is_running()
 
 
-def test_running_deployment_is_cancelled_by_the_stop(bench):
-    action = bench.assign(bench.script("one", "echo one"), bench.script("two", "touch /tmp/ran"))
+def test_deployment_that_was_stopped_is_taken_up_by_the_next_start(bench):
+    action = bench.assign(bench.script("one", "echo one"), bench.script("two", "echo two"))
     daemon = bench.start()
-    bench.wait_until(lambda: bench.reports(), "the start of the first script")
+    bench.wait_until(bench.reports, "the start of the first script")
 
-    daemon.signal(signal.SIGTERM)
+    status = daemon.terminate()
+    still_open = action.active
+    bench.start()
+    bench.wait_for_end(action)
 
-    assert daemon.wait() in (0, 1)
-    assert action.active
+    assert status == 0
+    assert still_open
     assert bench.reports("cancelFeedback") == []
-    assert bench.closing_reports() == []
+    assert action.status is Status.FINISHED
     assert bench.gateway.leftovers() == []
