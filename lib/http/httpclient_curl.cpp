@@ -98,9 +98,10 @@ std::string CurlImpl::send_put_request(const std::string& url, const std::string
     return upload(url, nullptr, body, content_type);
 }
 
-std::string CurlImpl::upload(const std::string& url, const char* method, std::string body,
+std::string CurlImpl::upload(const std::string& url, const char* method, const std::string& body,
                              const std::string& content_type) {
     std::string response;
+    std::string rest_of_body = body;
     CurlStringList headers;
     CurlHandle handle;
     setopt(handle, CURLOPT_URL, url.c_str());
@@ -109,7 +110,7 @@ std::string CurlImpl::upload(const std::string& url, const char* method, std::st
         setopt(handle, CURLOPT_CUSTOMREQUEST, method);
     }
     setopt(handle, CURLOPT_READFUNCTION, read_string_cb);
-    setopt(handle, CURLOPT_READDATA, &body);
+    setopt(handle, CURLOPT_READDATA, &rest_of_body);
     setopt(handle, CURLOPT_INFILESIZE, static_cast<long>(body.size()));
     setopt(handle, CURLOPT_WRITEFUNCTION, write_string_cb);
     setopt(handle, CURLOPT_WRITEDATA, &response);

@@ -47,7 +47,7 @@ public:
 
 private:
     /// @param method word that replaces PUT, null for PUT itself
-    std::string upload(const std::string& url, const char* method, std::string body,
+    std::string upload(const std::string& url, const char* method, const std::string& body,
                        const std::string& content_type);
     void set_common_options(CurlHandle& handle);
     void perform(CurlHandle& handle);
