@@ -42,16 +42,17 @@ SANITIZER_OPTIONS = {
 class Bench:
     """One gateway, one server, one device.
 
-    `settings` are habits of the update server; `tls` replaces its certificates.
+    `settings` are habits of the update server; `tls` replaces its certificates; `uci` tells whether
+    the gateway has the library of its configuration store.
     """
 
-    def __init__(self, directory, pki, tls=None, tmp_size="256m", **settings):
+    def __init__(self, directory, pki, tls=None, tmp_size="256m", uci=True, **settings):
         self.directory = directory
         self.pki = pki
         self.server = UpdateServer(tls or Tls(pki.server.certificate, pki.server.key),
                                    **{"poll": POLL, **settings})
         self.server.start()
-        self.gateway = Gateway(directory / "gateway", library_path=uci_directory(),
+        self.gateway = Gateway(directory / "gateway", library_path=uci_directory() if uci else None,
                                tmp_size=tmp_size, visible=[pki.ca.parent])
         self.gateway.config("zephran", CONFIG)
         self._closed_port = None

@@ -1,0 +1,48 @@
+"""The configuration store as the daemon meets it: missing, broken, or overlaid by run-time state."""
+from hawkbit_server import Status
+
+DEFAULT_SET = "WARNING .*message=missing config entry, setting default enabled"
+
+
+def test_gateway_without_the_library_installs_all_the_same(make_bench):
+    bench = make_bench(uci=False)
+    before = bench.gateway.config("zephran")
+    action = bench.assign(bench.script("one", "echo fine"), type="soft")
+    daemon = bench.start()
+
+    bench.wait_for_end(action)
+
+    daemon.wait_for_line("message=disabling update schedule due to exception$")
+    daemon.wait_for_line(DEFAULT_SET)
+    assert bench.gateway.config("zephran") == before
+    assert action.status is Status.FINISHED
+
+
+def test_broken_store_is_a_missing_one(bench):
+    bench.gateway.config("zephran", "config service 'service\n\toption\n")
+    action = bench.assign(bench.script("one", "echo fine"), type="soft")
+    daemon = bench.start()
+
+    bench.wait_for_end(action)
+
+    daemon.wait_for_line(DEFAULT_SET)
+    # the default could not be stored, and that is said too
+    warnings = [line for line in daemon.out.splitlines() if " WARNING " in line]
+    assert len(warnings) >= 2
+    assert bench.gateway.config("zephran") == "config service 'service\n\toption\n"
+    assert action.status is Status.FINISHED
+
+
+def test_run_time_state_counts_more_than_what_is_stored(bench):
+    state = bench.gateway.tmp / "state"
+    state.mkdir()
+    (state / "zephran").write_text("zephran.service.automatic_update='0'\n")
+    action = bench.assign(bench.script("one", "echo fine"), type="soft")
+    daemon = bench.start()
+
+    daemon.wait_for_line("event=tick .*from_state=10 to_state=10$")
+    (state / "zephran").unlink()
+    bench.wait_for_end(action)
+
+    assert bench.option("automatic_update") == "1"
+    assert action.status is Status.FINISHED
