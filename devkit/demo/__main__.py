@@ -67,10 +67,11 @@ def play(scene, screen, story, rollout):
     action = scene.assign(rollout)
     watch(scene, story, lambda: story.has_ended, "the end of the deployment")
     wait_until_tidy(scene, story)
-    problems = list(verdict.problems(scene, action, rollout, story))
+    # Lines of the log may still be under way until the daemon has ended.
     status = scene.stop_daemon()
     for happening in scene.pending_happenings():
         story.take(happening)
+    problems = list(verdict.problems(scene, action, rollout, story))
     screen.say(f"The daemon was asked to stop and ended with status {status}.")
     if status != 0:
         problems.append(f"the daemon ended with status {status} instead of 0")
