@@ -32,6 +32,8 @@ ExitHandler::~ExitHandler() {
 
 void ExitHandler::setup() {
     set_dispositions(ExitHandler::signal);
+    // A peer that hangs up is an error of the write to it, no reason for the process to end.
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
 }
 
 void ExitHandler::signal(int /*number*/) {

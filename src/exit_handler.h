@@ -4,7 +4,8 @@
 
 namespace zephran {
 
-/// Turns SIGINT and SIGTERM into a request to stop that the main loop asks for.
+/// Turns SIGINT and SIGTERM into a request to stop that the main loop asks for. SIGPIPE is ignored;
+/// all other signals keep their default effect.
 class ExitHandler {
 public:
     /// The process-wide handler. The first call installs it; before that a signal ends the process.

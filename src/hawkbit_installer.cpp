@@ -22,6 +22,13 @@ std::string installation_time_key(const std::string& part) {
     return std::string{device_key_prefix} + "installation_time_" + part;
 }
 
+// A part type comes from the network. The store would read "=" and "." in it as the end of the key.
+bool can_stand_in_key(const std::string& part) {
+    static const std::string plain =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_";
+    return part.find_first_not_of(plain) == std::string::npos;
+}
+
 std::string option_or_empty(const std::string& key) {
     Config& config = *platform::get_config();
     return config.has_option(key) ? config.get_option(key) : std::string{};
@@ -137,11 +144,11 @@ void HawkbitInstaller::store_installed_version_time() {
 }
 
 std::string HawkbitInstaller::get_installed_version(const std::string& part) {
-    return option_or_empty(version_key(part));
+    return can_stand_in_key(part) ? option_or_empty(version_key(part)) : std::string{};
 }
 
 std::string HawkbitInstaller::get_installed_version_time(const std::string& part) {
-    return option_or_empty(installation_time_key(part));
+    return can_stand_in_key(part) ? option_or_empty(installation_time_key(part)) : std::string{};
 }
 
 void HawkbitInstaller::copy_file(const std::string& source, const std::string& destination) {

@@ -5,8 +5,8 @@
 
 #include <sys/stat.h>
 
+#include "artifact_files.h"
 #include "installer_factory.h"
-#include "platform.h"
 
 namespace zephran::installer {
 
@@ -39,12 +39,13 @@ void ScriptInstaller::check_artifact_count() {
 }
 
 void ScriptInstaller::start_installation() {
-    const std::string path =
-        platform::get_temp_directory() + chunk().artifacts().front().filename();
+    const std::string path = artifact_files::path_of(chunk().artifacts().front());
     make_executable(path);
 
+    // The script takes the place of the shell, so that the time limit ends the script itself.
     std::string output;
-    const int exit_code = common::POpen{path, patience}.wait(output, time_limit_of_script);
+    const int exit_code =
+        common::POpen{"exec " + path, patience}.wait(output, time_limit_of_script);
     report() << output;
     if (exit_code != 0) {
         BOOST_THROW_EXCEPTION(ScriptExecutionFailedException{} << script_exit_code_tag{exit_code}
