@@ -49,7 +49,7 @@ public:
     POpen& operator=(const POpen&) = delete;
     POpen& operator=(POpen&&) = delete;
     /// Waits without a limit. The process ends here if the command is killed by a signal meanwhile.
-    ~POpen();
+    ~POpen();  // NOLINT(bugprone-exception-escape)
 
     /// Collects the output, also when an exception follows, and returns the exit code; 0 and no
     /// output when the child has been waited for before. Output is taken in blocks of at most 1024
@@ -77,7 +77,7 @@ private:
     void read_until(std::string& output, Clock::time_point deadline);
     /// The wait status, empty when there is none because the child is not ours to wait for any more
     /// or was killed.
-    boost::optional<int> pclose_wait();
+    boost::optional<int> pclose_wait() const;
     boost::optional<int> pclose_kill(Clock::time_point deadline);
     boost::optional<int> kill_child() const;
     int decode(const boost::optional<int>& status, const std::string& output) const;
