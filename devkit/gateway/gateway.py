@@ -101,7 +101,7 @@ class Daemon:
 class Gateway:
     """One simulated gateway. Its namespaces live from the first start of a program to close().
 
-    run_dir       a directory of its own; holds etc/config, etc/init.d, sbin, run and the logs
+    run_dir       a directory of its own; holds etc, sbin, run, flash and the logs
     library_path  where the stand-ins of the gateway's libraries lie
     tmp_size      how much fits into its /tmp
     visible       further directories below /tmp that programs in the gateway must see
@@ -114,7 +114,7 @@ class Gateway:
         self.visible = [str(PROJECT), str(self.run_dir), *map(str, visible)]
         self.daemons = []
         self._process = self._socket = self._boot = None
-        for name in ("etc/config", "etc/init.d", "sbin", "run/ubus", "log"):
+        for name in ("etc/config", "etc/init.d", "sbin", "run/ubus", "flash", "mtd", "log"):
             (self.run_dir / name).mkdir(parents=True, exist_ok=True)
         for tool in sorted((HERE / "tools").glob("[!.]*")):
             shutil.copy(tool, self.run_dir / "sbin" / tool.name)
@@ -142,9 +142,31 @@ class Gateway:
         """Puts a program into /etc/init.d."""
         self._put(self.run_dir / "etc/init.d" / name, script)
 
+    def etc_file(self, name, text):
+        """Puts a file into /etc; a new one before the first start."""
+        (self.run_dir / "etc" / name).write_text(text, encoding="utf-8")
+
+    def flash(self, name, content, erase_size=65536):
+        """Gives the gateway a flash partition such as "mtd1", before the first start.
+
+        Returns the file that holds what is in it.
+        """
+        (self.run_dir / "mtd" / name).mkdir(exist_ok=True)
+        for attribute, value in {"erasesize": erase_size, "size": len(content), "name": name}.items():
+            (self.run_dir / "mtd" / name / attribute).write_text(f"{value}\n", encoding="utf-8")
+        path = self.run_dir / "flash" / name
+        path.write_bytes(content)
+        return path
+
     def _put(self, path, script):
         path.write_text(script, encoding="utf-8")
         path.chmod(0o755)
+
+    def calls(self, tool=None):
+        """Command lines of the simulated tools in the order of their calls, of one or of all."""
+        path = self.run_dir / "log/calls"
+        lines = path.read_text(encoding="utf-8").splitlines() if path.exists() else []
+        return [line for line in lines if tool in (None, line.split(" ")[0])]
 
     @property
     def outer_pid(self):
@@ -168,7 +190,7 @@ class Gateway:
         """Starts a program with a small environment of its own; `env` adds to it."""
         self._ensure_booted()
         environment = {"PATH": GATEWAY_PATH, "HOME": "/root", "LANG": "C.UTF-8", "TZ": "UTC",
-                       **(env or {})}
+                       "GATEWAY_LOG": str(self.run_dir / "log"), **(env or {})}
         if self.library_path:
             environment.setdefault("LD_LIBRARY_PATH", str(self.library_path))
         output = Output(self.run_dir / "log" / f"daemon-{len(self.daemons) + 1}.log")
@@ -228,10 +250,12 @@ class Gateway:
         self._process = subprocess.Popen(command, stdin=inner, start_new_session=True,
                                          preexec_fn=die_with_parent)
         inner.close()
-        etc = {"config": self.run_dir / "etc/config", "init.d": self.run_dir / "etc/init.d"}
-        sbin = {tool.name: tool for tool in (self.run_dir / "sbin").iterdir()}
-        covers = {"/etc": etc, "/usr/sbin": sbin, "/run": {"ubus": self.run_dir / "run/ubus"}}
-        self._boot = self.order(
-            "boot", kept=self.visible, tmp_size=self.tmp_size, stage=str(self.run_dir / "stage"),
-            covers={place: {name: str(path) for name, path in own.items()}
-                    for place, own in covers.items()})
+        covers = {"/etc": self._own("etc"), "/usr/sbin": self._own("sbin"), "/run": self._own("run")}
+        if self._own("flash"):
+            covers["/dev"] = self._own("flash")
+            covers["/sys/class"] = {"mtd": str(self.run_dir / "mtd")}
+        self._boot = self.order("boot", kept=self.visible, tmp_size=self.tmp_size,
+                                stage=str(self.run_dir / "stage"), covers=covers)
+
+    def _own(self, directory):
+        return {entry.name: str(entry) for entry in sorted((self.run_dir / directory).iterdir())}

@@ -2,11 +2,12 @@
 
 A directory that the gateway has to itself is covered by an empty tmpfs. What the host's directory
 held is then shown again entry by entry, read-only, so that programs find their libraries'
-settings while nothing of the host can be changed. Overlay mounts would be shorter, but cannot be
+settings while nothing of the host can be changed (devices stay as they are). Overlay mounts would be shorter, but cannot be
 stacked often enough where the root is an overlay already.
 """
 import os
 import pathlib
+import stat
 
 import kernel
 
@@ -32,10 +33,13 @@ def _show_again(entry, target):
         os.symlink(os.readlink(entry.path), target)
     elif entry.is_dir():
         os.mkdir(target)
-        kernel.bind(entry.path, target, read_only=True)
+        kernel.bind(entry.path, target, read_only=not target.startswith("/dev/"))
     elif entry.is_file():
         pathlib.Path(target).touch()
         kernel.bind(entry.path, target, read_only=True)
+    elif stat.S_ISCHR(entry.stat().st_mode):
+        pathlib.Path(target).touch()
+        kernel.bind(entry.path, target)
 
 
 def _show(source, target):

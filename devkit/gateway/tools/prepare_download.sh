@@ -1,0 +1,3 @@
+#!/bin/sh
+# Makes room for a firmware image on the real gateway.
+echo "prepare_download.sh $*" >>"$GATEWAY_LOG/calls"
