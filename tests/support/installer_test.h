@@ -1,0 +1,92 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "hawkbit_installer.h"
+#include "support/captured_log.h"
+#include "support/fake_platform.h"
+#include "support/make_chunk.h"
+
+namespace zephran::test {
+
+/// 2024-03-01T12:00:00Z
+inline const std::chrono::system_clock::time_point noon{std::chrono::seconds{1709294400}};
+
+struct VersionMismatchException : common::Exception {
+    VersionMismatchException() : Exception{"Installed version differs"} {}
+};
+
+/// Does nothing but what a test tells it, and notes what it is asked.
+class TestInstaller : public HawkbitInstaller {
+public:
+    explicit TestInstaller(Clock clock) : HawkbitInstaller{std::move(clock)} {}
+
+    [[nodiscard]] bool records_installed_version() const override { return records_version; }
+    [[nodiscard]] bool was_resumed() const { return is_resumed(); }
+    void write_report(const std::string& text) { report() << text; }
+
+    std::vector<std::string> calls;
+    bool installed = false;
+    bool version_mismatch = false;
+    bool start_fails = false;
+    bool can_be_cancelled = true;
+    bool cancellation_done = false;
+    bool records_version = true;
+
+protected:
+    void start_installation() override {
+        calls.push_back("start " + chunk().part());
+        if (start_fails) {
+            BOOST_THROW_EXCEPTION(common::NotImplementedException{});
+        }
+    }
+    [[nodiscard]] bool installation_has_finished() override {
+        calls.emplace_back("finished?");
+        if (version_mismatch) {
+            BOOST_THROW_EXCEPTION(VersionMismatchException{});
+        }
+        return installed;
+    }
+    void cancel_installation() override {
+        calls.emplace_back("cancel");
+        if (!can_be_cancelled) {
+            BOOST_THROW_EXCEPTION(CannotBeCancelledException{});
+        }
+    }
+    [[nodiscard]] bool cancellation_has_finished() override {
+        calls.emplace_back("cancelled?");
+        return cancellation_done;
+    }
+};
+
+/// One installer of a chunk os:firmware:2.1.0 and what surrounds it.
+class InstallerTest : public testing::Test {
+protected:
+    InstallerTest() {
+        installer.assign(make_chunk("os", {"image"}, "firmware", "2.1.0"), attributes);
+    }
+
+    void tick(unsigned times = 1) {
+        for (; times != 0; --times) {
+            installer.tick();
+        }
+    }
+    /// Two ticks lead to the state in which the installation runs.
+    void start_installing() {
+        tick(2);
+        installer.calls.clear();
+    }
+
+    FakePlatform platform;
+    CapturedLog log;
+    Attributes attributes;
+    std::chrono::system_clock::time_point time = noon;
+    TestInstaller installer{[this] { return time; }};
+};
+
+}  // namespace zephran::test
