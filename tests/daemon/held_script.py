@@ -1,7 +1,4 @@
 """A script on the gateway that runs until a test lets it go on."""
-import time
-
-from bench import PATIENCE
 
 
 class HeldScript:
@@ -30,11 +27,7 @@ class HeldScript:
         return path.read_text().count("run") if path.exists() else 0
 
     def wait_until_it_runs(self, times=1):
-        deadline = time.monotonic() + PATIENCE
-        while self.runs < times:
-            assert time.monotonic() < deadline, f"script {self._name} was not started"
-            assert self._bench.gateway.daemons[-1].is_running(), self._bench.gateway.daemons[-1].log
-            time.sleep(0.1)
+        self._bench.wait_until(lambda: self.runs >= times, f"the start of script {self._name}")
 
     def release(self):
         (self._bench.gateway.tmp / self._mark("go")).touch()
