@@ -74,6 +74,8 @@ public:
     [[nodiscard]] bool is_resumed() const { return resumed; }
     /// True when a cancellation was the user's refusal.
     [[nodiscard]] bool is_rejected() const { return rejected; }
+    /// Makes a cancellation count as the user's refusal. Nothing in the daemon asks users yet.
+    void mark_rejected() { rejected = true; }
     [[nodiscard]] const ErrorRecord& error() const { return first_error; }
     [[nodiscard]] bool has_installer() const { return installer != nullptr; }
     /// What the last installer reported, or that the chunk was installed already.

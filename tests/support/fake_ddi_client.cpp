@@ -1,0 +1,123 @@
+#include "support/fake_ddi_client.h"
+
+#include "http/exceptions.h"
+
+namespace zephran::test {
+
+namespace {
+
+using Feedback = hawkbit::ActionFeedbackMessage;
+
+constexpr unsigned internal_server_error = 500;
+constexpr const char* controller_address = "https://update.example/DEFAULT/controller/v1/gateway";
+
+std::string join(const std::vector<std::string>& details) {
+    std::string joined;
+    for (const std::string& detail : details) {
+        joined += (joined.empty() ? ": " : " | ") + detail;
+    }
+    return joined;
+}
+
+}  // namespace
+
+std::string UpdateServer::deployment_address(const std::string& action_id) {
+    return std::string{controller_address} + "/deploymentBase/" + action_id;
+}
+
+void UpdateServer::offer(const DeploymentText& text) {
+    deployment = deployment_from(text);
+    links.deployment = deployment_address(text.id) + "?c=-2129030598";
+}
+
+void UpdateServer::offer_cancel(const std::string& action_id) {
+    cancel_id = action_id;
+    links.cancel = std::string{controller_address} + "/cancelAction/" + action_id;
+}
+
+std::unique_ptr<hawkbit::ClientInterface> UpdateServer::make_client() {
+    return std::make_unique<FakeDdiClient>(*this);
+}
+
+void UpdateServer::fail_if_asked(Exchange exchange) {
+    unsigned& remaining = failures[exchange];
+    if (remaining != 0) {
+        --remaining;
+        exchanges.emplace_back("failure");
+        BOOST_THROW_EXCEPTION(http::HttpErrorCodeException{}
+                              << http::httpcode_tag{internal_server_error});
+    }
+}
+
+void FakeDdiClient::set_client_certificate(const http::ClientCertificate& certificate) {
+    server.certificates.push_back(certificate.certificate);
+}
+
+hawkbit::ControllerStatusMessage FakeDdiClient::fetch_controller_status(
+    const hawkbit::Controller& /*controller*/) const {
+    server.fail_if_asked(Exchange::fetch_status);
+    server.exchanges.emplace_back("status");
+    Json::Value document;
+    document["config"]["polling"]["sleep"] = server.sleep;
+    if (!server.links.deployment.empty()) {
+        document["_links"]["deploymentBase"]["href"] = server.links.deployment;
+    }
+    if (!server.links.cancel.empty()) {
+        document["_links"]["cancelAction"]["href"] = server.links.cancel;
+    }
+    if (server.links.config_data) {
+        document["_links"]["configData"]["href"] = std::string{controller_address} + "/configData";
+    }
+    hawkbit::ControllerStatusMessage status;
+    status.from_json(document);
+    return status;
+}
+
+hawkbit::DeploymentActionMessage FakeDdiClient::fetch_deployment_action(
+    const hawkbit::Controller& /*controller*/) const {
+    server.fail_if_asked(Exchange::fetch_deployment);
+    server.exchanges.emplace_back("fetch deployment");
+    return server.deployment;
+}
+
+hawkbit::CancelActionMessage FakeDdiClient::fetch_cancel_action(
+    const hawkbit::Controller& /*controller*/) const {
+    server.fail_if_asked(Exchange::fetch_cancel);
+    server.exchanges.emplace_back("fetch cancel");
+    Json::Value document;
+    document["id"] = server.cancel_id;
+    document["cancelAction"]["stopId"] = server.cancel_id;
+    hawkbit::CancelActionMessage action;
+    action.from_json(document);
+    return action;
+}
+
+void FakeDdiClient::send_deployment_action_feedback(
+    const hawkbit::Controller& controller,
+    const hawkbit::DeploymentActionFeedbackMessage& message) const {
+    server.fail_if_asked(Exchange::send_deployment_feedback);
+    server.deployment_feedbacks.push_back({controller.deployment_feedback().str(), message});
+    server.exchanges.push_back(
+        "deployment " + message.id + " " + Feedback::to_string(message.execution) + " " +
+        Feedback::to_string(message.result) + " " + std::to_string(message.progress_count) + "/" +
+        std::to_string(message.progress_of) + join(message.details));
+}
+
+void FakeDdiClient::send_cancel_action_feedback(
+    const hawkbit::Controller& controller,
+    const hawkbit::CancelActionFeedbackMessage& message) const {
+    server.fail_if_asked(Exchange::send_cancel_feedback);
+    server.cancel_feedbacks.push_back({controller.cancel_feedback().str(), message});
+    server.exchanges.push_back("cancel " + message.id + " " +
+                               Feedback::to_string(message.execution) + " " +
+                               Feedback::to_string(message.result) + join(message.details));
+}
+
+void FakeDdiClient::send_config_data(const hawkbit::Controller& /*controller*/,
+                                     const hawkbit::ConfigDataFeedbackMessage& message) const {
+    server.fail_if_asked(Exchange::send_config_data);
+    server.exchanges.emplace_back("config data");
+    server.config_data.push_back(message);
+}
+
+}  // namespace zephran::test

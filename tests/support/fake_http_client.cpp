@@ -1,0 +1,74 @@
+#include "support/fake_http_client.h"
+
+#include "http/exceptions.h"
+
+namespace zephran::test {
+
+namespace {
+
+constexpr unsigned not_found = 404;
+
+[[noreturn]] void refuse() {
+    BOOST_THROW_EXCEPTION(common::NotImplementedException{});
+}
+
+}  // namespace
+
+void FileServer::offer(const DeploymentText& deployment) {
+    for (const ChunkText& chunk : deployment.chunks) {
+        for (const ArtifactText& artifact : chunk.artifacts) {
+            if (artifact.has_secure_link) {
+                files[ArtifactText::secure_link(artifact.filename)] = artifact.content;
+            }
+            if (artifact.has_plain_link) {
+                files[ArtifactText::plain_link(artifact.filename)] = artifact.content;
+            }
+        }
+    }
+}
+
+HawkbitDeployer::MakeHttpClient FileServer::client_maker() {
+    return [this] { return http::Client{std::make_unique<FakeHttpClient>(*this)}; };
+}
+
+void FakeHttpClient::set_client_certificate(const http::ClientCertificate& certificate) {
+    server.certificates.push_back(certificate.certificate);
+}
+
+void FakeHttpClient::download_to_file(const std::string& url, std::ostream& out) {
+    server.requests.push_back(url);
+    const auto file = server.files.find(url);
+    if (file == server.files.end()) {
+        BOOST_THROW_EXCEPTION(http::HttpErrorCodeException{} << http::httpcode_tag{not_found}
+                                                             << http::httpurl_tag{url});
+    }
+    out << file->second;
+}
+
+std::string FakeHttpClient::send_delete_request(const std::string& /*url*/) {
+    refuse();
+}
+
+std::string FakeHttpClient::send_get_request(const std::string& /*url*/) {
+    refuse();
+}
+
+std::string FakeHttpClient::send_patch_request(const std::string& /*url*/,
+                                               const std::string& /*body*/,
+                                               const std::string& /*content_type*/) {
+    refuse();
+}
+
+std::string FakeHttpClient::send_post_request(const std::string& /*url*/,
+                                              const std::string& /*body*/,
+                                              const std::string& /*content_type*/) {
+    refuse();
+}
+
+std::string FakeHttpClient::send_put_request(const std::string& /*url*/,
+                                             const std::string& /*body*/,
+                                             const std::string& /*content_type*/) {
+    refuse();
+}
+
+}  // namespace zephran::test
