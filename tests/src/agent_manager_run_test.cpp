@@ -1,0 +1,163 @@
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "agent_manager.h"
+#include "support/fake_platform.h"
+
+namespace zephran::test {
+namespace {
+
+using ::testing::ElementsAre;
+
+/// Leaves the main loop, which has no other end without a signal.
+struct LoopLeft : std::runtime_error {
+    LoopLeft() : std::runtime_error{"The test has seen enough"} {}
+};
+
+/// What happened in a loop, in order.
+using Events = std::vector<std::string>;
+
+class RecordingManager : public AgentManager {
+public:
+    RecordingManager(Events& recorded, std::function<void()> loop_pause)
+        : AgentManager{std::move(loop_pause)}, events{recorded} {
+        AgentManagerSettings dormant_gateway;
+        dormant_gateway.gateway_id = "gateway";
+        dormant_gateway.server = "update.example";
+        dormant_gateway.dormant = true;
+        configure(dormant_gateway);
+    }
+
+protected:
+    void run_setup() override { events.emplace_back("platform setup"); }
+
+private:
+    Events& events;
+};
+
+class RecordingHandler : public DiscoveryHandler {
+public:
+    RecordingHandler(Events& recorded, std::string handler_name)
+        : events{recorded}, name{std::move(handler_name)} {}
+
+    void setup(AgentManager* manager) override {
+        events.push_back(name + " setup with " + std::to_string(manager->get_agents().size()) +
+                         " agent");
+    }
+    void tick() override { events.push_back(name + " tick"); }
+
+private:
+    Events& events;
+    std::string name;
+};
+
+TEST(AgentManagerRun, SetsUpTheGatewayThenTheHandlersThenThePlatform) {
+    const FakePlatform platform;
+    Events events;
+    RecordingManager manager{events, [] { throw LoopLeft{}; }};
+    manager.add_discovery_handler(std::make_unique<RecordingHandler>(events, "first"));
+    manager.add_discovery_handler(std::make_unique<RecordingHandler>(events, "second"));
+
+    EXPECT_THROW(manager.run(), LoopLeft);
+
+    EXPECT_THAT(events, ElementsAre("first setup with 1 agent", "second setup with 1 agent",
+                                    "platform setup", "first tick", "second tick"));
+}
+
+TEST(AgentManagerRun, EveryIterationTicksTheHandlersAndTheAgents) {
+    const FakePlatform platform;
+    Events events;
+    unsigned pauses = 0;
+    RecordingManager manager{events, [&] {
+                                 if (++pauses == 2) {
+                                     throw LoopLeft{};
+                                 }
+                             }};
+    manager.add_discovery_handler(std::make_unique<RecordingHandler>(events, "handler"));
+
+    EXPECT_THROW(manager.run(), LoopLeft);
+
+    EXPECT_EQ(std::count(events.begin(), events.end(), "handler tick"), 2);
+    EXPECT_TRUE(manager.get_agents().at("gateway")->is_finished());
+}
+
+TEST(AgentManagerRun, RemovesAbortedAgents) {
+    const FakePlatform platform;
+    Events events;
+    unsigned pauses = 0;
+    AgentManager* running = nullptr;
+    RecordingManager manager{events, [&] {
+                                 if (++pauses == 1) {
+                                     Attributes properties;
+                                     running->spawn_agent("device", properties, {}, true);
+                                     running->abort_agent("device");
+                                 } else if (pauses == 4) {
+                                     throw LoopLeft{};
+                                 }
+                             }};
+    running = &manager;
+
+    EXPECT_THROW(manager.run(), LoopLeft);
+
+    EXPECT_EQ(manager.get_agents().count("device"), 0U);
+    EXPECT_EQ(manager.get_agents().count("gateway"), 1U);
+}
+
+[[noreturn]] void run_and_exit_with_number_of_pauses() {
+    const FakePlatform platform;
+    Events events;
+    int pauses = 0;
+    RecordingManager manager{events, [&] {
+                                 if (++pauses == 1) {
+                                     std::raise(SIGTERM);
+                                 }
+                             }};
+    manager.run();
+    std::exit(pauses);
+}
+
+TEST(AgentManagerRunDeathTest, ReturnsWhenTheLastAgentHasComeToRestAfterASignal) {
+    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+
+    EXPECT_EXIT(run_and_exit_with_number_of_pauses(), ::testing::ExitedWithCode(3), "");
+}
+
+[[noreturn]] void run_with_agents_that_never_end() {
+    const FakePlatform platform;
+    Events events;
+    int pauses = 0;
+    AgentManager* running = nullptr;
+    RecordingManager manager{events, [&] {
+                                 std::cerr << "pause " << ++pauses << "\n";
+                                 if (pauses == 1) {
+                                     std::raise(SIGTERM);
+                                 }
+                                 Attributes properties;
+                                 running->spawn_agent("device " + std::to_string(pauses),
+                                                      properties, {}, true);
+                             }};
+    running = &manager;
+    manager.run();
+    std::exit(EXIT_SUCCESS);
+}
+
+TEST(AgentManagerRunDeathTest, ForcesTheExitInTheEleventhIterationAfterASignal) {
+    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+
+    EXPECT_EXIT(run_with_agents_that_never_end(), ::testing::ExitedWithCode(EXIT_FAILURE),
+                "pause 11\n[^\n]*ERROR [^\n]* run: action=run message=process was signaled but we "
+                "didn't return, forcing exit");
+}
+
+}  // namespace
+}  // namespace zephran::test

@@ -1,0 +1,184 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "support/agent_bench.h"
+
+namespace zephran::test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+class HawkbitAgentCycle : public ::testing::Test, protected AgentBench {
+protected:
+    static AgentSettings dormant() {
+        AgentSettings settings;
+        settings.dormant = true;
+        return settings;
+    }
+
+    static DeploymentText soft_deployment() {
+        DeploymentText text = scripted_deployment(1);
+        text.update = "attempt";
+        return text;
+    }
+
+    void switch_automatic_updates(const std::string& value) {
+        platform.config.values["zephran.service.automatic_update"] = value;
+    }
+};
+
+TEST_F(HawkbitAgentCycle, FirstCycleIntroducesTheAgentAndReadsTheControllerAgain) {
+    make();
+
+    tick(ticks_to_config_data);
+    EXPECT_THAT(server.exchanges, ElementsAre("status", "config data"));
+    run_to_rest();
+
+    EXPECT_THAT(server.exchanges, ElementsAre("status", "config data", "status"));
+    EXPECT_TRUE(agent->is_finished());
+    EXPECT_FALSE(agent->is_poll_forced());
+}
+
+TEST_F(HawkbitAgentCycle, LaterCyclesSendConfigDataOnlyOnRequest) {
+    make_introduced();
+
+    run_cycle();
+    EXPECT_THAT(server.exchanges, ElementsAre("status"));
+    server.links.config_data = true;
+    agent->restart();
+    tick(3);
+
+    EXPECT_THAT(server.exchanges, ElementsAre("status", "status", "config data"));
+}
+
+TEST_F(HawkbitAgentCycle, ConfigDataComesBeforeTheDeployment) {
+    make();
+    offer(soft_deployment());
+    switch_automatic_updates("0");
+
+    run_to_rest();
+
+    EXPECT_THAT(server.exchanges,
+                ElementsAre("status", "config data", "status", "fetch deployment"));
+}
+
+TEST_F(HawkbitAgentCycle, FinishedAgentRestsUntilItIsRestarted) {
+    make_introduced();
+
+    tick(20);
+    EXPECT_TRUE(agent->is_finished());
+    EXPECT_THAT(server.exchanges, IsEmpty());
+    agent->restart();
+
+    EXPECT_FALSE(agent->is_finished());
+}
+
+TEST_F(HawkbitAgentCycle, RestartInTheMiddleOfACycleIsIgnored) {
+    make();
+    tick(2);
+
+    agent->restart();
+    tick(2);
+
+    EXPECT_THAT(server.exchanges, ElementsAre("status", "config data"));
+}
+
+TEST_F(HawkbitAgentCycle, DormantAgentNeverPollsByItself) {
+    make(dormant());
+
+    run_to_rest();
+    run_cycle();
+
+    EXPECT_TRUE(agent->is_finished());
+    EXPECT_THAT(server.exchanges, IsEmpty());
+}
+
+TEST_F(HawkbitAgentCycle, DormantAgentPollsOnceWhenForced) {
+    make(dormant());
+    run_to_rest();
+
+    agent->force_poll();
+    run_cycle();
+    EXPECT_THAT(server.exchanges, ElementsAre("status", "config data", "status"));
+    run_cycle();
+
+    EXPECT_EQ(server.exchanges.size(), 3U);
+}
+
+TEST_F(HawkbitAgentCycle, FailedConfigDataIsRetriedTwoTicksLater) {
+    make();
+    server.fail(Exchange::send_config_data, 1);
+
+    tick(ticks_to_config_data + 2);
+    EXPECT_THAT(server.exchanges, ElementsAre("status", "failure"));
+    tick(1);
+
+    EXPECT_THAT(server.exchanges, ElementsAre("status", "failure", "config data"));
+}
+
+TEST_F(HawkbitAgentCycle, ConfigDataThatFailsTwiceEndsTheCycle) {
+    make();
+    server.fail(Exchange::send_config_data, 2);
+
+    run_to_rest();
+
+    EXPECT_TRUE(agent->is_finished());
+    EXPECT_THAT(server.exchanges, ElementsAre("status", "failure", "failure"));
+}
+
+TEST_F(HawkbitAgentCycle, FailedPollBacksOffAndIsRepeatedUntilItSucceeds) {
+    make();
+    server.fail(Exchange::fetch_status, 3);
+
+    for (unsigned failures = 1; failures <= 3; ++failures) {
+        tick(10);
+        EXPECT_EQ(server.exchanges.size(), failures);
+        EXPECT_EQ(count_logged("event=backoff"), failures);
+        now = agent->next_poll() + std::chrono::milliseconds{1};
+    }
+    run_to_rest();
+
+    EXPECT_THAT(server.exchanges,
+                ElementsAre("failure", "failure", "failure", "status", "config data", "status"));
+}
+
+TEST_F(HawkbitAgentCycle, ForcedPollCutsTheBackoffShort) {
+    make();
+    server.fail(Exchange::fetch_status, 1);
+    tick(2);
+    now -= std::chrono::hours{1};
+
+    tick(5);
+    EXPECT_THAT(server.exchanges, ElementsAre("failure"));
+    agent->force_poll();
+    tick(2);
+
+    EXPECT_THAT(server.exchanges, ElementsAre("failure", "status"));
+}
+
+TEST_F(HawkbitAgentCycle, InsecureLinkBacksOff) {
+    make();
+    server.links.deployment = "http://update.example/deploymentBase/7";
+
+    tick(2);
+
+    EXPECT_THAT(log.text(), HasSubstr("Server supplied insecure URL"));
+    EXPECT_EQ(count_logged("event=backoff"), 1U);
+}
+
+TEST_F(HawkbitAgentCycle, DeploymentThatCannotBeFetchedEndsTheCycle) {
+    make_introduced();
+    offer(scripted_deployment(1));
+    server.fail(Exchange::fetch_deployment, 2);
+
+    run_cycle();
+
+    EXPECT_TRUE(agent->is_finished());
+    EXPECT_THAT(server.exchanges, ElementsAre("status", "failure", "failure"));
+    EXPECT_FALSE(agent->is_deploying());
+}
+
+}  // namespace
+}  // namespace zephran::test
