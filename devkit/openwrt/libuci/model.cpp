@@ -108,8 +108,8 @@ Section& Package::add(const std::string& section_name, const std::string& sectio
 
 Section& Package::add_anonymous(const std::string& section_type) {
     std::array<char, 32> generated{};
-    std::snprintf(generated.data(), generated.size(), "cfg%02x%04x",
-                  static_cast<unsigned>(sections.size() + 1), short_hash(section_type));
+    (void)std::snprintf(generated.data(), generated.size(), "cfg%02x%04x",
+                        static_cast<unsigned>(sections.size() + 1), short_hash(section_type));
     return sections.emplace_back(generated.data(), section_type, true);
 }
 

@@ -29,6 +29,20 @@ std::string delta_text(const std::string& path) {
     }
 }
 
+/// Fills the package from these files; true when the changes made a difference.
+bool read_package(Package& package, const std::string& text,
+                  const std::vector<std::string>& delta_texts) {
+    package.sections.clear();
+    parse_configuration(text, package);
+    bool changed = false;
+    for (const std::string& deltas : delta_texts) {
+        for (const Change& change : changes_from_text(deltas, package.name)) {
+            changed = apply(change, package) == Outcome::changed || changed;
+        }
+    }
+    return changed;
+}
+
 }  // namespace
 
 std::string Store::configuration_path(const std::string& package) const {
@@ -42,22 +56,11 @@ std::string Store::saved_delta_path(const std::string& package) const {
 std::vector<std::string> Store::overlay_texts(const std::string& package) const {
     std::vector<std::string> texts;
     for (const std::string& directory : delta_directories) {
-        texts.push_back(delta_text(directory + "/" + package));
+        std::string path = directory;
+        path.append("/").append(package);
+        texts.push_back(delta_text(path));
     }
     return texts;
-}
-
-bool Store::read_package(Package& package, const std::string& text,
-                         const std::vector<std::string>& delta_texts) const {
-    package.sections.clear();
-    parse_configuration(text, package);
-    bool changed = false;
-    for (const std::string& deltas : delta_texts) {
-        for (const Change& change : changes_from_text(deltas, package.name)) {
-            changed = apply(change, package) == Outcome::changed || changed;
-        }
-    }
-    return changed;
 }
 
 Package& Store::load(const std::string& name) {

@@ -42,9 +42,6 @@ public:
 private:
     [[nodiscard]] std::string configuration_path(const std::string& package) const;
     [[nodiscard]] std::string saved_delta_path(const std::string& package) const;
-    /// Fills the package from these files; true when the changes made a difference.
-    bool read_package(Package& package, const std::string& text,
-                      const std::vector<std::string>& delta_texts) const;
     [[nodiscard]] std::vector<std::string> overlay_texts(const std::string& package) const;
     void ensure_save_directory() const;
 

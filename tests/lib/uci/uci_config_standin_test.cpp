@@ -4,11 +4,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "libuci/abi.h"
-#include "support/temporary_directory.h"
+#include "support/redirected_uci.h"
 #include "uci/exceptions.h"
-#include "uci/uci_config.h"
-#include "uci/uci_library.h"
 
 namespace zephran {
 
@@ -22,24 +19,17 @@ protected:
                         "\tlist server 'one'\n\nconfig device 'device'\n");
     }
 
-    [[nodiscard]] UciConfig config(const std::string& overlay = {}) {
-        return UciConfig{overlay, {&library, [this](void* context) { redirect(context); }}};
-    }
-    void redirect(void* opened) {
-        auto* const context = static_cast<uci_standin::uci_context*>(opened);
-        context->confdir = confdir.c_str();
-        context->savedir = savedir.c_str();
+    [[nodiscard]] UciConfig config(const std::string& overlay = {}) const {
+        return UciConfig{overlay, uci.backend()};
     }
     [[nodiscard]] std::string file() const { return directory.read("config/zephran"); }
 
-    TemporaryDirectory directory;
-    std::string confdir = directory.path("config");
-    std::string savedir = directory.path("saved");
-    UciLibrary library{UCI_STANDIN_PATH};
+    RedirectedUci uci;
+    TemporaryDirectory& directory = uci.directory;
 };
 
 TEST_F(UciConfigTest, LibraryIsAvailable) {
-    EXPECT_TRUE(library.available);
+    EXPECT_TRUE(uci.library.available);
 }
 
 TEST_F(UciConfigTest, StringOptionIsFoundAndRead) {
@@ -89,7 +79,7 @@ TEST_F(UciConfigTest, StoredValueIsSeenByANewProcess) {
 TEST_F(UciConfigTest, StoredValueIsCommitted) {
     ASSERT_TRUE(config().set_option("zephran.service.rebooted", "1"));
 
-    std::filesystem::remove_all(savedir);
+    std::filesystem::remove_all(uci.savedir);
 
     EXPECT_EQ(config().get_option("zephran.service.rebooted"), "1");
 }
@@ -138,7 +128,7 @@ TEST_F(UciConfigTest, DeletionIsSavedButNotCommitted) {
 
     EXPECT_FALSE(config().has_option("zephran.service.log_level"));
     EXPECT_EQ(file(), before);
-    std::filesystem::remove_all(savedir);
+    std::filesystem::remove_all(uci.savedir);
     EXPECT_TRUE(config().has_option("zephran.service.log_level"));
 }
 

@@ -1,0 +1,36 @@
+#include "platform.h"
+
+#include <gtest/gtest.h>
+
+#include "agent_manager.h"
+#include "openwrt/openwrt_agent_manager.h"
+#include "openwrt/uci_config_wrapper.h"
+
+namespace zephran::platform {
+
+namespace {
+
+TEST(OpenWrtPlatform, DownloadsGoToTheMemoryFileSystem) {
+    EXPECT_STREQ(get_temp_directory(), "/tmp/");
+}
+
+TEST(OpenWrtPlatform, ConfigurationStoreIsOneObject) {
+    Config* const config = get_config();
+
+    EXPECT_NE(dynamic_cast<openwrt::UciConfigWrapper*>(config), nullptr);
+    EXPECT_EQ(get_config(), config);
+}
+
+TEST(OpenWrtPlatform, AgentManagerIsNewAndEmpty) {
+    const auto first = create_agent_manager();
+    const auto second = create_agent_manager();
+
+    EXPECT_NE(dynamic_cast<openwrt::OpenWrtAgentManager*>(first.get()), nullptr);
+    EXPECT_NE(first, second);
+    EXPECT_TRUE(first->get_agents().empty());
+    EXPECT_EQ(first->gateway_id(), "");
+}
+
+}  // namespace
+
+}  // namespace zephran::platform

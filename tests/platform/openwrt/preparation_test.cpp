@@ -1,0 +1,124 @@
+#include "openwrt/preparation.h"
+
+#include <filesystem>
+
+#include <gtest/gtest.h>
+
+#include "support/captured_log.h"
+#include "support/temporary_directory.h"
+
+namespace zephran::platform::openwrt {
+
+namespace {
+
+class PreparationTest : public testing::Test {
+protected:
+    /// Writes a program that notes its arguments and then does as told.
+    std::string program(const std::string& name, const std::string& ending = "exit 0") const {
+        const std::string path = directory.write(
+            name, "#!/bin/sh\necho \"$0 $*\" >>" + directory.path("calls") + "\n" + ending + "\n");
+        std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+        return path;
+    }
+    [[nodiscard]] std::string calls() const { return directory.read("calls"); }
+
+    TemporaryDirectory directory;
+    Preparation::Programs programs{directory.path("download.sh"), directory.path("service")};
+    Preparation preparation{programs};
+};
+
+TEST_F(PreparationTest, DownloadScriptRunsOnceForTwoFirmwareParts) {
+    program("download.sh");
+
+    preparation.prepare_download("os");
+    preparation.prepare_download("os");
+
+    EXPECT_EQ(calls(), programs.download_script + " \n");
+}
+
+TEST_F(PreparationTest, OtherPartsRunNothing) {
+    program("download.sh");
+    program("service");
+
+    for (const char* const part : {"app", "", "OS", "os "}) {
+        preparation.prepare_download(part);
+        preparation.prepare_install(part);
+    }
+
+    EXPECT_EQ(calls(), "");
+}
+
+TEST_F(PreparationTest, OtherPartBeforeTheFirmwareDoesNotCount) {
+    program("download.sh");
+
+    preparation.prepare_download("app");
+    preparation.prepare_download("os");
+
+    EXPECT_EQ(calls(), programs.download_script + " \n");
+}
+
+TEST_F(PreparationTest, ServiceIsStoppedOnce) {
+    program("service");
+
+    preparation.prepare_install("os");
+    preparation.prepare_install("os");
+
+    EXPECT_EQ(calls(), programs.service_script + " stop\n");
+}
+
+TEST_F(PreparationTest, DownloadAndInstallationAreCountedApart) {
+    program("download.sh");
+    program("service");
+
+    preparation.prepare_install("os");
+    preparation.prepare_download("os");
+
+    EXPECT_EQ(calls(), programs.service_script + " stop\n" + programs.download_script + " \n");
+}
+
+TEST_F(PreparationTest, MissingServiceIsLookedForAgain) {
+    const CapturedLog log;
+
+    preparation.prepare_install("os");
+    EXPECT_EQ(calls(), "");
+    program("service");
+    preparation.prepare_install("os");
+
+    EXPECT_EQ(calls(), programs.service_script + " stop\n");
+    EXPECT_EQ(log.text(), "");
+}
+
+TEST_F(PreparationTest, FailingScriptIsNotRepeated) {
+    program("download.sh", "exit 3");
+    program("service", "exit 3");
+
+    preparation.prepare_download("os");
+    preparation.prepare_download("os");
+    preparation.prepare_install("os");
+    preparation.prepare_install("os");
+
+    EXPECT_EQ(calls(), programs.download_script + " \n" + programs.service_script + " stop\n");
+}
+
+TEST_F(PreparationTest, KilledScriptIsLoggedAndNotRepeated) {
+    programs.download_script = "echo called >>" + directory.path("calls") + "; kill -KILL $$";
+    preparation = Preparation{programs};
+    const CapturedLog log;
+
+    preparation.prepare_download("os");
+    preparation.prepare_download("os");
+
+    EXPECT_EQ(calls(), "called\n");
+    EXPECT_NE(log.text().find("Program terminated abnormally"), std::string::npos) << log.text();
+}
+
+TEST(PreparationPrograms, AreThoseOfTheDevice) {
+    const Preparation::Programs programs;
+
+    EXPECT_EQ(programs.download_script, "/sbin/prepare_download.sh");
+    EXPECT_EQ(programs.service_script, "/etc/init.d/opensync");
+}
+
+}  // namespace
+
+}  // namespace zephran::platform::openwrt

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+
+#include "libuci/abi.h"
+#include "support/temporary_directory.h"
+#include "uci/uci_config.h"
+#include "uci/uci_library.h"
+
+namespace zephran {
+
+/// The stand-in for libuci, with its directories in a temporary one. It must outlive what it is
+/// the backend of.
+class RedirectedUci {
+public:
+    RedirectedUci() = default;
+    RedirectedUci(const RedirectedUci&) = delete;
+    RedirectedUci& operator=(const RedirectedUci&) = delete;
+
+    [[nodiscard]] UciConfig::Backend backend() const {
+        return {&library, [this](void* opened) {
+                    auto* const context = static_cast<uci_standin::uci_context*>(opened);
+                    context->confdir = confdir.c_str();
+                    context->savedir = savedir.c_str();
+                }};
+    }
+
+    TemporaryDirectory directory;
+    std::string confdir = directory.path("config");
+    std::string savedir = directory.path("saved");
+    UciLibrary library{UCI_STANDIN_PATH};
+};
+
+}  // namespace zephran
