@@ -121,7 +121,13 @@ def main():
         # Nobody reads any more; the interpreter's own last flush must not complain either.
         os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
         return 1
-    except (DemoFailure, GatewayError, PkiError, AssertionError, OSError, RuntimeError) as failure:
+    except GatewayError as failure:
+        print(f"Error: {failure}.", file=sys.stderr)
+        if os.geteuid() != 0:
+            print("Only root may simulate a gateway inside a chroot or a container without user "
+                  "namespaces.", file=sys.stderr)
+        return 1
+    except (DemoFailure, PkiError, AssertionError, OSError, RuntimeError) as failure:
         print(f"Error: {failure}.", file=sys.stderr)
         return 1
 

@@ -146,7 +146,8 @@ class Scene:
         loaded = re.search(r"\s(/\S*libuci\.so\S*)", maps.read_text(encoding="utf-8"))
         if loaded is None:
             return "none: the daemon has loaded no libuci"
-        if pathlib.Path(loaded[1]) == self._library:
+        # Seen from inside a chroot, the path begins outside of it.
+        if loaded[1].endswith(str(self._library)):
             place = os.path.relpath(self._library, self._build_dir.parent.parent)
             return f"the stand-in for libuci that devkit brings ({place}), not the real one"
         return f"{loaded[1]}, as found on this machine"
