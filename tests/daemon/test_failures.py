@@ -94,10 +94,9 @@ def test_killed_script(bench):
 
     details = fails(bench, action)
 
-    # the shell that ran it reports the signal the way shells do
-    assert details[0] == "Script returned an error"
+    assert details[0] == "Program terminated abnormally"
     assert "before" in details[1]
-    assert "137" in details[1]
+    assert "9" in details[1]
 
 
 def test_script_without_a_file(bench):

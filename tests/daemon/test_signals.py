@@ -50,7 +50,6 @@ def test_every_signal_is_logged_and_none_hastens_the_end(bench):
     daemon.signal(signal.SIGTERM)
     daemon.wait_for_line("remaining_agents=1")
     daemon.signal(signal.SIGINT)
-    daemon.wait_for_line("received exit signal", start=len(daemon.output.lines) - 1)
 
     assert daemon.wait() == 1
     assert len(signal_lines(daemon)) == 2
