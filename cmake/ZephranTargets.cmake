@@ -10,7 +10,7 @@ target_compile_definitions(zephran_options INTERFACE
     # Boost.MSM still includes headers that Boost itself calls deprecated
     BOOST_BIND_GLOBAL_PLACEHOLDERS BOOST_ALLOW_DEPRECATED_HEADERS
     # 64-bit time and file sizes on 32-bit systems, whatever the C library
-    _FILE_OFFSET_BITS=64)
+    _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 if(ZEPHRAN_SANITIZE)
     target_compile_options(zephran_options INTERFACE
         -fsanitize=${ZEPHRAN_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -43,7 +43,8 @@ std::string to_string(ActionMessage message) {
             return text;
         }
     }
-    BOOST_THROW_EXCEPTION(UnsupportedActionMessageException{} << action_message_tag{message});
+    BOOST_THROW_EXCEPTION(UnsupportedActionMessageException{}
+                          << action_message_tag{static_cast<int>(message)});
 }
 
 std::optional<ActionMessage> find_action_message(const std::string& text) {

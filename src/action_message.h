@@ -20,7 +20,8 @@ enum class ActionMessage {
     FinishedWaiting
 };
 
-using action_message_tag = boost::error_info<struct action_message_record, ActionMessage>;
+/// Number of a message that has no text: the message itself could not be printed.
+using action_message_tag = boost::error_info<struct action_message_record, int>;
 using action_message_string_tag =
     boost::error_info<struct action_message_string_record, std::string>;
 

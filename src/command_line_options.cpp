@@ -61,7 +61,14 @@ CommandLineOptions::CommandLineOptions() : description{"Available options"} {
 CommandLineOptions::~CommandLineOptions() = default;
 
 void CommandLineOptions::from_command_line(int argc, const char* const* argv) {
-    po::store(po::command_line_parser(argc, argv).options(description).allow_unregistered().run(),
+    // The beginning of a name is an unknown option like any other.
+    constexpr int style =
+        po::command_line_style::default_style & ~po::command_line_style::allow_guessing;
+    po::store(po::command_line_parser(argc, argv)
+                  .options(description)
+                  .style(style)
+                  .allow_unregistered()
+                  .run(),
               variables);
     if (argc == 1) {
         variables.emplace(help_arg, po::variable_value{});

@@ -76,7 +76,8 @@ void add_document_records(RecordLines& lines) {
         .add<common::uri_tag>("uri")
         .add<hawkbit::url_tag>("url")
         .add<hawkbit::sleep_time_tag>("sleep_time")
-        .add<action_message_string_tag>("action_message");
+        .add<action_message_tag>("action_message")
+        .add<action_message_string_tag>("action_message_string");
 }
 
 void add_deployment_records(RecordLines& lines) {

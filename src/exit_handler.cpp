@@ -17,6 +17,9 @@ void set_dispositions(void (*disposition)(int)) {
 
 }  // namespace
 
+std::atomic<bool> ExitHandler::exit_requested{false};
+std::atomic<unsigned> ExitHandler::unlogged_signals{0};
+
 ExitHandler& ExitHandler::instance() {
     static ExitHandler handler;
     return handler;
@@ -34,12 +37,14 @@ void ExitHandler::setup() {
     set_dispositions(ExitHandler::signal);
     // A peer that hangs up is an error of the write to it, no reason for the process to end.
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+    // Were it ignored, as whoever started the daemon may have left it, no child could be waited
+    // for.
+    static_cast<void>(std::signal(SIGCHLD, SIG_DFL));
 }
 
 void ExitHandler::signal(int /*number*/) {
-    ExitHandler& handler = instance();
-    handler.exit_requested = true;
-    ++handler.unlogged_signals;
+    exit_requested = true;
+    ++unlogged_signals;
 }
 
 void ExitHandler::log_signals() {

@@ -4,8 +4,8 @@
 
 namespace zephran {
 
-/// Turns SIGINT and SIGTERM into a request to stop that the main loop asks for. SIGPIPE is ignored;
-/// all other signals keep their default effect.
+/// Turns SIGINT and SIGTERM into a request to stop that the main loop asks for. SIGPIPE is ignored,
+/// SIGCHLD has its default effect; all other signals stay as they are.
 class ExitHandler {
 public:
     /// The process-wide handler. The first call installs it; before that a signal ends the process.
@@ -26,8 +26,9 @@ private:
     void setup();
     static void signal(int number);
 
-    std::atomic<bool> exit_requested{false};
-    std::atomic<unsigned> unlogged_signals{0};
+    // Not in the instance: a signal may come while that is still being made.
+    static std::atomic<bool> exit_requested;
+    static std::atomic<unsigned> unlogged_signals;
 };
 
 }  // namespace zephran

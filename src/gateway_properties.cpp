@@ -1,7 +1,7 @@
 #include "gateway_properties.h"
 
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 #include "common/json.h"
 #include "common/logprint.h"
@@ -24,8 +24,10 @@ Attributes extract_gateway_config(const Json::Value& object) {
 
 Attributes read_gateway_properties(const std::string& path) {
     std::ifstream file{path};
-    const std::string text{std::istreambuf_iterator<char>{file}, std::istreambuf_iterator<char>{}};
-    return extract_gateway_config(common::JSONDefaultParser{}(text));
+    // Inserted as a whole, what cannot be read (a directory, say) leaves the text empty.
+    std::ostringstream text;
+    text << file.rdbuf();
+    return extract_gateway_config(common::JSONDefaultParser{}(text.str()));
 }
 
 }  // namespace zephran

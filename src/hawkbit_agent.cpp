@@ -124,7 +124,7 @@ void HawkbitAgent::resume_deployer() {
         deployment->deployer().resume();
     } catch (const std::exception& error) {
         LOG_ERROR("event", "exception_caught", "action", "resume_deployment", "what",
-                  boost::diagnostic_information(error), "message", "deploying from the beginning");
+                  boost::diagnostic_information(error));
     }
 }
 

@@ -137,7 +137,7 @@ public:
     void leave_finished() { finished = false; }
 
     /// Logs an exception that a guard or an action threw.
-    void exception_caught(const std::exception& error) const {
+    static void exception_caught(const std::exception& error) {
         LOG_ERROR("event", "exception_caught", "action", "fsm_agent_event", "what", error.what());
     }
     /// @}

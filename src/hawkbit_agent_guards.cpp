@@ -70,10 +70,10 @@ bool HawkbitAgent::is_automatic_update_disabled() {
 
 bool HawkbitAgent::is_resumed_deployment() {
     const auto& history = deployment_action->action_history();
-    const bool status =
-        settings.attributes.count(parent_attribute) == 0 &&
+    const bool is_interrupted =
         deployment_history::ends_with_installation_started(history, deployment_action->chunks());
-    if (!status && deployment_history::has_unknown_message_on_top(history) &&
+    const bool status = is_interrupted && settings.attributes.count(parent_attribute) == 0;
+    if (!is_interrupted && deployment_history::has_unknown_message_on_top(history) &&
         unknown_message_logged_for != deployment_action->id()) {
         LOG_WARNING("event", "is_resumed_deployment", "message", "unknown action message");
         unknown_message_logged_for = deployment_action->id();
@@ -83,8 +83,9 @@ bool HawkbitAgent::is_resumed_deployment() {
 }
 
 bool HawkbitAgent::is_user_forced() {
-    const bool status =
-        accepted_deployment == deployment_action->id() || accepted_deployment == any_deployment;
+    const bool is_this_one =
+        !accepted_deployment.empty() && accepted_deployment == deployment_action->id();
+    const bool status = is_this_one || accepted_deployment == any_deployment;
     LOG_INFO("event", "is_user_forced", "status", status);
     return status;
 }

@@ -6,6 +6,7 @@
 #include "artifact_files.h"
 #include "config.h"
 #include "deployment_history.h"
+#include "hawkbit/controller.h"
 #include "hawkbit_installer.h"
 #include "installer_factory.h"
 #include "platform.h"
@@ -20,6 +21,16 @@ void store_rebooted(const char* value) {
         LOG_WARNING("action", "store_rebooted", "message", "could not store config entry", "key",
                     key, "value", value);
     }
+}
+
+std::string download_url(const HawkbitDeployer::Artifact& artifact) {
+    const common::URI& link =
+        artifact.download().empty() ? artifact.download_http() : artifact.download();
+    // The transport knows more schemes, "file" among them, which are none of the server's business.
+    if (link.scheme() != "https" && link.scheme() != "http") {
+        BOOST_THROW_EXCEPTION(hawkbit::InsecureURLException{} << hawkbit::url_tag{link.str()});
+    }
+    return link.str();
 }
 
 }  // namespace
@@ -64,13 +75,13 @@ void HawkbitDeployer::resume() {
     continue_with(std::move(remaining));
     resumed = true;
     if (!interrupted_installer->can_resume()) {
-        LOG_WARNING("action", "resume", "message", "restarting chunk", "chunk", interrupted);
+        LOG_WARNING("action", "resume", "message", "restarting chunk");
         return;
     }
     adopt_installer(std::move(interrupted_installer));
     send_resume();
     installer->resume();
-    LOG_WARNING("action", "resume", "message", "resuming deployment", "chunk", interrupted);
+    LOG_WARNING("action", "resume", "message", "resuming deployment");
 }
 
 std::uint32_t HawkbitDeployer::chunk_count() const {
@@ -148,9 +159,7 @@ void HawkbitDeployer::download_artifact() {
     const std::string file = artifact_files::path_of(artifact());
     const http::Client client = make_http_client();
     platform::prepare_download(chunk(), artifact());
-    const common::URI& link =
-        artifact().download().empty() ? artifact().download_http() : artifact().download();
-    client.download_to_file(link.str(), file);
+    client.download_to_file(download_url(artifact()), file);
 }
 
 void HawkbitDeployer::verify_artifact() {
@@ -172,7 +181,7 @@ std::unique_ptr<HawkbitInstaller> HawkbitDeployer::make_installer(const Chunk& f
         std::find(accepted.begin(), accepted.end(), for_chunk.part()) == accepted.end()) {
         BOOST_THROW_EXCEPTION(UnsupportedPartException{} << part_tag{for_chunk.part()});
     }
-    auto created = InstallerFactory::create_installer(target_attributes, for_chunk.part(), context);
+    auto created = InstallerFactory::create_installer(for_chunk.part(), context);
     created->assign(for_chunk, target_attributes);
     return created;
 }

@@ -23,13 +23,11 @@ void InstallerFactory::register_installer(const std::string& part, unsigned prio
 }
 
 std::unique_ptr<HawkbitInstaller> InstallerFactory::create_installer(
-    const Attributes& target_attributes, const std::string& part, const InstallerContext& context) {
+    const std::string& part, const InstallerContext& context) {
     if (factories == nullptr || factories->count(part) == 0) {
         BOOST_THROW_EXCEPTION(UnsupportedPartException{} << part_tag{part});
     }
-    auto installer = factories->at(part)(context);
-    installer->assign({}, target_attributes);
-    return installer;
+    return factories->at(part)(context);
 }
 
 void InstallerFactory::disable_installer(const std::string& part) {

@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "attributes.h"
 #include "common/exception.h"
 #include "hawkbit/messages/deployment_action.h"
 #include "installer_context.h"
@@ -41,10 +40,8 @@ public:
                                    FactoryFunction factory);
 
     /// A new installer for the part type; its chunk is assigned by the caller.
-    /// @param target_attributes of the target; must outlive the installer
     /// @throws UnsupportedPartException, std::bad_function_call for an empty factory function
-    static std::unique_ptr<HawkbitInstaller> create_installer(const Attributes& target_attributes,
-                                                              const std::string& part,
+    static std::unique_ptr<HawkbitInstaller> create_installer(const std::string& part,
                                                               const InstallerContext& context);
 
     /// Takes the installer of a part type away; its place in the order of chunks stays.

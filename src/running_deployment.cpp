@@ -8,6 +8,12 @@ RunningDeployment::RunningDeployment(std::unique_ptr<HawkbitDeployer> new_deploy
                                      hawkbit::Controller start_address)
     : running{std::move(new_deployer)}, address_at_start{std::move(start_address)} {}
 
+RunningDeployment::~RunningDeployment() {
+    if (!has_ended()) {
+        running->cleanup();
+    }
+}
+
 bool RunningDeployment::has_ended() const {
     return running->is_finished() || running->is_cancelled();
 }

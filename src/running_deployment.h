@@ -17,6 +17,10 @@ public:
     ///        URL alone and would take them for that one's.
     RunningDeployment(std::unique_ptr<HawkbitDeployer> new_deployer,
                       hawkbit::Controller start_address);
+    /// A deployment that is given up on the way leaves no downloads behind.
+    ~RunningDeployment();
+    RunningDeployment(const RunningDeployment&) = delete;
+    RunningDeployment& operator=(const RunningDeployment&) = delete;
 
     [[nodiscard]] HawkbitDeployer& deployer() { return *running; }
     [[nodiscard]] const HawkbitDeployer& deployer() const { return *running; }

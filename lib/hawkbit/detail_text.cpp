@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <numeric>
+#include <string_view>
 
 #include "hawkbit/utf8.h"
 
@@ -14,7 +15,7 @@ constexpr std::size_t most_pieces = 39;
 
 /// What the server strips, apart from the controls that cleaning has made blanks: tab, line end
 /// and the separators of Unicode that may be broken at.
-constexpr std::array<const char*, 18> white_space{
+constexpr std::array<std::string_view, 18> white_space{
     "\t",       "\n",       " ",        u8"\u1680", u8"\u2000", u8"\u2001",
     u8"\u2002", u8"\u2003", u8"\u2004", u8"\u2005", u8"\u2006", u8"\u2008",
     u8"\u2009", u8"\u200A", u8"\u2028", u8"\u2029", u8"\u205F", u8"\u3000"};
@@ -43,16 +44,16 @@ bool begins_markup(const std::string& text, std::size_t position) {
 std::string strip(const std::string& text) {
     std::size_t begin = 0;
     std::size_t end = text.size();
-    const auto shrinks_begin = [&](const std::string& blank) {
+    const auto shrinks_begin = [&](std::string_view blank) {
         return end - begin >= blank.size() && text.compare(begin, blank.size(), blank) == 0;
     };
-    const auto shrinks_end = [&](const std::string& blank) {
+    const auto shrinks_end = [&](std::string_view blank) {
         return end - begin >= blank.size() &&
                text.compare(end - blank.size(), blank.size(), blank) == 0;
     };
     for (bool again = true; again;) {
         again = false;
-        for (const std::string blank : white_space) {
+        for (const std::string_view blank : white_space) {
             if (shrinks_begin(blank)) {
                 begin += blank.size();
                 again = true;

@@ -41,7 +41,8 @@ TEST(ActionMessageText, ValueWithoutATextIsRefused) {
         EXPECT_STREQ(error.what(), "Unsupported action message");
         const auto* const value = boost::get_error_info<action_message_tag>(error);
         ASSERT_NE(value, nullptr);
-        EXPECT_EQ(*value, unknown);
+        EXPECT_EQ(*value, static_cast<int>(unknown));
+        EXPECT_NE(boost::diagnostic_information(error), "");
     }
     EXPECT_EQ(stream.str(), "");
     EXPECT_THROW(to_string(unknown), UnsupportedActionMessageException);

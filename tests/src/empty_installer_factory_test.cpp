@@ -22,7 +22,7 @@ TEST(EmptyInstallerFactory, ReportsThatItIsEmpty) {
 }
 
 TEST(EmptyInstallerFactory, SupportsNoPart) {
-    EXPECT_THROW((void)InstallerFactory::create_installer({}, "os", {}), UnsupportedPartException);
+    EXPECT_THROW((void)InstallerFactory::create_installer("os", {}), UnsupportedPartException);
 }
 
 TEST(EmptyInstallerFactory, KeepsTheOrderOfChunks) {
@@ -35,7 +35,7 @@ TEST(EmptyInstallerFactory, KeepsTheOrderOfChunks) {
 TEST(EmptyInstallerFactory, HasNothingToDisable) {
     InstallerFactory::disable_installer("os");
 
-    EXPECT_THROW((void)InstallerFactory::create_installer({}, "os", {}), UnsupportedPartException);
+    EXPECT_THROW((void)InstallerFactory::create_installer("os", {}), UnsupportedPartException);
 }
 
 }  // namespace

@@ -61,7 +61,7 @@ TEST(ErrorDetails, DocumentsAreDescribed) {
     EXPECT_EQ(describe<common::uri_tag>("ftp:"), "uri: ftp:");
     EXPECT_EQ(describe<hawkbit::url_tag>("https://a"), "url: https://a");
     EXPECT_EQ(describe<hawkbit::sleep_time_tag>("1:2"), "sleep_time: 1:2");
-    EXPECT_EQ(describe<action_message_string_tag>("hello"), "action_message: hello");
+    EXPECT_EQ(describe<action_message_string_tag>("hello"), "action_message_string: hello");
 }
 
 TEST(ErrorDetails, DeploymentsAreDescribed) {

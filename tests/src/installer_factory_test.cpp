@@ -58,15 +58,13 @@ protected:
     static InstallerFactory::Chunk chunk(const std::string& part, const std::string& name) {
         return make_chunk(part, {"artifact"}, name);
     }
-
-    Attributes attributes;
 };
 
 TEST_F(InstallerFactoryTest, CreatesTheInstallerOfThePartWithItsContext) {
     InstallerContext context;
     context.bootloader_mtd = "mtd7";
 
-    const auto installer = InstallerFactory::create_installer(attributes, "os", context);
+    const auto installer = InstallerFactory::create_installer("os", context);
 
     const auto* const idle = dynamic_cast<IdleInstaller*>(installer.get());
     ASSERT_NE(idle, nullptr);
@@ -75,7 +73,7 @@ TEST_F(InstallerFactoryTest, CreatesTheInstallerOfThePartWithItsContext) {
 
 TEST_F(InstallerFactoryTest, UnknownPartIsUnsupported) {
     try {
-        (void)InstallerFactory::create_installer(attributes, "foo", {});
+        (void)InstallerFactory::create_installer("foo", {});
         FAIL() << "created an installer";
     } catch (const UnsupportedPartException& error) {
         EXPECT_STREQ(error.what(), "Unsupported part in deployment");
@@ -96,8 +94,7 @@ TEST_F(InstallerFactoryTest, PartCannotHaveTwoInstallers) {
 }
 
 TEST_F(InstallerFactoryTest, EmptyFactoryFunctionCannotBeCalled) {
-    EXPECT_THROW((void)InstallerFactory::create_installer(attributes, "empty", {}),
-                 std::bad_function_call);
+    EXPECT_THROW((void)InstallerFactory::create_installer("empty", {}), std::bad_function_call);
 }
 
 TEST_F(InstallerFactoryTest, ChunksAreOrderedByPriority) {
@@ -134,8 +131,7 @@ TEST_F(InstallerFactoryTest, ReorderedChunksAreComplete) {
 TEST_F(InstallerFactoryTest, DisabledInstallerKeepsItsPlaceInTheOrder) {
     InstallerFactory::disable_installer("opkg");
 
-    EXPECT_THROW((void)InstallerFactory::create_installer(attributes, "opkg", {}),
-                 UnsupportedPartException);
+    EXPECT_THROW((void)InstallerFactory::create_installer("opkg", {}), UnsupportedPartException);
     EXPECT_EQ(order({chunk("opkg", "a"), chunk("os", "b")}), (std::vector<std::string>{"b", "a"}));
     const CapturedLog log;
     InstallerFactory::report();
@@ -145,7 +141,7 @@ TEST_F(InstallerFactoryTest, DisabledInstallerKeepsItsPlaceInTheOrder) {
 TEST_F(InstallerFactoryTest, DisablingAnUnknownPartDoesNothing) {
     InstallerFactory::disable_installer("foo");
 
-    EXPECT_NE(InstallerFactory::create_installer(attributes, "os", {}), nullptr);
+    EXPECT_NE(InstallerFactory::create_installer("os", {}), nullptr);
 }
 
 TEST_F(InstallerFactoryTest, ReportListsTheInstallersByPartName) {

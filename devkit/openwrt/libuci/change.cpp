@@ -80,15 +80,7 @@ Outcome reorder(const Change& change, Package& package, Section& section) {
 }
 
 Outcome add_to_list(const Change& change, Section& section) {
-    Option* const existing = section.find(change.option);
-    std::vector<std::string> items;
-    if (existing != nullptr && existing->visible.type == string_option) {
-        items.push_back(existing->text);
-    } else if (existing != nullptr) {
-        items = existing->items;
-    }
-    items.push_back(change.value);
-    section.find_or_add(change.option).become_list(std::move(items));
+    section.append_to_list(change.option, change.value);
     return Outcome::changed;
 }
 

@@ -73,6 +73,18 @@ Option& Section::find_or_add(const std::string& option_name) {
     return existing == nullptr ? options.emplace_back(*this, option_name) : *existing;
 }
 
+void Section::append_to_list(const std::string& option_name, const std::string& value) {
+    const Option* const existing = find(option_name);
+    std::vector<std::string> items;
+    if (existing != nullptr && existing->visible.type == string_option) {
+        items.push_back(existing->text);
+    } else if (existing != nullptr) {
+        items = existing->items;
+    }
+    items.push_back(value);
+    find_or_add(option_name).become_list(std::move(items));
+}
+
 void Section::rename(const std::string& new_name) {
     name = new_name;
     anonymous = false;

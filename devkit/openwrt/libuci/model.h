@@ -35,6 +35,8 @@ struct Section {
     Option* find(const std::string& option_name);
     /// The option of that name, a new one at the end of the section if there is none.
     Option& find_or_add(const std::string& option_name);
+    /// Makes the option a list, whose first item is the string that it was before.
+    void append_to_list(const std::string& option_name, const std::string& value);
     void rename(const std::string& new_name);
 
     uci_element visible{};

@@ -40,10 +40,7 @@ void read_option(const Words& words, Section& section) {
 
 void read_list_item(const Words& words, Section& section) {
     require(words.size() == 3 && is_identifier(words[1]));
-    Option& option = section.find_or_add(words[1]);
-    Words items = option.items;
-    items.push_back(words[2]);
-    option.become_list(std::move(items));
+    section.append_to_list(words[1], words[2]);
 }
 
 }  // namespace

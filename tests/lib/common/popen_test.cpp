@@ -23,6 +23,9 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
+// Long enough for a shell to start on a busy machine, and always waited for to its end.
+constexpr milliseconds start_time = 2s;
+
 // Far longer than any of the commands takes, far shorter than the time limit of a test.
 constexpr milliseconds long_time = 60s;
 
@@ -145,7 +148,8 @@ TEST_P(POpenWait, NulHidesTheRestOfItsBlock) {
 
 TEST_P(POpenWait, LastsThroughSignals) {
     const InterruptingTimer timer{5ms};
-    POpen process{"echo first; sleep 0.2; echo second; exec >&-; sleep 0.1; exit 7"};
+    POpen process{"echo first; sleep 0.2; echo second; exec >&-; sleep 0.1; exit 7",
+                  {long_time, 5ms, 50ms}};
     std::string output;
 
     EXPECT_EQ(process.wait(output, GetParam()), 7);
@@ -205,28 +209,36 @@ TEST(POpen, ChildThatOutlivesItsLimitIsKilledAndReaped) {
     POpen process{"echo started; exec sleep 60", impatient};
 
     const auto start = Clock::now();
-    const auto failure = failure_of(process, 200ms);
+    const auto failure = failure_of(process, start_time);
     const auto elapsed = Clock::now() - start;
 
     EXPECT_EQ(failure.command, "echo started; exec sleep 60");
     EXPECT_EQ(failure.output, "started\n");
     EXPECT_EQ(failure.signal, 0);
-    EXPECT_GE(elapsed, 200ms + impatient.term_to_kill);
+    EXPECT_GE(elapsed, start_time + impatient.term_to_kill);
     EXPECT_LT(elapsed, 20s);
     EXPECT_FALSE(has_children());
 }
 
 TEST(POpen, ChildIsAskedToEndBeforeItIsKilled) {
     const TemporaryDirectory directory;
-    const TimeLimits limits{50ms, 5ms, 500ms};
+    const TimeLimits limits{50ms, 5ms, start_time};
     POpen process{"trap 'echo asked >" + directory.path("file") +
                       "; exit' TERM; echo ready; while :; do sleep 0.02; done",
                   limits};
 
-    const auto failure = failure_of(process, 300ms);
+    const auto failure = failure_of(process, start_time);
 
     EXPECT_EQ(failure.output, "ready\n");
     EXPECT_EQ(directory.read("file"), "asked\n");
+}
+
+TEST(POpen, IsAsPatientAsInstallersCountOn) {
+    const TimeLimits limits;
+
+    EXPECT_EQ(limits.exit_grace, 1s);
+    EXPECT_EQ(limits.poll_step, 10ms);
+    EXPECT_EQ(limits.term_to_kill, 2s);
 }
 
 TEST(POpen, ChildThatIgnoresTheRequestIsKilled) {
@@ -251,7 +263,7 @@ TEST(POpen, PauseBeforeTheKillLastsThroughSignals) {
 TEST(POpen, ChildThatNeverStopsWritingMeetsItsLimit) {
     POpen process{"exec yes", impatient};
 
-    const auto failure = failure_of(process, 100ms);
+    const auto failure = failure_of(process, start_time);
 
     EXPECT_EQ(failure.output.substr(0, 4), "y\ny\n");
 }
@@ -285,7 +297,7 @@ TEST(POpen, ExitCodeCountsWhenAGrandchildKeepsThePipeOpen) {
     POpen process{"sleep 60 & echo $!; exit 5", impatient};
     std::string output;
 
-    EXPECT_EQ(process.wait(output, 300ms), 5);
+    EXPECT_EQ(process.wait(output, start_time), 5);
 
     EXPECT_EQ(kill(std::stoi(output), SIGKILL), 0);
 }

@@ -123,7 +123,7 @@ TEST_F(ScriptInstallerTest, KeepsNoRecordAndCanBeResumed) {
 }
 
 TEST_F(ScriptInstallerTest, IsRegisteredForScripts) {
-    const auto created = InstallerFactory::create_installer(attributes, "script", {});
+    const auto created = InstallerFactory::create_installer("script", {});
 
     EXPECT_NE(dynamic_cast<ScriptInstaller*>(created.get()), nullptr);
 }

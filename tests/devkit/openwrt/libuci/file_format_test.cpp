@@ -78,6 +78,20 @@ TEST_F(FileFormatTest, ListItemsAreAddedAndRemoved) {
         << directory.read("config/demo");
 }
 
+TEST_F(FileFormatTest, StringBecomesTheFirstItemOfAListOfItsName) {
+    directory.write("config/demo", "config a b\noption c one\nlist c two\n");
+    directory.write("saved/demo", "|demo.b.c='three'\n");
+    Session session{directory};
+    ASSERT_EQ(session.lookup("demo.b"), ok);
+
+    ASSERT_EQ(session.commit(), ok);
+
+    EXPECT_NE(
+        directory.read("config/demo").find("\tlist c 'one'\n\tlist c 'two'\n\tlist c 'three'\n"),
+        std::string::npos)
+        << directory.read("config/demo");
+}
+
 TEST_F(FileFormatTest, BadLinesOfSavedChangesAreLeftOut) {
     EXPECT_EQ(with_delta("nonsense\nother.main.name='no'\ndemo.main.name='yes'\n", "main.name"),
               "yes");
