@@ -253,6 +253,11 @@ TEST_F(CommandLine, UnknownOptionsAreIgnored) {
     EXPECT_EQ(errors, "");
 }
 
+TEST_F(CommandLine, BeginningOfANameIsAnUnknownOption) {
+    EXPECT_EQ(check({"--ca", "/no/such/bundle", "--h", "--d"}), 2);
+    EXPECT_FALSE(options.has(CommandLineOptions::ca_bundle_arg));
+}
+
 TEST_F(CommandLine, RemainingOptionsAreStored) {
     EXPECT_EQ(check({"--bootloader-mtd", "mtd1", "--installed-flash-type", "nor", "--ghn-agents"}),
               2);

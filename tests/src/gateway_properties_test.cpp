@@ -54,6 +54,12 @@ TEST(GatewayProperties, AbsentFileIsNotJson) {
     EXPECT_THROW(read_gateway_properties(directory.path("absent")), common::ParserException);
 }
 
+TEST(GatewayProperties, DirectoryIsNotJson) {
+    const TemporaryDirectory directory;
+
+    EXPECT_THROW(read_gateway_properties(directory.path()), common::ParserException);
+}
+
 TEST(GatewayProperties, BrokenTextIsRefused) {
     const TemporaryDirectory directory;
 

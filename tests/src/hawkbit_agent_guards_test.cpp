@@ -223,6 +223,14 @@ TEST_F(HawkbitAgentGuard, UserForcesByTheIdOrAnyDeployment) {
     EXPECT_TRUE(agent->is_user_forced());
 }
 
+TEST_F(HawkbitAgentGuard, EmptyIdIsNothingThatAUserHasAccepted) {
+    DeploymentText text = scripted_deployment(1);
+    text.id = "";
+    make_holding(text);
+
+    EXPECT_FALSE(agent->is_user_forced());
+}
+
 TEST_F(HawkbitAgentGuard, ServerForcesWithItsUpdateHandling) {
     DeploymentText text = scripted_deployment(1);
     make_holding(text);

@@ -60,6 +60,16 @@ protected:
     std::unique_ptr<RunningDeployment> running;
 };
 
+TEST_F(RunningDeploymentTest, DeploymentGivenUpOnTheWayLeavesNoFile) {
+    run(scripted_deployment(1));
+    step(4);
+    ASSERT_TRUE(has_file("a.bin"));
+
+    running.reset();
+
+    EXPECT_FALSE(has_file("a.bin"));
+}
+
 TEST_F(RunningDeploymentTest, ReportsEveryStageOnce) {
     run(scripted_deployment(1));
 

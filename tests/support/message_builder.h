@@ -25,6 +25,8 @@ struct ArtifactText {
     std::string announced_content = content;
     bool has_secure_link = true;
     bool has_plain_link = false;
+    /// Stands in the place of the secure link, if set.
+    std::string foreign_link = {};
 
     static std::string secure_link(const std::string& filename) {
         return "https://update.example/files/" + filename;
@@ -71,7 +73,9 @@ inline Json::Value artifact_document(const ArtifactText& artifact) {
     document["hashes"]["md5"] = md5_hex(artifact.announced_content);
     document["hashes"]["sha1"] = "00";
     Json::Value& links = document["_links"];
-    if (artifact.has_secure_link) {
+    if (!artifact.foreign_link.empty()) {
+        links["download"]["href"] = artifact.foreign_link;
+    } else if (artifact.has_secure_link) {
         links["download"]["href"] = ArtifactText::secure_link(artifact.filename);
     }
     if (artifact.has_plain_link) {
