@@ -25,6 +25,8 @@ class Holder:
             data, handles, _, _ = socket.recv_fds(self.orders, 1 << 20, 2)
             if not data:
                 return
+            for handle in handles:
+                os.set_inheritable(handle, False)
             order = json.loads(data)
             try:
                 answer = getattr(self, "do_" + order.pop("do"))(handles=handles, **order)

@@ -41,6 +41,10 @@ def test_exit_status_and_signals_are_reported(gateway):
     assert gateway.start_daemon(["sleep", "100"]).kill() == -signal.SIGKILL
 
 
+def test_program_starts_with_its_three_streams_and_nothing_else(gateway):
+    assert shell(gateway, "cd /proc/$$/fd; echo [0-9]*").out == "0 1 2\n"
+
+
 def test_missing_program_is_an_error(gateway):
     with pytest.raises(GatewayError, match="nothing-here"):
         gateway.start_daemon(["/nothing-here"])
