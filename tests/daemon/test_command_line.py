@@ -123,7 +123,7 @@ def test_unknown_log_level_is_warned_about_and_gives_info(bench, word):
     assert " DEBUG " not in daemon.out
 
 
-def test_start_reports_installers_in_the_order_of_their_names(bench):
+def test_start_reports_the_installers_of_this_build(bench):
     daemon = bench.start_without_server()
 
     daemon.wait_for_line("event=backoff")
@@ -131,22 +131,30 @@ def test_start_reports_installers_in_the_order_of_their_names(bench):
 
     reported = re.findall(r"INFO \S+ report: action=factory_report part=(\w+) priority=(\d+)$",
                           daemon.out, re.M)
-    assert reported == [("bl", "30"), ("opkg", "60"), ("os", "10"), ("plc", "40"),
-                        ("plc_ghn", "50"), ("script", "15"), ("zw", "20")]
+    assert reported == [("script", "15")]
 
 
 def test_start_says_what_was_switched_on(bench):
     pair = bench.pki.client
-    daemon = bench.start_without_server("--ghn-agents", "--client-certificate", pair.certificate,
+    daemon = bench.start_without_server("--client-certificate", pair.certificate,
                                         "--client-certificate-key", pair.key)
 
     daemon.wait_for_line("event=backoff")
     daemon.kill()
 
     for line in (f"main: action=set_ca_bundle_path message=using custom ca bundle bundle={bench.pki.ca}",
-                 "main: action=main message=using client certificate",
-                 "main: action=main message=enabling G.hn LAN discovery handler"):
+                 "main: action=main message=using client certificate"):
         assert re.search(rf"INFO \S+ {re.escape(line)}$", daemon.out, re.M)
+
+
+def test_discovery_that_this_build_lacks_is_not_passed_over_in_silence(bench):
+    daemon = bench.start_without_server("--ghn-agents")
+
+    daemon.wait_for_line("event=backoff")
+    daemon.kill()
+
+    assert re.search(r"WARNING \S+ main: action=main "
+                     r"message=this build has no G\.hn LAN discovery handler$", daemon.out, re.M)
 
 
 def test_discovery_is_off_unless_asked_for(bench):
