@@ -2,9 +2,53 @@
 
 #include <boost/mpl/push_back.hpp>
 #include <boost/mpl/vector.hpp>
+#include <boost/msm/front/functor_row.hpp>
+#include <boost/msm/front/state_machine_def.hpp>
 
-/// Building blocks of the state machines' transition tables.
+/// Building blocks of the state machines and their transition tables.
 namespace zephran::fsm_rows {
+
+using boost::msm::front::none;
+using boost::msm::front::Row;
+
+/// What the front ends have in common: an owner, whose data guards and actions work on. Events
+/// without a row are ignored.
+///
+/// @tparam Def the front end itself
+template <class Def, class Owner>
+class FrontEnd : public boost::msm::front::state_machine_def<Def> {
+public:
+    explicit FrontEnd(Owner& owner_of_machine) : machine_owner{&owner_of_machine} {}
+
+    Owner& owner() { return *machine_owner; }
+
+    template <class Machine, class Event>
+    void no_transition(const Event& /*event*/, Machine& /*machine*/, int /*state*/) {}
+
+private:
+    Owner* machine_owner;
+};
+
+/// State without entry or exit.
+using State = boost::msm::front::state<>;
+
+/// State that tells the machine's owner when it is entered.
+template <auto Enter>
+struct StateWithEntry : State {
+    template <class Event, class Machine>
+    void on_entry(const Event& /*event*/, Machine& machine) {
+        (machine.owner().*Enter)();
+    }
+};
+
+/// State that tells the machine's owner when it is entered and left.
+template <auto Enter, auto Leave>
+struct StateWithEntryAndExit : StateWithEntry<Enter> {
+    template <class Event, class Machine>
+    void on_exit(const Event& /*event*/, Machine& machine) {
+        (machine.owner().*Leave)();
+    }
+};
 
 /// Guard of a row: asks the machine's owner.
 template <auto Question>
@@ -32,10 +76,10 @@ struct Append {
     using type = Sequence;
 };
 
-template <class Sequence, class Row, class... Rows>
-struct Append<Sequence, Row, Rows...> {
+template <class Sequence, class First, class... Rest>
+struct Append<Sequence, First, Rest...> {
     using type =
-        typename Append<typename boost::mpl::push_back<Sequence, Row>::type, Rows...>::type;
+        typename Append<typename boost::mpl::push_back<Sequence, First>::type, Rest...>::type;
 };
 
 template <class... Rows>

@@ -1,8 +1,5 @@
 #pragma once
 
-#include <boost/msm/front/functor_row.hpp>
-#include <boost/msm/front/state_machine_def.hpp>
-
 #include "fsm_rows.h"
 
 namespace zephran::hawkbit_agent_fsm {
@@ -14,61 +11,39 @@ struct exception {};
 struct restart {};
 }  // namespace events
 
+using events::advance;
+using events::error;
+using events::exception;
+using events::restart;
+using fsm_rows::none;
+using fsm_rows::Row;
+
 /// One polling cycle of one target, from the controller resource to the start of a deployment.
 ///
 /// @tparam Owner provides the guards and actions named below
 template <class Owner>
-struct BasicFSMDef : boost::msm::front::state_machine_def<BasicFSMDef<Owner>> {
-    template <class Event, class... Rest>
-    using Row = boost::msm::front::Row<Event, Rest...>;
-    using none = boost::msm::front::none;
-    using advance = events::advance;
-    using error = events::error;
-    using exception = events::exception;
-    using restart = events::restart;
-
-    explicit BasicFSMDef(Owner& agent) : machine_owner{&agent} {}
-    Owner& owner() { return *machine_owner; }
+struct BasicFSMDef : fsm_rows::FrontEnd<BasicFSMDef<Owner>, Owner> {
+    using fsm_rows::FrontEnd<BasicFSMDef<Owner>, Owner>::FrontEnd;
 
     /// A state in which a restart may begin the next cycle although this one has not ended.
-    struct WaitingState : boost::msm::front::state<> {
-        template <class Event, class Machine>
-        void on_entry(const Event& /*event*/, Machine& machine) {
-            machine.owner().enter_waiting();
-        }
-        template <class Event, class Machine>
-        void on_exit(const Event& /*event*/, Machine& machine) {
-            machine.owner().leave_waiting();
-        }
-    };
+    struct WaitingState
+        : fsm_rows::StateWithEntryAndExit<&Owner::enter_waiting, &Owner::leave_waiting> {};
 
-    struct Init : boost::msm::front::state<> {};
-    struct RetrievingControllerStatus : boost::msm::front::state<> {
-        template <class Event, class Machine>
-        void on_entry(const Event& /*event*/, Machine& machine) {
-            machine.owner().enter_retrieving_controller_status();
-        }
-    };
-    struct Backoff : boost::msm::front::state<> {};
-    struct SelectingControllerAction : boost::msm::front::state<> {};
-    struct SendingConfigData : boost::msm::front::state<> {};
-    struct RetrievingCancelAction : boost::msm::front::state<> {};
-    struct StartingCancelAction : boost::msm::front::state<> {};
-    struct RetrievingDeploymentAction : boost::msm::front::state<> {};
+    struct Init : fsm_rows::State {};
+    struct RetrievingControllerStatus
+        : fsm_rows::StateWithEntry<&Owner::enter_retrieving_controller_status> {};
+    struct Backoff : fsm_rows::State {};
+    struct SelectingControllerAction : fsm_rows::State {};
+    struct SendingConfigData : fsm_rows::State {};
+    struct RetrievingCancelAction : fsm_rows::State {};
+    struct StartingCancelAction : fsm_rows::State {};
+    struct RetrievingDeploymentAction : fsm_rows::State {};
     struct WaitingOnUpdateSchedule : WaitingState {};
     struct WaitingDeploymentDelay : WaitingState {};
     struct WaitingOnUserDecision : WaitingState {};
-    struct StartingDeploymentAction : boost::msm::front::state<> {};
-    struct Finished : boost::msm::front::state<> {
-        template <class Event, class Machine>
-        void on_entry(const Event& /*event*/, Machine& machine) {
-            machine.owner().enter_finished();
-        }
-        template <class Event, class Machine>
-        void on_exit(const Event& /*event*/, Machine& machine) {
-            machine.owner().leave_finished();
-        }
-    };
+    struct StartingDeploymentAction : fsm_rows::State {};
+    struct Finished
+        : fsm_rows::StateWithEntryAndExit<&Owner::enter_finished, &Owner::leave_finished> {};
     using initial_state = Init;
 
     using is_dormant = fsm_rows::Ask<&Owner::is_dormant>;
@@ -165,16 +140,10 @@ struct BasicFSMDef : boost::msm::front::state_machine_def<BasicFSMDef<Owner>> {
     // clang-format on
 
     template <class Machine, class Event>
-    void no_transition(const Event& /*event*/, Machine& /*machine*/, int /*state*/) {}
-
-    template <class Machine, class Event>
     void exception_caught(const Event& /*event*/, Machine& machine, std::exception& caught) {
-        owner().exception_caught(caught);
+        this->owner().exception_caught(caught);
         machine.process_event(exception{});
     }
-
-private:
-    Owner* machine_owner;
 };
 
 }  // namespace zephran::hawkbit_agent_fsm

@@ -2,9 +2,6 @@
 
 #include <type_traits>
 
-#include <boost/msm/front/functor_row.hpp>
-#include <boost/msm/front/state_machine_def.hpp>
-
 #include "fsm_rows.h"
 
 namespace zephran::hawkbit_deployer_fsm {
@@ -15,52 +12,33 @@ struct cancel {};
 struct resume {};
 }  // namespace events
 
+using events::advance;
+using events::cancel;
+using events::resume;
+using fsm_rows::none;
+using fsm_rows::Row;
+
 /// One deployment, chunk by chunk and artifact by artifact.
 ///
 /// @tparam Owner provides the guards and actions named below
 template <class Owner>
-struct BasicFSMDef : boost::msm::front::state_machine_def<BasicFSMDef<Owner>> {
-    template <class Event, class... Rest>
-    using Row = boost::msm::front::Row<Event, Rest...>;
-    using none = boost::msm::front::none;
-    using advance = events::advance;
-    using cancel = events::cancel;
-    using resume = events::resume;
+struct BasicFSMDef : fsm_rows::FrontEnd<BasicFSMDef<Owner>, Owner> {
+    using fsm_rows::FrontEnd<BasicFSMDef<Owner>, Owner>::FrontEnd;
 
-    explicit BasicFSMDef(Owner& deployer) : machine_owner{&deployer} {}
-    Owner& owner() { return *machine_owner; }
-
-    struct Init : boost::msm::front::state<> {};
-    struct CheckingChunk : boost::msm::front::state<> {};
-    struct CheckingArtifact : boost::msm::front::state<> {};
-    struct DownloadingArtifact : boost::msm::front::state<> {};
-    struct VerifyingArtifact : boost::msm::front::state<> {};
-    struct SelectingArtifact : boost::msm::front::state<> {};
-    struct StartingInstaller : boost::msm::front::state<> {};
-    struct WaitingForInstaller : boost::msm::front::state<> {};
-    struct SelectingChunk : boost::msm::front::state<> {};
-    struct CancellingInstaller : boost::msm::front::state<> {
-        template <class Event, class Machine>
-        void on_entry(const Event& /*event*/, Machine& machine) {
-            machine.owner().enter_cancelling_installer();
-        }
-        template <class Event, class Machine>
-        void on_exit(const Event& /*event*/, Machine& machine) {
-            machine.owner().leave_cancelling_installer();
-        }
-    };
-    struct Finished : boost::msm::front::state<> {
-        template <class Event, class Machine>
-        void on_entry(const Event& /*event*/, Machine& machine) {
-            machine.owner().enter_finished();
-        }
-    };
-    struct Cancelled : boost::msm::front::state<> {
-        template <class Event, class Machine>
-        void on_entry(const Event& /*event*/, Machine& machine) {
-            machine.owner().enter_cancelled();
-        }
-    };
+    struct Init : fsm_rows::State {};
+    struct CheckingChunk : fsm_rows::State {};
+    struct CheckingArtifact : fsm_rows::State {};
+    struct DownloadingArtifact : fsm_rows::State {};
+    struct VerifyingArtifact : fsm_rows::State {};
+    struct SelectingArtifact : fsm_rows::State {};
+    struct StartingInstaller : fsm_rows::State {};
+    struct WaitingForInstaller : fsm_rows::State {};
+    struct SelectingChunk : fsm_rows::State {};
+    struct CancellingInstaller
+        : fsm_rows::StateWithEntryAndExit<&Owner::enter_cancelling_installer,
+                                          &Owner::leave_cancelling_installer> {};
+    struct Finished : fsm_rows::StateWithEntry<&Owner::enter_finished> {};
+    struct Cancelled : fsm_rows::StateWithEntry<&Owner::enter_cancelled> {};
     using initial_state = Init;
 
     using chunks_left = fsm_rows::Ask<&Owner::chunks_left>;
@@ -122,20 +100,14 @@ struct BasicFSMDef : boost::msm::front::state_machine_def<BasicFSMDef<Owner>> {
         Row<Cancelled,           cancel,  Cancelled,           none,                 none>>;
     // clang-format on
 
-    template <class Machine, class Event>
-    void no_transition(const Event& /*event*/, Machine& /*machine*/, int /*state*/) {}
-
     /// A cancel that throws is not answered with another one: that would never end.
     template <class Machine, class Event>
     void exception_caught(const Event& /*event*/, Machine& machine, std::exception& error) {
-        owner().exception_caught(error);
+        this->owner().exception_caught(error);
         if (!std::is_same_v<Event, cancel>) {
             machine.process_event(cancel{});
         }
     }
-
-private:
-    Owner* machine_owner;
 };
 
 }  // namespace zephran::hawkbit_deployer_fsm

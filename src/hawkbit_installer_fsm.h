@@ -2,9 +2,6 @@
 
 #include <type_traits>
 
-#include <boost/msm/front/functor_row.hpp>
-#include <boost/msm/front/state_machine_def.hpp>
-
 #include "fsm_rows.h"
 
 namespace zephran::hawkbit_installer_fsm {
@@ -15,37 +12,25 @@ struct cancel {};
 struct resume {};
 }  // namespace events
 
+using events::advance;
+using events::cancel;
+using events::resume;
+using fsm_rows::none;
+using fsm_rows::Row;
+
 /// One installation, from the check of its artifacts to its end.
 ///
 /// @tparam Owner provides the guards and actions named below
 template <class Owner>
-struct BasicFSMDef : boost::msm::front::state_machine_def<BasicFSMDef<Owner>> {
-    template <class Event, class... Rest>
-    using Row = boost::msm::front::Row<Event, Rest...>;
-    using none = boost::msm::front::none;
-    using advance = events::advance;
-    using cancel = events::cancel;
-    using resume = events::resume;
+struct BasicFSMDef : fsm_rows::FrontEnd<BasicFSMDef<Owner>, Owner> {
+    using fsm_rows::FrontEnd<BasicFSMDef<Owner>, Owner>::FrontEnd;
 
-    explicit BasicFSMDef(Owner& installer) : machine_owner{&installer} {}
-    Owner& owner() { return *machine_owner; }
-
-    struct Init : boost::msm::front::state<> {};
-    struct Starting : boost::msm::front::state<> {};
-    struct Installing : boost::msm::front::state<> {};
-    struct Cancelling : boost::msm::front::state<> {};
-    struct Finished : boost::msm::front::state<> {
-        template <class Event, class Machine>
-        void on_entry(const Event& /*event*/, Machine& machine) {
-            machine.owner().enter_finished();
-        }
-    };
-    struct Cancelled : boost::msm::front::state<> {
-        template <class Event, class Machine>
-        void on_entry(const Event& /*event*/, Machine& machine) {
-            machine.owner().enter_cancelled();
-        }
-    };
+    struct Init : fsm_rows::State {};
+    struct Starting : fsm_rows::State {};
+    struct Installing : fsm_rows::State {};
+    struct Cancelling : fsm_rows::State {};
+    struct Finished : fsm_rows::StateWithEntry<&Owner::enter_finished> {};
+    struct Cancelled : fsm_rows::StateWithEntry<&Owner::enter_cancelled> {};
     using initial_state = Init;
 
     using installation_has_finished = fsm_rows::Ask<&Owner::ask_installation_has_finished>;
@@ -82,21 +67,15 @@ struct BasicFSMDef : boost::msm::front::state_machine_def<BasicFSMDef<Owner>> {
         Row<Cancelled,  cancel,  Cancelled,  none,                 none>>;
     // clang-format on
 
-    template <class Machine, class Event>
-    void no_transition(const Event& /*event*/, Machine& /*machine*/, int /*state*/) {}
-
     /// A cancel that throws is not answered with another one: that would never end.
     template <class Machine, class Event>
     void exception_caught(const Event& /*event*/, Machine& machine, std::exception& error) {
         constexpr bool while_cancelling = std::is_same_v<Event, cancel>;
-        owner().exception_caught(error, while_cancelling);
+        this->owner().exception_caught(error, while_cancelling);
         if (!while_cancelling) {
             machine.process_event(cancel{});
         }
     }
-
-private:
-    Owner* machine_owner;
 };
 
 }  // namespace zephran::hawkbit_installer_fsm
