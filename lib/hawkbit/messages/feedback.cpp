@@ -60,7 +60,7 @@ std::string ActionFeedbackMessage::to_localtime_string(const long& time) {
     }
     std::array<char, buffer_size> buffer{};
     const auto length = std::strftime(buffer.data(), buffer.size(), "%Y%m%dT%H%M%S", &broken_down);
-    return std::string(buffer.data(), length);
+    return {buffer.data(), length};
 }
 
 Json::Value CancelActionFeedbackMessage::to_json() const {

@@ -96,9 +96,11 @@ CURL* __wrap_curl_easy_init() {
                                                                    : __real_curl_easy_init();
 }
 
-CURLcode __wrap_curl_easy_setopt(CURL* handle, CURLoption option, ...) {
+// The option as libcurl's callers pass it; an enumeration must not stand before the dots.
+CURLcode __wrap_curl_easy_setopt(CURL* handle, unsigned option_number, ...) {
+    const auto option = static_cast<CURLoption>(option_number);
     std::va_list arguments;
-    va_start(arguments, option);
+    va_start(arguments, option_number);
     std::string text;
     CURLcode result = CURLE_OK;
     if (option < CURLOPTTYPE_OBJECTPOINT) {
