@@ -184,11 +184,11 @@ TEST(LogValue, MacAddressIsItsText) {
 }
 
 TEST(LogPrintable, CopyRefersToTheSameValue) {
-    int number = 1;
+    std::string number = "1";
     const LogPrintable original{"number", number};
 
     const LogPrintable copy{original};
-    number = 2;
+    number = "2";
 
     std::ostringstream text;
     original.print(text);

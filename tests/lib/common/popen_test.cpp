@@ -313,7 +313,7 @@ TEST(POpen, ChildLeadsAProcessGroupOfItsOwn) {
 TEST(POpen, ChildDoesNotInheritThatSigpipeIsIgnored) {
     auto* const previous = std::signal(SIGPIPE, SIG_IGN);
     const auto ignored = output_of("sed -n 's/^SigIgn:[^0-9a-f]*//p' /proc/$$/status");
-    std::signal(SIGPIPE, previous);
+    ASSERT_NE(std::signal(SIGPIPE, previous), SIG_ERR);
 
     ASSERT_NE(ignored, "");
     EXPECT_EQ(std::stoull(ignored, nullptr, 16) & (1ULL << (SIGPIPE - 1)), 0U);

@@ -11,7 +11,6 @@ namespace zephran::hawkbit {
 namespace {
 
 using test::HttpAnswer;
-using test::HttpRequest;
 using test::LoopbackHttpServer;
 
 /// A controller whose addresses lie on a server, with both actions offered.

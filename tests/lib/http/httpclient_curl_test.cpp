@@ -17,7 +17,6 @@
 namespace zephran::http {
 namespace {
 
-using test::HttpAnswer;
 using test::LoopbackHttpServer;
 
 class Curl : public ::testing::Test {

@@ -155,9 +155,9 @@ TEST_F(Feedback, WithAnUnknownStatusIsNotBuilt) {
     CancelActionFeedbackMessage cancel;
     cancel.result = static_cast<Base::FinalResult>(3);
 
-    EXPECT_THAT([&] { deployment.to_json(); },
+    EXPECT_THAT([&] { (void)deployment.to_json(); },
                 ::testing::Throws<UnsupportedExecutionStatusException>());
-    EXPECT_THAT([&] { cancel.to_json(); }, ::testing::Throws<UnsupportedFinalResultException>());
+    EXPECT_THAT([&] { (void)cancel.to_json(); }, ::testing::Throws<UnsupportedFinalResultException>());
 }
 
 }  // namespace
