@@ -119,7 +119,7 @@ TEST(AgentManagerRun, RemovesAbortedAgents) {
     int pauses = 0;
     RecordingManager manager{events, [&] {
                                  if (++pauses == 1) {
-                                     std::raise(SIGTERM);
+                                     (void)std::raise(SIGTERM);
                                  }
                              }};
     manager.run();
@@ -140,7 +140,7 @@ TEST(AgentManagerRunDeathTest, ReturnsWhenTheLastAgentHasComeToRestAfterASignal)
     RecordingManager manager{events, [&] {
                                  std::cerr << "pause " << ++pauses << "\n";
                                  if (pauses == 1) {
-                                     std::raise(SIGTERM);
+                                     (void)std::raise(SIGTERM);
                                  }
                                  Attributes properties;
                                  running->spawn_agent("device " + std::to_string(pauses),

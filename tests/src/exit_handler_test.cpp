@@ -44,9 +44,9 @@ unsigned logged_signals(const std::string& text) {
     std::string text;
     {
         const CapturedLog log;
-        std::raise(first);
+        (void)std::raise(first);
         if (second != 0) {
-            std::raise(second);
+            (void)std::raise(second);
         }
         if (!log.text().empty()) {
             std::_Exit(3);
@@ -89,7 +89,7 @@ TEST_F(ExitHandlerDeathTest, LoggedSignalsAreNotLoggedAgain) {
     EXPECT_EXIT(
         {
             ExitHandler& handler = ExitHandler::instance();
-            std::raise(SIGTERM);
+            (void)std::raise(SIGTERM);
             handler.log_signals();
             std::string text;
             {
@@ -105,7 +105,7 @@ TEST_F(ExitHandlerDeathTest, LoggedSignalsAreNotLoggedAgain) {
 TEST_F(ExitHandlerDeathTest, SignalBeforeTheFirstUseEndsTheProcess) {
     EXPECT_EXIT(
         {
-            std::raise(SIGTERM);
+            (void)std::raise(SIGTERM);
             std::exit(7);
         },
         KilledBySignal(SIGTERM), "");
@@ -115,7 +115,7 @@ TEST_F(ExitHandlerDeathTest, OtherSignalsKeepTheirEffect) {
     EXPECT_EXIT(
         {
             ExitHandler::instance();
-            std::raise(SIGHUP);
+            (void)std::raise(SIGHUP);
             std::exit(7);
         },
         KilledBySignal(SIGHUP), "");

@@ -19,7 +19,6 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using testing::Pair;
 using testing::UnorderedElementsAre;
 

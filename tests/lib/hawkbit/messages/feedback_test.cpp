@@ -157,7 +157,8 @@ TEST_F(Feedback, WithAnUnknownStatusIsNotBuilt) {
 
     EXPECT_THAT([&] { (void)deployment.to_json(); },
                 ::testing::Throws<UnsupportedExecutionStatusException>());
-    EXPECT_THAT([&] { (void)cancel.to_json(); }, ::testing::Throws<UnsupportedFinalResultException>());
+    EXPECT_THAT([&] { (void)cancel.to_json(); },
+                ::testing::Throws<UnsupportedFinalResultException>());
 }
 
 }  // namespace
