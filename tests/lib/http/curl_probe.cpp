@@ -104,10 +104,12 @@ CURLcode __wrap_curl_easy_setopt(CURL* handle, unsigned option_number, ...) {
     std::string text;
     CURLcode result = CURLE_OK;
     if (option < CURLOPTTYPE_OBJECTPOINT) {
+        // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start() is not seen through
         const long number = va_arg(arguments, long);
         text = std::to_string(number);
         result = __real_curl_easy_setopt(handle, option, number);
     } else {
+        // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the same
         void* const pointer = va_arg(arguments, void*);
         text = describe(option, pointer);
         result = __real_curl_easy_setopt(handle, option, pointer);
