@@ -1,6 +1,5 @@
 #include "hawkbit_agent.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "action_message.h"
