@@ -5,7 +5,7 @@
 build_packages=(
     g++ cmake ninja-build
     libboost-dev libboost-program-options-dev libjsoncpp-dev libcurl4-openssl-dev libssl-dev
-    libgtest-dev libgmock-dev
+    libgtest-dev libgmock-dev libjson-c-dev
 )
 # shellcheck disable=SC2034
 run_packages=(python3 openssl curl util-linux mount)
