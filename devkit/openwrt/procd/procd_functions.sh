@@ -1,0 +1,50 @@
+# shellcheck shell=dash
+# Stand-ins for procd's shell functions.
+# uci_load_validate asks whether it is called for a validation.
+# shellcheck disable=SC2034
+
+standin_instance=''
+standin_instances=0
+standin_validating=''
+
+procd_open_service() {
+	standin_record open_service "$1"
+}
+
+procd_close_service() {
+	[ -z "$standin_instance" ] || standin_fail "instance $standin_instance is not closed"
+	standin_record close_service
+}
+
+procd_open_instance() {
+	[ -z "$standin_instance" ] || standin_fail "instance $standin_instance is not closed"
+	standin_instances=$((standin_instances + 1))
+	standin_instance=${1:-instance$standin_instances}
+	standin_record open_instance "$standin_instance"
+}
+
+procd_set_param() {
+	[ -n "$standin_instance" ] || standin_fail "procd_set_param outside an instance"
+	standin_record set "$@"
+}
+
+procd_append_param() {
+	[ -n "$standin_instance" ] || standin_fail "procd_append_param outside an instance"
+	standin_record append "$@"
+}
+
+procd_close_instance() {
+	[ -n "$standin_instance" ] || standin_fail "procd_close_instance without an instance"
+	standin_instance=''
+	standin_record close_instance
+}
+
+procd_add_reload_trigger() {
+	standin_record reload_trigger "$@"
+}
+
+procd_add_validation() {
+	standin_validating=1
+	"$@"
+	standin_validating=''
+}

@@ -1,0 +1,11 @@
+#!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+# The daemon prints no version. That it prints its options shows that it runs, with all its
+# libraries, on the target.
+
+help=$(/usr/sbin/zephran --help) || exit 1
+case $help in
+	*--hawkbit-server*) exit 0 ;;
+esac
+echo "zephran --help does not list its options" >&2
+exit 1
