@@ -17,11 +17,14 @@ namespace {
 constexpr std::uint32_t gateway_mtd_write_attempts = 100;
 constexpr unsigned longest_wind_down = 10;
 
+/// @return whether there were any
 template <class Predicate>
-void erase_agents(AgentManager::Agents& agents, Predicate is_to_go) {
+bool erase_agents(AgentManager::Agents& agents, Predicate is_to_go) {
+    const std::size_t count = agents.size();
     for (auto agent = agents.begin(); agent != agents.end();) {
         agent = is_to_go(*agent->second) ? agents.erase(agent) : std::next(agent);
     }
+    return agents.size() != count;
 }
 
 bool is_at_rest(const HawkbitAgent& agent) {
@@ -81,6 +84,7 @@ void AgentManager::wind_down(unsigned iteration) {
     if (iteration > longest_wind_down) {
         LOG_ERROR_AS("run", "action", "run", "message",
                      "process was signaled but we didn't return, forcing exit");
+        run_teardown();
         std::exit(EXIT_FAILURE);
     }
     LOG_INFO_AS("run", "action", "run", "remaining_agents", agents.size());
@@ -128,7 +132,17 @@ void AgentManager::spawn_agent(const std::string& id, Attributes& properties,
     auto agent = std::make_unique<HawkbitAgent>(settings.server, id);
     agent->configure(
         {context, properties, settings.schedule, settings.client_certificate, dormant});
-    agents.emplace(id, std::move(agent));
+    if (agents.emplace(id, std::move(agent)).second) {
+        publish_controls();
+    }
+}
+
+void AgentManager::publish_controls() {
+    AgentControls controls;
+    for (const auto& agent : agents) {
+        controls.emplace(agent.first, agent.second->control());
+    }
+    published_controls.publish(std::move(controls));
 }
 
 void AgentManager::abort_agent(const std::string& id) {
@@ -152,12 +166,17 @@ void AgentManager::abort_agents() {
 }
 
 void AgentManager::remove_finished_agents() {
-    erase_agents(agents, [](const HawkbitAgent& agent) { return agent.is_finished(); });
+    if (erase_agents(agents, [](const HawkbitAgent& agent) { return agent.is_finished(); })) {
+        publish_controls();
+    }
 }
 
 void AgentManager::remove_aborted_agents() {
-    erase_agents(agents,
-                 [](const HawkbitAgent& agent) { return agent.is_aborted() && is_at_rest(agent); });
+    if (erase_agents(agents, [](const HawkbitAgent& agent) {
+            return agent.is_aborted() && is_at_rest(agent);
+        })) {
+        publish_controls();
+    }
 }
 
 void AgentManager::restart_due_agents() {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "agent_control.h"
 #include "attributes.h"
 #include "discovery_handler.h"
 #include "hawkbit_agent.h"
@@ -83,15 +84,26 @@ protected:
     /// Starts what the platform adds, such as local control, before the loop begins.
     virtual void run_setup() = 0;
 
+    /// Ends what run_setup() has started. Called before the process is ended with agents left,
+    /// when no destructor of the manager runs.
+    virtual void run_teardown() {}
+
+    /// The controls of all agents at this moment, for other threads than the main one; never null.
+    [[nodiscard]] std::shared_ptr<const AgentControls> controls() const {
+        return published_controls.read();
+    }
+
 private:
     static void sleep_one_second();
     void run_iteration();
     void wind_down(unsigned iteration);
     void force_poll_after_reboot();
     [[nodiscard]] InstallerContext gateway_context();
+    void publish_controls();
 
     AgentManagerSettings settings;
     Agents agents;
+    common::Published<AgentControls> published_controls{AgentControls{}};
     std::vector<std::unique_ptr<DiscoveryHandler>> discovery_handlers;
     std::function<void()> pause;
 };

@@ -45,6 +45,7 @@ HawkbitAgent::~HawkbitAgent() = default;
 
 void HawkbitAgent::configure(AgentSettings new_settings) {
     settings = std::move(new_settings);
+    shared_control->set_attributes(settings.attributes);
     if (settings.client_certificate) {
         client->set_client_certificate(*settings.client_certificate);
     }
@@ -58,7 +59,7 @@ void HawkbitAgent::tick() {
 }
 
 void HawkbitAgent::force_poll() {
-    poll_forced = true;
+    shared_control->force_poll();
     controller.set_next_poll(now());
 }
 
@@ -104,7 +105,7 @@ void HawkbitAgent::start_deployer() {
     if (is_deploying()) {
         BOOST_THROW_EXCEPTION(DeploymentInProgressException{});
     }
-    hawkbit::DeploymentActionMessage action = *deployment_action;
+    hawkbit::DeploymentActionMessage action = *shared_control->pending_deployment();
     action.replace_chunks(InstallerFactory::reorder_chunks(action.chunks()));
     const bool is_interrupted = deployment_history::holds_own_report(action.action_history());
 
@@ -115,7 +116,7 @@ void HawkbitAgent::start_deployer() {
     if (is_interrupted) {
         resume_deployer();
     }
-    deployment_action.reset();
+    shared_control->drop_pending_deployment();
 }
 
 void HawkbitAgent::resume_deployer() {

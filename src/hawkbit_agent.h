@@ -7,6 +7,7 @@
 #include <string>
 
 #include "advancing_fsm.h"
+#include "agent_control.h"
 #include "attributes.h"
 #include "backoff_timer.h"
 #include "common/exception.h"
@@ -85,21 +86,19 @@ public:
     /// Gives the agent up: a running deployment is cancelled without a report on that.
     void abort();
     /// Lets the deployment with this id start, or any with any_deployment.
-    void accept_deployment(const std::string& action_id) { accepted_deployment = action_id; }
+    void accept_deployment(const std::string& action_id) {
+        shared_control->accept_deployment(action_id);
+    }
 
     [[nodiscard]] bool is_finished() const { return finished; }
     [[nodiscard]] bool is_waiting() const { return waiting; }
     [[nodiscard]] bool is_aborted() const { return aborted; }
-    [[nodiscard]] bool is_poll_forced() const { return poll_forced; }
+    [[nodiscard]] bool is_poll_forced() const { return shared_control->is_poll_forced(); }
     [[nodiscard]] bool is_deploying() const;
     [[nodiscard]] time_point next_poll() const { return controller.next_poll(); }
-    /// When the server was last asked for a deployment; zero before the first time.
-    [[nodiscard]] time_point last_poll() const { return last_deployment_poll; }
     [[nodiscard]] const Attributes& attributes() const { return settings.attributes; }
-    /// The deployment that has been fetched but not started, or null.
-    [[nodiscard]] const hawkbit::DeploymentActionMessage* pending_deployment() const {
-        return deployment_action.get();
-    }
+    /// What other threads see of this agent and may ask of it; never null.
+    [[nodiscard]] const std::shared_ptr<AgentControl>& control() const { return shared_control; }
 
     /// @name Guards of the state machine
     /// @{
@@ -164,22 +163,19 @@ private:
     HawkbitDeployer::MakeHttpClient make_http_client;
     std::function<time_point()> now;
     hawkbit::Controller controller;
+    std::shared_ptr<AgentControl> shared_control = std::make_shared<AgentControl>();
     bool cancel_action_requested = false;
     bool config_data_requested = false;
     bool deployment_action_requested = false;
     std::unique_ptr<RunningDeployment> deployment;
-    std::unique_ptr<hawkbit::DeploymentActionMessage> deployment_action;
     bool finished = false;
     bool waiting = false;
-    std::string accepted_deployment;
     bool starting_up = true;
-    bool poll_forced = false;
     bool attribute_changes_logged = false;
     std::string unknown_message_logged_for;
     time_point deployment_delay_until{};
     common::BackoffTimer backoff_timer;
     time_point backoff_until{};
-    time_point last_deployment_poll{};
 };
 
 }  // namespace zephran

@@ -40,6 +40,7 @@ public:
 
 protected:
     void run_setup() override { events.emplace_back("platform setup"); }
+    void run_teardown() override { std::cerr << "platform teardown\n"; }
 
 private:
     Events& events;
@@ -156,7 +157,7 @@ TEST(AgentManagerRunDeathTest, ForcesTheExitInTheEleventhIterationAfterASignal) 
 
     EXPECT_EXIT(run_with_agents_that_never_end(), ::testing::ExitedWithCode(EXIT_FAILURE),
                 "pause 11\n[^\n]*ERROR [^\n]* run: action=run message=process was signaled but we "
-                "didn't return, forcing exit");
+                "didn't return, forcing exit[^\n]*\nplatform teardown");
 }
 
 }  // namespace

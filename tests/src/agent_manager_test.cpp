@@ -29,6 +29,7 @@ public:
         Attributes properties;
         spawn_agent(id, properties, {}, true);
     }
+    using AgentManager::controls;
 
 protected:
     void run_setup() override {}
@@ -270,6 +271,46 @@ TEST_F(AgentManagerStep, ForcedPollDoesNotRestartABusyAgent) {
     manager.restart_due_agents();
 
     EXPECT_TRUE(manager.agent("device").is_poll_forced());
+    EXPECT_FALSE(manager.agent("device").is_finished());
+}
+
+TEST_F(AgentManagerStep, ControlsOfAllAgentsArePublished) {
+    configure();
+    EXPECT_THAT(*manager.controls(), IsEmpty());
+
+    manager.spawn_gateway_agent();
+    manager.spawn_dormant("device");
+
+    EXPECT_THAT(*manager.controls(),
+                ElementsAre(Pair("device", manager.agent("device").control()),
+                            Pair("gateway", manager.agent("gateway").control())));
+}
+
+TEST_F(AgentManagerStep, ControlOfARemovedAgentIsNoLongerPublishedButStaysUsable) {
+    configure();
+    manager.spawn_dormant("device");
+    manager.spawn_dormant("other");
+    const auto before = manager.controls();
+
+    manager.abort_agent("device");
+    bring_to_rest();
+    manager.remove_aborted_agents();
+    before->at("device")->force_poll();
+
+    EXPECT_EQ(manager.controls()->count("device"), 0U);
+    EXPECT_TRUE(before->at("device")->is_poll_forced());
+    manager.remove_finished_agents();
+    EXPECT_THAT(*manager.controls(), IsEmpty());
+}
+
+TEST_F(AgentManagerStep, PollForcedThroughTheControlRestartsAFinishedAgent) {
+    configure();
+    manager.spawn_dormant("device");
+    bring_to_rest();
+
+    manager.controls()->at("device")->force_poll();
+    manager.restart_due_agents();
+
     EXPECT_FALSE(manager.agent("device").is_finished());
 }
 

@@ -53,30 +53,30 @@ TEST_F(HawkbitAgentAction, EntryOfACycleDiscardsTheDeploymentThatWasNotStarted) 
     make();
     server.offer(scripted_deployment(1));
     agent->retrieve_deployment_action();
-    ASSERT_NE(agent->pending_deployment(), nullptr);
+    ASSERT_NE(agent->control()->pending_deployment(), nullptr);
 
     agent->enter_retrieving_controller_status();
 
-    EXPECT_EQ(agent->pending_deployment(), nullptr);
+    EXPECT_EQ(agent->control()->pending_deployment(), nullptr);
 }
 
 TEST_F(HawkbitAgentAction, LastPollIsTheAnswerWithoutADeploymentOrTheFetchOfOne) {
     make();
     const auto first = now;
     agent->retrieve_controller_status();
-    EXPECT_EQ(agent->last_poll(), first);
+    EXPECT_EQ(agent->control()->last_poll(), first);
 
     now += std::chrono::minutes{5};
     server.offer(scripted_deployment(1));
     agent->retrieve_controller_status();
-    EXPECT_EQ(agent->last_poll(), first);
+    EXPECT_EQ(agent->control()->last_poll(), first);
     agent->retrieve_deployment_action();
 
-    EXPECT_EQ(agent->last_poll(), now);
+    EXPECT_EQ(agent->control()->last_poll(), now);
 }
 
 TEST_F(HawkbitAgentAction, LastPollIsZeroBeforeTheFirst) {
-    EXPECT_EQ(make().last_poll(), HawkbitAgent::time_point{});
+    EXPECT_EQ(make().control()->last_poll(), HawkbitAgent::time_point{});
 }
 
 TEST_F(HawkbitAgentAction, ConfigDataHoldsTheAttributesAndForcesAPoll) {
@@ -211,8 +211,8 @@ TEST_F(HawkbitAgentAction, SecondDeploymentIsRefusedAndTheFirstGoesOn) {
 
     EXPECT_THROW(agent->start_deployment_action(), DeploymentInProgressException);
 
-    ASSERT_NE(agent->pending_deployment(), nullptr);
-    EXPECT_EQ(agent->pending_deployment()->id(), "8");
+    ASSERT_NE(agent->control()->pending_deployment(), nullptr);
+    EXPECT_EQ(agent->control()->pending_deployment()->id(), "8");
     run_to_end_of_deployment();
     EXPECT_EQ(server.exchanges.back(), "deployment 7 closed success 1/1: Deployment successful");
 }

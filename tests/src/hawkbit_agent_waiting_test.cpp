@@ -38,8 +38,8 @@ TEST_F(HawkbitAgentWaiting, SoftDeploymentWaitsForTheSchedule) {
 
     EXPECT_TRUE(agent->is_waiting());
     EXPECT_FALSE(agent->is_finished());
-    ASSERT_NE(agent->pending_deployment(), nullptr);
-    EXPECT_EQ(agent->pending_deployment()->id(), "7");
+    ASSERT_NE(agent->control()->pending_deployment(), nullptr);
+    EXPECT_EQ(agent->control()->pending_deployment()->id(), "7");
     EXPECT_FALSE(agent->is_deploying());
 }
 
@@ -65,7 +65,7 @@ TEST_F(HawkbitAgentWaiting, ForcedDeploymentStartsWhateverTheScheduleAndTheUserS
 
     EXPECT_TRUE(agent->is_deploying());
     EXPECT_TRUE(agent->is_finished());
-    EXPECT_EQ(agent->pending_deployment(), nullptr);
+    EXPECT_EQ(agent->control()->pending_deployment(), nullptr);
 }
 
 TEST_F(HawkbitAgentWaiting, InterruptedDeploymentStartsWhateverTheScheduleAndTheUserSay) {
@@ -171,7 +171,7 @@ TEST_F(HawkbitAgentWaiting, RestartOfAWaitingAgentSeesThatTheDeploymentWasWithdr
 
     EXPECT_TRUE(agent->is_finished());
     EXPECT_FALSE(agent->is_waiting());
-    EXPECT_EQ(agent->pending_deployment(), nullptr);
+    EXPECT_EQ(agent->control()->pending_deployment(), nullptr);
 }
 
 }  // namespace
