@@ -1,0 +1,154 @@
+#include "dispatch.h"
+
+#include <cstddef>
+#include <cstring>
+#include <utility>
+
+#include "frame.h"
+#include "scratch.h"
+#include "state.h"
+
+namespace zephran::ubus_standin {
+
+namespace {
+
+ubus_request* request_of(const State& state, const Frame& frame) {
+    for (ubus_request* const request : state.requests) {
+        if (request->seq == frame.seq && request->peer == frame.peer) {
+            return request;
+        }
+    }
+    return nullptr;
+}
+
+void take_status(ubus_request& request, Frame& frame) {
+    const blob_attr* const status = attributes_of(*frame.body())[UBUS_ATTR_STATUS];
+    request.status_code = status == nullptr ? static_cast<int>(UBUS_STATUS_INVALID_ARGUMENT)
+                                            : static_cast<int>(blob_get_u32(status));
+    request.status_msg = true;
+}
+
+void take_data(ubus_request& request, Frame& frame) {
+    if (request.raw_data_cb != nullptr) {
+        request.raw_data_cb(&request, frame.type, frame.body());
+        return;
+    }
+    blob_attr* const data = attributes_of(*frame.body())[UBUS_ATTR_DATA];
+    if (data != nullptr && request.data_cb != nullptr) {
+        request.data_cb(&request, frame.type, data);
+    }
+}
+
+const ubus_method* method_of(const ubus_object& object, const char* name) {
+    for (int i = 0; i < object.n_methods; ++i) {
+        const ubus_method& method = object.methods[i];
+        if (method.name == nullptr || std::strcmp(method.name, name) == 0) {
+            return &method;
+        }
+    }
+    return nullptr;
+}
+
+const char* text_of(const blob_attr* attr) {
+    return attr == nullptr ? nullptr : blob_get_string(attr);
+}
+
+int call_handler(ubus_context& context, ubus_request_data& request, Frame& frame) {
+    const State& state = state_of(context);
+    const auto found = state.objects.find(request.object);
+    if (found == state.objects.end()) {
+        return UBUS_STATUS_NOT_FOUND;
+    }
+    ubus_object& object = *found->second;
+    // The table does not outlive what the handler does; what it points at does.
+    const auto attributes = attributes_of(*frame.body());
+    const char* const name = text_of(attributes[UBUS_ATTR_METHOD]);
+    if (name == nullptr) {
+        return UBUS_STATUS_INVALID_ARGUMENT;
+    }
+    const ubus_method* const method = method_of(object, name);
+    if (method == nullptr) {
+        return UBUS_STATUS_METHOD_NOT_FOUND;
+    }
+    if (attributes[UBUS_ATTR_DATA] == nullptr) {
+        return UBUS_STATUS_INVALID_ARGUMENT;
+    }
+    request.acl = {text_of(attributes[UBUS_ATTR_USER]), text_of(attributes[UBUS_ATTR_GROUP]),
+                   object.name};
+    return method->handler(&context, &object, &request, name, attributes[UBUS_ATTR_DATA]);
+}
+
+void serve_call(ubus_context& context, Frame& frame) {
+    const auto& attributes = attributes_of(*frame.body());
+    if (attributes[UBUS_ATTR_OBJID] == nullptr) {
+        return;
+    }
+    const blob_attr* const no_reply = attributes[UBUS_ATTR_NO_REPLY];
+    const bool reply_wanted = no_reply == nullptr || blob_get_u8(no_reply) == 0;
+    ubus_request_data request{};
+    request.object = blob_get_u32(attributes[UBUS_ATTR_OBJID]);
+    request.peer = frame.peer;
+    request.seq = frame.seq;
+    request.fd = -1;
+    request.req_fd = -1;
+
+    const int status = call_handler(context, request, frame);
+    if (reply_wanted && !request.deferred) {
+        blob_buf& message = fresh_message();
+        blob_put_u32(&message, UBUS_ATTR_STATUS, static_cast<std::uint32_t>(status));
+        blob_put_u32(&message, UBUS_ATTR_OBJID, request.object);
+        send_frame(context, UBUS_MSG_STATUS, frame.seq, frame.peer, *message.head);
+    }
+}
+
+void dispatch(ubus_context& context, Frame frame) {
+    State& state = state_of(context);
+    switch (frame.type) {
+        case UBUS_MSG_STATUS:
+        case UBUS_MSG_DATA:
+            if (ubus_request* const request = request_of(state, frame); request != nullptr) {
+                frame.type == UBUS_MSG_STATUS ? take_status(*request, frame)
+                                              : take_data(*request, frame);
+            }
+            break;
+        case UBUS_MSG_INVOKE:
+            if (context.stack_depth > 0) {
+                state.waiting_calls.push_back(std::move(frame));
+            } else {
+                serve_call(context, frame);
+            }
+            break;
+        default:
+            break;
+    }
+}
+
+}  // namespace
+
+bool receive_and_dispatch(ubus_context& context) {
+    auto frame = receive_frame(context);
+    if (frame) {
+        dispatch(context, std::move(*frame));
+    } else if (context.sock.eof) {
+        context.connection_lost(&context);
+    }
+    return frame.has_value();
+}
+
+void dispatch_waiting_calls(ubus_context& context) {
+    auto& calls = state_of(context).waiting_calls;
+    while (!calls.empty()) {
+        Frame call = std::move(calls.front());
+        calls.pop_front();
+        serve_call(context, call);
+    }
+}
+
+void handle_socket(uloop_fd* socket, unsigned /*events*/) noexcept {
+    auto& context = *reinterpret_cast<ubus_context*>(reinterpret_cast<char*>(socket) -
+                                                     offsetof(ubus_context, sock));
+    while (receive_and_dispatch(context) && !context.cancel_poll) {
+    }
+}
+
+}  // namespace zephran::ubus_standin

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <vector>
+
+#include "frame.h"
+
+extern "C" {
+#include <libubus.h>
+}
+
+namespace zephran::ubus_standin {
+
+/// What a context keeps besides its public members.
+struct State {
+    std::map<std::uint32_t, ubus_object*> objects;
+    /// Being waited for, the innermost last.
+    std::vector<ubus_request*> requests;
+    /// Calls that arrived while a request was being waited for.
+    std::deque<Frame> waiting_calls;
+};
+
+inline State& state_of(ubus_context& context) {
+    return *static_cast<State*>(context.state);
+}
+
+}  // namespace zephran::ubus_standin
