@@ -55,7 +55,7 @@ def named_text(name, value):
 
 
 def named_number(name, value):
-    return named(INT32, name, struct.pack(">I", value))
+    return named(INT32, name, struct.pack(">I", value % (1 << 32)))
 
 
 def method(name, **arguments):
@@ -100,16 +100,12 @@ class Frame:
         return attributes(self.payload)
 
 
-class RawClient:
-    """A connection. The greeting is taken by the constructor."""
+class RawConnection:
+    """Frames to and from whoever is at the other end."""
 
-    def __init__(self, path):
-        self.socket = socket.socket(socket.AF_UNIX)
+    def __init__(self, connected):
+        self.socket = connected
         self.socket.settimeout(PATIENCE)
-        self.socket.connect(str(path))
-        self.greeting = self.socket.recv(4096)
-        self.id = struct.unpack(">I", self.greeting[4:8])[0]
-        self.sequence = 0
 
     def close(self):
         self.socket.close()
@@ -129,6 +125,17 @@ class RawClient:
     def frame(self):
         head = self._receive(12)
         return Frame(head + self._receive(struct.unpack(">I", head[8:])[0] - 4))
+
+
+class RawClient(RawConnection):
+    """A client of a broker. The greeting is taken by the constructor."""
+
+    def __init__(self, path):
+        super().__init__(socket.socket(socket.AF_UNIX))
+        self.socket.connect(str(path))
+        self.greeting = self.socket.recv(4096)
+        self.id = struct.unpack(">I", self.greeting[4:8])[0]
+        self.sequence = 0
 
     def closed_by_broker(self):
         try:
