@@ -1,0 +1,86 @@
+"""The package's scripts, run below a directory that takes the place of a gateway's /."""
+import os
+import pathlib
+import subprocess
+
+from openwrt.procd import service, uci_file
+
+PROJECT = pathlib.Path(__file__).resolve().parents[2]
+PACKAGE = PROJECT / "packaging/openwrt"
+FILES = PACKAGE / "files"
+
+
+class Gateway:
+    def __init__(self, root, shell):
+        self.root = pathlib.Path(root)
+        self.shell = shell
+        self.record = self.root / "record"
+        for directory in ("etc/config", "run", "libexec", "bin"):
+            (self.root / directory).mkdir(parents=True)
+
+    @property
+    def config_path(self):
+        return self.root / "etc/config/zephran"
+
+    def configure(self, service_options=None, **sections):
+        """Writes the configuration: options of the section service, other sections by name."""
+        sections = {"service": service_options or {}, **sections}
+        self.config_path.write_text(uci_file.render(
+            [uci_file.Section(name, name, options) for name, options in sections.items()]))
+
+    def file(self, name):
+        """The path of a file that exists."""
+        path = self.root / name
+        path.touch()
+        return os.fspath(path)
+
+    def command(self, name, text):
+        """A program that is found before the machine's own."""
+        path = self.root / "bin" / name
+        path.write_text(text)
+        path.chmod(0o755)
+        return path
+
+    def place(self, name, directory="."):
+        """A copy of a script of the package that uses this directory instead of the real ones."""
+        text = (FILES / name).read_text()
+        places = {"/var/run/": f"{self.root}/run/",
+                  "/usr/libexec/zephran-poll": f"{self.root}/libexec/zephran.poll"}
+        if name == "zephran.defaults":
+            places["/etc/config/"] = f"{self.root}/etc/config/"
+        for real, placed in places.items():
+            text = text.replace(real, placed)
+        path = self.root / directory / name
+        path.write_text(text)
+        path.chmod(0o755)
+        return path
+
+    def init(self, action="start"):
+        return service.run(self.place("zephran.init"), action, self.root, self.shell)
+
+    def instance(self):
+        """The one instance that the configuration asks for."""
+        started = self.init()
+        assert (started.exit_status, started.errors, started.log) == (0, "", [])
+        [instance] = started.instances.values()
+        return instance
+
+    def source(self, name, **variables):
+        """Runs a hotplug or defaults script as the system does. Returns its exit status.
+
+        Also returned is a function that waits for everything that it left in the background.
+        """
+        read_end, write_end = os.pipe()
+        environment = service.environment(self.root, self.record)
+        environment["PATH"] = f"{self.root / 'bin'}:{environment['PATH']}"
+        done = subprocess.run([*self.shell, "-c", '( . "$0" )', self.place(name)],
+                              env={**environment, **variables}, pass_fds=[write_end],
+                              capture_output=True, text=True, check=False, timeout=60)
+        os.close(write_end)
+        assert (done.stdout, done.stderr) == ("", "")
+
+        def wait():
+            with open(read_end, "rb") as stream:
+                stream.read()
+
+        return done.returncode, wait

@@ -1,0 +1,177 @@
+"""Which events make the daemon poll at once."""
+import os
+
+import pytest
+
+FORCE_POLL = ["-t", "5", "call", "zephran", "force_poll", "{}"]
+
+# waits for the gate where there is one, so that a test can tell who waits for whom
+UBUS = """#!/bin/sh
+echo noise
+echo noise >&2
+[ ! -e '{root}/gate' ] || cat '{root}/gate'
+printf '%s\\0' $# "$@" >>'{root}/calls'
+exit {status}
+"""
+
+STRATUM = {"ACTION": "stratum"}
+WAN_UP = {"ACTION": "ifup", "INTERFACE": "wan"}
+EVENTS = pytest.mark.parametrize("script, event", [
+    ("zephran.ntp", STRATUM), ("zephran.iface", WAN_UP)])
+
+
+@pytest.fixture(name="hotplug")
+def fixture_hotplug(gateway):
+    return Hotplug(gateway)
+
+
+class Hotplug:
+    def __init__(self, gateway):
+        self.gateway = gateway
+        gateway.configure({"enabled": "1"})
+        gateway.place("zephran.poll", "libexec")
+        self.ubus_exits_with(0)
+
+    def ubus_exits_with(self, status):
+        self.gateway.command("ubus", UBUS.format(root=self.gateway.root, status=status))
+
+    def event(self, script, variables):
+        exit_status, wait = self.gateway.source(script, **variables)
+        assert exit_status == 0
+        wait()
+
+    def calls(self):
+        calls = self.gateway.root / "calls"
+        fields = iter(calls.read_text().split("\0")[:-1] if calls.exists() else [])
+        return [[next(fields) for _ in range(int(count))] for count in fields]
+
+    def mark_reboot(self):
+        self.rebooted.touch()
+
+    @property
+    def rebooted(self):
+        return self.gateway.root / "run/zephran.rebooted"
+
+
+@EVENTS
+def test_event_forces_one_poll(hotplug, script, event):
+    hotplug.event(script, event)
+
+    assert hotplug.calls() == [FORCE_POLL]
+
+
+@pytest.mark.parametrize("script, event", [
+    ("zephran.ntp", {"ACTION": "step"}), ("zephran.ntp", {"ACTION": "periodic"}),
+    ("zephran.ntp", {"ACTION": "unsync"}), ("zephran.ntp", {}),
+    ("zephran.iface", {"ACTION": "ifdown", "INTERFACE": "wan"}),
+    ("zephran.iface", {"ACTION": "ifupdate", "INTERFACE": "wan"}),
+    ("zephran.iface", {"ACTION": "ifup", "INTERFACE": "lan"}),
+    ("zephran.iface", {"ACTION": "ifup", "INTERFACE": "wandering"}),
+    ("zephran.iface", {"ACTION": "ifup"}), ("zephran.iface", {})])
+def test_other_events_do_nothing(hotplug, script, event):
+    hotplug.event(script, event)
+
+    assert hotplug.calls() == []
+
+
+def test_other_time_events_do_not_use_up_the_first_one(hotplug):
+    hotplug.event("zephran.ntp", {"ACTION": "step"})
+    hotplug.event("zephran.ntp", STRATUM)
+
+    assert hotplug.calls() == [FORCE_POLL]
+
+
+def test_time_counts_once_per_boot(hotplug):
+    for _ in range(3):
+        hotplug.event("zephran.ntp", STRATUM)
+    assert hotplug.calls() == [FORCE_POLL]
+
+    (hotplug.gateway.root / "run").rename(hotplug.gateway.root / "run of the last boot")
+    (hotplug.gateway.root / "run").mkdir()
+    hotplug.event("zephran.ntp", STRATUM)
+
+    assert hotplug.calls() == [FORCE_POLL, FORCE_POLL]
+
+
+def test_uplink_counts_each_time(hotplug):
+    hotplug.event("zephran.iface", WAN_UP)
+    hotplug.event("zephran.iface", WAN_UP)
+
+    assert hotplug.calls() == [FORCE_POLL, FORCE_POLL]
+
+
+@EVENTS
+@pytest.mark.parametrize("status", [4, 7, 255])
+def test_daemon_or_bus_that_is_not_there_does_no_harm(hotplug, script, event, status):
+    hotplug.ubus_exits_with(status)
+
+    hotplug.event(script, event)
+
+    assert hotplug.calls() == [FORCE_POLL]
+
+
+@EVENTS
+def test_machine_without_ubus_does_no_harm(hotplug, script, event):
+    (hotplug.gateway.root / "bin/ubus").unlink()
+
+    hotplug.event(script, event)
+
+    assert hotplug.calls() == []
+
+
+@EVENTS
+def test_others_do_not_wait_for_the_answer(hotplug, script, event):
+    gate = hotplug.gateway.root / "gate"
+    os.mkfifo(gate)
+
+    exit_status, wait = hotplug.gateway.source(script, **event)
+
+    assert exit_status == 0
+    assert hotplug.calls() == []
+    with gate.open("w", encoding="utf-8"):
+        pass
+    wait()
+    assert hotplug.calls() == [FORCE_POLL]
+
+
+@EVENTS
+@pytest.mark.parametrize("dormant", ["1", "on", "true", "yes", "enabled"])
+def test_dormant_daemon_is_left_alone(hotplug, script, event, dormant):
+    hotplug.gateway.configure({"dormant": dormant})
+
+    hotplug.event(script, event)
+
+    assert hotplug.calls() == []
+
+
+@EVENTS
+@pytest.mark.parametrize("dormant", ["0", "off", "false", "no", "disabled"])
+def test_daemon_that_is_not_dormant_polls(hotplug, script, event, dormant):
+    hotplug.gateway.configure({"dormant": dormant})
+
+    hotplug.event(script, event)
+
+    assert hotplug.calls() == [FORCE_POLL]
+
+
+@EVENTS
+def test_dormant_daemon_polls_after_the_reboot_of_an_installation(hotplug, script, event):
+    hotplug.gateway.configure({"dormant": "1"})
+    hotplug.mark_reboot()
+
+    hotplug.event(script, event)
+
+    assert hotplug.calls() == [FORCE_POLL]
+
+
+def test_reboot_counts_until_network_and_time_are_there(hotplug):
+    hotplug.gateway.configure({"dormant": "1"})
+    hotplug.mark_reboot()
+
+    hotplug.event("zephran.iface", WAN_UP)
+    assert hotplug.rebooted.exists()
+    hotplug.event("zephran.ntp", STRATUM)
+    assert not hotplug.rebooted.exists()
+    hotplug.event("zephran.iface", WAN_UP)
+
+    assert hotplug.calls() == [FORCE_POLL, FORCE_POLL]

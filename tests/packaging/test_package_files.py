@@ -1,0 +1,138 @@
+"""What the files of the package say about each other, the daemon and its documentation."""
+import json
+import re
+import shutil
+import subprocess
+
+import pytest
+from openwrt.procd import uci_file
+from package_bench import FILES, PACKAGE, PROJECT
+
+SCRIPTS = sorted(path for path in PACKAGE.rglob("*")
+                 if path.is_file() and path.read_bytes().startswith(b"#!/bin/sh"))
+INIT = (FILES / "zephran.init").read_text()
+DOCUMENTATION = (PROJECT / "docs/openwrt.md").read_text()
+
+# Written or read by the daemon itself, and not by the init script.
+READ_BY_THE_DAEMON = {"automatic_update", "rebooted"}
+# --help starts nothing, the other one is read by nothing.
+NOT_FOR_A_GATEWAY = {"help", "installed-flash-type"}
+
+
+def shipped_sections():
+    return {section.name: section for section in
+            uci_file.parse((FILES / "zephran.config").read_text())}
+
+
+def validated_options():
+    options = re.search(r"^SERVICE_OPTIONS='\n(.*?)^'", INIT, re.MULTILINE | re.DOTALL)[1]
+    return {name: (datatype, default) for name, datatype, default in
+            (f"{line.strip()}::".split(":")[:3] for line in options.splitlines())}
+
+
+def sources():
+    return "".join(path.read_text() for directory in ("src", "lib", "platform")
+                   for path in sorted((PROJECT / directory).rglob("*"))
+                   if path.suffix in (".h", ".cpp"))
+
+
+def test_every_script_is_checked():
+    assert [path.name for path in SCRIPTS] == [
+        "zephran.defaults", "zephran.iface", "zephran.init", "zephran.ntp", "zephran.poll",
+        "test-version.sh"]
+
+
+@pytest.mark.parametrize("script", SCRIPTS, ids=lambda path: path.name)
+def test_shellcheck_finds_nothing(script):
+    if not shutil.which("shellcheck"):
+        pytest.skip("shellcheck is not installed")
+    done = subprocess.run(["shellcheck", script], capture_output=True, text=True, check=False)
+
+    assert (done.returncode, done.stdout) == (0, "")
+
+
+def test_every_passed_option_is_one_of_the_daemons():
+    known = set(re.findall(r'_arg = "([\w-]+)";', (PROJECT / "src/command_line_options.cpp")
+                           .read_text()))
+    passed = set(re.findall(r"--([a-z-]+)", INIT))
+
+    assert passed <= known
+    assert known - passed == NOT_FOR_A_GATEWAY
+
+
+def test_shipped_service_options_are_known_and_have_their_defaults():
+    shipped = shipped_sections()["service"].options
+    validated = validated_options()
+
+    assert READ_BY_THE_DAEMON <= set(shipped) <= set(validated) | READ_BY_THE_DAEMON
+    assert not READ_BY_THE_DAEMON & set(validated)
+    assert shipped["enabled"] == "0"
+    assert shipped["automatic_update"] == "1"
+    for name in set(shipped) & set(validated):
+        assert shipped[name] == validated[name][1]
+
+
+def test_schedule_is_what_the_daemon_reads_and_the_instance_carries():
+    reader = (PROJECT / "src/update_schedule_reader.cpp").read_text()
+    read = re.findall(r'get_schedule_option\(config, "(\w+)"\)', reader)
+    carried = re.findall(r"config_get \w+ schedule (\w+)", INIT)
+    shipped = shipped_sections()["schedule"].options
+
+    assert set(shipped) == set(read) == set(carried)
+    assert shipped["enabled"] == "0"
+
+
+def test_every_section_that_the_daemon_uses_is_shipped_by_name():
+    used = set(re.findall(r'"zephran\.(\w+)[."]', sources()))
+    shipped = shipped_sections()
+
+    assert used >= {"service", "schedule", "device"}
+    assert used == set(shipped)
+    assert all(section.type == name for name, section in shipped.items())
+
+
+def test_defaults_make_the_shipped_sections():
+    made = re.search(r"for section in (.*); do", (FILES / "zephran.defaults").read_text())[1]
+
+    assert made.split() == list(shipped_sections())
+
+
+def test_web_interface_may_look_with_one_right_and_act_with_another():
+    [rights] = json.loads((FILES / "zephran.acl.json").read_text()).values()
+
+    assert rights["read"] == {"ubus": {"zephran": ["get_agents", "get_deployment"]},
+                              "uci": ["zephran"]}
+    assert rights["write"] == {"ubus": {"zephran": ["force_poll", "accept_deployment"]},
+                               "uci": ["zephran"]}
+    assert set(rights) == {"description", "read", "write"}
+
+
+def test_every_option_is_documented_with_type_and_default():
+    rows = {cells[0].strip(" `"): [cell.strip(" `") for cell in cells[1:3]] for cells in
+            (line.strip("|").split("|") for line in DOCUMENTATION.splitlines()
+             if line.startswith("| `"))}
+    expected = {f"service.{name}": ["text" if datatype == "string" else
+                                    "one of DEBUG, INFO, WARNING, ERROR"
+                                    if datatype.startswith("or(") else datatype, default or "none"]
+                for name, (datatype, default) in validated_options().items()}
+
+    assert {name: rows.get(name) for name in expected} == expected
+    assert {f"service.{name}" for name in READ_BY_THE_DAEMON} <= set(rows)
+    assert {f"schedule.{name}" for name in shipped_sections()["schedule"].options} <= set(rows)
+
+
+@pytest.mark.parametrize("program, exit_status", [
+    ("echo '  --device-id arg'; echo '  --hawkbit-server arg'", 0),
+    ("echo 'something else'", 1),
+    ("echo '  --hawkbit-server arg'; exit 127", 1)])
+def test_version_test_sees_whether_the_program_runs(tmp_path, program, exit_status):
+    daemon = tmp_path / "zephran"
+    daemon.write_text(f'#!/bin/sh\n[ "$*" = --help ] || exit 2\n{program}\n')
+    daemon.chmod(0o755)
+    text = (PACKAGE / "test-version.sh").read_text()
+    script = tmp_path / "test-version.sh"
+    script.write_text(text.replace("/usr/sbin/zephran", str(daemon)))
+
+    done = subprocess.run(["sh", script, "zephran", "0.1.0"], capture_output=True, check=False)
+
+    assert done.returncode == exit_status
