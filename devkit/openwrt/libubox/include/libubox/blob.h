@@ -163,6 +163,7 @@ static inline struct blob_attr* blob_put_string(struct blob_buf* buf, int id, co
 
 /// Walks over the attributes inside attr (may be NULL) and stops at the first broken one.
 #define blob_for_each_attr(pos, attr, rem)                            \
-    for ((rem) = (attr) ? blob_len(attr) : 0,                         \
+    for ((rem) = (__typeof__(rem))((attr) ? blob_len(attr) : 0),      \
         (pos) = (struct blob_attr*)((attr) ? blob_data(attr) : NULL); \
-         blob_fits(pos, (size_t)(rem)); (rem) -= blob_pad_len(pos), (pos) = blob_next(pos))
+         blob_fits(pos, (size_t)(rem));                               \
+         (rem) = (__typeof__(rem))((size_t)(rem)-blob_pad_len(pos)), (pos) = blob_next(pos))

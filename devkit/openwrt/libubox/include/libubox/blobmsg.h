@@ -177,6 +177,7 @@ static inline char* blobmsg_get_string(const struct blob_attr* attr) {
 
 /// Walks over the values inside attr (may be NULL) and stops at the first broken one.
 #define blobmsg_for_each_attr(pos, attr, rem)                            \
-    for ((rem) = (attr) ? blobmsg_data_len(attr) : 0,                    \
+    for ((rem) = (__typeof__(rem))((attr) ? blobmsg_data_len(attr) : 0), \
         (pos) = (struct blob_attr*)((attr) ? blobmsg_data(attr) : NULL); \
-         blob_fits(pos, (size_t)(rem)); (rem) -= blob_pad_len(pos), (pos) = blob_next(pos))
+         blob_fits(pos, (size_t)(rem));                                  \
+         (rem) = (__typeof__(rem))((size_t)(rem)-blob_pad_len(pos)), (pos) = blob_next(pos))
