@@ -1,7 +1,7 @@
 #include "platform.h"
 
-#include "openwrt/openwrt_agent_manager.h"
 #include "openwrt/preparation.h"
+#include "openwrt/ubus_agent_manager.h"
 #include "openwrt/uci_config_wrapper.h"
 
 namespace zephran::platform {
@@ -16,7 +16,7 @@ openwrt::Preparation& preparation() {
 }  // namespace
 
 std::unique_ptr<AgentManager> create_agent_manager() {
-    return std::make_unique<openwrt::OpenWrtAgentManager>();
+    return std::make_unique<openwrt::UbusAgentManager>();
 }
 
 const char* get_temp_directory() {

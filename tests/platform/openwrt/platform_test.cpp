@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "agent_manager.h"
-#include "openwrt/openwrt_agent_manager.h"
+#include "openwrt/ubus_agent_manager.h"
 #include "openwrt/uci_config_wrapper.h"
 
 namespace zephran::platform {
@@ -25,7 +25,7 @@ TEST(OpenWrtPlatform, AgentManagerIsNewAndEmpty) {
     const auto first = create_agent_manager();
     const auto second = create_agent_manager();
 
-    EXPECT_NE(dynamic_cast<openwrt::OpenWrtAgentManager*>(first.get()), nullptr);
+    EXPECT_NE(dynamic_cast<openwrt::UbusAgentManager*>(first.get()), nullptr);
     EXPECT_NE(first, second);
     EXPECT_TRUE(first->get_agents().empty());
     EXPECT_EQ(first->gateway_id(), "");

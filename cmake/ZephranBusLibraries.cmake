@@ -1,0 +1,36 @@
+# The libraries of the message bus as one target, zephran_bus_libraries: the system's own where they
+# are found, else the stand-ins of the development kit. They bring no package files of their own.
+
+find_path(UBUS_INCLUDE_DIR libubus.h)
+find_path(UBOX_INCLUDE_DIR libubox/blobmsg_json.h)
+find_library(UBUS_LIBRARY ubus)
+find_library(UBOX_LIBRARY ubox)
+find_library(BLOBMSG_JSON_LIBRARY blobmsg_json)
+mark_as_advanced(UBUS_INCLUDE_DIR UBOX_INCLUDE_DIR UBUS_LIBRARY UBOX_LIBRARY BLOBMSG_JSON_LIBRARY)
+
+set(zephran_missing_bus_parts "")
+foreach(part UBUS_INCLUDE_DIR UBOX_INCLUDE_DIR UBUS_LIBRARY UBOX_LIBRARY BLOBMSG_JSON_LIBRARY)
+    if(NOT ${part})
+        list(APPEND zephran_missing_bus_parts ${part})
+    endif()
+endforeach()
+
+add_library(zephran_bus_libraries INTERFACE)
+if(NOT zephran_missing_bus_parts)
+    set(ZEPHRAN_BUS "libubus of the system (${UBUS_LIBRARY})")
+    target_include_directories(zephran_bus_libraries SYSTEM INTERFACE
+        ${UBUS_INCLUDE_DIR} ${UBOX_INCLUDE_DIR})
+    target_link_libraries(zephran_bus_libraries INTERFACE
+        ${UBUS_LIBRARY} ${BLOBMSG_JSON_LIBRARY} ${UBOX_LIBRARY})
+elseif(ZEPHRAN_BUILD_DEVKIT)
+    set(ZEPHRAN_BUS "stand-ins of the development kit, not for a gateway")
+    target_link_libraries(zephran_bus_libraries INTERFACE
+        ubus_standin blobmsg_json_standin ubox_standin)
+else()
+    message(FATAL_ERROR
+        "The libraries of the message bus (libubus, libubox, libblobmsg_json) are incomplete, "
+        "missing: ${zephran_missing_bus_parts}. Name their prefix in CMAKE_PREFIX_PATH, or switch on "
+        "ZEPHRAN_BUILD_DEVKIT to build with stand-ins, which are never to reach a gateway.")
+endif()
+message(STATUS "Message bus: ${ZEPHRAN_BUS}")
+file(WRITE ${PROJECT_BINARY_DIR}/message-bus.txt "${ZEPHRAN_BUS}\n")

@@ -1,0 +1,123 @@
+#include "ubus/ubus_context.h"
+
+#include <cerrno>
+#include <utility>
+
+#include <boost/exception/errinfo_errno.hpp>
+#include <poll.h>
+
+#include "common/logprint.h"
+#include "ubus/exceptions.h"
+#include "ubus/signal_dispositions.h"
+
+namespace zephran::ubus {
+
+namespace {
+
+constexpr int no_descriptor = -1;
+
+const char* path_or_default(const std::string& path) {
+    return path.empty() ? nullptr : path.c_str();
+}
+
+}  // namespace
+
+UbusContext::UbusContext() : UbusContext{Settings{}} {}
+
+UbusContext::UbusContext(Settings chosen_settings) : settings{std::move(chosen_settings)} {}
+
+UbusContext::~UbusContext() {
+    disconnect();
+}
+
+void UbusContext::connect() {
+    const SignalDispositions kept;
+    context = ubus_connect(path_or_default(settings.socket_path));
+    if (context == nullptr) {
+        BOOST_THROW_EXCEPTION(UbusConnectException{} << boost::errinfo_errno{errno});
+    }
+    connected = true;
+}
+
+void UbusContext::disconnect() {
+    stop_receiver();
+    if (context != nullptr) {
+        ubus_free(context);
+        context = nullptr;
+    }
+}
+
+void UbusContext::start_receiver() {
+    stop_receiver();
+    running = true;
+    receiver = std::make_unique<std::thread>(&UbusContext::receiver_thread, this);
+}
+
+void UbusContext::stop_receiver() {
+    running = false;
+    if (receiver != nullptr && receiver->joinable()) {
+        receiver->join();
+    }
+    receiver.reset();
+}
+
+void UbusContext::receiver_thread() {
+    while (running) {
+        const bool is_broken = wait_for_input();
+        if (connected) {
+            poll_events();
+            if (is_broken || context->sock.eof) {
+                lose_connection();
+            }
+        }
+        if (next_attempt && steady::now() >= *next_attempt) {
+            try_to_recover();
+        }
+    }
+}
+
+void UbusContext::poll_events() {
+    context->sock.cb(&context->sock, ULOOP_READ);
+}
+
+// poll() ignores a descriptor below zero. The socket of a broker that is gone stays readable for
+// ever and would have the thread spin.
+bool UbusContext::wait_for_input() const {
+    pollfd input{connected ? context->sock.fd : no_descriptor, POLLIN, 0};
+    const int ready = ::poll(&input, 1, static_cast<int>(settings.poll_interval.count()));
+    constexpr int broken = POLLHUP | POLLERR | POLLNVAL;
+    return ready > 0 && (input.revents & broken) != 0;
+}
+
+void UbusContext::lose_connection() {
+    connected = false;
+    if (!next_attempt) {
+        LOG_WARNING("event", "ubus", "message", "connection lost");
+    }
+    next_attempt = steady::now() + settings.reconnect_interval;
+}
+
+void UbusContext::try_to_recover() {
+    if (!connected) {
+        connected = reconnect();
+    }
+    if (connected && (!restore || restore())) {
+        next_attempt.reset();
+        LOG_INFO("event", "ubus", "message", "connection restored");
+    } else {
+        next_attempt = steady::now() + settings.reconnect_interval;
+    }
+}
+
+bool UbusContext::reconnect() {
+    const SignalDispositions kept;
+    if (ubus_reconnect(context, path_or_default(settings.socket_path)) == UBUS_STATUS_OK) {
+        return true;
+    }
+    // The library may leave the number of a descriptor here that it has closed, and would close it
+    // again: by then it may be that of a file or of a transfer.
+    context->sock.fd = no_descriptor;
+    return false;
+}
+
+}  // namespace zephran::ubus

@@ -1,0 +1,114 @@
+#include "ubus/ubus_object.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "common/logprint.h"
+#include "ubus/blob_buffer.h"
+#include "ubus/exceptions.h"
+
+namespace zephran::ubus {
+
+namespace {
+
+// The broker disconnects who sends more than 1 MiB. Around a reply count the length of the message
+// and the id of the object, of two words.
+constexpr std::size_t largest_message = 1U << 20U;
+constexpr std::size_t bytes_around_a_reply = 12;
+
+std::vector<ObjectRegistration::Method> listed(const std::list<UbusObject::Method>& methods) {
+    std::vector<ObjectRegistration::Method> list;
+    for (const UbusObject::Method& method : methods) {
+        list.push_back({std::get<0>(method), std::get<2>(method)});
+    }
+    return list;
+}
+
+void log_exception(const char* action, const std::string& method) {
+    LOG_ERROR("event", "exception_caught", "action", action, "method", method, "what",
+              boost::current_exception_diagnostic_information());
+}
+
+}  // namespace
+
+UbusObject::UbusObject(std::string object_name, std::list<Method> object_methods,
+                       UbusContext::Settings settings)
+    : methods{std::move(object_methods)},
+      context{std::move(settings)},
+      name{std::move(object_name)},
+      registration{std::make_unique<ObjectRegistration>(name, listed(methods),
+                                                        ubus_method_handler_internal, this)} {
+    context.connect();
+    context.set_restorer([this] { return register_again(); });
+    const int result = ubus_add_object(context.get(), registration->object());
+    if (result != UBUS_STATUS_OK) {
+        BOOST_THROW_EXCEPTION(ObjectAddException{} << ubus_error_tag{ubus_strerror(result)});
+    }
+}
+
+UbusObject::~UbusObject() {
+    // The records may only go when nobody dispatches to them any more.
+    context.disconnect();
+}
+
+bool UbusObject::register_again() {
+    if (registration->is_registered()) {
+        failure_logged = false;
+        return true;
+    }
+    const int result = ubus_add_object(context.get(), registration->object());
+    if (result != UBUS_STATUS_OK && !failure_logged) {
+        LOG_WARNING("event", "ubus", "message", "could not register object again", "error",
+                    ubus_strerror(result));
+    }
+    failure_logged = result != UBUS_STATUS_OK;
+    return result == UBUS_STATUS_OK;
+}
+
+int UbusObject::ubus_method_handler_internal(ubus_context* /*connection*/, ubus_object* object,
+                                             ubus_request_data* request, const char* method,
+                                             blob_attr* message) {
+    auto* const owner = static_cast<UbusObject*>(ObjectRegistration::owner_of(object));
+    return owner->dispatch(request, method, message);
+}
+
+int UbusObject::dispatch(ubus_request_data* request, const std::string& method,
+                         blob_attr* message) {
+    const auto found = std::find_if(methods.begin(), methods.end(), [&](const Method& candidate) {
+        return std::get<0>(candidate) == method;
+    });
+    return found == methods.end() ? UBUS_STATUS_OK : call(*found, request, message);
+}
+
+// An exception that reached the C code which called would end the process.
+int UbusObject::call(const Method& method, ubus_request_data* request, blob_attr* message) {
+    try {
+        return std::get<1>(method)(this, request, message);
+    } catch (...) {
+        log_exception("call", std::get<0>(method));
+    }
+    try {
+        Json::Value failure;
+        failure["success"] = false;
+        reply(request, failure);
+    } catch (...) {
+        log_exception("reply", std::get<0>(method));
+    }
+    return UBUS_STATUS_OK;
+}
+
+void UbusObject::reply(ubus_request_data* request, const Json::Value& value) {
+    ubox::BlobBuffer buffer;
+    buffer.add_json(value);
+    const std::size_t size = bytes_around_a_reply + blob_raw_len(buffer.get_head());
+    if (size > largest_message) {
+        BOOST_THROW_EXCEPTION(MessageTooLargeException{} << message_size_tag{size});
+    }
+    const int result = ubus_send_reply(context.get(), request, buffer.get_head());
+    if (result != UBUS_STATUS_OK) {
+        BOOST_THROW_EXCEPTION(ReplyException{} << ubus_error_tag{ubus_strerror(result)});
+    }
+}
+
+}  // namespace zephran::ubus

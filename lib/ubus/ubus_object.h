@@ -1,0 +1,70 @@
+#pragma once
+
+#include <functional>
+#include <list>
+#include <memory>
+#include <string>
+#include <tuple>
+
+#include <json/json.h>
+
+#include "ubus/libraries.h"
+#include "ubus/object_registration.h"
+#include "ubus/ubus_context.h"
+
+namespace zephran::ubus {
+
+/// An object on the message bus whose methods are functions of this process. All of them run on the
+/// receiver thread of its context, one at a time.
+class UbusObject {
+public:
+    /// Serves one call. What it returns is the status of the call, 0 for success. An exception that
+    /// leaves it is logged, and the caller gets {"success": false}.
+    using Handler = std::function<int(UbusObject*, ubus_request_data*, blob_attr*)>;
+    /// Name, handler, arguments.
+    using Method = std::tuple<std::string, Handler, ArgumentPolicy>;
+
+    /// Connects to the bus and registers the object. Calls are served once the receiver of the
+    /// context has been started; a broker that comes back after an outage learns of the object
+    /// again.
+    ///
+    /// @throws UbusConnectException
+    /// @throws ObjectAddException with ubus_error_tag, for example when the name is taken
+    UbusObject(std::string object_name, std::list<Method> object_methods,
+               UbusContext::Settings settings = {});
+    UbusObject(const UbusObject&) = delete;
+    UbusObject& operator=(const UbusObject&) = delete;
+    virtual ~UbusObject();
+
+    [[nodiscard]] UbusContext& get_context() { return context; }
+    [[nodiscard]] const std::string& get_name() const { return name; }
+
+    /// Answers a call; may be used several times for one.
+    ///
+    /// @param value an object
+    /// @throws MessageTooLargeException with message_size_tag; nothing was sent
+    /// @throws ReplyException with ubus_error_tag when the connection is broken
+    /// @throws ubox::NotAnObjectException
+    void reply(ubus_request_data* request, const Json::Value& value);
+
+    /// Handler of all methods of all objects: finds the object and the method and calls it. A name
+    /// that is not in the list gives 0 and no reply; the bus library itself refuses such calls
+    /// before they come here.
+    static int ubus_method_handler_internal(ubus_context* connection, ubus_object* object,
+                                            ubus_request_data* request, const char* method,
+                                            blob_attr* message);
+
+private:
+    [[nodiscard]] int dispatch(ubus_request_data* request, const std::string& method,
+                               blob_attr* message);
+    int call(const Method& method, ubus_request_data* request, blob_attr* message);
+    [[nodiscard]] bool register_again();
+
+    std::list<Method> methods;
+    UbusContext context;
+    std::string name;
+    std::unique_ptr<ObjectRegistration> registration;
+    bool failure_logged = false;
+};
+
+}  // namespace zephran::ubus

@@ -1,0 +1,123 @@
+#include "openwrt/ubus_agent_manager.h"
+
+#include <utility>
+
+#include "common/json.h"
+#include "common/logprint.h"
+#include "openwrt/agent_documents.h"
+#include "ubus/message_text.h"
+
+namespace zephran::platform::openwrt {
+
+namespace {
+
+constexpr const char* agent_id_argument = "agent_id";
+
+Json::Value outcome(bool success) {
+    Json::Value document;
+    document["success"] = success;
+    return document;
+}
+
+Json::Value failure(const char* message) {
+    Json::Value document = outcome(false);
+    document["message"] = message;
+    return document;
+}
+
+void send_json_response(ubus::UbusObject& object, ubus_request_data* request,
+                        const Json::Value& value) {
+    object.reply(request, value);
+}
+
+}  // namespace
+
+UbusAgentManager::UbusAgentManager(ubus::UbusContext::Settings chosen_bus,
+                                   std::function<void()> loop_pause)
+    : AgentManager{std::move(loop_pause)}, bus{std::move(chosen_bus)} {}
+
+void UbusAgentManager::run_setup() {
+    const auto served_by = [this](auto handler) -> ubus::UbusObject::Handler {
+        return [this, handler](ubus::UbusObject* called, ubus_request_data* request,
+                               blob_attr* message) {
+            return (this->*handler)(called, request, message);
+        };
+    };
+    std::list<ubus::UbusObject::Method> methods{
+        {"force_poll",
+         served_by(&UbusAgentManager::handle_force_poll),
+         {{agent_id_argument, BLOBMSG_TYPE_STRING}}},
+        {"get_deployment", served_by(&UbusAgentManager::handle_get_deployment), {}},
+        {"accept_deployment", served_by(&UbusAgentManager::handle_accept_deployment), {}},
+        {"get_agents", served_by(&UbusAgentManager::handle_get_agents), {}},
+    };
+    object = std::make_unique<ubus::UbusObject>("zephran", std::move(methods), bus);
+    object->get_context().start_receiver();
+}
+
+int UbusAgentManager::handle_force_poll(ubus::UbusObject* called, ubus_request_data* request,
+                                        blob_attr* message) {
+    const std::optional<std::string> text = ubox::to_json_text(message);
+    const bool success = text && force_polls(common::JSONDefaultParser{}(*text));
+    send_json_response(*called, request, outcome(success));
+    return UBUS_STATUS_OK;
+}
+
+bool UbusAgentManager::force_polls(const Json::Value& arguments) const {
+    constexpr const char* function = "handle_force_poll";
+    const auto present = controls();
+    if (!arguments.isMember(agent_id_argument)) {
+        for (const auto& agent : *present) {
+            agent.second->force_poll();
+        }
+        LOG_INFO_AS(function, "event", "ubus", "method", "force_poll", "agent", "all");
+        return true;
+    }
+    const Json::Value& id = arguments[agent_id_argument];
+    const auto agent = present->find(id.asString());
+    if (agent == present->end()) {
+        LOG_ERROR_AS(function, "event", "ubus", "error", "no such agent", "agent", id);
+        return false;
+    }
+    agent->second->force_poll();
+    LOG_INFO_AS(function, "event", "ubus", "method", "force_poll", "agent", id);
+    return true;
+}
+
+int UbusAgentManager::handle_get_deployment(ubus::UbusObject* called, ubus_request_data* request,
+                                            blob_attr* /*message*/) {
+    LOG_INFO("event", "ubus", "method", "get_deployment");
+    const auto gateway = gateway_control();
+    send_json_response(
+        *called, request,
+        gateway == nullptr ? failure("no gateway agent") : deployment_document(*gateway));
+    return UBUS_STATUS_OK;
+}
+
+int UbusAgentManager::handle_accept_deployment(ubus::UbusObject* called, ubus_request_data* request,
+                                               blob_attr* /*message*/) {
+    LOG_INFO("event", "ubus", "method", "accept_deployment");
+    const auto gateway = gateway_control();
+    const auto pending = gateway == nullptr ? nullptr : gateway->pending_deployment();
+    if (pending != nullptr) {
+        gateway->accept_deployment(pending->id());
+    }
+    send_json_response(*called, request,
+                       pending == nullptr ? failure(no_pending_deployment) : outcome(true));
+    return UBUS_STATUS_OK;
+}
+
+int UbusAgentManager::handle_get_agents(ubus::UbusObject* called, ubus_request_data* request,
+                                        blob_attr* /*message*/) {
+    LOG_INFO("event", "ubus", "method", "get_agents");
+    send_json_response(*called, request, agents_document(*controls()));
+    return UBUS_STATUS_OK;
+}
+
+std::shared_ptr<AgentControl> UbusAgentManager::gateway_control() const {
+    const auto present = controls();
+    const auto gateway = present->find(gateway_id());
+    return gateway == present->end() ? nullptr : gateway->second;
+}
+
+}  // namespace zephran::platform::openwrt

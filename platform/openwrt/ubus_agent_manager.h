@@ -1,0 +1,54 @@
+#pragma once
+
+#include <memory>
+
+#include <json/json.h>
+
+#include "agent_manager.h"
+#include "ubus/ubus_object.h"
+
+namespace zephran::platform::openwrt {
+
+/// The agent manager of a gateway: it offers the object "zephran" on the message bus, through which
+/// local software lists the agents, forces polls, and accepts the deployment that the gateway holds
+/// back for its user.
+///
+/// The handlers run on the receiver thread of the object. They see the agents through their
+/// controls only, and neither they nor the main loop ever wait for one another.
+class UbusAgentManager : public AgentManager {
+public:
+    UbusAgentManager() = default;
+    /// For tests, which have a broker of their own and put something else in place of the pause.
+    UbusAgentManager(ubus::UbusContext::Settings chosen_bus, std::function<void()> loop_pause);
+    ~UbusAgentManager() override = default;
+
+    /// @name Methods of the object
+    /// Each answers with one JSON object and returns 0; "success" tells what came of it.
+    /// @{
+
+    /// "agent_id" (string) names the agent that is to poll; without it all do.
+    int handle_force_poll(ubus::UbusObject* object, ubus_request_data* request, blob_attr* message);
+    int handle_get_deployment(ubus::UbusObject* object, ubus_request_data* request,
+                              blob_attr* message);
+    int handle_accept_deployment(ubus::UbusObject* object, ubus_request_data* request,
+                                 blob_attr* message);
+    int handle_get_agents(ubus::UbusObject* object, ubus_request_data* request, blob_attr* message);
+    /// @}
+
+protected:
+    /// Registers the object and starts to serve it.
+    /// @throws ubus::UbusConnectException when there is no broker
+    /// @throws ubus::ObjectAddException when another process has the name
+    void run_setup() override;
+    void run_teardown() override { object.reset(); }
+
+private:
+    [[nodiscard]] std::shared_ptr<AgentControl> gateway_control() const;
+    [[nodiscard]] bool force_polls(const Json::Value& arguments) const;
+
+    ubus::UbusContext::Settings bus;
+    // The last member: its receiver must be gone before anything that the handlers use.
+    std::unique_ptr<ubus::UbusObject> object;
+};
+
+}  // namespace zephran::platform::openwrt

@@ -1,0 +1,158 @@
+#include "ubus/ubus_context.h"
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <future>
+
+#include <boost/exception/errinfo_errno.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include "support/captured_log.h"
+#include "support/private_broker.h"
+#include "support/temporary_directory.h"
+#include "ubus/exceptions.h"
+
+namespace zephran::test {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ubus::UbusContext;
+
+constexpr std::chrono::milliseconds soon{10};
+
+UbusContext::Settings impatient(const std::string& socket) {
+    return {socket, soon, soon};
+}
+
+std::size_t count(const std::string& text, const std::string& part) {
+    std::size_t found = 0;
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++found;
+    }
+    return found;
+}
+
+TEST(UbusContext, HasNoConnectionAtFirst) {
+    const UbusContext context;
+
+    EXPECT_EQ(context.get(), nullptr);
+}
+
+TEST(UbusContext, MissingBrokerIsNamedWithTheSystemsReason) {
+    const TemporaryDirectory directory;
+    UbusContext context{{directory.path("bus")}};
+
+    try {
+        context.connect();
+        FAIL() << "connected to nobody";
+    } catch (const ubus::UbusConnectException& error) {
+        EXPECT_STREQ(error.what(), "Failed to connect to ubus");
+        const int* const number = boost::get_error_info<boost::errinfo_errno>(error);
+        ASSERT_NE(number, nullptr);
+        EXPECT_EQ(*number, ENOENT);
+    }
+}
+
+TEST(UbusContext, SocketThatABrokerLeftBehindIsNoBroker) {
+    PrivateBroker broker;
+    broker.kill();
+    UbusContext context{{broker.socket()}};
+
+    EXPECT_THROW(context.connect(), ubus::UbusConnectException);
+}
+
+TEST(UbusContext, ConnectingLeavesTheSignalsAlone) {
+    const PrivateBroker broker;
+    struct sigaction before {};
+    ASSERT_EQ(sigaction(SIGTERM, nullptr, &before), 0);
+    UbusContext context{{broker.socket()}};
+
+    context.connect();
+
+    struct sigaction after {};
+    ASSERT_EQ(sigaction(SIGTERM, nullptr, &after), 0);
+    EXPECT_EQ(after.sa_handler, before.sa_handler);
+}
+
+TEST(UbusContext, ReceiverStopsWithTheContext) {
+    const PrivateBroker broker;
+    UbusContext context{impatient(broker.socket())};
+    context.connect();
+
+    context.start_receiver();
+    context.start_receiver();
+    context.stop_receiver();
+    context.stop_receiver();
+    context.start_receiver();
+    context.disconnect();
+
+    EXPECT_EQ(context.get(), nullptr);
+}
+
+class UbusContextOutage : public ::testing::Test {
+protected:
+    void connect() {
+        context.connect();
+        context.set_restorer([this] {
+            ++restorations;
+            if (restorations == 1) {
+                first_restoration.set_value();
+            }
+            return restorations >= needed_restorations;
+        });
+        context.start_receiver();
+    }
+
+    CapturedLog log;
+    PrivateBroker broker;
+    int restorations = 0;
+    int needed_restorations = 1;
+    std::promise<void> first_restoration;
+    UbusContext context{impatient(broker.socket())};
+};
+
+TEST_F(UbusContextOutage, BrokerThatComesBackIsFoundAgain) {
+    connect();
+
+    broker.kill();
+    broker.start();
+    first_restoration.get_future().wait();
+    context.disconnect();
+
+    EXPECT_EQ(restorations, 1);
+    EXPECT_EQ(count(log.text(), "event=ubus message=connection lost"), 1U) << log.text();
+    EXPECT_EQ(count(log.text(), "event=ubus message=connection restored"), 1U) << log.text();
+}
+
+TEST_F(UbusContextOutage, EveryOutageIsLoggedOnceHoweverManyAttemptsItTakes) {
+    needed_restorations = 3;
+    connect();
+
+    broker.kill();
+    broker.start();
+    first_restoration.get_future().wait();
+    // the broker answers only after the attempts before it
+    while (count(run_command(broker.command("list")).output, "Failed") != 0) {
+    }
+    context.disconnect();
+
+    EXPECT_EQ(count(log.text(), "connection lost"), 1U) << log.text();
+    EXPECT_LE(count(log.text(), "connection restored"), 1U) << log.text();
+}
+
+TEST_F(UbusContextOutage, EndsQuicklyWhileTheBrokerIsAway) {
+    connect();
+
+    broker.kill();
+    context.disconnect();
+
+    EXPECT_EQ(restorations, 0);
+    EXPECT_THAT(log.text(), Not(HasSubstr("connection restored")));
+}
+
+}  // namespace
+}  // namespace zephran::test

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <string>
+
+#include <sys/types.h>
+
+#include "support/temporary_directory.h"
+
+namespace zephran::test {
+
+/// A message bus of one test's own: the development kit's broker as a child process.
+class PrivateBroker {
+public:
+    /// Starts it and waits until it accepts connections.
+    PrivateBroker();
+    PrivateBroker(const PrivateBroker&) = delete;
+    PrivateBroker(PrivateBroker&&) = delete;
+    PrivateBroker& operator=(const PrivateBroker&) = delete;
+    PrivateBroker& operator=(PrivateBroker&&) = delete;
+    ~PrivateBroker();
+
+    void start();
+    /// Ends it as a crash would: its socket's file stays.
+    void kill();
+
+    [[nodiscard]] std::string socket() const { return directory.path("bus"); }
+    /// The command line's way to this broker, for example command("list").
+    [[nodiscard]] std::string command(const std::string& arguments) const;
+
+private:
+    TemporaryDirectory directory;
+    pid_t process = -1;
+};
+
+/// What a command wrote to its standard output, and its exit status.
+struct CommandResult {
+    std::string output;
+    int status;
+};
+
+/// Runs a shell command to its end.
+CommandResult run_command(const std::string& command);
+
+}  // namespace zephran::test
