@@ -16,12 +16,15 @@ def arguments():
     parser.add_argument("--config", action="append", default=[], metavar="PACKAGE=FILE",
                         help="a file for /etc/config/PACKAGE; may be given more than once")
     parser.add_argument("--library-path", help="where the stand-ins of the libraries lie")
+    parser.add_argument("--bus-path", help="where the stand-ins of ubusd and ubus lie; without it "
+                                           "the gateway has no message bus")
     parser.add_argument("command", nargs="+")
     return parser.parse_args()
 
 
 def run(options, run_dir):
-    with Gateway(run_dir, library_path=options.library_path) as gateway:
+    with Gateway(run_dir, library_path=options.library_path,
+                 bus_path=options.bus_path) as gateway:
         for setting in options.config:
             package, _, file = setting.partition("=")
             gateway.config(package, pathlib.Path(file).read_text(encoding="utf-8"))

@@ -9,6 +9,7 @@ import subprocess
 import sys
 import time
 
+from .bus import Bus
 from .kernel import die_with_parent
 from .terminal import Output
 
@@ -103,21 +104,24 @@ class Gateway:
 
     run_dir       a directory of its own; holds etc, sbin, run, flash and the logs
     library_path  where the stand-ins of the gateway's libraries lie
+    bus_path      where the stand-ins of the message bus's programs lie; without it there is no bus
     tmp_size      how much fits into its /tmp
     visible       further directories below /tmp that programs in the gateway must see
     """
 
-    def __init__(self, run_dir, library_path=None, tmp_size="256m", visible=()):
+    def __init__(self, run_dir, library_path=None, bus_path=None, tmp_size="256m", visible=()):
         self.run_dir = pathlib.Path(run_dir).resolve()
         self.library_path = library_path
         self.tmp_size = tmp_size
         self.visible = [str(PROJECT), str(self.run_dir), *map(str, visible)]
         self.daemons = []
+        self._programs = []
         self._process = self._socket = self._boot = None
         for name in ("etc/config", "etc/init.d", "sbin", "run/ubus", "flash", "mtd", "log"):
             (self.run_dir / name).mkdir(parents=True, exist_ok=True)
         for tool in sorted((HERE / "tools").glob("[!.]*")):
             shutil.copy(tool, self.run_dir / "sbin" / tool.name)
+        self.bus = Bus(self, bus_path)
 
     def __enter__(self):
         return self
@@ -188,18 +192,24 @@ class Gateway:
 
     def start_daemon(self, argv, env=None):
         """Starts a program with a small environment of its own; `env` adds to it."""
+        daemon = self.start_program(argv, f"daemon-{len(self.daemons) + 1}", env)
+        self.daemons.append(daemon)
+        return daemon
+
+    def start_program(self, argv, log_name, env=None):
+        """The same for a program that accompanies the daemons; `log_name` names its log's file."""
         self._ensure_booted()
         environment = {"PATH": GATEWAY_PATH, "HOME": "/root", "LANG": "C.UTF-8", "TZ": "UTC",
                        "GATEWAY_LOG": str(self.run_dir / "log"), **(env or {})}
         if self.library_path:
             environment.setdefault("LD_LIBRARY_PATH", str(self.library_path))
-        output = Output(self.run_dir / "log" / f"daemon-{len(self.daemons) + 1}.log")
+        output = Output(self.run_dir / "log" / f"{log_name}.log")
         answer = self.order("start", handles=output.slaves, argv=[str(word) for word in argv],
                             env=environment)
         output.start()
-        daemon = Daemon(self, answer["pid"], output)
-        self.daemons.append(daemon)
-        return daemon
+        program = Daemon(self, answer["pid"], output)
+        self._programs.append(program)
+        return program
 
     def run(self, argv, env=None, timeout=PATIENCE):
         """Runs a program to its end and returns it."""
@@ -211,6 +221,7 @@ class Gateway:
         """A power cut: every program is gone and /tmp empty, the configuration stays."""
         if self._boot:
             self.order("power_off")
+            self._start_services()
 
     def close(self):
         """Ends every program of the gateway and takes its mounts away."""
@@ -222,8 +233,8 @@ class Gateway:
         except subprocess.TimeoutExpired:
             self._process.kill()
             self._process.wait()
-        for daemon in self.daemons:
-            daemon.output.join(10)
+        for program in self._programs:
+            program.output.join(10)
         self._process = self._boot = None
 
     # ---- the holder
@@ -256,6 +267,12 @@ class Gateway:
             covers["/sys/class"] = {"mtd": str(self.run_dir / "mtd")}
         self._boot = self.order("boot", kept=self.visible, tmp_size=self.tmp_size,
                                 stage=str(self.run_dir / "stage"), covers=covers)
+        self._start_services()
+
+    def _start_services(self):
+        """What a gateway starts when it boots, before any daemon."""
+        if self.bus.exists:
+            self.bus.start()
 
     def _own(self, directory):
         return {entry.name: str(entry) for entry in sorted((self.run_dir / directory).iterdir())}

@@ -11,6 +11,7 @@ from hawkbit_server import Stall, Tls, UpdateServer
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("ZEPHRAN_BUILD_DIR", PROJECT / "build/debug"))
 DAEMON = BUILD / "src/zephran"
+BUS_PROGRAMS = BUILD / "devkit/openwrt/bin"
 DEVICE = "gw-1"
 
 # Sanitized builds on a busy machine are slow, and no test is about speed.
@@ -53,7 +54,7 @@ class Bench:
                                    **{"poll": POLL, **settings})
         self.server.start()
         self.gateway = Gateway(directory / "gateway", library_path=uci_directory() if uci else None,
-                               tmp_size=tmp_size, visible=[pki.ca.parent])
+                               bus_path=BUS_PROGRAMS, tmp_size=tmp_size, visible=[pki.ca.parent])
         self.gateway.config("zephran", CONFIG)
         self._closed_port = None
 
@@ -65,6 +66,7 @@ class Bench:
         self.server.stop()
         for daemon in self.gateway.daemons:
             assert not SANITIZER_FINDING.search(daemon.log), daemon.log
+        assert not SANITIZER_FINDING.search(self.gateway.bus.log), self.gateway.bus.log
 
     # ---- the gateway's side
 
