@@ -37,9 +37,9 @@ def fixture_owner(bus):
     return owner
 
 
-def start(bus, *arguments, stderr=subprocess.PIPE):
-    process = subprocess.Popen([UBUS, "-s", bus.path, *arguments], stdout=subprocess.PIPE,
-                               stderr=stderr, text=True)
+def start(bus, *arguments, stdout=subprocess.PIPE, stderr=subprocess.PIPE):
+    process = subprocess.Popen([UBUS, "-s", bus.path, *arguments], stdout=stdout, stderr=stderr,
+                               text=True)
     bus.callback(end, process)
     return process
 
@@ -394,7 +394,30 @@ def test_listen_prints_events_until_it_is_ended(bus, patterns):
     assert command.wait(PATIENCE) == -signal.SIGTERM
 
 
+def test_listen_ends_when_nobody_takes_the_events(bus):
+    with open("/dev/full", "w", encoding="ascii") as full:
+        command = start(bus, "listen", stdout=full)
+
+        def has_ended():
+            owner = bus.client()
+            owner.add("probe")
+            owner.close()
+            return command.poll() is not None
+
+        until(has_ended, "the end of the command")
+
+    assert result(command) == (1, None, "ubus: the output cannot be written\n")
+
+
 # --- the command itself
+
+def test_output_that_cannot_be_written_is_an_error(bus, owner):
+    with open("/dev/full", "w", encoding="ascii") as full:
+        assert result(start(bus, "list", "demo", stdout=full)) == (
+            1, None, "ubus: the output cannot be written\n")
+    assert owner.settled()
+
+
 
 @pytest.mark.parametrize("arguments", [["list"], ["call", "a", "b"], ["wait_for", "a"], ["listen"]])
 def test_no_broker_is_an_error(tmp_path, arguments):

@@ -16,7 +16,7 @@ void call(const Options& options);
 /// Returns once there is an object of each of the names.
 void wait_for(const Options& options);
 
-/// Prints events until the process is ended.
+/// Prints events until the process is ended or nobody takes them any more.
 void listen(const Options& options);
 
 }  // namespace zephran::ubus

@@ -43,7 +43,8 @@ void print_event(ubus_context* /*context*/, ubus_event_handler* /*handler*/, con
     const std::unique_ptr<char, decltype(&std::free)> text{blobmsg_format_json(message, true),
                                                            &std::free};
     std::printf("{ \"%s\": %s }\n", event, text == nullptr ? "" : text.get());
-    std::fflush(stdout);
+    // A failure stays noted in the stream, and is looked at where there is somebody to tell.
+    (void)std::fflush(stdout);
 }
 
 void subscribe(ubus_context& context, ubus_event_handler& handler, const std::string& pattern) {
@@ -55,8 +56,8 @@ void subscribe(ubus_context& context, ubus_event_handler& handler, const std::st
 
 /// The library takes the usual signals so that a loop can end on them. Here is no loop.
 void let_signals_end_the_process() {
-    std::signal(SIGINT, SIG_DFL);
-    std::signal(SIGTERM, SIG_DFL);
+    (void)std::signal(SIGINT, SIG_DFL);
+    (void)std::signal(SIGTERM, SIG_DFL);
 }
 
 int milliseconds_until(const std::optional<Clock::time_point>& deadline) {
@@ -119,7 +120,7 @@ void listen(const Options& options) {
     for (const std::string& pattern : options.arguments.empty() ? everything : options.arguments) {
         subscribe(*connection, handler, pattern);
     }
-    for (;;) {
+    while (std::ferror(stdout) == 0) {
         dispatch(*connection, std::nullopt);
     }
 }

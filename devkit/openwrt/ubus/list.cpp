@@ -36,7 +36,7 @@ void print_method(blob_attr* method) {
     std::size_t rest = 0;
     blobmsg_for_each_attr(argument, method, rest) {
         if (blobmsg_check_attr(argument, true) && blobmsg_type(argument) == BLOBMSG_TYPE_INT32) {
-            std::printf("%s\"%s\":\"%s\"", separator, blobmsg_name(argument),
+            std::printf(R"(%s"%s":"%s")", separator, blobmsg_name(argument),
                         type_name(blobmsg_get_u32(argument)));
             separator = ",";
         }

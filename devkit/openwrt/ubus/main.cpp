@@ -1,3 +1,4 @@
+#include <cstdio>
 #include <exception>
 #include <iostream>
 
@@ -35,6 +36,9 @@ int main(int argc, char* argv[]) {
     namespace ubus = zephran::ubus;
     try {
         ubus::run(ubus::parse_options(argc, argv));
+        if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+            throw ubus::Failure{1, "ubus: the output cannot be written"};
+        }
     } catch (const ubus::UsageError&) {
         std::cerr << ubus::usage;
         return 1;

@@ -1,11 +1,10 @@
 #include <cerrno>
-#include <cstring>
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <string>
 #include <system_error>
 
-#include <signal.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
 #include <unistd.h>

@@ -10,7 +10,7 @@ namespace zephran::ubusd {
 class OutputQueue {
 public:
     /// Room for several of the largest frames; more waits only for a client that does not read.
-    static constexpr std::size_t largest_size = 16U * 1048576U;
+    static constexpr std::size_t largest_size = std::size_t{16} * 1048576;
 
     /// @return false when the client is too far behind; nothing was added.
     [[nodiscard]] bool add(std::string bytes);

@@ -9,7 +9,7 @@ Object Registry::add(ClientId owner, const ObjectRequest& request) {
     if (request.name && (request.name->empty() || names.count(*request.name) != 0)) {
         throw Refusal{Status::invalid_argument};
     }
-    const Object object{random.unused(objects), owner, request.name, use_type(owner, request)};
+    Object object{random.unused(objects), owner, request.name, use_type(owner, request)};
     objects.emplace(object.id, object);
     if (object.name) {
         names.emplace(*object.name, object.id);
