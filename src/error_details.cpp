@@ -15,6 +15,7 @@
 #include "hawkbit/messages/controller_status.h"
 #include "hawkbit_installer.h"
 #include "http/exceptions.h"
+#include "installer/exceptions.h"
 #include "installer/script_installer.h"
 #include "installer_factory.h"
 #include "uci/exceptions.h"
@@ -56,7 +57,10 @@ void add_program_records(RecordLines& lines) {
         .add<common::program_exit_code_tag>("program_exit_code")
         .add<common::program_output_tag>("program_output")
         .add<installer::script_exit_code_tag>("script_exit_code")
-        .add<installer::script_output_tag>("script_output");
+        .add<installer::script_output_tag>("script_output")
+        .add<installer::installer_output_tag>("installer_output")
+        .add<installer::expected_version_tag>("expected_version")
+        .add<installer::found_version_tag>("found_version");
 }
 
 void add_http_records(RecordLines& lines) {

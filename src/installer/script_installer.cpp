@@ -51,15 +51,11 @@ void ScriptInstaller::start_installation() {
         BOOST_THROW_EXCEPTION(ScriptExecutionFailedException{} << script_exit_code_tag{exit_code}
                                                                << script_output_tag{output});
     }
-    installed = true;
+    set_installed();
 }
 
 bool ScriptInstaller::installation_has_finished() {
-    return is_resumed() || installed;
-}
-
-void ScriptInstaller::cancel_installation() {
-    BOOST_THROW_EXCEPTION(CannotBeCancelledException{});
+    return is_resumed() || OneTickInstaller::installation_has_finished();
 }
 
 }  // namespace zephran::installer

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "common/popen.h"
-#include "hawkbit_installer.h"
+#include "installer/one_tick_installer.h"
 #include "installer_context.h"
 
 namespace zephran::installer {
@@ -21,7 +21,7 @@ struct ScriptExecutionFailedException : common::Exception {
 /// Runs an executable artifact on the device; its exit code decides whether the chunk is installed.
 /// The script runs to its end within one tick. Only the first artifact of a chunk is run, the
 /// others are there for it.
-class ScriptInstaller : public HawkbitInstaller {
+class ScriptInstaller : public OneTickInstaller {
 public:
     /// A script that runs longer is killed, and the installation has failed.
     static constexpr std::chrono::seconds default_time_limit{900};
@@ -43,14 +43,10 @@ protected:
     ///         common::POpenFailedException
     void start_installation() override;
     [[nodiscard]] bool installation_has_finished() override;
-    /// @throws CannotBeCancelledException
-    void cancel_installation() override;
-    [[nodiscard]] bool cancellation_has_finished() override { return false; }
 
 private:
     std::chrono::milliseconds time_limit_of_script;
     common::TimeLimits patience;
-    bool installed = false;
 };
 
 }  // namespace zephran::installer

@@ -131,7 +131,8 @@ def test_start_reports_the_installers_of_this_build(bench):
 
     reported = re.findall(r"INFO \S+ report: action=factory_report part=(\w+) priority=(\d+)$",
                           daemon.out, re.M)
-    assert reported == [("script", "15")]
+    assert reported == [("bl", "30"), ("opkg", "60"), ("os", "10"), ("plc", "40"),
+                        ("script", "15"), ("zw", "20")]
 
 
 def test_start_says_what_was_switched_on(bench):

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+namespace zephran::installer {
+
+/// Version of the firmware that is running, such as "2.1_20260101".
+///
+/// @param version_file shell file that sets FIRMWARE_VERSION and FIRMWARE_DATE; tests pass another
+/// @throws ProgramExecutionFailedException with common::program_output_tag
+std::string get_installed_nevra_version(const std::string& version_file = "/etc/nevra-version");
+
+}  // namespace zephran::installer

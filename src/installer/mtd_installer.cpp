@@ -1,0 +1,102 @@
+#include "installer/mtd_installer.h"
+
+#include <chrono>
+#include <fstream>
+#include <thread>
+#include <utility>
+
+#include <unistd.h>
+
+#include "artifact_files.h"
+#include "installer/exceptions.h"
+#include "installer/file_md5.h"
+#include "installer/system_command.h"
+#include "installer_factory.h"
+
+namespace zephran::installer {
+
+namespace {
+
+const InstallerRegistration registration{"bl", 30, MTDInstaller::create};
+
+void log_command(const std::string& command) {
+    LOG_INFO_AS("start_installation", "event", "executing", "command", command);
+}
+
+}  // namespace
+
+MTDInstaller::MTDInstaller(std::string device_name, std::uint32_t write_attempts)
+    : MTDInstaller{std::move(device_name), write_attempts, Directories{}} {}
+
+MTDInstaller::MTDInstaller(std::string device_name, std::uint32_t write_attempts,
+                           Directories directories)
+    : device{std::move(directories.devices) + device_name},
+      erase_size_file{std::move(directories.partitions) + device_name + "/erasesize"},
+      attempts{write_attempts} {}
+
+std::unique_ptr<HawkbitInstaller> MTDInstaller::create(const InstallerContext& context) {
+    return std::make_unique<MTDInstaller>(context.bootloader_mtd, context.mtd_write_attempts);
+}
+
+void MTDInstaller::start_installation() {
+    if (holds_image()) {
+        LOG_INFO("event", "skip_installation", "message",
+                 "artifact is identical to flashed content");
+        set_installed();
+        return;
+    }
+    const std::string write = write_command();
+    log_command(erase_command());
+    run_required_command(erase_command());
+    if (!write_with_retries(write)) {
+        BOOST_THROW_EXCEPTION(InstallationFailedException{} << common::filename_tag{device});
+    }
+    ::sync();
+    if (!holds_image()) {
+        BOOST_THROW_EXCEPTION(VerificationFailedException{} << common::filename_tag{device});
+    }
+    set_installed();
+}
+
+bool MTDInstaller::holds_image() const {
+    const auto& image = chunk().artifacts().front();
+    return get_file_md5(device, static_cast<std::size_t>(image.size())) == image.md5();
+}
+
+// The text goes to dd as it stands.
+std::string MTDInstaller::erase_size() const {
+    std::ifstream file{erase_size_file};
+    if (!file) {
+        BOOST_THROW_EXCEPTION(common::InputFileOpenException{}
+                              << common::filename_tag{erase_size_file});
+    }
+    std::string line;
+    if (!std::getline(file, line) || line.empty()) {
+        BOOST_THROW_EXCEPTION(common::FileReadException{} << common::filename_tag{erase_size_file});
+    }
+    return line;
+}
+
+std::string MTDInstaller::write_command() const {
+    return "dd if=" + artifact_files::path_of(chunk().artifacts().front()) + " of=" + device +
+           " bs=" + erase_size();
+}
+
+bool MTDInstaller::write_with_retries(const std::string& write) const {
+    constexpr std::chrono::milliseconds pause{10};
+    bool erased = true;
+    for (std::uint32_t attempt = 0; attempt < attempts; ++attempt) {
+        if (erased) {
+            log_command(write);
+            if (run_command(write)) {
+                return true;
+            }
+        }
+        std::this_thread::sleep_for(pause);
+        log_command(erase_command());
+        erased = run_command(erase_command());
+    }
+    return false;
+}
+
+}  // namespace zephran::installer

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "installer/one_tick_installer.h"
+#include "installer_context.h"
+
+namespace zephran::installer {
+
+/// Writes a boot loader to a flash partition, and reads it back.
+class MTDInstaller : public OneTickInstaller {
+public:
+    /// Other directories than these are for unit tests.
+    struct Directories {
+        std::string devices = "/dev/";
+        std::string partitions = "/sys/class/mtd/";
+    };
+
+    /// @param device_name    name of the partition, such as "mtd1"
+    /// @param write_attempts the most erase-and-write attempts
+    MTDInstaller(std::string device_name, std::uint32_t write_attempts);
+    MTDInstaller(std::string device_name, std::uint32_t write_attempts, Directories directories);
+
+    static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
+
+protected:
+    /// Skips a partition that holds the image already.
+    ///
+    /// @throws common::InputFileOpenException, common::FileReadException when the size of an erase
+    ///         block is not known
+    /// @throws ProgramExecutionFailedException when the first erase fails
+    /// @throws InstallationFailedException when no write succeeds
+    /// @throws VerificationFailedException when the partition reads back otherwise
+    void start_installation() override;
+
+private:
+    [[nodiscard]] bool holds_image() const;
+    [[nodiscard]] std::string erase_size() const;
+    [[nodiscard]] std::string erase_command() const { return "flash_erase " + device + " 0 0"; }
+    [[nodiscard]] std::string write_command() const;
+    [[nodiscard]] bool write_with_retries(const std::string& write) const;
+
+    std::string device;
+    std::string erase_size_file;
+    std::uint32_t attempts;
+};
+
+}  // namespace zephran::installer

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "hawkbit_installer.h"
+
+namespace zephran::installer {
+
+/// An installer that runs its tools to their end within start_installation(). The daemon does
+/// nothing else meanwhile, so there is nothing that could be cancelled.
+class OneTickInstaller : public HawkbitInstaller {
+protected:
+    [[nodiscard]] bool installation_has_finished() override { return installed; }
+    /// @throws CannotBeCancelledException
+    void cancel_installation() override { BOOST_THROW_EXCEPTION(CannotBeCancelledException{}); }
+    [[nodiscard]] bool cancellation_has_finished() override { return false; }
+
+    /// To be called when the installation has succeeded.
+    void set_installed() { installed = true; }
+
+private:
+    bool installed = false;
+};
+
+}  // namespace zephran::installer

@@ -1,0 +1,34 @@
+#include "installer/opkg_installer.h"
+
+#include "artifact_files.h"
+#include "common/popen.h"
+#include "installer/exceptions.h"
+#include "installer_factory.h"
+
+namespace zephran::installer {
+
+namespace {
+
+const InstallerRegistration registration{"opkg", 60, OpkgInstaller::create};
+
+}  // namespace
+
+std::unique_ptr<HawkbitInstaller> OpkgInstaller::create(const InstallerContext& /*context*/) {
+    return std::make_unique<OpkgInstaller>();
+}
+
+void OpkgInstaller::start_installation() {
+    const std::string command = "opkg --force-overwrite install " +
+                                artifact_files::path_of(chunk().artifacts().front()) + " 2>&1";
+    LOG_INFO("action", "start_installation", "installer", "opkg", "command", command);
+
+    std::string output;
+    const int exit_code = common::POpen{command}.wait(output, 0);
+    report() << output;
+    if (exit_code != 0) {
+        BOOST_THROW_EXCEPTION(PackageInstallFailedException{} << installer_output_tag{output});
+    }
+    set_installed();
+}
+
+}  // namespace zephran::installer

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <memory>
+
+#include "installer/one_tick_installer.h"
+#include "installer_context.h"
+
+namespace zephran::installer {
+
+/// Installs a package with the system's package manager.
+class OpkgInstaller : public OneTickInstaller {
+public:
+    static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
+
+    /// The package manager keeps its own records.
+    [[nodiscard]] bool records_installed_version() const override { return false; }
+
+protected:
+    /// @throws PackageInstallFailedException, common::AbnormalTerminationException,
+    ///         common::POpenFailedException
+    void start_installation() override;
+};
+
+}  // namespace zephran::installer

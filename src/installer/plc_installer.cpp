@@ -1,0 +1,48 @@
+#include "installer/plc_installer.h"
+
+#include <utility>
+
+#include "artifact_files.h"
+#include "installer/system_command.h"
+#include "installer_factory.h"
+
+namespace zephran::installer {
+
+namespace {
+
+const InstallerRegistration registration{"plc", 40, PLCInstaller::create};
+
+}  // namespace
+
+PLCInstaller::PLCInstaller() : PLCInstaller{Paths{}} {}
+
+PLCInstaller::PLCInstaller(Paths chosen_paths) : paths{std::move(chosen_paths)} {}
+
+std::unique_ptr<HawkbitInstaller> PLCInstaller::create(const InstallerContext& /*context*/) {
+    return std::make_unique<PLCInstaller>();
+}
+
+void PLCInstaller::start_installation() {
+    const std::string source = artifact_files::path_of(chunk().artifacts().front());
+    run_required_command(paths.service + " stop");
+    store_firmware(source);
+    run_required_command(paths.service + " start");
+    set_installed();
+}
+
+void PLCInstaller::store_firmware(const std::string& source) const {
+    LOG_INFO_AS("start_installation", "event", "copy_file", "from", source, "to", paths.firmware,
+                "message", "storing new PLC firmware");
+    try {
+        copy_file(source, paths.firmware);
+    } catch (const common::Exception&) {
+        const std::string start = paths.service + " start";
+        if (!run_command(start)) {
+            LOG_WARNING_AS("start_installation", "action", "start_installation", "message",
+                           "could not start service again", "command", start);
+        }
+        throw;
+    }
+}
+
+}  // namespace zephran::installer

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "installer/one_tick_installer.h"
+#include "installer_context.h"
+
+namespace zephran::installer {
+
+/// Hands a firmware file to the service that drives the gateway's own powerline chip.
+class PLCInstaller : public OneTickInstaller {
+public:
+    /// Other paths than these are for unit tests.
+    struct Paths {
+        std::string service = "/etc/init.d/plc";
+        std::string firmware = "/lib/firmware/plc/user.nvm.tmp";
+    };
+
+    PLCInstaller();
+    explicit PLCInstaller(Paths chosen_paths);
+
+    static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
+
+protected:
+    /// The service runs again afterwards, whether or not the file could be copied.
+    ///
+    /// @throws ProgramExecutionFailedException when the service cannot be stopped or started
+    /// @throws what copy_file() throws
+    void start_installation() override;
+
+private:
+    void store_firmware(const std::string& source) const;
+
+    Paths paths;
+};
+
+}  // namespace zephran::installer

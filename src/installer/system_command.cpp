@@ -1,0 +1,39 @@
+#include "installer/system_command.h"
+
+#include <cstdlib>
+
+#include <sys/wait.h>
+
+#include "common/popen.h"
+#include "installer/exceptions.h"
+
+namespace zephran::installer {
+
+namespace {
+
+int run(const std::string& command) {
+    return std::system(command.c_str());  // NOLINT(cert-env33-c): the command is the daemon's own
+}
+
+}  // namespace
+
+bool run_command(const std::string& command) {
+    return run(command) == 0;
+}
+
+void run_required_command(const std::string& command) {
+    const int status = run(command);
+    if (status == 0) {
+        return;
+    }
+    ProgramExecutionFailedException error;
+    error << common::popen_command_tag{command};
+    if (WIFSIGNALED(status)) {
+        error << common::program_signal_tag{WTERMSIG(status)};
+    } else if (WIFEXITED(status)) {
+        error << common::program_exit_code_tag{WEXITSTATUS(status)};
+    }
+    BOOST_THROW_EXCEPTION(error);
+}
+
+}  // namespace zephran::installer

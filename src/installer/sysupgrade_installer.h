@@ -1,0 +1,49 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "installer/one_tick_installer.h"
+#include "installer_context.h"
+
+namespace zephran::installer {
+
+/// Writes a firmware image. The tool reboots the device; after that the installation is resumed,
+/// and the version that runs then tells whether it succeeded.
+class SysupgradeInstaller : public OneTickInstaller {
+public:
+    /// Other values than these are for unit tests.
+    struct Settings {
+        std::string version_file = "/etc/nevra-version";
+        /// The device is expected to reboot within this time after the tool has handed over.
+        std::chrono::milliseconds upgrade_pause{std::chrono::seconds{300}};
+    };
+
+    /// @param flash_type the gateway property "installed_flash_type"
+    explicit SysupgradeInstaller(std::string flash_type);
+    SysupgradeInstaller(std::string flash_type, Settings chosen_settings);
+
+    static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
+
+    [[nodiscard]] bool will_reboot() const override { return true; }
+    [[nodiscard]] bool can_resume() const override { return true; }
+
+protected:
+    /// Returns only when the version runs already: otherwise the device reboots, or
+    /// @throws ProgramExecutionFailedException, common::AbnormalTerminationException,
+    ///         common::POpenFailedException
+    void start_installation() override;
+    /// @throws VersionMismatchException when another version runs after the reboot
+    [[nodiscard]] bool installation_has_finished() override;
+
+private:
+    void run_sysupgrade();
+    [[nodiscard]] std::string command() const;
+    void confirm_previous_version() const;
+
+    std::string installed_flash_type;
+    Settings settings;
+};
+
+}  // namespace zephran::installer

@@ -1,0 +1,28 @@
+#include "installer/zwprogrammer_installer.h"
+
+#include "artifact_files.h"
+#include "installer/system_command.h"
+#include "installer_factory.h"
+
+namespace zephran::installer {
+
+namespace {
+
+const InstallerRegistration registration{"zw", 20, ZWProgrammerInstaller::create};
+
+}  // namespace
+
+std::unique_ptr<HawkbitInstaller> ZWProgrammerInstaller::create(
+    const InstallerContext& /*context*/) {
+    return std::make_unique<ZWProgrammerInstaller>();
+}
+
+void ZWProgrammerInstaller::start_installation() {
+    const std::string command =
+        "zwprogrammer --progzwave '" + artifact_files::path_of(chunk().artifacts().front()) + "'";
+    LOG_INFO("event", "executing", "command", command);
+    run_required_command(command);
+    set_installed();
+}
+
+}  // namespace zephran::installer
