@@ -1,0 +1,87 @@
+"""Which libraries of the message bus the build takes, and that a package never gets stand-ins."""
+import pathlib
+import subprocess
+
+import pytest
+
+PROJECT = pathlib.Path(__file__).resolve().parents[2]
+LIBRARIES = ("libubus.a", "libubox.a", "libblobmsg_json.a")
+HEADERS = ("libubus.h", "libubox/blobmsg_json.h")
+
+PROJECT_TEXT = """
+cmake_minimum_required(VERSION 3.25)
+project(bus NONE)
+set(CMAKE_FIND_LIBRARY_PREFIXES lib)
+set(CMAKE_FIND_LIBRARY_SUFFIXES .a)
+include({module})
+get_target_property(linked zephran_bus_libraries INTERFACE_LINK_LIBRARIES)
+message(STATUS "linked: ${{linked}}")
+"""
+
+
+@pytest.fixture(name="configure")
+def fixture_configure(tmp_path):
+    """Configures a project of nothing but the search; returns its exit status and what it said."""
+    module = PROJECT / "cmake/ZephranBusLibraries.cmake"
+    (tmp_path / "CMakeLists.txt").write_text(PROJECT_TEXT.format(module=module), encoding="utf-8")
+
+    def configure(*options):
+        # whatever this machine itself has
+        alone = ("-DCMAKE_FIND_USE_CMAKE_SYSTEM_PATH=OFF",
+                 "-DCMAKE_FIND_USE_SYSTEM_ENVIRONMENT_PATH=OFF")
+        done = subprocess.run(["cmake", "-S", tmp_path, "-B", tmp_path / "build", *alone, *options],
+                              capture_output=True, text=True, check=False)
+        return done.returncode, done.stdout + done.stderr
+    return configure
+
+
+@pytest.fixture(name="prefix")
+def fixture_prefix(tmp_path):
+    """A place where the system's own libraries seem to lie."""
+    for name in (*(f"lib/{name}" for name in LIBRARIES), *(f"include/{name}" for name in HEADERS)):
+        path = tmp_path / "prefix" / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.touch()
+    return tmp_path / "prefix"
+
+
+def noted(tmp_path):
+    return (tmp_path / "build/message-bus.txt").read_text(encoding="utf-8")
+
+
+def test_libraries_of_the_system_come_first(configure, prefix, tmp_path):
+    status, said = configure(f"-DCMAKE_PREFIX_PATH={prefix}", "-DZEPHRAN_BUILD_DEVKIT=ON")
+
+    assert status == 0, said
+    assert f"Message bus: libubus of the system ({prefix}/lib/libubus.a)" in said
+    for library in LIBRARIES:
+        assert f"{prefix}/lib/{library}" in said
+    assert "libubus of the system" in noted(tmp_path)
+
+
+def test_without_them_the_development_kit_has_stand_ins(configure, tmp_path):
+    status, said = configure("-DZEPHRAN_BUILD_DEVKIT=ON")
+
+    assert status == 0, said
+    assert "Message bus: stand-ins of the development kit, not for a gateway" in said
+    assert "linked: ubus_standin;blobmsg_json_standin;ubox_standin" in said
+    assert "stand-ins" in noted(tmp_path)
+
+
+def test_without_the_development_kit_there_is_no_way_around_them(configure):
+    status, said = configure("-DZEPHRAN_BUILD_DEVKIT=OFF")
+
+    assert status != 0
+    assert "UBUS_LIBRARY" in said
+    assert "CMAKE_PREFIX_PATH" in said
+
+
+@pytest.mark.parametrize("missing", [*(f"lib/{name}" for name in LIBRARIES),
+                                     *(f"include/{name}" for name in HEADERS)])
+def test_half_of_them_is_not_enough(configure, prefix, missing):
+    (prefix / missing).unlink()
+
+    status, said = configure(f"-DCMAKE_PREFIX_PATH={prefix}", "-DZEPHRAN_BUILD_DEVKIT=OFF")
+
+    assert status != 0
+    assert "incomplete" in said
