@@ -107,6 +107,17 @@ def test_web_interface_may_look_with_one_right_and_act_with_another():
     assert set(rights) == {"description", "read", "write"}
 
 
+def test_rights_cover_the_methods_of_the_daemon():
+    source = (PROJECT / "platform/openwrt/ubus_agent_manager.cpp").read_text()
+    offered = re.findall(r'^ +\{"(\w+)",', source, re.MULTILINE)
+    [rights] = json.loads((FILES / "zephran.acl.json").read_text()).values()
+
+    granted = rights["read"]["ubus"]["zephran"] + rights["write"]["ubus"]["zephran"]
+
+    assert sorted(granted) == sorted(offered)
+    assert set(re.findall(r"ubus .*call zephran (\w+)", DOCUMENTATION)) <= set(offered)
+
+
 def test_every_option_is_documented_with_type_and_default():
     rows = {cells[0].strip(" `"): [cell.strip(" `") for cell in cells[1:3]] for cells in
             (line.strip("|").split("|") for line in DOCUMENTATION.splitlines()
