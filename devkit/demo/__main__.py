@@ -10,8 +10,10 @@ from gateway import GatewayError
 from pki import PkiError
 
 from . import verdict
+from .failure import DemoFailure
+from .local_control import LocalControl
 from .rollouts import FAILING, GOOD
-from .scene import DEVICE, DemoFailure, Scene
+from .scene import DEVICE, Scene
 from .screen import Screen
 from .story import Story
 
@@ -33,7 +35,8 @@ def arguments():
 def introduce(screen, scene):
     screen.say(f"An update server listens on {scene.server.url}, with a certificate that was "
                "made just now. It demands one of its clients as well.")
-    screen.say(f"A simulated gateway runs the real daemon for the device {DEVICE}.")
+    screen.say(f"A simulated gateway runs the real daemon for the device {DEVICE}. Automatic updates "
+               "are switched off in its configuration.")
 
 
 def watch(scene, story, is_reached, what):
@@ -64,18 +67,22 @@ def play(scene, screen, story, rollout):
     watch(scene, story, lambda: story.has_attributes, "the device's attributes")
     library = scene.configuration_library()
     screen.say(f"The daemon reads its configuration through this library: {library}.")
+    screen.say(f"Its access to the message bus was built with {scene.message_bus()}.")
+    control = LocalControl(scene.gateway, screen)
+    control.list_agents()
     action = scene.assign(rollout)
+    control.decide(story, lambda is_reached, what: watch(scene, story, is_reached, what))
     watch(scene, story, lambda: story.has_ended, "the end of the deployment")
     wait_until_tidy(scene, story)
     # Lines of the log may still be under way until the daemon has ended.
     status = scene.stop_daemon()
     for happening in scene.pending_happenings():
         story.take(happening)
-    problems = list(verdict.problems(scene, action, rollout, story))
+    problems = list(verdict.problems(scene, action, rollout, story, control))
     screen.say(f"The daemon was asked to stop and ended with status {status}.")
     if status != 0:
         problems.append(f"the daemon ended with status {status} instead of 0")
-    verdict.summarize(scene, action, screen, library)
+    verdict.summarize(scene, action, screen, control, library)
     return problems
 
 

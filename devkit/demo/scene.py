@@ -1,7 +1,6 @@
 """Everything that takes part: certificates, the update server, the gateway and the real daemon."""
 import contextlib
 import json
-import os
 import pathlib
 import queue
 import re
@@ -14,44 +13,27 @@ from gateway import Gateway
 from hawkbit_server import Slow, Tls, UpdateServer
 from pki import Pki
 
+from .build import Build
 from .daemon_log import Follower
+from .failure import DemoFailure
 
 DEVICE = "gw-demo"
 PROPERTIES = {"hw_revision": "3", "serial": "DEMO-0001", "site": "workbench"}
-# An agent that has to poll more often than about every 6 s is restarted while it waits.
-POLL = "00:00:10"
+# Time enough between two polls to look at a deployment that is held back, and to accept it.
+POLL = "00:00:20"
 # Slow enough that the download of a few megabytes can be watched.
 BYTES_PER_SECOND = 1_600_000
 INSTALLED = "etc/demo"
 
 CONFIGURATION = """
 config service 'service'
-	option automatic_update '1'
+	option automatic_update '0'
 
 config schedule 'schedule'
 	option enabled '0'
 
 config device 'device'
 """
-
-
-class DemoFailure(Exception):
-    """The demonstration did not go as it should; the text says what happened instead."""
-
-
-def find_daemon(build_dir):
-    daemon = build_dir / "src/zephran"
-    if not os.access(daemon, os.X_OK):
-        raise DemoFailure(f"{daemon} is missing; run script/build")
-    return daemon
-
-
-def find_store_library(build_dir):
-    found = sorted(build_dir.rglob("libuci.so"))
-    if not found:
-        raise DemoFailure(f"there is no libuci.so below {build_dir}; build with "
-                          "ZEPHRAN_BUILD_DEVKIT=ON")
-    return found[0]
 
 
 class Scene:
@@ -61,9 +43,7 @@ class Scene:
     """
 
     def __init__(self, build_dir):
-        self._build_dir = pathlib.Path(build_dir).resolve()
-        self._program = find_daemon(self._build_dir)
-        self._library = find_store_library(self._build_dir)
+        self._build = Build(build_dir)
         self._happenings = queue.Queue()
         self._cleanup = contextlib.ExitStack()
         self._follower = None
@@ -78,8 +58,10 @@ class Scene:
             self.server = UpdateServer(tls, poll=POLL)
             self.server.observe(self._happenings.put)
             so_far.enter_context(self.server)
-            self.gateway = Gateway(directory / "gateway", library_path=self._library.parent,
-                                   visible=[directory, self._build_dir])
+            self.gateway = Gateway(directory / "gateway",
+                                   library_path=self._build.store_library.parent,
+                                   bus_path=self._build.bus_programs,
+                                   visible=[directory, self._build.directory])
             so_far.callback(self.gateway.close)
             self._start_daemon(pki)
             so_far.callback(self._follower.stop)
@@ -97,7 +79,7 @@ class Scene:
         properties = self.gateway.run_dir / "properties.json"
         properties.write_text(json.dumps(PROPERTIES), encoding="utf-8")
         self.daemon = self.gateway.start_daemon([
-            self._program, "--device-id", DEVICE, "--hawkbit-server", self.server.address,
+            self._build.daemon, "--device-id", DEVICE, "--hawkbit-server", self.server.address,
             "--ca-bundle", pki.ca, "--client-certificate", pki.client.certificate,
             "--client-certificate-key", pki.client.key, "--properties-file", properties,
             "--log-level", "DEBUG"])
@@ -147,10 +129,17 @@ class Scene:
         if loaded is None:
             return "none: the daemon has loaded no libuci"
         # Seen from inside a chroot, the path begins outside of it.
-        if loaded[1].endswith(str(self._library)):
-            place = os.path.relpath(self._library, self._build_dir.parent.parent)
+        library = self._build.store_library
+        if loaded[1].endswith(str(library)):
+            place = self._build.name_of(library)
             return f"the stand-in for libuci that devkit brings ({place}), not the real one"
         return f"{loaded[1]}, as found on this machine"
+
+    def message_bus(self):
+        """A sentence on what the daemon reaches the message bus with, and what else belongs to it."""
+        place = self._build.name_of(self._build.bus_programs)
+        return (f"{self._build.bus_libraries}; the broker ubusd and the command ubus are the ones "
+                f"that devkit brings ({place})")
 
     def stop_daemon(self):
         """Asks the daemon to stop, hands on the rest of its log, and returns its exit status."""

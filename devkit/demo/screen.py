@@ -41,6 +41,11 @@ class Screen:
         for line in text.splitlines():
             self._write(f"{INDENT}{mark} {line}")
 
+    def verbatim(self, text):
+        """What a command printed, laid out as on a terminal of its own."""
+        for line in text.splitlines():
+            self._write(INDENT + line.expandtabs())
+
     def heading(self, text):
         self._write(f"\n{text}")
 

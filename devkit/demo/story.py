@@ -23,12 +23,14 @@ class Story:
         self._screen = screen
         self._rollout = rollout
         self._verbose = verbose
-        self._has_schedule = True
         self._rules = []
         self._downloading = None
         self._deployed = 0
+        # of the daemon's looks at its user's decision, those that found none
+        self.fruitless_looks = 0
+        self.waits_for_user = False
         self.has_attributes = False
-        self.has_ended = False
+        self.has_started = self.has_ended = False
         self.logged_errors = []
         self.refusals = []
 
@@ -102,8 +104,6 @@ class Story:
 
     def _on_record(self, record):
         fields = record.fields
-        if fields.get("message") == "schedule disabled in config":
-            self._has_schedule = False
         rule = RULES.get((record.event, fields.get("status")))
         if rule and rule not in self._rules:
             self._rules.append(rule)
@@ -111,22 +111,24 @@ class Story:
         if tell:
             tell(fields)
 
-    def _on_log_is_inside_update_schedule(self, fields):
-        if self._rules:
-            self._screen.say(f"Whether to start it now: {', '.join(self._rules)}.")
-        self._screen.say("It waits for the weekly update window" + (
-            ", which is shut." if fields.get("inside") != "1" else
-            ", which is open." if self._has_schedule else
-            ": none is configured, so there is nothing to wait for."))
+    def _on_log_retrieve_controller_status(self, _):
+        # Whatever was held back is fetched anew after a poll.
+        self.waits_for_user = False
 
-    def _on_log_pick_deployment_delay(self, fields):
-        if fields.get("action") == "skipped":
-            self._screen.say("It waits for a random delay within that window: without a window "
-                             "there is none either.")
-        elif "delay_mins" in fields:
-            self._screen.say(f"It waits for a random delay: {fields['delay_mins']} minutes.")
+    def _on_log_is_automatic_update_disabled(self, fields):
+        if "status" not in fields:
+            return
+        self._screen.say(f"Whether to start it now: {', '.join(self._rules)}.")
+        self.waits_for_user = fields["status"] == "1"
+
+    def _on_log_is_user_forced(self, fields):
+        if fields.get("status") == "1":
+            self._screen.say("The gateway sees that the user has accepted it.")
+        elif self.waits_for_user:
+            self.fruitless_looks += 1
 
     def _on_log_start_deployment_action(self, _):
+        self.has_started = True
         self._screen.say("The waiting is over, the deployment starts.")
 
     def _on_log_download_artifact(self, _):

@@ -1,7 +1,7 @@
 """Holds what the server and the gateway have on record against what the rollout had to do."""
 from hawkbit_server import ActionType
 
-from .scene import PROPERTIES
+from .scene import DEVICE, PROPERTIES
 from .screen import megabytes
 
 
@@ -19,8 +19,15 @@ def downloads(scene):
     return [each for each in scene.server.exchanges("artifact") if each.outcome == "answered"]
 
 
-def problems(scene, action, rollout, story):
+def premature(scene, control):
+    """What the device asked for or reported of the rollout before the user had accepted it."""
+    return [each for kind in ("artifact", "feedback") for each in scene.server.exchanges(kind)
+            if each.arrived < control.accepted_at]
+
+
+def problems(scene, action, rollout, story, control):
     """Sentences on everything that is not as it should be."""
+    yield from _problems_of_local_control(scene, action, rollout, control)
     yield from _problems_on_the_server(scene, action, rollout)
     yield from _problems_on_the_gateway(scene, rollout)
     for refusal in story.refusals:
@@ -30,6 +37,24 @@ def problems(scene, action, rollout, story):
             yield f"the daemon logged an error: {error}"
     elif not story.logged_errors:
         yield "the daemon did not log the failure"
+
+
+def _problems_of_local_control(scene, action, rollout, control):
+    agents = [{"id": DEVICE, "config": action.target.attributes}]
+    if control.agents != {"agents": agents}:
+        yield f"get_agents replied {control.agents} instead of what the server knows, {agents}"
+    pending = control.pending
+    if pending.get("action_id") != str(action.id):
+        yield f"action {pending.get('action_id')!r} was held back instead of '{action.id}'"
+    chunks = [{"type": "script", "version": chunk.version} for chunk in rollout.chunks]
+    if pending.get("chunks") != chunks:
+        yield f"the chunks {pending.get('chunks')} were held back instead of {chunks}"
+    if control.accepted != {"success": True}:
+        yield f"accept_deployment replied {control.accepted}"
+    early = premature(scene, control)
+    if early:
+        yield (f"{len(early)} requests of the rollout came before the user had accepted it, "
+               f"the first one to {early[0].path}")
 
 
 def _problems_on_the_server(scene, action, rollout):
@@ -64,7 +89,7 @@ def _problems_on_the_gateway(scene, rollout):
         yield f"/tmp/{name} was left behind in the gateway"
 
 
-def summarize(scene, action, screen, library):
+def summarize(scene, action, screen, control, library):
     """The table at the end; everything in it comes from the records."""
     target = action.target
     modules = action.distribution_set.modules
@@ -77,12 +102,15 @@ def summarize(scene, action, screen, library):
                          f"{target.polls} times")
     screen.row("rollout", f"action {action.id}, {action.type.value}, {len(modules)} chunks, "
                           f"{finished} of them deployed")
+    screen.row("user's decision", f"action {control.pending['action_id']} accepted; downloads and "
+                                  f"reports before that: {len(premature(scene, control))}")
     screen.row("downloads", f"{len(downloads(scene))} files, {megabytes(bytes_sent)}")
     screen.row("feedback sent", f"{len(sent)} messages, the last one: " + (
         f"closed, {closing[-1]['result']['finished']}" if closing else "not a closing one"))
     screen.row("server's record", f"action {action.status.value}, target {target.update_status}")
     screen.row("on the gateway", _found_on_the_gateway(scene))
     screen.row("configuration", library)
+    screen.row("message bus", scene.message_bus())
     screen.row("time", f"{screen.seconds:.0f} s")
 
 

@@ -1,12 +1,36 @@
 """The demonstration tells the truth: its exit status follows what really happened."""
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
 
 import pytest
-from bench import BUILD, PATIENCE, PROJECT, uci_directory
+from bench import BUILD, BUS_PROGRAMS, PATIENCE, PROJECT, uci_directory
+
+# as the command prints it, behind the demonstration's own margin
+PENDING = """
+         # ubus call zephran get_deployment
+         {
+                 "action_id": "1",
+                 "chunks": [
+                         {
+                                 "type": "script",
+                                 "version": "1.0"
+                         },
+                         {
+                                 "type": "script",
+                                 "version": "2.1"
+                         }
+                 ],
+                 "last_poll": \""""
+ACCEPTED = """
+         # ubus call zephran accept_deployment
+         {
+                 "success": true
+         }
+"""
 
 
 def run_demo(*arguments, build=BUILD, directory):
@@ -24,6 +48,8 @@ def build_with_daemon(directory, script):
     daemon.write_text("#!/bin/sh\n" + script, encoding="utf-8")
     daemon.chmod(0o755)
     shutil.copy(uci_directory() / "libuci.so", directory / "build")
+    shutil.copy(BUILD / "message-bus.txt", directory / "build")
+    shutil.copytree(BUS_PROGRAMS, directory / "build/devkit/openwrt/bin")
     return directory / "build"
 
 
@@ -35,15 +61,21 @@ def test_rollout_succeeds(tmp_path):
     assert "site-data.bin:  50%, 2.0 MB of 4.0 MB" in done.stdout
     assert "server's record action finished, target in_sync" in done.stdout
     assert "\r" not in done.stdout
+    libraries = (BUILD / "message-bus.txt").read_text(encoding="utf-8").strip()
+    assert f"access to the message bus was built with {libraries}" in " ".join(done.stdout.split())
+    told = [done.stdout.index(text) for text in (PENDING, ACCEPTED, "The gateway downloads a file")]
+    assert told == sorted(told)
+    assert "action 1 accepted; downloads and reports before that: 0" in done.stdout
     assert list(tmp_path.iterdir()) == []
 
 
 def test_failing_rollout_is_reported(tmp_path):
-    done = run_demo("--fail", directory=tmp_path)
+    done = run_demo("--fail", "--verbose", directory=tmp_path)
 
     assert (done.returncode, done.stderr) == (0, "")
     assert "> script_exit_code: 3" in done.stdout
     assert "server's record action error, target error" in done.stdout
+    assert re.search(r"^ +\| .* event=ubus method=accept_deployment$", done.stdout, re.M)
     assert list(tmp_path.iterdir()) == []
 
 
@@ -58,7 +90,8 @@ def test_daemon_that_ends_is_told_and_no_success(tmp_path):
     assert [each.name for each in tmp_path.iterdir()] == ["build"]
 
 
-@pytest.mark.parametrize("missing", ["src/zephran", "libuci.so"])
+@pytest.mark.parametrize("missing", ["src/zephran", "libuci.so", "message-bus.txt",
+                                     "devkit/openwrt/bin/ubusd", "devkit/openwrt/bin/ubus"])
 def test_incomplete_build_is_named(tmp_path, missing):
     build = build_with_daemon(tmp_path, "exit 0\n")
     (build / missing).unlink()

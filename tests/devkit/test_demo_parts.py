@@ -4,8 +4,10 @@ from types import SimpleNamespace
 
 import pytest
 from demo import daemon_log, verdict
+from demo.failure import DemoFailure
+from demo.local_control import ATTEMPTS, FRUITLESS_LOOKS, LocalControl
 from demo.rollouts import GOOD
-from demo.scene import PROPERTIES
+from demo.scene import DEVICE, PROPERTIES
 from demo.screen import Screen
 from demo.story import Story
 from hawkbit_server import ActionType, Status
@@ -43,23 +45,31 @@ def test_progress_of_a_small_file_is_one_line():
 
 def report(execution, finished, *details):
     status = {"execution": execution, "details": list(details), "result": {"finished": finished}}
-    return SimpleNamespace(action=1, status=200, json=lambda: {"status": status})
+    return SimpleNamespace(action=1, status=200, arrived=20.0, path="/1/feedback",
+                           json=lambda: {"status": status})
 
 
 @pytest.fixture(name="good_end")
 def fixture_good_end():
-    """A scene and an action as they are after the rollout went well."""
-    server = SimpleNamespace(exchanges=lambda kind: [report("closed", "success", "Deployment successful")])
+    """A scene, an action and the replies on the bus as they are after the rollout went well."""
+    closing = report("closed", "success", "Deployment successful")
+    server = SimpleNamespace(exchanges=lambda kind: [closing] if kind == "feedback" else [])
     gateway = SimpleNamespace(leftovers=lambda: [])
     scene = SimpleNamespace(server=server, gateway=gateway, installed_files=lambda: dict(GOOD.installed))
     action = SimpleNamespace(id=1, type=ActionType.SOFT, status=Status.FINISHED, spoilt=False,
                              target=SimpleNamespace(attributes=dict(PROPERTIES)))
-    return scene, action
+    control = SimpleNamespace(
+        agents={"agents": [{"id": DEVICE, "config": dict(PROPERTIES)}]},
+        pending={"success": True, "action_id": "1", "chunks": [
+            {"type": "script", "version": "1.0"}, {"type": "script", "version": "2.1"}]},
+        accepted={"success": True}, accepted_at=10.0)
+    return scene, action, control
 
 
 def problems(good_end, story=None):
     story = story or Story(Screen(io.StringIO()), GOOD, verbose=False)
-    return list(verdict.problems(*good_end, GOOD, story))
+    scene, action, control = good_end
+    return list(verdict.problems(scene, action, GOOD, story, control))
 
 
 def test_no_problem_when_all_is_well(good_end):
@@ -67,12 +77,17 @@ def test_no_problem_when_all_is_well(good_end):
 
 
 @pytest.mark.parametrize("spoil, told", [
-    (lambda scene, action: setattr(action, "status", Status.RETRIEVED), "recorded retrieved"),
-    (lambda scene, action: setattr(action, "spoilt", True), "instead of finished"),
-    (lambda scene, action: action.target.attributes.pop("site"), "attribute site"),
-    (lambda scene, action: setattr(scene.server, "exchanges", lambda kind: []), "reported 0 times"),
-    (lambda scene, action: setattr(scene, "installed_files", lambda: {}), "greeting is missing"),
-    (lambda scene, action: setattr(scene.gateway, "leftovers", lambda: ["x.bin"]), "/tmp/x.bin"),
+    (lambda scene, action, control: setattr(action, "status", Status.RETRIEVED), "recorded retrieved"),
+    (lambda scene, action, control: setattr(action, "spoilt", True), "instead of finished"),
+    (lambda scene, action, control: action.target.attributes.pop("site"), "attribute site"),
+    (lambda scene, action, control: setattr(scene.server, "exchanges", lambda kind: []), "reported 0 times"),
+    (lambda scene, action, control: setattr(scene, "installed_files", lambda: {}), "greeting is missing"),
+    (lambda scene, action, control: setattr(scene.gateway, "leftovers", lambda: ["x.bin"]), "/tmp/x.bin"),
+    (lambda scene, action, control: control.agents["agents"].clear(), "get_agents replied"),
+    (lambda scene, action, control: control.pending.update(action_id="2"), "action '2' was held back"),
+    (lambda scene, action, control: control.pending["chunks"].reverse(), "were held back instead of"),
+    (lambda scene, action, control: control.accepted.update(success=False), "accept_deployment replied"),
+    (lambda scene, action, control: setattr(control, "accepted_at", 30.0), "1 requests of the rollout came before"),
 ])
 def test_what_is_not_as_it_should_be_is_a_problem(good_end, spoil, told):
     spoil(*good_end)
@@ -86,3 +101,97 @@ def test_logged_error_is_a_problem(good_end):
     story.take(daemon_log.parse("18:00:01 ERROR a.cpp:1 f: event=exception_caught what=too bad"))
 
     assert problems(good_end, story) == ["the daemon logged an error: too bad"]
+
+
+LOG = "18:00:01 INFO a.cpp:1 f: "
+
+
+def story_after(*lines):
+    story = Story(Screen(io.StringIO()), GOOD, verbose=False)
+    for line in lines:
+        story.take(daemon_log.parse(LOG + line))
+    return story
+
+
+def test_look_at_the_user_s_decision_counts_while_the_gateway_waits_for_it():
+    before = "event=is_user_forced status=0"
+
+    story = story_after(before, "event=is_automatic_update_disabled status=1", before, before)
+
+    assert (story.waits_for_user, story.fruitless_looks) == (True, 2)
+
+
+@pytest.mark.parametrize("last", ["event=retrieve_controller_status fsm=x",
+                                  "event=is_automatic_update_disabled status=0"])
+def test_wait_for_the_user_ends(last):
+    story = story_after("event=is_automatic_update_disabled status=1", last)
+
+    assert not story.waits_for_user
+
+
+class FakeGateway:
+    """Answers the calls of each method with the given outputs, one after the other."""
+
+    def __init__(self, **outputs):
+        self._outputs = {method: list(texts) for method, texts in outputs.items()}
+        self.calls = []
+
+    def start_program(self, words, _):
+        self.calls.append(words[3])
+        text = self._outputs[words[3]].pop(0)
+        return SimpleNamespace(wait=lambda _: 0 if text else 4, exit_status=4, out=text,
+                               err="Command failed: Not found")
+
+
+NOTHING, HELD_BACK, DONE = '{"success": false}', '{"success": true, "action_id": "1"}', '{"success": true}'
+
+
+def decide(gateway, sign_of_waiting="event=is_automatic_update_disabled status=1"):
+    stream = io.StringIO()
+    story = Story(Screen(stream), GOOD, verbose=False)
+    control = LocalControl(gateway, Screen(stream))
+
+    def watch(is_reached, _):
+        while not is_reached():
+            story.take(daemon_log.parse(LOG + (
+                "event=is_user_forced status=0" if story.waits_for_user else sign_of_waiting)))
+
+    control.decide(story, watch)
+    return control, story, stream.getvalue()
+
+
+def test_pending_deployment_is_shown_waits_and_is_accepted():
+    gateway = FakeGateway(get_deployment=[HELD_BACK], accept_deployment=[DONE])
+
+    control, story, shown = decide(gateway)
+
+    assert gateway.calls == ["get_deployment", "accept_deployment"]
+    assert (control.pending["action_id"], control.accepted) == ("1", {"success": True})
+    assert story.fruitless_looks == FRUITLESS_LOOKS
+    assert f"# ubus call zephran get_deployment\n         {HELD_BACK}\n" in shown
+
+
+def test_deployment_that_a_poll_took_away_is_looked_at_again():
+    gateway = FakeGateway(get_deployment=[NOTHING, HELD_BACK, HELD_BACK], accept_deployment=[NOTHING, DONE])
+
+    control, _, _ = decide(gateway)
+
+    assert gateway.calls == ["get_deployment", "get_deployment", "accept_deployment",
+                             "get_deployment", "accept_deployment"]
+    assert control.accepted == {"success": True}
+
+
+@pytest.mark.parametrize("outputs, told", [
+    ([NOTHING] * ATTEMPTS, f"in {ATTEMPTS} attempts"),
+    ([""], "get_deployment ended with status 4: Command failed: Not found"),
+    (["nonsense"], "printed no JSON: 'nonsense'"),
+    (["[]"], "printed no JSON object"),
+])
+def test_deployment_that_cannot_be_accepted_ends_the_demonstration(outputs, told):
+    with pytest.raises(DemoFailure, match=told):
+        decide(FakeGateway(get_deployment=outputs))
+
+
+def test_deployment_that_starts_unasked_ends_the_demonstration():
+    with pytest.raises(DemoFailure, match="started before the user had accepted it"):
+        decide(FakeGateway(), sign_of_waiting="event=start_deployment_action fsm=x")

@@ -1,0 +1,79 @@
+"""The person at the gateway, who uses the message bus through the command `ubus`."""
+import json
+import time
+
+from .failure import DemoFailure
+
+OBJECT = "zephran"
+CALL_PATIENCE = 60
+# A poll that comes due takes the held-back deployment away for the moment it takes to fetch it anew.
+ATTEMPTS = 3
+FRUITLESS_LOOKS = 3
+
+
+class LocalControl:
+    """Makes calls as they are typed at the gateway, and keeps the replies for the verdict.
+
+    agents       reply to get_agents
+    pending      the last reply to get_deployment
+    accepted     the last reply to accept_deployment
+    accepted_at  when that call was begun, by the clock that the server stamps its records with
+    """
+
+    def __init__(self, gateway, screen):
+        self._gateway = gateway
+        self._screen = screen
+        self.agents = self.pending = self.accepted = self.accepted_at = None
+
+    def list_agents(self):
+        self._screen.say("Local software asks the daemon for its agents, over the message bus:")
+        self.agents = self._call("get_agents")
+
+    def decide(self, story, watch):
+        """Looks at the deployment that the gateway holds back, lets it wait, and accepts it.
+
+        watch  called with a condition and its name, tells the story until the condition holds
+        """
+        for _ in range(ATTEMPTS):
+            self._watch_it_wait(story, watch, lambda: story.waits_for_user,
+                                "the wait for the user's decision")
+            self._screen.say("The user looks at what the gateway holds back:")
+            self.pending = self._call("get_deployment")
+            if self.pending.get("success") and self._accept(story, watch):
+                return
+            story.waits_for_user = False
+        raise DemoFailure(f"no deployment could be accepted in {ATTEMPTS} attempts")
+
+    def _accept(self, story, watch):
+        looks = story.fruitless_looks + FRUITLESS_LOOKS
+        self._watch_it_wait(story, watch, lambda: story.fruitless_looks >= looks,
+                            "a longer wait for the user's decision")
+        self._screen.say(f"The gateway has checked {FRUITLESS_LOOKS} more times whether the user has "
+                         "accepted it, and waits. Now the user accepts it:")
+        self.accepted_at = time.time()
+        self.accepted = self._call("accept_deployment")
+        return self.accepted.get("success")
+
+    @staticmethod
+    def _watch_it_wait(story, watch, is_reached, what):
+        watch(lambda: is_reached() or story.has_started, what)
+        if story.has_started:
+            raise DemoFailure("the deployment started before the user had accepted it")
+
+    def _call(self, method):
+        """Shows the command and what it prints, and returns the reply."""
+        words = ["ubus", "call", OBJECT, method]
+        command = " ".join(words)
+        self._screen.quote(command, "#")
+        program = self._gateway.start_program(words, "ubus")
+        if program.wait(CALL_PATIENCE) != 0:
+            raise DemoFailure(f"{command} ended with status {program.exit_status}: "
+                              f"{program.err.strip() or 'it said nothing'}")
+        self._screen.verbatim(program.out)
+        try:
+            reply = json.loads(program.out)
+        except ValueError as failure:
+            raise DemoFailure(f"{command} printed no JSON: {program.out!r}") from failure
+        if not isinstance(reply, dict):
+            raise DemoFailure(f"{command} printed no JSON object: {program.out!r}")
+        return reply
