@@ -8,6 +8,7 @@
 #include "common/logprint.h"
 #include "config.h"
 #include "exit_handler.h"
+#include "ghn/ghn_config.h"
 #include "platform.h"
 
 namespace zephran {
@@ -106,6 +107,7 @@ InstallerContext AgentManager::gateway_context() {
     context.installed_flash_type = settings.properties["installed_flash_type"];
     context.bootloader_mtd = settings.bootloader_mtd;
     context.mtd_write_attempts = gateway_mtd_write_attempts;
+    context.mac_address = ghn::GhnConfig::get_controller_mac();
     return context;
 }
 

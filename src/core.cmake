@@ -30,12 +30,13 @@ zephran_add_library(zephran_core
         zephran_common zephran_http zephran_hawkbit zephran_platform_api
         Boost::program_options
     PRIVATE_DEPENDS
-        zephran_crypto)
+        zephran_crypto zephran_ghn)
 
 add_subdirectory(installer)
+add_subdirectory(discovery)
 
 add_executable(zephran main.cpp)
 # The installers are linked as objects: nothing refers to them, each registers itself.
 target_link_libraries(zephran PRIVATE
-    zephran_core zephran_installers zephran_platform_openwrt zephran_options)
+    zephran_core zephran_discovery zephran_installers zephran_platform_openwrt zephran_options)
 install(TARGETS zephran RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})

@@ -11,6 +11,7 @@
 #include "common/popen.h"
 #include "common/uri.h"
 #include "deployment_history.h"
+#include "ghn/exceptions.h"
 #include "hawkbit/controller.h"
 #include "hawkbit/messages/controller_status.h"
 #include "hawkbit_installer.h"
@@ -59,6 +60,7 @@ void add_program_records(RecordLines& lines) {
         .add<installer::script_exit_code_tag>("script_exit_code")
         .add<installer::script_output_tag>("script_output")
         .add<installer::installer_output_tag>("installer_output")
+        .add<ghn::configlayer_output_tag>("configlayer_output")
         .add<installer::expected_version_tag>("expected_version")
         .add<installer::found_version_tag>("found_version");
 }

@@ -1,9 +1,11 @@
+#include <chrono>
 #include <cstdlib>
 #include <memory>
 
 #include "agent_manager.h"
 #include "command_line_options.h"
 #include "common/logprint.h"
+#include "discovery/ghn_discovery_handler.h"
 #include "discovery/mqtt_discovery_handler.h"
 #include "gateway_properties.h"
 #include "http/httpclient.h"
@@ -13,6 +15,8 @@
 
 namespace zephran {
 namespace {
+
+constexpr std::chrono::milliseconds ghn_discovery_period{30'000};
 
 void use_ca_bundle(const CommandLineOptions& options) {
     if (options.has(CommandLineOptions::ca_bundle_arg)) {
@@ -49,8 +53,9 @@ std::optional<http::ClientCertificate> client_certificate(const CommandLineOptio
 void add_discovery_handlers(AgentManager& manager, const CommandLineOptions& options) {
     manager.add_discovery_handler(std::make_unique<discovery::MQTTDiscoveryHandler>());
     if (options.has_ghn_agents()) {
-        LOG_WARNING_AS("main", "action", "main", "message",
-                       "this build has no G.hn LAN discovery handler");
+        manager.add_discovery_handler(
+            std::make_unique<discovery::GhnDiscoveryHandler>(ghn_discovery_period));
+        LOG_INFO_AS("main", "action", "main", "message", "enabling G.hn LAN discovery handler");
     }
 }
 

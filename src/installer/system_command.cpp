@@ -22,12 +22,16 @@ bool run_command(const std::string& command) {
 }
 
 void run_required_command(const std::string& command) {
+    run_required_command(command, command);
+}
+
+void run_required_command(const std::string& command, const std::string& described_as) {
     const int status = run(command);
     if (status == 0) {
         return;
     }
     ProgramExecutionFailedException error;
-    error << common::popen_command_tag{command};
+    error << common::popen_command_tag{described_as};
     if (WIFSIGNALED(status)) {
         error << common::program_signal_tag{WTERMSIG(status)};
     } else if (WIFEXITED(status)) {

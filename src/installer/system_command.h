@@ -10,7 +10,9 @@ namespace zephran::installer {
 [[nodiscard]] bool run_command(const std::string& command);
 
 /// The same for a command that must succeed.
-/// @throws ProgramExecutionFailedException with the command and its exit code or signal
+/// @param described_as stands for the command in the error, which reaches the update server
+/// @throws ProgramExecutionFailedException with the description and the exit code or signal
+void run_required_command(const std::string& command, const std::string& described_as);
 void run_required_command(const std::string& command);
 
 }  // namespace zephran::installer

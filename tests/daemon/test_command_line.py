@@ -132,7 +132,7 @@ def test_start_reports_the_installers_of_this_build(bench):
     reported = re.findall(r"INFO \S+ report: action=factory_report part=(\w+) priority=(\d+)$",
                           daemon.out, re.M)
     assert reported == [("bl", "30"), ("opkg", "60"), ("os", "10"), ("plc", "40"),
-                        ("script", "15"), ("zw", "20")]
+                        ("plc_ghn", "50"), ("script", "15"), ("zw", "20")]
 
 
 def test_start_says_what_was_switched_on(bench):
@@ -148,14 +148,14 @@ def test_start_says_what_was_switched_on(bench):
         assert re.search(rf"INFO \S+ {re.escape(line)}$", daemon.out, re.M)
 
 
-def test_discovery_that_this_build_lacks_is_not_passed_over_in_silence(bench):
+def test_discovery_is_switched_on_by_its_option(bench):
     daemon = bench.start_without_server("--ghn-agents")
 
     daemon.wait_for_line("event=backoff")
     daemon.kill()
 
-    assert re.search(r"WARNING \S+ main: action=main "
-                     r"message=this build has no G\.hn LAN discovery handler$", daemon.out, re.M)
+    assert re.search(r"INFO \S+ main: action=main "
+                     r"message=enabling G\.hn LAN discovery handler$", daemon.out, re.M)
 
 
 def test_discovery_is_off_unless_asked_for(bench):

@@ -1,0 +1,83 @@
+#include "ghn/config_layer_command.h"
+
+#include <stdexcept>
+
+#include <boost/throw_exception.hpp>
+
+namespace zephran::ghn {
+
+namespace {
+
+const char* word_for(ConfigLayerOperation operation) {
+    switch (operation) {
+        case ConfigLayerOperation::get:
+            return "GET";
+        case ConfigLayerOperation::set:
+            return "SET";
+        case ConfigLayerOperation::discover:
+            return "DISCOVER";
+    }
+    BOOST_THROW_EXCEPTION(std::invalid_argument{"op"});
+}
+
+}  // namespace
+
+ConfigLayerCommand::ConfigLayerCommand() {
+    text << "configlayer";
+}
+
+ConfigLayerCommand::ConfigLayerCommand(const ConfigLayerCommand& other) {
+    text << other.build();
+}
+
+ConfigLayerCommand& ConfigLayerCommand::operator=(const ConfigLayerCommand& other) {
+    text = std::ostringstream{other.build(), std::ios::ate};
+    return *this;
+}
+
+ConfigLayerCommand& ConfigLayerCommand::timeout(int seconds) {
+    text << " -t " << seconds;
+    return *this;
+}
+
+ConfigLayerCommand& ConfigLayerCommand::retries(int count) {
+    text << " -r " << count;
+    return *this;
+}
+
+ConfigLayerCommand& ConfigLayerCommand::interface(const std::string& name) {
+    text << " -i " << name;
+    return *this;
+}
+
+ConfigLayerCommand& ConfigLayerCommand::password(const std::string& word) {
+    text << " -w " << word;
+    return *this;
+}
+
+ConfigLayerCommand& ConfigLayerCommand::mac_address(const std::string& address) {
+    text << " -m " << address;
+    return *this;
+}
+
+ConfigLayerCommand& ConfigLayerCommand::mac_address(const common::MacAddress& address) {
+    return mac_address(address.str());
+}
+
+ConfigLayerCommand& ConfigLayerCommand::operation(ConfigLayerOperation chosen) {
+    text << " -o " << word_for(chosen);
+    return *this;
+}
+
+ConfigLayerCommand& ConfigLayerCommand::parameter(const std::string& name) {
+    text << " -p " << name;
+    return *this;
+}
+
+ConfigLayerCommand& ConfigLayerCommand::parameter(const std::string& name,
+                                                  const std::string& value) {
+    text << " -p " << name << "=" << value;
+    return *this;
+}
+
+}  // namespace zephran::ghn

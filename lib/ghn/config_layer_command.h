@@ -1,0 +1,45 @@
+#pragma once
+
+#include <sstream>
+#include <string>
+
+#include "common/mac_address.h"
+
+namespace zephran::ghn {
+
+enum class ConfigLayerOperation { get = 0, set = 1, discover = 2 };
+
+/// Command line of configlayer, the tool that reads and writes the parameters of G.hn modems. Each
+/// operation appends to the text and returns the command itself. Values are appended as they are,
+/// without quoting.
+class ConfigLayerCommand {
+public:
+    ConfigLayerCommand();
+    ConfigLayerCommand(const ConfigLayerCommand& other);
+    ConfigLayerCommand& operator=(const ConfigLayerCommand& other);
+    ConfigLayerCommand(ConfigLayerCommand&&) = default;
+    ConfigLayerCommand& operator=(ConfigLayerCommand&&) = default;
+    ~ConfigLayerCommand() = default;
+
+    /// A copy of the text so far, to go on with.
+    [[nodiscard]] ConfigLayerCommand clone() const { return *this; }
+
+    ConfigLayerCommand& timeout(int seconds);
+    ConfigLayerCommand& retries(int count);
+    ConfigLayerCommand& interface(const std::string& name);
+    ConfigLayerCommand& password(const std::string& word);
+    ConfigLayerCommand& mac_address(const std::string& address);
+    ConfigLayerCommand& mac_address(const common::MacAddress& address);
+    /// @throws std::invalid_argument "op" for a value that is none of the enumeration
+    ConfigLayerCommand& operation(ConfigLayerOperation chosen);
+    ConfigLayerCommand& parameter(const std::string& name);
+    ConfigLayerCommand& parameter(const std::string& name, const std::string& value);
+
+    /// The command line.
+    [[nodiscard]] std::string build() const { return text.str(); }
+
+private:
+    std::ostringstream text;
+};
+
+}  // namespace zephran::ghn

@@ -1,0 +1,43 @@
+#include "ghn/ghn_utility.h"
+
+#include <boost/algorithm/string/trim.hpp>
+
+#include "common/popen.h"
+#include "ghn/exceptions.h"
+
+namespace zephran::ghn {
+
+namespace {
+
+/// Runs the command without a time limit.
+/// @return its exit code
+int run(const ConfigLayerCommand& command, std::string& output) {
+    try {
+        return common::POpen{command.build()}.wait(output, 0);
+    } catch (common::AbnormalTerminationException& error) {
+        // Records reach the update server, and the command line holds the password.
+        error << common::popen_command_tag{"configlayer"};
+        throw;
+    }
+}
+
+}  // namespace
+
+std::string GhnUtility::get_parameter_value(const ConfigLayerCommand& base,
+                                            const std::string& name) {
+    std::string output;
+    const int exit_code =
+        run(base.clone().operation(ConfigLayerOperation::get).parameter(name), output);
+    if (exit_code != 0) {
+        BOOST_THROW_EXCEPTION(ConfigLayerFailedException{}
+                              << common::program_exit_code_tag{exit_code}
+                              << configlayer_output_tag{output});
+    }
+    if (output.find(name + "=") == std::string::npos) {
+        BOOST_THROW_EXCEPTION(ConfigLayerFormatException{} << configlayer_output_tag{output});
+    }
+    // The first mention counts, also one without "=" before the one that was found.
+    return boost::trim_right_copy(output.substr(output.find(name) + name.size() + 1));
+}
+
+}  // namespace zephran::ghn

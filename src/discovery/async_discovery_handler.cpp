@@ -1,0 +1,77 @@
+#include "discovery/async_discovery_handler.h"
+
+#include <utility>
+
+#include <boost/exception/diagnostic_information.hpp>
+
+#include "agent_manager.h"
+#include "common/logprint.h"
+
+namespace zephran::discovery {
+
+AsyncDiscoveryHandler::AsyncDiscoveryHandler(std::chrono::milliseconds period_between_passes,
+                                             Clock current_time)
+    : now{std::move(current_time)}, last_discover{now()}, period{period_between_passes} {}
+
+void AsyncDiscoveryHandler::tick() {
+    if (discovery.valid()) {
+        if (!pass_has_ended()) {
+            return;
+        }
+        apply_pass();
+    }
+    start_pass_when_due();
+}
+
+bool AsyncDiscoveryHandler::pass_has_ended() const {
+    const std::future_status status = discovery.wait_for(longest_wait);
+    LOG_DEBUG_AS("tick", "action", "pending discover", "status", static_cast<int>(status));
+    return status == std::future_status::ready;
+}
+
+void AsyncDiscoveryHandler::apply_pass() {
+    discovery.get();
+    for (SpawnRequest& request : pending_spawns) {
+        if (manager->get_agents().count(request.id) == 0) {
+            constexpr bool dormant = false;
+            manager->spawn_agent(request.id, request.properties, request.context, dormant);
+        }
+    }
+    for (const std::string& id : pending_aborts) {
+        manager->abort_agent(id);
+    }
+    last_discover = now();
+}
+
+void AsyncDiscoveryHandler::start_pass_when_due() {
+    if (std::chrono::floor<std::chrono::milliseconds>(now() - last_discover) < period) {
+        return;
+    }
+    LOG_DEBUG_AS("tick", "action", "starting discover");
+    pending_spawns.clear();
+    pending_aborts.clear();
+    discovery = std::async(std::launch::async, [this] { discover_once(); });
+}
+
+void AsyncDiscoveryHandler::spawn_agent(const std::string& id, const Attributes& properties,
+                                        const InstallerContext& context) {
+    pending_spawns.push_back({context, properties, id});
+}
+
+void AsyncDiscoveryHandler::abort_agent(const std::string& id) {
+    pending_aborts.push_back(id);
+}
+
+void AsyncDiscoveryHandler::discard_pass() noexcept {
+    if (!discovery.valid()) {
+        return;
+    }
+    try {
+        discovery.get();
+    } catch (...) {
+        LOG_DEBUG("event", "exception_caught", "action", "discard_pass", "what",
+                  boost::current_exception_diagnostic_information());
+    }
+}
+
+}  // namespace zephran::discovery

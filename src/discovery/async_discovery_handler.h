@@ -1,0 +1,71 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <future>
+#include <string>
+#include <vector>
+
+#include "attributes.h"
+#include "discovery_handler.h"
+#include "installer_context.h"
+
+namespace zephran::discovery {
+
+/// Looks for devices on a thread of its own, one pass at a time, and hands what a pass has found to
+/// the agent manager on the main thread. The future of the pass is the only synchronisation: while
+/// it runs, the main thread touches nothing that the pass uses.
+class AsyncDiscoveryHandler : public DiscoveryHandler {
+public:
+    using Clock = std::function<std::chrono::system_clock::time_point()>;
+
+    /// The longest that one tick waits for a pass.
+    static constexpr std::chrono::milliseconds longest_wait{100};
+
+    /// @param period_between_passes from the end of one to the start of the next; the first one
+    ///                              starts as long after the construction
+    /// @param current_time          replaces the system clock in tests
+    explicit AsyncDiscoveryHandler(std::chrono::milliseconds period_between_passes,
+                                   Clock current_time = std::chrono::system_clock::now);
+
+    void setup(AgentManager* agent_manager) override { manager = agent_manager; }
+    /// Applies a pass that has ended, or starts one that is due.
+    /// @throws what the pass has thrown
+    void tick() override;
+    /// One pass. It runs on the worker thread and uses nothing of the manager but the two requests
+    /// below.
+    virtual void discover_once() = 0;
+
+protected:
+    /// @name Requests of a pass
+    /// @{
+    void spawn_agent(const std::string& id, const Attributes& properties,
+                     const InstallerContext& context);
+    void abort_agent(const std::string& id);
+    /// @}
+
+    /// Waits for the end of a running pass and forgets it, whatever it threw. To be called in the
+    /// destructor of the class that implements discover_once().
+    void discard_pass() noexcept;
+
+private:
+    struct SpawnRequest {
+        InstallerContext context;
+        Attributes properties;
+        std::string id;
+    };
+
+    [[nodiscard]] bool pass_has_ended() const;
+    void apply_pass();
+    void start_pass_when_due();
+
+    std::vector<SpawnRequest> pending_spawns;
+    std::future<void> discovery;
+    std::vector<std::string> pending_aborts;
+    Clock now;
+    std::chrono::system_clock::time_point last_discover;
+    std::chrono::milliseconds period;
+    AgentManager* manager = nullptr;
+};
+
+}  // namespace zephran::discovery

@@ -1,0 +1,122 @@
+#include "discovery/ghn_discovery_handler.h"
+
+#include <algorithm>
+
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/split.hpp>
+
+#include "common/logprint.h"
+#include "discovery/ghn_device_type.h"
+#include "ghn/ghn_config.h"
+#include "ghn/ghn_utility.h"
+
+namespace zephran::discovery {
+
+namespace {
+
+bool contains(const std::vector<common::MacAddress>& list, const common::MacAddress& address) {
+    return std::find(list.begin(), list.end(), address) != list.end();
+}
+
+/// An empty piece anywhere empties the whole list.
+std::vector<common::MacAddress> parse_list(const std::string& text) {
+    std::vector<std::string> pieces;
+    boost::split(pieces, text, boost::is_any_of(","), boost::token_compress_on);
+    std::vector<common::MacAddress> addresses;
+    for (const std::string& piece : pieces) {
+        if (piece.empty()) {
+            return {};
+        }
+        addresses.push_back(common::MacAddress::parse(piece));
+    }
+    return addresses;
+}
+
+}  // namespace
+
+void GhnDiscoveryHandler::discover_once() {
+    if (!enabled) {
+        return;
+    }
+    const Access access = configured_access();
+    if (access.interface.empty() || access.password.empty() || !access.controller.is_valid()) {
+        enabled = false;
+        LOG_WARNING("message", "Invalid G.hn configuration, disabling discovery");
+        return;
+    }
+    LOG_INFO("action", "discover_once", "message", "starting discovery");
+    const Addresses present = present_devices(access);
+    look_for_new_devices(access, present);
+    look_for_lost_devices(access, present);
+}
+
+GhnDiscoveryHandler::Access GhnDiscoveryHandler::configured_access() {
+    return {ghn::GhnConfig::get_interface(), ghn::GhnConfig::get_password(),
+            ghn::GhnConfig::get_controller_mac()};
+}
+
+ghn::ConfigLayerCommand GhnDiscoveryHandler::command_for(const Access& access,
+                                                         const common::MacAddress& device) {
+    ghn::ConfigLayerCommand command;
+    command.interface(access.interface).password(access.password).mac_address(device);
+    return command;
+}
+
+GhnDiscoveryHandler::Addresses GhnDiscoveryHandler::present_devices(const Access& access) {
+    return parse_list(ghn::GhnUtility::get_parameter_value(command_for(access, access.controller),
+                                                           "DIDMNG.GENERAL.MACS"));
+}
+
+void GhnDiscoveryHandler::look_for_new_devices(const Access& access, const Addresses& present) {
+    for (const common::MacAddress& mac : present) {
+        if (!mac.is_valid() || mac == access.controller || contains(known_devices, mac)) {
+            continue;
+        }
+        const ghn::ConfigLayerCommand command = command_for(access, mac);
+        if (get_device_type(command) == DeviceType::end_device) {
+            LOG_INFO_AS("discover_once", "event", "ghn_device_found", "mac", mac);
+            spawn_ghn_agent(mac, command);
+            known_devices.push_back(mac);
+        } else {
+            LOG_INFO_AS("discover_once", "event", "ghn_ignoring_device", "mac", mac);
+        }
+    }
+}
+
+// Devices that the same pass has just found are classified again here.
+void GhnDiscoveryHandler::look_for_lost_devices(const Access& access, const Addresses& present) {
+    Addresses kept;
+    for (const common::MacAddress& mac : known_devices) {
+        if (contains(present, mac) &&
+            get_device_type(command_for(access, mac)) == DeviceType::end_device) {
+            kept.push_back(mac);
+            continue;
+        }
+        LOG_WARNING_AS("discover_once", "event", "ghn_lost", "mac", mac);
+        // An agent that was spawned under a serial number does not bear this id and stays.
+        abort_agent(mac.str());
+    }
+    known_devices = kept;
+}
+
+void GhnDiscoveryHandler::spawn_ghn_agent(const common::MacAddress& mac,
+                                          const ghn::ConfigLayerCommand& command) {
+    const auto value_of = [&command](const char* parameter) {
+        return ghn::GhnUtility::get_parameter_value(command, parameter);
+    };
+    Attributes properties;
+    properties["device_type"] = "ghn";
+    properties["product_class"] = value_of("SYSTEM.PRODUCTION.PRODUCT_CLASS");
+    properties["device_name"] = value_of("SYSTEM.PRODUCTION.DEVICE_NAME");
+    properties["hw_revision"] = value_of("SYSTEM.PRODUCTION.HW_REVISION");
+    properties["hw_product"] = value_of("SYSTEM.PRODUCTION.HW_PRODUCT");
+    properties["firmware_version"] = value_of("SYSTEM.GENERAL.FW_VERSION");
+    const std::string serial_number = value_of("SYSTEM.PRODUCTION.SERIAL_NUMBER");
+
+    InstallerContext context;
+    context.accepted_parts = {"plc_ghn"};
+    context.mac_address = mac;
+    spawn_agent(serial_number.empty() ? mac.str() : serial_number, properties, context);
+}
+
+}  // namespace zephran::discovery

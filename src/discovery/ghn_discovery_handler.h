@@ -1,0 +1,52 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "common/mac_address.h"
+#include "discovery/async_discovery_handler.h"
+#include "ghn/config_layer_command.h"
+
+namespace zephran::discovery {
+
+/// Finds the adapters on the G.hn powerline network behind the gateway. Each becomes a target of
+/// its own and takes firmware of the part type "plc_ghn" only.
+class GhnDiscoveryHandler : public AsyncDiscoveryHandler {
+public:
+    using AsyncDiscoveryHandler::AsyncDiscoveryHandler;
+    GhnDiscoveryHandler(const GhnDiscoveryHandler&) = delete;
+    GhnDiscoveryHandler& operator=(const GhnDiscoveryHandler&) = delete;
+    /// Waits for a running pass, and so for the tool that it has called.
+    ~GhnDiscoveryHandler() override { discard_pass(); }
+
+    /// Asks the gateway's modem which devices there are, queues an agent for each new one, and
+    /// gives up the agents of those that have gone. Without a usable configuration there is one
+    /// warning and no discovery until the next start.
+    ///
+    /// @throws what ghn::GhnUtility::get_parameter_value() throws
+    /// @throws std::invalid_argument "mac" when the list holds anything but addresses
+    void discover_once() override;
+
+private:
+    using Addresses = std::vector<common::MacAddress>;
+
+    struct Access {
+        std::string interface;
+        std::string password;
+        common::MacAddress controller;
+    };
+
+    [[nodiscard]] static Access configured_access();
+    [[nodiscard]] static ghn::ConfigLayerCommand command_for(const Access& access,
+                                                             const common::MacAddress& device);
+    [[nodiscard]] static Addresses present_devices(const Access& access);
+    void look_for_new_devices(const Access& access, const Addresses& present);
+    void look_for_lost_devices(const Access& access, const Addresses& present);
+    void spawn_ghn_agent(const common::MacAddress& mac, const ghn::ConfigLayerCommand& command);
+
+    bool enabled = true;
+    /// Devices for which an agent was requested and that have not been lost since.
+    Addresses known_devices;
+};
+
+}  // namespace zephran::discovery

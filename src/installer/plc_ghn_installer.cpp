@@ -1,0 +1,154 @@
+#include "installer/plc_ghn_installer.h"
+
+#include <thread>
+
+#include "artifact_files.h"
+#include "common/popen.h"
+#include "ghn/ghn_config.h"
+#include "ghn/ghn_utility.h"
+#include "installer/exceptions.h"
+#include "installer/system_command.h"
+#include "installer_factory.h"
+
+namespace zephran::installer {
+
+namespace {
+
+const InstallerRegistration registration{"plc_ghn", 50, PLCGhnInstaller::create};
+
+constexpr const char* version_parameter = "SYSTEM.GENERAL.FW_VERSION";
+
+void log_command(const std::string& command) {
+    LOG_INFO_AS("start_installation", "event", "executing", "command", command);
+}
+
+bool contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+/// Runs a tool without a time limit. Its command line, which may hold the password, is kept out of
+/// the records: those reach the update server.
+/// @return its exit code
+int run(const std::string& command, const char* tool, std::string& output) {
+    try {
+        return common::POpen{command}.wait(output, 0);
+    } catch (common::AbnormalTerminationException& error) {
+        error << common::popen_command_tag{tool};
+        throw;
+    }
+}
+
+void require_success(int exit_code, const std::string& output) {
+    if (exit_code != 0) {
+        BOOST_THROW_EXCEPTION(ProgramExecutionFailedException{}
+                              << common::program_exit_code_tag{exit_code}
+                              << common::program_output_tag{output});
+    }
+}
+
+}  // namespace
+
+PLCGhnInstaller::PLCGhnInstaller(const common::MacAddress& device, std::chrono::milliseconds pause)
+    : mac{device}, reset_pause{pause} {}
+
+std::unique_ptr<HawkbitInstaller> PLCGhnInstaller::create(const InstallerContext& context) {
+    return std::make_unique<PLCGhnInstaller>(context.mac_address);
+}
+
+void PLCGhnInstaller::start_installation() {
+    const ghn::ConfigLayerCommand base = base_command();
+    const std::string current = ghn::GhnUtility::get_parameter_value(base, version_parameter);
+    if (contains(current, chunk().version())) {
+        report_installed_version(current);
+        set_installed();
+        return;
+    }
+    arm_upgrade(base);
+    push_image();
+    report_upgrade_status(base);
+    reset_device(base);
+    std::this_thread::sleep_for(reset_pause);
+
+    const std::string version = version_after_reset(base);
+    if (!contains(version, chunk().version())) {
+        BOOST_THROW_EXCEPTION(VersionMismatchException{} << expected_version_tag{chunk().version()}
+                                                         << found_version_tag{version});
+    }
+    set_installed();
+    LOG_INFO("event", "installation_finished", "installer", "plc_ghn", "new_version", version);
+}
+
+ghn::ConfigLayerCommand PLCGhnInstaller::base_command() const {
+    const std::string interface = ghn::GhnConfig::get_interface();
+    const std::string password = ghn::GhnConfig::get_password();
+    if (interface.empty() || password.empty() || !mac.is_valid()) {
+        BOOST_THROW_EXCEPTION(NotAGhnDeviceException{});
+    }
+    LOG_INFO_AS("start_installation", "event", "start_installation", "ghn_interface", interface,
+                "ghn_password", password, "ghn_mac", mac);
+    ghn::ConfigLayerCommand command;
+    command.interface(interface).password(password).mac_address(mac);
+    return command;
+}
+
+void PLCGhnInstaller::report_installed_version(const std::string& version) {
+    report() << "Version " << chunk().version() << " is already installed\n"
+             << "Reported version by G.hn controller: " << version << "\n";
+}
+
+void PLCGhnInstaller::arm_upgrade(const ghn::ConfigLayerCommand& base) const {
+    const std::string command = base.clone()
+                                    .operation(ghn::ConfigLayerOperation::set)
+                                    .parameter("FLUPGRADE.GENERAL.SOURCE", "L2")
+                                    .parameter("FLUPGRADE.GENERAL.SECTION", "OSUP")
+                                    .parameter("FLUPGRADE.GENERAL.START", "YES")
+                                    .build();
+    log_command(command);
+    run_required_command(command, "configlayer");
+}
+
+void PLCGhnInstaller::push_image() const {
+    const std::string command = "l2fwserver " +
+                                artifact_files::path_of(chunk().artifacts().front()) + " " +
+                                ghn::GhnConfig::get_interface() + " -m " + mac.str();
+    log_command(command);
+    std::string output;
+    const int exit_code = run(command, "l2fwserver", output);
+    require_success(exit_code, output);
+}
+
+void PLCGhnInstaller::report_upgrade_status(const ghn::ConfigLayerCommand& base) {
+    const std::string command = base.clone()
+                                    .operation(ghn::ConfigLayerOperation::get)
+                                    .parameter("FLUPGRADE.GENERAL.STATUS")
+                                    .parameter("FLUPGRADE.GENERAL.LAST_UPGRADE_INFO")
+                                    .build();
+    std::string output;
+    const int exit_code = run(command, "configlayer", output);
+    report() << output;
+    require_success(exit_code, output);
+}
+
+void PLCGhnInstaller::reset_device(const ghn::ConfigLayerCommand& base) const {
+    const std::string command = base.clone()
+                                    .operation(ghn::ConfigLayerOperation::set)
+                                    .parameter("SYSTEM.GENERAL.HW_RESET", "1")
+                                    .build();
+    log_command(command);
+    run_required_command(command, "configlayer");
+}
+
+std::string PLCGhnInstaller::version_after_reset(const ghn::ConfigLayerCommand& base) const {
+    constexpr int patience_in_seconds = 5000;
+    constexpr int retries = 15;
+    try {
+        return ghn::GhnUtility::get_parameter_value(
+            base.clone().timeout(patience_in_seconds).retries(retries), version_parameter);
+    } catch (const std::exception& error) {
+        LOG_WARNING("event", "exception_caught", "action", "version_after_reset", "what",
+                    boost::diagnostic_information(error));
+        BOOST_THROW_EXCEPTION(DeviceResetException{});
+    }
+}
+
+}  // namespace zephran::installer

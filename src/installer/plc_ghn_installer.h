@@ -1,0 +1,56 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "common/mac_address.h"
+#include "ghn/config_layer_command.h"
+#include "installer/one_tick_installer.h"
+#include "installer_context.h"
+
+namespace zephran::installer {
+
+struct NotAGhnDeviceException : common::Exception {
+    NotAGhnDeviceException() : Exception{"No G.hn controller or configuration was found"} {}
+};
+struct DeviceResetException : common::Exception {
+    DeviceResetException() : Exception{"Device did not return after reset"} {}
+};
+
+/// Pushes firmware to a modem on the G.hn powerline network, resets it and asks for its version.
+class PLCGhnInstaller : public OneTickInstaller {
+public:
+    /// A device that was reset is asked for its version after this time.
+    static constexpr std::chrono::seconds default_reset_pause{2};
+
+    /// @param device the modem
+    explicit PLCGhnInstaller(const common::MacAddress& device,
+                             std::chrono::milliseconds pause = default_reset_pause);
+
+    static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
+
+protected:
+    /// A modem whose version contains the one to install is left alone.
+    ///
+    /// @throws NotAGhnDeviceException when there is no configuration or no address
+    /// @throws what ghn::GhnUtility::get_parameter_value() throws for the first question
+    /// @throws ProgramExecutionFailedException when a tool fails
+    /// @throws DeviceResetException when the modem does not answer after the reset
+    /// @throws VersionMismatchException when it comes back with another version
+    void start_installation() override;
+
+private:
+    [[nodiscard]] ghn::ConfigLayerCommand base_command() const;
+    void report_installed_version(const std::string& version);
+    void arm_upgrade(const ghn::ConfigLayerCommand& base) const;
+    void push_image() const;
+    void report_upgrade_status(const ghn::ConfigLayerCommand& base);
+    void reset_device(const ghn::ConfigLayerCommand& base) const;
+    [[nodiscard]] std::string version_after_reset(const ghn::ConfigLayerCommand& base) const;
+
+    common::MacAddress mac;
+    std::chrono::milliseconds reset_pause;
+};
+
+}  // namespace zephran::installer
