@@ -2,6 +2,7 @@
 import contextlib
 import os
 import pathlib
+import re
 import shutil
 import signal
 import socket
@@ -14,6 +15,10 @@ PROJECT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("ZEPHRAN_BUILD_DIR", PROJECT / "build/debug"))
 UBUSD = BUILD / "devkit/openwrt/bin/ubusd"
 UBUS = BUILD / "devkit/openwrt/bin/ubus"
+
+# Sanitizers keep freed memory to themselves for a while.
+SANITIZED = not re.search(r"^ZEPHRAN_SANITIZE:STRING=$", (BUILD / "CMakeCache.txt").read_text(
+    encoding="utf-8"), re.MULTILINE)
 
 # Sanitized builds on a busy machine are slow, and no test is about speed.
 PATIENCE = 120

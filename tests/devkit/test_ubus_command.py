@@ -273,6 +273,29 @@ def test_replies_before_the_time_is_up_are_printed(bus, owner):
     assert result(command)[:2] == (7, '{"n":1}\n')
 
 
+def test_calls_that_are_under_way_together_get_their_own_replies(bus, owner):
+    commands = [start(bus, "-S", "call", "demo", "poll", f'{{"n":{n}}}') for n in range(6)]
+
+    calls = [owner.frame() for _ in commands]
+    for call in reversed(calls):
+        owner.reply(call, call.attributes[A_DATA])
+        owner.finish(call)
+
+    assert [result(command) for command in commands] == [
+        (0, f'{{"n":{n}}}\n', "") for n in range(6)]
+
+
+def test_call_that_waits_survives_the_request_to_end(bus, owner):
+    command = start(bus, "call", "demo", "poll")
+    call = owner.frame()
+
+    command.terminate()
+    owner.reply(call, named_number("n", 1))
+    owner.finish(call)
+
+    assert result(command) == (0, '{\n\t"n": 1\n}\n', "")
+
+
 # --- wait_for and listen
 
 def test_wait_for_objects_that_are_there_returns_at_once(bus, owner):

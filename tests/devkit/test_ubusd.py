@@ -9,8 +9,8 @@ import subprocess
 import pytest
 from bus_wire import (A_DATA, A_GROUP, A_ID, A_METHOD, A_NO_REPLY, A_PATH, A_SIGNATURE, A_STATUS,
                       A_TYPE, A_USER, ADD_OBJECT, DATA, HELLO, INVOKE, LOOKUP, PATIENCE, PING,
-                      REMOVE_OBJECT, STATUS, UBUSD, Bus, attribute, frame, method, named,
-                      named_number, named_text, number, text, until, words)
+                      REMOVE_OBJECT, SANITIZED, STATUS, UBUS, UBUSD, Bus, attribute, frame, method,
+                      named, named_number, named_text, number, text, until, words)
 
 LIMIT = 1048576
 
@@ -103,6 +103,37 @@ def test_what_is_no_socket_is_not_removed(tmp_path):
     assert broker.returncode == 1
     assert broker.stderr == f"ubusd: cannot listen on {path}: Address already in use\n"
     assert path.read_text(encoding="utf-8") == "content"
+
+
+def test_default_path_is_made_with_its_directory():
+    script = f"""
+        mount -t tmpfs none /run
+        '{UBUSD}' & broker=$!
+        until '{UBUS}' list; do kill -0 $broker || exit 1; sleep 0.05; done 2>/dev/null
+        stat -c '%a %F %n' /run/ubus /run/ubus/ubus.sock
+        kill $broker
+        wait $broker && ls -A /run/ubus"""
+
+    room = subprocess.run(["unshare", "--map-root-user", "--mount", "sh", "-e", "-c", script],
+                          capture_output=True, text=True, timeout=PATIENCE, check=False)
+
+    assert (room.returncode, room.stderr) == (0, "")
+    assert room.stdout == "755 directory /run/ubus\n666 socket /run/ubus/ubus.sock\n"
+
+
+def test_other_path_leaves_the_default_directory_alone():
+    script = f"""
+        mount -t tmpfs none /run
+        '{UBUSD}' -s /run/bus & broker=$!
+        until '{UBUS}' -s /run/bus list; do kill -0 $broker || exit 1; sleep 0.05; done 2>/dev/null
+        ls -A /run
+        kill $broker
+        wait $broker"""
+
+    room = subprocess.run(["unshare", "--map-root-user", "--mount", "sh", "-e", "-c", script],
+                          capture_output=True, text=True, timeout=PATIENCE, check=False)
+
+    assert (room.returncode, room.stdout, room.stderr) == (0, "bus\n", "")
 
 
 @pytest.mark.parametrize("path, reason", [("x" * 200, "File name too long"),
@@ -633,7 +664,7 @@ def test_client_that_does_not_read_is_disconnected_and_delays_nobody(bus):
 
     assert bus.errors() == (f"ubusd: client {caller.id:08x} disconnected: it does not read what it "
                             "is sent\n")
-    if not os.environ.get("ZEPHRAN_BUILD_DIR", "").endswith(("asan", "tsan")):
+    if not SANITIZED:
         assert memory(bus.process) - before < 32 * LIMIT
 
 
