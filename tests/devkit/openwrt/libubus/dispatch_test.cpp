@@ -1,0 +1,254 @@
+#include <csignal>
+#include <cstring>
+#include <future>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "demo_object.h"
+#include "scripted_broker.h"
+
+namespace zephran::ubus_standin {
+
+namespace {
+
+using Calls = std::vector<std::string>;
+
+/// A client with the recorded object on it.
+struct Dispatch : testing::Test {
+    Dispatch() {
+        broker.send(demo_added);
+        ubus_add_object(context.get(), &object);
+        static_cast<void>(broker.receive(demo_request_size));
+    }
+
+    /// What one message is answered with; always a status in these tests.
+    std::string answer_to(const std::string& digits) {
+        broker.send(digits);
+        dispatch(context);
+        return broker.receive(status_size);
+    }
+
+    ScriptedBroker broker;
+    Context context = broker.connected_client();
+    DemoObject object;
+};
+
+}  // namespace
+
+TEST_F(Dispatch, GivesTheHandlerARecordedCall) {
+    ubus_request_data seen{};
+    std::string user;
+    object.reaction = [&](ubus_context&, ubus_request_data& request) {
+        seen = request;
+        user = std::string{request.acl.user} + ":" + request.acl.group + ":" + request.acl.object;
+        return 0;
+    };
+
+    EXPECT_EQ(answer_to(demo_call), demo_status);
+
+    EXPECT_EQ(object.calls, (Calls{R"(poll {"agent_id":"gw"})"}));
+    EXPECT_EQ(seen.object, 0x7bb8faf7U);
+    EXPECT_EQ(seen.peer, 0x59a0a9b1U);
+    EXPECT_EQ(seen.seq, 2);
+    EXPECT_EQ(user, "root:root:demo");
+    EXPECT_TRUE(broker.is_silent());
+}
+
+TEST_F(Dispatch, AcceptsACallWithoutArguments) {
+    const auto answer = answer_to(
+        "00050002 59a0a9b1 0000001c 03000008 7bb8faf7 04000009 6661696c 00000000 07000004");
+
+    EXPECT_EQ(answer, demo_status);
+    EXPECT_EQ(object.calls, (Calls{"fail {}"}));
+}
+
+TEST_F(Dispatch, DoesNotHoldArgumentsAgainstThePolicy) {
+    answer_to(
+        "00050002 59a0a9b1 00000030 03000008 7bb8faf7 04000009 706f6c6c 00000000 "
+        "07000018 85000014 00086167 656e745f 69640000 00000005");
+
+    EXPECT_EQ(object.calls, (Calls{R"(poll {"agent_id":5})"}));
+}
+
+TEST_F(Dispatch, SendsWhateverTheHandlerReturns) {
+    object.reaction = [](ubus_context&, ubus_request_data&) { return 8; };
+    EXPECT_EQ(answer_to(demo_call),
+              "00010002 59a0a9b1 00000014 01000008 00000008 03000008 7bb8faf7");
+    object.reaction = [](ubus_context&, ubus_request_data&) { return -1; };
+    EXPECT_EQ(answer_to(demo_call),
+              "00010002 59a0a9b1 00000014 01000008 ffffffff 03000008 7bb8faf7");
+}
+
+TEST_F(Dispatch, AnswersForMethodsThatNobodyHas) {
+    const auto answer = answer_to(
+        "00050002 c30947a9 0000001c 03000008 7bb8faf7 04000009 706f6c78 00000000 07000004");
+
+    EXPECT_EQ(answer, "00010002 c30947a9 00000014 01000008 00000003 03000008 7bb8faf7");
+    EXPECT_TRUE(object.calls.empty());
+}
+
+TEST_F(Dispatch, LetsAMethodWithoutANameTakeEveryCall) {
+    object.answer_to_everything();
+
+    answer_to("00050002 c30947a9 0000001c 03000008 7bb8faf7 04000009 706f6c78 00000000 07000004");
+
+    EXPECT_EQ(object.calls, (Calls{"polx {}"}));
+}
+
+TEST_F(Dispatch, RefusesACallWithoutDataOrMethod) {
+    EXPECT_EQ(answer_to("00050002 59a0a9b1 00000018 03000008 7bb8faf7 04000009 706f6c6c 00000000"),
+              "00010002 59a0a9b1 00000014 01000008 00000002 03000008 7bb8faf7");
+    EXPECT_EQ(answer_to("00050002 59a0a9b1 00000010 03000008 7bb8faf7 07000004"),
+              "00010002 59a0a9b1 00000014 01000008 00000002 03000008 7bb8faf7");
+    EXPECT_TRUE(object.calls.empty());
+}
+
+TEST_F(Dispatch, AnswersForObjectsThatItDoesNotHave) {
+    EXPECT_EQ(answer_to("00050002 59a0a9b1 0000001c 03000008 00000400 04000009 706f6c6c 00000000 "
+                        "07000004"),
+              "00010002 59a0a9b1 00000014 01000008 00000004 03000008 00000400");
+}
+
+TEST_F(Dispatch, IgnoresACallOfNoObject) {
+    broker.send("00050002 59a0a9b1 00000014 04000009 706f6c6c 00000000 07000004");
+
+    dispatch(context);
+
+    EXPECT_TRUE(broker.is_silent());
+    EXPECT_FALSE(context->sock.eof);
+}
+
+TEST_F(Dispatch, SendsNoStatusToThoseWhoWantNone) {
+    broker.send(
+        "00050002 59a0a9b1 00000024 03000008 7bb8faf7 04000009 706f6c6c 00000000 0a000005 "
+        "01000000 07000004");
+
+    dispatch(context);
+
+    EXPECT_EQ(object.calls, (Calls{"poll {}"}));
+    EXPECT_TRUE(broker.is_silent());
+}
+
+TEST_F(Dispatch, LeavesTheStatusToHandlersThatDeferIt) {
+    object.reaction = [](ubus_context&, ubus_request_data& request) {
+        request.deferred = true;
+        return 0;
+    };
+    broker.send(demo_call);
+
+    dispatch(context);
+
+    EXPECT_EQ(object.calls.size(), 1U);
+    EXPECT_TRUE(broker.is_silent());
+}
+
+TEST_F(Dispatch, DoesNothingWithoutData) {
+    dispatch(context);
+
+    EXPECT_FALSE(context->sock.eof);
+    EXPECT_TRUE(broker.is_silent());
+}
+
+TEST_F(Dispatch, DropsMessagesOfAnotherVersion) {
+    broker.send("01050002 59a0a9b1 0000001c 03000008 7bb8faf7 04000009 6661696c 00000000 07000004");
+
+    EXPECT_EQ(answer_to(demo_call), demo_status);
+
+    EXPECT_EQ(object.calls, (Calls{R"(poll {"agent_id":"gw"})"}));
+}
+
+TEST_F(Dispatch, ReadsAStartedMessageToItsEnd) {
+    const std::string call{demo_call};
+    broker.send(call.substr(0, 44));
+    auto rest = std::async(std::launch::async, [&] { broker.send(call.substr(44)); });
+
+    dispatch(context);
+    rest.get();
+
+    EXPECT_EQ(object.calls.size(), 1U);
+}
+
+TEST_F(Dispatch, TakesOneMessageACallOnceARequestHasBeenMade) {
+    broker.send(demo_call);
+    broker.send(demo_call);
+
+    dispatch(context);
+    EXPECT_EQ(object.calls.size(), 1U);
+    dispatch(context);
+    EXPECT_EQ(object.calls.size(), 2U);
+}
+
+TEST(DispatchWithoutRequests, TakesAllMessagesThatAreThere) {
+    ScriptedBroker broker;
+    const Context context = broker.connected_client();
+    broker.send(demo_call);
+    broker.send(demo_call);
+
+    dispatch(context);
+
+    EXPECT_EQ(broker.receive(2 * status_size),
+              "00010002 59a0a9b1 00000014 01000008 00000004 03000008 7bb8faf7 "
+              "00010002 59a0a9b1 00000014 01000008 00000004 03000008 7bb8faf7");
+}
+
+TEST_F(Dispatch, NoticesTheEndOfTheConnectionEveryTime) {
+    static int lost = 0;
+    lost = 0;
+    context->connection_lost = [](ubus_context*) { ++lost; };
+    broker.hang_up();
+
+    dispatch(context);
+    dispatch(context);
+
+    EXPECT_TRUE(context->sock.eof);
+    EXPECT_EQ(lost, 2);
+}
+
+TEST_F(Dispatch, TakesAStreamThatMakesNoSenseForTheEnd) {
+    for (const auto* const length : {"00000003", "00100001"}) {
+        context->sock.eof = false;
+        broker.send(std::string{"00050002 59a0a9b1"} + length);
+
+        dispatch(context);
+
+        EXPECT_TRUE(context->sock.eof) << length;
+    }
+}
+
+TEST_F(Dispatch, PutsCallsOffWhileARequestIsWaitedFor) {
+    std::string order;
+    object.reaction = [&](ubus_context& running, ubus_request_data&) {
+        order += running.stack_depth == 0 ? "call " : "nested ";
+        return 0;
+    };
+    broker.send(demo_call);
+    broker.send(
+        "00020002 00000000 00000020 02000009 64656d6f 00000000 03000008 7bb8faf7 05000008 d673c7c7"
+        "00010002 00000000 0000000c 01000008 00000000");
+
+    const int result = ubus_lookup(
+        context.get(), "demo",
+        [](ubus_context*, ubus_object_data*, void* priv) {
+            static_cast<std::string*>(priv)->append("found ");
+        },
+        &order);
+
+    EXPECT_EQ(result, UBUS_STATUS_OK);
+    EXPECT_EQ(order, "found call ");
+    EXPECT_EQ(broker.receive(24), "00040002 00000000 00000010 02000009 64656d6f 00000000");
+    EXPECT_EQ(broker.receive(status_size), demo_status);
+}
+
+TEST_F(Dispatch, EndsTheProcessWhenAnExceptionLeavesAHandler) {
+    object.reaction = [](ubus_context&, ubus_request_data&) -> int {
+        throw std::runtime_error{"thrown by a handler"};
+    };
+    broker.send(demo_call);
+
+    EXPECT_EXIT(dispatch(context), testing::KilledBySignal(SIGABRT), "");
+}
+
+}  // namespace zephran::ubus_standin

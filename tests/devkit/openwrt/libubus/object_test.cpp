@@ -1,0 +1,127 @@
+#include <gtest/gtest.h>
+
+#include "demo_object.h"
+#include "scripted_broker.h"
+
+namespace zephran::ubus_standin {
+
+TEST(UbusAddObject, SendsTheRecordedBytesAndTakesTheIds) {
+    ScriptedBroker broker;
+    const Context context = broker.connected_client();
+    DemoObject object;
+    broker.send(demo_added);
+
+    const int result = ubus_add_object(context.get(), &object);
+
+    EXPECT_EQ(result, UBUS_STATUS_OK);
+    EXPECT_EQ(object.id, 0x7bb8faf7U);
+    EXPECT_EQ(object.type->id, 0xd673c7c7U);
+    EXPECT_EQ(broker.receive(demo_request_size), demo_request);
+    EXPECT_TRUE(broker.is_silent());
+}
+
+TEST(UbusAddObject, ReportsThatANameIsTakenAndStaysUsable) {
+    ScriptedBroker broker;
+    const Context context = broker.connected_client();
+    DemoObject object;
+    broker.send("00010001 00000000 0000000c 01000008 00000002");
+
+    EXPECT_EQ(ubus_add_object(context.get(), &object), UBUS_STATUS_INVALID_ARGUMENT);
+
+    EXPECT_EQ(object.id, 0U);
+    broker.send(
+        "00020002 00000000 00000014 03000008 7bb8faf7 05000008 d673c7c7"
+        "00010002 00000000 0000000c 01000008 00000000");
+    EXPECT_EQ(ubus_add_object(context.get(), &object), UBUS_STATUS_OK);
+    EXPECT_EQ(object.id, 0x7bb8faf7U);
+}
+
+TEST(UbusAddObject, NamesATypeThatIsKnownInsteadOfItsSignature) {
+    ScriptedBroker broker;
+    const Context context = broker.connected_client();
+    DemoObject object;
+    object.type->id = 0xd673c7c7;
+    broker.send(
+        "00020001 00000000 0000000c 03000008 00000400 00010001 00000000 0000000c 01000008 "
+        "00000000");
+
+    EXPECT_EQ(ubus_add_object(context.get(), &object), UBUS_STATUS_OK);
+
+    EXPECT_EQ(broker.receive(32),
+              "00060001 00000000 00000018 02000009 64656d6f 00000000 05000008 d673c7c7");
+    EXPECT_EQ(object.id, 0x400U);
+}
+
+TEST(UbusAddObject, SendsNothingOfAnAnonymousObject) {
+    ScriptedBroker broker;
+    const Context context = broker.connected_client();
+    ubus_object object{};
+    broker.send(
+        "00020001 00000000 0000000c 03000008 00000400 00010001 00000000 0000000c 01000008 "
+        "00000000");
+
+    EXPECT_EQ(ubus_add_object(context.get(), &object), UBUS_STATUS_OK);
+
+    EXPECT_EQ(broker.receive(12), "00060001 00000000 00000004");
+}
+
+TEST(UbusAddObject, MissesTheIdInAnAnswer) {
+    ScriptedBroker broker;
+    const Context context = broker.connected_client();
+    DemoObject object;
+    broker.send("00010001 00000000 0000000c 01000008 00000000");
+
+    EXPECT_EQ(ubus_add_object(context.get(), &object), UBUS_STATUS_NO_DATA);
+}
+
+TEST(UbusAddObject, ReportsABrokenConnection) {
+    ScriptedBroker broker;
+    const Context context = broker.connected_client();
+    DemoObject object;
+    broker.hang_up();
+
+    EXPECT_EQ(ubus_add_object(context.get(), &object), UBUS_STATUS_CONNECTION_FAILED);
+    EXPECT_EQ(object.id, 0U);
+    EXPECT_TRUE(context->sock.eof);
+}
+
+TEST(UbusAddObject, IsNotMisledByAnswersToSomethingElse) {
+    ScriptedBroker broker;
+    const Context context = broker.connected_client();
+    DemoObject object;
+    broker.send("00010007 00000000 0000000c 01000008 00000002");
+    broker.send("00010001 00000400 0000000c 01000008 00000002");
+    broker.send(demo_added);
+
+    EXPECT_EQ(ubus_add_object(context.get(), &object), UBUS_STATUS_OK);
+}
+
+TEST(UbusRemoveObject, SendsTheRecordedBytesAndForgetsTheIds) {
+    ScriptedBroker broker;
+    const Context context = broker.connected_client();
+    DemoObject object;
+    broker.send(demo_added);
+    ubus_add_object(context.get(), &object);
+    static_cast<void>(broker.receive(demo_request_size));
+    broker.send(
+        "00020002 00000000 00000014 03000008 7bb8faf7 05000008 d673c7c7"
+        "00010002 00000000 0000000c 01000008 00000000");
+
+    const int result = ubus_remove_object(context.get(), &object);
+
+    EXPECT_EQ(result, UBUS_STATUS_OK);
+    EXPECT_EQ(broker.receive(20), "00070002 00000000 0000000c 03000008 7bb8faf7");
+    EXPECT_EQ(object.id, 0U);
+    EXPECT_EQ(object.type->id, 0U);
+}
+
+TEST(UbusRemoveObject, ReportsAnObjectThatTheBrokerDoesNotKnow) {
+    ScriptedBroker broker;
+    const Context context = broker.connected_client();
+    DemoObject object;
+    broker.send("00010001 00000000 0000000c 01000008 00000004");
+
+    EXPECT_EQ(ubus_remove_object(context.get(), &object), UBUS_STATUS_NOT_FOUND);
+}
+
+}  // namespace zephran::ubus_standin
