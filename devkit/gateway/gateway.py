@@ -2,18 +2,18 @@
 import json
 import os
 import pathlib
-import shutil
 import signal
 import socket
 import subprocess
 import sys
+import threading
 import time
 
 from .bus import Bus
+from .equipment import HERE, Equipment
 from .kernel import die_with_parent
 from .terminal import Output
 
-HERE = pathlib.Path(__file__).resolve().parent
 PROJECT = HERE.parent.parent
 # The holder and the tools run in a bare system, where only the system's own interpreter exists.
 PYTHON = "/usr/bin/python3" if os.path.exists("/usr/bin/python3") else sys.executable
@@ -99,10 +99,10 @@ class Daemon:
         return self.wait()
 
 
-class Gateway:
+class Gateway(Equipment):
     """One simulated gateway. Its namespaces live from the first start of a program to close().
 
-    run_dir       a directory of its own; holds etc, sbin, run, flash and the logs
+    run_dir       a directory of its own; holds etc, sbin, run, flash, chips and the logs
     library_path  where the stand-ins of the gateway's libraries lie
     bus_path      where the stand-ins of the message bus's programs lie; without it there is no bus
     tmp_size      how much fits into its /tmp
@@ -110,17 +110,15 @@ class Gateway:
     """
 
     def __init__(self, run_dir, library_path=None, bus_path=None, tmp_size="256m", visible=()):
-        self.run_dir = pathlib.Path(run_dir).resolve()
+        super().__init__(run_dir)
         self.library_path = library_path
         self.tmp_size = tmp_size
         self.visible = [str(PROJECT), str(self.run_dir), *map(str, visible)]
         self.daemons = []
         self._programs = []
         self._process = self._socket = self._boot = None
-        for name in ("etc/config", "etc/init.d", "sbin", "run/ubus", "flash", "mtd", "log"):
-            (self.run_dir / name).mkdir(parents=True, exist_ok=True)
-        for tool in sorted((HERE / "tools").glob("[!.]*")):
-            shutil.copy(tool, self.run_dir / "sbin" / tool.name)
+        # Others than the one who started a daemon may watch over it.
+        self._order_lock = threading.Lock()
         self.bus = Bus(self, bus_path)
 
     def __enter__(self):
@@ -129,48 +127,7 @@ class Gateway:
     def __exit__(self, *_):
         self.close()
 
-    # ---- what is on the gateway
-
-    def config(self, package, text=None):
-        """The text of a configuration package; writes it first when one is given."""
-        path = self.run_dir / "etc/config" / package
-        if text is not None:
-            path.write_text(text, encoding="utf-8")
-        return path.read_text(encoding="utf-8")
-
-    def tool(self, name, script):
-        """Puts a program into /usr/sbin, before the first start."""
-        self._put(self.run_dir / "sbin" / name, script)
-
-    def init_script(self, name, script):
-        """Puts a program into /etc/init.d."""
-        self._put(self.run_dir / "etc/init.d" / name, script)
-
-    def etc_file(self, name, text):
-        """Puts a file into /etc; a new one before the first start."""
-        (self.run_dir / "etc" / name).write_text(text, encoding="utf-8")
-
-    def flash(self, name, content, erase_size=65536):
-        """Gives the gateway a flash partition such as "mtd1", before the first start.
-
-        Returns the file that holds what is in it.
-        """
-        (self.run_dir / "mtd" / name).mkdir(exist_ok=True)
-        for attribute, value in {"erasesize": erase_size, "size": len(content), "name": name}.items():
-            (self.run_dir / "mtd" / name / attribute).write_text(f"{value}\n", encoding="utf-8")
-        path = self.run_dir / "flash" / name
-        path.write_bytes(content)
-        return path
-
-    def _put(self, path, script):
-        path.write_text(script, encoding="utf-8")
-        path.chmod(0o755)
-
-    def calls(self, tool=None):
-        """Command lines of the simulated tools in the order of their calls, of one or of all."""
-        path = self.run_dir / "log/calls"
-        lines = path.read_text(encoding="utf-8").splitlines() if path.exists() else []
-        return [line for line in lines if tool in (None, line.split(" ")[0])]
+    # ---- its inside, from outside
 
     @property
     def outer_pid(self):
@@ -182,6 +139,11 @@ class Gateway:
     def tmp(self):
         """The gateway's /tmp, seen from outside."""
         return pathlib.Path(f"/proc/{self.outer_pid}/root/tmp")
+
+    @property
+    def reboot_request(self):
+        """The file that the firmware tool leaves when the gateway has to be rebooted."""
+        return self.run_dir / "log/reboot"
 
     def leftovers(self, ignore=("state", ".uci")):
         """Names in the gateway's /tmp that nobody needs."""
@@ -242,8 +204,9 @@ class Gateway:
     def order(self, what, handles=(), **arguments):
         data = json.dumps({"do": what, **arguments}).encode()
         try:
-            socket.send_fds(self._socket, [data], list(handles))
-            answer = json.loads(self._socket.recv(1 << 20) or GONE)
+            with self._order_lock:
+                socket.send_fds(self._socket, [data], list(handles))
+                answer = json.loads(self._socket.recv(1 << 20) or GONE)
         except OSError as error:
             raise GatewayError(f"the simulated gateway does not answer: {error}") from error
         if "error" in answer:
@@ -261,7 +224,8 @@ class Gateway:
         self._process = subprocess.Popen(command, stdin=inner, start_new_session=True,
                                          preexec_fn=die_with_parent)
         inner.close()
-        covers = {"/etc": self._own("etc"), "/usr/sbin": self._own("sbin"), "/run": self._own("run")}
+        covers = {"/etc": self._own("etc"), "/usr/sbin": self._own("sbin"), "/run": self._own("run"),
+                  "/lib/firmware": self._own("lib/firmware")}
         if self._own("flash"):
             covers["/dev"] = self._own("flash")
             covers["/sys/class"] = {"mtd": str(self.run_dir / "mtd")}

@@ -15,8 +15,16 @@ TMPFS_OPTIONS = "mode=0755"
 
 
 def cover(directory, stage, own):
-    """Covers `directory`. `own` maps names in it to what the gateway shows there instead."""
+    """Covers `directory`. `own` maps names in it to what the gateway shows there instead.
+
+    Where the machine has no such directory, the one above is covered that shall hold it.
+    """
     directory = os.path.realpath(directory)
+    if not os.path.isdir(directory):
+        above, name = os.path.split(directory)
+        common = {os.path.dirname(source) for source in own.values()}
+        cover(above, stage, {name: common.pop()})
+        return
     original = os.path.join(stage, directory.strip("/").replace("/", "-"))
     os.makedirs(original, exist_ok=True)
     kernel.bind(directory, original)

@@ -1,3 +1,5 @@
 #!/bin/sh
 # Makes room for a firmware image on the real gateway.
-echo "prepare_download.sh $*" >>"$GATEWAY_LOG/calls"
+# shellcheck source=simulated-tool
+. /usr/sbin/simulated-tool
+obey before

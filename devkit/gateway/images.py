@@ -1,0 +1,32 @@
+"""Makes what the simulated tools can install: firmware images and packages."""
+import gzip
+import io
+import tarfile
+
+
+def firmware_image(version, size=4096):
+    """An image of a firmware such as "2.1_20260101"; the version stands in its first line."""
+    number, date = version.split("_")
+    header = f"FIRMWARE_VERSION={number} FIRMWARE_DATE={date}\n".encode()
+    # neither text nor all the same, as a real image
+    filler = bytes((place * 7 + place // 251) % 256 for place in range(1024))
+    return header + (filler * (size // len(filler) + 1))[:max(0, size - len(header))]
+
+
+def package(name, version, files):
+    """A package in the form of an .ipk. `files` maps names below /etc/installed to contents."""
+    control = f"Package: {name}\nVersion: {version}\nArchitecture: all\n".encode()
+    data = {f"./etc/installed/{path}": content for path, content in files.items()}
+    return _archive({"./debian-binary": b"2.0\n", "./data.tar.gz": _archive(data),
+                     "./control.tar.gz": _archive({"./control": control})})
+
+
+def _archive(members):
+    """The same bytes for the same members, so that two builds of a package are equal."""
+    packed = io.BytesIO()
+    with tarfile.open(fileobj=packed, mode="w") as archive:
+        for name, content in members.items():
+            member = tarfile.TarInfo(name)
+            member.size = len(content)
+            archive.addfile(member, io.BytesIO(content))
+    return gzip.compress(packed.getvalue(), mtime=0)
