@@ -1,27 +1,9 @@
 """Soft deployments: the weekly window, its random delay, and the user's consent."""
-import datetime
 import re
 
 from hawkbit_server import Status
-
-DAYS = ["Monday", "Tuesday", "Wednesday", "Thursday", "Friday", "Saturday", "Sunday"]
-WAITING_ON_SCHEDULE, WAITING_DELAY, WAITING_ON_USER = 8, 9, 10
-
-
-def set_schedule(bench, days, start="00:00", stop="24:00"):
-    for name, value in {"enabled": "1", "daysofweek": days, "starttime": start,
-                        "stoptime": stop}.items():
-        bench.configure(f"schedule.{name}", value)
-
-
-def day_after(days):
-    """A weekday that is neither today nor near, in the gateway's time zone."""
-    now = datetime.datetime.now(datetime.timezone.utc)
-    return DAYS[(now + datetime.timedelta(days=days)).weekday()]
-
-
-def rests_in(daemon, state):
-    daemon.wait_for_line(rf"event=tick .*from_state={state} to_state={state}$")
+from update_window import (DAYS, WAITING_ON_SCHEDULE, WAITING_ON_USER, day_after, rests_in,
+                           set_schedule)
 
 
 def test_without_a_schedule_a_soft_deployment_starts_at_once(bench):
