@@ -1,0 +1,163 @@
+"""The powerline network behind a simulated gateway: modems that `configlayer` and `l2fwserver` reach."""
+import os
+import pathlib
+
+FIRST_VERSION = "1.0.0"
+UPGRADE_PARAMETERS = {
+    "FLUPGRADE.GENERAL.SOURCE": "NONE",
+    "FLUPGRADE.GENERAL.SECTION": "NONE",
+    "FLUPGRADE.GENERAL.START": "NO",
+    "FLUPGRADE.GENERAL.STATUS": "IDLE",
+    "FLUPGRADE.GENERAL.LAST_UPGRADE_INFO": "NONE",
+}
+END_DEVICE_PARAMETER = "DHCP.GENERAL.ENABLED_IPV4"
+FIRMWARE_PARAMETER = "SYSTEM.GENERAL.FW_VERSION"
+
+
+def powerline_image(version, size=4096):
+    """Firmware for a modem; the version stands in its first line."""
+    header = f"GHN_FW_VERSION={version}\n".encode()
+    return header + bytes(place * 11 % 256 for place in range(max(0, size - len(header))))
+
+
+class Modem:
+    """One modem of the network. A reboot of the gateway changes nothing of it."""
+
+    def __init__(self, directory, parameters):
+        self.mac = directory.name
+        self._directory = directory
+        directory.mkdir(parents=True)
+        self._write(parameters)
+
+    # ---- what it knows
+
+    @property
+    def parameters(self):
+        lines = (self._directory / "parameters").read_text(encoding="utf-8").splitlines()
+        return dict(line.split("=", 1) for line in lines)
+
+    @property
+    def firmware(self):
+        return self.parameters[FIRMWARE_PARAMETER]
+
+    def set(self, name, value):
+        self._write({**self.parameters, name: value})
+
+    def forget(self, name=END_DEVICE_PARAMETER):
+        """From now on it does not know this parameter; without this one it is no end device."""
+        self._write({key: value for key, value in self.parameters.items() if key != name})
+
+    # ---- how it behaves
+
+    def unplug(self):
+        """It is no longer in the network."""
+        self._mark("absent")
+
+    def plug_in(self):
+        """It is in the network again, or answers again."""
+        for name in ("absent", "silent"):
+            (self._directory / name).unlink(missing_ok=True)
+
+    @property
+    def is_present(self):
+        return not (self._directory / "absent").exists()
+
+    def fall_silent(self):
+        """The gateway's modem still lists it, but it answers no more."""
+        self._mark("silent")
+
+    def hang(self):
+        """Every call for it waits until release()."""
+        (self._directory / "held").unlink(missing_ok=True)
+        self._mark("hangs")
+
+    @property
+    def is_held(self):
+        """Whether a call waits, or has waited, since hang()."""
+        return (self._directory / "held").exists()
+
+    def release(self):
+        (self._directory / "hangs").unlink()
+
+    def vanish_at_reset(self):
+        """It does not return from its next reset."""
+        self._mark("fate", "gone")
+
+    def keep_firmware_at_reset(self):
+        """It returns from its next reset with the firmware that it has now."""
+        self._mark("fate", "old")
+
+    def vanish_while_pushed(self):
+        """It leaves the network when half of an image has come."""
+        self._mark("loses-link")
+
+    def _mark(self, name, text=""):
+        (self._directory / name).write_text(f"{text}\n", encoding="utf-8")
+
+    def _write(self, parameters):
+        text = "".join(f"{name}={value}\n" for name, value in parameters.items())
+        written = self._directory / "parameters.new"
+        written.write_text(text, encoding="utf-8")
+        os.replace(written, self._directory / "parameters")
+
+
+class Powerline:
+    """The network of one gateway, and the gateway's configuration for it.
+
+    gateway     the gateway; its packages "ghn" and "nevra" of the configuration are replaced
+    controller  address of the gateway's own modem
+    password    what all modems demand; the configuration gets it too
+    """
+
+    def __init__(self, gateway, controller="02:00:00:00:00:01", interface="br-lan",
+                 password="lan-secret"):
+        self._gateway = gateway
+        self._directory = pathlib.Path(gateway.run_dir) / "powerline"
+        self._directory.mkdir()
+        for name, value in (("controller", controller), ("interface", interface),
+                            ("password", password)):
+            self._note(name, value)
+        self.interface = interface
+        self.password = password
+        self.controller = self.add(controller)
+        self.controller.forget()
+        self.configure()
+
+    def configure(self, interface=None, password=None, controller=None):
+        """Writes the gateway's configuration; what is not given is right, what is "" is left out."""
+        def option(name, value, right):
+            value = right if value is None else value
+            return f"\toption {name} '{value}'\n" if value else ""
+
+        self._gateway.config("ghn", "config ghn 'ghn'\n"
+                             + option("interface", interface, self.interface)
+                             + option("password", password, self.password))
+        self._gateway.config("nevra", "config baptization 'baptization'\n"
+                             + option("LirnMacAddress", controller, self.controller.mac))
+
+    def configure_own_password(self, password):
+        """Gives the gateway a password of its own, which goes before the common one."""
+        self._gateway.config("nevra-private", "config baptization 'baptization'\n"
+                                              f"\toption PwdGhnConfig '{password}'\n")
+
+    def add(self, mac, serial="", firmware=FIRST_VERSION, name="adapter"):
+        """Plugs in a new modem and returns it. `mac` has lower-case digits and colons."""
+        return Modem(self._directory / "devices" / mac, {
+            END_DEVICE_PARAMETER: "YES",
+            "SYSTEM.PRODUCTION.PRODUCT_CLASS": "GHN",
+            "SYSTEM.PRODUCTION.DEVICE_NAME": name,
+            "SYSTEM.PRODUCTION.HW_REVISION": "2",
+            "SYSTEM.PRODUCTION.HW_PRODUCT": "PLC-500",
+            "SYSTEM.PRODUCTION.SERIAL_NUMBER": serial,
+            FIRMWARE_PARAMETER: firmware,
+            **UPGRADE_PARAMETERS})
+
+    def report_macs(self, text):
+        """Has the gateway's modem name these devices, whatever there is; None: those there are."""
+        if text is None:
+            (self._directory / "reported-macs").unlink(missing_ok=True)
+        else:
+            self._note("reported-macs", text)
+
+    def _note(self, name, value):
+        (self._directory / name).write_text(f"{value}\n", encoding="utf-8")
