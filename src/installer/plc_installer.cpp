@@ -35,7 +35,7 @@ void PLCInstaller::store_firmware(const std::string& source) const {
                 "message", "storing new PLC firmware");
     try {
         copy_file(source, paths.firmware);
-    } catch (const common::Exception&) {
+    } catch (const std::exception&) {
         const std::string start = paths.service + " start";
         if (!run_command(start)) {
             LOG_WARNING_AS("start_installation", "action", "start_installation", "message",

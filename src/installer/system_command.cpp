@@ -1,5 +1,6 @@
 #include "installer/system_command.h"
 
+#include <cerrno>
 #include <cstdlib>
 
 #include <sys/wait.h>
@@ -27,12 +28,15 @@ void run_required_command(const std::string& command) {
 
 void run_required_command(const std::string& command, const std::string& described_as) {
     const int status = run(command);
+    const int call_error = errno;
     if (status == 0) {
         return;
     }
     ProgramExecutionFailedException error;
     error << common::popen_command_tag{described_as};
-    if (WIFSIGNALED(status)) {
+    if (status == -1) {
+        error << boost::errinfo_errno{call_error};
+    } else if (WIFSIGNALED(status)) {
         error << common::program_signal_tag{WTERMSIG(status)};
     } else if (WIFEXITED(status)) {
         error << common::program_exit_code_tag{WEXITSTATUS(status)};

@@ -11,7 +11,8 @@ namespace zephran::installer {
 
 /// The same for a command that must succeed.
 /// @param described_as stands for the command in the error, which reaches the update server
-/// @throws ProgramExecutionFailedException with the description and the exit code or signal
+/// @throws ProgramExecutionFailedException with the description and the exit code or signal, or
+///         boost::errinfo_errno when there was no child to wait for
 void run_required_command(const std::string& command, const std::string& described_as);
 void run_required_command(const std::string& command);
 

@@ -15,6 +15,7 @@
 #include "hawkbit/messages/controller_status.h"
 #include "hawkbit_installer.h"
 #include "http/exceptions.h"
+#include "installer/exceptions.h"
 #include "installer/script_installer.h"
 #include "installer_factory.h"
 #include "uci/exceptions.h"
@@ -42,6 +43,9 @@ TEST(ErrorDetails, ProgramsAreDescribed) {
     EXPECT_EQ(describe<common::program_output_tag>("gone"), "program_output: gone");
     EXPECT_EQ(describe<installer::script_exit_code_tag>(3), "script_exit_code: 3");
     EXPECT_EQ(describe<installer::script_output_tag>("bad"), "script_output: bad");
+    EXPECT_EQ(describe<installer::installer_output_tag>("a <b>\n"), "installer_output: a <b>\n");
+    EXPECT_EQ(describe<installer::expected_version_tag>("2.1"), "expected_version: 2.1");
+    EXPECT_EQ(describe<installer::found_version_tag>(""), "found_version: ");
 }
 
 TEST(ErrorDetails, TransfersAreDescribed) {

@@ -1,0 +1,244 @@
+#include "installer/sysupgrade_installer.h"
+
+#include <gtest/gtest.h>
+
+#include "installer/exceptions.h"
+#include "support/captured_log.h"
+#include "support/fake_platform.h"
+#include "support/interrupting_timer.h"
+#include "support/make_chunk.h"
+#include "support/simulated_tools.h"
+
+namespace zephran::installer {
+namespace {
+
+using Lines = std::vector<std::string>;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+const std::string old_version = "2.0_20250101";
+const std::string new_version = "2.1_20260101";
+const std::string previous = "zephran.device.previous_version_os";
+const std::string unconfirmed = "zephran.device.previous_version_os_tmp";
+
+class SysupgradeInstallerTest : public testing::Test {
+protected:
+    SysupgradeInstallerTest() {
+        settings.version_file = platform.directory.path("nevra-version");
+        run_version("2.0", "20250101");
+    }
+
+    void run_version(const std::string& version, const std::string& date) const {
+        platform.directory.write("nevra-version",
+                                 "FIRMWARE_VERSION=" + version + " FIRMWARE_DATE=" + date + "\n");
+    }
+    void make_installer(const std::string& flash_type = {}) {
+        installer = std::make_unique<SysupgradeInstaller>(flash_type, settings);
+        installer->assign(make_chunk("os", {"fw.bin"}, "firmware", new_version), attributes);
+    }
+    /// Takes the steps that check and start the installation with this tool.
+    void start_with(const std::string& tool, const std::string& flash_type = {}) {
+        tools.add("sysupgrade", tool);
+        make_installer(flash_type);
+        installer->tick();
+        installer->tick();
+    }
+    [[nodiscard]] Lines executed() const {
+        return logged_after("start_installation: event=executing command=", log.text());
+    }
+    void expect_tool_failure(const std::string& details) const {
+        EXPECT_TRUE(installer->is_cancelled());
+        EXPECT_EQ(installer->error().error_message, "External program returned an error");
+        EXPECT_EQ(installer->error().error_details, details);
+    }
+
+    FakePlatform platform;
+    CapturedLog log{"INFO"};
+    SimulatedTools tools;
+    // An hour would be noticed: no test but those of the pause may come to it.
+    SysupgradeInstaller::Settings settings{{}, std::chrono::hours{1}};
+    Attributes attributes;
+    std::string path = platform.temp_directory + "fw.bin";
+    std::unique_ptr<SysupgradeInstaller> installer;
+};
+
+TEST_F(SysupgradeInstallerTest, CommandNamesTheArtifactInQuotes) {
+    start_with("", "");
+
+    EXPECT_EQ(executed(), Lines{"sysupgrade  '" + path + "'"});
+    EXPECT_EQ(tools.calls(), Lines{"sysupgrade " + path});
+}
+
+TEST_F(SysupgradeInstallerTest, CommandForNandFlashSaysSo) {
+    start_with("", "nand");
+
+    EXPECT_EQ(executed(), Lines{"sysupgrade nand '" + path + "'"});
+    EXPECT_EQ(tools.calls(), Lines{"sysupgrade nand " + path});
+}
+
+TEST_F(SysupgradeInstallerTest, OtherFlashTypesAreNotNamed) {
+    for (const char* const flash_type : {"nor", "NAND", "nand ", "nand2"}) {
+        start_with("", flash_type);
+
+        EXPECT_EQ(executed().back(), "sysupgrade  '" + path + "'") << flash_type;
+    }
+}
+
+TEST(SysupgradeInstallerSettings, AreThoseOfTheDevice) {
+    EXPECT_EQ(SysupgradeInstaller::Settings{}.version_file, "/etc/nevra-version");
+    EXPECT_EQ(SysupgradeInstaller::Settings{}.upgrade_pause, std::chrono::seconds{300});
+}
+
+TEST_F(SysupgradeInstallerTest, RunningVersionIsNotInstalledAgain) {
+    run_version("2.1", "20260101");
+
+    start_with("exit 1");
+    EXPECT_FALSE(installer->is_finished());
+    installer->tick();
+
+    EXPECT_TRUE(installer->is_finished());
+    EXPECT_EQ(tools.calls(), Lines{});
+    EXPECT_TRUE(platform.prepared_installs.empty());
+    EXPECT_EQ(platform.config.values.count(unconfirmed), 0U);
+    EXPECT_EQ(platform.config.values.count(previous), 0U);
+    const std::string line =
+        "start_installation: action=start_installation "
+        "message=version is already installed version=";
+    EXPECT_EQ(logged_after(line, log.text()), Lines{new_version});
+    EXPECT_EQ(HawkbitInstaller::get_installed_version("os"), new_version);
+}
+
+TEST_F(SysupgradeInstallerTest, BeginningOfTheRunningVersionIsAnotherVersion) {
+    run_version("2.1", "202601010");
+
+    start_with("exit 1");
+
+    EXPECT_EQ(tools.calls().size(), 1U);
+}
+
+TEST_F(SysupgradeInstallerTest, RunningVersionIsNotedAndRoomMadeForTheTool) {
+    start_with("exit 1");
+
+    EXPECT_EQ(platform.config.values,
+              (std::map<std::string, std::string>{{unconfirmed, old_version}}));
+    EXPECT_EQ(platform.prepared_installs, Lines{"os"});
+    EXPECT_EQ(platform.recovered_installs, 1U);
+}
+
+TEST_F(SysupgradeInstallerTest, UpgradeGoesOnWhenTheStoreRefuses) {
+    platform.config.read_only = true;
+
+    start_with("");
+
+    EXPECT_EQ(tools.calls().size(), 1U);
+    EXPECT_EQ(logged_after("message=could not store config entry", log.text()),
+              Lines{" key=" + unconfirmed + " value=" + old_version});
+}
+
+TEST_F(SysupgradeInstallerTest, UnreadableVersionStopsItBeforeTheTool) {
+    std::filesystem::remove(settings.version_file);
+
+    start_with("");
+
+    EXPECT_TRUE(installer->is_cancelled());
+    EXPECT_EQ(installer->error().error_message, "External program returned an error");
+    EXPECT_EQ(tools.calls(), Lines{});
+    EXPECT_TRUE(platform.config.writes.empty());
+}
+
+TEST_F(SysupgradeInstallerTest, OutputOfAFailedToolIsReportedAsItIs) {
+    start_with("echo 'Image <i>check</i> failed & co.'\nprintf '\\377\\300'\nexit 1");
+
+    expect_tool_failure(
+        "program_exit_code: 1\nprogram_output: Image <i>check</i> failed & co.\n\xFF\xC0");
+    EXPECT_EQ(platform.recovered_installs, 1U);
+}
+
+TEST_F(SysupgradeInstallerTest, LongOutputIsComplete) {
+    start_with("head -c 100000 /dev/zero | tr '\\0' x\nexit 1");
+
+    expect_tool_failure("program_exit_code: 1\nprogram_output: " + std::string(100000, 'x'));
+}
+
+TEST_F(SysupgradeInstallerTest, MissingToolIsAnError) {
+    make_installer();
+
+    installer->tick();
+    installer->tick();
+
+    expect_tool_failure("program_exit_code: 127\nprogram_output: ");
+}
+
+// The number 0 stands for the process group, which the shell between is part of.
+TEST_F(SysupgradeInstallerTest, SignalThatEndsTheToolIsTheError) {
+    start_with("echo writing\nkill -9 0");
+
+    EXPECT_TRUE(installer->is_cancelled());
+    EXPECT_EQ(installer->error().error_message, "Program terminated abnormally");
+    EXPECT_EQ(
+        installer->error().error_details,
+        "popen_command: sysupgrade  '" + path + "'\nprogram_signal: 9\nprogram_output: writing\n");
+}
+
+TEST_F(SysupgradeInstallerTest, WaitsForTheRebootAfterTheToolHasHandedOver) {
+    settings.upgrade_pause = milliseconds{50};
+
+    const auto begin = steady_clock::now();
+    start_with("echo 'Commencing upgrade. Closing all shell sessions.'\nexit 10");
+
+    EXPECT_GE(steady_clock::now() - begin, settings.upgrade_pause);
+    expect_tool_failure(
+        "program_exit_code: 10\n"
+        "program_output: Commencing upgrade. Closing all shell sessions.\n");
+    EXPECT_EQ(platform.recovered_installs, 1U);
+    EXPECT_EQ(platform.config.values.at(unconfirmed), old_version);
+}
+
+TEST_F(SysupgradeInstallerTest, WaitForTheRebootLastsThroughSignals) {
+    settings.upgrade_pause = milliseconds{300};
+    tools.add("sysupgrade", "echo Commencing upgrade\nexit 10");
+    make_installer();
+    installer->tick();
+
+    const InterruptingTimer signals{milliseconds{20}};
+    const auto begin = steady_clock::now();
+    installer->tick();
+
+    EXPECT_GE(steady_clock::now() - begin, settings.upgrade_pause);
+    EXPECT_GT(InterruptingTimer::interruptions(), 0);
+    expect_tool_failure("program_exit_code: 10\nprogram_output: Commencing upgrade\n");
+}
+
+TEST_F(SysupgradeInstallerTest, OtherEndsOfTheToolAreNotWaitedFor) {
+    start_with("echo nothing to do\nexit 10");
+    expect_tool_failure("program_exit_code: 10\nprogram_output: nothing to do\n");
+
+    start_with("echo Commencing upgrade\nexit 11");
+    expect_tool_failure("program_exit_code: 11\nprogram_output: Commencing upgrade\n");
+
+    start_with("echo Commencing upgrade");
+    EXPECT_FALSE(installer->error().has_error);
+}
+
+TEST_F(SysupgradeInstallerTest, SuccessOfTheToolAloneDoesNotFinishIt) {
+    start_with("");
+    EXPECT_FALSE(installer->error().has_error);
+    installer->tick();
+
+    EXPECT_FALSE(installer->is_finished());
+    EXPECT_EQ(installer->error().error_message,
+              "Expected version does not match the version that was found");
+}
+
+TEST_F(SysupgradeInstallerTest, NewVersionWithoutARebootFinishesIt) {
+    start_with("echo 'FIRMWARE_VERSION=2.1 FIRMWARE_DATE=20260101' >'" + settings.version_file +
+               "'");
+    EXPECT_FALSE(installer->is_finished());
+    installer->tick();
+
+    EXPECT_TRUE(installer->is_finished());
+    EXPECT_EQ(platform.config.values.at(previous), old_version);
+}
+
+}  // namespace
+}  // namespace zephran::installer

@@ -1,0 +1,122 @@
+#include <gtest/gtest.h>
+
+#include "installer/sysupgrade_installer.h"
+#include "support/captured_log.h"
+#include "support/fake_platform.h"
+#include "support/make_chunk.h"
+#include "support/simulated_tools.h"
+
+namespace zephran::installer {
+namespace {
+
+const std::string previous = "zephran.device.previous_version_os";
+const std::string unconfirmed = "zephran.device.previous_version_os_tmp";
+const std::string wanted = "2.1_20260101";
+
+/// The installation of firmware 2.1 after the reboot.
+class SysupgradeResumeTest : public testing::Test {
+protected:
+    SysupgradeResumeTest() { platform.config.values[unconfirmed] = "2.0_20250101"; }
+
+    void resume_with_version(const std::string& version, const std::string& date) {
+        platform.directory.write("nevra-version",
+                                 "FIRMWARE_VERSION=" + version + " FIRMWARE_DATE=" + date + "\n");
+        resume();
+    }
+    void resume() {
+        installer.assign(make_chunk("os", {"fw.bin"}, "firmware", wanted), attributes);
+        installer.resume();
+        installer.tick();
+    }
+
+    FakePlatform platform;
+    CapturedLog log{"INFO"};
+    SimulatedTools tools;
+    Attributes attributes;
+    SysupgradeInstaller installer{
+        "", {platform.directory.path("nevra-version"), std::chrono::hours{1}}};
+};
+
+TEST_F(SysupgradeResumeTest, NewVersionFinishesIt) {
+    resume_with_version("2.1", "20260101");
+
+    EXPECT_TRUE(installer.is_finished());
+    EXPECT_FALSE(installer.error().has_error);
+    EXPECT_EQ(platform.config.values.at(previous), "2.0_20250101");
+    EXPECT_EQ(platform.config.values.count(unconfirmed), 0U);
+    EXPECT_EQ(HawkbitInstaller::get_installed_version("os"), wanted);
+}
+
+TEST_F(SysupgradeResumeTest, OlderPreviousVersionIsReplaced) {
+    platform.config.values[previous] = "1.0_20200101";
+
+    resume_with_version("2.1", "20260101");
+
+    EXPECT_EQ(platform.config.values.at(previous), "2.0_20250101");
+}
+
+TEST_F(SysupgradeResumeTest, PreviousVersionIsKeptWhenNoneWasNoted) {
+    platform.config.values = {{previous, "1.0_20200101"}};
+
+    resume_with_version("2.1", "20260101");
+
+    EXPECT_TRUE(installer.is_finished());
+    EXPECT_EQ(platform.config.values.at(previous), "1.0_20200101");
+}
+
+TEST_F(SysupgradeResumeTest, NothingIsRunOrPreparedAgain) {
+    tools.add("sysupgrade");
+
+    resume_with_version("2.0", "20250101");
+    installer.tick();
+
+    EXPECT_TRUE(tools.calls().empty());
+    EXPECT_TRUE(platform.prepared_installs.empty());
+}
+
+TEST_F(SysupgradeResumeTest, OtherVersionEndsCancelledAndStaysTheError) {
+    resume_with_version("2.0", "20250101");
+    installer.tick();
+
+    EXPECT_TRUE(installer.is_cancelled());
+    EXPECT_FALSE(installer.is_finished());
+    EXPECT_EQ(installer.error().error_message,
+              "Expected version does not match the version that was found");
+    EXPECT_EQ(installer.error().error_details,
+              "expected_version: 2.1_20260101\nfound_version: 2.0_20250101");
+    EXPECT_TRUE(platform.config.writes.empty());
+    EXPECT_EQ(HawkbitInstaller::get_installed_version("os"), "");
+}
+
+TEST_F(SysupgradeResumeTest, UnreadableVersionEndsCancelled) {
+    resume();
+    installer.tick();
+
+    EXPECT_TRUE(installer.is_cancelled());
+    EXPECT_EQ(installer.error().error_message, "External program returned an error");
+}
+
+TEST_F(SysupgradeResumeTest, StoreThatRefusesDoesNotUndoTheUpgrade) {
+    platform.config.read_only = true;
+
+    resume_with_version("2.1", "20260101");
+
+    EXPECT_TRUE(installer.is_finished());
+    EXPECT_FALSE(installer.error().has_error);
+    EXPECT_EQ(logged_after("message=could not store config entry key=" + previous, log.text()),
+              std::vector<std::string>{" value=2.0_20250101"});
+    EXPECT_EQ(logged_after("message=could not delete config entry", log.text()),
+              std::vector<std::string>{" key=" + unconfirmed});
+}
+
+TEST_F(SysupgradeResumeTest, UnavailableStoreDoesNotUndoTheUpgrade) {
+    platform.config.unavailable = true;
+
+    resume_with_version("2.1", "20260101");
+
+    EXPECT_TRUE(installer.is_finished());
+    EXPECT_FALSE(installer.error().has_error);
+}
+
+}  // namespace
+}  // namespace zephran::installer
