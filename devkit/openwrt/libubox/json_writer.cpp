@@ -1,6 +1,4 @@
-#include <array>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <new>
 #include <string>
@@ -118,9 +116,10 @@ private:
             text += '\\';
             text += names[found];
         } else if (static_cast<unsigned char>(byte) < 0x20) {
-            std::array<char, 8> escape{};
-            std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(byte));
-            text += escape.data();
+            constexpr std::string_view digits{"0123456789abcdef"};
+            text += "\\u00";
+            text += digits[static_cast<unsigned char>(byte) / 16];
+            text += digits[static_cast<unsigned char>(byte) % 16];
         } else {
             text += byte;
         }

@@ -30,7 +30,7 @@ int open_socket(const char* path) {
         errno = ENAMETOOLONG;
         return -1;
     }
-    std::strcpy(&address.sun_path[0], path);
+    std::memcpy(&address.sun_path[0], path, std::strlen(path));
     const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (descriptor < 0) {
         return -1;

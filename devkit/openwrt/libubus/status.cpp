@@ -33,7 +33,7 @@ extern "C" const char* ubus_strerror(int error) {
     if (error >= 0 && error < UBUS_STATUS_LAST) {
         return texts[static_cast<std::size_t>(error)];
     }
-    std::snprintf(unknown.data(), unknown.size(), "Unknown error: %d", error);
+    static_cast<void>(std::snprintf(unknown.data(), unknown.size(), "Unknown error: %d", error));
     return unknown.data();
 }
 

@@ -40,7 +40,7 @@ ScriptedBroker::ScriptedBroker() : socket_path{directory.path("ubus.sock")} {
     if (socket_path.size() >= sizeof(address.sun_path)) {
         throw std::invalid_argument{"path of the socket is too long"};
     }
-    std::strcpy(&address.sun_path[0], socket_path.c_str());
+    std::memcpy(&address.sun_path[0], socket_path.data(), socket_path.size());
     listener = checked(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
     checked(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)), "bind");
     checked(listen(listener, 1), "listen");

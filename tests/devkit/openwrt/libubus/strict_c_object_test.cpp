@@ -41,6 +41,12 @@ TEST(StrictCObject, IsMadeOfStaticRecords) {
     EXPECT_EQ(broker.receive(68),
               "00060001 00000000 0000003c 0200000b 73747269 63740000 0600002c 8200001c 00046563 "
               "686f0000 85000010 00047465 78740000 00000003 8200000c 00047374 6f700000");
+
+    broker.send(
+        "00020002 00000000 00000014 03000008 00000400 05000008 00000401"
+        "00010002 00000000 0000000c 01000008 00000000");
+    EXPECT_EQ(ubus_remove_object(context.get(), strict_c_object()), UBUS_STATUS_OK);
+    EXPECT_EQ(strict_c_object()->id, 0U);
 }
 
 }  // namespace zephran::ubus_standin
