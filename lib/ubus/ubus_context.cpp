@@ -5,8 +5,10 @@
 
 #include <boost/exception/errinfo_errno.hpp>
 #include <poll.h>
+#include <sys/socket.h>
 
 #include "common/logprint.h"
+#include "ubus/broker_probe.h"
 #include "ubus/exceptions.h"
 #include "ubus/signal_dispositions.h"
 
@@ -37,6 +39,15 @@ void UbusContext::connect() {
         BOOST_THROW_EXCEPTION(UbusConnectException{} << boost::errinfo_errno{errno});
     }
     connected = true;
+    note_broker_address();
+}
+
+// Only the library knows its default path.
+void UbusContext::note_broker_address() {
+    socklen_t size = sizeof broker_address;
+    if (::getpeername(context->sock.fd, reinterpret_cast<sockaddr*>(&broker_address), &size) != 0) {
+        BOOST_THROW_EXCEPTION(UbusConnectException{} << boost::errinfo_errno{errno});
+    }
 }
 
 void UbusContext::disconnect() {
@@ -109,7 +120,20 @@ void UbusContext::try_to_recover() {
     }
 }
 
+bool UbusContext::is_broker_greeting() const {
+    BrokerProbe probe{broker_address};
+    const steady::time_point deadline = steady::now() + settings.reconnect_interval;
+    bool is_greeted = false;
+    while (running && !is_greeted && probe.is_open() && steady::now() < deadline) {
+        is_greeted = probe.is_greeted_within(settings.poll_interval);
+    }
+    return is_greeted;
+}
+
 bool UbusContext::reconnect() {
+    if (!is_broker_greeting()) {
+        return false;
+    }
     const SignalDispositions kept;
     if (ubus_reconnect(context, path_or_default(settings.socket_path)) == UBUS_STATUS_OK) {
         return true;

@@ -8,6 +8,8 @@
 #include <string>
 #include <thread>
 
+#include <sys/un.h>
+
 #include "ubus/libraries.h"
 
 namespace zephran::ubus {
@@ -65,6 +67,8 @@ private:
     void lose_connection();
     void try_to_recover();
     [[nodiscard]] bool reconnect();
+    void note_broker_address();
+    [[nodiscard]] bool is_broker_greeting() const;
 
     std::atomic<bool> running{false};
     std::unique_ptr<std::thread> receiver;
@@ -72,6 +76,8 @@ private:
     Settings settings;
     std::function<bool()> restore;
     bool connected = false;
+    /// Where the broker was reached the first time.
+    sockaddr_un broker_address{};
     /// Set while the broker is away, or does not know this process again yet.
     std::optional<steady::time_point> next_attempt;
 };

@@ -4,11 +4,16 @@
 #include <cerrno>
 #include <csignal>
 #include <future>
+#include <system_error>
+#include <vector>
 
 #include <boost/exception/errinfo_errno.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include "support/captured_log.h"
 #include "support/private_broker.h"
@@ -35,6 +40,37 @@ std::size_t count(const std::string& text, const std::string& part) {
     }
     return found;
 }
+
+/// Takes connections where a broker was, and says nothing.
+class MuteBroker {
+public:
+    explicit MuteBroker(const std::string& path)
+        : listener{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)} {
+        ::unlink(path.c_str());
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        path.copy(static_cast<char*>(address.sun_path), sizeof address.sun_path - 1);
+        if (::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+            ::listen(listener, 1) != 0) {
+            throw std::system_error{errno, std::generic_category(), path};
+        }
+    }
+    MuteBroker(const MuteBroker&) = delete;
+    MuteBroker& operator=(const MuteBroker&) = delete;
+    ~MuteBroker() {
+        for (const int connection : connections) {
+            ::close(connection);
+        }
+        ::close(listener);
+    }
+
+    void hang_up_on_connection() { ::close(::accept(listener, nullptr, nullptr)); }
+    void wait_for_connection() { connections.push_back(::accept(listener, nullptr, nullptr)); }
+
+private:
+    int listener;
+    std::vector<int> connections;
+};
 
 TEST(UbusContext, HasNoConnectionAtFirst) {
     const UbusContext context;
@@ -142,6 +178,36 @@ TEST_F(UbusContextOutage, EveryOutageIsLoggedOnceHoweverManyAttemptsItTakes) {
 
     EXPECT_EQ(count(log.text(), "connection lost"), 1U) << log.text();
     EXPECT_LE(count(log.text(), "connection restored"), 1U) << log.text();
+}
+
+TEST_F(UbusContextOutage, EndsWhileANewBrokerTakesConnectionsAndSaysNothing) {
+    connect();
+    broker.kill();
+    {
+        MuteBroker mute{broker.socket()};
+
+        mute.wait_for_connection();
+        context.disconnect();
+    }
+
+    EXPECT_EQ(restorations, 0);
+    EXPECT_EQ(count(log.text(), "connection lost"), 1U) << log.text();
+}
+
+TEST_F(UbusContextOutage, BrokerThatHangsUpAtOnceIsTriedAgain) {
+    connect();
+    broker.kill();
+    {
+        MuteBroker rude{broker.socket()};
+
+        rude.hang_up_on_connection();
+        rude.hang_up_on_connection();
+    }
+    broker.start();
+    first_restoration.get_future().wait();
+    context.disconnect();
+
+    EXPECT_EQ(restorations, 1);
 }
 
 TEST_F(UbusContextOutage, EndsQuicklyWhileTheBrokerIsAway) {
