@@ -64,7 +64,8 @@ class CallLoop:
     def __init__(self, bench, name, script):
         self._mark = bench.gateway.tmp / f"state-stop-{name}"
         body = (f"call() {{ ubus -S -t 60 call zephran \"$@\" || echo \"failed $? $1\"; }}\n"
-                f"while [ ! -e /tmp/{self._mark.name} ]; do\n{script}\ndone\n")
+                f"while [ ! -e /tmp/{self._mark.name} ]; do\n{script}\ndone\n"
+                "exit 0\n")
         self.program = bench.gateway.start_program(["/bin/sh", "-c", body], f"calls-{name}")
 
     def stop(self):

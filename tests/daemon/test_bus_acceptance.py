@@ -179,6 +179,7 @@ def test_without_acceptance_a_soft_deployment_waits_from_poll_to_poll(bench, con
     leave_it_to_the_user(bench)
     action = soft_action(bench)
     daemon = bench.start()
+    control.wait_until_served()
 
     for _ in range(3):
         pending = control.wait_for_pending()
