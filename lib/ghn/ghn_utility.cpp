@@ -14,6 +14,12 @@ namespace {
 int run(const ConfigLayerCommand& command, std::string& output) {
     try {
         return common::POpen{command.build()}.wait(output, 0);
+    } catch (const common::POpenFailedException& error) {
+        ConfigLayerFailedException failure;
+        if (const int* const reason = boost::get_error_info<boost::errinfo_errno>(error)) {
+            failure << boost::errinfo_errno{*reason};
+        }
+        BOOST_THROW_EXCEPTION(failure);
     } catch (common::AbnormalTerminationException& error) {
         // Records reach the update server, and the command line holds the password.
         error << common::popen_command_tag{"configlayer"};

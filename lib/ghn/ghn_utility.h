@@ -13,9 +13,10 @@ struct GhnUtility {
     /// further on, up to the end: later lines belong to it. White space at its end is removed.
     ///
     /// @param base names the modem and how to reach it
-    /// @throws ConfigLayerFailedException when the tool ends with another status than 0
+    /// @throws ConfigLayerFailedException when the tool cannot be started, or ends with another
+    ///         status than 0
     /// @throws ConfigLayerFormatException when the output lacks the name followed by "="
-    /// @throws common::POpenFailedException, common::AbnormalTerminationException
+    /// @throws common::AbnormalTerminationException when the tool's shell was killed
     static std::string get_parameter_value(const ConfigLayerCommand& base, const std::string& name);
 };
 
