@@ -32,7 +32,7 @@ bool contains(const std::string& text, const std::string& part) {
 int run(const std::string& command, const char* tool, std::string& output) {
     try {
         return common::POpen{command}.wait(output, 0);
-    } catch (common::AbnormalTerminationException& error) {
+    } catch (common::Exception& error) {
         error << common::popen_command_tag{tool};
         throw;
     }
@@ -56,7 +56,8 @@ std::unique_ptr<HawkbitInstaller> PLCGhnInstaller::create(const InstallerContext
 }
 
 void PLCGhnInstaller::start_installation() {
-    const ghn::ConfigLayerCommand base = base_command();
+    const std::string interface = ghn::GhnConfig::get_interface();
+    const ghn::ConfigLayerCommand base = base_command(interface);
     const std::string current = ghn::GhnUtility::get_parameter_value(base, version_parameter);
     if (contains(current, chunk().version())) {
         report_installed_version(current);
@@ -64,7 +65,7 @@ void PLCGhnInstaller::start_installation() {
         return;
     }
     arm_upgrade(base);
-    push_image();
+    push_image(interface);
     report_upgrade_status(base);
     reset_device(base);
     std::this_thread::sleep_for(reset_pause);
@@ -78,8 +79,7 @@ void PLCGhnInstaller::start_installation() {
     LOG_INFO("event", "installation_finished", "installer", "plc_ghn", "new_version", version);
 }
 
-ghn::ConfigLayerCommand PLCGhnInstaller::base_command() const {
-    const std::string interface = ghn::GhnConfig::get_interface();
+ghn::ConfigLayerCommand PLCGhnInstaller::base_command(const std::string& interface) const {
     const std::string password = ghn::GhnConfig::get_password();
     if (interface.empty() || password.empty() || !mac.is_valid()) {
         BOOST_THROW_EXCEPTION(NotAGhnDeviceException{});
@@ -107,10 +107,10 @@ void PLCGhnInstaller::arm_upgrade(const ghn::ConfigLayerCommand& base) const {
     run_required_command(command, "configlayer");
 }
 
-void PLCGhnInstaller::push_image() const {
+void PLCGhnInstaller::push_image(const std::string& interface) const {
     const std::string command = "l2fwserver " +
                                 artifact_files::path_of(chunk().artifacts().front()) + " " +
-                                ghn::GhnConfig::get_interface() + " -m " + mac.str();
+                                interface + " -m " + mac.str();
     log_command(command);
     std::string output;
     const int exit_code = run(command, "l2fwserver", output);
