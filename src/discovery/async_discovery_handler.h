@@ -37,11 +37,20 @@ public:
     virtual void discover_once() = 0;
 
 protected:
+    struct SpawnRequest {
+        InstallerContext context;
+        Attributes properties;
+        std::string id;
+    };
+
     /// @name Requests of a pass
     /// @{
     void spawn_agent(const std::string& id, const Attributes& properties,
                      const InstallerContext& context);
     void abort_agent(const std::string& id);
+    /// The requests of the latest pass, until the next one starts.
+    [[nodiscard]] const std::vector<SpawnRequest>& spawn_requests() const { return pending_spawns; }
+    [[nodiscard]] const std::vector<std::string>& abort_requests() const { return pending_aborts; }
     /// @}
 
     /// Waits for the end of a running pass and forgets it, whatever it threw. To be called in the
@@ -49,12 +58,6 @@ protected:
     void discard_pass() noexcept;
 
 private:
-    struct SpawnRequest {
-        InstallerContext context;
-        Attributes properties;
-        std::string id;
-    };
-
     [[nodiscard]] bool pass_has_ended() const;
     void apply_pass();
     void start_pass_when_due();

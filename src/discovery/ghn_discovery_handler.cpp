@@ -1,6 +1,7 @@
 #include "discovery/ghn_discovery_handler.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/split.hpp>
@@ -18,17 +19,16 @@ bool contains(const std::vector<common::MacAddress>& list, const common::MacAddr
     return std::find(list.begin(), list.end(), address) != list.end();
 }
 
-/// An empty piece anywhere empties the whole list.
+/// An empty piece anywhere empties the whole list, whatever else is in it.
 std::vector<common::MacAddress> parse_list(const std::string& text) {
     std::vector<std::string> pieces;
     boost::split(pieces, text, boost::is_any_of(","), boost::token_compress_on);
-    std::vector<common::MacAddress> addresses;
-    for (const std::string& piece : pieces) {
-        if (piece.empty()) {
-            return {};
-        }
-        addresses.push_back(common::MacAddress::parse(piece));
+    if (std::find(pieces.begin(), pieces.end(), std::string{}) != pieces.end()) {
+        return {};
     }
+    std::vector<common::MacAddress> addresses;
+    std::transform(pieces.begin(), pieces.end(), std::back_inserter(addresses),
+                   common::MacAddress::parse);
     return addresses;
 }
 

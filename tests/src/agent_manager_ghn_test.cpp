@@ -1,0 +1,54 @@
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "support/captured_log.h"
+#include "support/device_configuration.h"
+#include "support/discovery_bench.h"
+#include "support/fake_platform.h"
+
+namespace zephran::test {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+/// A gateway whose configuration names its own powerline modem.
+class AgentManagerGhn : public ::testing::Test {
+protected:
+    CapturedLog log;
+    FakePlatform platform;
+    DeviceConfiguration store;
+    UnreachableServerManager manager;
+};
+
+TEST_F(AgentManagerGhn, AddressOfTheGatewaysModemIsReadWhenItsAgentIsMade) {
+    store.set_controller_mac("02:00:00:00:00:0g");
+
+    manager.spawn_gateway_agent();
+
+    EXPECT_EQ(manager.get_agents().count("gateway"), 1U);
+    EXPECT_THAT(log.text(), HasSubstr("message=not a MAC address "
+                                      "key=nevra.baptization.LirnMacAddress "
+                                      "value=02:00:00:00:00:0g"));
+}
+
+TEST_F(AgentManagerGhn, GatewayWithoutAModemGetsItsAgentWithoutAWord) {
+    manager.spawn_gateway_agent();
+
+    EXPECT_EQ(manager.get_agents().count("gateway"), 1U);
+    EXPECT_THAT(log.text(), Not(HasSubstr("WARNING")));
+}
+
+TEST_F(AgentManagerGhn, AddressIsNotReadForOtherDevices) {
+    store.set_controller_mac("02:00:00:00:00:0g");
+    Attributes properties;
+
+    manager.spawn_agent("device", properties, {}, true);
+
+    EXPECT_THAT(log.text(), Not(HasSubstr("not a MAC address")));
+}
+
+}  // namespace
+}  // namespace zephran::test

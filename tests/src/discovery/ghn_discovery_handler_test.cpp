@@ -1,0 +1,252 @@
+#include "discovery/ghn_discovery_handler.h"
+
+#include <stdexcept>
+#include <string>
+
+#include <boost/exception/exception.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ghn/exceptions.h"
+#include "support/ghn_discovery_test.h"
+
+namespace zephran::discovery {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Pair;
+using ::testing::SizeIs;
+
+class GhnDiscoveryHandlerTest : public test::GhnDiscoveryTest {};
+
+std::string joined(const std::string& a, const std::string& b) {
+    return a + "," + b;
+}
+
+std::string found(const std::string& mac) {
+    return "event=ghn_device_found mac=" + mac;
+}
+
+std::string ignored(const std::string& mac) {
+    return "event=ghn_ignoring_device mac=" + mac;
+}
+
+TEST_F(GhnDiscoveryHandlerTest, NetworkWithoutDevicesGivesNoAgent) {
+    run_pass();
+
+    EXPECT_THAT(modems.calls(),
+                ElementsAre("configlayer -i br-lan -w hush -m 02:00:00:00:00:01 -o GET -p "
+                            "DIDMNG.GENERAL.MACS"));
+    EXPECT_THAT(manager.get_agents(), IsEmpty());
+    EXPECT_THAT(lines(), ElementsAre(start));
+}
+
+TEST_F(GhnDiscoveryHandlerTest, DeviceTellsWhatItIs) {
+    set_domain(joined(controller, first));
+    modems.add_device(first, "SN-1");
+
+    run_pass();
+
+    EXPECT_THAT(manager.get_agents().at("SN-1")->attributes(),
+                ElementsAre(Pair("device_name", "Socket 2"), Pair("device_type", "ghn"),
+                            Pair("firmware_version", "7.8.1"), Pair("hw_product", "PL-500"),
+                            Pair("hw_revision", "B"), Pair("parent", "gateway"),
+                            Pair("product_class", "adapter")));
+    EXPECT_THAT(lines(), ElementsAre(start, found(first)));
+}
+
+TEST_F(GhnDiscoveryHandlerTest, DeviceTakesPowerlineFirmwareOnlyUnderItsAddress) {
+    set_domain(first);
+    modems.add_device(first, "SN-1");
+
+    run_pass();
+
+    ASSERT_THAT(handler.spawn_requests(), SizeIs(1));
+    const InstallerContext& context = handler.spawn_requests().front().context;
+    EXPECT_THAT(context.accepted_parts, ElementsAre("plc_ghn"));
+    EXPECT_EQ(context.mac_address.str(), first);
+    EXPECT_EQ(context.installed_flash_type, "");
+    EXPECT_EQ(context.bootloader_mtd, "");
+    EXPECT_EQ(context.mtd_write_attempts, 0U);
+}
+
+TEST_F(GhnDiscoveryHandlerTest, NewDeviceIsAskedWithTheGatewaysAccessAndClassifiedTwice) {
+    set_domain(first);
+    modems.add_device(first, "SN-1");
+
+    run_pass();
+
+    const std::string ask = "configlayer -i br-lan -w hush -m 02:00:00:00:00:0a -o GET -p ";
+    EXPECT_THAT(
+        modems.calls(),
+        ElementsAre("configlayer -i br-lan -w hush -m 02:00:00:00:00:01 -o GET -p "
+                    "DIDMNG.GENERAL.MACS",
+                    ask + type_parameter, ask + "SYSTEM.PRODUCTION.PRODUCT_CLASS",
+                    ask + "SYSTEM.PRODUCTION.DEVICE_NAME", ask + "SYSTEM.PRODUCTION.HW_REVISION",
+                    ask + "SYSTEM.PRODUCTION.HW_PRODUCT", ask + "SYSTEM.GENERAL.FW_VERSION",
+                    ask + "SYSTEM.PRODUCTION.SERIAL_NUMBER", ask + type_parameter));
+}
+
+TEST_F(GhnDiscoveryHandlerTest, DeviceWithoutASerialNumberIsKnownByItsAddress) {
+    set_domain("02:00:00:00:00:0A");
+    modems.add_device(first, "");
+
+    run_pass();
+
+    EXPECT_THAT(handler.requested_ids(), ElementsAre(first));
+    EXPECT_EQ(manager.get_agents().count(first), 1U);
+}
+
+TEST_F(GhnDiscoveryHandlerTest, DevicesAreFoundInTheOrderOfTheList) {
+    set_domain(joined(second, joined(controller, first)));
+    modems.add_device(first, "SN-1");
+    modems.add_device(second, "SN-2");
+
+    run_pass();
+
+    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-2", "SN-1"));
+    EXPECT_THAT(lines(), ElementsAre(start, found(second), found(first)));
+}
+
+TEST_F(GhnDiscoveryHandlerTest, KnownDeviceIsClassifiedAndNotSpawnedAgain) {
+    set_domain(first);
+    modems.add_device(first, "SN-1");
+    run_pass();
+    const std::size_t calls_before = modems.calls().size();
+
+    run_pass();
+
+    EXPECT_THAT(handler.spawn_requests(), IsEmpty());
+    EXPECT_THAT(handler.abort_requests(), IsEmpty());
+    EXPECT_EQ(modems.calls().size(), calls_before + 2);
+    EXPECT_EQ(count_calls_with(type_parameter), 3U);
+    EXPECT_THAT(lines(), ElementsAre(start, found(first), start));
+}
+
+TEST_F(GhnDiscoveryHandlerTest, OtherKindOfDeviceIsIgnoredInEveryPass) {
+    set_domain(first);
+    modems.answer(first, type_parameter, "ERROR -36");
+
+    run_pass();
+    run_pass();
+
+    EXPECT_THAT(manager.get_agents(), IsEmpty());
+    EXPECT_EQ(count_calls_with(type_parameter), 2U);
+    EXPECT_THAT(lines(), ElementsAre(start, ignored(first), start, ignored(first)));
+}
+
+TEST_F(GhnDiscoveryHandlerTest, DeviceThatDoesNotAnswerIsAskedAgainInTheNextPass) {
+    set_domain(first);
+    run_pass();
+
+    modems.add_device(first, "SN-1");
+    run_pass();
+
+    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-1"));
+    EXPECT_THAT(lines(), ElementsAre(start, ignored(first), start, found(first)));
+}
+
+TEST_F(GhnDiscoveryHandlerTest, AddressThatComesTwiceIsOneDevice) {
+    set_domain(joined(first, joined("02:00:00:00:00:0A", first)));
+    modems.add_device(first, "SN-1");
+
+    run_pass();
+
+    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-1"));
+    EXPECT_THAT(lines(), ElementsAre(start, found(first)));
+    EXPECT_EQ(count_calls_with(type_parameter), 2U);
+}
+
+TEST_F(GhnDiscoveryHandlerTest, IgnoredAddressThatComesTwiceIsAskedTwice) {
+    set_domain(joined(first, first));
+
+    run_pass();
+
+    EXPECT_THAT(lines(), ElementsAre(start, ignored(first), ignored(first)));
+}
+
+TEST_F(GhnDiscoveryHandlerTest, ZeroAddressIsNoDevice) {
+    set_domain(joined("00:00:00:00:00:00", first));
+    modems.add_device("00:00:00:00:00:00", "SN-0");
+    modems.add_device(first, "SN-1");
+
+    run_pass();
+
+    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-1"));
+    EXPECT_EQ(count_calls_with("-m 00:00:00:00:00:00"), 0U);
+}
+
+TEST_F(GhnDiscoveryHandlerTest, RunOfCommasIsOneSeparator) {
+    set_domain(std::string{first} + ",,," + second);
+    modems.add_device(first, "SN-1");
+    modems.add_device(second, "SN-2");
+
+    run_pass();
+
+    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-1", "SN-2"));
+}
+
+TEST_F(GhnDiscoveryHandlerTest, ListWithAnEmptyPieceIsEmpty) {
+    modems.add_device(first, "SN-1");
+    const std::string mac = first;
+    for (const std::string& list :
+         {std::string{}, std::string{","}, "," + mac, mac + ",", ",," + mac + ",,", mac + ", ",
+          std::string{"nonsense,"}, std::string{",nonsense"}}) {
+        set_domain(list);
+
+        run_pass();
+
+        EXPECT_THAT(handler.spawn_requests(), IsEmpty()) << list;
+    }
+    EXPECT_EQ(count_calls_with(type_parameter), 0U);
+}
+
+TEST_F(GhnDiscoveryHandlerTest, ListOfAnythingButAddressesIsAnError) {
+    modems.add_device(first, "SN-1");
+    const std::string mac = first;
+    for (const std::string& list :
+         {std::string{"nonsense"}, mac + ",nonsense", mac + ", " + mac, mac + ";" + mac,
+          "ERROR -36" + mac, std::string{"02:00:00:00:00:0g"}, mac + "\nOTHER=1"}) {
+        set_domain(list);
+        try {
+            run_pass();
+            ADD_FAILURE() << list << " was taken";
+        } catch (const std::invalid_argument& error) {
+            EXPECT_STREQ(error.what(), "mac") << list;
+            EXPECT_NE(dynamic_cast<const boost::exception*>(&error), nullptr);
+        }
+        EXPECT_THAT(handler.spawn_requests(), IsEmpty()) << list;
+    }
+    EXPECT_THAT(manager.get_agents(), IsEmpty());
+}
+
+TEST_F(GhnDiscoveryHandlerTest, ControllerThatDoesNotAnswerIsAnError) {
+    modems.forget(controller, "DIDMNG.GENERAL.MACS");
+
+    EXPECT_THROW(run_pass(), ghn::ConfigLayerFailedException);
+}
+
+TEST_F(GhnDiscoveryHandlerTest, DeviceThatDoesNotSayWhoItIsIsAnError) {
+    set_domain(first);
+    modems.add_device(first, "SN-1");
+    modems.forget(first, "SYSTEM.PRODUCTION.SERIAL_NUMBER");
+
+    EXPECT_THROW(run_pass(), ghn::ConfigLayerFailedException);
+    EXPECT_THAT(manager.get_agents(), IsEmpty());
+}
+
+TEST_F(GhnDiscoveryHandlerTest, DestructionDuringAPassWaitsForTheTool) {
+    const TemporaryDirectory signs;
+    modems.replace_tool("touch '" + signs.path("ended") + "'; exit 1");
+
+    {
+        GhnDiscoveryHandler passing{test::PassClock::period, clock.reader()};
+        clock.start_pass(passing);
+    }
+
+    EXPECT_TRUE(signs.has("ended"));
+}
+
+}  // namespace
+}  // namespace zephran::discovery

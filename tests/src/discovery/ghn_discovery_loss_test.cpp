@@ -1,0 +1,148 @@
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "support/ghn_discovery_test.h"
+
+namespace zephran::discovery {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+/// Devices that a gateway has found, and what happens when they go.
+class GhnDiscoveryLossTest : public test::GhnDiscoveryTest {
+protected:
+    /// Finds the first device.
+    void find(const std::string& serial_number) {
+        set_domain(first);
+        modems.add_device(first, serial_number);
+        run_pass();
+    }
+    [[nodiscard]] bool is_aborted(const std::string& id) const {
+        return manager.get_agents().at(id)->is_aborted();
+    }
+
+    const std::string lost = "event=ghn_lost mac=02:00:00:00:00:0a";
+};
+
+TEST_F(GhnDiscoveryLossTest, DeviceMissingFromTheListIsLostOnce) {
+    find("");
+
+    set_domain(controller);
+    run_pass();
+
+    EXPECT_THAT(handler.abort_requests(), ElementsAre(first));
+    EXPECT_TRUE(is_aborted(first));
+    EXPECT_THAT(log.text(), HasSubstr(" WARNING ghn_discovery_handler.cpp:"));
+    run_pass();
+    EXPECT_THAT(handler.abort_requests(), IsEmpty());
+    EXPECT_THAT(lines(), ElementsAre(start, "event=ghn_device_found mac=02:00:00:00:00:0a", start,
+                                     lost, start));
+}
+
+TEST_F(GhnDiscoveryLossTest, DeviceMissingFromTheListIsNotAsked) {
+    find("");
+    const std::size_t asked = count_calls_with("-m 02:00:00:00:00:0a");
+
+    set_domain(controller);
+    run_pass();
+
+    EXPECT_EQ(count_calls_with("-m 02:00:00:00:00:0a"), asked);
+}
+
+TEST_F(GhnDiscoveryLossTest, EmptyListLosesEveryDevice) {
+    set_domain(std::string{second} + "," + first);
+    modems.add_device(first, "");
+    modems.add_device(second, "");
+    run_pass();
+
+    set_domain("");
+    run_pass();
+
+    EXPECT_THAT(handler.abort_requests(), ElementsAre(second, first));
+}
+
+TEST_F(GhnDiscoveryLossTest, DeviceThatNoLongerAnswersIsLost) {
+    find("");
+
+    modems.forget(first, type_parameter);
+    run_pass();
+
+    EXPECT_THAT(handler.abort_requests(), ElementsAre(first));
+    EXPECT_THAT(lines(),
+                ElementsAre(start, "event=ghn_device_found mac=02:00:00:00:00:0a", start, lost));
+}
+
+TEST_F(GhnDiscoveryLossTest, DeviceThatHasBecomeAnotherKindIsLostAndThenIgnored) {
+    find("");
+
+    modems.answer(first, type_parameter, "ERROR -36");
+    run_pass();
+    run_pass();
+
+    EXPECT_THAT(lines(),
+                ElementsAre(start, "event=ghn_device_found mac=02:00:00:00:00:0a", start, lost,
+                            start, "event=ghn_ignoring_device mac=02:00:00:00:00:0a"));
+}
+
+TEST_F(GhnDiscoveryLossTest, OtherDevicesStayKnown) {
+    set_domain(std::string{first} + "," + second);
+    modems.add_device(first, "");
+    modems.add_device(second, "");
+    run_pass();
+
+    set_domain(second);
+    run_pass();
+
+    EXPECT_THAT(handler.abort_requests(), ElementsAre(first));
+    EXPECT_FALSE(is_aborted(second));
+    run_pass();
+    EXPECT_THAT(handler.spawn_requests(), IsEmpty());
+}
+
+TEST_F(GhnDiscoveryLossTest, AgentUnderASerialNumberStaysWhenItsDeviceIsLost) {
+    find("SN-1");
+
+    set_domain(controller);
+    run_pass();
+
+    EXPECT_THAT(handler.abort_requests(), ElementsAre(first));
+    EXPECT_FALSE(is_aborted("SN-1"));
+}
+
+TEST_F(GhnDiscoveryLossTest, DeviceThatComesBackKeepsItsAgent) {
+    find("SN-1");
+    const HawkbitAgent* const agent = manager.get_agents().at("SN-1").get();
+    set_domain(controller);
+    run_pass();
+
+    set_domain(first);
+    run_pass();
+
+    EXPECT_THAT(handler.spawn_requests(), SizeIs(1));
+    EXPECT_EQ(manager.get_agents().at("SN-1").get(), agent);
+}
+
+TEST_F(GhnDiscoveryLossTest, DeviceThatAnswersOnceOnlyIsFoundAndLostInOnePass) {
+    modems.replace_tool(R"(
+        for word; do last=$word; done
+        case $last in
+            DIDMNG*) echo "$last=02:00:00:00:00:0a" ;;
+            DHCP*) [ "$call" -lt 9 ] && echo "$last=YES" || exit 1 ;;
+            *) echo "$last=" ;;
+        esac)");
+
+    run_pass();
+
+    EXPECT_THAT(handler.requested_ids(), ElementsAre(first));
+    EXPECT_THAT(handler.abort_requests(), ElementsAre(first));
+    EXPECT_TRUE(is_aborted(first));
+    EXPECT_THAT(lines(), ElementsAre(start, "event=ghn_device_found mac=02:00:00:00:00:0a", lost));
+}
+
+}  // namespace
+}  // namespace zephran::discovery

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "discovery/ghn_discovery_handler.h"
+#include "support/captured_log.h"
+#include "support/device_configuration.h"
+#include "support/discovery_bench.h"
+#include "support/fake_platform.h"
+#include "support/simulated_modems.h"
+
+namespace zephran::test {
+
+/// Shows what a pass has asked for.
+class ObservedGhnDiscovery : public discovery::GhnDiscoveryHandler {
+public:
+    using GhnDiscoveryHandler::abort_requests;
+    using GhnDiscoveryHandler::GhnDiscoveryHandler;
+    using GhnDiscoveryHandler::spawn_requests;
+
+    [[nodiscard]] std::vector<std::string> requested_ids() const {
+        std::vector<std::string> ids;
+        for (const SpawnRequest& request : spawn_requests()) {
+            ids.push_back(request.id);
+        }
+        return ids;
+    }
+};
+
+/// A gateway with a modem of its own on a powerline network without other devices.
+class GhnDiscoveryTest : public testing::Test {
+protected:
+    static constexpr const char* controller = "02:00:00:00:00:01";
+    static constexpr const char* first = "02:00:00:00:00:0a";
+    static constexpr const char* second = "02:00:00:00:00:0b";
+    static constexpr const char* type_parameter = "DHCP.GENERAL.ENABLED_IPV4";
+
+    GhnDiscoveryTest() {
+        store.set_ghn("br-lan", "hush");
+        store.set_controller_mac(controller);
+        set_domain(controller);
+        handler.setup(&manager);
+    }
+
+    /// @param list comma-separated addresses of the modems that the gateway's own one sees
+    void set_domain(const std::string& list) const {
+        modems.answer(controller, "DIDMNG.GENERAL.MACS", list);
+    }
+    void run_pass() { clock.run_pass(handler); }
+
+    /// The lines that passes have written, without what stands before their fields.
+    [[nodiscard]] std::vector<std::string> lines() const {
+        return logged_after(" discover_once: ", log.text());
+    }
+    [[nodiscard]] std::size_t count_calls_with(const std::string& text) const {
+        std::size_t count = 0;
+        for (const std::string& call : modems.calls()) {
+            count += call.find(text) == std::string::npos ? 0U : 1U;
+        }
+        return count;
+    }
+
+    /// The line that begins every pass.
+    const std::string start = "action=discover_once message=starting discovery";
+
+    CapturedLog log;
+    FakePlatform platform;
+    DeviceConfiguration store;
+    SimulatedModems modems;
+    UnreachableServerManager manager;
+    PassClock clock;
+    ObservedGhnDiscovery handler{PassClock::period, clock.reader()};
+};
+
+}  // namespace zephran::test
