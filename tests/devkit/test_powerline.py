@@ -240,13 +240,16 @@ def test_modem_returns_from_its_reset_with_the_old_firmware_once(gateway, adapte
     assert adapter.firmware == "2.0.2"
 
 
-def test_modem_does_not_return_from_its_reset(adapter, ask):
+def test_modem_does_not_return_from_its_reset(gateway, adapter, ask):
     adapter.vanish_at_reset()
+    ask(f"-o SET {ARM}")
+    push(gateway, powerline_image("2.0.1"))
 
     reset = ask("-o SET -p SYSTEM.GENERAL.HW_RESET=1")
 
     assert reset.exit_status == 0
     assert not adapter.is_present
+    assert adapter.firmware == "1.2.3"
     assert ask(f"-o GET -p {VERSION}").exit_status == 1
 
 

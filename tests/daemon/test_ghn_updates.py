@@ -1,0 +1,142 @@
+"""New firmware for modems on the powerline network."""
+import pytest
+from bench import DEVICE
+from hawkbit_server import Status
+from powerline_network import (CONTROLLER, NEW, OLD, SERIAL, WITH_SERIAL, PowerlineNetwork, count)
+
+VERSION = "SYSTEM.GENERAL.FW_VERSION"
+CHUNK = f"plc_ghn:adapter-firmware:{NEW}"
+
+
+@pytest.fixture(name="network")
+def fixture_network(bench):
+    return PowerlineNetwork(bench)
+
+
+@pytest.fixture(name="adapter")
+def fixture_adapter(network):
+    return network.add_with_serial()
+
+
+def command_lines_of_an_update(mac, file="/tmp/plc.bin"):
+    to_modem = f"configlayer -i br-lan -w lan-secret -m {mac}"
+    return [
+        f"{to_modem} -o GET -p {VERSION}",
+        f"{to_modem} -o SET -p FLUPGRADE.GENERAL.SOURCE=L2 -p FLUPGRADE.GENERAL.SECTION=OSUP "
+        "-p FLUPGRADE.GENERAL.START=YES",
+        f"l2fwserver {file} br-lan -m {mac}",
+        f"{to_modem} -o GET -p FLUPGRADE.GENERAL.STATUS -p FLUPGRADE.GENERAL.LAST_UPGRADE_INFO",
+        f"{to_modem} -o SET -p SYSTEM.GENERAL.HW_RESET=1",
+        f"{to_modem} -t 5000 -r 15 -o GET -p {VERSION}",
+    ]
+
+
+def command_lines_of_a_pass(network, mac):
+    """Those that name a modem which has just been found."""
+    kind = "DHCP.GENERAL.ENABLED_IPV4"
+    production = ("PRODUCT_CLASS", "DEVICE_NAME", "HW_REVISION", "HW_PRODUCT")
+    return [network.get(mac, name) for name in (
+        kind, *(f"SYSTEM.PRODUCTION.{name}" for name in production), VERSION,
+        "SYSTEM.PRODUCTION.SERIAL_NUMBER", kind)]
+
+
+def test_adapter_gets_new_firmware(bench, network, adapter):
+    action = bench.server.assign(SERIAL, [network.image(NEW)])
+    daemon = network.start()
+
+    bench.wait_for_end(action)
+
+    assert action.status is Status.FINISHED
+    assert adapter.firmware == NEW
+    # later passes only ask whether it is still there
+    calls = network.calls(WITH_SERIAL)
+    found, updated, later = calls[:8], calls[8:14], calls[14:]
+    assert found == command_lines_of_a_pass(network, WITH_SERIAL)
+    assert updated == command_lines_of_an_update(WITH_SERIAL)
+    assert set(later) <= {network.get(WITH_SERIAL, "DHCP.GENERAL.ENABLED_IPV4")}
+    daemon.wait_for_line("event=start_installation ghn_interface=br-lan ghn_password=lan-secret "
+                         f"ghn_mac={WITH_SERIAL}$")
+    daemon.wait_for_line(f"event=installation_finished installer=plc_ghn new_version={NEW}$")
+    assert network.line.controller.firmware != NEW
+    assert bench.server.exchanges("feedback", DEVICE) == []
+    assert bench.gateway.leftovers() == []
+
+
+@pytest.mark.parametrize("mishap, message, record", [
+    ("keep_firmware_at_reset", "Expected version does not match the version that was found", OLD),
+    ("vanish_at_reset", "Device did not return after reset", ""),
+    ("vanish_while_pushed", "External program returned an error", "1"),
+])
+def test_update_that_goes_wrong_is_reported(bench, network, adapter, mishap, message, record):
+    getattr(adapter, mishap)()
+    action = bench.server.assign(SERIAL, [network.image(NEW)])
+    daemon = network.start()
+
+    bench.wait_for_end(action)
+
+    details = network.reports(SERIAL)[-1]
+    assert action.status is Status.ERROR
+    assert details[0] == message
+    assert record in details[1]
+    assert details[2] == CHUNK
+    assert adapter.firmware == OLD
+    assert network.line.password not in str(network.reports(SERIAL))
+    bench.wait_until(lambda: bench.gateway.leftovers() == [], "the deletion of the image")
+    assert daemon.is_running()
+
+
+def test_firmware_that_is_there_already_is_not_pushed_again(bench, network, adapter):
+    action = bench.server.assign(SERIAL, [network.image("2.3")])
+    adapter.set(VERSION, "1.2.3-r4")
+    network.start()
+
+    bench.wait_for_end(action)
+
+    assert action.status is Status.FINISHED
+    assert any("Version 2.3 is already installed\n"
+               "Reported version by G.hn controller: 1.2.3-r4\n" in details
+               for details in network.reports(SERIAL))
+    assert not [call for call in bench.gateway.calls() if "-o SET" in call]
+    assert bench.gateway.calls("l2fwserver") == []
+
+
+@pytest.mark.parametrize("part", ["script", "os"])
+def test_adapter_takes_nothing_but_its_firmware(bench, network, adapter, part):
+    module = bench.server.software_module(part, "one", "1.0", {"one.sh": b"#!/bin/sh\ntouch /tmp/ran\n"})
+    action = bench.server.assign(SERIAL, [module])
+    network.start()
+
+    bench.wait_for_end(action)
+
+    assert action.status is Status.ERROR
+    assert network.reports(SERIAL)[-1][0] == "Unsupported part in deployment"
+    assert network.reports(SERIAL)[-1][2] == f"{part}:one:1.0"
+    assert not (bench.gateway.tmp / "ran").exists()
+    assert bench.gateway.calls("sysupgrade") == []
+
+
+def test_gateways_own_modem_gets_new_firmware_without_discovery(bench, network):
+    network.line.configure(password="not this one")
+    network.line.configure_own_password(network.line.password)
+    action = bench.assign(network.image(NEW))
+    bench.start()
+
+    bench.wait_for_end(action)
+
+    assert action.status is Status.FINISHED
+    assert network.line.controller.firmware == NEW
+    assert bench.gateway.calls() == command_lines_of_an_update(CONTROLLER)
+
+
+def test_gateway_without_a_modem_refuses_its_firmware(bench, network):
+    network.line.configure(controller="no address")
+    action = bench.assign(network.image(NEW))
+    daemon = bench.start()
+
+    bench.wait_for_end(action)
+
+    assert action.status is Status.ERROR
+    assert network.reports(DEVICE)[-1][0] == "No G.hn controller or configuration was found"
+    assert bench.gateway.calls() == []
+    assert count("message=not a MAC address key=nevra.baptization.LirnMacAddress value=no address",
+                 daemon) == 1
