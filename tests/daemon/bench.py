@@ -5,7 +5,7 @@ import pathlib
 import re
 import socket
 
-from gateway import Gateway
+from gateway import Gateway, Supervisor
 from hawkbit_server import Stall, Tls, UpdateServer
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
@@ -56,14 +56,19 @@ class Bench:
         self.gateway = Gateway(directory / "gateway", library_path=uci_directory() if uci else None,
                                bus_path=BUS_PROGRAMS, tmp_size=tmp_size, visible=[pki.ca.parent])
         self.gateway.config("zephran", CONFIG)
+        self.supervisor = None
         self._closed_port = None
 
     def close(self):
-        self.gateway.close()
-        self.server.faults.clear()
-        if self._closed_port:
-            self._closed_port.close()
-        self.server.stop()
+        try:
+            if self.supervisor:
+                self.supervisor.stop()
+        finally:
+            self.gateway.close()
+            self.server.faults.clear()
+            if self._closed_port:
+                self._closed_port.close()
+            self.server.stop()
         for daemon in self.gateway.daemons:
             assert not SANITIZER_FINDING.search(daemon.log), daemon.log
         assert not SANITIZER_FINDING.search(self.gateway.bus.log), self.gateway.bus.log
@@ -100,6 +105,12 @@ class Bench:
         return self.launch(["--device-id", DEVICE, "--hawkbit-server", server or self.address,
                             "--ca-bundle", ca or self.pki.ca, "--log-level", level, *arguments],
                            env)
+
+    def supervise(self, *arguments, **options):
+        """Starts the daemon and keeps it running, as a gateway does; `options` are those of start()."""
+        self.supervisor = Supervisor(
+            self.gateway, lambda *more: self.start(*arguments, *more, **options)).start()
+        return self.supervisor
 
     def start_without_server(self, *arguments):
         """Starts the daemon for a server that refuses every connection, at its own log level."""
@@ -143,12 +154,17 @@ class Bench:
         return fault
 
     def wait_until(self, condition, what):
-        """Waits for something that a living daemon will bring about, and returns it."""
+        """Waits for something that a living daemon will bring about, and returns it.
+
+        A supervised daemon may end: it is started again.
+        """
         daemon = self.gateway.daemons[-1]
 
         def came_or_never_will():
             value = condition()
-            if not value and not daemon.is_running():
+            if self.supervisor:
+                self.supervisor.check()
+            elif not value and not daemon.is_running():
                 raise AssertionError(f"the daemon ended with {daemon.exit_status} before {what}, "
                                      f"log:\n{daemon.log[-6000:]}")
             return value

@@ -1,0 +1,105 @@
+"""A release: one software module of every part type, for a gateway that has all of these parts."""
+import contextlib
+
+from gateway import BusError, firmware_image, package
+from hawkbit_server import Status
+
+OLD, NEW = "2.0_20250101", "2.1_20260101"
+ERASE_SIZE = 4096
+FLASH_SIZE = 16 * ERASE_SIZE
+LOADER = bytes(range(256)) * 40
+RADIO = b"\0\1radio" * 500
+POWERLINE = b"\0\2powerline" * 500
+PARTITION = "mtd1"
+# in another order than the one they are installed in
+PARTS = ("opkg", "plc", "bl", "zw", "script", "os")
+CHUNKS = {"os": f"os:firmware:{NEW}", "script": "script:settings:3", "zw": "zw:radio:6",
+          "bl": "bl:loader:7", "plc": "plc:powerline:5", "opkg": "opkg:tool:1.4"}
+VERSIONS = {"os": NEW, "script": None, "zw": "6", "bl": "7", "plc": "5", "opkg": None}
+
+
+class Release:
+    """Made before the gateway's first start.
+
+    parts    the part types that it has a module of
+    modules  maps them to software modules
+    """
+
+    def __init__(self, bench, parts=PARTS):
+        self.bench = bench
+        self.parts = parts
+        self.image = firmware_image(NEW)
+        self.flash = bench.gateway.flash(PARTITION, b"\0" * FLASH_SIZE, ERASE_SIZE)
+        bench.gateway.install_firmware(OLD)
+        settings = b"#!/bin/sh\necho set >/etc/installed/settings\n"
+        contents = {
+            "os": ("firmware", NEW, "fw.bin", self.image),
+            "script": ("settings", "3", "settings.sh", settings),
+            "zw": ("radio", "6", "zw.bin", RADIO),
+            "bl": ("loader", "7", "loader.bin", LOADER),
+            "plc": ("powerline", "5", "plc.nvm", POWERLINE),
+            "opkg": ("tool", "1.4", "tool.ipk", package("tool", "1.4", {"tool.txt": b"the tool\n"})),
+        }
+        self.modules = {}
+        for part in parts:
+            name, version, file, content = contents[part]
+            self.modules[part] = bench.server.software_module(part, name, version, {file: content})
+
+    def assign(self, type="forced"):
+        return self.bench.assign(*self.modules.values(), type=type)
+
+    def supervise(self, *arguments, **options):
+        return self.bench.supervise("--bootloader-mtd", PARTITION, *arguments, **options)
+
+    def assert_installed(self):
+        """Everything is where it belongs, and is whole; what is no part of the release is untouched."""
+        gateway = self.bench.gateway
+        expected_files = {"script": {"settings": b"set\n"}, "opkg": {"tool.txt": b"the tool\n"}}
+        has = self.parts.__contains__
+        assert gateway.firmware == (NEW if has("os") else OLD)
+        assert gateway.chip("firmware") == (self.image if has("os") else None)
+        assert gateway.chip("zwave") == (RADIO if has("zw") else None)
+        assert gateway.chip("plc") == (POWERLINE if has("plc") else None)
+        assert self.flash.read_bytes() == (LOADER.ljust(FLASH_SIZE, b"\377") if has("bl")
+                                           else b"\0" * FLASH_SIZE)
+        assert gateway.packages == ({"tool": ("1.4", "installed")} if has("opkg") else {})
+        assert gateway.installed_files == {name: content for part in self.parts
+                                           for name, content in expected_files.get(part, {}).items()}
+        assert {part: self.bench.option(f"version_{part}") for part in self.parts} == {
+            part: VERSIONS[part] for part in self.parts}
+        assert self.bench.option("previous_version_os") == (OLD if has("os") else None)
+        assert self.bench.option("previous_version_os_tmp") is None
+        assert self.bench.option("rebooted") == ("0" if has("os") else None)
+        assert gateway.leftovers() == []
+
+
+def let_it_poll_again(bench):
+    """Gives the daemon the chance to tidy up, and to do something that it should not do any more."""
+    for _ in range(2):
+        polls = len(bench.exchanges("base"))
+        # one that has just been started polls by itself
+        with contextlib.suppress(BusError):
+            bench.gateway.bus.call("force_poll")
+        bench.wait_for_exchanges("base", polls + 1)
+
+
+def closing_report(bench):
+    """The only closing report; there must be no second one."""
+    let_it_poll_again(bench)
+    reports = bench.closing_reports()
+    assert len(reports) == 1
+    assert {each.status for each in bench.exchanges("feedback")} == {200}
+    return reports[0]
+
+
+def failure(bench, action, part, message="External program returned an error"):
+    """Waits for the failure of a part's installation; returns what is reported besides the message."""
+    bench.wait_for_end(action)
+    execution, result, _, (reported, *details, chunk) = closing_report(bench)
+    assert (execution, result) == ("closed", "failure")
+    assert action.status is Status.ERROR
+    assert reported == message
+    assert chunk == CHUNKS[part]
+    assert bench.gateway.leftovers() == []
+    assert bench.option(f"version_{part}") is None
+    return "\n".join(details)

@@ -1,0 +1,268 @@
+"""Firmware, packages, boot loaders and chips: what the daemon asks of the gateway's tools."""
+import signal
+
+import pytest
+from gateway import firmware_image, package
+from hawkbit_server import Status
+from release import (ERASE_SIZE, FLASH_SIZE, LOADER, NEW, OLD, PARTITION, Release, closing_report,
+                     failure)
+
+
+# ---- firmware
+
+
+def firmware(bench, content, version=NEW):
+    return bench.server.software_module("os", "firmware", version, {"fw.bin": content})
+
+
+def test_firmware_that_did_not_take_is_one_failure_and_the_next_deployment_is_taken(bench):
+    release = Release(bench, ["os", "opkg"])
+    broken = bench.assign(firmware(bench, firmware_image("2.0.9_20251231")), release.modules["opkg"])
+    supervisor = release.supervise()
+
+    bench.wait_for_end(broken)
+    report = closing_report(bench)
+    calls = bench.gateway.calls("opkg")
+    left = bench.gateway.leftovers()
+    recorded = bench.option("version_os"), bench.option("previous_version_os")
+    good = release.assign()
+    bench.gateway.bus.call("force_poll")
+    bench.wait_for_end(good)
+
+    assert broken.status is Status.ERROR
+    assert report[3] == ["Expected version does not match the version that was found",
+                         f"expected_version: {NEW}\nfound_version: 2.0.9_20251231",
+                         f"os:firmware:{NEW}"]
+    assert calls == left == []
+    assert recorded == (None, None)
+    assert good.status is Status.FINISHED
+    assert supervisor.reboots == 2
+    assert bench.option("version_os") == NEW
+    assert bench.option("previous_version_os") == "2.0.9_20251231"
+    assert bench.gateway.packages == {"tool": ("1.4", "installed")}
+
+
+def test_firmware_that_is_no_image_is_refused_by_its_tool(bench):
+    release = Release(bench, ["os"])
+    action = bench.assign(firmware(bench, b"no image"))
+    supervisor = release.supervise()
+
+    details = failure(bench, action, "os")
+
+    assert "Image check failed." in details
+    assert bench.option("rebooted") == "0"
+    assert supervisor.reboots == 0
+    assert bench.gateway.firmware == OLD
+
+
+def test_firmware_that_runs_already_is_not_written_again(bench):
+    release = Release(bench, ["os"])
+    bench.gateway.install_firmware(NEW)
+    action = release.assign()
+    daemon = bench.start()
+
+    bench.wait_for_end(action)
+
+    daemon.wait_for_line("INFO .*action=start_installation message=version is already installed")
+    assert action.status is Status.FINISHED
+    assert bench.gateway.calls() == ["prepare_download.sh "]
+    assert bench.option("rebooted") == "0"
+    assert bench.option("version_os") == NEW
+
+
+def test_firmware_that_is_recorded_is_not_even_downloaded(bench):
+    bench.gateway.config("zephran", bench.gateway.config("zephran") +
+                         f"\toption version_os '{NEW}'\n"
+                         "\toption installation_time_os '2026-01-02T03:04:05Z'\n")
+    action = Release(bench, ["os"]).assign()
+    bench.start()
+
+    bench.wait_for_end(action)
+
+    assert bench.exchanges("artifact") == []
+    assert bench.reports()[0][3] == [
+        "Chunk deployed", f"os:firmware:{NEW}",
+        f"Already installed\nInstalled os {NEW} on 2026-01-02T03:04:05Z\n"]
+    assert action.status is Status.FINISHED
+
+
+def test_gateway_that_does_not_say_its_firmware_gets_none(bench):
+    action = Release(bench, ["os"]).assign()
+    (bench.gateway.run_dir / "etc/nevra-version").unlink()
+    bench.start()
+
+    details = failure(bench, action, "os")
+
+    assert "/etc/nevra-version" in details
+    assert bench.gateway.calls("sysupgrade") == []
+
+
+def test_flash_type_of_the_gateway_reaches_the_firmware_tool(bench):
+    release = Release(bench, ["os"])
+    action = release.assign()
+    release.supervise(properties={"installed_flash_type": "nand"})
+
+    bench.wait_for_end(action)
+
+    assert action.status is Status.FINISHED
+    assert bench.gateway.calls("sysupgrade") == ["sysupgrade nand /tmp/fw.bin"]
+
+
+def test_failed_preparations_do_not_keep_firmware_from_being_installed(bench):
+    release = Release(bench, ["os"])
+    action = release.assign()
+    bench.gateway.tell("prepare_download.sh", exit=1)
+    bench.gateway.tell("opensync", kill=signal.SIGKILL)
+    release.supervise()
+
+    bench.wait_for_end(action)
+
+    assert action.status is Status.FINISHED
+    assert bench.gateway.calls() == ["prepare_download.sh ", "opensync stop",
+                                     "sysupgrade /tmp/fw.bin"]
+    release.assert_installed()
+
+
+def test_gateway_without_the_service_in_the_way(bench):
+    release = Release(bench, ["os"])
+    bench.gateway.take_away("opensync")
+    action = release.assign()
+    release.supervise()
+
+    bench.wait_for_end(action)
+
+    assert action.status is Status.FINISHED
+    assert bench.gateway.calls() == ["prepare_download.sh ", "sysupgrade /tmp/fw.bin"]
+
+
+# ---- packages
+
+
+def test_package_is_installed_and_its_output_reported(bench):
+    release = Release(bench, ["opkg"])
+    action = release.assign()
+    bench.start()
+
+    bench.wait_for_end(action)
+
+    assert action.status is Status.FINISHED
+    assert bench.reports()[1][3] == ["Chunk deployed", "opkg:tool:1.4",
+                                     "Installing tool (1.4) to root...\nConfiguring tool.\n"]
+    release.assert_installed()
+
+
+def test_package_that_is_corrupt_leaves_no_trace(bench):
+    content = package("tool", "1.4", {"tool.txt": b"the tool\n"})
+    action = bench.assign(bench.server.software_module(
+        "opkg", "tool", "1.4", {"tool.ipk": content[:len(content) // 2]}))
+    bench.start()
+
+    details = failure(bench, action, "opkg", "Failed to install the package")
+
+    assert details == ("installer_output: Collected errors:\n"
+                       " * pkg_init_from_file: Malformed package file /tmp/tool.ipk.\n")
+    assert bench.gateway.packages == {}
+
+
+# ---- boot loaders
+
+
+def test_boot_loader_that_is_there_already_is_left_alone(bench):
+    release = Release(bench, ["bl"])
+    release.flash.write_bytes(LOADER.ljust(FLASH_SIZE, b"\377"))
+    action = release.assign()
+    daemon = bench.start("--bootloader-mtd", PARTITION)
+
+    bench.wait_for_end(action)
+
+    daemon.wait_for_line("INFO .*event=skip_installation "
+                         "message=artifact is identical to flashed content$")
+    assert action.status is Status.FINISHED
+    assert bench.gateway.calls() == []
+    release.assert_installed()
+
+
+@pytest.mark.parametrize("mtd, file", [(["--bootloader-mtd", "mtd9"], "/sys/class/mtd/mtd9/erasesize"),
+                                       ([], "/sys/class/mtd//erasesize")], ids=["other", "none"])
+def test_boot_loader_without_its_partition_is_a_failure(bench, mtd, file):
+    action = Release(bench, ["bl"]).assign()
+    bench.start(*mtd)
+
+    bench.wait_for_end(action)
+
+    assert action.status is Status.ERROR
+    assert closing_report(bench)[3] == ["Failed to open file for reading", f"filename: {file}",
+                                        "bl:loader:7"]
+    assert bench.gateway.calls() == []
+
+
+def test_boot_loader_is_written_again_until_it_is_there(bench):
+    release = Release(bench, ["bl"])
+    action = release.assign()
+    bench.gateway.tell("dd", when="midway", exit=1, times=3)
+    bench.gateway.tell("flash_erase", exit=1, first=3)
+    bench.start("--bootloader-mtd", PARTITION)
+
+    bench.wait_for_end(action)
+
+    write, erase = f"dd if=/tmp/loader.bin of=/dev/mtd1 bs={ERASE_SIZE}", "flash_erase /dev/mtd1 0 0"
+    assert action.status is Status.FINISHED
+    # an erase that failed is tried again before anything is written
+    assert bench.gateway.calls() == [erase, write, erase, write, erase, erase, write, erase, write]
+    release.assert_installed()
+
+
+def test_boot_loader_that_cannot_be_written_is_given_up(bench):
+    action = Release(bench, ["bl"]).assign()
+    bench.gateway.tell("dd", exit=1, times=None)
+    bench.start("--bootloader-mtd", PARTITION)
+
+    bench.wait_for_end(action)
+
+    assert action.status is Status.ERROR
+    assert closing_report(bench)[3] == ["Failed to install artifacts", "filename: /dev/mtd1",
+                                        "bl:loader:7"]
+    assert len(bench.gateway.calls("dd")) == 100
+    assert len(bench.gateway.calls("flash_erase")) == 101
+    assert bench.option("version_bl") is None
+
+
+def test_boot_loader_that_reads_back_differently_is_a_failure(bench):
+    action = Release(bench, ["bl"]).assign()
+    bench.gateway.tell("dd", when="midway", exit=0)
+    bench.start("--bootloader-mtd", PARTITION)
+
+    bench.wait_for_end(action)
+
+    assert action.status is Status.ERROR
+    assert closing_report(bench)[3] == ["Flash verification failed", "filename: /dev/mtd1",
+                                        "bl:loader:7"]
+    assert bench.option("version_bl") is None
+
+
+# ---- powerline
+
+
+def test_powerline_service_that_does_not_start_again_is_a_failure(bench):
+    action = Release(bench, ["plc"]).assign()
+    bench.gateway.tell("plc", exit=4, first=2)
+    bench.start()
+
+    details = failure(bench, action, "plc")
+
+    assert details == "popen_command: /etc/init.d/plc start\nprogram_exit_code: 4"
+    assert bench.gateway.calls() == ["plc stop", "plc start"]
+
+
+def test_powerline_firmware_that_cannot_be_stored_does_not_leave_the_service_stopped(bench):
+    action = Release(bench, ["plc"]).assign()
+    (bench.gateway.run_dir / "lib/firmware/plc/user.nvm.tmp").mkdir()
+    bench.start()
+
+    bench.wait_for_end(action)
+
+    assert action.status is Status.ERROR
+    message, details, _ = closing_report(bench)[3]
+    assert message == "Failed to open file for writing"
+    assert "/lib/firmware/plc/user.nvm.tmp" in details
+    assert bench.gateway.calls() == ["plc stop", "plc start"]
