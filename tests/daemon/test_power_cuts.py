@@ -1,0 +1,53 @@
+"""A power cut at any moment of a release, and the release is installed all the same.
+
+The release comes in three pieces, which together take every part. ZEPHRAN_POWER_CUT_STEP, in
+seconds between two cuts, makes the search finer or coarser.
+"""
+import os
+import time
+
+import pytest
+from hawkbit_server import Status
+from release import NEW, OLD, Release, let_it_poll_again
+
+STEP = float(os.environ.get("ZEPHRAN_POWER_CUT_STEP", "3"))
+# How long each piece takes on an idle machine. A cut that comes too late for it is harmless, too.
+DURATIONS = {("script", "os"): 38, ("bl", "zw"): 31, ("opkg", "plc"): 31}
+CUTS = [pytest.param(parts, 1 + number * STEP, id=f"{'+'.join(parts)}-{1 + number * STEP:g}s")
+        for parts, duration in DURATIONS.items() for number in range(int(duration / STEP))]
+FIRMWARE_STARTED = ["Installation started", f"os:firmware:{NEW}"]
+SCRIPT_STARTED = ["Installation started", "script:settings:3"]
+
+
+@pytest.mark.parametrize("parts, second", CUTS)
+def test_power_cut(bench, parts, second):
+    release = Release(bench, parts)
+    action = release.assign()
+    supervisor = release.supervise()
+    time.sleep(second)
+
+    supervisor.power_cut()
+    reported = [report[3] for report in bench.reports()]
+    # Between the announcement and the work the two that can resume take one for the other.
+    firmware_was_lost = FIRMWARE_STARTED in reported and bench.gateway.firmware == OLD
+    script_was_lost = SCRIPT_STARTED in reported and bench.gateway.installed_files == {}
+    bench.wait_for_end(action)
+
+    if firmware_was_lost:
+        assert action.status is Status.ERROR
+        assert bench.closing_reports()[0][3] == [
+            "Expected version does not match the version that was found",
+            f"expected_version: {NEW}\nfound_version: {OLD}", f"os:firmware:{NEW}"]
+        action = release.assign()
+        bench.wait_for_end(action)
+    if script_was_lost:
+        assert ["Chunk deployed", "script:settings:3"] in [report[3] for report in bench.reports()]
+        action = release.assign()
+        bench.wait_for_end(action)
+    let_it_poll_again(bench)
+
+    assert action.status is Status.FINISHED
+    assert not action.spoilt
+    assert len(bench.closing_reports()) == (2 if firmware_was_lost or script_was_lost else 1)
+    assert {each.status for each in bench.exchanges("feedback")} == {200}
+    release.assert_installed()
