@@ -31,7 +31,9 @@ ConfigLayerCommand::ConfigLayerCommand(const ConfigLayerCommand& other) {
 }
 
 ConfigLayerCommand& ConfigLayerCommand::operator=(const ConfigLayerCommand& other) {
-    text = std::ostringstream{other.build(), std::ios::ate};
+    if (this != &other) {
+        text = std::ostringstream{other.build(), std::ios::ate};
+    }
     return *this;
 }
 

@@ -27,12 +27,12 @@ public:
     /// @{
 
     /// "agent_id" (string) names the agent that is to poll; without it all do.
-    int handle_force_poll(ubus::UbusObject* object, ubus_request_data* request, blob_attr* message);
-    int handle_get_deployment(ubus::UbusObject* object, ubus_request_data* request,
+    int handle_force_poll(ubus::UbusObject* called, ubus_request_data* request, blob_attr* message);
+    int handle_get_deployment(ubus::UbusObject* called, ubus_request_data* request,
                               blob_attr* message);
-    int handle_accept_deployment(ubus::UbusObject* object, ubus_request_data* request,
+    int handle_accept_deployment(ubus::UbusObject* called, ubus_request_data* request,
                                  blob_attr* message);
-    int handle_get_agents(ubus::UbusObject* object, ubus_request_data* request, blob_attr* message);
+    int handle_get_agents(ubus::UbusObject* called, ubus_request_data* request, blob_attr* message);
     /// @}
 
 protected:

@@ -25,10 +25,10 @@ void log_command(const std::string& command) {
 
 }  // namespace
 
-MTDInstaller::MTDInstaller(std::string device_name, std::uint32_t write_attempts)
-    : MTDInstaller{std::move(device_name), write_attempts, Directories{}} {}
+MTDInstaller::MTDInstaller(const std::string& device_name, std::uint32_t write_attempts)
+    : MTDInstaller{device_name, write_attempts, Directories{}} {}
 
-MTDInstaller::MTDInstaller(std::string device_name, std::uint32_t write_attempts,
+MTDInstaller::MTDInstaller(const std::string& device_name, std::uint32_t write_attempts,
                            Directories directories)
     : device{std::move(directories.devices) + device_name},
       erase_size_file{std::move(directories.partitions) + device_name + "/erasesize"},

@@ -20,8 +20,9 @@ public:
 
     /// @param device_name    name of the partition, such as "mtd1"
     /// @param write_attempts the most erase-and-write attempts
-    MTDInstaller(std::string device_name, std::uint32_t write_attempts);
-    MTDInstaller(std::string device_name, std::uint32_t write_attempts, Directories directories);
+    MTDInstaller(const std::string& device_name, std::uint32_t write_attempts);
+    MTDInstaller(const std::string& device_name, std::uint32_t write_attempts,
+                 Directories directories);
 
     static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
 
