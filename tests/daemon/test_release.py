@@ -2,7 +2,7 @@
 import re
 
 from hawkbit_server import Status
-from release import NEW, Release, let_it_poll_again
+from release import NEW, Release, failure, let_it_poll_again
 
 
 def test_release_of_every_part_in_the_order_of_the_installers(bench):
@@ -87,4 +87,24 @@ def test_release_during_which_the_power_fails_in_every_part(bench):
     assert len(bench.closing_reports()) == 1
     assert len(supervisor.daemons) == 6
     assert [len(bench.gateway.calls(tool)) for tool, _ in tools] == [1, 2, 2, 3, 2]
+    release.assert_installed()
+
+
+def test_next_release_completes_what_a_failed_one_has_begun(bench):
+    release = Release(bench, ["plc", "bl", "zw"])
+    failing = release.assign()
+    bench.gateway.tell("flash_erase", exit=1)
+    release.supervise()
+
+    failure(bench, failing, "bl")
+    after_failure = bench.option("version_zw"), bench.option("version_plc"), bench.gateway.calls("plc")
+    completing = release.assign()
+    bench.gateway.bus.call("force_poll")
+    bench.wait_for_end(completing)
+    let_it_poll_again(bench)
+
+    assert after_failure == ("6", None, [])
+    assert completing.status is Status.FINISHED
+    assert len(bench.gateway.calls("zwprogrammer")) == 1
+    assert len(bench.closing_reports()) == 2
     release.assert_installed()
