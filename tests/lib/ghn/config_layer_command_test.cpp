@@ -132,6 +132,17 @@ TEST(ConfigLayerCommand, CopyGoesOnAfterTheTextSoFar) {
     EXPECT_EQ(original.build(), "configlayer -i I");
 }
 
+TEST(ConfigLayerCommand, AssignmentToItselfChangesNothing) {
+    ConfigLayerCommand command;
+    command.interface("I");
+    const ConfigLayerCommand& same = command;
+
+    command = same;
+    command.parameter("X");
+
+    EXPECT_EQ(command.build(), "configlayer -i I -p X");
+}
+
 TEST(ConfigLayerCommand, MovedCommandGoesOnAfterTheTextSoFar) {
     ConfigLayerCommand original;
     original.interface("I");
