@@ -2,7 +2,7 @@
 import pytest
 from hawkbit_server import Status
 from local_control import FAILURE, NOTHING_PENDING, RARE, SUCCESS, LocalControl
-from update_window import (DAYS, WAITING_DELAY, WAITING_ON_SCHEDULE, WAITING_ON_USER,
+from update_window import (DAYS, FINISHED, WAITING_DELAY, WAITING_ON_SCHEDULE, WAITING_ON_USER,
                            comes_to_rest_in, day_after, goes_on_resting, rests_in, set_schedule)
 
 REFUSED = {**FAILURE, "message": NOTHING_PENDING}
@@ -192,3 +192,30 @@ def test_without_acceptance_a_soft_deployment_waits_from_poll_to_poll(bench, con
 
     assert action.active
     assert bench.exchanges("artifact", "feedback") == []
+
+
+def test_dormant_gateway_keeps_what_it_found_until_its_next_poll_would_be_due(make_bench):
+    bench = make_bench()
+    leave_it_to_the_user(bench)
+    action = soft_action(bench)
+    daemon = bench.start("--dormant", "true")
+    control = LocalControl(bench)
+    control.wait_until_served()
+
+    control.force_poll()
+    pending = control.wait_for_pending()
+    forgotten = control.wait_for_none_pending()
+    comes_to_rest_in(daemon, FINISHED)
+    polls = len(bench.exchanges("base"))
+    goes_on_resting(daemon, FINISHED)
+    polls_at_rest = len(bench.exchanges("base")) - polls
+    refused = control.accept_deployment()
+    control.force_poll()
+    control.wait_for_pending()
+    accepted = control.accept_deployment()
+    bench.wait_for_end(action)
+
+    assert pending["last_poll"] == forgotten["last_poll"]
+    assert polls_at_rest == 0
+    assert (refused, accepted) == (REFUSED, SUCCESS)
+    assert action.status is Status.FINISHED
