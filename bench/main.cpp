@@ -8,6 +8,7 @@
 
 #include "cpu_benchmarks.h"
 #include "file_benchmarks.h"
+#include "loop_benchmarks.h"
 
 namespace zephran::bench {
 namespace {
@@ -17,13 +18,17 @@ constexpr const char* usage =
     "       zephran_bench md5 FILE                      prints the sum\n"
     "       zephran_bench empty-loop TURNS              prints the ns of one\n"
     "       zephran_bench disabled-log TURNS            prints the ns of one\n"
-    "       zephran_bench idle-tick TICKS               prints the ns of one\n";
+    "       zephran_bench idle-tick TICKS               prints the ns of one\n"
+    "       zephran_bench loop AGENTS ITERATIONS        prints the ns of one\n"
+    "       zephran_bench pass MILLISECONDS             prints the ns of the longest iteration\n";
 
 bool print_measurement(const std::vector<std::string>& words) {
     const auto is_call = [&words](const char* name, std::size_t arguments) {
         return words.size() == arguments + 1 && words[0] == name;
     };
-    const auto count = [&words] { return boost::lexical_cast<std::uint64_t>(words[1]); };
+    const auto count = [&words](std::size_t place = 1) {
+        return boost::lexical_cast<std::uint64_t>(words[place]);
+    };
     if (is_call("download", 3)) {
         std::cout << download(words[1], words[2], words[3]) << '\n';
     } else if (is_call("md5", 1)) {
@@ -34,6 +39,10 @@ bool print_measurement(const std::vector<std::string>& words) {
         std::cout << disabled_log(count()) << '\n';
     } else if (is_call("idle-tick", 1)) {
         std::cout << idle_tick(count()) << '\n';
+    } else if (is_call("loop", 2)) {
+        std::cout << loop_iteration(count(), count(2)) << '\n';
+    } else if (is_call("pass", 1)) {
+        std::cout << longest_iteration_during_pass(std::chrono::milliseconds{count()}) << '\n';
     } else {
         return false;
     }

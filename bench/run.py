@@ -20,6 +20,8 @@ from pki import Pki
 BIG, SMALL = 200_000_000, 20_000_000
 RUNS = 7
 LOOP_TURNS, LOG_TURNS, TICKS = 200_000_000, 200_000_000, 2_000_000
+AGENTS, ITERATIONS = 101, 20_000
+PASS_SECONDS = 1
 SPACE = 3 * BIG
 
 
@@ -121,6 +123,17 @@ def measure_cpu(program):
     print(f"{'tick of an idle agent':<34} {tick:8.0f} ns", flush=True)
 
 
+def measure_loop(program):
+    def iteration_of(agents):
+        return lambda: float(run(program, "loop", agents, ITERATIONS)[1]) / 1e9
+
+    many, one = in_turns(iteration_of(AGENTS), iteration_of(1))
+    print(f"{f'loop with {AGENTS} agents at rest':<34} {many * 1e9:8.0f} ns  1 agent  "
+          f"{one * 1e9:8.0f} ns   ratio {many / one:5.2f}", flush=True)
+    longest = float(run(program, "pass", PASS_SECONDS * 1000)[1]) / 1e9
+    print_ratio("longest step during discovery", longest, PASS_SECONDS, "the pass")
+
+
 def roomy_directory():
     """In memory where there is room, so that no disk is measured."""
     for candidate in ("/dev/shm", tempfile.gettempdir(), "/var/tmp"):
@@ -143,6 +156,7 @@ def main():
                 measure_memory(program, files, server, pki.ca)
             measure_md5(program, files)
             measure_cpu(program)
+            measure_loop(program)
     except (Wrong, OSError) as error:
         print(f"Error: {error}", file=sys.stderr)
         return 1
