@@ -16,8 +16,9 @@ from .rollouts import FAILING, GOOD
 from .scene import DEVICE, Scene
 from .screen import Screen
 from .story import Story
+from .summary import summarize
 
-PATIENCE = 100
+PATIENCE = 240
 TIDYING = 15
 LAST_LINES = 25
 
@@ -26,8 +27,8 @@ def arguments():
     parser = argparse.ArgumentParser(prog="script/demo", description=__doc__)
     parser.add_argument("--build-dir", type=pathlib.Path, required=True)
     parser.add_argument("--fail", action="store_true",
-                        help="roll out a script that fails; the exit status is 0 when that was "
-                             "reported as it should be")
+                        help="one part of the release is a script that fails; the exit status is 0 "
+                             "when that was reported as it should be")
     parser.add_argument("--verbose", action="store_true", help="show the daemon's log, too")
     return parser.parse_args()
 
@@ -36,7 +37,7 @@ def introduce(screen, scene):
     screen.say(f"An update server listens on {scene.server.url}, with a certificate that was "
                "made just now. It demands one of its clients as well.")
     screen.say(f"A simulated gateway runs the real daemon for the device {DEVICE}. Automatic updates "
-               "are switched off in its configuration.")
+               f"are switched off in its configuration. It runs the firmware {scene.gateway.firmware}.")
 
 
 def watch(scene, story, is_reached, what):
@@ -55,7 +56,7 @@ def wait_until_tidy(scene, story):
     """The files of a failed deployment are deleted one step after its last report."""
     deadline = time.monotonic() + TIDYING
     while scene.gateway.leftovers() and time.monotonic() < deadline:
-        scene.check_daemon()
+        scene.life.check()
         for happening in scene.pending_happenings():
             story.take(happening)
         time.sleep(0.1)
@@ -71,25 +72,25 @@ def play(scene, screen, story, rollout):
     control = LocalControl(scene.gateway, screen)
     control.list_agents()
     action = scene.assign(rollout)
-    control.decide(story, lambda is_reached, what: watch(scene, story, is_reached, what))
+    control.decide(story.log, lambda is_reached, what: watch(scene, story, is_reached, what))
     watch(scene, story, lambda: story.has_ended, "the end of the deployment")
     wait_until_tidy(scene, story)
     # Lines of the log may still be under way until the daemon has ended.
-    status = scene.stop_daemon()
+    status = scene.life.end()
     for happening in scene.pending_happenings():
         story.take(happening)
     problems = list(verdict.problems(scene, action, rollout, story, control))
     screen.say(f"The daemon was asked to stop and ended with status {status}.")
     if status != 0:
         problems.append(f"the daemon ended with status {status} instead of 0")
-    verdict.summarize(scene, action, screen, control, library)
+    summarize(scene, action, screen, control, library)
     return problems
 
 
 def show_last_lines(scene, screen):
-    if scene.daemon:
+    if scene.life.daemon:
         screen.heading("The last lines of the daemon's log")
-        screen.quote("\n".join(scene.daemon.log.splitlines()[-LAST_LINES:]), "|")
+        screen.quote("\n".join(scene.life.daemon.log.splitlines()[-LAST_LINES:]), "|")
 
 
 def run(options):

@@ -8,7 +8,6 @@ OBJECT = "zephran"
 CALL_PATIENCE = 60
 # A poll that comes due takes the held-back deployment away for the moment it takes to fetch it anew.
 ATTEMPTS = 3
-FRUITLESS_LOOKS = 3
 
 
 class LocalControl:
@@ -29,35 +28,36 @@ class LocalControl:
         self._screen.say("Local software asks the daemon for its agents, over the message bus:")
         self.agents = self._call("get_agents")
 
-    def decide(self, story, watch):
+    def decide(self, log, watch):
         """Looks at the deployment that the gateway holds back, lets it wait, and accepts it.
 
+        log    what the daemon's log has told so far
         watch  called with a condition and its name, tells the story until the condition holds
         """
         for _ in range(ATTEMPTS):
-            self._watch_it_wait(story, watch, lambda: story.waits_for_user,
+            self._watch_it_wait(log, watch, lambda: log.waits_for_user,
                                 "the wait for the user's decision")
             self._screen.say("The user looks at what the gateway holds back:")
             self.pending = self._call("get_deployment")
-            if self.pending.get("success") and self._accept(story, watch):
+            if self.pending.get("success") and self._accept(log, watch):
                 return
-            story.waits_for_user = False
+            log.waits_for_user = False
         raise DemoFailure(f"no deployment could be accepted in {ATTEMPTS} attempts")
 
-    def _accept(self, story, watch):
-        looks = story.fruitless_looks + FRUITLESS_LOOKS
-        self._watch_it_wait(story, watch, lambda: story.fruitless_looks >= looks,
+    def _accept(self, log, watch):
+        before = log.fruitless_looks
+        self._watch_it_wait(log, watch, lambda: log.fruitless_looks > before,
                             "a longer wait for the user's decision")
-        self._screen.say(f"The gateway has checked {FRUITLESS_LOOKS} more times whether the user has "
-                         "accepted it, and waits. Now the user accepts it:")
+        self._screen.say("The gateway has checked again whether the user has accepted it, and waits. "
+                         "Now the user accepts it:")
         self.accepted_at = time.time()
         self.accepted = self._call("accept_deployment")
         return self.accepted.get("success")
 
     @staticmethod
-    def _watch_it_wait(story, watch, is_reached, what):
-        watch(lambda: is_reached() or story.has_started, what)
-        if story.has_started:
+    def _watch_it_wait(log, watch, is_reached, what):
+        watch(lambda: is_reached() or log.has_started, what)
+        if log.has_started:
             raise DemoFailure("the deployment started before the user had accepted it")
 
     def _call(self, method):

@@ -1,26 +1,36 @@
-"""What the demonstration rolls out, and how it has to end."""
+"""What the demonstration rolls out, and what has to be found afterwards."""
 import random
-from dataclasses import dataclass
+from dataclasses import dataclass, replace
 from typing import Mapping
 
-MEGABYTE = 1000 * 1000
-# Enough to watch, and the same bytes in every run.
-SITE_DATA = random.Random(1).randbytes(4 * MEGABYTE)
+from gateway import firmware_image, package
+
+from .inventory import Inventory
+
+# Part types in the order in which their installers take their turns.
+TURNS = ("os", "script", "zw", "bl", "plc", "opkg")
+
+PARTITION = "mtd1"
+ERASE_SIZE = 16 * 1024
+PARTITION_SIZE = 8 * ERASE_SIZE
+OLD_FIRMWARE, NEW_FIRMWARE = "2.0_20250101", "2.1_20260101"
+
+# The same bytes in every run; the firmware is large enough to watch its download.
+_noise = random.Random(1).randbytes
+OLD_LOADER = _noise(PARTITION_SIZE)
+LOADER = _noise(90_000)
+RADIO = _noise(64_000)
+POWERLINE = _noise(72_000)
+IMAGE = firmware_image(NEW_FIRMWARE, 2_000_000)
 
 GREETING = b"""#!/bin/sh -e
-mkdir -p /etc/demo
-echo "This gateway was updated." >/etc/demo/greeting
-echo "wrote $(wc -c </etc/demo/greeting) bytes to /etc/demo/greeting"
-"""
-
-UNPACK = b"""#!/bin/sh -e
-cp /tmp/site-data.bin /etc/demo/site-data.bin
-echo "stored $(wc -c </etc/demo/site-data.bin) bytes as /etc/demo/site-data.bin"
+echo "This gateway was updated." >/etc/installed/greeting
+echo "wrote $(wc -c </etc/installed/greeting) bytes to /etc/installed/greeting"
 """
 
 FAULTY = b"""#!/bin/sh
-echo "looking for /etc/demo/licence"
-[ -e /etc/demo/licence ] && exit 0
+echo "looking for /etc/installed/licence"
+[ -e /etc/installed/licence ] && exit 0
 echo "there is no licence on this gateway"
 exit 3
 """
@@ -28,8 +38,9 @@ exit 3
 
 @dataclass(frozen=True)
 class Chunk:
-    """One software module of type "script"; the first of its files is the one that is run."""
+    """One software module."""
 
+    type: str
     name: str
     version: str
     files: Mapping[str, bytes]
@@ -37,36 +48,88 @@ class Chunk:
     @property
     def text(self):
         """The chunk as the gateway names it in its reports."""
-        return f"script:{self.name}:{self.version}"
+        return f"{self.type}:{self.name}:{self.version}"
 
 
 @dataclass(frozen=True)
 class Rollout:
-    """Chunks, and what is to be found on the server and in the gateway's /etc/demo afterwards."""
+    """One distribution set, and how its installation has to end.
+
+    chunks           in the order of the set
+    deployed         how many of them are installed, in the order of their turns
+    status           of the action on the server
+    end              first detail of the last report
+    closing_details  texts that this report has to hold
+    left             what is found on the gateway
+    """
 
     chunks: tuple[Chunk, ...]
+    deployed: int
     status: str
+    end: str
     closing_details: tuple[str, ...]
-    installed: Mapping[str, bytes]
+    left: Inventory
 
     @property
     def succeeds(self):
         return self.status == "finished"
 
+    @property
+    def in_turn(self):
+        return tuple(sorted(self.chunks, key=lambda chunk: TURNS.index(chunk.type)))
 
-GREETING_CHUNK = Chunk("greeting", "1.0", {"greeting.sh": GREETING})
-GREETING_FILE = b"This gateway was updated.\n"
+    @property
+    def touched(self):
+        """The chunks whose installation is begun."""
+        return self.in_turn[:self.deployed + (0 if self.succeeds else 1)]
+
+    @property
+    def reports(self):
+        """What the device has to report, in this order: (first detail, chunk, progress)."""
+        count = len(self.chunks)
+        told = []
+        for number, chunk in enumerate(self.touched):
+            told.append(("Installation started", chunk.text, f"{number}/{count}"))
+            if number < self.deployed:
+                told.append(("Chunk deployed", chunk.text, f"{number + 1}/{count}"))
+        return [*told, (self.end, "", f"{self.deployed}/{count}")]
+
+
+def a_package(name, version):
+    files = {f"{name}.txt": f"{name} {version}\n".encode()}
+    return Chunk("opkg", name, version, {f"{name}_{version}.ipk": package(name, version, files)})
+
+
+BEHIND_THE_SCRIPT = (
+    a_package("site-tools", "1.4"), a_package("site-report", "2.0"),
+    Chunk("plc", "powerline", "5.2", {"powerline.nvm": POWERLINE}),
+    Chunk("bl", "boot-loader", "7.0", {"loader.bin": LOADER}),
+    Chunk("zw", "radio", "6.8", {"radio.bin": RADIO}))
+FIRMWARE = Chunk("os", "firmware", NEW_FIRMWARE, {"firmware.img": IMAGE})
+
+BEFORE = Inventory(
+    firmware=OLD_FIRMWARE, image=None, radio=None, boot_loader=OLD_LOADER, powerline=None,
+    packages={}, files={}, records={}, timed=(), tools=(), left_behind=())
+
+WITH_FIRMWARE = replace(
+    BEFORE, firmware=NEW_FIRMWARE, image=IMAGE,
+    records={"version_os": NEW_FIRMWARE, "previous_version_os": OLD_FIRMWARE, "rebooted": "0"},
+    timed=("os",), tools=("prepare_download.sh", "opensync", "sysupgrade"))
 
 GOOD = Rollout(
-    chunks=(GREETING_CHUNK,
-            Chunk("site-data", "2.1", {"unpack.sh": UNPACK, "site-data.bin": SITE_DATA})),
-    status="finished",
-    closing_details=("Deployment successful",),
-    installed={"greeting": GREETING_FILE, "site-data.bin": SITE_DATA})
+    chunks=(*BEHIND_THE_SCRIPT, Chunk("script", "greeting", "1.0", {"greeting.sh": GREETING}), FIRMWARE),
+    deployed=7, status="finished", end="Deployment successful", closing_details=(),
+    left=replace(
+        WITH_FIRMWARE, radio=RADIO, boot_loader=LOADER.ljust(PARTITION_SIZE, b"\377"), powerline=POWERLINE,
+        packages={"site-tools": ("1.4", "installed"), "site-report": ("2.0", "installed")},
+        files={"greeting": b"This gateway was updated.\n", "site-tools.txt": b"site-tools 1.4\n",
+               "site-report.txt": b"site-report 2.0\n"},
+        records={**WITH_FIRMWARE.records, "version_zw": "6.8", "version_bl": "7.0", "version_plc": "5.2"},
+        timed=("bl", "os", "plc", "zw"),
+        tools=(*WITH_FIRMWARE.tools, "zwprogrammer", "flash_erase", "dd", "plc", "plc", "opkg", "opkg")))
 
 FAILING = Rollout(
-    chunks=(GREETING_CHUNK, Chunk("licence-check", "1.0", {"check.sh": FAULTY})),
-    status="error",
-    closing_details=("Script returned an error", "there is no licence on this gateway",
-                     "script:licence-check:1.0"),
-    installed={"greeting": GREETING_FILE})
+    chunks=(*BEHIND_THE_SCRIPT, Chunk("script", "licence-check", "1.0", {"check.sh": FAULTY}), FIRMWARE),
+    deployed=1, status="error", end="Script returned an error",
+    closing_details=("there is no licence on this gateway", "script:licence-check:1.0"),
+    left=WITH_FIRMWARE)

@@ -14,8 +14,10 @@ from hawkbit_server import Slow, Tls, UpdateServer
 from pki import Pki
 
 from .build import Build
-from .daemon_log import Follower
 from .failure import DemoFailure
+from .inventory import take_inventory
+from .life import Life
+from .rollouts import BEFORE, ERASE_SIZE, PARTITION
 
 DEVICE = "gw-demo"
 PROPERTIES = {"hw_revision": "3", "serial": "DEMO-0001", "site": "workbench"}
@@ -23,7 +25,6 @@ PROPERTIES = {"hw_revision": "3", "serial": "DEMO-0001", "site": "workbench"}
 POLL = "00:00:20"
 # Slow enough that the download of a few megabytes can be watched.
 BYTES_PER_SECOND = 1_600_000
-INSTALLED = "etc/demo"
 
 CONFIGURATION = """
 config service 'service'
@@ -39,15 +40,15 @@ config device 'device'
 class Scene:
     """A context manager: whatever way the demonstration ends, nothing of it is left.
 
-    Happenings are server events and records of the daemon's log, in the order of their arrival.
+    Happenings are server events, records of the daemon's log and reboots, in the order of their arrival.
     """
 
     def __init__(self, build_dir):
         self._build = Build(build_dir)
         self._happenings = queue.Queue()
         self._cleanup = contextlib.ExitStack()
-        self._follower = None
-        self.server = self.gateway = self.daemon = None
+        self._partition = None
+        self.server = self.gateway = self.life = None
 
     def __enter__(self):
         with contextlib.ExitStack() as so_far:
@@ -63,8 +64,10 @@ class Scene:
                                    bus_path=self._build.bus_programs,
                                    visible=[directory, self._build.directory])
             so_far.callback(self.gateway.close)
-            self._start_daemon(pki)
-            so_far.callback(self._follower.stop)
+            self._equip_gateway()
+            self.life = Life(self.gateway, self._daemon_command(pki), self._happenings.put)
+            self.life.start()
+            so_far.callback(self.life.stop)
             self._cleanup = so_far.pop_all()
         return self
 
@@ -74,22 +77,25 @@ class Scene:
             signal.signal(number, signal.SIG_IGN)
         self._cleanup.close()
 
-    def _start_daemon(self, pki):
+    def _equip_gateway(self):
+        """Leaves the gateway as it is before the release."""
         self.gateway.config("zephran", CONFIGURATION)
+        self.gateway.install_firmware(BEFORE.firmware)
+        self._partition = self.gateway.flash(PARTITION, BEFORE.boot_loader, ERASE_SIZE)
+
+    def _daemon_command(self, pki):
         properties = self.gateway.run_dir / "properties.json"
         properties.write_text(json.dumps(PROPERTIES), encoding="utf-8")
-        self.daemon = self.gateway.start_daemon([
-            self._build.daemon, "--device-id", DEVICE, "--hawkbit-server", self.server.address,
-            "--ca-bundle", pki.ca, "--client-certificate", pki.client.certificate,
-            "--client-certificate-key", pki.client.key, "--properties-file", properties,
-            "--log-level", "DEBUG"])
-        self._follower = Follower(self.daemon, self._happenings.put)
+        return [self._build.daemon, "--device-id", DEVICE, "--hawkbit-server", self.server.address,
+                "--ca-bundle", pki.ca, "--client-certificate", pki.client.certificate,
+                "--client-certificate-key", pki.client.key, "--properties-file", properties,
+                "--bootloader-mtd", PARTITION, "--log-level", "DEBUG"]
 
     # ---- the operator
 
     def assign(self, rollout):
         """Offers the rollout to the device, as a soft action, and slows its downloads down."""
-        modules = [self.server.software_module("script", chunk.name, chunk.version, chunk.files)
+        modules = [self.server.software_module(chunk.type, chunk.name, chunk.version, chunk.files)
                    for chunk in rollout.chunks]
         self.server.order("artifact", Slow(BYTES_PER_SECOND), times=None)
         return self.server.assign(DEVICE, modules, type="soft")
@@ -101,7 +107,7 @@ class Scene:
         while True:
             with contextlib.suppress(queue.Empty):
                 return self._happenings.get(timeout=0.2)
-            self.check_daemon()
+            self.life.check()
             if time.monotonic() > deadline:
                 raise DemoFailure("nothing more happens")
 
@@ -110,21 +116,13 @@ class Scene:
         while not self._happenings.empty():
             yield self._happenings.get()
 
-    def check_daemon(self):
-        if not self.daemon.is_running():
-            raise DemoFailure(f"the daemon has ended by itself, with status "
-                              f"{self.daemon.exit_status}")
-
-    def installed_files(self):
-        """Names and contents in the gateway's /etc/demo."""
-        directory = pathlib.Path(f"/proc/{self.gateway.outer_pid}/root") / INSTALLED
-        if not directory.is_dir():
-            return {}
-        return {each.name: each.read_bytes() for each in directory.iterdir()}
+    def inventory(self):
+        """What is on the gateway now."""
+        return take_inventory(self.gateway, self._partition)
 
     def configuration_library(self):
         """A sentence on what the running daemon really reads its configuration with."""
-        maps = pathlib.Path(f"/proc/{self.gateway.outer_pid}/root/proc/{self.daemon.pid}/maps")
+        maps = pathlib.Path(f"/proc/{self.gateway.outer_pid}/root/proc/{self.life.daemon.pid}/maps")
         loaded = re.search(r"\s(/\S*libuci\.so\S*)", maps.read_text(encoding="utf-8"))
         if loaded is None:
             return "none: the daemon has loaded no libuci"
@@ -140,9 +138,3 @@ class Scene:
         place = self._build.name_of(self._build.bus_programs)
         return (f"{self._build.bus_libraries}; the broker ubusd and the command ubus are the ones "
                 f"that devkit brings ({place})")
-
-    def stop_daemon(self):
-        """Asks the daemon to stop, hands on the rest of its log, and returns its exit status."""
-        status = self.daemon.terminate(timeout=30)
-        self._follower.stop()
-        return status

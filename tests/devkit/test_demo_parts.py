@@ -3,14 +3,14 @@ import io
 from types import SimpleNamespace
 
 import pytest
-from demo import daemon_log, verdict
+from demo import daemon_log
 from demo.failure import DemoFailure
-from demo.local_control import ATTEMPTS, FRUITLESS_LOOKS, LocalControl
+from demo.life import Reboot
+from demo.local_control import ATTEMPTS, LocalControl
+from demo.log_story import LogStory
 from demo.rollouts import GOOD
-from demo.scene import DEVICE, PROPERTIES
 from demo.screen import Screen
 from demo.story import Story
-from hawkbit_server import ActionType, Status
 
 
 def test_log_line_is_taken_apart():
@@ -43,71 +43,23 @@ def test_progress_of_a_small_file_is_one_line():
     assert progress(10, 50, 90, 99, total=99) == ["a.bin: 100%, 99 bytes of 99 bytes"]
 
 
-def report(execution, finished, *details):
-    status = {"execution": execution, "details": list(details), "result": {"finished": finished}}
-    return SimpleNamespace(action=1, status=200, arrived=20.0, path="/1/feedback",
-                           json=lambda: {"status": status})
+def test_reboot_is_told_in_sentences():
+    stream = io.StringIO()
+    story = Story(Screen(stream), GOOD, verbose=False)
 
+    story.take(Reboot(-9, "2.1_20260101", ("x.bin",), ("--dormant", "true")))
 
-@pytest.fixture(name="good_end")
-def fixture_good_end():
-    """A scene, an action and the replies on the bus as they are after the rollout went well."""
-    closing = report("closed", "success", "Deployment successful")
-    server = SimpleNamespace(exchanges=lambda kind: [closing] if kind == "feedback" else [])
-    gateway = SimpleNamespace(leftovers=lambda: [])
-    scene = SimpleNamespace(server=server, gateway=gateway, installed_files=lambda: dict(GOOD.installed))
-    action = SimpleNamespace(id=1, type=ActionType.SOFT, status=Status.FINISHED, spoilt=False,
-                             target=SimpleNamespace(attributes=dict(PROPERTIES)))
-    control = SimpleNamespace(
-        agents={"agents": [{"id": DEVICE, "config": dict(PROPERTIES)}]},
-        pending={"success": True, "action_id": "1", "chunks": [
-            {"type": "script", "version": "1.0"}, {"type": "script", "version": "2.1"}]},
-        accepted={"success": True}, accepted_at=10.0)
-    return scene, action, control
-
-
-def problems(good_end, story=None):
-    story = story or Story(Screen(io.StringIO()), GOOD, verbose=False)
-    scene, action, control = good_end
-    return list(verdict.problems(scene, action, GOOD, story, control))
-
-
-def test_no_problem_when_all_is_well(good_end):
-    assert problems(good_end) == []
-
-
-@pytest.mark.parametrize("spoil, told", [
-    (lambda scene, action, control: setattr(action, "status", Status.RETRIEVED), "recorded retrieved"),
-    (lambda scene, action, control: setattr(action, "spoilt", True), "instead of finished"),
-    (lambda scene, action, control: action.target.attributes.pop("site"), "attribute site"),
-    (lambda scene, action, control: setattr(scene.server, "exchanges", lambda kind: []), "reported 0 times"),
-    (lambda scene, action, control: setattr(scene, "installed_files", lambda: {}), "greeting is missing"),
-    (lambda scene, action, control: setattr(scene.gateway, "leftovers", lambda: ["x.bin"]), "/tmp/x.bin"),
-    (lambda scene, action, control: control.agents["agents"].clear(), "get_agents replied"),
-    (lambda scene, action, control: control.pending.update(action_id="2"), "action '2' was held back"),
-    (lambda scene, action, control: control.pending["chunks"].reverse(), "were held back instead of"),
-    (lambda scene, action, control: control.accepted.update(success=False), "accept_deployment replied"),
-    (lambda scene, action, control: setattr(control, "accepted_at", 30.0), "1 requests of the rollout came before"),
-])
-def test_what_is_not_as_it_should_be_is_a_problem(good_end, spoil, told):
-    spoil(*good_end)
-
-    assert any(told in problem for problem in problems(good_end))
-
-
-def test_logged_error_is_a_problem(good_end):
-    story = Story(Screen(io.StringIO()), GOOD, verbose=False)
-
-    story.take(daemon_log.parse("18:00:01 ERROR a.cpp:1 f: event=exception_caught what=too bad"))
-
-    assert problems(good_end, story) == ["the daemon logged an error: too bad"]
+    told = " ".join(stream.getvalue().split())
+    assert "the daemon with it (ended by signal 9)" in told
+    assert "comes back with the firmware 2.1_20260101 and its /tmp with x.bin." in told
+    assert "started again, with --dormant true" in told
 
 
 LOG = "18:00:01 INFO a.cpp:1 f: "
 
 
-def story_after(*lines):
-    story = Story(Screen(io.StringIO()), GOOD, verbose=False)
+def log_story_after(*lines):
+    story = LogStory(Screen(io.StringIO()), verbose=False)
     for line in lines:
         story.take(daemon_log.parse(LOG + line))
     return story
@@ -116,7 +68,7 @@ def story_after(*lines):
 def test_look_at_the_user_s_decision_counts_while_the_gateway_waits_for_it():
     before = "event=is_user_forced status=0"
 
-    story = story_after(before, "event=is_automatic_update_disabled status=1", before, before)
+    story = log_story_after(before, "event=is_automatic_update_disabled status=1", before, before)
 
     assert (story.waits_for_user, story.fruitless_looks) == (True, 2)
 
@@ -124,9 +76,19 @@ def test_look_at_the_user_s_decision_counts_while_the_gateway_waits_for_it():
 @pytest.mark.parametrize("last", ["event=retrieve_controller_status fsm=x",
                                   "event=is_automatic_update_disabled status=0"])
 def test_wait_for_the_user_ends(last):
-    story = story_after("event=is_automatic_update_disabled status=1", last)
+    story = log_story_after("event=is_automatic_update_disabled status=1", last)
 
     assert not story.waits_for_user
+
+
+def test_command_of_an_installer_is_quoted_as_a_whole():
+    stream = io.StringIO()
+    story = LogStory(Screen(stream), verbose=False)
+
+    story.take(daemon_log.parse("18:00:01 INFO a.cpp:1 start_installation: event=executing "
+                                "command=dd if=/tmp/a of=/dev/mtd1 bs=16384"))
+
+    assert stream.getvalue().split("\n") == ["         $ dd if=/tmp/a of=/dev/mtd1 bs=16384", ""]
 
 
 class FakeGateway:
@@ -148,7 +110,7 @@ NOTHING, HELD_BACK, DONE = '{"success": false}', '{"success": true, "action_id":
 
 def decide(gateway, sign_of_waiting="event=is_automatic_update_disabled status=1"):
     stream = io.StringIO()
-    story = Story(Screen(stream), GOOD, verbose=False)
+    story = LogStory(Screen(stream), verbose=False)
     control = LocalControl(gateway, Screen(stream))
 
     def watch(is_reached, _):
@@ -167,7 +129,7 @@ def test_pending_deployment_is_shown_waits_and_is_accepted():
 
     assert gateway.calls == ["get_deployment", "accept_deployment"]
     assert (control.pending["action_id"], control.accepted) == ("1", {"success": True})
-    assert story.fruitless_looks == FRUITLESS_LOOKS
+    assert story.fruitless_looks == 1
     assert f"# ubus call zephran get_deployment\n         {HELD_BACK}\n" in shown
 
 

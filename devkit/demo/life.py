@@ -1,0 +1,72 @@
+"""The daemon's life on the gateway: from its first start, across reboots, to its end."""
+import signal
+from typing import NamedTuple
+
+from gateway import Supervisor
+
+from .daemon_log import Follower
+from .failure import DemoFailure
+
+
+class Reboot(NamedTuple):
+    """The gateway went down and has come back; the daemon is about to be started again.
+
+    ended     what ended the daemon: its exit status, or the negative number of a signal
+    firmware  the version that runs now
+    kept      what is still in /tmp
+    options   arguments that the daemon gets in addition to its own
+    """
+
+    ended: int
+    firmware: str
+    kept: tuple[str, ...]
+    options: tuple[str, ...]
+
+
+class Life:
+    """Keeps the daemon running as the gateway's init does, and hands on what happens meanwhile.
+
+    take  gets a Reboot for every reboot and a record for every line of the log, in their order
+    """
+
+    def __init__(self, gateway, command, take):
+        self._gateway = gateway
+        self._command = command
+        self._take = take
+        self._follower = None
+        self._supervisor = Supervisor(gateway, self._launch)
+        self.daemon = None
+
+    @property
+    def reboots(self):
+        return self._supervisor.reboots
+
+    def start(self):
+        self._supervisor.start()
+
+    def check(self):
+        """DemoFailure when the daemon has ended by itself."""
+        self._supervisor.check()
+
+    def stop(self):
+        """Leaves the daemon to itself; what it has written so far is handed on."""
+        self._supervisor.stop()
+        self._follower.stop()
+
+    def end(self):
+        """Asks the daemon to stop, and returns its exit status."""
+        self._supervisor.stop()
+        status = self.daemon.terminate(timeout=30)
+        self._follower.stop()
+        return status
+
+    def _launch(self, *options):
+        if self.daemon:
+            ended = self.daemon.wait()
+            self._follower.stop()
+            if ended != -signal.SIGKILL or not options:
+                raise DemoFailure(f"the daemon has ended by itself, with status {ended}")
+            self._take(Reboot(ended, self._gateway.firmware, tuple(self._gateway.leftovers()), options))
+        self.daemon = self._gateway.start_daemon([*self._command, *options])
+        self._follower = Follower(self.daemon, self._take)
+        return self.daemon
