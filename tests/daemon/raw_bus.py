@@ -43,5 +43,6 @@ class Caller(RawClient):
 
 @contextlib.contextmanager
 def raw_caller(bench):
-    with bus_directory(bench) as directory, contextlib.closing(Caller(f"{directory}/ubus.sock")) as caller:
-        yield caller
+    with contextlib.ExitStack() as stack:
+        directory = stack.enter_context(bus_directory(bench))
+        yield stack.enter_context(contextlib.closing(Caller(f"{directory}/ubus.sock")))

@@ -70,7 +70,8 @@ def test_huge_arguments_are_taken(bench, control, daemon):
     with raw_caller(bench) as caller:
         by_id = caller.call("force_poll", huge)
         ignored = [caller.call(method, huge)[1] for method in METHODS[1:]]
-        many = caller.call("force_poll", named(TABLE, "more", table) + named_text("agent_id", DEVICE))
+        many = caller.call("force_poll",
+                           named(TABLE, "more", table) + named_text("agent_id", DEVICE))
 
     assert by_id == ([FAILED], 0)
     assert ignored == [0, 0, 0]

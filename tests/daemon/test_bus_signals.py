@@ -87,5 +87,5 @@ def test_forced_end_takes_the_object_off_the_bus_first(bench, control):
     calls.stop()
 
     assert status == 1
-    assert "action=run message=process was signaled but we didn't return, forcing exit" in daemon.err
+    assert "message=process was signaled but we didn't return, forcing exit" in daemon.err
     assert control.bus.objects() == []
