@@ -9,7 +9,7 @@ import time
 from gateway import GatewayError
 from pki import PkiError
 
-from . import verdict
+from . import ghn_demo, verdict
 from .failure import DemoFailure
 from .local_control import LocalControl
 from .rollouts import FAILING, GOOD
@@ -26,9 +26,12 @@ LAST_LINES = 25
 def arguments():
     parser = argparse.ArgumentParser(prog="script/demo", description=__doc__)
     parser.add_argument("--build-dir", type=pathlib.Path, required=True)
-    parser.add_argument("--fail", action="store_true",
-                        help="one part of the release is a script that fails; the exit status is 0 "
-                             "when that was reported as it should be")
+    story = parser.add_mutually_exclusive_group()
+    story.add_argument("--fail", action="store_true",
+                       help="one part of the release is a script that fails; the exit status is 0 "
+                            "when that was reported as it should be")
+    story.add_argument("--ghn", action="store_true",
+                       help="tell of the adapters on the gateway's powerline network instead")
     parser.add_argument("--verbose", action="store_true", help="show the daemon's log, too")
     return parser.parse_args()
 
@@ -121,7 +124,7 @@ def main():
     for number in (signal.SIGTERM, signal.SIGHUP):
         signal.signal(number, end_by_signal)
     try:
-        return run(options)
+        return ghn_demo.run(options) if options.ghn else run(options)
     except KeyboardInterrupt:
         print("\nInterrupted; everything that was started has been stopped.", file=sys.stderr)
         return 130
