@@ -129,10 +129,17 @@ def unknown_list(bench, _):
     bench.gateway.tool("configlayer", "#!/bin/sh\necho no such thing\n")
 
 
+def adapter_that_falls_silent(bench, network):
+    network.add_with_serial()
+    # after the list and the question what it is
+    bench.gateway.tell("configlayer", exit=1, first=3)
+
+
 @pytest.mark.parametrize("break_it, reasons", [
     (malformed_list, ["mac"]),
     (no_tool, ["configlayer returned an error", "127"]),
     (wrong_password, ["configlayer returned an error", "3"]),
+    (adapter_that_falls_silent, ["configlayer returned an error", "1"]),
     (unknown_list, ["configlayer returned data in an unknown format", "no such thing"]),
 ])
 def test_pass_that_fails_ends_the_daemon_and_the_reason_is_logged(bench, network, break_it, reasons):

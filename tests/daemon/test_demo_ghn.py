@@ -1,0 +1,23 @@
+"""The demonstration of the powerline network tells the truth."""
+from test_demo import run_demo
+
+
+def test_adapters_are_found_updated_and_unplugged(tmp_path):
+    done = run_demo("--ghn", "--verbose", directory=tmp_path)
+
+    assert (done.returncode, done.stderr) == (0, "")
+    told = [done.stdout.index(text) for text in (
+        "waits for the next pass", "Discovery has found the adapter 02:00:00:00:00:0a",
+        "the agents 02:00:00:00:00:0b, ADP-1001, gw-demo", "# l2fwserver /tmp/adapter.bin br-lan",
+        "> Deployment successful", "Somebody unplugs the adapter 02:00:00:00:00:0b",
+        "Discovery has lost the adapter 02:00:00:00:00:0b", "the agents ADP-1001, gw-demo")]
+    assert told == sorted(told)
+    assert "action 1 finished; the adapter runs 2.0.1, before it was 1.2.3" in done.stdout
+    assert list(tmp_path.iterdir()) == []
+
+
+def test_it_excludes_the_failing_release(tmp_path):
+    done = run_demo("--ghn", "--fail", directory=tmp_path)
+
+    assert done.returncode == 2
+    assert "not allowed with" in done.stderr
