@@ -16,15 +16,10 @@ PENDING = """
                  "action_id": "1",
                  "chunks": [
                          {
-                                 "type": "script",
-                                 "version": "1.0"
+                                 "type": "opkg",
+                                 "version": "1.4"
                          },
-                         {
-                                 "type": "script",
-                                 "version": "2.1"
-                         }
-                 ],
-                 "last_poll": \""""
+"""
 ACCEPTED = """
          # ubus call zephran accept_deployment
          {
@@ -38,7 +33,7 @@ def run_demo(*arguments, build=BUILD, directory):
     environment = {**os.environ, "PYTHONPATH": str(PROJECT / "devkit"), "TMPDIR": str(directory)}
     return subprocess.run(
         [sys.executable, "-B", "-P", "-m", "demo", "--build-dir", str(build), *arguments],
-        env=environment, capture_output=True, text=True, timeout=PATIENCE, check=False)
+        env=environment, capture_output=True, text=True, timeout=2 * PATIENCE, check=False)
 
 
 def build_with_daemon(directory, script):
@@ -53,28 +48,41 @@ def build_with_daemon(directory, script):
     return directory / "build"
 
 
-def test_rollout_succeeds(tmp_path):
+def test_release_succeeds(tmp_path):
     done = run_demo(directory=tmp_path)
 
     assert (done.returncode, done.stderr) == (0, "")
-    assert "script:site-data:2.1 is deployed, 2 of 2 chunks" in done.stdout
-    assert "site-data.bin:  50%, 2.0 MB of 4.0 MB" in done.stdout
-    assert "server's record action finished, target in_sync" in done.stdout
     assert "\r" not in done.stdout
+    assert re.search(r"firmware.img: +[5-7]\d%, 1.\d MB of 2.0 MB", done.stdout)
+    shown = " ".join(done.stdout.split())
     libraries = (BUILD / "message-bus.txt").read_text(encoding="utf-8").strip()
-    assert f"access to the message bus was built with {libraries}" in " ".join(done.stdout.split())
-    told = [done.stdout.index(text) for text in (PENDING, ACCEPTED, "The gateway downloads a file")]
+    assert f"access to the message bus was built with {libraries}" in shown
+    in_order = [PENDING, ACCEPTED, "The gateway downloads a file",
+                "$ sysupgrade '/tmp/firmware.img'",
+                "comes back with the firmware 2.1_20260101 and its /tmp empty",
+                "started again, with --dormant true", "it polls once, at once", "goes on there",
+                "os:firmware:2.1_20260101 is deployed, 1 of 7 chunks",
+                "script:greeting:1.0 is deployed, 2 of 7 chunks",
+                "$ zwprogrammer --progzwave '/tmp/radio.bin'", "zw:radio:6.8 is deployed",
+                "$ dd if=/tmp/loader.bin of=/dev/mtd1 bs=16384", "bl:boot-loader:7.0 is deployed",
+                "plc:powerline:5.2 is deployed", "opkg:site-tools:1.4 is deployed",
+                "opkg:site-report:2.0 is deployed, 7 of 7 chunks", "reports the end, success"]
+    told = [shown.index(" ".join(text.split())) for text in in_order]
     assert told == sorted(told)
-    assert "action 1 accepted; downloads and reports before that: 0" in done.stdout
+    assert "server's record action finished, target in_sync" in shown
+    assert "action 1 accepted; downloads and reports before that: 0" in shown
     assert list(tmp_path.iterdir()) == []
 
 
-def test_failing_rollout_is_reported(tmp_path):
+def test_failing_release_is_reported(tmp_path):
     done = run_demo("--fail", "--verbose", directory=tmp_path)
 
     assert (done.returncode, done.stderr) == (0, "")
     assert "> script_exit_code: 3" in done.stdout
     assert "server's record action error, target error" in done.stdout
+    shown = " ".join(done.stdout.split())
+    assert ("firmware 2.1_20260101 after 1 reboot, Z-Wave radio as it was, powerline chip as it was, "
+            "boot loader as it was") in shown
     assert re.search(r"^ +\| .* event=ubus method=accept_deployment$", done.stdout, re.M)
     assert list(tmp_path.iterdir()) == []
 
