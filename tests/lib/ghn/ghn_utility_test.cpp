@@ -203,6 +203,13 @@ TEST_F(GhnUtilityTest, MissingToolIsAFailure) {
 }
 
 TEST_F(GhnUtilityTest, ToolThatCannotBeStartedIsAFailureWithoutThePassword) {
+    // The undefined behaviour sanitizer needs a pipe of its own to check the first object of a
+    // type.
+    EXPECT_THROW(BOOST_THROW_EXCEPTION(common::POpenFailedException{}
+                                       << common::popen_command_tag{""} << boost::errinfo_errno{0}),
+                 common::POpenFailedException);
+    EXPECT_THROW(BOOST_THROW_EXCEPTION(ConfigLayerFailedException{} << boost::errinfo_errno{0}),
+                 ConfigLayerFailedException);
     answer("X=1");
     const NoFurtherFiles limit;
 

@@ -131,6 +131,9 @@ TEST_F(FailedPLCGhnInstallation, StatusToolThatIsKilled) {
 
 // The limit is set from within the push, when the first tools have been started already.
 TEST_F(FailedPLCGhnInstallation, StatusToolThatCannotBeStarted) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "The sanitizers need descriptors of their own";
+#endif
     rlimit original{};
     getrlimit(RLIMIT_NOFILE, &original);
     steps.push = "prlimit --pid " + std::to_string(getpid()) + " --nofile=0:";
