@@ -97,7 +97,7 @@ TEST_F(GhnUtilityTest, ValueEndsBeforeTheLineEnd) {
 }
 
 TEST_F(GhnUtilityTest, AllWhiteSpaceAtTheEndIsRemoved) {
-    answer("X=1 2 \\t\\v\\f\\r\\n \\n");
+    answer(R"(X=1 2 \t\v\f\r\n \n)");
 
     EXPECT_EQ(value_of("X"), "1 2");
 }

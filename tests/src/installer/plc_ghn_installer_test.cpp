@@ -58,7 +58,7 @@ TEST_F(PLCGhnInstallerTest, UpdateOfADeviceBehindTheGatewayIsNotRecorded) {
 }
 
 TEST_F(PLCGhnInstallerTest, UpgradeStatusIsReportedAsItCame) {
-    steps.report = "printf 'STATUS=READY\\nINFO=OK \\n\\n'; echo unseen >&2";
+    steps.report = R"(printf 'STATUS=READY\nINFO=OK \n\n'; echo unseen >&2)";
 
     start();
 
