@@ -140,3 +140,30 @@ def test_gateway_without_a_modem_refuses_its_firmware(bench, network):
     assert bench.gateway.calls() == []
     assert count("message=not a MAC address key=nevra.baptization.LirnMacAddress value=no address",
                  daemon) == 1
+
+
+def test_update_that_costs_the_adapter_its_agent_is_completed_by_the_next_one(bench, network):
+    # The pass asks the modems in the order of their addresses, so this one holds it up.
+    first = network.add_with_serial()
+    adapter = network.add_without_serial()
+    daemon = network.start()
+    network.wait_for_agents(DEVICE, SERIAL, adapter.mac)
+    first.hang()
+    bench.wait_until(lambda: first.is_held, "the second pass")
+    bench.gateway.tell("l2fwserver", when="midway", hang=True)
+    action = bench.server.assign(adapter.mac, [network.image(NEW)])
+    bench.wait_until(lambda: bench.gateway.is_held("l2fwserver"), "half of the image")
+
+    adapter.fall_silent()
+    first.release()
+    daemon.wait_for_line(f"event=ghn_lost mac={adapter.mac}$")
+    adapter.plug_in()
+    bench.gateway.release("l2fwserver")
+    bench.wait_for_end(action)
+    network.wait_for_agents(DEVICE, SERIAL, adapter.mac)
+
+    assert action.status is Status.FINISHED
+    assert not action.spoilt
+    assert adapter.firmware == NEW
+    assert len(bench.gateway.calls("l2fwserver")) == 1
+    assert count(f"event=ghn_device_found mac={adapter.mac}", daemon) == 2
