@@ -12,7 +12,6 @@ namespace zephran::platform::openwrt {
 namespace {
 
 using ::testing::HasSubstr;
-using ::testing::Not;
 
 constexpr const char* succeeded = "{\"success\":true}\n";
 constexpr const char* failed = "{\"success\":false}\n";
@@ -95,7 +94,7 @@ TEST_F(UbusAgentManagerTest, AgentIdOfAnotherTypeIsReadAsText) {
 
     EXPECT_EQ(call(R"(force_poll '{"agent_id":5}')").output, succeeded);
     EXPECT_EQ(call(R"(force_poll '{"agent_id":true}')").output, succeeded);
-    for (const char* const unknown : {"null", "1.25", "-1", "\"\"", "\"g w\"", "\"\\u0001\""}) {
+    for (const char* const unknown : {"null", "1.25", "-1", R"("")", R"("g w")", R"("\u0001")"}) {
         EXPECT_EQ(call(R"(force_poll '{"agent_id":)" + std::string{unknown} + "}'").output, failed)
             << unknown;
     }

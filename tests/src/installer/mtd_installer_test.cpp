@@ -29,7 +29,7 @@ protected:
     /// @param script runs before the partition is erased, and may end the tool
     void erase_with(const std::string& script) const {
         tools.add("flash_erase", script + "\nhead -c " + std::to_string(erased.size()) +
-                                     " /dev/zero | tr '\\0' '\\377' >\"$1\"");
+                                     R"( /dev/zero | tr '\0' '\377' >"$1")");
     }
     /// @param script runs before the image is written, and may end the tool
     void write_with(const std::string& script) const {

@@ -91,7 +91,7 @@ TEST(BlobBuffer, KeepsNestedAttributesWhenTheStorageMoves) {
     blob_put_string(buffer.get(), 2, large.c_str());
     blob_nest_end(buffer.get(), nested);
 
-    blob_attr* const outer = static_cast<blob_attr*>(blob_data(buffer.head()));
+    auto* const outer = static_cast<blob_attr*>(blob_data(buffer.head()));
     EXPECT_EQ(blob_id(outer), 6U);
     EXPECT_EQ(blob_get_string(static_cast<blob_attr*>(blob_data(outer))), large);
 }

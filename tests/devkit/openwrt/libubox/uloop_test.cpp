@@ -25,7 +25,7 @@ struct sigaction disposition(int number) {
 
 void reset() {
     for (const int number : touched) {
-        std::signal(number, SIG_DFL);
+        (void)std::signal(number, SIG_DFL);
     }
 }
 
@@ -50,7 +50,7 @@ void take_defaults_over() {
 
 void keep_what_is_no_default() {
     for (const int number : touched) {
-        std::signal(number, own_handler);
+        (void)std::signal(number, own_handler);
     }
     uloop_init();
     leave(std::all_of(touched.begin(), touched.end(),

@@ -36,8 +36,8 @@ void wake_up(int /*number*/) {}
 }
 
 [[noreturn]] void connect_with_default_dispositions() {
-    std::signal(SIGTERM, SIG_DFL);
-    std::signal(SIGPIPE, SIG_DFL);
+    (void)std::signal(SIGTERM, SIG_DFL);
+    (void)std::signal(SIGPIPE, SIG_DFL);
     ubus_connect("/nonexistent/ubus.sock");
     struct sigaction on_term {};
     struct sigaction on_pipe {};

@@ -120,7 +120,7 @@ TEST_F(Reply, EndsAProcessThatGaveSigpipeItsDefaultBack) {
 
     EXPECT_EXIT(
         {
-            std::signal(SIGPIPE, SIG_DFL);
+            (void)std::signal(SIGPIPE, SIG_DFL);
             dispatch(context);
         },
         testing::KilledBySignal(SIGPIPE), "");
