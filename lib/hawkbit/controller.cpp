@@ -14,11 +14,32 @@ void refuse_downgrade(const common::URI& base, const common::URI& link) {
     }
 }
 
+/// Escapes what would end the segment or the path, or could not stand in it (RFC 3986, 3.3).
+std::string as_path_segment(const std::string& text) {
+    static const std::string kept =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~!$&'()*+,;=:@";
+    constexpr const char* digits = "0123456789ABCDEF";
+    constexpr unsigned low_bits = 0xF;
+    std::string segment;
+    for (const char character : text) {
+        if (kept.find(character) != std::string::npos) {
+            segment += character;
+            continue;
+        }
+        const auto byte = static_cast<unsigned char>(character);
+        segment += '%';
+        segment += digits[byte >> 4U];
+        segment += digits[byte & low_bits];
+    }
+    return segment;
+}
+
 }  // namespace
 
 common::URI ControllerURLBuilder::base_url() const {
     const std::string scheme = use_https ? secure_scheme : "http";
-    return common::URI{scheme + "://" + host + "/" + tenant + "/controller/v1/" + controller_id};
+    return common::URI{scheme + "://" + host + "/" + tenant + "/controller/v1/" +
+                       as_path_segment(controller_id)};
 }
 
 common::URI ControllerURLBuilder::config_data_url() const {

@@ -46,7 +46,8 @@ public:
 
 }  // namespace
 
-UciConfig UciConfig::Default{"/tmp/state/"};
+// Never destroyed: a thread may still read the configuration while the process ends.
+UciConfig& UciConfig::Default = *std::make_unique<UciConfig>("/tmp/state/").release();
 
 UciConfig::UciConfig(std::string overlay_directory) : delta_path{std::move(overlay_directory)} {}
 

@@ -27,7 +27,7 @@ public:
     UciConfig(std::string overlay_directory, Backend replaced_backend);
 
     /// The store of the device, with run-time values from "/tmp/state/" layered over it.
-    static UciConfig Default;
+    static UciConfig& Default;
 
     /// True when the key names an existing option that is a string; a list does not count.
     [[nodiscard]] bool has_option(const std::string& key);

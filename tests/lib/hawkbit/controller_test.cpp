@@ -68,6 +68,18 @@ TEST(ControllerUrlBuilder, UsesHttps) {
     EXPECT_EQ(builder.base_url().scheme(), "https");
 }
 
+TEST(ControllerURLBuilder, IdStaysOneSegmentOfThePathWhateverIsInIt) {
+    const auto url_for = [](const std::string& id) {
+        return ControllerURLBuilder{id, "host", "T", true}.base_url();
+    };
+
+    EXPECT_EQ(url_for("a/../b").path(), "/T/controller/v1/a%2F..%2Fb");
+    EXPECT_EQ(url_for("?x=1#y").path(), "/T/controller/v1/%3Fx=1%23y");
+    EXPECT_EQ(url_for("ERROR -36").path(), "/T/controller/v1/ERROR%20-36");
+    EXPECT_EQ(url_for("100%\n\xC3\xBC").path(), "/T/controller/v1/100%25%0A%C3%BC");
+    EXPECT_EQ(url_for("-._~!$&'()*+,;=:@aZ09").path(), "/T/controller/v1/-._~!$&'()*+,;=:@aZ09");
+}
+
 TEST(Controller, StartsWithTheBuildersAddresses) {
     const auto fresh = controller(true);
 
