@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "common/logprint.h"
+#include "uci/exceptions.h"
 #include "uci/uci_config.h"
 
 namespace zephran::ghn {
@@ -10,8 +11,11 @@ namespace zephran::ghn {
 namespace {
 
 std::string option_or_empty(const std::string& key) {
-    UciConfig& store = UciConfig::Default;
-    return store.has_option(key) ? store.get_option(key) : std::string{};
+    try {
+        return UciConfig::Default.get_option(key);
+    } catch (const PackageNotFoundException&) {
+        return {};
+    }
 }
 
 }  // namespace

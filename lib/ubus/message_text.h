@@ -9,7 +9,8 @@ namespace zephran::ubox {
 
 /// Deepest nesting of tables and arrays that is read. The bus library converts messages by
 /// recursion and the broker passes on what a caller sends: a megabyte of nested tables would use
-/// up the stack of the receiver thread. The library's own JSON reader ends at the same depth.
+/// up the stack of the receiver thread. The command line cannot send more: the JSON reader ends
+/// there.
 inline constexpr unsigned deepest_nesting = 32;
 
 /// The arguments of a call as the text of one JSON object.

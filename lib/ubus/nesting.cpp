@@ -7,6 +7,7 @@ namespace zephran::ubox {
 namespace {
 
 constexpr std::size_t word_size = 4;
+constexpr std::uint32_t has_name = 1U << 31U;
 constexpr std::uint32_t array_type = 1;
 constexpr std::uint32_t table_type = 2;
 
@@ -22,8 +23,14 @@ std::size_t padded(std::size_t size) {
     return (size + word_size - 1) / word_size * word_size;
 }
 
-/// Bytes from the start of a value's attribute to the value itself.
-std::size_t header_size(const unsigned char* attribute) {
+/// Bytes from the start of an attribute to its value; more than it has when its name does not fit.
+std::size_t header_size(const unsigned char* attribute, std::size_t length) {
+    if ((read_word(attribute) & has_name) == 0) {
+        return word_size;
+    }
+    if (length < 2 * word_size) {
+        return length + 1;
+    }
     const std::size_t name_length = read_word(attribute + word_size) >> 16U;
     constexpr std::size_t length_and_end = 3;
     return word_size + padded(length_and_end + name_length);
@@ -44,8 +51,8 @@ bool is_nested_at_most(unsigned depth, const unsigned char* values, std::size_t 
             return true;
         }
         const bool is_container = type == array_type || type == table_type;
-        if (is_container && length >= 2 * word_size && length >= header_size(at)) {
-            const std::size_t header = header_size(at);
+        const std::size_t header = header_size(at, length);
+        if (is_container && length >= header) {
             if (depth == 0 || !is_nested_at_most(depth - 1, at + header, length - header)) {
                 return false;
             }

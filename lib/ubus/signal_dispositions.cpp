@@ -4,16 +4,15 @@ namespace zephran::ubus {
 
 // sigaction() and signal() fail for unknown signal numbers only.
 
-SignalDispositions::SignalDispositions() {
-    for (std::size_t i = 0; i < numbers.size(); ++i) {
-        (void)sigaction(numbers.at(i), nullptr, &saved.at(i));
+SignalDispositions::SignalDispositions(std::initializer_list<int> numbers) {
+    for (const int number : numbers) {
+        (void)sigaction(number, nullptr, &saved[number]);
     }
 }
 
 SignalDispositions::~SignalDispositions() {
-    for (std::size_t i = 0; i < numbers.size(); ++i) {
-        (void)sigaction(numbers[i], &saved[i],
-                        nullptr);  // NOLINT: the bounds are in the line above
+    for (const auto& [number, disposition] : saved) {
+        (void)sigaction(number, &disposition, nullptr);
     }
     (void)std::signal(SIGPIPE, SIG_IGN);
 }

@@ -1,7 +1,8 @@
 #pragma once
 
-#include <array>
 #include <csignal>
+#include <initializer_list>
+#include <map>
 
 namespace zephran::ubus {
 
@@ -10,14 +11,15 @@ namespace zephran::ubus {
 /// from then on: a library older than 2017 would end the process when the broker goes away.
 class SignalDispositions {
 public:
-    SignalDispositions();
+    SignalDispositions() : SignalDispositions{SIGINT, SIGTERM, SIGCHLD} {}
+    /// For some of them only.
+    SignalDispositions(std::initializer_list<int> numbers);
     SignalDispositions(const SignalDispositions&) = delete;
     SignalDispositions& operator=(const SignalDispositions&) = delete;
     ~SignalDispositions();
 
 private:
-    static constexpr std::array<int, 3> numbers{SIGINT, SIGTERM, SIGCHLD};
-    std::array<struct sigaction, numbers.size()> saved{};
+    std::map<int, struct sigaction> saved;
 };
 
 }  // namespace zephran::ubus

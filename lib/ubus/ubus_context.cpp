@@ -4,6 +4,7 @@
 #include <utility>
 
 #include <boost/exception/errinfo_errno.hpp>
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -26,7 +27,8 @@ const char* path_or_default(const std::string& path) {
 
 UbusContext::UbusContext() : UbusContext{Settings{}} {}
 
-UbusContext::UbusContext(Settings chosen_settings) : settings{std::move(chosen_settings)} {}
+UbusContext::UbusContext(Settings chosen_settings)
+    : descriptor{no_descriptor}, settings{std::move(chosen_settings)} {}
 
 UbusContext::~UbusContext() {
     disconnect();
@@ -39,7 +41,16 @@ void UbusContext::connect() {
         BOOST_THROW_EXCEPTION(UbusConnectException{} << boost::errinfo_errno{errno});
     }
     connected = true;
+    adopt_descriptor();
     note_broker_address();
+}
+
+void UbusContext::adopt_descriptor() {
+    descriptor = context->sock.fd;
+    // A program that outlives the daemon must not keep the object's name taken.
+    if (::fcntl(context->sock.fd, F_SETFD, FD_CLOEXEC) != 0) {
+        LOG_WARNING("event", "ubus", "message", "could not keep connection from children");
+    }
 }
 
 // Only the library knows its default path.
@@ -61,12 +72,20 @@ void UbusContext::disconnect() {
 void UbusContext::start_receiver() {
     stop_receiver();
     running = true;
-    receiver = std::make_unique<std::thread>(&UbusContext::receiver_thread, this);
+    std::promise<void> end;
+    receiver_end = end.get_future();
+    receiver = std::make_unique<std::thread>([this, end = std::move(end)]() mutable {
+        receiver_thread();
+        end.set_value();
+    });
 }
 
 void UbusContext::stop_receiver() {
     running = false;
     if (receiver != nullptr && receiver->joinable()) {
+        if (receiver_end.wait_for(settings.stop_patience) != std::future_status::ready) {
+            (void)::shutdown(descriptor, SHUT_RDWR);
+        }
         receiver->join();
     }
     receiver.reset();
@@ -102,6 +121,7 @@ bool UbusContext::wait_for_input() const {
 
 void UbusContext::lose_connection() {
     connected = false;
+    descriptor = no_descriptor;
     if (!next_attempt) {
         LOG_WARNING("event", "ubus", "message", "connection lost");
     }
@@ -120,22 +140,30 @@ void UbusContext::try_to_recover() {
     }
 }
 
-bool UbusContext::is_broker_greeting() const {
+// Nobody at the noted address is no reason to stay away: a broker may be known under another path
+// to itself, and the library fails at once where there is none.
+bool UbusContext::is_broker_wedged() const {
     BrokerProbe probe{broker_address};
+    if (!probe.is_open()) {
+        return false;
+    }
     const steady::time_point deadline = steady::now() + settings.reconnect_interval;
     bool is_greeted = false;
     while (running && !is_greeted && probe.is_open() && steady::now() < deadline) {
         is_greeted = probe.is_greeted_within(settings.poll_interval);
     }
-    return is_greeted;
+    return !is_greeted;
 }
 
 bool UbusContext::reconnect() {
-    if (!is_broker_greeting()) {
+    if (is_broker_wedged()) {
         return false;
     }
-    const SignalDispositions kept;
+    // By now the daemon has handlers of its own for the other two, which the library leaves alone.
+    // Putting those back could undo what the main thread does to them meanwhile.
+    const SignalDispositions kept{SIGCHLD};
     if (ubus_reconnect(context, path_or_default(settings.socket_path)) == UBUS_STATUS_OK) {
+        adopt_descriptor();
         return true;
     }
     // The library may leave the number of a descriptor here that it has closed, and would close it

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <future>
 #include <memory>
 #include <optional>
 #include <string>
@@ -29,6 +30,9 @@ public:
         std::chrono::milliseconds poll_interval{100};
         /// Time between two attempts to reach a broker that went away.
         std::chrono::milliseconds reconnect_interval{1000};
+        /// A receiver that has not stopped after this time is held up by the bus library, which
+        /// waits for a broker that stands still; its connection is then shut down under it.
+        std::chrono::milliseconds stop_patience{2000};
     };
 
     /// No connection yet.
@@ -68,10 +72,14 @@ private:
     void try_to_recover();
     [[nodiscard]] bool reconnect();
     void note_broker_address();
-    [[nodiscard]] bool is_broker_greeting() const;
+    void adopt_descriptor();
+    [[nodiscard]] bool is_broker_wedged() const;
 
     std::atomic<bool> running{false};
     std::unique_ptr<std::thread> receiver;
+    std::future<void> receiver_end;
+    /// The connection's socket while there is one, for the thread that stops the receiver.
+    std::atomic<int> descriptor;
     ubus_context* context = nullptr;
     Settings settings;
     std::function<bool()> restore;

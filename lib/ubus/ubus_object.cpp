@@ -43,6 +43,8 @@ UbusObject::UbusObject(std::string object_name, std::list<Method> object_methods
     context.set_restorer([this] { return register_again(); });
     const int result = ubus_add_object(context.get(), registration->object());
     if (result != UBUS_STATUS_OK) {
+        // The records go before the context does.
+        context.disconnect();
         BOOST_THROW_EXCEPTION(ObjectAddException{} << ubus_error_tag{ubus_strerror(result)});
     }
 }
@@ -70,7 +72,12 @@ int UbusObject::ubus_method_handler_internal(ubus_context* /*connection*/, ubus_
                                              ubus_request_data* request, const char* method,
                                              blob_attr* message) {
     auto* const owner = static_cast<UbusObject*>(ObjectRegistration::owner_of(object));
-    return owner->dispatch(request, method, message);
+    try {
+        return owner->dispatch(request, method, message);
+    } catch (...) {
+        // Only where there is no memory left, not even for a line in the log.
+        return UBUS_STATUS_UNKNOWN_ERROR;
+    }
 }
 
 int UbusObject::dispatch(ubus_request_data* request, const std::string& method,

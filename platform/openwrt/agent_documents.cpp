@@ -16,7 +16,7 @@ std::string utc_text(AgentControl::time_point time) {
 }
 
 Json::Value chunk_documents(const hawkbit::DeploymentActionMessage& action) {
-    Json::Value documents;
+    Json::Value documents{Json::arrayValue};
     for (const auto& chunk : action.chunks()) {
         Json::Value document;
         document["version"] = chunk.version();

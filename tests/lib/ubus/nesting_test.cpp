@@ -75,6 +75,15 @@ TEST(Nesting, NamesAreSkipped) {
     EXPECT_FALSE(is_nested_at_most(1, bytes));
 }
 
+TEST(Nesting, ContainersWithoutANameHoldTheirElementsAtOnce) {
+    // two tables without the place for a name, one in the other; read as names, the first bytes of
+    // the inner one would hide it
+    const Bytes bytes{0x02, 0, 0, 12, 0x02, 0, 0, 8, 0x02, 0, 0, 4};
+
+    EXPECT_TRUE(is_nested_at_most(3, bytes));
+    EXPECT_FALSE(is_nested_at_most(2, bytes));
+}
+
 TEST(Nesting, AMegabyteOfTablesIsRefusedWithoutFollowingIt) {
     constexpr std::size_t levels = (1U << 20U) / 8;
     Bytes bytes;

@@ -48,6 +48,17 @@ TEST_P(SignalDispositionsTest, HandlerComesBack) {
 INSTANTIATE_TEST_SUITE_P(Signals, SignalDispositionsTest,
                          ::testing::Values(SIGINT, SIGTERM, SIGCHLD));
 
+TEST(SignalDispositions, OtherSignalsThanTheNamedOnesAreLeftToWhoeverChangesThem) {
+    const Disposition original = std::signal(SIGINT, SIG_DFL);
+    {
+        const SignalDispositions kept{SIGCHLD};
+        (void)std::signal(SIGINT, own_handler);
+    }
+
+    EXPECT_EQ(disposition_of(SIGINT), own_handler);
+    (void)std::signal(SIGINT, original);
+}
+
 TEST(SignalDispositions, BrokenConnectionsNoLongerEndTheProcess) {
     const Disposition original = std::signal(SIGPIPE, SIG_DFL);
 

@@ -44,6 +44,13 @@ TEST(DeploymentDocument, ShowsThePendingDeploymentInTheOrderOfItsChunks) {
               R"("success":true})");
 }
 
+TEST(DeploymentDocument, DeploymentWithoutChunksHasAnEmptyList) {
+    AgentControl agent;
+    agent.set_pending_deployment(test::deployment_from({}));
+
+    EXPECT_EQ(text_of(deployment_document(agent)["chunks"]), "[]");
+}
+
 TEST(AgentsDocument, NoAgentsAreNull) {
     EXPECT_EQ(text_of(agents_document({})), R"({"agents":null})");
 }
