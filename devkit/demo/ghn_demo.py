@@ -69,7 +69,7 @@ def play(scene, screen, story):
     watch(scene, story, lambda: {SERIAL, ADDRESS} <= set(story.targets), "the adapters' attributes")
     agents_before = ask_for_agents(scene, screen)
     action = scene.assign_firmware()
-    watch(scene, story, lambda: not action.active, "the end of the update")
+    watch(scene, story, lambda: SERIAL in story.closed, "the end of the update")
     unplug(scene, screen, story)
     agents_after = ask_for_agents(scene, screen)
     screen.say("An agent that goes by its adapter's address goes with the adapter; one that goes by a "

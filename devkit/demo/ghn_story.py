@@ -13,6 +13,7 @@ class GhnStory:
     found     addresses of the adapters that discovery has found
     lost      the same of those that it has lost
     targets   ids of the targets whose attributes the server has got
+    closed    ids of the targets that have reported the end of a deployment
     errors    lines of the log at level ERROR
     refusals  what the server did not accept
     """
@@ -22,7 +23,8 @@ class GhnStory:
         self._verbose = verbose
         self._downloaded = False
         self.passes = 0
-        self.found, self.lost, self.targets, self.errors, self.refusals = [], [], [], [], []
+        self.found, self.lost, self.targets, self.closed = [], [], [], []
+        self.errors, self.refusals = [], []
 
     def take(self, happening):
         if isinstance(happening, Event):
@@ -80,6 +82,8 @@ class GhnStory:
     def _on_feedback(self, event):
         self._screen.say(f"{event.target} reports ({event.data['execution']}):")
         self._screen.quote("\n".join(event.data["details"]))
+        if event.data["execution"] == "closed":
+            self.closed.append(event.target)
 
     def _on_refused(self, event):
         self.refusals.append(f"{event.data['kind']}: {event.data['status']} {event.data['reason']}")
