@@ -17,8 +17,8 @@ from .scene import DEVICE, Scene
 from .screen import Screen
 from .story import Story
 from .summary import summarize
+from .watching import watch
 
-PATIENCE = 240
 TIDYING = 15
 LAST_LINES = 25
 
@@ -41,18 +41,6 @@ def introduce(screen, scene):
                "made just now. It demands one of its clients as well.")
     screen.say(f"A simulated gateway runs the real daemon for the device {DEVICE}. Automatic updates "
                f"are switched off in its configuration. It runs the firmware {scene.gateway.firmware}.")
-
-
-def watch(scene, story, is_reached, what):
-    """Tells what happens until a point of the story is reached."""
-    deadline = time.monotonic() + PATIENCE
-    try:
-        while not is_reached():
-            if time.monotonic() > deadline:
-                raise DemoFailure("the time is up")
-            story.take(scene.next_happening(deadline))
-    except DemoFailure as failure:
-        raise DemoFailure(f"{failure}, but still to come was {what}") from failure
 
 
 def wait_until_tidy(scene, story):

@@ -9,8 +9,8 @@ from .failure import DemoFailure
 from .ghn_scene import ADDRESS, GATEWAY, SERIAL, GhnScene
 from .ghn_story import GhnStory
 from .screen import Screen
+from .watching import watch
 
-PATIENCE = 100
 SETTLING = 15
 LAST_LINES = 25
 
@@ -22,18 +22,6 @@ def introduce(scene, screen):
                f"serial number {SERIAL}, and {ADDRESS}, which has none.")
     screen.say("The daemon looks for adapters 30 seconds after its start, and again 30 seconds after "
                "the end of each pass. No option changes that, so this waits for the next pass.")
-
-
-def watch(scene, story, is_reached, what):
-    """Tells what happens until a point of the story is reached."""
-    deadline = time.monotonic() + PATIENCE
-    try:
-        while not is_reached():
-            if time.monotonic() > deadline:
-                raise DemoFailure("the time is up")
-            story.take(scene.next_happening(deadline))
-    except DemoFailure as failure:
-        raise DemoFailure(f"{failure}, but still to come was {what}") from failure
 
 
 def ask_for_agents(scene, screen):

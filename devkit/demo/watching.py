@@ -1,0 +1,19 @@
+"""How a demonstration waits: it tells what happens meanwhile, and says what did not come."""
+import time
+
+from .failure import DemoFailure
+
+# For each point of a story; builds with sanitizers are slow.
+PATIENCE = 240
+
+
+def watch(scene, story, is_reached, what):
+    """Tells what happens until a point of the story is reached."""
+    deadline = time.monotonic() + PATIENCE
+    try:
+        while not is_reached():
+            if time.monotonic() > deadline:
+                raise DemoFailure("the time is up")
+            story.take(scene.next_happening(deadline))
+    except DemoFailure as failure:
+        raise DemoFailure(f"{failure}, but still to come was {what}") from failure
