@@ -66,8 +66,16 @@ class Ddi:
         return negotiate(request.headers.get("accept"), JSON_MEDIA)
 
     def _links(self, request: Request) -> documents.Links:
-        return documents.Links(self.store.settings, request.scheme, request.headers.get("host", ""),
-                               request.route.tenant, request.route.target or "")
+        scheme, host = self._authority(request)
+        return documents.Links(self.store.settings, scheme, host, request.route.tenant, request.route.target or "")
+
+    def _authority(self, request: Request) -> tuple[str, str]:
+        """Scheme and host that the client used; behind a proxy they come in headers."""
+        host = request.headers.get("host", "")
+        if not self.store.settings.forwarded_headers:
+            return request.scheme, host
+        return (request.headers.get("x-forwarded-proto", request.scheme),
+                request.headers.get("x-forwarded-host", host))
 
     def _target(self, request: Request) -> Target:
         target = self.store.targets.get(request.route.target or "")

@@ -40,6 +40,7 @@ class Settings:
     chunk_order          the real server promises no order of the chunks: "kept" or "reversed"
     auto_close           a new assignment closes the older action at once instead of cancelling it
     authorization        demanded value of the Authorization header; None lets everybody in
+    forwarded_headers    links follow X-Forwarded-Proto and -Host, as a server behind a proxy must be told to do
     """
 
     poll: str = "00:05:00"
@@ -52,6 +53,7 @@ class Settings:
     chunk_order: str = "kept"
     auto_close: bool = False
     authorization: str | None = None
+    forwarded_headers: bool = False
 
     def __setattr__(self, name: str, value: Any) -> None:
         if name in ("poll", "min_poll"):

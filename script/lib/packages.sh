@@ -12,7 +12,7 @@ run_packages=(python3 openssl curl util-linux mount)
 # The second line is for the tests of the OpenWrt package: the shell of a gateway, and what reads its files.
 # shellcheck disable=SC2034
 test_packages=(python3-pytest python3-pytest-xdist python3-pytest-timeout
-    busybox make shellcheck)
+    nginx-light busybox make shellcheck)
 # shellcheck disable=SC2034
 lint_packages=(clang-14 clang-tidy-14 clang-format-14 shellcheck python3)
 # shellcheck disable=SC2034

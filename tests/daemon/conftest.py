@@ -2,7 +2,8 @@
 import contextlib
 
 import pytest
-from bench import DAEMON, Bench
+from bench import Bench
+from gateway_bench import DAEMON
 from pki import Pki
 
 

@@ -32,6 +32,18 @@ def test_poll_registers_an_unknown_target(server: UpdateServer, device: Device) 
     assert server.target("gw-1").update_status == "registered"
 
 
+def test_links_follow_the_proxy_only_when_the_server_was_told_to(server: UpdateServer, device: Device) -> None:
+    forwarded = {"X_Forwarded_Proto": "https", "X_Forwarded_Host": "gw.example:8443"}
+
+    own = device.get(**forwarded).json()["_links"]["configData"]["href"]
+    server.settings.forwarded_headers = True
+    given = device.get(**forwarded).json()["_links"]["configData"]["href"]
+
+    path = "/DEFAULT/controller/v1/gw-1/configData"
+    assert own == server.url + path
+    assert given == "https://gw.example:8443" + path
+
+
 def test_polling_time_is_that_of_the_settings(server: UpdateServer, device: Device) -> None:
     server.settings.poll = "00:00:07"
 

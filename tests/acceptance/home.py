@@ -1,0 +1,67 @@
+"""A home: one simulated gateway with the real daemon, and the server's records of it."""
+from __future__ import annotations
+
+from driver import Server, wait_for
+from gateway_bench import PATIENCE, GatewayBench
+
+
+class Home(GatewayBench):
+    """The gateway is the target `device` of the server. Module names begin with `label`, which no other
+    scenario on the same server uses."""
+
+    def __init__(self, directory, server: Server, device, label):
+        super().__init__(directory, [server.access.ca.parent])
+        self.server = server
+        self.device = device
+        self.label = label
+
+    def close(self):
+        self.close_gateway()
+        self.assert_no_findings()
+
+    def start(self, *arguments, certificate=None, **options):
+        """Starts the daemon; `certificate` replaces the client's: (certificate, key)."""
+        access = self.server.access
+        certificate, key = certificate or (access.certificate, access.key)
+        return self.start_for(self.device, access.address, access.ca,
+                              "--client-certificate", certificate, "--client-certificate-key", key,
+                              *arguments, **options)
+
+    # ---- the operator
+
+    def module(self, type, name, version, artifacts):
+        return self.server.add_module(type, f"{self.label}-{name}", version, artifacts)
+
+    def script(self, name, text, version="1.0"):
+        """A module of one shell script."""
+        return self.module("script", name, version, {f"{name}.sh": b"#!/bin/sh\n" + text.encode()})
+
+    def assign(self, *modules, **options):
+        return self.server.assign(self.device, modules, **options)
+
+    # ---- waiting
+
+    def wait_until(self, condition, what):
+        """Waits for something that a living daemon will bring about, and returns it."""
+        def came_or_never_will():
+            value = condition()
+            if not value:
+                self.check_alive(what)
+            return value
+        return wait_for(came_or_never_will, PATIENCE, what)
+
+    def wait_until_registered(self):
+        """Waits until the server knows the target and its attributes."""
+        return self.wait_until(lambda: (known := self.server.target(self.device)) and known.attributes and known,
+                               f"target {self.device} and its attributes")
+
+    def wait_for_end(self, action):
+        """Waits until the action is closed and returns what the server recorded."""
+        def closed():
+            record = self.server.action(action)
+            return None if record.active else record
+        return self.wait_until(closed, f"the end of action {action}")
+
+    def wait_for_report(self, action, text):
+        """Waits until the server has recorded this text of the device."""
+        self.wait_until(lambda: text in self.server.action(action).messages, f"the report {text!r}")

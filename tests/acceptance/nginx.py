@@ -1,0 +1,113 @@
+"""nginx as it stands in front of an update server, with the configuration that the documentation gives."""
+from __future__ import annotations
+
+import os
+import shutil
+import socket
+import subprocess
+import time
+from pathlib import Path
+
+CONFIGURATION = Path(__file__).resolve().parents[2] / "docs/nginx/hawkbit-front.conf"
+GATEWAY_TOKEN = "testkey"
+PATIENCE = 30
+
+# What surrounds the documented file: ports, paths and programs of this one run.
+FRAME = """
+{user}
+daemon off;
+worker_processes 1;
+pid {directory}/nginx.pid;
+error_log {directory}/error.log notice;
+events {{ worker_connections 512; }}
+http {{
+    access_log {directory}/access.log;
+    client_body_temp_path {directory}/body;
+    proxy_temp_path {directory}/proxy;
+    fastcgi_temp_path {directory}/fastcgi;
+    uwsgi_temp_path {directory}/uwsgi;
+    scgi_temp_path {directory}/scgi;
+    limit_rate $download_rate;
+    map $uri $download_rate {{
+        default 0;
+        include slow.conf;
+    }}
+    upstream hawkbit {{ server 127.0.0.1:{upstream}; }}
+    server {{
+        listen 127.0.0.1:{port} ssl;
+        include hawkbit-front.conf;
+    }}
+}}
+"""
+
+
+class NginxError(RuntimeError):
+    """nginx is missing or does not start; the text holds what it said."""
+
+
+class Nginx:
+    """One nginx on a free port of the loopback interface, for a server on `upstream`."""
+
+    def __init__(self, directory: Path, pki, upstream: int) -> None:
+        self.directory = directory
+        self.port = _free_port()
+        self._upstream = upstream
+        self._process: subprocess.Popen | None = None
+        directory.mkdir(parents=True)
+        shutil.copy(CONFIGURATION, directory)
+        certificates = directory / "tls"
+        certificates.mkdir()
+        shutil.copy(pki.server.certificate, certificates / "server.crt")
+        shutil.copy(pki.server.key, certificates / "server.key")
+        shutil.copy(pki.ca, certificates / "gateways-ca.crt")
+        (directory / "gateway-token.conf").write_text(
+            f'proxy_set_header Authorization "GatewayToken {GATEWAY_TOKEN}";\n')
+        (directory / "slow.conf").write_text("")
+        (directory / "nginx.conf").write_text(FRAME.format(
+            user="user root;" if os.geteuid() == 0 else "", directory=directory,
+            upstream=upstream, port=self.port))
+
+    def start(self) -> None:
+        try:
+            self._process = subprocess.Popen(
+                ["nginx", "-p", str(self.directory), "-c", str(self.directory / "nginx.conf"),
+                 "-e", str(self.directory / "error.log")],
+                env={"PATH": "/usr/sbin:/usr/bin:/sbin:/bin"},
+                stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        except OSError as error:
+            raise NginxError(f"cannot run nginx: {error}") from error
+        self._wait_until_it_listens()
+
+    def _wait_until_it_listens(self) -> None:
+        end = time.monotonic() + PATIENCE
+        while True:
+            with socket.socket() as probe:
+                if probe.connect_ex(("127.0.0.1", self.port)) == 0:
+                    return
+            if self._process.poll() is not None or time.monotonic() > end:
+                raise NginxError(f"nginx does not listen: {(self.directory / 'error.log').read_text()[-2000:]}")
+            time.sleep(0.02)
+
+    def slow_down(self, target: str, bytes_per_second: int) -> None:
+        """Limits the downloads of a target's artifacts, from the next one on."""
+        path = self.directory / "slow.conf"
+        path.write_text(path.read_text() + f'"~/controller/v1/{target}/softwaremodules/" {bytes_per_second};\n')
+        subprocess.run(["nginx", "-p", str(self.directory), "-c", str(self.directory / "nginx.conf"),
+                        "-e", str(self.directory / "error.log"), "-s", "reload"], check=True)
+
+    def stop(self) -> None:
+        if self._process is None:
+            return
+        self._process.terminate()
+        try:
+            self._process.wait(PATIENCE)
+        except subprocess.TimeoutExpired:
+            self._process.kill()
+            self._process.wait()
+        self._process = None
+
+
+def _free_port() -> int:
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]

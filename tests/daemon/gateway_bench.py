@@ -1,0 +1,131 @@
+"""The gateway's half of a test bench: the real daemon in a simulated gateway."""
+import json
+import os
+import pathlib
+import re
+
+from gateway import Gateway, Supervisor
+
+PROJECT = pathlib.Path(__file__).resolve().parents[2]
+BUILD = pathlib.Path(os.environ.get("ZEPHRAN_BUILD_DIR", PROJECT / "build/debug"))
+DAEMON = BUILD / "src/zephran"
+BUS_PROGRAMS = BUILD / "devkit/openwrt/bin"
+
+# Sanitized builds on a busy machine are slow, and no test is about speed.
+PATIENCE = 180
+
+CONFIG = """
+config service 'service'
+	option automatic_update '1'
+
+config schedule 'schedule'
+	option enabled '0'
+
+config device 'device'
+"""
+
+# A sanitizer's own status, so that a finding is never mistaken for the daemon's 1.
+SANITIZER_STATUS = 86
+SANITIZER_FINDING = re.compile(r"(Address|Leak|Thread|UndefinedBehavior)Sanitizer|runtime error:")
+SANITIZER_OPTIONS = {
+    "ASAN_OPTIONS": f"exitcode={SANITIZER_STATUS}",
+    "TSAN_OPTIONS": f"exitcode={SANITIZER_STATUS} halt_on_error=1",
+    "UBSAN_OPTIONS": "print_stacktrace=1",
+}
+
+
+class GatewayBench:
+    """One gateway with the daemon on it; subclasses say in start() which server the daemon is for.
+
+    `uci` tells whether the gateway has the library of its configuration store.
+    """
+
+    def __init__(self, directory, visible, tmp_size="256m", uci=True):
+        self.directory = directory
+        self.gateway = Gateway(directory / "gateway", library_path=uci_directory() if uci else None,
+                               bus_path=BUS_PROGRAMS, tmp_size=tmp_size, visible=visible)
+        self.gateway.config("zephran", CONFIG)
+        self.supervisor = None
+
+    def close_gateway(self):
+        """Ends everything on the gateway."""
+        try:
+            if self.supervisor:
+                self.supervisor.stop()
+        finally:
+            self.gateway.close()
+
+    def assert_no_findings(self):
+        """No sanitizer has complained of what ran on the closed gateway."""
+        for daemon in self.gateway.daemons:
+            assert not SANITIZER_FINDING.search(daemon.log), daemon.log
+        assert not SANITIZER_FINDING.search(self.gateway.bus.log), self.gateway.bus.log
+
+    def file(self, name, text):
+        """A file that the daemon can be told the path of."""
+        path = self.gateway.run_dir / name
+        path.write_text(text, encoding="utf-8")
+        return path
+
+    def configure(self, option, value):
+        """Sets an option of the sections "service" or "schedule" in the stored configuration."""
+        section, name = option.split(".")
+        lines = [line for line in self.gateway.config("zephran").splitlines()
+                 if f"option {name} " not in line]
+        place = next(number for number, line in enumerate(lines) if f"'{section}'" in line)
+        if value is not None:
+            lines.insert(place + 1, f"\toption {name} '{value}'")
+        self.gateway.config("zephran", "\n".join(lines) + "\n")
+
+    def option(self, name):
+        """The stored value of an option, or None."""
+        found = re.search(rf"option\s+'?{name}'?\s+'?([^'\n]*)'?\s*$",
+                          self.gateway.config("zephran"), re.M)
+        return found.group(1) if found else None
+
+    def start(self, *arguments, **options):
+        """Starts the daemon for the server of this bench."""
+        raise NotImplementedError
+
+    def start_for(self, device, server, ca, *arguments, level="DEBUG", properties=None, env=None):
+        """Starts the daemon as this device of this server."""
+        if properties is not None:
+            text = json.dumps(properties, ensure_ascii=False)
+            arguments = ("--properties-file", self.file("properties.json", text), *arguments)
+        return self.launch(["--device-id", device, "--hawkbit-server", server,
+                            "--ca-bundle", ca, "--log-level", level, *arguments], env)
+
+    def supervise(self, *arguments, **options):
+        """Starts the daemon and keeps it running, as a gateway does; `options` are those of start()."""
+        self.supervisor = Supervisor(
+            self.gateway, lambda *more: self.start(*arguments, *more, **options)).start()
+        return self.supervisor
+
+    def launch(self, arguments, env=None):
+        options = {name: " ".join(filter(None, [value, os.environ.get(name)]))
+                   for name, value in SANITIZER_OPTIONS.items()}
+        return self.gateway.start_daemon([DAEMON, *arguments], env={**options, **(env or {})})
+
+    def run(self, arguments):
+        """Starts the daemon with exactly these arguments and waits for its end."""
+        daemon = self.launch(arguments)
+        daemon.wait(PATIENCE)
+        return daemon
+
+    def check_alive(self, what):
+        """Raises when the daemon has ended. A supervised daemon may: it is started again."""
+        if self.supervisor:
+            self.supervisor.check()
+            return
+        daemon = self.gateway.daemons[-1]
+        if not daemon.is_running():
+            raise AssertionError(f"the daemon ended with {daemon.exit_status} before {what}, "
+                                 f"log:\n{daemon.log[-6000:]}")
+
+
+def uci_directory():
+    """Where the build has put the configuration library's stand-in."""
+    found = sorted(BUILD.rglob("libuci.so"))
+    if not found:
+        raise FileNotFoundError(f"no libuci.so below {BUILD}; build with ZEPHRAN_BUILD_DEVKIT=ON")
+    return found[0].parent
