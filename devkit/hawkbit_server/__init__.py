@@ -3,11 +3,12 @@
 from .exchanges import Exchange
 from .faults import Code, Cut, Drop, Mutate, Order, Slow, Stall, Text
 from .model import Action, ActionType, DistributionSet, SoftwareModule, Status, StatusEntry, Target, Window
+from .rollout import Rollout
 from .server import UpdateServer
 from .settings import Settings
 from .store import Event, OperatorError
 from .tls import Tls
 
 __all__ = ["Action", "ActionType", "Code", "Cut", "DistributionSet", "Drop", "Event", "Exchange", "Mutate",
-           "OperatorError", "Order", "Settings", "Slow", "SoftwareModule", "Stall", "Status", "StatusEntry",
-           "Target", "Text", "Tls", "UpdateServer", "Window"]
+           "OperatorError", "Order", "Rollout", "Settings", "Slow", "SoftwareModule", "Stall", "Status",
+           "StatusEntry", "Target", "Text", "Tls", "UpdateServer", "Window"]

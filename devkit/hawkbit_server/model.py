@@ -13,6 +13,7 @@ from enum import Enum
 class Status(str, Enum):
     """State of an action and type of a status entry, written as the management interface does."""
 
+    SCHEDULED = "scheduled"
     RUNNING = "running"
     RETRIEVED = "retrieved"
     DOWNLOAD = "download"

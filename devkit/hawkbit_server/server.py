@@ -5,13 +5,14 @@ from __future__ import annotations
 import random
 import threading
 import time
-from typing import Any, Callable, Iterable, Mapping
+from typing import Any, Callable, Iterable, Mapping, Sequence
 
 from .ddi import Ddi
 from .exchanges import Exchange, Journal
 from .faults import Fault, Faults, Order
 from .http_layer import HOST, HttpLayer
 from .model import Action, ActionType, DistributionSet, SoftwareModule, Target, Window
+from .rollout import Rollout
 from .settings import Settings
 from .store import Observer, OperatorError, Store
 from .tls import Tls
@@ -110,6 +111,14 @@ class UpdateServer:
             raise OperatorError("a timeforced action, and no other, has a force_time")
         target_id = target if isinstance(target, str) else target.id
         return self.store.assign(self.target(target_id), what, kind, force_time, window)
+
+    def rollout(self, name: str, targets: Sequence[str], modules: Iterable[SoftwareModule], groups: int) -> Rollout:
+        """Rolls a new set of these modules out to targets that the server knows; it begins at once."""
+        unknown = [each for each in targets if each not in self.store.targets]
+        if unknown:
+            raise OperatorError(f"the server does not know {', '.join(unknown)}")
+        return Rollout(self.store, name, [self.store.targets[each] for each in targets],
+                       self.distribution_set(modules), groups)
 
     def cancel(self, action: Action) -> None:
         self.store.cancel(action)

@@ -39,6 +39,7 @@ class Settings:
     base_scheme          the same for the links of the controller base
     chunk_order          the real server promises no order of the chunks: "kept" or "reversed"
     auto_close           a new assignment closes the older action at once instead of cancelling it
+    rollout_interval     seconds between two looks after the groups of a rollout
     authorization        demanded value of the Authorization header; None lets everybody in
     forwarded_headers    links follow X-Forwarded-Proto and -Host, as a server behind a proxy must be told to do
     """
@@ -52,6 +53,7 @@ class Settings:
     base_scheme: str | None = None
     chunk_order: str = "kept"
     auto_close: bool = False
+    rollout_interval: float = 2.0
     authorization: str | None = None
     forwarded_headers: bool = False
 

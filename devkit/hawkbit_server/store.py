@@ -110,16 +110,28 @@ class Store:
                 raise OperatorError("a distribution set needs at least one software module")
             if chosen in (target.assigned, target.installed):
                 raise OperatorError(f"distribution set {chosen.id} is already assigned to {target.id}")
-            for older in [each for each in self.actions.values() if each.target is target and each.active]:
-                self._supersede(older)
-            action = Action(self.number("action"), target, chosen, kind, force_time, window)
-            self.actions[action.id] = action
-            text = "Assignment initiated by user 'admin'"
-            self.add_entry(action, Status.RUNNING, *([text] if self.settings.assignment_message else []))
-            target.assigned = chosen
-            target.update_status = "pending"
-        self.emit("assigned", target.id, action.id, type=kind.value)
+            action = self.add_action(target, chosen, kind, force_time=force_time, window=window)
+            self.begin(action, "Assignment initiated by user 'admin'")
         return action
+
+    def add_action(self, target: Target, chosen: DistributionSet, kind: ActionType, **state: Any) -> Action:
+        """A new record that nothing is done with yet; `state` are further members of it."""
+        with self.changed:
+            action = Action(self.number("action"), target, chosen, kind, **state)
+            self.actions[action.id] = action
+            return action
+
+    def begin(self, action: Action, text: str) -> None:
+        """Assigns the action's set; every other active action of the target is cancelled by that (or closed)."""
+        target = action.target
+        with self.changed:
+            for older in [each for each in self.actions.values() if each.target is target and each.active]:
+                if older is not action:
+                    self._supersede(older)
+            self.add_entry(action, Status.RUNNING, *([text] if self.settings.assignment_message else []))
+            target.assigned = action.distribution_set
+            target.update_status = "pending"
+        self.emit("assigned", target.id, action.id, type=action.type.value)
 
     def _supersede(self, older: Action) -> None:
         text = OWN_PREFIX + "cancel obsolete action due to new update"

@@ -61,7 +61,9 @@ class DevkitServer(driver.Server):
         self._server.request_attributes(target)
 
     def start_rollout(self, name, targets, modules, groups):
-        raise NotImplementedError
+        chosen = [self._server.store.modules[each.id] for each in modules]
+        with _refusals():
+            return DevkitRollout(self._server.rollout(name, targets, chosen, groups))
 
     def set_polling_time(self, text):
         self._server.settings.poll = text
@@ -100,6 +102,21 @@ class DevkitServer(driver.Server):
             self._proxy.stop()
         self._server.faults.clear()
         self._server.stop()
+
+
+class DevkitRollout(driver.Rollout):
+    def __init__(self, rollout) -> None:
+        self._rollout = rollout
+
+    def status(self):
+        return self._rollout.status
+
+    def groups(self):
+        return self._rollout.groups()
+
+    def action_of(self, target):
+        action = self._rollout.action_of(target)
+        return action and action.id
 
 
 class _refusals:
