@@ -1,0 +1,225 @@
+"""Writes what a scenario and the real server said to each other as a fixture for the stand-in's tests.
+
+`tests/devkit/hawkbit_server/test_server_replay.py` replays the files. A fixture is a list, in order of time, of
+the operator's steps, of every exchange of the scenario's gateways, and of the final records of actions and
+targets. `{server}` stands for scheme and authority; the token that the proxy adds is left out. An artifact's
+content stands with the module, its downloads have the sum only.
+
+Not recorded are scenarios that stop the server or the proxy (the stand-in keeps its records in memory, and
+what a proxy answers by itself is not the server's), rollouts (their scheduler has its own time), artifacts
+longer than LONGEST_ARTIFACT and scenarios whose file would be longer than LONGEST_FIXTURE.
+"""
+from __future__ import annotations
+
+import base64
+import hashlib
+import json
+import threading
+import time
+from pathlib import Path
+from typing import Any
+
+import driver
+from hawkbit_server import request as requests
+from relay import Passed
+
+FIXTURES = Path(__file__).resolve().parents[1] / "devkit/hawkbit_server/recorded"
+LONGEST_ARTIFACT = 64 * 1024
+LONGEST_FIXTURE = 80 * 1024
+REQUEST_HEADERS = ("accept", "content-type", "if-match", "if-none-match", "range")
+RESPONSE_HEADERS = ("accept-ranges", "content-disposition", "content-length", "content-range", "content-type")
+
+
+class NotRecorded(Exception):
+    """The scenario cannot be replayed; the text says why."""
+
+
+class Recording:
+    """The steps and exchanges of one scenario. `poll` is the server's polling time at its beginning."""
+
+    def __init__(self, scenario: str, poll: str) -> None:
+        self.scenario = scenario
+        self.lock = threading.RLock()
+        self.targets: dict[str, None] = {}
+        self.actions: list[int] = []
+        self._begin = time.time()
+        self._steps: list[dict[str, Any]] = [{"t": 0, "operator": "polling time", "value": poll}]
+        self._obstacle: str | None = None
+
+    def time(self, moment: float | None = None) -> float:
+        """Seconds since the beginning."""
+        return round((time.time() if moment is None else moment) - self._begin, 3)
+
+    def step(self, what: str, **members: Any) -> None:
+        self._steps.append({"t": self.time(), "operator": what, **members})
+
+    def refuse(self, why: str) -> None:
+        """From now on there is nothing to write."""
+        self._obstacle = self._obstacle or why
+
+    def exchange(self, passed: Passed) -> None:
+        """Takes down what the relay has seen."""
+        target = requests.find_route(passed.path.partition("?")[0]).target
+        if target is not None and target not in self.targets:
+            self.targets[target] = None
+        if len(passed.response_body) > LONGEST_ARTIFACT:
+            self.refuse(f"an answer of {len(passed.response_body)} bytes")
+            return
+        self._steps.append({"t": self.time(passed.began), "request": _request(passed), "response": _response(passed)})
+
+    def write(self, server: driver.Server, directory: Path = FIXTURES) -> Path:
+        """Adds what the server has recorded and writes the file. NotRecorded when that is of no use."""
+        if self._obstacle is not None:
+            raise NotRecorded(self._obstacle)
+        with self.lock:
+            steps = [*self._steps, *self._records(server)]
+        text = json.dumps(steps, ensure_ascii=False, indent=1) + "\n"
+        if len(text.encode()) > LONGEST_FIXTURE:
+            raise NotRecorded(f"{len(text.encode())} bytes are more than {LONGEST_FIXTURE}")
+        directory.mkdir(exist_ok=True)
+        path = directory / f"{self.scenario}.json"
+        path.write_text(text, encoding="utf-8")
+        return path
+
+    def _records(self, server: driver.Server) -> list[dict[str, Any]]:
+        records = []
+        for number in self.actions:
+            action = server.action(number)
+            entries = [{"type": each.type, "messages": list(each.messages)} for each in action.entries]
+            records.append({"record": {"action": str(number), "status": "pending" if action.active else "finished",
+                                       "detailStatus": action.status, "entries": entries}})
+        for name in self.targets:
+            target = server.target(name)
+            if target is not None:
+                records.append({"target": name, "attributes": dict(sorted(target.attributes.items())),
+                                "updateStatus": target.update_status})
+        return records
+
+
+def _request(passed: Passed) -> dict[str, Any]:
+    request: dict[str, Any] = {"method": passed.method, "path": passed.path,
+                               "headers": {name: passed.headers[name] for name in REQUEST_HEADERS
+                                           if passed.headers.get(name, "*/*") != "*/*"},
+                               "body": _body(passed.body, passed.headers.get("content-type", ""))}
+    if "authorization" not in passed.headers:
+        request["authorized"] = False
+    return request
+
+
+def _response(passed: Passed) -> dict[str, Any]:
+    """The ETag of a JSON document is left out: it hashes the authority."""
+    kind = passed.response_headers.get("content-type", "")
+    is_json = "json" in kind
+    names = [name for name in RESPONSE_HEADERS if name in passed.response_headers
+             and not (is_json and name == "content-length")]
+    if not is_json and "etag" in passed.response_headers:
+        names.append("etag")
+    body = _body(passed.response_body, kind)
+    origin = f"{passed.headers.get('x-forwarded-proto', 'http')}://" \
+             f"{passed.headers.get('x-forwarded-host', passed.headers.get('host'))}"
+    return {"status": passed.status, "headers": {name: passed.response_headers[name] for name in names},
+            "body": json.loads(json.dumps(body).replace(origin, "{server}"))}
+
+
+def _body(raw: bytes, content_type: str) -> Any:
+    if not raw:
+        return None
+    if content_type.startswith("application/octet-stream"):
+        return {"sha256": hashlib.sha256(raw).hexdigest()}
+    return json.loads(raw) if "json" in content_type else raw.decode()
+
+
+def _content(raw: bytes) -> Any:
+    try:
+        return raw.decode()
+    except UnicodeDecodeError:
+        return {"base64": base64.b64encode(raw).decode()}
+
+
+class RecordingServer(driver.Server):
+    """Takes down the operator's steps on their way to another server.
+
+    A step holds the recording's lock, so that what the gateways ask comes before or after it, as it is written.
+    """
+
+    def __init__(self, server: driver.Server, recording: Recording) -> None:
+        self._server = server
+        self.recording = recording
+        self.access = server.access
+        self.has_proxy = server.has_proxy
+        self.is_real = server.is_real
+
+    def add_module(self, type, name, version, artifacts):
+        if sum(map(len, artifacts.values())) > LONGEST_ARTIFACT:
+            self.recording.refuse("long artifacts")
+        with self.recording.lock:
+            module = self._server.add_module(type, name, version, artifacts)
+            self.recording.step("add module", id=module.id, type=module.type, name=module.name,
+                                version=module.version,
+                                artifacts={file: _content(content) for file, content in artifacts.items()})
+        return module
+
+    def assign(self, target, modules, type="forced", *, force_time=None, window_opens_in=None):
+        chosen = list(modules)
+        members: dict[str, Any] = {}
+        with self.recording.lock:
+            if force_time is not None:
+                members["force_time"] = self.recording.time(force_time)
+            if window_opens_in is not None:
+                members["window_opens_at"] = self.recording.time(time.time() + window_opens_in)
+            action = self._server.assign(target, chosen, type, force_time=force_time, window_opens_in=window_opens_in)
+            self.recording.step("assign", target=target, type=type, action=action,
+                                modules=[{"id": each.id} for each in chosen], **members)
+            self.recording.actions.append(action)
+            self.recording.targets.setdefault(target)
+        return action
+
+    def _step(self, what, step, *arguments, **members):
+        with self.recording.lock:
+            step(*arguments)
+            self.recording.step(what, **members)
+
+    def cancel(self, action):
+        self._step("cancel", self._server.cancel, action, action=action)
+
+    def force_quit(self, action):
+        self._step("force quit", self._server.force_quit, action, action=action)
+
+    def force(self, action):
+        self._step("force", self._server.force, action, action=action)
+
+    def request_attributes(self, target):
+        self._step("request attributes", self._server.request_attributes, target, target=target)
+
+    def set_polling_time(self, text):
+        self._step("polling time", self._server.set_polling_time, text, value=text)
+
+    def start_rollout(self, name, targets, modules, groups):
+        self.recording.refuse("a rollout")
+        return self._server.start_rollout(name, targets, modules, groups)
+
+    def slow_down(self, target):
+        self._server.slow_down(target)
+
+    def target(self, target):
+        return self._server.target(target)
+
+    def action(self, action):
+        return self._server.action(action)
+
+    def stop(self):
+        self.recording.refuse("a restart of the server")
+        self._server.stop()
+
+    def start(self):
+        self._server.start()
+
+    def stop_proxy(self):
+        self.recording.refuse("a restart of the proxy")
+        self._server.stop_proxy()
+
+    def start_proxy(self):
+        self._server.start_proxy()
+
+    def close(self):
+        self._server.close()

@@ -1,0 +1,87 @@
+"""The recorder itself: it changes nothing of what passes, and writes down what the stand-in can replay."""
+import json
+import socket
+import threading
+
+import pytest
+from devkit_driver import DevkitServer
+from recording import LONGEST_ARTIFACT, NotRecorded, Recording, RecordingServer
+from relay import Relay
+
+ANSWER = (b"HTTP/1.1 200 \r\nX-Odd:  two  blanks\r\nTransfer-Encoding: chunked\r\n"
+          b"Content-Type: application/json\r\n\r\n3\r\n{\"a\r\n4\r\n\":1}\r\n0\r\n\r\n")
+REQUEST = (b"POST /DEFAULT/controller/v1/gw%3A1/configData?x=%20 HTTP/1.1\r\nhost: front:8443\r\n"
+           b"X-Forwarded-Proto:https\r\nCONTENT-length: 3\r\n\r\n{}\n")
+
+
+@pytest.fixture(name="upstream")
+def fixture_upstream():
+    """A server that answers one request with ANSWER: its port, and a list of what it was asked."""
+    asked = []
+    with socket.create_server(("127.0.0.1", 0)) as listener:
+        def serve():
+            connection, _ = listener.accept()
+            with connection:
+                asked.append(connection.recv(65536))
+                connection.sendall(ANSWER)
+        thread = threading.Thread(target=serve, daemon=True)
+        thread.start()
+        yield listener.getsockname()[1], asked
+        thread.join(30)
+
+
+def ask(port, request):
+    answer = b""
+    with socket.create_connection(("127.0.0.1", port), 30) as connection:
+        connection.sendall(request)
+        while piece := connection.recv(65536):
+            answer += piece
+    return answer
+
+
+def test_every_byte_passes_as_it_came(upstream):
+    port, asked = upstream
+    seen = []
+    relay = Relay(port, seen.append, threading.RLock())
+
+    answer = ask(relay.port, REQUEST)
+    relay.close()
+
+    assert (answer, asked) == (ANSWER, [REQUEST])
+    assert (seen[0].method, seen[0].path) == ("POST", "/DEFAULT/controller/v1/gw%3A1/configData?x=%20")
+    assert (seen[0].body, seen[0].status, seen[0].response_body) == (b"{}\n", 200, b'{"a":1}')
+
+
+@pytest.fixture(name="recording")
+def fixture_recording():
+    return Recording("a-scenario", "00:05:00")
+
+
+@pytest.fixture(name="recorded")
+def fixture_recorded(tmp_path, pki, recording):
+    server = RecordingServer(DevkitServer(tmp_path, pki, "00:05:00", proxied=False), recording)
+    yield server
+    server.close()
+
+
+def test_the_operators_steps_stand_in_the_fixture_with_the_final_records(tmp_path, recorded, recording):
+    module = recorded.add_module("script", "job", "1", {"job.sh": b"exit 0\n", "raw": b"\xff"})
+    action = recorded.assign("gw-1", [module], "soft")
+    recorded.cancel(action)
+
+    steps = json.loads(recording.write(recorded, tmp_path / "fixtures").read_text())
+
+    assert [each.get("operator") for each in steps] == ["polling time", "add module", "assign", "cancel", None, None]
+    assert steps[1]["artifacts"] == {"job.sh": "exit 0\n", "raw": {"base64": "/w=="}}
+    assert (steps[2]["type"], steps[2]["modules"]) == ("soft", [{"id": module.id}])
+    assert steps[4]["record"]["detailStatus"] == "canceling"
+    assert (steps[5]["target"], steps[5]["updateStatus"]) == ("gw-1", "pending")
+
+
+def test_what_cannot_be_replayed_is_not_written(tmp_path, recorded, recording):
+    recorded.add_module("os", "image", "1", {"image.bin": bytes(LONGEST_ARTIFACT + 1)})
+
+    with pytest.raises(NotRecorded, match="long artifacts"):
+        recording.write(recorded, tmp_path / "fixtures")
+
+    assert not (tmp_path / "fixtures").exists()
