@@ -2,29 +2,48 @@
 
 `hawkbit` needs its jar in HAWKBIT_JAR; script/acceptance sees to that. Without the option the
 scenarios run against the development kit's server, once alone and once behind nginx.
+
+All scenarios share one hawkBit, those of all workers, too: it belongs to the process that pytest was started as.
+Scenarios marked `alone` then need a run without workers.
 """
 import contextlib
 import itertools
 import re
+import tempfile
+from pathlib import Path
 
 import pytest
 from devkit_driver import DevkitServer
 from gateway_bench import DAEMON
+from hawkbit_driver import HawkbitServer
+from hawkbit_site import HawkbitSite, Whereabouts
 from home import Home
 from pki import Pki
+from results import Results, name_scenario
 
 # The shortest polling time at which a deployment still starts by itself is about 6 s.
 POLL = "00:00:08"
 DEVKIT_SERVERS = ("devkit", "devkit-nginx")
+REAL_SERVER = "hawkbit"
+SERVERS = (*DEVKIT_SERVERS, REAL_SERVER)
+
+site_key = pytest.StashKey[HawkbitSite]()
 
 
 def pytest_addoption(parser):
-    parser.addoption("--server", choices=(*DEVKIT_SERVERS, "hawkbit"), action="append",
+    parser.addoption("--server", choices=SERVERS, action="append",
                      help="against which server; may be given more than once")
+    parser.addoption("--results", type=Path, metavar="FILE", help="adds the result of each scenario to this file")
 
 
 def pytest_configure(config):
     config.addinivalue_line("markers", "alone: changes the server for all, so nothing else may run beside it")
+    if not _is_worker(config):
+        config.pluginmanager.register(Results(config.getoption("--results")))
+
+
+def _is_worker(config):
+    return hasattr(config, "workerinput")
 
 
 def pytest_sessionstart(session):
@@ -38,18 +57,53 @@ def pytest_generate_tests(metafunc):
         metafunc.parametrize("server", chosen, indirect=True, scope="function")
 
 
+def pytest_collection_modifyitems(items):
+    for item in items:
+        name_scenario(item, SERVERS)
+
+
+def _site(config):
+    """The one hawkBit of this run, started when it is first wanted."""
+    if site_key not in config.stash:
+        directory = tempfile.TemporaryDirectory(prefix="zephran-hawkbit-")
+        config.add_cleanup(directory.cleanup)
+        config.stash[site_key] = HawkbitSite(Path(directory.name), POLL)
+        config.add_cleanup(config.stash[site_key].close)
+    return config.stash[site_key]
+
+
+@pytest.hookimpl(optionalhook=True)
+def pytest_configure_node(node):
+    """Tells a worker of xdist where the server is."""
+    if REAL_SERVER in (node.config.getoption("--server") or ()):
+        node.workerinput[REAL_SERVER] = _site(node.config).whereabouts.plain()
+
+
 @pytest.fixture(name="pki", scope="session")
 def fixture_pki(tmp_path_factory):
     return Pki(tmp_path_factory.mktemp("pki"), client_name="gateways")
 
 
 @pytest.fixture(name="server")
-def fixture_server(request, tmp_path, pki):
-    server = DevkitServer(tmp_path, pki, POLL, proxied=request.param == "devkit-nginx")
+def fixture_server(request, tmp_path):
+    if request.param == REAL_SERVER:
+        server = _real_server(request)
+    else:
+        pki = request.getfixturevalue("pki")
+        server = DevkitServer(tmp_path, pki, POLL, proxied=request.param == "devkit-nginx")
     try:
         yield server
     finally:
         server.close()
+
+
+def _real_server(request):
+    if not _is_worker(request.config):
+        site = _site(request.config)
+        return HawkbitServer(site.whereabouts, site)
+    if request.node.get_closest_marker("alone"):
+        pytest.fail("this scenario changes the server for all: run it without -n", pytrace=False)
+    return HawkbitServer(Whereabouts(**request.config.workerinput[REAL_SERVER]), None)
 
 
 @pytest.fixture(name="label")

@@ -2,6 +2,7 @@
 from __future__ import annotations
 
 import os
+import re
 import shutil
 import socket
 import subprocess
@@ -11,6 +12,7 @@ from pathlib import Path
 CONFIGURATION = Path(__file__).resolve().parents[2] / "docs/nginx/hawkbit-front.conf"
 GATEWAY_TOKEN = "testkey"
 PATIENCE = 30
+ENVIRONMENT = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin"}
 
 # What surrounds the documented file: ports, paths and programs of this one run.
 FRAME = """
@@ -70,9 +72,8 @@ class Nginx:
     def start(self) -> None:
         try:
             self._process = subprocess.Popen(
-                ["nginx", "-p", str(self.directory), "-c", str(self.directory / "nginx.conf"),
-                 "-e", str(self.directory / "error.log")],
-                env={"PATH": "/usr/sbin:/usr/bin:/sbin:/bin"},
+                # The kernel ends it with the test run, however that ends.
+                ["setpriv", "--pdeathsig", "TERM", *_command(self.directory)], env=ENVIRONMENT,
                 stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         except OSError as error:
             raise NginxError(f"cannot run nginx: {error}") from error
@@ -90,10 +91,10 @@ class Nginx:
 
     def slow_down(self, target: str, bytes_per_second: int) -> None:
         """Limits the downloads of a target's artifacts, from the next one on."""
-        path = self.directory / "slow.conf"
-        path.write_text(path.read_text() + f'"~/controller/v1/{target}/softwaremodules/" {bytes_per_second};\n')
-        subprocess.run(["nginx", "-p", str(self.directory), "-c", str(self.directory / "nginx.conf"),
-                        "-e", str(self.directory / "error.log"), "-s", "reload"], check=True)
+        slow_down(self.directory, target, bytes_per_second)
+
+    def is_running(self) -> bool:
+        return self._process is not None
 
     def stop(self) -> None:
         if self._process is None:
@@ -105,6 +106,19 @@ class Nginx:
             self._process.kill()
             self._process.wait()
         self._process = None
+
+
+def slow_down(directory: Path, target: str, bytes_per_second: int) -> None:
+    """The same for a running nginx of another process, by its directory; several may do so at once."""
+    line = f'"~^/[^/]+/controller/v1/{re.escape(target)}/softwaremodules/" {bytes_per_second};\n'
+    # One write at the end of the file, so that none of the lines is lost or torn.
+    with (directory / "slow.conf").open("ab", buffering=0) as file:
+        file.write(line.encode())
+    subprocess.run([*_command(directory), "-s", "reload"], env=ENVIRONMENT, check=True)
+
+
+def _command(directory: Path) -> list[str]:
+    return ["nginx", "-p", str(directory), "-c", str(directory / "nginx.conf"), "-e", str(directory / "error.log")]
 
 
 def _free_port() -> int:
