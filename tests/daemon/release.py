@@ -21,13 +21,15 @@ VERSIONS = {"os": NEW, "script": None, "zw": "6", "bl": "7", "plc": "5", "opkg":
 class Release:
     """Made before the gateway's first start.
 
-    parts    the part types that it has a module of
-    modules  maps them to software modules
+    parts     the part types that it has a module of
+    packages  names of the packages that part type "opkg" comes in, a module each
+    modules   its software modules
     """
 
-    def __init__(self, bench, parts=PARTS):
+    def __init__(self, bench, parts=PARTS, packages=("tool",)):
         self.bench = bench
         self.parts = parts
+        self.packages = packages if "opkg" in parts else ()
         self.image = firmware_image(NEW)
         self.flash = bench.gateway.flash(PARTITION, b"\0" * FLASH_SIZE, ERASE_SIZE)
         bench.gateway.install_firmware(OLD)
@@ -38,15 +40,17 @@ class Release:
             "zw": ("radio", "6", "zw.bin", RADIO),
             "bl": ("loader", "7", "loader.bin", LOADER),
             "plc": ("powerline", "5", "plc.nvm", POWERLINE),
-            "opkg": ("tool", "1.4", "tool.ipk", package("tool", "1.4", {"tool.txt": b"the tool\n"})),
         }
-        self.modules = {}
-        for part in parts:
-            name, version, file, content = contents[part]
-            self.modules[part] = bench.server.software_module(part, name, version, {file: content})
+        made = [(part, *contents[part]) for part in parts if part in contents]
+        made += [("opkg", name, "1.4", f"{name}.ipk",
+                  package(name, "1.4", {f"{name}.txt": f"the {name}\n".encode()}))
+                 for name in self.packages]
+        made.sort(key=lambda each: parts.index(each[0]))
+        self.modules = [bench.module(part, name, version, {file: content})
+                        for part, name, version, file, content in made]
 
     def assign(self, type="forced"):
-        return self.bench.assign(*self.modules.values(), type=type)
+        return self.bench.assign(*self.modules, type=type)
 
     def supervise(self, *arguments, **options):
         return self.bench.supervise("--bootloader-mtd", PARTITION, *arguments, **options)
@@ -54,17 +58,18 @@ class Release:
     def assert_installed(self):
         """Everything is where it belongs, and is whole; what is no part of the release is untouched."""
         gateway = self.bench.gateway
-        expected_files = {"script": {"settings": b"set\n"}, "opkg": {"tool.txt": b"the tool\n"}}
         has = self.parts.__contains__
+        expected_files = {f"{name}.txt": f"the {name}\n".encode() for name in self.packages}
+        if has("script"):
+            expected_files["settings"] = b"set\n"
         assert gateway.firmware == (NEW if has("os") else OLD)
         assert gateway.chip("firmware") == (self.image if has("os") else None)
         assert gateway.chip("zwave") == (RADIO if has("zw") else None)
         assert gateway.chip("plc") == (POWERLINE if has("plc") else None)
         assert self.flash.read_bytes() == (LOADER.ljust(FLASH_SIZE, b"\377") if has("bl")
                                            else b"\0" * FLASH_SIZE)
-        assert gateway.packages == ({"tool": ("1.4", "installed")} if has("opkg") else {})
-        assert gateway.installed_files == {name: content for part in self.parts
-                                           for name, content in expected_files.get(part, {}).items()}
+        assert gateway.packages == {name: ("1.4", "installed") for name in self.packages}
+        assert gateway.installed_files == expected_files
         assert {part: self.bench.option(f"version_{part}") for part in self.parts} == {
             part: VERSIONS[part] for part in self.parts}
         assert self.bench.option("previous_version_os") == (OLD if has("os") else None)

@@ -17,7 +17,8 @@ def firmware(bench, content, version=NEW):
 
 def test_firmware_that_did_not_take_is_one_failure_and_the_next_deployment_is_taken(bench):
     release = Release(bench, ["os", "opkg"])
-    broken = bench.assign(firmware(bench, firmware_image("2.0.9_20251231")), release.modules["opkg"])
+    _, tool = release.modules
+    broken = bench.assign(firmware(bench, firmware_image("2.0.9_20251231")), tool)
     supervisor = release.supervise()
 
     bench.wait_for_end(broken)
