@@ -17,3 +17,8 @@ test_packages=(python3-pytest python3-pytest-xdist python3-pytest-timeout
 lint_packages=(clang-14 clang-tidy-14 clang-format-14 shellcheck python3)
 # shellcheck disable=SC2034
 clang_packages=(clang-14)
+# A real hawkBit 0.9.0 runs on Java 17 or newer; Maven fetches it.
+# shellcheck disable=SC2034
+java_packages=(openjdk-17-jre-headless)
+# shellcheck disable=SC2034
+maven_packages=(maven)
