@@ -19,6 +19,8 @@ from hawkbit_driver import HawkbitServer
 from hawkbit_site import HawkbitSite, Whereabouts
 from home import Home
 from pki import Pki
+from recording import Recording
+from recording_site import recorded_server
 from results import Results, name_scenario
 
 # The shortest polling time at which a deployment still starts by itself is about 6 s.
@@ -28,11 +30,14 @@ REAL_SERVER = "hawkbit"
 SERVERS = (*DEVKIT_SERVERS, REAL_SERVER)
 
 site_key = pytest.StashKey[HawkbitSite]()
+passed_key = pytest.StashKey[bool]()
 
 
 def pytest_addoption(parser):
     parser.addoption("--server", choices=SERVERS, action="append",
                      help="against which server; may be given more than once")
+    parser.addoption("--record", action="store_true",
+                     help="takes down what gateways and the real server say, as fixtures for its stand-in's tests")
     parser.addoption("--results", type=Path, metavar="FILE", help="adds the result of each scenario to this file")
 
 
@@ -84,8 +89,20 @@ def fixture_pki(tmp_path_factory):
     return Pki(tmp_path_factory.mktemp("pki"), client_name="gateways")
 
 
+@pytest.hookimpl(hookwrapper=True)
+def pytest_runtest_makereport(item, call):
+    outcome = yield
+    if call.when == "call":
+        item.stash[passed_key] = outcome.get_result().passed
+
+
 @pytest.fixture(name="server")
-def fixture_server(request, tmp_path):
+def fixture_server(request, tmp_path, label):
+    if request.param == REAL_SERVER and _is_recorded(request):
+        with recorded_server(_whereabouts(request.config), tmp_path, Recording(label, POLL),
+                             lambda: request.node.stash.get(passed_key, False)) as server:
+            yield server
+        return
     if request.param == REAL_SERVER:
         server = _real_server(request)
     else:
@@ -97,13 +114,24 @@ def fixture_server(request, tmp_path):
         server.close()
 
 
+def _is_recorded(request):
+    """Scenarios that change the server for all cannot be replayed by themselves."""
+    return request.config.getoption("--record") and not request.node.get_closest_marker("alone")
+
+
+def _whereabouts(config):
+    if _is_worker(config):
+        return Whereabouts(**config.workerinput[REAL_SERVER])
+    return _site(config).whereabouts
+
+
 def _real_server(request):
     if not _is_worker(request.config):
         site = _site(request.config)
         return HawkbitServer(site.whereabouts, site)
     if request.node.get_closest_marker("alone"):
         pytest.fail("this scenario changes the server for all: run it without -n", pytrace=False)
-    return HawkbitServer(Whereabouts(**request.config.workerinput[REAL_SERVER]), None)
+    return HawkbitServer(_whereabouts(request.config), None)
 
 
 @pytest.fixture(name="label")

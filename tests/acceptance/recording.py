@@ -14,6 +14,7 @@ from __future__ import annotations
 import base64
 import hashlib
 import json
+import math
 import threading
 import time
 from pathlib import Path
@@ -166,7 +167,10 @@ class RecordingServer(driver.Server):
             if force_time is not None:
                 members["force_time"] = self.recording.time(force_time)
             if window_opens_in is not None:
-                members["window_opens_at"] = self.recording.time(time.time() + window_opens_in)
+                # Windows open at whole seconds; half a second earlier is the same one, however long the steps take.
+                opens_at = math.ceil(time.time() + window_opens_in)
+                members["window_opens_at"] = self.recording.time(opens_at)
+                window_opens_in = opens_at - 0.5 - time.time()
             action = self._server.assign(target, chosen, type, force_time=force_time, window_opens_in=window_opens_in)
             self.recording.step("assign", target=target, type=type, action=action,
                                 modules=[{"id": each.id} for each in chosen], **members)
