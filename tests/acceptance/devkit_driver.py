@@ -6,7 +6,7 @@ from pathlib import Path
 
 import driver
 from driver import Access, ActionRecord, Entry, Module, ServerRefusal, TargetRecord
-from hawkbit_server import Slow, Tls, UpdateServer, Window
+from hawkbit_server import Slow, Status, Tls, UpdateServer, Window
 from hawkbit_server.store import OperatorError
 from nginx import GATEWAY_TOKEN, Nginx
 
@@ -116,7 +116,7 @@ class DevkitRollout(driver.Rollout):
 
     def action_of(self, target):
         action = self._rollout.action_of(target)
-        return action and action.id
+        return None if action is None or action.status is Status.SCHEDULED else action.id
 
 
 class _refusals:
