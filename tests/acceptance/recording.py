@@ -1,7 +1,7 @@
 """Writes what a scenario and the real server said to each other as a fixture for the stand-in's tests.
 
-`tests/devkit/hawkbit_server/test_server_replay.py` replays the files. A fixture is a list, in order of time, of
-the operator's steps, of every exchange of the scenario's gateways, and of the final records of actions and
+`tests/devkit/hawkbit_server/test_server_replay.py` replays the files. A fixture is a list, a line for each element and
+in order of time, of the operator's steps, of every exchange of the scenario's gateways, and of the final records of actions and
 targets. `{server}` stands for scheme and authority; the token that the proxy adds is left out. An artifact's
 content stands with the module, its downloads have the sum only.
 
@@ -86,7 +86,7 @@ class Recording:
             raise NotRecorded("another one is like it")
         with self.lock:
             steps = [*self._steps, *self._records(server)]
-        text = json.dumps(steps, ensure_ascii=False, indent=1) + "\n"
+        text = "[\n" + ",\n".join(json.dumps(step, ensure_ascii=False) for step in steps) + "\n]\n"
         if len(text.encode()) > LONGEST_FIXTURE:
             raise NotRecorded(f"{len(text.encode())} bytes are more than {LONGEST_FIXTURE}")
         directory.mkdir(exist_ok=True)

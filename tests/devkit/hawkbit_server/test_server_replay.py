@@ -201,6 +201,7 @@ class Replay:
 
 def test_all_recorded_scenarios_are_there() -> None:
     assert len(TRACES) == 17
+    assert len(RECORDED) >= 12
 
 
 @pytest.mark.parametrize("path", [*TRACES, *RECORDED], ids=lambda path: f"{path.parent.name}/{path.stem}")
