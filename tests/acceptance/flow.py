@@ -1,0 +1,98 @@
+"""Steps and records that several scenarios of the flow share."""
+import contextlib
+
+from driver import Entry
+from gateway import BusError, package
+from held_script import HeldScript
+from update_window import FINISHED, comes_to_rest_in
+
+OWN_TEXTS = ("Update Server: ", "Assignment initiated by")
+NOTHING_TO_DO = "Deployment not running. Nothing to do."
+SUCCESSFUL = Entry("finished", ("Deployment successful",))
+
+
+def started(chunk):
+    return Entry("running", ("Installation started", chunk))
+
+
+def deployed(chunk, *output):
+    return Entry("running", ("Chunk deployed", chunk, *output))
+
+
+def reports(record):
+    """The device's own entries, without what the server has added to them."""
+    entries = (Entry(each.type, tuple(text for text in each.messages if not text.startswith(OWN_TEXTS)))
+               for each in record.entries)
+    return [each for each in entries if each.messages]
+
+
+def poll_now(home):
+    """Has the daemon poll at its next step instead of when its next poll is due."""
+    home.wait_until(lambda: "zephran" in home.gateway.bus.objects(), "the object zephran")
+    # A supervised daemon may be just about to be started again; it polls by itself then.
+    with contextlib.suppress(BusError):
+        home.gateway.bus.call("force_poll")
+
+
+def start_known(home, *arguments, **options):
+    """Starts the daemon and waits until the server knows the gateway."""
+    daemon = home.start(*arguments, **options)
+    home.wait_until_registered()
+    return daemon
+
+
+def start_rarely_polling(home):
+    """Starts a daemon that polls when it is told to; so nothing on the server reaches it in between."""
+    daemon = home.start("--dormant", "true")
+    rest_until_polled(home, daemon)
+    return daemon
+
+
+def rest_until_polled(home, daemon):
+    """Lets a dormant daemon make itself known to the server, and waits until it rests."""
+    poll_now(home)
+    home.wait_until_registered()
+    comes_to_rest_in(daemon, FINISHED)
+
+
+def package_module(home, name="two"):
+    """A module whose installer comes after that of scripts."""
+    return home.module("opkg", name, "1.0", {f"{name}.ipk": package(name, "1.0", {f"{name}.txt": b"it\n"})})
+
+
+def hold_installation(home, *following, name="one"):
+    """Assigns a script that is held, with others after it, and waits until it runs.
+
+    Returns the script and the action.
+    """
+    held = HeldScript(home, name)
+    action = home.assign(held.module, *following)
+    poll_now(home)
+    held.wait_until_it_runs()
+    return held, action
+
+
+def polls_again(home, times=3):
+    """Follows the daemon through some more polls: the chance to do what it should not do any more."""
+    for _ in range(times):
+        daemon = home.gateway.daemons[-1]
+        start = len(daemon.output.lines)
+        poll_now(home)
+        daemon.wait_for_line("event=retrieve_controller_status", start=start)
+        comes_to_rest_in(daemon, FINISHED)
+
+
+def takes_the_next(home):
+    """The gateway is as good as new: it carries out a fresh deployment."""
+    action = home.assign(home.script("next", "echo next"))
+    poll_now(home)
+    return home.wait_for_end(action).status == "finished"
+
+
+def assert_closed_once(home, action, status):
+    """The action ends like this, and later polls leave it alone. Returns what the server recorded."""
+    record = home.wait_for_end(action)
+    polls_again(home)
+    assert home.server.action(action) == record
+    assert record.status == status
+    return record

@@ -1,0 +1,134 @@
+"""The operator takes a deployment back, at every moment of it."""
+from flow import (NOTHING_TO_DO, SUCCESSFUL, assert_closed_once, deployed, hold_installation, package_module,
+                  poll_now, reports, rest_until_polled, start_known, start_rarely_polling, started,
+                  takes_the_next)
+from update_window import WAITING_ON_USER, rests_in
+
+SLOW_SCRIPT_SIZE = 160_000
+
+
+def test_cancelled_while_the_gateway_waits(home):
+    home.configure("service.automatic_update", "0")
+    daemon = start_known(home)
+    action = home.assign(home.script("one", "touch /tmp/ran"), type="soft")
+    poll_now(home)
+    rests_in(daemon, WAITING_ON_USER)
+
+    home.server.cancel(action)
+    poll_now(home)
+    record = home.wait_for_end(action)
+
+    assert record.status == "canceled"
+    assert [report.messages for report in reports(record)] == [(NOTHING_TO_DO,)]
+    assert home.server.target(home.device).update_status == "in_sync"
+    assert takes_the_next(home)
+    assert home.gateway.leftovers() == []
+
+
+def test_cancelled_while_the_gateway_downloads(home):
+    home.server.slow_down(home.device)
+    daemon = start_known(home)
+    padding = "#" * SLOW_SCRIPT_SIZE
+    action = home.assign(home.script("one", f"touch /tmp/ran\n{padding}\n"))
+    poll_now(home)
+    daemon.wait_for_line("event=download_artifact")
+    home.wait_until(lambda: "download" in [each.type for each in home.server.action(action).entries],
+                    "the download's record")
+
+    home.server.cancel(action)
+    poll_now(home)
+    record = home.wait_for_end(action)
+
+    assert record.status == "canceled"
+    assert [report.messages for report in reports(record)] == [(NOTHING_TO_DO,)]
+    assert takes_the_next(home)
+    assert home.gateway.leftovers() == []
+
+
+def test_cancelled_while_the_gateway_installs(home):
+    """A module that is being installed cannot be stopped; the ones after it are not begun."""
+    start_known(home)
+    held, action = hold_installation(home, package_module(home))
+
+    home.server.cancel(action)
+    poll_now(home)
+    held.release()
+    record = assert_closed_once(home, action, "canceled")
+
+    assert reports(record)[:2] == [started(held.module.chunk), deployed(held.module.chunk, "released")]
+    assert len(reports(record)) <= 3
+    assert home.gateway.calls("opkg") == []
+    assert takes_the_next(home)
+    assert home.gateway.leftovers() == held.own_files
+
+
+def test_cancelled_while_the_gateway_installs_the_last_module(home):
+    """There is nothing left to be spared, but the operator's word holds: the action is cancelled."""
+    start_known(home)
+    held, action = hold_installation(home)
+
+    home.server.cancel(action)
+    poll_now(home)
+    held.release()
+    record = assert_closed_once(home, action, "canceled")
+
+    assert reports(record)[:2] == [started(held.module.chunk), deployed(held.module.chunk, "released")]
+    assert SUCCESSFUL not in reports(record)
+    assert takes_the_next(home)
+    assert home.gateway.leftovers() == held.own_files
+
+
+def test_cancelled_between_two_polls_the_gateway_runs_into_it(home):
+    """The server takes the report of the module that is done, but hands out no further file."""
+    start_rarely_polling(home)
+    package = package_module(home)
+    held, action = hold_installation(home, package)
+
+    home.server.cancel(action)
+    held.release()
+    record = assert_closed_once(home, action, "error")
+
+    *done, failure = reports(record)
+    assert done == [started(held.module.chunk), deployed(held.module.chunk, "released")]
+    assert failure.messages[0] == "HTTP server returned an error code"
+    assert "httpcode: 404" in failure.messages[1]
+    assert failure.messages[-1] == package.chunk
+    assert home.gateway.calls("opkg") == []
+    assert takes_the_next(home)
+
+
+def test_force_quit_while_the_gateway_installs(home):
+    """The daemon finds the deployment withdrawn and drops it without a word."""
+    daemon = start_known(home)
+    held, action = hold_installation(home, package_module(home))
+
+    home.server.cancel(action)
+    home.server.force_quit(action)
+    poll_now(home)
+    held.release()
+    daemon.wait_for_line("abort_deployment_action")
+    record = assert_closed_once(home, action, "canceled")
+
+    assert reports(record) == [started(held.module.chunk)]
+    assert home.gateway.calls("opkg") == []
+    assert takes_the_next(home)
+    assert daemon.is_running()
+
+
+def test_force_quit_between_two_polls_refuses_the_next_report(home):
+    """The refusal ends the daemon; its supervisor starts it again, and it takes the next deployment."""
+    supervisor = home.supervise("--dormant", "true")
+    rest_until_polled(home, supervisor.daemon)
+    held, action = hold_installation(home, package_module(home))
+
+    home.server.cancel(action)
+    home.server.force_quit(action)
+    held.release()
+    home.wait_until(lambda: len(supervisor.daemons) == 2, "the second start")
+    record = assert_closed_once(home, action, "canceled")
+
+    assert reports(record) == [started(held.module.chunk)]
+    assert supervisor.daemons[0].exit_status == 1
+    assert "httpcode_record*] = 410" in supervisor.daemons[0].err
+    assert home.gateway.calls("opkg") == []
+    assert takes_the_next(home)

@@ -1,0 +1,76 @@
+"""Deployments that are meant to be carried out at once, and a new firmware among them."""
+from flow import SUCCESSFUL, deployed, polls_again, poll_now, reports, start_known, started
+from release import NEW, Release
+
+INSTALLED_PACKAGE = "Installing {0} (1.4) to root...\nConfiguring {0}."
+
+
+def test_release_of_every_part_type(home):
+    release = Release(home, packages=("tool", "library"))
+    supervisor = release.supervise()
+    home.wait_until_registered()
+
+    action = release.assign()
+    poll_now(home)
+    record = home.wait_for_end(action)
+    polls_again(home)
+
+    chunks = {module.type: module.chunk for module in release.modules if module.type != "opkg"}
+    packages = {module.chunk: module.name.rpartition("-")[2]
+                for module in release.modules if module.type == "opkg"}
+    reported = reports(record)
+    assert home.server.action(action) == record
+    assert record.status == "finished"
+    assert reported[:10] == [report for part in ("os", "script", "zw", "bl", "plc")
+                             for report in (started(chunks[part]), *reported_by(part, chunks[part]))]
+    # the server gives no order to modules of one type
+    in_order = [report.messages[1] for report in reported[10:14:2]]
+    assert sorted(in_order) == sorted(packages)
+    assert reported[10:] == [
+        *(report for chunk in in_order
+          for report in (started(chunk), deployed(chunk, INSTALLED_PACKAGE.format(packages[chunk])))),
+        SUCCESSFUL]
+    assert supervisor.reboots == 1
+    assert home.server.target(home.device).update_status == "in_sync"
+    release.assert_installed()
+
+
+def reported_by(part, chunk):
+    return [deployed(chunk)]
+
+
+def test_second_deployment_follows_the_first(home):
+    start_known(home)
+    ended = []
+
+    for name in ("one", "two"):
+        action = home.assign(home.script(name, f"echo did {name}"))
+        poll_now(home)
+        ended.append(home.wait_for_end(action))
+    polls_again(home)
+
+    chunks = [f"script:{home.label}-{name}:1.0" for name in ("one", "two")]
+    assert [record.status for record in ended] == ["finished", "finished"]
+    assert [reports(record) for record in ended] == [
+        [started(chunk), deployed(chunk, f"did {name}"), SUCCESSFUL]
+        for chunk, name in zip(chunks, ("one", "two"))]
+    assert home.server.action(action) == ended[-1]
+
+
+def test_version_that_is_recorded_is_not_fetched_again(home):
+    release = Release(home, ["plc"])
+    release.supervise()
+    home.wait_until_registered()
+    first = release.assign()
+    poll_now(home)
+    home.wait_for_end(first)
+
+    second = release.assign()
+    poll_now(home)
+    record = home.wait_for_end(second)
+
+    assert record.status == "finished"
+    assert "download" not in [entry.type for entry in record.entries]
+    assert any(text.startswith("Already installed\nInstalled plc 5 on 20") for text in record.reported)
+    assert home.gateway.calls("plc") == ["plc stop", "plc start"]
+    assert NEW not in home.gateway.firmware

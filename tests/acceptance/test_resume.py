@@ -1,0 +1,46 @@
+"""A power cut in the middle of a release whose reports are more than the server hands back."""
+from flow import SUCCESSFUL, deployed, polls_again, poll_now, reports, started
+
+SCRIPTS = ("one", "two", "three", "four", "five")
+HELD = 2
+# The server gives no order to modules of one type, so each script finds out itself which it is.
+SCRIPT = """
+mine=$(ls /etc/installed | wc -l)
+touch /etc/installed/ran-{name}
+i=0; while [ $i -lt 60 ]; do echo "{name} prints a line that is quite long, number $i of many"; i=$((i+1)); done
+if [ $mine -eq {held} ]; then
+    touch /tmp/state-held
+    while true; do sleep 0.1; done
+fi
+echo "{name} is done"
+"""
+
+
+def test_power_cut_during_a_long_release(home):
+    modules = [home.script(name, SCRIPT.format(name=name, held=HELD)) for name in SCRIPTS]
+    names = {module.chunk: name for module, name in zip(modules, SCRIPTS)}
+    supervisor = home.supervise()
+    home.wait_until_registered()
+    action = home.assign(*modules)
+    poll_now(home)
+    home.wait_until((home.gateway.tmp / "state-held").exists, "the third script")
+
+    supervisor.power_cut()
+    record = home.wait_for_end(action)
+    polls_again(home)
+
+    *reported, closing = reports(record)
+    chunks = [report.messages[1] for report in reported[::2]]
+    supervisor.daemon.wait_for_line("WARNING .*action=resume message=resuming deployment$")
+    assert record.status == "finished"
+    assert closing == SUCCESSFUL
+    assert sorted(chunks) == sorted(names)
+    assert reported[::2] == [started(chunk) for chunk in chunks]
+    # The script that was interrupted counts as done; its output went with the daemon.
+    assert reported[2 * HELD + 1] == deployed(chunks[HELD])
+    for chunk, report in zip(chunks, reported[1::2]):
+        assert report.messages[:2] == ("Chunk deployed", chunk)
+        if chunk != chunks[HELD]:
+            assert report.messages[-1].endswith(f"{names[chunk]} is done")
+    assert sorted(home.gateway.installed_files) == sorted(f"ran-{name}" for name in SCRIPTS)
+    assert home.server.action(action) == record

@@ -1,0 +1,72 @@
+"""A second assignment takes the place of the first one."""
+from flow import (NOTHING_TO_DO, SUCCESSFUL, assert_closed_once, deployed, hold_installation, package_module,
+                  poll_now, reports, start_known, started)
+from update_window import WAITING_ON_USER, rests_in
+
+
+def newer_module(home):
+    return home.script("newer", "echo newer")
+
+
+def assert_newer_carried_out(home, action, module):
+    record = assert_closed_once(home, action, "finished")
+    assert reports(record) == [started(module.chunk), deployed(module.chunk, "newer"), SUCCESSFUL]
+
+
+def test_replaced_while_the_gateway_waits(home):
+    home.configure("service.automatic_update", "0")
+    daemon = start_known(home)
+    older = home.assign(home.script("older", "touch /tmp/ran"), type="soft")
+    poll_now(home)
+    rests_in(daemon, WAITING_ON_USER)
+
+    module = newer_module(home)
+    newer = home.assign(module)
+    poll_now(home)
+    replaced = home.wait_for_end(older)
+    poll_now(home)
+    assert_newer_carried_out(home, newer, module)
+
+    assert replaced.status == "canceled"
+    assert [report.messages for report in reports(replaced)] == [(NOTHING_TO_DO,)]
+    assert home.server.action(older) == replaced
+    assert home.gateway.leftovers() == []
+
+
+def test_replaced_while_the_gateway_installs(home):
+    start_known(home)
+    held, older = hold_installation(home, package_module(home))
+
+    module = newer_module(home)
+    newer = home.assign(module)
+    poll_now(home)
+    held.release()
+    replaced = home.wait_for_end(older)
+    poll_now(home)
+    assert_newer_carried_out(home, newer, module)
+
+    assert replaced.status == "canceled"
+    assert reports(replaced)[:2] == [started(held.module.chunk), deployed(held.module.chunk, "released")]
+    assert home.server.action(older) == replaced
+    assert home.gateway.calls("opkg") == []
+    assert home.gateway.leftovers() == held.own_files
+
+
+def test_replaced_while_its_replacement_is_taken_back(home):
+    """Both are cancelled before the gateway looks, one after the other; the third one is carried out."""
+    home.configure("service.automatic_update", "0")
+    daemon = start_known(home)
+    older = home.assign(home.script("older", "touch /tmp/ran"), type="soft")
+    poll_now(home)
+    rests_in(daemon, WAITING_ON_USER)
+
+    middle = home.assign(home.script("middle", "touch /tmp/ran"))
+    module = newer_module(home)
+    newer = home.assign(module)
+    for action in (older, middle):
+        poll_now(home)
+        assert home.wait_for_end(action).status == "canceled"
+    poll_now(home)
+    assert_newer_carried_out(home, newer, module)
+
+    assert home.gateway.leftovers() == []
