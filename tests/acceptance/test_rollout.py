@@ -13,7 +13,7 @@ def has_run(home):
     return (home.gateway.tmp / "state-ran").exists()
 
 
-def test_rollout_goes_through_the_fleet_group_after_group(make_home, label):
+def test_rollout_goes_group_after_group(make_home, label):
     fleet = [make_home() for _ in range(FLEET)]
     for home in fleet:
         home.start()

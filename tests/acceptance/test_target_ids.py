@@ -1,0 +1,42 @@
+"""Ids of targets that are no plain words."""
+import pytest
+from outcomes import assert_closed_once, poll_now, texts_of
+
+
+@pytest.fixture(name="home")
+def fixture_home(make_home, label):
+    return make_home(device=f"00:13:9d:{label}")
+
+
+def test_links_of_an_id_with_colons_come_back_escaped_and_are_followed(home):
+    daemon = home.start(properties={"serial": "A-17"})
+    known = home.wait_until_registered()
+    # More messages than the history shows, so that the gateway's reports are read back, too.
+    modules = [home.script(name, f"echo {name}") for name in ("one", "two", "three")]
+    action = home.assign(*modules)
+    poll_now(home)
+
+    record = assert_closed_once(home, action)
+
+    escaped = home.device.replace(":", "%3A")
+    assert known.attributes["serial"] == "A-17"
+    for method, resource in (("PUT", "configData"), ("GET", "deploymentBase/"), ("POST", "deploymentBase/")):
+        daemon.wait_for_line(rf"method={method} url=\S+/controller/v1/{escaped}/{resource}")
+    daemon.wait_for_line(rf"^> GET /DEFAULT/controller/v1/{escaped}/softwaremodules/\d+/artifacts/one\.sh ")
+    assert {"one", "two", "three"} <= set(record.reported)
+    assert texts_of(record, "finished") == [["Deployment successful"]]
+
+
+def test_cancel_reaches_an_id_with_colons(home):
+    home.configure("service.automatic_update", "0")
+    home.start()
+    home.wait_until_registered()
+    action = home.assign(home.script("one", "touch /tmp/state-ran"), type="soft")
+    poll_now(home)
+    home.wait_until(lambda: home.server.action(action).status == "retrieved", "the offer being read")
+
+    home.server.cancel(action)
+    poll_now(home)
+    assert_closed_once(home, action, "canceled")
+
+    assert not (home.gateway.tmp / "state-ran").exists()

@@ -1,0 +1,45 @@
+"""Gateways that cannot prove who they are: they are turned away before the server gets to know them."""
+from outcomes import poll_now
+
+FAILED_POLL = "ERROR .*event=exception_caught action=fsm_agent_event what=HTTP (request failed|server returned an error code)$"
+BACKED_OFF = r"WARNING .*event=backoff delay=00h:\d\dm:\d\ds$"
+
+
+def assert_turned_away(home, daemon, statuses):
+    """Twice, the second time because local software has asked for a poll."""
+    for _ in range(2):
+        seen = len(daemon.output.lines)
+        poll_now(home)
+        daemon.wait_for_line(FAILED_POLL, start=seen)
+        daemon.wait_for_line(BACKED_OFF, start=seen)
+    answers = {line.text.split()[2] for line in daemon.output.lines if line.text.startswith("< HTTP/1.1 ")}
+    assert answers <= statuses
+    assert answers or not home.server.has_proxy
+    assert home.server.target(home.device) is None
+    assert daemon.is_running()
+
+
+def test_certificate_of_an_unknown_authority_is_refused(home):
+    daemon = home.start(certificate=home.server.access.stranger)
+
+    # nginx answers a certificate that it cannot verify with a status of its own, 400
+    assert_turned_away(home, daemon, {"400", "403"})
+
+
+def test_gateway_without_a_certificate_is_refused(home):
+    access = home.server.access
+    daemon = home.start_for(home.device, access.address, access.ca)
+
+    assert_turned_away(home, daemon, {"403"})
+
+
+def test_gateway_registers_as_soon_as_it_has_the_right_certificate(home):
+    daemon = home.start(certificate=home.server.access.stranger)
+    daemon.wait_for_line(BACKED_OFF)
+    before = home.server.target(home.device)
+
+    daemon.terminate()
+    home.start()
+
+    assert before is None
+    assert home.wait_until_registered().update_status == "registered"
