@@ -23,6 +23,9 @@ from recording import Recording
 from recording_site import recorded_server
 from results import Results, name_scenario
 
+# Their assertions should tell the values, too.
+pytest.register_assert_rewrite("flow", "outcomes")
+
 # The shortest polling time at which a deployment still starts by itself is about 6 s.
 POLL = "00:00:08"
 DEVKIT_SERVERS = ("devkit", "devkit-nginx")

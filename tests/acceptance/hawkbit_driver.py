@@ -102,10 +102,12 @@ class HawkbitServer(driver.Server):
         self._management.put(f"targets/{segment(target)}", {"requestAttributes": True})
 
     def start_rollout(self, name, targets, modules, groups):
-        chosen = ",".join(f'"{each}"' for each in targets)
+        # A tag names any number of targets; a filter that lists them may have 1024 characters.
+        tag = self._management.create("targettags", {"name": f"tag-{uuid.uuid4()}"})
+        self._management.put(f"targettags/{tag['id']}/assigned", list(targets))
         made = self._management.post("rollouts", {
-            "name": name, "distributionSetId": self._make_set(modules), "targetFilterQuery": f"id=in=({chosen})",
-            "type": "forced", "amountGroups": groups, **GROUP_CONDITIONS})
+            "name": name, "distributionSetId": self._make_set(modules),
+            "targetFilterQuery": f"tag=={tag['name']}", "type": "forced", "amountGroups": groups, **GROUP_CONDITIONS})
         rollout = HawkbitRollout(self._management, made["id"], self._targets)
         wait_for(lambda: rollout.status() == "ready", ROLLOUT_PATIENCE, f"rollout {name} that can be started")
         self._management.post(f"rollouts/{made['id']}/start")
