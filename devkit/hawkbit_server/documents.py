@@ -16,13 +16,17 @@ HASH_STEP = 29791
 
 
 class Links:
-    """Builds links the way the server does: host and port of the request, ids escaped (colons too)."""
+    """Builds links the way the server does: host and port of the request.
+
+    Ids are escaped (colons too), but not in the links of artifacts: those are made from a pattern that takes the
+    id as it is.
+    """
 
     def __init__(self, settings: Settings, scheme: str, host: str, tenant: str, target_id: str) -> None:
         self.settings = settings
-        path = f"{host}/{tenant}/controller/v1/{quote(target_id, safe='')}"
-        self.base = f"{settings.base_scheme or scheme}://{path}"
-        self.artifacts = f"{settings.artifact_scheme or scheme}://{path}"
+        path = f"{host}/{tenant}/controller/v1"
+        self.base = f"{settings.base_scheme or scheme}://{path}/{quote(target_id, safe='')}"
+        self.artifacts = f"{settings.artifact_scheme or scheme}://{path}/{target_id}"
 
     def to(self, resource: str) -> dict[str, str]:
         return {"href": f"{self.base}/{resource}"}

@@ -35,6 +35,21 @@ def test_artifact_comes_with_its_hashes(device: Device, action: Action) -> None:
     assert [entry.type for entry in action.entries[1:]] == [Status.DOWNLOAD] * 2
 
 
+def test_links_escape_the_id_of_the_target_but_for_those_of_artifacts(server: UpdateServer) -> None:
+    device = Device(server, "00%3A13%3A9d")
+    module = server.software_module("script", "hello", "1.0", {"a.sh": SCRIPT})
+    action = server.assign("00:13:9d", [module])
+
+    links = device.get().json()["_links"]
+    document = device.get(f"deploymentBase/{action.id}").json()
+    artifact = document["deployment"]["chunks"][0]["artifacts"][0]["_links"]
+
+    assert all("/controller/v1/00%3A13%3A9d/" in link["href"] for link in links.values())
+    assert all("/controller/v1/00:13:9d/" in link["href"] for link in artifact.values())
+    address = artifact["download-http"]["href"]
+    assert device.get(address[address.index("/DEFAULT"):]).body == SCRIPT
+
+
 @pytest.mark.parametrize(("wanted", "status", "content_range", "body"), [
     ("bytes=0-3", 206, "bytes 0-3/21", SCRIPT[:4]), ("bytes=5-", 206, "bytes 5-20/21", SCRIPT[5:]),
     ("bytes=-4", 206, "bytes 17-20/21", SCRIPT[-4:]), ("bytes=0-99", 206, "bytes 0-20/21", SCRIPT),
