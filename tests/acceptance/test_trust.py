@@ -1,7 +1,8 @@
 """Gateways that cannot prove who they are: they are turned away before the server gets to know them."""
 from outcomes import poll_now
 
-FAILED_POLL = "ERROR .*event=exception_caught action=fsm_agent_event what=HTTP (request failed|server returned an error code)$"
+FAILED_POLL = ("ERROR .*event=exception_caught action=fsm_agent_event "
+               "what=HTTP (request failed|server returned an error code)$")
 BACKED_OFF = r"WARNING .*event=backoff delay=00h:\d\dm:\d\ds$"
 
 
