@@ -1,0 +1,170 @@
+"""The server, or the proxy in front of it, goes away and comes back while gateways are at work.
+
+There is one gateway in each phase of a deployment, and all of them meet the same outage.
+"""
+import contextlib
+from dataclasses import dataclass
+
+import pytest
+from held_script import HeldScript
+from home import Home
+from local_control import LocalControl
+from outcomes import is_downloading, poll_again, poll_now, texts_of, was_closed_once
+
+# At the speed of a slowed down download this lasts well beyond the beginning of the outage.
+LARGE = 300_000
+
+
+@dataclass
+class Phase:
+    """A gateway that has been brought so far, and what it takes from there.
+
+    action        what it is carrying out
+    in_outage     done while nobody answers
+    after_outage  done when somebody answers again
+    polls         whether it polls in that state; a script that runs holds up everything else
+    """
+
+    home: Home
+    action: int | None = None
+    polls: bool = True
+    in_outage: callable = lambda: None
+    after_outage: callable = lambda: None
+
+
+def idle(home):
+    """Gets its deployment when all is well again."""
+    phase = Phase(home)
+
+    def assign():
+        phase.action = home.assign(home.script("late", "echo done"))
+    phase.after_outage = assign
+    return phase
+
+
+def waiting_for_the_user(home):
+    home.configure("service.automatic_update", "0")
+    action = home.assign(home.script("soft", "echo done"), type="soft")
+    control = LocalControl(home)
+    poll_now(home)
+    control.wait_for_pending()
+
+    def accept():
+        control.wait_for_pending()
+        assert control.accept_deployment() == {"success": True}
+    return Phase(home, action, after_outage=accept)
+
+
+def downloading(home):
+    home.server.slow_down(home.device)
+    text = b"#!/bin/sh\necho done\nexit\n# " + home.device.encode() + b"x" * LARGE
+    action = home.assign(home.module("script", "large", "1.0", {"large.sh": text}))
+    poll_now(home)
+    home.wait_until(lambda: is_downloading(home.server, action), "the beginning of the download")
+    return Phase(home, action)
+
+
+def installing(home):
+    held = HeldScript(home, "held", after="echo done")
+    action = home.assign(held.module)
+    poll_now(home)
+    held.wait_until_it_runs()
+    return Phase(home, action, polls=False, after_outage=held.release)
+
+
+def about_to_report(home):
+    """Its script ends while there is nobody to tell."""
+    held = HeldScript(home, "silent", after="echo done")
+    action = home.assign(held.module)
+    poll_now(home)
+    held.wait_until_it_runs()
+
+    def end_it():
+        ended = len(home.supervisor.daemons)
+        held.release()
+        # A report that fails ends the daemon, which is started again and cannot reach the server either.
+        home.wait_until(lambda: len(home.supervisor.daemons) > ended, "the end of the daemon")
+    return Phase(home, action, in_outage=end_it)
+
+
+# The download comes last, since it does not wait.
+PHASES = (idle, waiting_for_the_user, installing, about_to_report, downloading)
+
+
+@contextlib.contextmanager
+def outage(stop, start):
+    stop()
+    try:
+        yield
+    finally:
+        start()
+
+
+def go_through(make_home, stop, start, cuts_downloads):
+    """Brings a gateway into each phase, has them meet the outage and returns them when all have finished.
+
+    cuts_downloads  whether a download breaks off; through a proxy it may outlive the server
+    """
+    homes = [make_home() for _ in PHASES]
+    for home in homes:
+        home.supervise()
+    for home in homes:
+        home.wait_until_registered()
+    phases = [enter(home) for enter, home in zip(PHASES, homes)]
+    loading = phases[-1].home
+    assert loading.server.action(phases[-1].action).reported == []
+
+    with outage(stop, start):
+        for phase in phases:
+            phase.in_outage()
+        for phase in phases:
+            if phase.polls:
+                poll_until_backed_off(phase.home)
+    for phase in phases:
+        poll_now(phase.home)
+        phase.after_outage()
+        poll_now(phase.home)
+    for phase in phases:
+        phase.home.wait_for_end(phase.action)
+    poll_again(*homes)
+    if cuts_downloads:
+        # The failure could not be reported, which ended the daemon; the next one began anew.
+        assert loading.supervisor.daemons[0].exit_status == 1, loading.supervisor.daemons[0].log[-3000:]
+    return phases
+
+
+def poll_until_backed_off(home):
+    """One by its own poll; others after a failed report, which has ended the daemon."""
+    def has_backed_off():
+        poll_now(home)
+        return any("event=backoff" in line.text for line in home.gateway.daemons[-1].output.lines)
+    home.wait_until(has_backed_off, "a poll that fails")
+
+
+def assert_all_told_the_truth(phases):
+    for phase in phases:
+        record = was_closed_once(phase.home, phase.action)
+        assert texts_of(record, "finished") == [["Deployment successful"]]
+        assert phase.home.server.target(phase.home.device).update_status == "in_sync"
+    ran = {enter.__name__: phase.home.server.action(phase.action).reported.count("done")
+           for enter, phase in zip(PHASES, phases)}
+    # What a script has said goes with the daemon that could not report it.
+    assert ran == {**dict.fromkeys((each.__name__ for each in PHASES), 1), "about_to_report": 0}
+
+
+@pytest.mark.alone
+def test_server_is_restarted_in_the_middle_of_each_phase(make_home, server):
+    phases = go_through(make_home, server.stop, server.start,
+                        cuts_downloads=not server.has_proxy)
+
+    assert_all_told_the_truth(phases)
+
+
+@pytest.mark.alone
+def test_proxy_is_restarted_in_the_middle_of_each_phase(make_home, server):
+    if not server.has_proxy:
+        pytest.skip("nothing stands in front of this server")
+
+    phases = go_through(make_home, server.stop_proxy, server.start_proxy, cuts_downloads=True)
+
+    assert_all_told_the_truth(phases)
