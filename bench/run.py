@@ -14,6 +14,7 @@ import sys
 import tempfile
 import time
 
+import fleet
 from file_server import FileServer
 from pki import Pki
 
@@ -23,6 +24,7 @@ LOOP_TURNS, LOG_TURNS, TICKS = 200_000_000, 200_000_000, 2_000_000
 AGENTS, ITERATIONS = 101, 20_000
 PASS_SECONDS = 1
 SPACE = 3 * BIG
+FLEET, FLEET_WINDOW = 50, 120
 
 
 class Wrong(Exception):
@@ -134,6 +136,18 @@ def measure_loop(program):
     print_ratio("longest step during discovery", longest, PASS_SECONDS, "the pass")
 
 
+def measure_fleet(build, directory, window):
+    try:
+        result = fleet.measure(build, directory, FLEET, window)
+    except fleet.NotMeasured as reason:
+        print(f"{f'fleet of {FLEET} at a 5-minute poll':<34} not measured: {reason}", flush=True)
+        return
+    except fleet.Wrong as error:
+        raise Wrong(str(error)) from error
+    for line in fleet.rows(result, FLEET):
+        print(line, flush=True)
+
+
 def roomy_directory():
     """In memory where there is room, so that no disk is measured."""
     for candidate in ("/dev/shm", tempfile.gettempdir(), "/var/tmp"):
@@ -142,21 +156,30 @@ def roomy_directory():
     raise Wrong(f"no directory has {SPACE // 1_000_000} MB to spare")
 
 
+def measure_parts(program, directory):
+    files = Files(directory)
+    pki = Pki(directory / "pki")
+    with FileServer(files.served, pki.server) as server:
+        measure_download(program, files, server, pki.ca)
+        measure_memory(program, files, server, pki.ca)
+    measure_md5(program, files)
+    measure_cpu(program)
+    measure_loop(program)
+
+
 def main():
     parser = argparse.ArgumentParser(prog="script/bench", description=__doc__)
     parser.add_argument("program", type=pathlib.Path, help="the zephran_bench of the build")
-    program = parser.parse_args().program
+    parser.add_argument("--fleet-only", action="store_true", help="measures nothing but the fleet")
+    parser.add_argument("--fleet-window", type=int, default=FLEET_WINDOW, metavar="SECONDS",
+                        help="how long the fleet is watched")
+    chosen = parser.parse_args()
     try:
         with tempfile.TemporaryDirectory(prefix="zephran-bench-", dir=roomy_directory()) as name:
             directory = pathlib.Path(name)
-            files = Files(directory)
-            pki = Pki(directory / "pki")
-            with FileServer(files.served, pki.server) as server:
-                measure_download(program, files, server, pki.ca)
-                measure_memory(program, files, server, pki.ca)
-            measure_md5(program, files)
-            measure_cpu(program)
-            measure_loop(program)
+            if not chosen.fleet_only:
+                measure_parts(chosen.program, directory)
+            measure_fleet(chosen.program.resolve().parents[1], directory / "fleet", chosen.fleet_window)
     except (Wrong, OSError) as error:
         print(f"Error: {error}", file=sys.stderr)
         return 1
