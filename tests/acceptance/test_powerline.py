@@ -1,47 +1,35 @@
 """An adapter on the powerline network is a target of its own, reached with its gateway's certificate."""
 from gateway import powerline_image
-from outcomes import assert_closed_once, poll_now, texts_of
+from outcomes import poll_again, poll_now, texts_of, was_closed_once
 from powerline_network import NEW, OLD, WITH_SERIAL, PowerlineNetwork
 
 
-def test_adapter_gets_its_firmware_as_a_target_beside_its_gateway(home):
+def test_adapter_and_its_gateway_are_two_targets(home):
     network = PowerlineNetwork(home)
     serial = f"sn-{home.label}"
     adapter = network.line.add(WITH_SERIAL, serial=serial, firmware=OLD, name="living room")
-    network.start()
+    daemon = network.start()
     network.wait_for_agents(home.device, serial)
     home.wait_until_registered()
     known = home.wait_until(lambda: (found := home.server.target(serial)) and found.attributes and found,
                             "the adapter and its attributes")
     image = home.module("plc_ghn", "adapter", NEW, {"plc.bin": powerline_image(NEW) + home.label.encode()})
-    action = home.server.assign(serial, [image])
-    home.gateway.bus.call("force_poll", {"agent_id": serial})
-
-    record = assert_closed_once(home, action)
-
-    assert dict(known.attributes).items() >= {"parent": home.device, "device_type": "ghn"}.items()
-    assert adapter.firmware == NEW
-    assert ["Installation started", image.chunk] in texts_of(record, "running")
-    assert texts_of(record, "finished") == [["Deployment successful"]]
-    assert home.server.target(serial).update_status == "in_sync"
-    assert home.server.target(home.device).update_status == "registered"
-    assert home.gateway.leftovers() == []
-
-
-def test_gateway_and_adapter_are_updated_side_by_side(home):
-    network = PowerlineNetwork(home)
-    serial = f"sn-{home.label}"
-    adapter = network.line.add(WITH_SERIAL, serial=serial, firmware=OLD)
-    network.start()
-    network.wait_for_agents(home.device, serial)
-    home.wait_until_registered()
-    home.wait_until(lambda: home.server.target(serial), "the adapter")
-    image = home.module("plc_ghn", "adapter", NEW, {"plc.bin": powerline_image(NEW) + home.label.encode()})
-    actions = [home.server.assign(serial, [image]), home.assign(home.script("one", "echo fine"))]
+    script = home.script("one", "echo fine")
+    of_adapter, of_gateway = home.server.assign(serial, [image]), home.assign(script)
     poll_now(home)
 
-    records = [assert_closed_once(home, action) for action in actions]
+    for action in (of_adapter, of_gateway):
+        home.wait_for_end(action)
+    poll_again(home)
+    records = [was_closed_once(home, action) for action in (of_adapter, of_gateway)]
 
+    assert dict(known.attributes).items() >= {"parent": home.device, "device_type": "ghn",
+                                              "device_name": "living room", "firmware_version": OLD}.items()
     assert adapter.firmware == NEW
-    assert image.chunk not in records[1].reported
-    assert [texts_of(record, "finished") for record in records] == [[["Deployment successful"]]] * 2
+    for record, own, other in zip(records, (image, script), (script, image)):
+        assert ["Installation started", own.chunk] in texts_of(record, "running")
+        assert other.chunk not in record.reported
+        assert texts_of(record, "finished") == [["Deployment successful"]]
+    assert [home.server.target(each).update_status for each in (serial, home.device)] == ["in_sync"] * 2
+    assert home.gateway.leftovers() == []
+    assert daemon.is_running()
