@@ -24,8 +24,11 @@ class Reply:
 
 
 def document(value: Any, media: str, if_none_match: str | None) -> Reply:
-    """A JSON document with its ETag; 304 without body when the device has it already."""
-    body = json.dumps(value, ensure_ascii=False, separators=(",", ":")).encode("utf-8", "replace")
+    """A JSON document with its ETag; 304 without body when the device has it already.
+
+    Half a character, where a text was cut inside of it, goes out as the escape of that half.
+    """
+    body = json.dumps(value, ensure_ascii=False, separators=(",", ":")).encode("utf-8", "backslashreplace")
     tag = f'"0{hashlib.md5(body).hexdigest()}"'
     if if_none_match is not None and tag in [each.strip() for each in if_none_match.split(",")]:
         return Reply(304, headers={"ETag": tag})

@@ -86,7 +86,8 @@ class Recording:
             raise NotRecorded("another one is like it")
         with self.lock:
             steps = [*self._steps, *self._records(server)]
-        text = "[\n" + ",\n".join(json.dumps(step, ensure_ascii=False) for step in steps) + "\n]\n"
+        # Escaped, since the server cuts texts between the halves of a character.
+        text = "[\n" + ",\n".join(json.dumps(step) for step in steps) + "\n]\n"
         if len(text.encode()) > LONGEST_FIXTURE:
             raise NotRecorded(f"{len(text.encode())} bytes are more than {LONGEST_FIXTURE}")
         directory.mkdir(exist_ok=True)

@@ -98,3 +98,13 @@ def test_device_timestamps_decide_the_order(server: UpdateServer, device: Device
         assert device.send("POST", f"deploymentBase/{action.id}/feedback", body).status == 200
 
     assert device.history(action.id)["messages"] == ["late", "early"]
+
+
+def test_halves_of_a_character_that_was_cut_are_handed_out_as_escapes(server: UpdateServer, device: Device) -> None:
+    action = server.assign("gw-1", [server.software_module("script", "job", "1")])
+    device.report(action.id, "proceeding", "none", "x" * 511 + "\N{GRINNING FACE}!")
+
+    answer = device.get(f"deploymentBase/{action.id}?actionHistory=10")
+
+    assert b"x\\ud83d\"" in answer.body.lower()
+    assert answer.json()["actionHistory"]["messages"][:2] == ["x" * 511 + "\ud83d", "\ude00!"]
