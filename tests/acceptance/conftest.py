@@ -28,7 +28,8 @@ pytest.register_assert_rewrite("flow", "outcomes")
 
 # The shortest polling time at which a deployment still starts by itself is about 6 s.
 POLL = "00:00:08"
-DEVKIT_SERVERS = ("devkit", "devkit-nginx")
+UNPROXIED_SERVER = "devkit"
+DEVKIT_SERVERS = (UNPROXIED_SERVER, "devkit-nginx")
 REAL_SERVER = "hawkbit"
 SERVERS = (*DEVKIT_SERVERS, REAL_SERVER)
 
@@ -46,6 +47,7 @@ def pytest_addoption(parser):
 
 def pytest_configure(config):
     config.addinivalue_line("markers", "alone: changes the server for all, so nothing else may run beside it")
+    config.addinivalue_line("markers", "proxied: needs a proxy in front of the server")
     if not _is_worker(config):
         config.pluginmanager.register(Results(config.getoption("--results")))
 
@@ -65,9 +67,13 @@ def pytest_generate_tests(metafunc):
         metafunc.parametrize("server", chosen, indirect=True, scope="function")
 
 
-def pytest_collection_modifyitems(items):
+def pytest_collection_modifyitems(config, items):
     for item in items:
         name_scenario(item, SERVERS)
+    impossible = [item for item in items if item.get_closest_marker("proxied")
+                  and item.callspec.params["server"] == UNPROXIED_SERVER]
+    config.hook.pytest_deselected(items=impossible)
+    items[:] = [item for item in items if item not in impossible]
 
 
 def _site(config):

@@ -161,10 +161,8 @@ def test_server_is_restarted_in_the_middle_of_each_phase(make_home, server):
 
 
 @pytest.mark.alone
+@pytest.mark.proxied
 def test_proxy_is_restarted_in_the_middle_of_each_phase(make_home, server):
-    if not server.has_proxy:
-        pytest.skip("nothing stands in front of this server")
-
     phases = go_through(make_home, server.stop_proxy, server.start_proxy, cuts_downloads=True)
 
     assert_all_told_the_truth(phases)
