@@ -2,6 +2,7 @@
 from __future__ import annotations
 
 import base64
+import http.client
 import json
 import secrets
 import urllib.error
@@ -96,7 +97,7 @@ class Management:
         except urllib.error.HTTPError as error:
             with error:
                 raise Refusal(f"{method} {path}", error.code, error.read().decode(errors="replace")) from error
-        # ValueError and HTTPException are what http.client makes of a connection that breaks off.
-        except OSError as error:
+        # The second is what becomes of an answer that breaks off.
+        except (OSError, http.client.HTTPException) as error:
             raise Unreachable(f"{method} {address}: {error}") from error
         return json.loads(text) if text else None

@@ -14,8 +14,8 @@ from pathlib import Path
 from hawkbit_management import Management, Unreachable
 from nginx import GATEWAY_TOKEN
 
-# About 20 s on an idle machine.
-START_PATIENCE = 180
+# It takes about 20 s on an idle machine.
+START_PATIENCE = 300
 STOP_PATIENCE = 30
 RECHECK = 0.3
 
