@@ -4,6 +4,7 @@
 #include <array>
 #include <numeric>
 #include <string_view>
+#include <utility>
 
 #include "hawkbit/utf8.h"
 
@@ -89,6 +90,44 @@ std::string shorten(const std::string& stripped, std::size_t units) {
     return stripped.substr(0, head_end) + line(left_out) + stripped.substr(tail_begin);
 }
 
+/// The server cuts a text after every piece, through a character that takes two units as well. It
+/// would hand out the halves in the action's history, where no JSON reader accepts them, and nobody
+/// could ever read that action again. A blank moves such a character behind the cut.
+std::string keep_characters_whole(const std::string& stripped) {
+    constexpr std::size_t longest_sequence = 4;
+    std::string whole;
+    whole.reserve(stripped.size());
+    std::size_t units = 0;
+    for (std::size_t position = 0; position < stripped.size();) {
+        const auto length = std::max<std::size_t>(1, utf8::sequence_length(stripped, position));
+        const std::size_t taken = length == longest_sequence ? 2 : 1;
+        if (taken == 2 && units % units_per_piece == units_per_piece - 1) {
+            whole += ' ';
+            ++units;
+        }
+        whole.append(stripped, position, length);
+        units += taken;
+        position += length;
+    }
+    return whole;
+}
+
+/// @param detail a clean text
+/// @param pieces how many it may have
+std::string fit(const std::string& detail, std::size_t pieces) {
+    const std::string stripped = strip(detail);
+    const auto most_units = pieces * units_per_piece;
+    const bool is_longer = utf8::count_utf16_units(stripped) > most_units;
+    const std::string whole =
+        keep_characters_whole(is_longer ? shorten(stripped, most_units) : stripped);
+    if (utf8::count_utf16_units(whole) > most_units) {
+        // There is one blank at a cut at most, so this leaves room for all of them.
+        return keep_characters_whole(shorten(stripped, most_units - pieces));
+    }
+    // What surrounds the text is left to the server unless something had to be done.
+    return whole == stripped ? detail : whole;
+}
+
 /// Keeps the first and the last of more details than there may be pieces.
 std::vector<std::string> drop_middle(const std::vector<std::string>& details) {
     if (details.size() <= most_pieces) {
@@ -142,14 +181,12 @@ std::vector<std::string> clean_details(const std::vector<std::string>& details) 
     std::vector<std::size_t> pieces;
     for (auto& detail : cleaned) {
         detail = clean_detail(detail);
-        pieces.push_back(count_pieces(strip(detail)));
+        pieces.push_back(count_pieces(keep_characters_whole(strip(detail))));
     }
 
-    const auto allowed = share_pieces(pieces);
+    const auto allowed = share_pieces(std::move(pieces));
     for (std::size_t i = 0; i < cleaned.size(); ++i) {
-        if (pieces[i] > allowed[i]) {
-            cleaned[i] = shorten(strip(cleaned[i]), allowed[i] * units_per_piece);
-        }
+        cleaned[i] = fit(cleaned[i], allowed[i]);
     }
     return cleaned;
 }

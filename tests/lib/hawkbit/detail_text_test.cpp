@@ -35,6 +35,20 @@ std::size_t count_pieces(const std::vector<std::string>& details) {
     return pieces;
 }
 
+/// Characters of two units that the server would cut in two.
+std::size_t count_cut_characters(const std::string& detail) {
+    std::size_t cut = 0;
+    std::size_t units = 0;
+    for (std::size_t position = 0; position < detail.size();) {
+        const auto length = utf8::sequence_length(detail, position);
+        const bool takes_two = length == 4;
+        cut += takes_two && units % 512 == 511 ? 1 : 0;
+        units += takes_two ? 2 : 1;
+        position += length;
+    }
+    return cut;
+}
+
 TEST(CleanDetail, WhatBeginsMarkupGetsABlank) {
     EXPECT_EQ(clean_detail("foo <a@b.c>"), "foo < a@b.c>");
     EXPECT_EQ(clean_detail("</x>"), "< /x>");
@@ -219,6 +233,37 @@ TEST(CleanDetails, ManyLongDetailsGetAPieceEach) {
 
     EXPECT_EQ(count_pieces(cleaned), 39U);
     EXPECT_THAT(cleaned[0], HasSubstr(" characters left out "));
+}
+
+TEST(CleanDetails, NoCutOfTheServerGoesThroughACharacter) {
+    const auto cleaned = clean_details({"x" + repeat(emoji, 600)});
+
+    EXPECT_EQ(cleaned, std::vector<std::string>{"x" + repeat(emoji, 255) + " " +
+                                                repeat(emoji, 256) + repeat(emoji, 89)});
+}
+
+TEST(CleanDetails, CharactersBesideTheCutsAreLeftAsTheyAre) {
+    const std::vector<std::string> details{"\n" + repeat(emoji, 600) + "\n"};
+
+    EXPECT_EQ(clean_details(details), details);
+}
+
+TEST(CleanDetails, CutsAreCountedFromWhereTheServerBegins) {
+    const auto cleaned = clean_details({" \nx" + repeat(emoji, 256) + "\n"});
+
+    EXPECT_EQ(cleaned, std::vector<std::string>{"x" + repeat(emoji, 255) + " " + emoji});
+}
+
+TEST(CleanDetails, TheBlanksAtTheCutsAreWithinTheLimit) {
+    // as long as may be, just longer, and far too long
+    for (const std::size_t count : {39U * 256U - 20U, 39U * 256U - 1U, 39U * 256U, 50'000U}) {
+        const auto cleaned = clean_details({"x" + repeat(emoji, count)});
+
+        ASSERT_EQ(cleaned.size(), 1U);
+        EXPECT_LE(count_pieces(cleaned), 39U) << count;
+        EXPECT_GE(count_pieces(cleaned), 38U) << count;
+        EXPECT_EQ(count_cut_characters(cleaned[0]), 0U) << count;
+    }
 }
 
 TEST(CleanDetails, MarkupIsStillCleanWhereATextWasCut) {
