@@ -57,10 +57,11 @@ def measure(build, directory, count, window):
     # These read ZEPHRAN_BUILD_DIR when they are imported.
     from hawkbit_process import HawkbitError
     from hawkbit_site import HawkbitSite
+    from nginx import NginxError
     directory.mkdir()
     try:
         site = HawkbitSite(directory / "site", POLL)
-    except HawkbitError as error:
+    except (HawkbitError, NginxError) as error:
         raise NotMeasured(str(error)) from error
     try:
         return _Fleet(site, directory, count).measure(window)
