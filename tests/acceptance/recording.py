@@ -1,14 +1,14 @@
 """Writes what a scenario and the real server said to each other as a fixture for the stand-in's tests.
 
-`tests/devkit/hawkbit_server/test_server_replay.py` replays the files. A fixture is a list, a line for each element and
-in order of time, of the operator's steps, of every exchange of the scenario's gateways, and of the final records of actions and
-targets. `{server}` stands for scheme and authority; the token that the proxy adds is left out. An artifact's
-content stands with the module, its downloads have the sum only.
+`tests/devkit/hawkbit_server/test_server_replay.py` replays the files. A fixture is a list, a line for each
+element and in order of time, of the operator's steps, of every exchange of the scenario's gateways, and of the
+final records of actions and targets. `{server}` stands for scheme and authority; the token that the proxy adds
+is left out. An artifact's content stands with the module, its downloads have the sum only.
 
-Not recorded are scenarios that stop the server or the proxy (the stand-in keeps its records in memory, and
-what a proxy answers by itself is not the server's), rollouts (their scheduler has its own time), artifacts
-longer than LONGEST_ARTIFACT and scenarios whose file would be longer than LONGEST_FIXTURE. Those in LIKE_ANOTHER
-are left out because the server says the same in another one.
+Not recorded are scenarios that stop the server or the proxy or change the server for all (the stand-in keeps its
+records in memory, and what a proxy answers by itself is not the server's), rollouts (their scheduler has its
+own time), artifacts longer than LONGEST_ARTIFACT and scenarios whose file would be longer than LONGEST_FIXTURE.
+Those in LIKE_ANOTHER are left out because the server says the same in another one.
 """
 from __future__ import annotations
 
