@@ -1,8 +1,8 @@
 """A fleet of daemons at a real update server that asks for polls every five minutes.
 
-Each daemon has a simulated gateway with a message bus of its own and runs as it would on a gateway: it steps once
-a second and polls when its poll is due. The first polling times are chosen so that the next polls are spread evenly
-over five minutes, as those of a fleet are; a window of that time is measured, not all of it.
+Each daemon has a simulated gateway with a message bus of its own and runs as it would on a gateway: it steps
+once a second and polls when its poll is due. The first polling times are chosen so that the next polls are
+spread evenly over five minutes, as those of a fleet are; a window of that time is measured, not all of it.
 """
 import os
 import pathlib
@@ -38,7 +38,10 @@ class Wrong(Exception):
 
 @dataclass
 class Result:
-    """CPU times in seconds: of each daemon during the window, and of curl for all of the window's requests."""
+    """CPU times in seconds: of each daemon in the window, and of curl for all of the window's requests.
+
+    polled, idle  of the daemons that have polled in the window, and of those that have not
+    """
 
     window: float
     requests: int
@@ -130,8 +133,8 @@ class _Fleet:
         access = self.site.whereabouts.access()
         before = _children()
         for path in paths:
-            subprocess.run(["curl", "-sS", "--fail", "-o", "/dev/null", "--cacert", access.ca,
-                            "--cert", access.certificate, "--key", access.key, f"https://{access.address}{path}"],
+            subprocess.run(["curl", "-sS", "--fail", "-o", "/dev/null", "--cacert", access.ca, "--cert",
+                            access.certificate, "--key", access.key, f"https://{access.address}{path}"],
                            check=True)
         return _children() - before
 
@@ -141,7 +144,8 @@ def _make_bench(directory, access):
 
     class FleetGateway(GatewayBench):
         def start(self, device):
-            return self.start_for(device, access.address, access.ca, "--client-certificate", access.certificate,
+            return self.start_for(device, access.address, access.ca,
+                                  "--client-certificate", access.certificate,
                                   "--client-certificate-key", access.key, level="INFO")
 
     directory.mkdir()
@@ -181,6 +185,7 @@ def rows(result, count):
         idle = statistics.median(result.idle)
         poll = statistics.median(result.polled) - idle
         yield (f"{'  of it a poll':<34} {poll * 1000:8.2f} ms  curl     "
-               f"{result.curl / result.requests * 1000:8.2f} ms  ratio {poll * result.requests / result.curl:5.2f}")
+               f"{result.curl / result.requests * 1000:8.2f} ms  "
+               f"ratio {poll * result.requests / result.curl:5.2f}")
         yield (f"{'  of it a second of rest':<34} {idle / result.window * 1e6:8.0f} us  "
                f"({idle / result.window * 100:.4f} % of a processor)")

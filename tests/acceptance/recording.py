@@ -1,14 +1,14 @@
 """Writes what a scenario and the real server said to each other as a fixture for the stand-in's tests.
 
 `tests/devkit/hawkbit_server/test_server_replay.py` replays the files. A fixture is a list, a line for each
-element and in order of time, of the operator's steps, of every exchange of the scenario's gateways, and of the
-final records of actions and targets. `{server}` stands for scheme and authority; the token that the proxy adds
-is left out. An artifact's content stands with the module, its downloads have the sum only.
+element and in order of time, of the operator's steps, of every exchange of the scenario's gateways, and of
+the final records of actions and targets. `{server}` stands for scheme and authority; the token that the proxy
+adds is left out. An artifact's content stands with the module, its downloads have the sum only.
 
-Not recorded are scenarios that stop the server or the proxy or change the server for all (the stand-in keeps its
-records in memory, and what a proxy answers by itself is not the server's), rollouts (their scheduler has its
-own time), artifacts longer than LONGEST_ARTIFACT and scenarios whose file would be longer than LONGEST_FIXTURE.
-Those in LIKE_ANOTHER are left out because the server says the same in another one.
+Not recorded are scenarios that stop the server or the proxy or change the server for all (the stand-in keeps
+its records in memory, and what a proxy answers by itself is not the server's), rollouts (their scheduler has
+its own time), artifacts longer than LONGEST_ARTIFACT and scenarios whose file would be longer than
+LONGEST_FIXTURE. Those in LIKE_ANOTHER are left out because the server says the same in another one.
 """
 from __future__ import annotations
 
@@ -76,7 +76,8 @@ class Recording:
         if len(passed.response_body) > LONGEST_ARTIFACT:
             self.refuse(f"an answer of {len(passed.response_body)} bytes")
             return
-        self._steps.append({"t": self.time(passed.began), "request": _request(passed), "response": _response(passed)})
+        self._steps.append({"t": self.time(passed.began),
+                            "request": _request(passed), "response": _response(passed)})
 
     def write(self, server: driver.Server, directory: Path = FIXTURES) -> Path:
         """Adds what the server has recorded and writes the file. NotRecorded when that is of no use."""
@@ -100,7 +101,8 @@ class Recording:
         for number in self.actions:
             action = server.action(number)
             entries = [{"type": each.type, "messages": list(each.messages)} for each in action.entries]
-            records.append({"record": {"action": str(number), "status": "pending" if action.active else "finished",
+            status = "pending" if action.active else "finished"
+            records.append({"record": {"action": str(number), "status": status,
                                        "detailStatus": action.status, "entries": entries}})
         for name in self.targets:
             target = server.target(name)
@@ -153,7 +155,7 @@ def _content(raw: bytes) -> Any:
 class RecordingServer(driver.Server):
     """Takes down the operator's steps on their way to another server.
 
-    A step holds the recording's lock, so that what the gateways ask comes before or after it, as it is written.
+    A step holds the recording's lock, so that what the gateways ask comes before or after it, as is written.
     """
 
     def __init__(self, server: driver.Server, recording: Recording) -> None:
@@ -180,11 +182,12 @@ class RecordingServer(driver.Server):
             if force_time is not None:
                 members["force_time"] = self.recording.time(force_time)
             if window_opens_in is not None:
-                # Windows open at whole seconds; half a second earlier is the same one, however long the steps take.
+                # Windows open at whole seconds, and the steps up to the assignment take some of one.
                 opens_at = math.ceil(time.time() + window_opens_in)
                 members["window_opens_at"] = self.recording.time(opens_at)
                 window_opens_in = opens_at - 0.5 - time.time()
-            action = self._server.assign(target, chosen, type, force_time=force_time, window_opens_in=window_opens_in)
+            action = self._server.assign(target, chosen, type, force_time=force_time,
+                                         window_opens_in=window_opens_in)
             self.recording.step("assign", target=target, type=type, action=action,
                                 modules=[{"id": each.id} for each in chosen], **members)
             self.recording.actions.append(action)

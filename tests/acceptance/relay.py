@@ -43,9 +43,9 @@ class Passed:
 class Relay:
     """Listens on a free port of the loopback interface for a server on `upstream`.
 
-    `observe` gets each exchange that the server has answered, before the answer goes on to the proxy. It, and the
-    time in which the server works on a request, is guarded by `lock`: whoever holds it knows that no request
-    is under way.
+    `observe` gets each exchange that the server has answered, before the answer goes on to the proxy. It, and
+    the time in which the server works on a request, is guarded by `lock`: whoever holds it knows that no
+    request is under way.
     """
 
     def __init__(self, upstream: int, observe: Callable[[Passed], None], lock: threading.RLock) -> None:
