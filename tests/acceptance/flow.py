@@ -82,6 +82,16 @@ def polls_again(home, times=3):
         comes_to_rest_in(daemon, FINISHED)
 
 
+def poll_until_closed(home, action):
+    """Has a rarely polling daemon poll until the action is closed, and returns what the server recorded."""
+    def closed():
+        record = home.server.action(action)
+        if record.active:
+            polls_again(home, times=1)
+        return None if record.active else record
+    return home.wait_until(closed, f"the end of action {action}")
+
+
 def takes_the_next(home):
     """The gateway is as good as new: it carries out a fresh deployment."""
     action = home.assign(home.script("next", "echo next"))

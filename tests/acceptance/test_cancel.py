@@ -1,7 +1,7 @@
 """The operator takes a deployment back, at every moment of it."""
-from flow import (NOTHING_TO_DO, SUCCESSFUL, assert_closed_once, deployed, hold_installation, package_module,
-                  poll_now, reports, rest_until_polled, start_known, start_rarely_polling, started,
-                  takes_the_next)
+from flow import (NOTHING_TO_DO, SUCCESSFUL, assert_closed_once, deployed, hold_installation,
+                  package_module, poll_now, poll_until_closed, reports, rest_until_polled, start_known,
+                  start_rarely_polling, started, takes_the_next)
 from update_window import WAITING_ON_USER, rests_in
 
 SLOW_SCRIPT_SIZE = 160_000
@@ -47,12 +47,13 @@ def test_cancelled_while_the_gateway_downloads(home):
 
 def test_cancelled_while_the_gateway_installs(home):
     """A module that is being installed cannot be stopped; the ones after it are not begun."""
-    start_known(home)
+    start_rarely_polling(home)
     held, action = hold_installation(home, package_module(home))
 
     home.server.cancel(action)
     poll_now(home)
     held.release()
+    poll_until_closed(home, action)
     record = assert_closed_once(home, action, "canceled")
 
     assert reports(record)[:2] == [started(held.module.chunk), deployed(held.module.chunk, "released")]
@@ -64,12 +65,13 @@ def test_cancelled_while_the_gateway_installs(home):
 
 def test_cancelled_while_the_gateway_installs_the_last_module(home):
     """There is nothing left to be spared, but the operator's word holds: the action is cancelled."""
-    start_known(home)
+    start_rarely_polling(home)
     held, action = hold_installation(home)
 
     home.server.cancel(action)
     poll_now(home)
     held.release()
+    poll_until_closed(home, action)
     record = assert_closed_once(home, action, "canceled")
 
     assert reports(record)[:2] == [started(held.module.chunk), deployed(held.module.chunk, "released")]
@@ -99,7 +101,7 @@ def test_cancelled_between_two_polls_the_gateway_runs_into_it(home):
 
 def test_force_quit_while_the_gateway_installs(home):
     """The daemon finds the deployment withdrawn and drops it without a word."""
-    daemon = start_known(home)
+    daemon = start_rarely_polling(home)
     held, action = hold_installation(home, package_module(home))
 
     home.server.cancel(action)

@@ -1,13 +1,19 @@
 """A power cut in the middle of a release whose reports are more than the server hands back."""
-from flow import SUCCESSFUL, deployed, polls_again, poll_now, reports, started
+import re
+
+from flow import (SUCCESSFUL, assert_closed_once, deployed, package_module, polls_again, poll_now, reports,
+                  started)
 
 SCRIPTS = ("one", "two", "three", "four", "five")
 HELD = 2
+PARTY = "\N{PARTY POPPER}"
+HALF = re.compile("[\ud800-\udfff]")
 # The server gives no order to modules of one type, so each script finds out itself which it is.
 SCRIPT = """
 mine=$(ls /etc/installed | wc -l)
 touch /etc/installed/ran-{name}
-i=0; while [ $i -lt 60 ]; do echo "{name} prints a line that is quite long, number $i of many"; i=$((i+1)); done
+i=0
+while [ $i -lt 60 ]; do echo "{name} prints a line that is quite long, number $i of many"; i=$((i+1)); done
 if [ $mine -eq {held} ]; then
     touch /tmp/state-held
     while true; do sleep 0.1; done
@@ -44,3 +50,29 @@ def test_power_cut_during_a_long_release(home):
             assert report.messages[-1].endswith(f"{names[chunk]} is done")
     assert sorted(home.gateway.installed_files) == sorted(f"ran-{name}" for name in SCRIPTS)
     assert home.server.action(action) == record
+
+
+def test_power_cut_after_an_output_of_characters_outside_the_basic_plane(home):
+    """The server cuts a long text where it likes, and hands the pieces back in the history."""
+    # Each character takes two of its units, and without a remedy every cut would go through one.
+    talkative = home.script(
+        "one", f"printf x; i=0; while [ $i -lt 60 ]; do printf '{PARTY * 40}'; i=$((i+1)); done")
+    package = package_module(home)
+    home.gateway.tell("opkg", hang=True)
+    supervisor = home.supervise()
+    home.wait_until_registered()
+    action = home.assign(talkative, package)
+    poll_now(home)
+    home.wait_until(lambda: home.gateway.is_held("opkg"), "opkg being held")
+    before = reports(home.server.action(action))
+
+    supervisor.power_cut()
+    record = assert_closed_once(home, action, "finished")
+
+    pieces = before[1].messages[2:]
+    assert len(pieces) > 8
+    assert "".join(pieces).replace(" ", "") == "x" + PARTY * 2400
+    assert not any(HALF.search(piece) for piece in pieces)
+    supervisor.daemon.wait_for_line("WARNING .*action=resume message=restarting chunk$")
+    assert reports(record)[:3] == before
+    assert home.gateway.packages == {"two": ("1.0", "installed")}

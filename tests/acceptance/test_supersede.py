@@ -1,6 +1,6 @@
 """A second assignment takes the place of the first one."""
 from flow import (NOTHING_TO_DO, SUCCESSFUL, assert_closed_once, deployed, hold_installation, package_module,
-                  poll_now, reports, start_known, started)
+                  poll_now, poll_until_closed, reports, start_known, start_rarely_polling, started)
 from update_window import WAITING_ON_USER, rests_in
 
 
@@ -34,14 +34,14 @@ def test_replaced_while_the_gateway_waits(home):
 
 
 def test_replaced_while_the_gateway_installs(home):
-    start_known(home)
+    start_rarely_polling(home)
     held, older = hold_installation(home, package_module(home))
 
     module = newer_module(home)
     newer = home.assign(module)
     poll_now(home)
     held.release()
-    replaced = home.wait_for_end(older)
+    replaced = poll_until_closed(home, older)
     poll_now(home)
     assert_newer_carried_out(home, newer, module)
 
