@@ -37,10 +37,20 @@ function(zephran_add_test name)
     cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE ${ARG_DEPENDS} zephran_options GTest::gmock GTest::gtest_main)
+    if(ZEPHRAN_SANITIZE)
+        # Most of a test's compilation goes to headers that it shares with its neighbours. The other
+        # builds compile each file by itself, for warnings and forgotten includes.
+        set_target_properties(${name} PROPERTIES UNITY_BUILD ON)
+    endif()
     gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
 endfunction()
 
 # State machine tables cost gigabytes of memory with full debug information.
 function(zephran_light_debug_info)
     set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS -g1)
+endfunction()
+
+# Tests that are compiled together with sanitizers, and have names of their own in common.
+function(zephran_compile_apart)
+    set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 endfunction()
