@@ -35,6 +35,18 @@ def test_streams_are_kept_apart_and_lines_come_as_they_are_written(gateway):
     assert program.exit_status is None
 
 
+def test_signals_that_the_caller_ignores_still_reach_programs(gateway):
+    before = signal.signal(signal.SIGHUP, signal.SIG_IGN)
+    try:
+        daemon = gateway.start_daemon(["sleep", "100"])
+    finally:
+        signal.signal(signal.SIGHUP, before)
+
+    daemon.signal(signal.SIGHUP)
+
+    assert daemon.wait(20) == -signal.SIGHUP
+
+
 def test_exit_status_and_signals_are_reported(gateway):
     assert shell(gateway, "exit 7").exit_status == 7
     assert gateway.start_daemon(["sleep", "100"]).terminate() == -signal.SIGTERM
