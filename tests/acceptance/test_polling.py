@@ -4,9 +4,8 @@ import datetime
 import pytest
 
 POLL_LINE = r"^(\d\d:\d\d:\d\d) INFO .*event=retrieve_controller_status"
-USUAL, SHORT = 8, 3
-# The daemon steps once a second, and a busy machine adds some.
-TOLERANCE = 4
+# Times are read from a log of whole seconds. A busy machine makes pauses longer, never shorter.
+USUAL, SHORT, ROUNDING = 8, 3, 1
 
 
 def pauses(daemon, count, start):
@@ -18,10 +17,6 @@ def pauses(daemon, count, start):
                      if number >= start and line.text == match.string) + 1
         times.append(datetime.datetime.strptime(match.group(1), "%H:%M:%S"))
     return [(later - earlier).seconds for earlier, later in zip(times, times[1:])]
-
-
-def comes_after(pause, seconds):
-    return seconds - 1 <= pause <= seconds + TOLERANCE
 
 
 @pytest.mark.alone
@@ -40,6 +35,6 @@ def test_new_polling_time_is_followed_from_the_next_poll_on(home):
     _, _, usual_again = pauses(daemon, 3, seen)
 
     # the first two polls of a new target follow one another
-    assert comes_after(usual[-1], USUAL), usual
-    assert all(comes_after(pause, SHORT) for pause in short), short
-    assert comes_after(usual_again, USUAL), usual_again
+    assert usual[-1] >= USUAL - ROUNDING, usual
+    assert SHORT - ROUNDING <= min(short) < USUAL - ROUNDING, short
+    assert usual_again >= USUAL - ROUNDING, usual_again
