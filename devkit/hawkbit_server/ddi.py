@@ -41,7 +41,7 @@ class Ddi:
         except errors.Refusal as refusal:
             self.store.emit("refused", request.route.target or "", None, kind=request.route.kind,
                             status=refusal.status, reason=str(refusal))
-            return reply.refused(refusal)
+            return reply.refused(refusal, request.path)
 
     def _admit(self, request: Request) -> None:
         """What is checked before any resource is asked, in the order of the real server."""

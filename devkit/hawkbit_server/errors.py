@@ -102,12 +102,10 @@ def unknown_entity(kind: str, identifier: object) -> Refusal:
 
 def not_assigned(module_id: int, target_id: str) -> Refusal:
     """No active, not cancelling action of the target contains the module."""
-    refusal = hawkbit(404, REPOSITORY + "SoftwareModuleNotAssignedToTargetException",
-                      "hawkbit.server.error.repo.entityNotFound",
-                      f"No assignment found for SoftwareModule with id {{{module_id}}} "
-                      f"to Target with id {{{target_id}}}.")
-    refusal.headers["Content-Disposition"] = "inline;filename=f.txt"
-    return refusal
+    return hawkbit(404, REPOSITORY + "SoftwareModuleNotAssignedToTargetException",
+                   "hawkbit.server.error.repo.entityNotFound",
+                   f"No assignment found for SoftwareModule with id {{{module_id}}} "
+                   f"to Target with id {{{target_id}}}.")
 
 
 def not_cancelable() -> Refusal:

@@ -7,9 +7,10 @@ import json
 from dataclasses import dataclass, field
 from typing import Any, Callable
 
-from .errors import Refusal
+from .errors import JSON_TYPE, Refusal
 
 Progress = Callable[[int, int], None]
+HARMLESS_ENDINGS = ("txt", "text", "yml", "properties", "csv", "json", "xml", "atom", "rss")
 
 
 @dataclass
@@ -35,5 +36,14 @@ def document(value: Any, media: str, if_none_match: str | None) -> Reply:
     return Reply(200, body, f"{media};charset=UTF-8", {"ETag": tag})
 
 
-def refused(refusal: Refusal) -> Reply:
-    return Reply(refusal.status, refusal.body, refusal.content_type, dict(refusal.headers))
+def refused(refusal: Refusal, path: str) -> Reply:
+    """The answer to a path that is refused.
+
+    The framework gives JSON a harmless file name where the path ends like a file of a kind that it does not know, so
+    that no browser runs it.
+    """
+    headers = dict(refusal.headers)
+    _, dot, ending = path.rpartition("/")[2].rpartition(".")
+    if dot and ending not in HARMLESS_ENDINGS and refusal.content_type == JSON_TYPE:
+        headers["Content-Disposition"] = "inline;filename=f.txt"
+    return Reply(refusal.status, refusal.body, refusal.content_type, headers)

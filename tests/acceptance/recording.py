@@ -31,10 +31,20 @@ LONGEST_FIXTURE = 80 * 1024
 LIKE_ANOTHER = (
     "accepted-on-the-bus-it-starts-whatever-it-waits-for-window-open",
     "accepted-on-the-bus-it-starts-whatever-it-waits-for-window-shut",
+    "adapter-and-its-gateway-are-two-targets",
+    "cancelled-while-the-gateway-installs-the-last-module",
+    "failing-script-with-a-long-output-is-recorded-too",
+    "firmware-that-comes-back-with-another-version-is-one-failure",
+    "force-quit-between-two-polls-refuses-the-next-report",
     "forced-by-the-operator-it-starts-whatever-it-waits-for-window-open",
     "forced-by-the-operator-it-starts-whatever-it-waits-for-window-shut",
+    "gateway-and-adapter-are-updated-side-by-side",
     "in-the-open-window-a-delay-is-drawn-and-kept",
     "it-starts-when-the-user-wants-automatic-updates-after-all",
+    "replaced-while-its-replacement-is-taken-back",
+    "replaced-while-the-gateway-waits",
+    "second-deployment-follows-the-first",
+    "unsafe-names-are-refused-before-the-download",
     "version-that-is-recorded-is-not-fetched-again",
 )
 REQUEST_HEADERS = ("accept", "content-type", "if-match", "if-none-match", "range")
@@ -53,13 +63,13 @@ class Recording:
         self.lock = threading.RLock()
         self.targets: dict[str, None] = {}
         self.actions: list[int] = []
-        self._begin = time.time()
+        self.began = time.time()
         self._steps: list[dict[str, Any]] = [{"t": 0, "operator": "polling time", "value": poll}]
         self._obstacle: str | None = None
 
     def time(self, moment: float | None = None) -> float:
         """Seconds since the beginning."""
-        return round((time.time() if moment is None else moment) - self._begin, 3)
+        return round((time.time() if moment is None else moment) - self.began, 3)
 
     def step(self, what: str, **members: Any) -> None:
         self._steps.append({"t": self.time(), "operator": what, **members})
@@ -83,12 +93,14 @@ class Recording:
         """Adds what the server has recorded and writes the file. NotRecorded when that is of no use."""
         if self._obstacle is not None:
             raise NotRecorded(self._obstacle)
+        if not any("request" in step for step in self._steps):
+            raise NotRecorded("the server was asked nothing")
         if self.scenario in LIKE_ANOTHER:
             raise NotRecorded("another one is like it")
         with self.lock:
             steps = [*self._steps, *self._records(server)]
         # Escaped, since the server cuts texts between the halves of a character.
-        text = "[\n" + ",\n".join(json.dumps(step) for step in steps) + "\n]\n"
+        text = "[\n" + ",\n".join(json.dumps(step, separators=(",", ":")) for step in steps) + "\n]\n"
         if len(text.encode()) > LONGEST_FIXTURE:
             raise NotRecorded(f"{len(text.encode())} bytes are more than {LONGEST_FIXTURE}")
         directory.mkdir(exist_ok=True)

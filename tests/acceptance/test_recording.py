@@ -6,7 +6,7 @@ import threading
 import pytest
 from devkit_driver import DevkitServer
 from recording import LONGEST_ARTIFACT, NotRecorded, Recording, RecordingServer
-from relay import Relay
+from relay import Passed, Relay
 
 ANSWER = (b"HTTP/1.1 200 \r\nX-Odd:  two  blanks\r\nTransfer-Encoding: chunked\r\n"
           b"Content-Type: application/json\r\n\r\n3\r\n{\"a\r\n4\r\n\":1}\r\n0\r\n\r\n")
@@ -68,14 +68,17 @@ def test_the_operators_steps_stand_in_the_fixture_with_the_final_records(tmp_pat
     module = recorded.add_module("script", "job", "1", {"job.sh": b"exit 0\n", "raw": b"\xff"})
     action = recorded.assign("gw-1", [module], "soft")
     recorded.cancel(action)
+    recording.exchange(Passed(recording.began + 9, "GET", "/DEFAULT/controller/v1/gw-1", {"host": "front:8443"},
+                              b"", 404, {"content-length": "0"}, b""))
 
     steps = json.loads(recording.write(recorded, tmp_path / "fixtures").read_text())
 
-    assert [each.get("operator") for each in steps] == ["polling time", "add module", "assign", "cancel", None, None]
+    assert [each.get("operator") for each in steps] == ["polling time", "add module", "assign", "cancel", None, None, None]
     assert steps[1]["artifacts"] == {"job.sh": "exit 0\n", "raw": {"base64": "/w=="}}
     assert (steps[2]["type"], steps[2]["modules"]) == ("soft", [{"id": module.id}])
-    assert steps[4]["record"]["detailStatus"] == "canceling"
-    assert (steps[5]["target"], steps[5]["updateStatus"]) == ("gw-1", "pending")
+    assert (steps[4]["t"], steps[4]["request"]["authorized"], steps[4]["response"]["status"]) == (9, False, 404)
+    assert steps[5]["record"]["detailStatus"] == "canceling"
+    assert (steps[6]["target"], steps[6]["updateStatus"]) == ("gw-1", "pending")
 
 
 def test_what_cannot_be_replayed_is_not_written(tmp_path, recorded, recording):
@@ -85,3 +88,8 @@ def test_what_cannot_be_replayed_is_not_written(tmp_path, recorded, recording):
         recording.write(recorded, tmp_path / "fixtures")
 
     assert not (tmp_path / "fixtures").exists()
+
+
+def test_scenario_without_a_request_is_not_written(tmp_path, recorded, recording):
+    with pytest.raises(NotRecorded, match="asked nothing"):
+        recording.write(recorded, tmp_path / "fixtures")

@@ -137,3 +137,12 @@ def test_many_devices_at_once(server: UpdateServer) -> None:
 
     assert answers == [200] * 120
     assert {target: action.messages()[-1] for target, action in actions.items()} == {each: each for each in actions}
+
+
+@pytest.mark.parametrize(("name", "disposition"), [("a%25.sh", "inline;filename=f.txt"), ("a%25.txt", None)])
+def test_refusal_has_a_harmless_name_where_the_path_ends_like_a_file(device: Device, name: str,
+                                                                     disposition: str | None) -> None:
+    answer = device.get(f"softwaremodules/1/artifacts/{name}")
+
+    assert answer.status == 400
+    assert answer.headers.get("content-disposition") == disposition
