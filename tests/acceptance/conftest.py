@@ -3,8 +3,8 @@
 `hawkbit` needs its jar in HAWKBIT_JAR; script/acceptance sees to that. Without the option the
 scenarios run against the development kit's server, once alone and once behind nginx.
 
-All scenarios share one hawkBit, those of all workers, too: it belongs to the process that pytest was started as.
-Scenarios marked `alone` then need a run without workers.
+All scenarios share one hawkBit, those of all workers, too: it belongs to the process that pytest was
+started as. Scenarios marked `alone` then need a run without workers.
 """
 import contextlib
 import itertools
@@ -42,7 +42,8 @@ def pytest_addoption(parser):
                      help="against which server; may be given more than once")
     parser.addoption("--record", action="store_true",
                      help="takes down what gateways and the real server say, as fixtures for its stand-in's tests")
-    parser.addoption("--results", type=Path, metavar="FILE", help="adds the result of each scenario to this file")
+    parser.addoption("--results", type=Path, metavar="FILE",
+                     help="adds the result of each scenario to this file")
 
 
 def pytest_configure(config):

@@ -107,7 +107,8 @@ class HawkbitServer(driver.Server):
         self._management.put(f"targettags/{tag['id']}/assigned", list(targets))
         made = self._management.post("rollouts", {
             "name": name, "distributionSetId": self._make_set(modules),
-            "targetFilterQuery": f"tag=={tag['name']}", "type": "forced", "amountGroups": groups, **GROUP_CONDITIONS})
+            "targetFilterQuery": f"tag=={tag['name']}", "type": "forced", "amountGroups": groups,
+            **GROUP_CONDITIONS})
         rollout = HawkbitRollout(self._management, made["id"], self._targets)
         wait_for(lambda: rollout.status() == "ready", ROLLOUT_PATIENCE, f"rollout {name} that can be started")
         self._management.post(f"rollouts/{made['id']}/start")

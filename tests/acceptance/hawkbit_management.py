@@ -79,7 +79,8 @@ class Management:
         body = (f'--{boundary}\r\nContent-Disposition: form-data; name="file"; filename="file"\r\n'
                 "Content-Type: application/octet-stream\r\n\r\n").encode() + content
         body += f"\r\n--{boundary}--\r\n".encode()
-        return self._send("POST", path, {"filename": filename}, body, f"multipart/form-data; boundary={boundary}")
+        return self._send("POST", path, {"filename": filename}, body,
+                          f"multipart/form-data; boundary={boundary}")
 
     def _json(self, method: str, path: str, query: dict, body: Any = None) -> Any:
         data = None if body is None else json.dumps(body).encode()
@@ -96,7 +97,8 @@ class Management:
                 text = answer.read()
         except urllib.error.HTTPError as error:
             with error:
-                raise Refusal(f"{method} {path}", error.code, error.read().decode(errors="replace")) from error
+                answer = error.read().decode(errors="replace")
+                raise Refusal(f"{method} {path}", error.code, answer) from error
         # The second is what becomes of an answer that breaks off.
         except (OSError, http.client.HTTPException) as error:
             raise Unreachable(f"{method} {address}: {error}") from error

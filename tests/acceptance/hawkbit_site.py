@@ -17,7 +17,7 @@ MODULE_TYPES = {"script": 10, "opkg": 50, "bl": 1, "plc": 1, "plc_ghn": 1, "zw":
 
 @dataclass(frozen=True)
 class Whereabouts:
-    """Where the server is and what gateways need to reach it, in plain values that another process can be told."""
+    """Where the server is and what gateways need to reach it, in values that another process can be told."""
 
     management_port: int
     proxy_port: int

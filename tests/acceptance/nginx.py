@@ -118,7 +118,8 @@ def slow_down(directory: Path, target: str, bytes_per_second: int) -> None:
 
 
 def _command(directory: Path) -> list[str]:
-    return ["nginx", "-p", str(directory), "-c", str(directory / "nginx.conf"), "-e", str(directory / "error.log")]
+    return ["nginx", "-p", str(directory), "-c", str(directory / "nginx.conf"),
+            "-e", str(directory / "error.log")]
 
 
 def _free_port() -> int:

@@ -41,7 +41,8 @@ def test_the_times_of_all_phases_count(tmp_path):
     (("skipped", None, "passed"), "skipped"),
 ])
 def test_the_worst_phase_is_the_result(tmp_path, phases, result):
-    reports = [report(when, outcome) for when, outcome in zip(("setup", "call", "teardown"), phases) if outcome]
+    reports = [report(when, outcome) for when, outcome in zip(("setup", "call", "teardown"), phases)
+               if outcome]
 
     lines = written(tmp_path / "results", *reports)
 
@@ -69,14 +70,15 @@ def test_only_a_run_that_passed_ends_with_0(tmp_path, lines, status):
     path = tmp_path / "results"
     results.append(path, lines)
 
-    done = subprocess.run([sys.executable, results.__file__, path], capture_output=True, text=True, check=False)
+    done = subprocess.run([sys.executable, results.__file__, path], capture_output=True, text=True,
+                          check=False)
 
     assert done.returncode == status, done.stderr
 
 
 def run_script(*arguments, **environment):
-    return subprocess.run([SCRIPT, *arguments], env={**os.environ, **environment}, capture_output=True, text=True,
-                          check=False, timeout=60)
+    return subprocess.run([SCRIPT, *arguments], env={**os.environ, **environment}, capture_output=True,
+                          text=True, check=False, timeout=60)
 
 
 def test_a_jar_that_is_not_there_is_named():
