@@ -2,6 +2,7 @@
 import datetime
 
 import pytest
+from update_window import FINISHED, comes_to_rest_in
 
 POLL_LINE = r"^(\d\d:\d\d:\d\d) INFO .*event=retrieve_controller_status"
 # Times are read from a log of whole seconds. A busy machine makes pauses longer, never shorter.
@@ -27,10 +28,13 @@ def test_new_polling_time_is_followed_from_the_next_poll_on(home):
 
     usual = pauses(daemon, 2, seen)
     seen = len(daemon.output.lines)
+    # A server that is being asked at that very moment may remember the old time.
+    comes_to_rest_in(daemon, FINISHED)
     home.server.set_polling_time(f"00:00:{SHORT:02}")
     # nothing tells the gateway before it polls
     _, *short = pauses(daemon, 4, seen)
     seen = len(daemon.output.lines)
+    comes_to_rest_in(daemon, FINISHED)
     home.server.set_polling_time(f"00:00:{USUAL:02}")
     _, _, usual_again = pauses(daemon, 3, seen)
 
