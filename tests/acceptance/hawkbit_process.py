@@ -6,11 +6,11 @@ from __future__ import annotations
 
 import os
 import shutil
-import socket
 import subprocess
 import time
 from pathlib import Path
 
+import local_process
 from hawkbit_management import Management, Unreachable
 from nginx import GATEWAY_TOKEN
 
@@ -38,7 +38,7 @@ class HawkbitProcess:
     """`poll` is the polling time "HH:MM:SS" that gateways are given."""
 
     def __init__(self, jar: Path, directory: Path, poll: str) -> None:
-        self.port = _free_port()
+        self.port = local_process.free_port()
         self.management = Management(self.port)
         self._log = directory / "hawkbit.log"
         self._process: subprocess.Popen | None = None
@@ -102,16 +102,5 @@ class HawkbitProcess:
     def stop(self) -> None:
         if self._process is None:
             return
-        self._process.terminate()
-        try:
-            self._process.wait(STOP_PATIENCE)
-        except subprocess.TimeoutExpired:
-            self._process.kill()
-            self._process.wait()
+        local_process.end(self._process, STOP_PATIENCE)
         self._process = None
-
-
-def _free_port() -> int:
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]

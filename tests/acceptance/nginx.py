@@ -9,6 +9,8 @@ import subprocess
 import time
 from pathlib import Path
 
+import local_process
+
 CONFIGURATION = Path(__file__).resolve().parents[2] / "docs/nginx/hawkbit-front.conf"
 GATEWAY_TOKEN = "testkey"
 PATIENCE = 30
@@ -52,7 +54,7 @@ class Nginx:
 
     def __init__(self, directory: Path, pki, upstream: int) -> None:
         self.directory = directory
-        self.port = _free_port()
+        self.port = local_process.free_port()
         self._upstream = upstream
         self._process: subprocess.Popen | None = None
         directory.mkdir(parents=True)
@@ -99,12 +101,7 @@ class Nginx:
     def stop(self) -> None:
         if self._process is None:
             return
-        self._process.terminate()
-        try:
-            self._process.wait(PATIENCE)
-        except subprocess.TimeoutExpired:
-            self._process.kill()
-            self._process.wait()
+        local_process.end(self._process, PATIENCE)
         self._process = None
 
 
@@ -120,9 +117,3 @@ def slow_down(directory: Path, target: str, bytes_per_second: int) -> None:
 def _command(directory: Path) -> list[str]:
     return ["nginx", "-p", str(directory), "-c", str(directory / "nginx.conf"),
             "-e", str(directory / "error.log")]
-
-
-def _free_port() -> int:
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]

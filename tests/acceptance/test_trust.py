@@ -1,4 +1,8 @@
 """Gateways that cannot prove who they are: they are turned away before the server gets to know them."""
+import http.client
+import ssl
+
+import pytest
 from outcomes import poll_now
 
 FAILED_POLL = ("ERROR .*event=exception_caught action=fsm_agent_event "
@@ -44,3 +48,24 @@ def test_gateway_registers_as_soon_as_it_has_the_right_certificate(home):
 
     assert before is None
     assert home.wait_until_registered().update_status == "registered"
+
+
+@pytest.mark.proxied
+def test_nothing_but_the_interface_of_devices_can_be_reached(server, label):
+    access = server.access
+    context = ssl.create_default_context(cafile=access.ca)
+    context.load_cert_chain(access.certificate, access.key)
+
+    def status(path):
+        connection = http.client.HTTPSConnection(access.address, timeout=30, context=context)
+        try:
+            connection.request("GET", path, headers={"Authorization": "Basic YWRtaW46YWRtaW4="})
+            return connection.getresponse().status
+        finally:
+            connection.close()
+
+    foreign = {path: status(path) for path in (
+        "/", "/rest/v1/targets", "/rest/v1/system/configs", "/DEFAULT/controller/v1/../../../rest/v1/targets")}
+
+    assert status(f"/DEFAULT/controller/v1/{label}") == 200
+    assert set(foreign.values()) == {404}, foreign
