@@ -5,11 +5,15 @@ once, where it would keep some kilobytes back for a file or a pipe.
 """
 import os
 import re
-import selectors
+import select
 import threading
 import time
 import tty
 from typing import NamedTuple
+
+
+# A program that writes without a pause is always a little ahead of whoever reads.
+CATCH_UP_PATIENCE = 5
 
 
 class Line(NamedTuple):
@@ -21,7 +25,7 @@ class Output:
     """Everything one program has written so far; safe to read while it runs."""
 
     def __init__(self, copy_to):
-        self.lines = []
+        self._lines = []
         self._copy = open(copy_to, "ab")
         self._changed = threading.Condition()
         self._masters, self.slaves = {}, []
@@ -41,10 +45,28 @@ class Output:
     def join(self, timeout):
         self._reader.join(timeout)
 
-    def text(self, stream=None):
+    @property
+    def lines(self):
+        """All lines that were whole when this was asked for."""
         with self._changed:
-            return "".join(line.text + "\n" for line in self.lines
-                           if stream in (None, line.stream))
+            self._catch_up()
+            return self._lines.copy()
+
+    def text(self, stream=None):
+        return "".join(line.text + "\n" for line in self.lines if stream in (None, line.stream))
+
+    def _catch_up(self):
+        """Waits until the reader has taken what was written so far; on a busy machine it may be late."""
+        deadline = time.monotonic() + CATCH_UP_PATIENCE
+        while self._ready(0) and time.monotonic() < deadline:
+            self._changed.wait(0.05)
+
+    def _ready(self, timeout):
+        """The terminals that have something to read, or nothing more to come."""
+        poll = select.poll()
+        for master in self._masters:
+            poll.register(master, select.POLLIN)
+        return [master for master, _ in poll.poll(timeout)]
 
     def wait_for(self, pattern, timeout, start=0):
         """Looks for a regular expression in the lines from number `start` on.
@@ -55,7 +77,7 @@ class Output:
         deadline = time.monotonic() + timeout
         with self._changed:
             while True:
-                for line in self.lines[start:]:
+                for line in self._lines[start:]:
                     start += 1
                     match = expression.search(line.text)
                     if match:
@@ -65,30 +87,28 @@ class Output:
                 self._changed.wait(0.1)
 
     def _read(self):
-        rests = {master: b"" for master in self._masters}
-        selector = selectors.DefaultSelector()
-        for master in rests:
-            selector.register(master, selectors.EVENT_READ)
-        while selector.get_map():
-            for key, _ in selector.select():
-                try:
-                    data = os.read(key.fd, 65536)
-                except OSError:  # a terminal whose other end is closed answers EIO
-                    data = b""
-                if not data:
-                    selector.unregister(key.fd)
-                    os.close(key.fd)
-                rests[key.fd] = self._take(self._masters[key.fd], rests[key.fd], data)
+        rests = dict.fromkeys(self._masters, b"")
+        while self._masters:
+            for master in self._ready(None):
+                # Nobody may look between the reading of a line and its being kept.
+                with self._changed:
+                    rests[master] = self._take(master, rests[master])
+                    self._changed.notify_all()
         self._copy.close()
 
-    def _take(self, stream, rest, data):
+    def _take(self, master, rest):
+        """Keeps the lines that are whole by now and returns the rest."""
+        try:
+            data = os.read(master, 65536)
+        except OSError:  # a terminal whose other end is closed answers EIO
+            data = b""
         *whole, rest = (rest + data).split(b"\n")
         if not data and rest:
             whole, rest = [*whole, rest], b""
-        for line in whole:
-            self._copy.write(line + b"\n")
+        self._copy.write(b"".join(line + b"\n" for line in whole))
         self._copy.flush()
-        with self._changed:
-            self.lines += [Line(stream, line.decode(errors="replace")) for line in whole]
-            self._changed.notify_all()
+        self._lines += [Line(self._masters[master], line.decode(errors="replace")) for line in whole]
+        if not data:
+            del self._masters[master]
+            os.close(master)
         return rest
