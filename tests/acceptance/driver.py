@@ -14,6 +14,8 @@ from typing import Any
 
 RECHECK = 0.2
 SLOW_BYTES_PER_SECOND = 20_000
+# How the texts begin that the server adds to those of the device.
+SERVER_TEXTS = ("Update Server: ", "Assignment initiated by", "Initiated by Rollout")
 
 
 @dataclass(frozen=True)
@@ -73,7 +75,7 @@ class ActionRecord:
     def reported(self) -> list[str]:
         """The device's texts, without those of the server."""
         return [text for text in self.messages
-                if not text.startswith(("Update Server: ", "Assignment initiated by", "Initiated by Rollout"))]
+                if not text.startswith(SERVER_TEXTS)]
 
 
 @dataclass(frozen=True)

@@ -1,12 +1,10 @@
 """Steps and records that several scenarios of the flow share."""
-import contextlib
-
-from driver import Entry
-from gateway import BusError, package
+from driver import SERVER_TEXTS, Entry
+from gateway import package
 from held_script import HeldScript
+from outcomes import was_closed_once
 from update_window import FINISHED, comes_to_rest_in
 
-OWN_TEXTS = ("Update Server: ", "Assignment initiated by")
 NOTHING_TO_DO = "Deployment not running. Nothing to do."
 SUCCESSFUL = Entry("finished", ("Deployment successful",))
 
@@ -21,17 +19,9 @@ def deployed(chunk, *output):
 
 def reports(record):
     """The device's own entries, without what the server has added to them."""
-    entries = (Entry(each.type, tuple(text for text in each.messages if not text.startswith(OWN_TEXTS)))
+    entries = (Entry(each.type, tuple(text for text in each.messages if not text.startswith(SERVER_TEXTS)))
                for each in record.entries)
     return [each for each in entries if each.messages]
-
-
-def poll_now(home):
-    """Has the daemon poll at its next step instead of when its next poll is due."""
-    home.wait_until(lambda: "zephran" in home.gateway.bus.objects(), "the object zephran")
-    # A supervised daemon may be just about to be started again; it polls by itself then.
-    with contextlib.suppress(BusError):
-        home.gateway.bus.call("force_poll")
 
 
 def start_known(home, *arguments, **options):
@@ -50,7 +40,7 @@ def start_rarely_polling(home):
 
 def rest_until_polled(home, daemon):
     """Lets a dormant daemon make itself known to the server, and waits until it rests."""
-    poll_now(home)
+    home.poll_now()
     home.wait_until_registered()
     comes_to_rest_in(daemon, FINISHED)
 
@@ -67,7 +57,7 @@ def hold_installation(home, *following, name="one"):
     """
     held = HeldScript(home, name)
     action = home.assign(held.module, *following)
-    poll_now(home)
+    home.poll_now()
     held.wait_until_it_runs()
     return held, action
 
@@ -77,7 +67,7 @@ def polls_again(home, times=3):
     for _ in range(times):
         daemon = home.gateway.daemons[-1]
         start = len(daemon.output.lines)
-        poll_now(home)
+        home.poll_now()
         daemon.wait_for_line("event=retrieve_controller_status", start=start)
         comes_to_rest_in(daemon, FINISHED)
 
@@ -95,7 +85,7 @@ def poll_until_closed(home, action):
 def takes_the_next(home):
     """The gateway is as good as new: it carries out a fresh deployment."""
     action = home.assign(home.script("next", "echo next"))
-    poll_now(home)
+    home.poll_now()
     return home.wait_for_end(action).status == "finished"
 
 
@@ -103,6 +93,5 @@ def assert_closed_once(home, action, status):
     """The action ends like this, and later polls leave it alone. Returns what the server recorded."""
     record = home.wait_for_end(action)
     polls_again(home)
-    assert home.server.action(action) == record
-    assert record.status == status
+    assert was_closed_once(home, action, status) == record
     return record

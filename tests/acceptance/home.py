@@ -1,7 +1,10 @@
 """A home: one simulated gateway with the real daemon, and the server's records of it."""
 from __future__ import annotations
 
+import contextlib
+
 from driver import Server, wait_for
+from gateway import BusError
 from gateway_bench import PATIENCE, GatewayBench
 
 
@@ -26,6 +29,13 @@ class Home(GatewayBench):
         return self.start_for(self.device, access.address, access.ca,
                               "--client-certificate", certificate, "--client-certificate-key", key,
                               *arguments, **options)
+
+    def poll_now(self):
+        """Has the daemon poll at its next step instead of when its next poll is due."""
+        self.wait_until(lambda: "zephran" in self.gateway.bus.objects(), "the object zephran")
+        # A supervised daemon may be just about to be started again; it polls by itself then.
+        with contextlib.suppress(BusError):
+            self.gateway.bus.call("force_poll")
 
     # ---- the operator
 

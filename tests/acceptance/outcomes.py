@@ -1,16 +1,6 @@
 """What several themes of scenarios ask about the end of a deployment."""
-import contextlib
-
-from gateway import BusError
-
 CLOSING = ("finished", "error", "canceled", "downloaded")
 ANSWERED_POLL = r"method=GET url=https://[^/]+/DEFAULT/controller/v1/[^/ ]+ response="
-
-
-def poll_now(home):
-    """A daemon that has just been started is not on the bus yet; it polls by itself."""
-    with contextlib.suppress(BusError):
-        home.gateway.bus.call("force_poll")
 
 
 def poll_again(*homes):
@@ -18,7 +8,7 @@ def poll_again(*homes):
     for _ in range(2):
         seen = {home.gateway.daemons[-1]: len(home.gateway.daemons[-1].output.lines) for home in homes}
         for home in homes:
-            poll_now(home)
+            home.poll_now()
         for daemon, start in seen.items():
             daemon.wait_for_line(ANSWERED_POLL, start=start)
 

@@ -1,5 +1,5 @@
 """File names that the server hands out as they were uploaded, and that must not lead a gateway astray."""
-from outcomes import poll_again, poll_now, texts_of, was_closed_once
+from outcomes import poll_again, texts_of, was_closed_once
 
 RAN = "state-ran"
 UNSAFE = ("../x.sh", "/etc/x.sh", "-rf", ".hidden", "$(touch state-ran).sh", "`touch state-ran`.sh",
@@ -26,7 +26,7 @@ def deploy(make_home, filenames):
         home.wait_until_registered()
         before.append(files_outside(home))
         actions.append(home.assign(module))
-        poll_now(home)
+        home.poll_now()
     for (home, _), action in zip(started, actions):
         home.wait_for_end(action)
     poll_again(*(home for home, _ in started))

@@ -1,6 +1,6 @@
 """The operator takes a deployment back, at every moment of it."""
 from flow import (NOTHING_TO_DO, SUCCESSFUL, assert_closed_once, deployed, hold_installation,
-                  package_module, poll_now, poll_until_closed, reports, rest_until_polled, start_known,
+                  package_module, poll_until_closed, reports, rest_until_polled, start_known,
                   start_rarely_polling, started, takes_the_next)
 from update_window import WAITING_ON_USER, rests_in
 
@@ -11,11 +11,11 @@ def test_cancelled_while_the_gateway_waits(home):
     home.configure("service.automatic_update", "0")
     daemon = start_known(home)
     action = home.assign(home.script("one", "touch /tmp/ran"), type="soft")
-    poll_now(home)
+    home.poll_now()
     rests_in(daemon, WAITING_ON_USER)
 
     home.server.cancel(action)
-    poll_now(home)
+    home.poll_now()
     record = home.wait_for_end(action)
 
     assert record.status == "canceled"
@@ -30,13 +30,13 @@ def test_cancelled_while_the_gateway_downloads(home):
     daemon = start_known(home)
     padding = "#" * SLOW_SCRIPT_SIZE
     action = home.assign(home.script("one", f"touch /tmp/ran\n{padding}\n"))
-    poll_now(home)
+    home.poll_now()
     daemon.wait_for_line("event=download_artifact")
     home.wait_until(lambda: "download" in [each.type for each in home.server.action(action).entries],
                     "the download's record")
 
     home.server.cancel(action)
-    poll_now(home)
+    home.poll_now()
     record = home.wait_for_end(action)
 
     assert record.status == "canceled"
@@ -51,7 +51,7 @@ def test_cancelled_while_the_gateway_installs(home):
     held, action = hold_installation(home, package_module(home))
 
     home.server.cancel(action)
-    poll_now(home)
+    home.poll_now()
     held.release()
     poll_until_closed(home, action)
     record = assert_closed_once(home, action, "canceled")
@@ -69,7 +69,7 @@ def test_cancelled_while_the_gateway_installs_the_last_module(home):
     held, action = hold_installation(home)
 
     home.server.cancel(action)
-    poll_now(home)
+    home.poll_now()
     held.release()
     poll_until_closed(home, action)
     record = assert_closed_once(home, action, "canceled")
@@ -106,7 +106,7 @@ def test_force_quit_while_the_gateway_installs(home):
 
     home.server.cancel(action)
     home.server.force_quit(action)
-    poll_now(home)
+    home.poll_now()
     held.release()
     daemon.wait_for_line("abort_deployment_action")
     record = assert_closed_once(home, action, "canceled")

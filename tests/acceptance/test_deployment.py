@@ -1,5 +1,5 @@
 """Deployments that are meant to be carried out at once."""
-from flow import SUCCESSFUL, deployed, polls_again, poll_now, reports, start_known, started
+from flow import SUCCESSFUL, deployed, polls_again, reports, start_known, started
 from release import Release
 
 INSTALLED_PACKAGE = "Installing {0} (1.4) to root...\nConfiguring {0}."
@@ -11,7 +11,7 @@ def test_release_of_every_part_type(home):
     home.wait_until_registered()
 
     action = release.assign()
-    poll_now(home)
+    home.poll_now()
     record = home.wait_for_end(action)
     polls_again(home)
 
@@ -41,7 +41,7 @@ def test_second_deployment_follows_the_first(home):
 
     for name in ("one", "two"):
         action = home.assign(home.script(name, f"echo did {name}"))
-        poll_now(home)
+        home.poll_now()
         ended.append(home.wait_for_end(action))
     polls_again(home)
 
@@ -58,11 +58,11 @@ def test_version_that_is_recorded_is_not_fetched_again(home):
     release.supervise()
     home.wait_until_registered()
     first = release.assign()
-    poll_now(home)
+    home.poll_now()
     home.wait_for_end(first)
 
     second = release.assign()
-    poll_now(home)
+    home.poll_now()
     record = home.wait_for_end(second)
 
     assert record.status == "finished"

@@ -1,6 +1,6 @@
 """New firmware for the gateway itself, which reboots in the middle of its deployment."""
 from gateway import firmware_image
-from outcomes import assert_closed_once, poll_now, texts_of
+from outcomes import assert_closed_once, texts_of
 
 OLD, NEW, OTHER = "2.0_20250101", "2.1_20260101", "2.0.5_20250601"
 
@@ -22,7 +22,7 @@ def test_deployment_goes_on_after_the_reboot_of_its_firmware(home):
     supervisor = supervise(home)
     new, settings = firmware(home, NEW, NEW), home.script("settings", "echo kept")
     action = home.assign(settings, new)
-    poll_now(home)
+    home.poll_now()
 
     record = assert_closed_once(home, action)
 
@@ -41,12 +41,12 @@ def test_firmware_that_comes_back_with_another_version_is_one_failure(home):
     supervisor = supervise(home)
     wrong, settings = firmware(home, NEW, OTHER), home.script("settings", "echo never")
     failing = home.assign(wrong, settings)
-    poll_now(home)
+    home.poll_now()
 
     record = assert_closed_once(home, failing, "error")
     after_failure = home.server.target(home.device).update_status
     following = home.assign(home.script("following", "echo fine"))
-    poll_now(home)
+    home.poll_now()
     assert_closed_once(home, following)
 
     assert texts_of(record, "error") == [[

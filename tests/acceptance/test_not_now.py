@@ -1,5 +1,5 @@
 """Deployments that the server tells the gateway not to install, for now or at all."""
-from outcomes import assert_closed_once, is_downloading, poll_now
+from outcomes import assert_closed_once, is_downloading
 
 SKIPPED = "ERROR .*event=exception_caught action=fsm_agent_event what=Invalid update type"
 # Long enough for the gateway to be offered it twice before it opens.
@@ -10,7 +10,7 @@ def wait_until_skipped(home, daemon):
     """Waits until the gateway has read the offer and has let it be, and then once more."""
     for _ in range(2):
         seen = len(daemon.output.lines)
-        poll_now(home)
+        home.poll_now()
         daemon.wait_for_line(SKIPPED, start=seen)
 
 
@@ -21,10 +21,10 @@ def test_download_only_is_not_installed_and_the_next_deployment_is_taken(home):
     wait_until_skipped(home, daemon)
     before = home.server.action(unwanted)
     following = home.assign(home.script("following", "echo fine"))
-    poll_now(home)
+    home.poll_now()
 
     home.wait_for_end(unwanted)
-    poll_now(home)
+    home.poll_now()
     assert_closed_once(home, following)
 
     record = home.server.action(unwanted)
@@ -44,7 +44,7 @@ def test_cancelled_download_only_is_answered(home):
     wait_until_skipped(home, daemon)
 
     home.server.cancel(action)
-    poll_now(home)
+    home.poll_now()
     record = assert_closed_once(home, action, "canceled")
 
     assert record.reported == ["Deployment not running. Nothing to do."]

@@ -1,6 +1,6 @@
 """An adapter on the powerline network is a target of its own, reached with its gateway's certificate."""
 from gateway import powerline_image
-from outcomes import poll_again, poll_now, texts_of, was_closed_once
+from outcomes import poll_again, texts_of, was_closed_once
 from powerline_network import NEW, OLD, WITH_SERIAL, PowerlineNetwork
 
 
@@ -16,7 +16,7 @@ def test_adapter_and_its_gateway_are_two_targets(home):
     image = home.module("plc_ghn", "adapter", NEW, {"plc.bin": powerline_image(NEW) + home.label.encode()})
     script = home.script("one", "echo fine")
     of_adapter, of_gateway = home.server.assign(serial, [image]), home.assign(script)
-    poll_now(home)
+    home.poll_now()
 
     for action in (of_adapter, of_gateway):
         home.wait_for_end(action)

@@ -2,7 +2,7 @@
 import re
 
 import pytest
-from flow import assert_closed_once, poll_now, reports, start_known, started, takes_the_next
+from flow import assert_closed_once, reports, start_known, started, takes_the_next
 
 PIECE = 512
 MOST_PIECES = 39
@@ -55,7 +55,7 @@ def test_output_of_60000_characters_is_recorded_in_pieces(home, line, recorded_l
     start_known(home)
 
     action = home.assign(module)
-    poll_now(home)
+    home.poll_now()
     record = assert_closed_once(home, action, "finished")
 
     begun, done, _ = reports(record)
@@ -69,7 +69,7 @@ def test_markup_in_an_output_is_recorded_with_blanks(home):
     start_known(home)
 
     action = home.assign(module)
-    poll_now(home)
+    home.poll_now()
     record = assert_closed_once(home, action, "finished")
 
     assert reports(record)[1].messages[2] == f"{RECORDED_MARKUP}\nbell   and  [1mbold"
@@ -80,7 +80,7 @@ def test_failing_script_is_recorded_with_its_texts(home):
     daemon = start_known(home)
 
     action = home.assign(module)
-    poll_now(home)
+    home.poll_now()
     record = assert_closed_once(home, action, "error")
 
     assert [report.type for report in reports(record)] == ["running", "error"]
@@ -100,7 +100,7 @@ def test_failing_script_with_a_long_output_is_recorded_too(home):
     start_known(home)
 
     action = home.assign(module)
-    poll_now(home)
+    home.poll_now()
     record = assert_closed_once(home, action, "error")
 
     failure = reports(record)[-1].messages

@@ -9,7 +9,7 @@ import pytest
 from held_script import HeldScript
 from home import Home
 from local_control import LocalControl
-from outcomes import is_downloading, poll_again, poll_now, texts_of, was_closed_once
+from outcomes import is_downloading, poll_again, texts_of, was_closed_once
 
 # At the speed of a slowed down download this lasts well beyond the beginning of the outage.
 LARGE = 300_000
@@ -46,7 +46,7 @@ def waiting_for_the_user(home):
     home.configure("service.automatic_update", "0")
     action = home.assign(home.script("soft", "echo done"), type="soft")
     control = LocalControl(home)
-    poll_now(home)
+    home.poll_now()
     control.wait_for_pending()
 
     def accept():
@@ -59,7 +59,7 @@ def downloading(home):
     home.server.slow_down(home.device)
     text = b"#!/bin/sh\necho done\nexit\n# " + home.device.encode() + b"x" * LARGE
     action = home.assign(home.module("script", "large", "1.0", {"large.sh": text}))
-    poll_now(home)
+    home.poll_now()
     home.wait_until(lambda: is_downloading(home.server, action), "the beginning of the download")
     return Phase(home, action)
 
@@ -67,7 +67,7 @@ def downloading(home):
 def installing(home):
     held = HeldScript(home, "held", after="echo done")
     action = home.assign(held.module)
-    poll_now(home)
+    home.poll_now()
     held.wait_until_it_runs()
     return Phase(home, action, polls=False, after_outage=held.release)
 
@@ -76,7 +76,7 @@ def about_to_report(home):
     """Its script ends while there is nobody to tell."""
     held = HeldScript(home, "silent", after="echo done")
     action = home.assign(held.module)
-    poll_now(home)
+    home.poll_now()
     held.wait_until_it_runs()
 
     def end_it():
@@ -121,9 +121,9 @@ def go_through(make_home, stop, start, cuts_downloads):
             if phase.polls:
                 poll_until_backed_off(phase.home)
     for phase in phases:
-        poll_now(phase.home)
+        phase.home.poll_now()
         phase.after_outage()
-        poll_now(phase.home)
+        phase.home.poll_now()
     for phase in phases:
         phase.home.wait_for_end(phase.action)
     poll_again(*homes)
@@ -136,7 +136,7 @@ def go_through(make_home, stop, start, cuts_downloads):
 def poll_until_backed_off(home):
     """One by its own poll; others after a failed report, which has ended the daemon."""
     def has_backed_off():
-        poll_now(home)
+        home.poll_now()
         return any("event=backoff" in line.text for line in home.gateway.daemons[-1].output.lines)
     home.wait_until(has_backed_off, "a poll that fails")
 

@@ -1,8 +1,7 @@
 """A power cut in the middle of a release whose reports are more than the server hands back."""
 import re
 
-from flow import (SUCCESSFUL, assert_closed_once, deployed, package_module, polls_again, poll_now, reports,
-                  started)
+from flow import (SUCCESSFUL, assert_closed_once, deployed, package_module, polls_again, reports, started)
 
 SCRIPTS = ("one", "two", "three", "four", "five")
 HELD = 2
@@ -28,7 +27,7 @@ def test_power_cut_during_a_long_release(home):
     supervisor = home.supervise()
     home.wait_until_registered()
     action = home.assign(*modules)
-    poll_now(home)
+    home.poll_now()
     home.wait_until((home.gateway.tmp / "state-held").exists, "the third script")
 
     supervisor.power_cut()
@@ -62,7 +61,7 @@ def test_power_cut_after_an_output_of_characters_outside_the_basic_plane(home):
     supervisor = home.supervise()
     home.wait_until_registered()
     action = home.assign(talkative, package)
-    poll_now(home)
+    home.poll_now()
     home.wait_until(lambda: home.gateway.is_held("opkg"), "opkg being held")
     before = reports(home.server.action(action))
 

@@ -2,7 +2,7 @@
 import time
 
 import pytest
-from flow import SUCCESSFUL, deployed, poll_now, reports, start_known, started
+from flow import SUCCESSFUL, deployed, reports, start_known, started
 from local_control import FAILURE, NOTHING_PENDING, SUCCESS, LocalControl
 from update_window import (DAYS, WAITING_DELAY, WAITING_ON_SCHEDULE, WAITING_ON_USER,
                            comes_to_rest_in, day_after, rests_in, set_schedule)
@@ -28,7 +28,7 @@ WAITING = pytest.mark.parametrize("configure, state", [
 
 def assign_soft(home):
     action = home.assign(home.script("one", "echo one"), type="soft")
-    poll_now(home)
+    home.poll_now()
     return action
 
 
@@ -36,7 +36,7 @@ def assert_waits_unreported(home, daemon, action, state):
     """The gateway reads the offer more than once and rests, and the server hears nothing of it."""
     rests_in(daemon, state)
     seen = len(daemon.output.lines)
-    poll_now(home)
+    home.poll_now()
     daemon.wait_for_line("event=retrieve_deployment_action", start=seen)
     comes_to_rest_in(daemon, state)
     record = home.server.action(action)
@@ -66,7 +66,7 @@ def test_in_the_open_window_a_delay_is_drawn_and_kept(home):
 
     action = assign_soft(home)
     drawn = int(daemon.wait_for_line(r"INFO .*delay_mins=(\d+) until=").group(1))
-    poll_now(home)
+    home.poll_now()
     kept = int(daemon.wait_for_line(r"INFO .*action=reusing delay delay_mins=(\d+)").group(1))
     rests_in(daemon, WAITING_DELAY)
     waiting = home.server.action(action)
@@ -102,7 +102,7 @@ def test_forced_by_the_operator_it_starts_whatever_it_waits_for(home, configure,
     assert_waits_unreported(home, daemon, action, state)
 
     home.server.force(action)
-    poll_now(home)
+    home.poll_now()
     record = home.wait_for_end(action)
 
     assert_carried_out(home, record)
@@ -126,7 +126,7 @@ def test_it_waits_until_its_forced_time_and_is_then_carried_out(home):
     force_time = time.time() + 15
     action = home.assign(home.script("one", "echo one; date +%s >/tmp/state-time"), type="timeforced",
                          force_time=force_time)
-    poll_now(home)
+    home.poll_now()
     assert_waits_unreported(home, daemon, action, WAITING_ON_USER)
 
     record = home.wait_for_end(action)

@@ -1,6 +1,6 @@
 """A second assignment takes the place of the first one."""
 from flow import (NOTHING_TO_DO, SUCCESSFUL, assert_closed_once, deployed, hold_installation, package_module,
-                  poll_now, poll_until_closed, reports, start_known, start_rarely_polling, started)
+                  poll_until_closed, reports, start_known, start_rarely_polling, started)
 from update_window import WAITING_ON_USER, rests_in
 
 
@@ -17,14 +17,14 @@ def test_replaced_while_the_gateway_waits(home):
     home.configure("service.automatic_update", "0")
     daemon = start_known(home)
     older = home.assign(home.script("older", "touch /tmp/ran"), type="soft")
-    poll_now(home)
+    home.poll_now()
     rests_in(daemon, WAITING_ON_USER)
 
     module = newer_module(home)
     newer = home.assign(module)
-    poll_now(home)
+    home.poll_now()
     replaced = home.wait_for_end(older)
-    poll_now(home)
+    home.poll_now()
     assert_newer_carried_out(home, newer, module)
 
     assert replaced.status == "canceled"
@@ -39,10 +39,10 @@ def test_replaced_while_the_gateway_installs(home):
 
     module = newer_module(home)
     newer = home.assign(module)
-    poll_now(home)
+    home.poll_now()
     held.release()
     replaced = poll_until_closed(home, older)
-    poll_now(home)
+    home.poll_now()
     assert_newer_carried_out(home, newer, module)
 
     assert replaced.status == "canceled"
@@ -57,16 +57,16 @@ def test_replaced_while_its_replacement_is_taken_back(home):
     home.configure("service.automatic_update", "0")
     daemon = start_known(home)
     older = home.assign(home.script("older", "touch /tmp/ran"), type="soft")
-    poll_now(home)
+    home.poll_now()
     rests_in(daemon, WAITING_ON_USER)
 
     middle = home.assign(home.script("middle", "touch /tmp/ran"))
     module = newer_module(home)
     newer = home.assign(module)
     for action in (older, middle):
-        poll_now(home)
+        home.poll_now()
         assert home.wait_for_end(action).status == "canceled"
-    poll_now(home)
+    home.poll_now()
     assert_newer_carried_out(home, newer, module)
 
     assert home.gateway.leftovers() == []

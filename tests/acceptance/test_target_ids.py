@@ -1,6 +1,6 @@
 """Ids of targets that are no plain words."""
 import pytest
-from outcomes import assert_closed_once, poll_now, texts_of
+from outcomes import assert_closed_once, texts_of
 
 
 @pytest.fixture(name="home")
@@ -14,7 +14,7 @@ def test_links_of_an_id_with_colons_come_back_escaped_and_are_followed(home):
     # More messages than the history shows, so that the gateway's reports are read back, too.
     modules = [home.script(name, f"echo {name}") for name in ("one", "two", "three")]
     action = home.assign(*modules)
-    poll_now(home)
+    home.poll_now()
 
     record = assert_closed_once(home, action)
 
@@ -33,11 +33,11 @@ def test_cancel_reaches_an_id_with_colons(home):
     home.start()
     home.wait_until_registered()
     action = home.assign(home.script("one", "touch /tmp/state-ran"), type="soft")
-    poll_now(home)
+    home.poll_now()
     home.wait_until(lambda: home.server.action(action).status == "retrieved", "the offer being read")
 
     home.server.cancel(action)
-    poll_now(home)
+    home.poll_now()
     assert_closed_once(home, action, "canceled")
 
     assert not (home.gateway.tmp / "state-ran").exists()

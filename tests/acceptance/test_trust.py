@@ -3,7 +3,6 @@ import http.client
 import ssl
 
 import pytest
-from outcomes import poll_now
 
 FAILED_POLL = ("ERROR .*event=exception_caught action=fsm_agent_event "
                "what=HTTP (request failed|server returned an error code)$")
@@ -14,7 +13,7 @@ def assert_turned_away(home, daemon, statuses):
     """Twice, the second time because local software has asked for a poll."""
     for _ in range(2):
         seen = len(daemon.output.lines)
-        poll_now(home)
+        home.poll_now()
         daemon.wait_for_line(FAILED_POLL, start=seen)
         daemon.wait_for_line(BACKED_OFF, start=seen)
     answers = {line.text.split()[2] for line in daemon.output.lines if line.text.startswith("< HTTP/1.1 ")}
