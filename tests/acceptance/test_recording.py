@@ -1,11 +1,13 @@
 """The recorder itself: it changes nothing of what passes, and writes down what the stand-in can replay."""
 import json
+import re
 import socket
 import threading
+from pathlib import Path
 
 import pytest
 from devkit_driver import DevkitServer
-from recording import LONGEST_ARTIFACT, NotRecorded, Recording, RecordingServer
+from recording import FIXTURES, LIKE_ANOTHER, LONGEST_ARTIFACT, NotRecorded, Recording, RecordingServer
 from relay import Passed, Relay
 
 ANSWER = (b"HTTP/1.1 200 \r\nX-Odd:  two  blanks\r\nTransfer-Encoding: chunked\r\n"
@@ -94,3 +96,13 @@ def test_what_cannot_be_replayed_is_not_written(tmp_path, recorded, recording):
 def test_scenario_without_a_request_is_not_written(tmp_path, recorded, recording):
     with pytest.raises(NotRecorded, match="asked nothing"):
         recording.write(recorded, tmp_path / "fixtures")
+
+
+def test_what_is_recorded_or_left_out_is_a_scenario():
+    scenarios = tuple(name.replace("_", "-") for path in Path(__file__).parent.glob("test_*.py")
+                      for name in re.findall(r"^def test_(\w+)", path.read_text(encoding="utf-8"), re.M))
+    recorded = {path.stem for path in FIXTURES.glob("*.json")}
+
+    assert recorded
+    assert [name for name in (*sorted(recorded), *LIKE_ANOTHER) if not name.startswith(scenarios)] == []
+    assert recorded.isdisjoint(LIKE_ANOTHER)
