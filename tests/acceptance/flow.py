@@ -3,7 +3,7 @@ from driver import SERVER_TEXTS, Entry
 from gateway import package
 from held_script import HeldScript
 from outcomes import was_closed_once
-from update_window import FINISHED, comes_to_rest_in
+from update_window import FINISHED, WAITING_ON_USER, comes_to_rest_in, rests_in
 
 NOTHING_TO_DO = "Deployment not running. Nothing to do."
 SUCCESSFUL = Entry("finished", ("Deployment successful",))
@@ -48,6 +48,16 @@ def rest_until_polled(home, daemon):
 def package_module(home, name="two"):
     """A module whose installer comes after that of scripts."""
     return home.module("opkg", name, "1.0", {f"{name}.ipk": package(name, "1.0", {f"{name}.txt": b"it\n"})})
+
+
+def hold_back(home, name):
+    """Assigns a script that waits for the user, as the gateway's configuration wants it; returns the action."""
+    home.configure("service.automatic_update", "0")
+    daemon = start_known(home)
+    action = home.assign(home.script(name, "touch /tmp/ran"), type="soft")
+    home.poll_now()
+    rests_in(daemon, WAITING_ON_USER)
+    return action
 
 
 def hold_installation(home, *following, name="one"):

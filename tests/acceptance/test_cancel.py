@@ -1,18 +1,13 @@
 """The operator takes a deployment back, at every moment of it."""
-from flow import (NOTHING_TO_DO, SUCCESSFUL, assert_closed_once, deployed, hold_installation,
+from flow import (NOTHING_TO_DO, SUCCESSFUL, assert_closed_once, deployed, hold_back, hold_installation,
                   package_module, poll_until_closed, reports, rest_until_polled, start_known,
                   start_rarely_polling, started, takes_the_next)
-from update_window import WAITING_ON_USER, rests_in
 
 SLOW_SCRIPT_SIZE = 160_000
 
 
 def test_cancelled_while_the_gateway_waits(home):
-    home.configure("service.automatic_update", "0")
-    daemon = start_known(home)
-    action = home.assign(home.script("one", "touch /tmp/ran"), type="soft")
-    home.poll_now()
-    rests_in(daemon, WAITING_ON_USER)
+    action = hold_back(home, "one")
 
     home.server.cancel(action)
     home.poll_now()
@@ -45,18 +40,24 @@ def test_cancelled_while_the_gateway_downloads(home):
     assert home.gateway.leftovers() == []
 
 
-def test_cancelled_while_the_gateway_installs(home):
-    """A module that is being installed cannot be stopped; the ones after it are not begun."""
-    start_rarely_polling(home)
-    held, action = hold_installation(home, package_module(home))
-
+def cancel_during(home, held, action):
+    """Cancels while the script is held; it cannot be stopped and is reported. Returns the server's record."""
     home.server.cancel(action)
     home.poll_now()
     held.release()
     poll_until_closed(home, action)
     record = assert_closed_once(home, action, "canceled")
-
     assert reports(record)[:2] == [started(held.module.chunk), deployed(held.module.chunk, "released")]
+    return record
+
+
+def test_cancelled_while_the_gateway_installs(home):
+    """A module that is being installed cannot be stopped; the ones after it are not begun."""
+    start_rarely_polling(home)
+    held, action = hold_installation(home, package_module(home))
+
+    record = cancel_during(home, held, action)
+
     assert len(reports(record)) <= 3
     assert home.gateway.calls("opkg") == []
     assert takes_the_next(home)
@@ -68,13 +69,8 @@ def test_cancelled_while_the_gateway_installs_the_last_module(home):
     start_rarely_polling(home)
     held, action = hold_installation(home)
 
-    home.server.cancel(action)
-    home.poll_now()
-    held.release()
-    poll_until_closed(home, action)
-    record = assert_closed_once(home, action, "canceled")
+    record = cancel_during(home, held, action)
 
-    assert reports(record)[:2] == [started(held.module.chunk), deployed(held.module.chunk, "released")]
     assert SUCCESSFUL not in reports(record)
     assert takes_the_next(home)
     assert home.gateway.leftovers() == held.own_files

@@ -1,7 +1,6 @@
 """A second assignment takes the place of the first one."""
-from flow import (NOTHING_TO_DO, SUCCESSFUL, assert_closed_once, deployed, hold_installation, package_module,
-                  poll_until_closed, reports, start_known, start_rarely_polling, started)
-from update_window import WAITING_ON_USER, rests_in
+from flow import (NOTHING_TO_DO, SUCCESSFUL, assert_closed_once, deployed, hold_back, hold_installation,
+                  package_module, poll_until_closed, reports, start_rarely_polling, started)
 
 
 def newer_module(home):
@@ -14,11 +13,7 @@ def assert_newer_carried_out(home, action, module):
 
 
 def test_replaced_while_the_gateway_waits(home):
-    home.configure("service.automatic_update", "0")
-    daemon = start_known(home)
-    older = home.assign(home.script("older", "touch /tmp/ran"), type="soft")
-    home.poll_now()
-    rests_in(daemon, WAITING_ON_USER)
+    older = hold_back(home, "older")
 
     module = newer_module(home)
     newer = home.assign(module)
@@ -54,11 +49,7 @@ def test_replaced_while_the_gateway_installs(home):
 
 def test_replaced_while_its_replacement_is_taken_back(home):
     """Both are cancelled before the gateway looks, one after the other; the third one is carried out."""
-    home.configure("service.automatic_update", "0")
-    daemon = start_known(home)
-    older = home.assign(home.script("older", "touch /tmp/ran"), type="soft")
-    home.poll_now()
-    rests_in(daemon, WAITING_ON_USER)
+    older = hold_back(home, "older")
 
     middle = home.assign(home.script("middle", "touch /tmp/ran"))
     module = newer_module(home)
