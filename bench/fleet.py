@@ -122,7 +122,7 @@ class _Fleet:
         polls = [match[1] for line in lines if (match := POLL_LINE.search(line))]
         if not polls or len(polls) != sum(map(bool, map(ANY_LINE.search, lines))):
             raise Wrong(f"the fleet did not only poll: {lines}")
-        spent = [late - early for early, late in zip(before, after)]
+        spent = [late - early for early, late in zip(before, after, strict=True)]
         names = {path.rpartition("/")[2] for path in polls}
         by_name = {f"fleet-{number:03}": seconds for number, seconds in enumerate(spent)}
         return Result(ended - began, len(polls), spent, [by_name[name] for name in names],

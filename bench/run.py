@@ -45,7 +45,7 @@ def in_turns(ours, theirs):
     """Medians of the seconds of both, measured alternately after one run each that does not count."""
     seconds = ([], [])
     for turn in range(RUNS + 1):
-        for measured, measure in zip(seconds, (ours, theirs)):
+        for measured, measure in zip(seconds, (ours, theirs), strict=True):
             spent = measure()
             if turn:
                 measured.append(spent)

@@ -1,7 +1,8 @@
 """Reads the daemon's log while it is being written."""
 import re
 import threading
-from typing import Mapping, NamedTuple
+from collections.abc import Mapping
+from typing import NamedTuple
 
 LINE = re.compile(r"\d\d:\d\d:\d\d (DEBUG|INFO|WARNING|ERROR) (\S+) (\w+): (.*)")
 KEY = re.compile(r"(?:^| )(\w+)=")
@@ -27,7 +28,7 @@ def parse(text):
     body = match[4]
     keys = list(KEY.finditer(body))
     ends = [key.start() for key in keys[1:]] + [len(body)]
-    fields = {key[1]: body[key.end():end] for key, end in zip(keys, ends)}
+    fields = {key[1]: body[key.end():end] for key, end in zip(keys, ends, strict=True)}
     return Record(match[1], fields, text)
 
 

@@ -1,6 +1,6 @@
 """What is on the gateway, as far as a release can change it."""
 import hashlib
-import os
+import itertools
 import re
 import shlex
 from collections.abc import Mapping
@@ -95,8 +95,13 @@ def _differences(name, found, expected):
         return
     equal = ""
     if isinstance(found, bytes) and isinstance(expected, bytes):
-        equal = f"; they differ from byte {len(os.path.commonprefix([found, expected]))} on"
+        equal = f"; they differ from byte {_equal_bytes(found, expected)} on"
     yield f"{name}: found {_shown(found)} instead of {_shown(expected)}{equal}"
+
+
+def _equal_bytes(found, expected):
+    """How many bytes both have in common at their beginning."""
+    return sum(1 for _ in itertools.takewhile(lambda pair: pair[0] == pair[1], zip(found, expected, strict=False)))
 
 
 def _shown(value):

@@ -1,7 +1,7 @@
 """What the demonstration rolls out, and what has to be found afterwards."""
 import random
+from collections.abc import Mapping
 from dataclasses import dataclass, replace
-from typing import Mapping
 
 from gateway import firmware_image, package
 

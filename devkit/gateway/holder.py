@@ -4,6 +4,7 @@ It is started by gateway.py in fresh mount and process namespaces and takes its 
 object a datagram, from the socket that is its standard input. When that socket closes, or when
 this process is killed, the kernel ends every process of the gateway and its mounts go away.
 """
+import contextlib
 import json
 import os
 import signal
@@ -69,10 +70,8 @@ class Holder:
 
     def do_power_off(self, handles):
         """Ends everything that runs, as a power cut does, and empties /tmp."""
-        try:
+        with contextlib.suppress(ProcessLookupError):
             os.kill(-1, signal.SIGKILL)
-        except ProcessLookupError:
-            pass
         while self._reap(wait=True):
             pass
         rooms.empty_tmp(self.kept_in_tmp)

@@ -2,8 +2,8 @@
 
 A directory that the gateway has to itself is covered by an empty tmpfs. What the host's directory
 held is then shown again entry by entry, read-only, so that programs find their libraries'
-settings while nothing of the host can be changed (devices stay as they are). Overlay mounts would be shorter, but cannot be
-stacked often enough where the root is an overlay already.
+settings while nothing of the host can be changed (devices stay as they are).
+Overlay mounts would be shorter, but cannot be stacked often enough where the root is an overlay already.
 """
 import os
 import pathlib

@@ -11,7 +11,6 @@ import time
 import tty
 from typing import NamedTuple
 
-
 # A program that writes without a pause is always a little ahead of whoever reads.
 CATCH_UP_PATIENCE = 5
 
@@ -26,7 +25,7 @@ class Output:
 
     def __init__(self, copy_to):
         self._lines = []
-        self._copy = open(copy_to, "ab")
+        self._copy = open(copy_to, "ab")  # noqa: SIM115  # the reading thread closes it
         self._changed = threading.Condition()
         self._masters, self.slaves = {}, []
         for stream in ("out", "err"):

@@ -7,7 +7,8 @@ import time
 from http.server import BaseHTTPRequestHandler
 from typing import TYPE_CHECKING, Any
 
-from . import faults, request as requests
+from . import faults
+from . import request as requests
 from .exchanges import Exchange
 from .reply import Reply
 from .tls import subject_of

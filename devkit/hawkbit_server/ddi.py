@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import random
-from typing import Callable
+from collections.abc import Callable
 
 from . import artifacts, documents, errors, feedback, reply, validation
 from .model import Action, Status, Target

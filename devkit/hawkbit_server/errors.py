@@ -8,7 +8,7 @@ rely on any of them.
 from __future__ import annotations
 
 import json
-from datetime import datetime, timezone
+from datetime import UTC, datetime
 from http import HTTPStatus
 
 JSON_TYPE = "application/json;charset=UTF-8"
@@ -36,7 +36,7 @@ def hawkbit_body(exception_class: str, code: str, message: str,
 
 
 def framework_body(status: int) -> bytes:
-    stamp = datetime.now(timezone.utc).isoformat(timespec="milliseconds")
+    stamp = datetime.now(UTC).isoformat(timespec="milliseconds")
     document = {"timestamp": stamp, "status": status, "error": HTTPStatus(status).phrase}
     return json.dumps(document, separators=(",", ":")).encode()
 

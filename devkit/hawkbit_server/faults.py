@@ -8,8 +8,9 @@ from __future__ import annotations
 
 import json
 import threading
+from collections.abc import Callable, Mapping
 from dataclasses import dataclass, field
-from typing import Any, Callable, Mapping
+from typing import Any
 
 from . import errors
 

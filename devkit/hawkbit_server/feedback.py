@@ -59,9 +59,7 @@ def on_deployment(store: Store, action: Action, feedback: Feedback) -> None:
         messages = [f"{OWN_PREFIX}Target reported {entry.value}."]
     _check_quota(action, messages, final)
     store.add_entry(action, entry, *messages, timestamp=feedback.timestamp)
-    if final:
-        store.close(action, entry)
-    elif entry is Status.DOWNLOADED and action.type is ActionType.DOWNLOADONLY:
+    if final or (entry is Status.DOWNLOADED and action.type is ActionType.DOWNLOADONLY):
         store.close(action, entry)
 
 

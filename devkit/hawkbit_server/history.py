@@ -8,7 +8,7 @@ into N, and come in changed order once there are more.
 from __future__ import annotations
 
 import random
-from typing import Sequence
+from collections.abc import Sequence
 
 from .model import StatusEntry
 

@@ -7,10 +7,10 @@ from __future__ import annotations
 
 import hashlib
 from dataclasses import dataclass, field
-from enum import Enum
+from enum import StrEnum
 
 
-class Status(str, Enum):
+class Status(StrEnum):
     """State of an action and type of a status entry, written as the management interface does."""
 
     SCHEDULED = "scheduled"
@@ -26,7 +26,7 @@ class Status(str, Enum):
     ERROR = "error"
 
 
-class ActionType(str, Enum):
+class ActionType(StrEnum):
     """How strongly an update is meant, as given with the assignment."""
 
     FORCED = "forced"

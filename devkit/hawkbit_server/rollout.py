@@ -2,8 +2,9 @@
 
 from __future__ import annotations
 
+import itertools
+from collections.abc import Sequence
 from dataclasses import dataclass, field
-from typing import Sequence
 
 from .model import Action, ActionType, DistributionSet, Status, Target
 from .store import Event, OperatorError, Store
@@ -96,4 +97,4 @@ def _split(targets: Sequence[Target], groups: int) -> list[Sequence[Target]]:
     """Equal shares in the given order; the first ones are larger by one where it does not come out even."""
     share, rest = divmod(len(targets), groups)
     ends = [number * share + min(number, rest) for number in range(groups + 1)]
-    return [targets[begin:end] for begin, end in zip(ends, ends[1:])]
+    return [targets[begin:end] for begin, end in itertools.pairwise(ends)]

@@ -5,7 +5,8 @@ from __future__ import annotations
 import random
 import threading
 import time
-from typing import Any, Callable, Iterable, Mapping, Sequence
+from collections.abc import Callable, Iterable, Mapping, Sequence
+from typing import Any
 
 from .ddi import Ddi
 from .exchanges import Exchange, Journal

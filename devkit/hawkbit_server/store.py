@@ -4,8 +4,9 @@ from __future__ import annotations
 
 import threading
 import time
+from collections.abc import Callable, Iterable, Mapping
 from dataclasses import dataclass
-from typing import Any, Callable, Iterable, Mapping
+from typing import Any
 
 from .history import OWN_PREFIX
 from .model import Action, ActionType, Artifact, DistributionSet, SoftwareModule, Status, StatusEntry, Target, Window

@@ -13,6 +13,7 @@ import tempfile
 from pathlib import Path
 
 import pytest
+
 from devkit_driver import DevkitServer
 from gateway_bench import DAEMON
 from hawkbit_driver import HawkbitServer

@@ -27,11 +27,11 @@ def deploy(make_home, filenames):
         before.append(files_outside(home))
         actions.append(home.assign(module))
         home.poll_now()
-    for (home, _), action in zip(started, actions):
+    for (home, _), action in zip(started, actions, strict=True):
         home.wait_for_end(action)
     poll_again(*(home for home, _ in started))
     assert [files_outside(home) for home, _ in started] == before
-    return [(home, module, action) for (home, module), action in zip(started, actions)]
+    return [(home, module, action) for (home, module), action in zip(started, actions, strict=True)]
 
 
 def files_outside(home):
@@ -61,7 +61,7 @@ def test_unsafe_names_are_refused_before_the_download(make_home):
 
 
 def test_names_that_cannot_be_fetched_are_one_failure(make_home):
-    for deployed, message in zip(deploy(make_home, UNREACHABLE), UNREACHABLE.values()):
+    for deployed, message in zip(deploy(make_home, UNREACHABLE), UNREACHABLE.values(), strict=True):
         assert_was_one_failure(*deployed, message)
 
 

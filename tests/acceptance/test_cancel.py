@@ -1,7 +1,20 @@
 """The operator takes a deployment back, at every moment of it."""
-from flow import (NOTHING_TO_DO, SUCCESSFUL, assert_closed_once, deployed, hold_back, hold_installation,
-                  package_module, poll_until_closed, reports, rest_until_polled, start_known,
-                  start_rarely_polling, started, takes_the_next)
+from flow import (
+    NOTHING_TO_DO,
+    SUCCESSFUL,
+    assert_closed_once,
+    deployed,
+    hold_back,
+    hold_installation,
+    package_module,
+    poll_until_closed,
+    reports,
+    rest_until_polled,
+    start_known,
+    start_rarely_polling,
+    started,
+    takes_the_next,
+)
 
 SLOW_SCRIPT_SIZE = 160_000
 

@@ -49,7 +49,7 @@ def test_second_deployment_follows_the_first(home):
     assert [record.status for record in ended] == ["finished", "finished"]
     assert [reports(record) for record in ended] == [
         [started(chunk), deployed(chunk, f"did {name}"), SUCCESSFUL]
-        for chunk, name in zip(chunks, ("one", "two"))]
+        for chunk, name in zip(chunks, ("one", "two"), strict=True)]
     assert home.server.action(action) == ended[-1]
 
 

@@ -1,7 +1,9 @@
 """How often gateways poll is for the server to say."""
 import datetime
+import itertools
 
 import pytest
+
 from update_window import FINISHED, comes_to_rest_in
 
 POLL_LINE = r"^(\d\d:\d\d:\d\d) INFO .*event=retrieve_controller_status"
@@ -17,7 +19,7 @@ def pauses(daemon, count, start):
         start = next(number for number, line in enumerate(daemon.output.lines)
                      if number >= start and line.text == match.string) + 1
         times.append(datetime.datetime.strptime(match.group(1), "%H:%M:%S"))
-    return [(later - earlier).seconds for earlier, later in zip(times, times[1:])]
+    return [(later - earlier).seconds for earlier, later in itertools.pairwise(times)]
 
 
 @pytest.mark.alone

@@ -6,6 +6,7 @@ import threading
 from pathlib import Path
 
 import pytest
+
 from devkit_driver import DevkitServer
 from recording import FIXTURES, LIKE_ANOTHER, LONGEST_ARTIFACT, NotRecorded, Recording, RecordingServer
 from relay import Passed, Relay

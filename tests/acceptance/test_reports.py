@@ -2,6 +2,7 @@
 import re
 
 import pytest
+
 from flow import assert_closed_once, reports, start_known, started, takes_the_next
 
 PIECE = 512
@@ -21,7 +22,7 @@ def joined(pieces):
     """The text as it was before a blank kept each cut from going through a character of two units."""
     following = [*pieces[1:], "\n"]
     return "".join(piece[:-1] if piece.endswith(" ") and ord(after[0]) > 0xFFFF else piece
-                   for piece, after in zip(pieces, following))
+                   for piece, after in zip(pieces, following, strict=True))
 
 
 def printing(line, times):

@@ -6,6 +6,7 @@ import contextlib
 from dataclasses import dataclass
 
 import pytest
+
 from held_script import HeldScript
 from home import Home
 from local_control import LocalControl
@@ -110,7 +111,7 @@ def go_through(make_home, stop, start, cuts_downloads):
         home.supervise()
     for home in homes:
         home.wait_until_registered()
-    phases = [enter(home) for enter, home in zip(PHASES, homes)]
+    phases = [enter(home) for enter, home in zip(PHASES, homes, strict=True)]
     loading = phases[-1].home
     assert loading.server.action(phases[-1].action).reported == []
 
@@ -147,7 +148,7 @@ def assert_all_told_the_truth(phases):
         assert texts_of(record, "finished") == [["Deployment successful"]]
         assert phase.home.server.target(phase.home.device).update_status == "in_sync"
     ran = {enter.__name__: phase.home.server.action(phase.action).reported.count("done")
-           for enter, phase in zip(PHASES, phases)}
+           for enter, phase in zip(PHASES, phases, strict=True)}
     # What a script has said goes with the daemon that could not report it.
     assert ran == {**dict.fromkeys((each.__name__ for each in PHASES), 1), "about_to_report": 0}
 

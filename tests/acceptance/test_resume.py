@@ -1,7 +1,7 @@
 """A power cut in the middle of a release whose reports are more than the server hands back."""
 import re
 
-from flow import (SUCCESSFUL, assert_closed_once, deployed, package_module, polls_again, reports, started)
+from flow import SUCCESSFUL, assert_closed_once, deployed, package_module, polls_again, reports, started
 
 SCRIPTS = ("one", "two", "three", "four", "five")
 HELD = 2
@@ -23,7 +23,7 @@ echo "{name} is done"
 
 def test_power_cut_during_a_long_release(home):
     modules = [home.script(name, SCRIPT.format(name=name, held=HELD)) for name in SCRIPTS]
-    names = {module.chunk: name for module, name in zip(modules, SCRIPTS)}
+    names = {module.chunk: name for module, name in zip(modules, SCRIPTS, strict=True)}
     supervisor = home.supervise()
     home.wait_until_registered()
     action = home.assign(*modules)
@@ -43,7 +43,7 @@ def test_power_cut_during_a_long_release(home):
     assert reported[::2] == [started(chunk) for chunk in chunks]
     # The script that was interrupted counts as done; its output went with the daemon.
     assert reported[2 * HELD + 1] == deployed(chunks[HELD])
-    for chunk, report in zip(chunks, reported[1::2]):
+    for chunk, report in zip(chunks, reported[1::2], strict=True):
         assert report.messages[:2] == ("Chunk deployed", chunk)
         if chunk != chunks[HELD]:
             assert report.messages[-1].endswith(f"{names[chunk]} is done")

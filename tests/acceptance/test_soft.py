@@ -2,10 +2,19 @@
 import time
 
 import pytest
+
 from flow import SUCCESSFUL, deployed, reports, start_known, started
 from local_control import FAILURE, NOTHING_PENDING, SUCCESS, LocalControl
-from update_window import (DAYS, WAITING_DELAY, WAITING_ON_SCHEDULE, WAITING_ON_USER,
-                           comes_to_rest_in, day_after, rests_in, set_schedule)
+from update_window import (
+    DAYS,
+    WAITING_DELAY,
+    WAITING_ON_SCHEDULE,
+    WAITING_ON_USER,
+    comes_to_rest_in,
+    day_after,
+    rests_in,
+    set_schedule,
+)
 
 
 def shut_window(home):

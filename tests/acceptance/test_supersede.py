@@ -1,6 +1,17 @@
 """A second assignment takes the place of the first one."""
-from flow import (NOTHING_TO_DO, SUCCESSFUL, assert_closed_once, deployed, hold_back, hold_installation,
-                  package_module, poll_until_closed, reports, start_rarely_polling, started)
+from flow import (
+    NOTHING_TO_DO,
+    SUCCESSFUL,
+    assert_closed_once,
+    deployed,
+    hold_back,
+    hold_installation,
+    package_module,
+    poll_until_closed,
+    reports,
+    start_rarely_polling,
+    started,
+)
 
 
 def newer_module(home):

@@ -1,5 +1,6 @@
 """Ids of targets that are no plain words."""
 import pytest
+
 from outcomes import assert_closed_once, texts_of
 
 

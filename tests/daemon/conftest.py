@@ -2,6 +2,7 @@
 import contextlib
 
 import pytest
+
 from bench import Bench
 from gateway_bench import DAEMON
 from pki import Pki

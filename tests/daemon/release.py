@@ -68,7 +68,7 @@ class Release:
         assert gateway.chip("plc") == (POWERLINE if has("plc") else None)
         assert self.flash.read_bytes() == (LOADER.ljust(FLASH_SIZE, b"\377") if has("bl")
                                            else b"\0" * FLASH_SIZE)
-        assert gateway.packages == {name: ("1.4", "installed") for name in self.packages}
+        assert gateway.packages == dict.fromkeys(self.packages, ("1.4", "installed"))
         assert gateway.installed_files == expected_files
         assert {part: self.bench.option(f"version_{part}") for part in self.parts} == {
             part: VERSIONS[part] for part in self.parts}

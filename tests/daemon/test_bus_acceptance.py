@@ -1,9 +1,20 @@
 """The user's consent to a deployment, given over the message bus."""
 import pytest
+
 from hawkbit_server import Status
 from local_control import FAILURE, NOTHING_PENDING, RARE, SUCCESS, LocalControl
-from update_window import (DAYS, FINISHED, WAITING_DELAY, WAITING_ON_SCHEDULE, WAITING_ON_USER,
-                           comes_to_rest_in, day_after, goes_on_resting, rests_in, set_schedule)
+from update_window import (
+    DAYS,
+    FINISHED,
+    WAITING_DELAY,
+    WAITING_ON_SCHEDULE,
+    WAITING_ON_USER,
+    comes_to_rest_in,
+    day_after,
+    goes_on_resting,
+    rests_in,
+    set_schedule,
+)
 
 REFUSED = {**FAILURE, "message": NOTHING_PENDING}
 

@@ -4,11 +4,11 @@ import re
 import time
 
 import pytest
+
 from bench import DEVICE
 from hawkbit_server import Code, Status
 from held_script import HeldScript
-from local_control import (BEFORE_THE_FIRST_POLL, FAILURE, NOTHING_PENDING, RARE, SUCCESS,
-                           LocalControl)
+from local_control import BEFORE_THE_FIRST_POLL, FAILURE, NOTHING_PENDING, RARE, SUCCESS, LocalControl
 from update_window import BACKOFF, FINISHED, comes_to_rest_in, goes_on_resting, rests_in
 
 

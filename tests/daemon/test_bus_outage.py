@@ -6,6 +6,7 @@ import signal
 import socket
 
 import pytest
+
 from bench import DEVICE
 from hawkbit_server import Status
 from held_script import HeldScript

@@ -3,6 +3,7 @@ import re
 import signal
 
 import pytest
+
 from hawkbit_server import Status
 from local_control import RARE, CallLoop, LocalControl
 from processes import dispositions, process_directory

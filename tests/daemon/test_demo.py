@@ -7,6 +7,7 @@ import subprocess
 import sys
 
 import pytest
+
 from gateway_bench import BUILD, BUS_PROGRAMS, PATIENCE, PROJECT, uci_directory
 
 # as the command prints it, behind the demonstration's own margin

@@ -2,6 +2,7 @@
 import pathlib
 
 import pytest
+
 from hawkbit_server import Code, Cut, Drop, Mutate, Status
 
 SCRIPT = "script:one:1.0"

@@ -3,11 +3,11 @@ import re
 import signal
 
 import pytest
+
 from bench import DEVICE
 from hawkbit_server import Status
 from local_control import RARE, CallLoop
-from powerline_network import (CONTROLLER, NEW, OLD, SERIAL, WITH_SERIAL, WITHOUT_SERIAL,
-                               PowerlineNetwork, count)
+from powerline_network import CONTROLLER, NEW, OLD, SERIAL, WITH_SERIAL, WITHOUT_SERIAL, PowerlineNetwork, count
 
 STARTING = r"INFO \S+ discover_once: action=discover_once message=starting discovery"
 PENDING = "action=pending discover status=1"

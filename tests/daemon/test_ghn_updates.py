@@ -1,8 +1,9 @@
 """New firmware for modems on the powerline network."""
 import pytest
+
 from bench import DEVICE
 from hawkbit_server import Status
-from powerline_network import (CONTROLLER, NEW, OLD, SERIAL, WITH_SERIAL, PowerlineNetwork, count)
+from powerline_network import CONTROLLER, NEW, OLD, SERIAL, WITH_SERIAL, PowerlineNetwork, count
 
 VERSION = "SYSTEM.GENERAL.FW_VERSION"
 CHUNK = f"plc_ghn:adapter-firmware:{NEW}"

@@ -2,11 +2,10 @@
 import signal
 
 import pytest
+
 from gateway import firmware_image, package
 from hawkbit_server import Status
-from release import (ERASE_SIZE, FLASH_SIZE, LOADER, NEW, OLD, PARTITION, Release, closing_report,
-                     failure)
-
+from release import ERASE_SIZE, FLASH_SIZE, LOADER, NEW, OLD, PARTITION, Release, closing_report, failure
 
 # ---- firmware
 

@@ -1,5 +1,6 @@
 """The power fails while an installer is at work, and the supervisor starts the daemon again."""
 import pytest
+
 from hawkbit_server import Status
 from release import NEW, OLD, Release, let_it_poll_again
 

@@ -7,6 +7,7 @@ import os
 import time
 
 import pytest
+
 from hawkbit_server import Status
 from release import NEW, OLD, Release, let_it_poll_again
 

@@ -2,6 +2,7 @@
 import re
 
 import pytest
+
 from hawkbit_server import Code, Drop, Status
 
 

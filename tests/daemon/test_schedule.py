@@ -2,8 +2,7 @@
 import re
 
 from hawkbit_server import Status
-from update_window import (DAYS, WAITING_ON_SCHEDULE, WAITING_ON_USER, day_after, rests_in,
-                           set_schedule)
+from update_window import DAYS, WAITING_ON_SCHEDULE, WAITING_ON_USER, day_after, rests_in, set_schedule
 
 
 def test_without_a_schedule_a_soft_deployment_starts_at_once(bench):

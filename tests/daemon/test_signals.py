@@ -3,6 +3,7 @@ import re
 import signal
 
 import pytest
+
 from hawkbit_server import Status
 
 FORCED = "action=run message=process was signaled but we didn't return, forcing exit"

@@ -1,5 +1,6 @@
 """Whom the daemon trusts, and as whom it presents itself."""
 import pytest
+
 from hawkbit_server import Status, Tls
 
 

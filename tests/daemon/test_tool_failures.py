@@ -3,6 +3,7 @@ import re
 import signal
 
 import pytest
+
 from hawkbit_server import Status
 from release import CHUNKS, PARTITION, Release, closing_report, failure
 

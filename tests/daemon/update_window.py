@@ -13,7 +13,7 @@ def set_schedule(bench, days, start="00:00", stop="24:00"):
 
 def day_after(days):
     """A weekday that is neither today nor near, in the gateway's time zone."""
-    now = datetime.datetime.now(datetime.timezone.utc)
+    now = datetime.datetime.now(datetime.UTC)
     return DAYS[(now + datetime.timedelta(days=days)).weekday()]
 
 

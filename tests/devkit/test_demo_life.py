@@ -4,6 +4,7 @@ import time
 from dataclasses import replace
 
 import pytest
+
 from demo.failure import DemoFailure
 from demo.inventory import take_inventory
 from demo.life import Life, Reboot
@@ -70,6 +71,5 @@ def test_reboot_is_told_between_the_lines_of_both_daemons(tmp_path):
 
 
 def test_daemon_that_ends_by_itself_is_not_started_again(tmp_path):
-    with Gateway(tmp_path) as gateway:
-        with pytest.raises(DemoFailure, match="ended by itself, with status 7"):
-            happenings_of(gateway, "exit 7", count=1)
+    with Gateway(tmp_path) as gateway, pytest.raises(DemoFailure, match="ended by itself, with status 7"):
+        happenings_of(gateway, "exit 7", count=1)

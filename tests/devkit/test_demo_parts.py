@@ -3,6 +3,7 @@ import io
 from types import SimpleNamespace
 
 import pytest
+
 from demo import daemon_log
 from demo.failure import DemoFailure
 from demo.life import Reboot

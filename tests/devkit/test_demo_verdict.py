@@ -4,6 +4,7 @@ from dataclasses import replace
 from types import SimpleNamespace
 
 import pytest
+
 from demo import daemon_log, verdict
 from demo.rollouts import FAILING, GOOD, LOADER, PARTITION_SIZE
 from demo.scene import DEVICE, PROPERTIES

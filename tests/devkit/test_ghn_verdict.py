@@ -2,6 +2,7 @@
 from types import SimpleNamespace
 
 import pytest
+
 from demo import ghn_verdict
 from demo.ghn_scene import ADDRESS, GATEWAY, NEW_FIRMWARE, OLD_FIRMWARE, SERIAL
 from demo.ghn_story import GhnStory

@@ -65,6 +65,6 @@ def test_supervisor_cuts_the_power(gateway):
 def test_supervisor_gives_up_a_daemon_that_never_stays(gateway):
     supervisor = supervised(gateway, "echo broken; exit 5", most_starts=3).start()
 
-    with pytest.raises(AssertionError, match="3 times and has ended with 5(.|\n)*broken"):
+    with pytest.raises(AssertionError, match=r"3 times and has ended with 5(.|\n)*broken"):
         wait_for(supervisor.check)
     assert len(supervisor.daemons) == 3

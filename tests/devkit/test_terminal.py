@@ -2,6 +2,7 @@
 import os
 
 import pytest
+
 from gateway.terminal import Output
 
 

@@ -2,6 +2,7 @@
 import shutil
 
 import pytest
+
 from package_bench import Gateway
 
 

@@ -1,5 +1,6 @@
 """What the init script makes of a configuration."""
 import pytest
+
 from openwrt.procd.service import needs_restart
 from package_bench import FILES
 
@@ -111,7 +112,8 @@ def test_every_invalid_value_is_named(gateway):
     texts = [text for _, _, text in gateway.init().log]
 
     assert len(texts) == 3
-    assert "'log_level'" in texts[0] and "'dormant'" in texts[1]
+    assert "'log_level'" in texts[0]
+    assert "'dormant'" in texts[1]
 
 
 @pytest.mark.parametrize("text", [None, "config service 'serv", "option lost 'x'\n"])

@@ -5,6 +5,7 @@ import stat
 import subprocess
 
 import pytest
+
 from package_bench import FILES, PACKAGE, PROJECT
 
 TEXT = (PACKAGE / "Makefile").read_text()
@@ -56,7 +57,7 @@ def fixture_make(tmp_path):
 
 @pytest.fixture(name="values")
 def fixture_values(make):
-    names = re.findall(r"^(\w+)\s*[:+]?=", TEXT, re.MULTILINE) + ["DEPENDS", "built-package"]
+    names = [*re.findall(r"^(\w+)\s*[:+]?=", TEXT, re.MULTILINE), "DEPENDS", "built-package"]
     shown = make("show", f"NAMES={' '.join(names)}")
     settings, conffiles = shown.split("conffiles=")
     return {**dict(line.split("=", 1) for line in settings.splitlines()),

@@ -5,6 +5,7 @@ import shutil
 import subprocess
 
 import pytest
+
 from openwrt.procd import uci_file
 from package_bench import FILES, PACKAGE, PROJECT
 

@@ -1,5 +1,6 @@
 """What runs once after an installation and after each upgrade of the firmware."""
 import pytest
+
 from openwrt.procd import uci_file
 from package_bench import FILES
 

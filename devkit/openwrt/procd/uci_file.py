@@ -62,7 +62,7 @@ def split_lines(text):
             word = (word or "") + char
     if quoted_by:
         raise UciError("Parse error (unterminated quote)")
-    return lines + [words + ([word] if word is not None else [])]
+    return [*lines, words + ([word] if word is not None else [])]
 
 
 def parse(text):

@@ -3,16 +3,17 @@
 from __future__ import annotations
 
 import sys
+from collections.abc import Iterator
 from pathlib import Path
-from typing import Iterator
 
 import pytest
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[3] / "devkit"))
 
-from hawkbit_server import UpdateServer  # noqa: E402
-from pki import Pki  # noqa: E402
-from throwaway_device import Device  # noqa: E402
+from throwaway_device import Device
+
+from hawkbit_server import UpdateServer
+from pki import Pki
 
 
 @pytest.fixture

@@ -7,10 +7,9 @@ import socket
 import threading
 
 import pytest
+from throwaway_device import Device
 
 from hawkbit_server import Action, Status, UpdateServer
-
-from throwaway_device import Device
 
 SCRIPT = b"#!/bin/sh\necho hello\n"
 
@@ -50,7 +49,7 @@ def test_links_escape_the_id_of_the_target_but_for_those_of_artifacts(server: Up
     assert device.get(address[address.index("/DEFAULT"):]).body == SCRIPT
 
 
-@pytest.mark.parametrize(("wanted", "status", "content_range", "body"), [
+@pytest.mark.parametrize("wanted, status, content_range, body", [
     ("bytes=0-3", 206, "bytes 0-3/21", SCRIPT[:4]), ("bytes=5-", 206, "bytes 5-20/21", SCRIPT[5:]),
     ("bytes=-4", 206, "bytes 17-20/21", SCRIPT[-4:]), ("bytes=0-99", 206, "bytes 0-20/21", SCRIPT),
     ("bytes=21-", 416, "bytes */21", b""), ("bytes=5-2", 416, "bytes */21", b""),
@@ -66,7 +65,7 @@ def test_artifact_that_is_not_the_expected_one(device: Device, action: Action) -
     assert device.get(artifact_path(action), If_Match=hashlib.sha1(SCRIPT).hexdigest()).status == 200
 
 
-@pytest.mark.parametrize(("name", "status"), [
+@pytest.mark.parametrize("name, status", [
     ("a b", 404), ("a%b", 400), ("a/b", 400), ("a;b", 400), ("a\\b", 400), ("a\nb", 400),
     ("a+b", 200), ("a~b", 200), ("a@b,c:d=e&f", 200), ("#?'\"$()*!^|{}", 200), ("gr\u00fcn", 200), ("a.b-c_d", 200)])
 def test_download_link_of_unusual_file_names(server: UpdateServer, device: Device, name: str, status: int) -> None:
@@ -139,7 +138,7 @@ def test_many_devices_at_once(server: UpdateServer) -> None:
     assert {target: action.messages()[-1] for target, action in actions.items()} == {each: each for each in actions}
 
 
-@pytest.mark.parametrize(("name", "disposition"), [("a%25.sh", "inline;filename=f.txt"), ("a%25.txt", None)])
+@pytest.mark.parametrize("name, disposition", [("a%25.sh", "inline;filename=f.txt"), ("a%25.txt", None)])
 def test_refusal_has_a_harmless_name_where_the_path_ends_like_a_file(device: Device, name: str,
                                                                      disposition: str | None) -> None:
     answer = device.get(f"softwaremodules/1/artifacts/{name}")

@@ -47,7 +47,7 @@ def test_serves_what_the_description_says_until_it_is_ended(tmp_path: Path) -> N
     assert "target=gw-1" in polled
 
 
-@pytest.mark.parametrize(("members", "named"), [
+@pytest.mark.parametrize("members, named", [
     ({"poll": "7"}, "polling time '7'"), ({"modules": [{"type": "script"}]}, "KeyError: 'name'"),
     ({"modules": []}, "IndexError"),
     ({"modules": [{"type": "script", "name": "a", "version": "1", "artifacts": ["missing.sh"]}]}, "missing.sh"),

@@ -7,10 +7,9 @@ import threading
 import time
 
 import pytest
+from throwaway_device import Device
 
 from hawkbit_server import Code, Cut, Drop, Mutate, Slow, Stall, Text, UpdateServer
-
-from throwaway_device import Device
 
 
 def assign(server: UpdateServer, content: bytes = b"content") -> str:
@@ -37,7 +36,7 @@ def test_code_with_a_body_and_headers_of_its_own(server: UpdateServer, device: D
     assert (answer.status, answer.body, answer.headers["location"]) == (302, b"elsewhere", "http://elsewhere.example/")
 
 
-@pytest.mark.parametrize(("status", "body"), [(401, b""), (410, b"")])
+@pytest.mark.parametrize("status, body", [(401, b""), (410, b"")])
 def test_code_that_has_no_body_on_the_real_server(server: UpdateServer, device: Device, status: int,
                                                   body: bytes) -> None:
     server.order("base", Code(status))
@@ -206,9 +205,9 @@ def test_client_that_goes_away_during_a_slow_download_is_noticed(server: UpdateS
     assert 1000 < exchange.sent < 1_000_000
 
 
-@pytest.mark.parametrize(("kind", "first", "times"), [("poll", 1, 1), ("base", 0, 1), ("base", 1, 0)])
+@pytest.mark.parametrize("kind, first, times", [("poll", 1, 1), ("base", 0, 1), ("base", 1, 0)])
 def test_impossible_orders_are_refused(kind: str, first: int, times: int) -> None:
-    with pytest.raises(ValueError):
+    with pytest.raises(ValueError, match=r"no kind of request|count from 1"):
         UpdateServer().order(kind, Code(500), first=first, times=times)
 
 

@@ -5,10 +5,9 @@ from __future__ import annotations
 import re
 
 import pytest
+from throwaway_device import Device
 
 from hawkbit_server import Event, OperatorError, SoftwareModule, Status, UpdateServer, Window
-
-from throwaway_device import Device
 
 
 def module(server: UpdateServer, name: str = "a") -> SoftwareModule:
@@ -160,7 +159,7 @@ def test_failed_set_may_be_assigned_again_but_not_an_installed_one(server: Updat
 
 @pytest.mark.parametrize("files", [{"": b"x"}, {"a.sh": b""}])
 def test_artifact_without_name_or_content_is_refused(server: UpdateServer, files: dict[str, bytes]) -> None:
-    with pytest.raises(ValueError):
+    with pytest.raises(ValueError, match=r"needs a file name|is empty"):
         server.software_module("script", "a", "1", files)
 
 
@@ -240,7 +239,7 @@ def test_server_comes_back_at_the_same_address_with_its_records() -> None:
 
 def test_settings_are_checked() -> None:
     for name, value in (("poll", "24:00:00"), ("poll", "1:00:00"), ("history_order", "any"), ("chunk_order", "any")):
-        with pytest.raises(ValueError):
+        with pytest.raises(ValueError, match=r"is not HH:MM:SS|must be one of"):
             UpdateServer(**{name: value})
     server = UpdateServer()
     with pytest.raises(AttributeError):

@@ -5,10 +5,9 @@ from __future__ import annotations
 from urllib.parse import quote
 
 import pytest
+from throwaway_device import Device
 
 from hawkbit_server import Action, Status, UpdateServer
-
-from throwaway_device import Device
 
 NOT_READABLE = "hawkbit.server.error.rest.body.notReadable"
 SCRIPT = b"#!/bin/sh\necho hello\n"
@@ -48,7 +47,7 @@ def test_polling_time_is_that_of_the_settings(server: UpdateServer, device: Devi
     server.settings.poll = "00:00:07"
 
     assert device.get().json()["config"]["polling"]["sleep"] == "00:00:07"
-    with pytest.raises(ValueError):
+    with pytest.raises(ValueError, match="is not HH:MM:SS"):
         server.settings.poll = "7"
 
 
@@ -88,7 +87,7 @@ def test_unknown_path(device: Device, path: str) -> None:
     assert device.get(path).status == 404
 
 
-@pytest.mark.parametrize(("accept", "status", "media"), [
+@pytest.mark.parametrize("accept, status, media", [
     ("*/*", 200, "application/hal+json"), ("application/json", 200, "application/json"),
     ("application/*", 200, "application/hal+json"), ("application/json;q=0.5, */*;q=0.1", 200, "application/json"),
     ("text/html", 406, "text/html"), ("application/json;q=0", 406, "text/html")])
@@ -106,7 +105,7 @@ def test_body_of_another_type_is_refused(device: Device, action: Action, content
     assert device.send("PUT", "configData", b"{}", Content_Type=content_type).status == 415
 
 
-@pytest.mark.parametrize(("method", "path"), [
+@pytest.mark.parametrize("method, path", [
     ("POST", ""), ("DELETE", ""), ("POST", "configData"), ("GET", "configData"), ("PUT", "deploymentBase/1/feedback"),
     ("GET", "deploymentBase/1/feedback"), ("POST", "deploymentBase/1"), ("POST", "cancelAction/1")])
 def test_wrong_method(device: Device, action: Action, method: str, path: str) -> None:
@@ -158,7 +157,7 @@ def test_unchanged_document_is_not_sent_again(device: Device) -> None:
     assert device.get(If_None_Match='"other"').status == 200
 
 
-@pytest.mark.parametrize(("execution", "finished", "entry", "status", "active"), [
+@pytest.mark.parametrize("execution, finished, entry, status, active", [
     ("closed", "success", "finished", "finished", False), ("closed", "none", "finished", "finished", False),
     ("closed", "failure", "error", "error", False), ("proceeding", "none", "running", "retrieved", True),
     ("scheduled", "none", "running", "retrieved", True), ("resumed", "failure", "running", "retrieved", True),
@@ -176,7 +175,7 @@ def test_effect_of_a_deployment_feedback(device: Device, action: Action, executi
     assert device.report(action.id, execution, finished).status == (200 if active else 410)
 
 
-@pytest.mark.parametrize(("execution", "finished", "entry", "status", "active"), [
+@pytest.mark.parametrize("execution, finished, entry, status, active", [
     ("closed", "success", "canceled", "canceled", False), ("closed", "none", "canceled", "canceled", False),
     ("closed", "failure", "error", "running", True), ("rejected", "none", "cancel_rejected", "running", True),
     ("canceled", "success", "warning", "canceling", True), ("proceeding", "none", "running", "canceling", True),
@@ -202,7 +201,7 @@ def test_download_only_action_ends_with_downloaded(server: UpdateServer, device:
     assert list(device.get().json()["_links"]) == ["configData"]
 
 
-@pytest.mark.parametrize(("details", "status"), [
+@pytest.mark.parametrize("details, status", [
     (["x" * 512] * 50, 200), (["x"] * 51, 403), (["x" * 25600], 200), (["x" * 25601], 403),
     (["\U0001f600" * 256 * 50], 200), (["\U0001f600" * 256 * 50, "x"], 403)])
 @pytest.mark.parametrize("execution", ["proceeding", "closed"])

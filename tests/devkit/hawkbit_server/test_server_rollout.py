@@ -5,10 +5,9 @@ from __future__ import annotations
 from collections.abc import Iterator
 
 import pytest
+from throwaway_device import Device
 
 from hawkbit_server import OperatorError, Rollout, Status, UpdateServer
-
-from throwaway_device import Device
 
 TARGETS = ["gw-1", "gw-2", "gw-3"]
 INTERVAL = 2.0

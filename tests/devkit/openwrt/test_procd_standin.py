@@ -2,6 +2,7 @@
 import subprocess
 
 import pytest
+
 from openwrt.procd import service, uci_file
 
 HEADER = "#!/bin/sh /etc/rc.common\nUSE_PROCD=1\n"
