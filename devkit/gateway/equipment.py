@@ -1,8 +1,8 @@
 """What is on the simulated gateway: its files, tools and chips, seen from outside."""
-import pathlib
 import shutil
+from pathlib import Path
 
-HERE = pathlib.Path(__file__).resolve().parent
+HERE = Path(__file__).resolve().parent
 MOMENTS = ("before", "midway", "after")
 DIRECTORIES = ("etc/config", "etc/init.d", "etc/installed", "etc/opkg", "sbin", "run/ubus", "flash",
                "mtd", "lib/firmware/plc", "chips", "orders", "log")
@@ -12,8 +12,8 @@ FIRST_FIRMWARE = "1.0_20250101"
 class Equipment:
     """The files of one gateway. A reboot changes none of them."""
 
-    def __init__(self, run_dir):
-        self.run_dir = pathlib.Path(run_dir).resolve()
+    def __init__(self, run_dir: str | Path) -> None:
+        self.run_dir = Path(run_dir).resolve()
         for name in DIRECTORIES:
             (self.run_dir / name).mkdir(parents=True, exist_ok=True)
         for source, place in (("tools", "sbin"), ("tools/init.d", "etc/init.d")):
@@ -24,18 +24,18 @@ class Equipment:
 
     # ---- files
 
-    def config(self, package, text=None):
+    def config(self, package: str, text: str | None = None) -> str:
         """The text of a configuration package; writes it first when one is given."""
         path = self.run_dir / "etc/config" / package
         if text is not None:
             path.write_text(text, encoding="utf-8")
         return path.read_text(encoding="utf-8")
 
-    def etc_file(self, name, text):
+    def etc_file(self, name: str, text: str) -> None:
         """Puts a file into /etc; a new one before the first start."""
         (self.run_dir / "etc" / name).write_text(text, encoding="utf-8")
 
-    def flash(self, name, content, erase_size=65536):
+    def flash(self, name: str, content: bytes, erase_size: int = 65536) -> Path:
         """Gives the gateway a flash partition such as "mtd1", before the first start.
 
         Returns the file that holds what is in it.
@@ -47,24 +47,24 @@ class Equipment:
         path.write_bytes(content)
         return path
 
-    def install_firmware(self, version):
+    def install_firmware(self, version: str) -> None:
         """Has the gateway run a firmware such as "2.1_20260101"."""
         number, date = version.split("_")
         self.etc_file("nevra-version", f"FIRMWARE_VERSION={number} FIRMWARE_DATE={date}\n")
 
     @property
-    def firmware(self):
+    def firmware(self) -> str:
         """The version that the firmware says of itself."""
         words = (self.run_dir / "etc/nevra-version").read_text(encoding="utf-8").split()
         return "_".join(word.partition("=")[2] for word in words)
 
-    def chip(self, name):
+    def chip(self, name: str) -> bytes | None:
         """What was programmed last into "firmware", "plc" or "zwave"; None if nothing ever was."""
         path = self.run_dir / "chips" / name
         return path.read_bytes() if path.exists() else None
 
     @property
-    def packages(self):
+    def packages(self) -> dict[str, tuple[str, str]]:
         """What the package manager knows: {name: (version, state)}."""
         path = self.run_dir / "etc/opkg/status"
         known = {}
@@ -75,7 +75,7 @@ class Equipment:
         return known
 
     @property
-    def installed_files(self):
+    def installed_files(self) -> dict[str, bytes]:
         """Names and contents of the files that packages have brought."""
         root = self.run_dir / "etc/installed"
         return {str(path.relative_to(root)): path.read_bytes()
@@ -83,15 +83,15 @@ class Equipment:
 
     # ---- tools
 
-    def tool(self, name, script):
+    def tool(self, name: str, script: str) -> None:
         """Puts a program into /usr/sbin, a new one before the first start."""
         self._put(self.run_dir / "sbin" / name, script)
 
-    def init_script(self, name, script):
+    def init_script(self, name: str, script: str) -> None:
         """Puts a program into /etc/init.d."""
         self._put(self.run_dir / "etc/init.d" / name, script)
 
-    def take_away(self, name):
+    def take_away(self, name: str) -> None:
         """Removes a tool or an init script, before the first start."""
         places = [self.run_dir / place / name for place in ("sbin", "etc/init.d")]
         found = [path for path in places if path.exists()]
@@ -100,14 +100,14 @@ class Equipment:
         for path in found:
             path.unlink()
 
-    def calls(self, tool=None):
+    def calls(self, tool: str | None = None) -> list[str]:
         """Command lines of the simulated tools in the order of their calls, of one or of all."""
         path = self.run_dir / "log/calls"
         lines = path.read_text(encoding="utf-8").splitlines() if path.exists() else []
         return [line for line in lines if tool in (None, line.split(" ")[0])]
 
-    def tell(self, tool, *, when="before", output=None, hang=False, kill=None, exit=None, first=1,
-             times=1):
+    def tell(self, tool: str, *, when: str = "before", output: str | bytes | None = None, hang: bool = False,
+             kill: int | None = None, exit: int | None = None, first: int = 1, times: int | None = 1) -> None:
         """Orders what a tool in tools/ does, besides or instead of its work.
 
         when    at which moment of a call: "before" its work, "midway", or "after" it
@@ -139,14 +139,14 @@ class Equipment:
         for number, text in enumerate(["when=nothing\n"] * (first - 1) + [order] * times, waiting):
             (place / f"{number:06}").write_text(text, encoding="utf-8")
 
-    def is_held(self, tool):
+    def is_held(self, tool: str) -> bool:
         """Whether a call that was told to hang has come that far."""
         return (self.run_dir / "orders" / tool / "held").exists()
 
-    def release(self, tool):
+    def release(self, tool: str) -> None:
         """Lets calls that hang go on."""
         (self.run_dir / "orders" / tool / "go").touch()
 
-    def _put(self, path, script):
+    def _put(self, path: Path, script: str) -> None:
         path.write_text(script, encoding="utf-8")
         path.chmod(0o755)

@@ -8,13 +8,14 @@ Overlay mounts would be shorter, but cannot be stacked often enough where the ro
 import os
 import pathlib
 import stat
+from collections.abc import Collection, Iterable, Mapping
 
 import kernel
 
 TMPFS_OPTIONS = "mode=0755"
 
 
-def cover(directory, stage, own):
+def cover(directory: str, stage: str, own: Mapping[str, str]) -> None:
     """Covers `directory`. `own` maps names in it to what the gateway shows there instead.
 
     Where the machine has no such directory, the one above is covered that shall hold it.
@@ -36,7 +37,7 @@ def cover(directory, stage, own):
         _show(source, os.path.join(directory, name))
 
 
-def _show_again(entry, target):
+def _show_again(entry: os.DirEntry[str], target: str) -> None:
     if entry.is_symlink():
         os.symlink(os.readlink(entry.path), target)
     elif entry.is_dir():
@@ -50,7 +51,7 @@ def _show_again(entry, target):
         kernel.bind(entry.path, target)
 
 
-def _show(source, target):
+def _show(source: str, target: str) -> None:
     if os.path.isdir(source):
         os.mkdir(target)
         kernel.bind(source, target)
@@ -58,7 +59,7 @@ def _show(source, target):
         os.symlink(source, target)
 
 
-def private_tmp(kept, size):
+def private_tmp(kept: Iterable[str], size: str) -> list[str]:
     """An empty /tmp in which the directories in `kept` stay visible at their places.
 
     Returns the names in the new /tmp that exist for that reason only.
@@ -74,7 +75,7 @@ def private_tmp(kept, size):
     return sorted({os.path.relpath(path, tmp).split("/")[0] for path in inside})
 
 
-def empty_tmp(keep):
+def empty_tmp(keep: Collection[str]) -> None:
     """What a reboot does to /tmp, except for the names in `keep`."""
     for entry in os.scandir("/tmp"):
         if entry.name in keep:
@@ -85,7 +86,7 @@ def empty_tmp(keep):
             os.unlink(entry.path)
 
 
-def _remove_tree(path):
+def _remove_tree(path: str) -> None:
     for entry in os.scandir(path):
         if entry.is_dir(follow_symlinks=False):
             _remove_tree(entry.path)

@@ -9,25 +9,29 @@ import select
 import threading
 import time
 import tty
+from pathlib import Path
 from typing import NamedTuple
 
 # A program that writes without a pause is always a little ahead of whoever reads.
-CATCH_UP_PATIENCE = 5
+CATCH_UP_TIMEOUT = 5
 
 
 class Line(NamedTuple):
-    stream: str  # "out" or "err"
+    """One line without its end; `stream` is "out" or "err"."""
+
+    stream: str
     text: str
 
 
 class Output:
     """Everything one program has written so far; safe to read while it runs."""
 
-    def __init__(self, copy_to):
-        self._lines = []
+    def __init__(self, copy_to: Path) -> None:
+        self._lines: list[Line] = []
         self._copy = open(copy_to, "ab")  # noqa: SIM115  # the reading thread closes it
         self._changed = threading.Condition()
-        self._masters, self.slaves = {}, []
+        self._masters: dict[int, str] = {}
+        self.slaves: list[int] = []
         for stream in ("out", "err"):
             master, slave = os.openpty()
             tty.setraw(slave)
@@ -35,39 +39,41 @@ class Output:
             self.slaves.append(slave)
         self._reader = threading.Thread(target=self._read, daemon=True)
 
-    def start(self):
+    def start(self) -> None:
         """To be called when the program has the slave ends."""
         for slave in self.slaves:
             os.close(slave)
         self._reader.start()
 
-    def join(self, timeout):
+    def join(self, timeout: float) -> None:
+        """Waits at most `timeout` seconds until the program has closed both streams."""
         self._reader.join(timeout)
 
     @property
-    def lines(self):
+    def lines(self) -> list[Line]:
         """All lines that were whole when this was asked for."""
         with self._changed:
             self._catch_up()
             return self._lines.copy()
 
-    def text(self, stream=None):
+    def text(self, stream: str | None = None) -> str:
+        """What was written to one stream, or to both."""
         return "".join(line.text + "\n" for line in self.lines if stream in (None, line.stream))
 
-    def _catch_up(self):
+    def _catch_up(self) -> None:
         """Waits until the reader has taken what was written so far; on a busy machine it may be late."""
-        deadline = time.monotonic() + CATCH_UP_PATIENCE
+        deadline = time.monotonic() + CATCH_UP_TIMEOUT
         while self._ready(0) and time.monotonic() < deadline:
             self._changed.wait(0.05)
 
-    def _ready(self, timeout):
+    def _ready(self, timeout: float | None) -> list[int]:
         """The terminals that have something to read, or nothing more to come."""
         poll = select.poll()
         for master in self._masters:
             poll.register(master, select.POLLIN)
         return [master for master, _ in poll.poll(timeout)]
 
-    def wait_for(self, pattern, timeout, start=0):
+    def wait_for(self, pattern: str, timeout: float, start: int = 0) -> tuple[re.Match[str] | None, int]:
         """Looks for a regular expression in the lines from number `start` on.
 
         Returns the first match, or None, and the number of the first line not looked at.
@@ -85,7 +91,7 @@ class Output:
                     return None, start
                 self._changed.wait(0.1)
 
-    def _read(self):
+    def _read(self) -> None:
         rests = dict.fromkeys(self._masters, b"")
         while self._masters:
             for master in self._ready(None):
@@ -95,7 +101,7 @@ class Output:
                     self._changed.notify_all()
         self._copy.close()
 
-    def _take(self, master, rest):
+    def _take(self, master: int, rest: bytes) -> bytes:
         """Keeps the lines that are whole by now and returns the rest."""
         try:
             data = os.read(master, 65536)

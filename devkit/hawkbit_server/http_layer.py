@@ -46,7 +46,7 @@ class HttpLayer(HTTPServer):
     def server_bind(self) -> None:
         """Without the look-up of the own name that the base class does."""
         socketserver.TCPServer.server_bind(self)
-        self.server_name, self.server_port = self.server_address[:2]
+        self.server_name, self.server_port = HOST, self.server_address[1]
 
     def process_request(self, request: Any, client_address: Any) -> None:
         """Unlike the base class's threads these are daemons and yet are waited for at the end."""

@@ -5,6 +5,7 @@ from __future__ import annotations
 import ssl
 from dataclasses import dataclass
 from pathlib import Path
+from typing import cast
 
 CLIENT_MODES = ("ignored", "asked", "demanded", "required")
 
@@ -45,5 +46,5 @@ def subject_of(connection: object) -> str | None:
     certificate = connection.getpeercert()
     if not certificate:
         return None
-    names = (pair for group in certificate.get("subject", ()) for pair in group)
-    return next((str(value) for key, value in names if key == "commonName"), "")
+    subject = cast("tuple[tuple[tuple[str, str], ...], ...]", certificate.get("subject", ()))
+    return next((value for group in subject for key, value in group if key == "commonName"), "")
