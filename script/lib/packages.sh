@@ -15,7 +15,7 @@ test_packages=(python3-pytest python3-pytest-xdist python3-pytest-timeout
     nginx-light busybox make shellcheck)
 # The second line is for the module that script/lint adds to clang-tidy.
 # shellcheck disable=SC2034
-lint_packages=(clang-14 clang-tidy-14 clang-format-14 shellcheck python3
+lint_packages=(clang-14 clang-tidy-14 clang-format-14 shellcheck python3 python3-venv
     libclang-14-dev llvm-14-dev)
 # shellcheck disable=SC2034
 clang_packages=(clang-14)
