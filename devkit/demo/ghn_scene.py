@@ -10,7 +10,7 @@ from .failure import DemoFailure
 from .stage import Stage
 
 GATEWAY = "gw-demo"
-# One adapter tells a serial number, the other one does not: it goes by its address.
+# One adapter has a serial number; the other has none and is identified by its address.
 SERIAL, ADDRESS = "ADP-1001", "02:00:00:00:00:0b"
 OLD_FIRMWARE, NEW_FIRMWARE = "1.2.3", "2.0.1"
 FILE_NAME = "adapter.bin"
@@ -60,18 +60,18 @@ class GhnScene(Stage):
     # ---- what is done
 
     def assign_firmware(self):
-        """The operator gives the adapter with the serial number its new firmware."""
+        """Assigns new firmware to the adapter with the serial number."""
         module = self.server.software_module("plc_ghn", "adapter-firmware", NEW_FIRMWARE,
                                              {FILE_NAME: powerline_image(NEW_FIRMWARE, 60_000)})
         return self.server.assign(SERIAL, [module])
 
     def agents(self):
-        """What the daemon tells of its agents over the message bus: {id: attributes}."""
+        """The daemon's agents as reported over the message bus: {id: attributes}."""
         return {agent["id"]: agent["config"]
                 for agent in self.gateway.bus.call("get_agents")["agents"]}
 
     def stop_daemon(self):
-        """Asks the daemon to stop and returns its exit status; its whole log has been read then."""
+        """Asks the daemon to stop, reads the rest of its log, and returns its exit status."""
         status = self.daemon.terminate()
         self._follower.stop()
         return status

@@ -1,4 +1,4 @@
-"""The daemon's life on the gateway: from its first start, across reboots, to its end."""
+"""The daemon's life on the gateway: from its first start, through reboots, to its end."""
 import signal
 from collections.abc import Callable, Sequence
 from pathlib import Path
@@ -11,7 +11,7 @@ from .failure import DemoFailure
 
 
 class Reboot(NamedTuple):
-    """The gateway went down and has come back; the daemon is about to be started again.
+    """The gateway has rebooted; the daemon is about to be started again.
 
     ended     what ended the daemon: its exit status, or the negative number of a signal
     firmware  the version that runs now
@@ -26,9 +26,9 @@ class Reboot(NamedTuple):
 
 
 class Life:
-    """Keeps the daemon running as the gateway's init does, and hands on what happens meanwhile.
+    """Keeps the daemon running as the gateway's init does, and passes on what happens.
 
-    take  gets a Reboot for every reboot and a record for every line of the log, in their order
+    take  gets a Reboot for every reboot and a Record for every line of the log, in order
     """
 
     def __init__(self, gateway: Gateway, command: Sequence[str | Path], take: Callable[[Any], None]) -> None:
@@ -47,11 +47,11 @@ class Life:
         self._supervisor.start()
 
     def check(self) -> None:
-        """DemoFailure when the daemon has ended by itself."""
+        """Raises DemoFailure when the daemon has ended by itself."""
         self._supervisor.check()
 
     def stop(self) -> None:
-        """Leaves the daemon to itself; what it has written so far is handed on."""
+        """Stops watching; what the daemon has written so far is passed on."""
         self._supervisor.stop()
         self._stop_following()
 

@@ -15,9 +15,9 @@ from .stage import Stage
 
 DEVICE = "gw-demo"
 PROPERTIES = {"hw_revision": "3", "serial": "DEMO-0001", "site": "workbench"}
-# Time enough between two polls to look at a deployment that is held back, and to accept it.
+# Leaves enough time between two polls to look at a pending deployment and to accept it.
 POLL = "00:00:20"
-# Slow enough that the download of a few megabytes can be watched.
+# Slow enough for the download of a few megabytes to be watched.
 BYTES_PER_SECOND = 1_600_000
 
 CONFIGURATION = """
@@ -50,7 +50,7 @@ class Scene(Stage):
         self.life.check()
 
     def _equip_gateway(self):
-        """Leaves the gateway as it is before the release."""
+        """Puts the gateway into its state before the release."""
         self.gateway.config("zephran", CONFIGURATION)
         self.gateway.install_firmware(BEFORE.firmware)
         self._partition = self.gateway.flash(PARTITION, BEFORE.boot_loader, ERASE_SIZE)
@@ -66,7 +66,7 @@ class Scene(Stage):
     # ---- the operator
 
     def assign(self, rollout):
-        """Offers the rollout to the device, as a soft action, and slows its downloads down."""
+        """Assigns the rollout to the device as a soft action, and slows its downloads down."""
         modules = [self.server.software_module(chunk.type, chunk.name, chunk.version, chunk.files)
                    for chunk in rollout.chunks]
         self.server.order("artifact", Slow(BYTES_PER_SECOND), times=None)
@@ -79,7 +79,7 @@ class Scene(Stage):
         return take_inventory(self.gateway, self._partition)
 
     def configuration_library(self):
-        """A sentence on what the running daemon really reads its configuration with."""
+        """A sentence on the library that the running daemon really reads its configuration with."""
         daemon = self.life.daemon
         if daemon is None:
             raise DemoFailure("the daemon was never started")
@@ -87,7 +87,7 @@ class Scene(Stage):
         loaded = re.search(r"\s(/\S*libuci\.so\S*)", maps.read_text(encoding="utf-8"))
         if loaded is None:
             return "none: the daemon has loaded no libuci"
-        # Seen from inside a chroot, the path begins outside of it.
+        # In a chroot the path is shown from the outside.
         library = self._build.store_library
         if loaded[1].endswith(str(library)):
             place = self._build.name_of(library)
@@ -95,7 +95,7 @@ class Scene(Stage):
         return f"{loaded[1]}, as found on this machine"
 
     def message_bus(self):
-        """A sentence on what the daemon reaches the message bus with, and what else belongs to it."""
+        """A sentence on the bus libraries, the broker and the command that are in use."""
         place = self._build.name_of(self._build.bus_programs)
         return (f"{self._build.bus_libraries}; the broker ubusd and the command ubus are the ones "
                 f"that devkit brings ({place})")

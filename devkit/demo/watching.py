@@ -1,9 +1,9 @@
-"""How a demonstration waits: it tells what happens meanwhile, and says what did not come."""
+"""How a demonstration waits: it tells what happens meanwhile, and names what did not happen in time."""
 import time
 
 from .failure import DemoFailure
 
-# For each point of a story; builds with sanitizers are slow.
+# Time limit for each point of a story; builds with sanitizers are slow.
 PATIENCE = 240
 
 

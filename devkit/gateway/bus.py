@@ -25,7 +25,7 @@ class BusError(Exception):
 
 
 class Bus:
-    """Runs the broker of one gateway. Made by the gateway; starts and ends with it.
+    """Runs the broker of one gateway, which creates, starts and ends it.
 
     programs  directory of the broker and the command; without one there is no bus
     """
@@ -41,7 +41,7 @@ class Bus:
 
     @property
     def log(self) -> str:
-        """What the broker and its sanitizers have said."""
+        """The output of the broker and of its sanitizers."""
         return self._broker.log if self._broker else ""
 
     def start(self) -> None:
@@ -95,7 +95,7 @@ class Bus:
         return self._broker
 
     def _takes_connections(self) -> bool:
-        # The way through the descriptor is shorter than the limit for paths of sockets.
+        # Going through a descriptor keeps the path below the length limit for sockets.
         directory = os.open(self._directory, os.O_PATH)
         try:
             with socket.socket(socket.AF_UNIX) as probe:

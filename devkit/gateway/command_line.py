@@ -52,5 +52,5 @@ def main() -> int:
             status = run(options, options.run_dir or scratch)
         except (GatewayError, OSError) as error:
             sys.exit(f"Error: {error}")
-    # a signal's number is reported as a shell does
+    # A signal is reported as a shell does.
     return status if status >= 0 else 128 - status

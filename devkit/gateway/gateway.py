@@ -1,4 +1,4 @@
-"""The outer side of the simulated gateway: what tests and the demonstration program against."""
+"""The simulated gateway from outside: the interface for tests and the demonstration."""
 import json
 import os
 import signal
@@ -18,10 +18,10 @@ from .kernel import die_with_parent
 from .terminal import Output
 
 PROJECT = HERE.parent.parent
-# The holder and the tools run in a bare system, where only the system's own interpreter exists.
+# The holder runs in a bare system, which has the system's own interpreter only.
 PYTHON = "/usr/bin/python3" if os.path.exists("/usr/bin/python3") else sys.executable
 GONE = b'{"error": "its first process is gone; may this user make namespaces here?"}'
-# Programs that are waited for are slow on a busy machine, and slower still with sanitizers.
+# Seconds. Programs are slow on a busy machine, and slower still with sanitizers.
 TIMEOUT = 180
 GATEWAY_PATH = "/usr/sbin:/usr/bin:/sbin:/bin"
 
@@ -56,7 +56,7 @@ class Daemon:
 
     @property
     def exit_status(self) -> int | None:
-        """None while it runs; the negative signal number if a signal ended it."""
+        """None while it runs; a negative signal number if a signal ended it."""
         if self._status is None:
             self._status = self.gateway.order("status", pid=self.pid)["status"]
         return self._status
@@ -88,7 +88,7 @@ class Daemon:
             if time.monotonic() > deadline:
                 raise AssertionError(f"still running after {timeout} s, log:\n{self.log[-6000:]}")
             time.sleep(0.05)
-        # a program that outlives the daemon may hold its output open
+        # A program that outlives the daemon may keep its output open.
         self.output.join(2)
         return status
 
@@ -108,12 +108,12 @@ class Daemon:
 
 
 class Gateway(Equipment):
-    """One simulated gateway. Its namespaces live from the first start of a program to close().
+    """One simulated gateway. Its namespaces exist from the first start of a program until close().
 
-    run_dir       a directory of its own; holds etc, sbin, run, flash, chips and the logs
-    library_path  where the stand-ins of the gateway's libraries lie
-    bus_path      where the stand-ins of the message bus's programs lie; without it there is no bus
-    tmp_size      how much fits into its /tmp
+    run_dir       a directory for this gateway alone; holds etc, sbin, run, flash, chips and the logs
+    library_path  directory of the stand-ins for the gateway's libraries
+    bus_path      directory of the stand-ins for the bus's programs; without it there is no bus
+    tmp_size      size of its /tmp
     visible       further directories below /tmp that programs in the gateway must see
     """
 
@@ -129,7 +129,7 @@ class Gateway(Equipment):
         self._process: subprocess.Popen[bytes] | None = None
         self._socket: socket.socket | None = None
         self._boot: dict[str, Any] | None = None
-        # Others than the one who started a daemon may watch over it.
+        # A daemon may be watched by another thread than the one that started it.
         self._order_lock = threading.Lock()
         self.bus = Bus(self, bus_path)
 
@@ -139,11 +139,11 @@ class Gateway(Equipment):
     def __exit__(self, *_: object) -> None:
         self.close()
 
-    # ---- its inside, from outside
+    # ---- its inside, seen from outside
 
     @property
     def outer_pid(self) -> int:
-        """Process number, in the world outside, of the process that all others here end with."""
+        """Id, outside of the gateway, of its first process, with which all others end."""
         return self._ensure_booted()["pid"]
 
     @property
@@ -157,21 +157,21 @@ class Gateway(Equipment):
         return self.run_dir / "log/reboot"
 
     def leftovers(self, ignore: Collection[str] = ("state", ".uci")) -> list[str]:
-        """Names in the gateway's /tmp that nobody needs."""
+        """Names of the files in the gateway's /tmp that should have been removed."""
         needed = {*self._boot["kept_in_tmp"], *ignore} if self._boot else set()
         return sorted(entry.name for entry in self.tmp.iterdir() if entry.name not in needed)
 
     # ---- what runs on it
 
     def start_daemon(self, argv: Sequence[str | Path], env: Mapping[str, str] | None = None) -> Daemon:
-        """Starts a program with a small environment of its own; `env` adds to it."""
+        """Starts a program in a minimal environment; `env` adds to it."""
         daemon = self.start_program(argv, f"daemon-{len(self.daemons) + 1}", env)
         self.daemons.append(daemon)
         return daemon
 
     def start_program(self, argv: Sequence[str | Path], log_name: str,
                       env: Mapping[str, str] | None = None) -> Daemon:
-        """The same for a program that accompanies the daemons; `log_name` names its log's file."""
+        """Does the same for a program other than the daemon; `log_name` names its log file."""
         self._ensure_booted()
         environment = {"PATH": GATEWAY_PATH, "HOME": "/root", "LANG": "C.UTF-8", "TZ": "UTC",
                        "GATEWAY_LOG": str(self.run_dir / "log"), **(env or {})}
@@ -193,13 +193,13 @@ class Gateway(Equipment):
         return daemon
 
     def reboot(self) -> None:
-        """A power cut: every program is gone and /tmp empty, the configuration stays."""
+        """Cuts the power: all programs end and /tmp is emptied, the configuration stays."""
         if self._boot:
             self.order("power_off")
             self._start_services()
 
     def close(self) -> None:
-        """Ends every program of the gateway and takes its mounts away."""
+        """Ends every program of the gateway and removes its mounts."""
         if self._process is None or self._socket is None:
             return
         self._socket.close()
@@ -252,7 +252,7 @@ class Gateway(Equipment):
         return self._boot
 
     def _start_services(self) -> None:
-        """What a gateway starts when it boots, before any daemon."""
+        """Starts what a gateway starts at boot before any daemon."""
         if self.bus.exists:
             self.bus.start()
 

@@ -1,8 +1,8 @@
-"""First process inside the simulated gateway: keeps it alive and starts programs in it.
+"""The first process inside the simulated gateway: keeps it alive and starts programs in it.
 
-It is started by gateway.py in fresh mount and process namespaces and takes its orders, one JSON
-object a datagram, from the socket that is its standard input. When that socket closes, or when
-this process is killed, the kernel ends every process of the gateway and its mounts go away.
+gateway.py starts it in new mount and process namespaces. It takes orders, one JSON object a datagram, from the
+socket on its standard input. When that socket closes, or when this process is killed, the kernel ends every
+process of the gateway and removes its mounts.
 """
 import contextlib
 import json
@@ -16,7 +16,7 @@ from typing import Any
 import kernel
 import rooms
 
-# Whoever runs the tests may have told the shell to ignore some; a gateway's programs start with none ignored.
+# The caller's shell may ignore some signals; programs on a gateway start with none ignored.
 DEFAULT_SIGNALS = signal.valid_signals() - {signal.SIGKILL, signal.SIGSTOP}
 
 
@@ -46,13 +46,13 @@ class Holder:
 
     def do_boot(self, handles: Sequence[int], kept: Sequence[str], tmp_size: str, stage: str,
                 covers: Mapping[str, Mapping[str, str]]) -> dict[str, Any]:
-        # the number that the outer world knows this process by
+        # The id of this process outside of the gateway.
         outer_pid = int(os.readlink("/proc/self"))
         self.kept_in_tmp = rooms.private_tmp(kept, tmp_size)
         os.makedirs(stage, exist_ok=True)
         for directory, own in covers.items():
             rooms.cover(directory, stage, own)
-        # Tools that look at themselves through /proc need one with this namespace's numbers.
+        # Tools that inspect themselves through /proc need one with the ids of this namespace.
         kernel.mount("proc", "/proc", "proc",
                      flags=kernel.MS_NOSUID | kernel.MS_NODEV | kernel.MS_NOEXEC)
         return {"pid": outer_pid, "kept_in_tmp": self.kept_in_tmp}
@@ -84,7 +84,7 @@ class Holder:
         return {}
 
     def _reap(self, wait: bool = False) -> bool:
-        """Notes the end of children, adopted ones included. True if there may be more."""
+        """Notes the end of children, including adopted ones. True if there may be more."""
         try:
             pid, status = os.waitpid(-1, 0 if wait else os.WNOHANG)
             while pid:
@@ -96,7 +96,7 @@ class Holder:
 
 
 if __name__ == "__main__":
-    # A Ctrl-C in the developer's terminal is for the test run, which then ends the gateway.
+    # A Ctrl-C in the developer's terminal is meant for the test run, which then ends the gateway.
     signal.signal(signal.SIGINT, signal.SIG_IGN)
     os.chdir("/")
     Holder(socket.socket(fileno=os.dup(0))).serve()

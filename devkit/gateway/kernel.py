@@ -9,7 +9,7 @@ MS_REC, MS_RELATIME = 0x4000, 0x200000
 
 PR_SET_PDEATHSIG = 1
 
-# statvfs(3) reports a mount's own restrictions by other bits than mount(2) takes
+# statvfs(3) reports a mount's restrictions with other bits than mount(2) takes.
 _STATVFS_TO_MOUNT = {1: MS_RDONLY, 2: MS_NOSUID, 4: MS_NODEV, 8: MS_NOEXEC,
                      1024: MS_NOATIME, 2048: MS_NODIRATIME, 4096: MS_RELATIME}
 
@@ -30,7 +30,7 @@ def mount(source: str, target: str, kind: str = "", flags: int = 0, options: str
 
 
 def bind(source: str, target: str, read_only: bool = False) -> None:
-    """Shows `source`, with everything mounted below it, at `target` too."""
+    """Makes `source`, with everything mounted below it, visible at `target` too."""
     mount(source, target, flags=MS_BIND | MS_REC)
     if not read_only:
         return

@@ -18,13 +18,13 @@ FIRMWARE_PARAMETER = "SYSTEM.GENERAL.FW_VERSION"
 
 
 def powerline_image(version: str, size: int = 4096) -> bytes:
-    """Firmware for a modem; the version stands in its first line."""
+    """Firmware for a modem; its first line holds the version."""
     header = f"GHN_FW_VERSION={version}\n".encode()
     return header + bytes(place * 11 % 256 for place in range(max(0, size - len(header))))
 
 
 class Modem:
-    """One modem of the network. A reboot of the gateway changes nothing of it."""
+    """One modem of the network. It is unaffected by a reboot of the gateway."""
 
     def __init__(self, directory: Path, parameters: Mapping[str, str]) -> None:
         self.mac = directory.name
@@ -47,17 +47,17 @@ class Modem:
         self._write({**self.parameters, name: value})
 
     def forget(self, name: str = END_DEVICE_PARAMETER) -> None:
-        """From now on it does not know this parameter; without this one it is no end device."""
+        """Removes a parameter. Without the default one the modem is no end device."""
         self._write({key: value for key, value in self.parameters.items() if key != name})
 
     # ---- how it behaves
 
     def unplug(self) -> None:
-        """It is no longer in the network."""
+        """Takes it out of the network."""
         self._mark("absent")
 
     def plug_in(self) -> None:
-        """It is in the network again, or answers again."""
+        """Brings it back into the network, and makes it answer again."""
         for name in ("absent", "silent"):
             (self._directory / name).unlink(missing_ok=True)
 
@@ -66,32 +66,32 @@ class Modem:
         return not (self._directory / "absent").exists()
 
     def fall_silent(self) -> None:
-        """The gateway's modem still lists it, but it answers no more."""
+        """It no longer answers, but the gateway's modem still lists it."""
         self._mark("silent")
 
     def hang(self) -> None:
-        """Every call for it waits until release()."""
+        """Every call to it waits until release()."""
         (self._directory / "held").unlink(missing_ok=True)
         self._mark("hangs")
 
     @property
     def is_held(self) -> bool:
-        """Whether a call waits, or has waited, since hang()."""
+        """Whether a call has waited since hang()."""
         return (self._directory / "held").exists()
 
     def release(self) -> None:
         (self._directory / "hangs").unlink()
 
     def vanish_at_reset(self) -> None:
-        """It does not return from its next reset."""
+        """Its next reset is its end: it does not return."""
         self._mark("fate", "gone")
 
     def keep_firmware_at_reset(self) -> None:
-        """It returns from its next reset with the firmware that it has now."""
+        """Its next reset leaves the current firmware running."""
         self._mark("fate", "old")
 
     def vanish_while_pushed(self) -> None:
-        """It leaves the network when half of an image has come."""
+        """It leaves the network after half of an image has arrived."""
         self._mark("loses-link")
 
     def _mark(self, name: str, text: str = "") -> None:
@@ -107,9 +107,9 @@ class Modem:
 class Powerline:
     """The network of one gateway, and the gateway's configuration for it.
 
-    gateway     the gateway; its packages "ghn" and "nevra" of the configuration are replaced
+    gateway     the gateway; replaces its configuration packages "ghn" and "nevra"
     controller  address of the gateway's own modem
-    password    what all modems demand; the configuration gets it too
+    password    required by all modems, and written to the configuration
     """
 
     def __init__(self, gateway: Equipment, controller: str = "02:00:00:00:00:01", interface: str = "br-lan",
@@ -128,7 +128,7 @@ class Powerline:
 
     def configure(self, interface: str | None = None, password: str | None = None,
                   controller: str | None = None) -> None:
-        """Writes the gateway's configuration; what is not given is right, what is "" is left out."""
+        """Writes the gateway's configuration. None stands for the correct value, "" for no option."""
         def option(name: str, value: str | None, right: str) -> str:
             value = right if value is None else value
             return f"\toption {name} '{value}'\n" if value else ""
@@ -140,7 +140,7 @@ class Powerline:
                              + option("LirnMacAddress", controller, self.controller.mac))
 
     def configure_own_password(self, password: str) -> None:
-        """Gives the gateway a password of its own, which goes before the common one."""
+        """Gives the gateway its own password, which takes precedence over the common one."""
         self._gateway.config("nevra-private", "config baptization 'baptization'\n"
                                               f"\toption PwdGhnConfig '{password}'\n")
 
@@ -157,7 +157,7 @@ class Powerline:
             **UPGRADE_PARAMETERS})
 
     def report_macs(self, text: str | None) -> None:
-        """Has the gateway's modem name these devices, whatever there is; None: those there are."""
+        """Makes the gateway's modem list these addresses whatever is there; None: the real ones."""
         if text is None:
             (self._directory / "reported-macs").unlink(missing_ok=True)
         else:

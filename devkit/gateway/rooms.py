@@ -1,9 +1,9 @@
 """Builds the gateway's view of the file system, inside its own mount namespace.
 
-A directory that the gateway has to itself is covered by an empty tmpfs. What the host's directory
-held is then shown again entry by entry, read-only, so that programs find their libraries'
-settings while nothing of the host can be changed (devices stay as they are).
-Overlay mounts would be shorter, but cannot be stacked often enough where the root is an overlay already.
+A private directory of the gateway is covered by an empty tmpfs. The entries of the host's directory are then
+mounted into it one by one and read-only, so that programs find the settings of their libraries but cannot change
+the host (devices stay as they are). Overlay mounts would be shorter, but cannot be stacked often enough where
+the root is an overlay already.
 """
 import os
 import pathlib
@@ -16,9 +16,9 @@ TMPFS_OPTIONS = "mode=0755"
 
 
 def cover(directory: str, stage: str, own: Mapping[str, str]) -> None:
-    """Covers `directory`. `own` maps names in it to what the gateway shows there instead.
+    """Covers `directory`. `own` maps names in it to the gateway's own files and directories.
 
-    Where the machine has no such directory, the one above is covered that shall hold it.
+    If the machine has no such directory, its parent is covered and gets one.
     """
     directory = os.path.realpath(directory)
     if not os.path.isdir(directory):
@@ -60,7 +60,7 @@ def _show(source: str, target: str) -> None:
 
 
 def private_tmp(kept: Iterable[str], size: str) -> list[str]:
-    """An empty /tmp in which the directories in `kept` stay visible at their places.
+    """Mounts an empty /tmp in which the directories in `kept` stay visible at their paths.
 
     Returns the names in the new /tmp that exist for that reason only.
     """
@@ -76,7 +76,7 @@ def private_tmp(kept: Iterable[str], size: str) -> list[str]:
 
 
 def empty_tmp(keep: Collection[str]) -> None:
-    """What a reboot does to /tmp, except for the names in `keep`."""
+    """Empties /tmp as a reboot does, except for the names in `keep`."""
     for entry in os.scandir("/tmp"):
         if entry.name in keep:
             continue

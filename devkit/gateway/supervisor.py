@@ -1,23 +1,21 @@
-"""Plays procd, and the boot loader: restarts the daemon when it has ended, and reboots the gateway."""
+"""Plays procd and the boot loader: restarts the daemon when it has ended, and reboots the gateway."""
 import threading
 from collections.abc import Callable, Sequence
 from typing import Self
 
 from .gateway import Daemon, Gateway
 
-# procd would wait five seconds between two starts; nobody waits for that at a desk.
+# Seconds. procd would wait five between two starts, which would only slow the tests down.
 STEP = 0.1
 
 
 class Supervisor:
-    """Starts a daemon, starts it again whenever it has ended, and reboots the gateway when its
-    firmware tool asks for that.
+    """Keeps a daemon running, and reboots the gateway when its firmware tool asks for that.
 
     gateway       the gateway to watch over
-    start         function that starts the daemon with the arguments it is given in addition to its
-                  own, and returns it
+    start         function that starts the daemon with the given additional arguments, and returns it
     after_reboot  the additional arguments after the reboot of a firmware installation
-    most_starts   a daemon that has to be started more often than that is broken
+    most_starts   limit of starts, above which the daemon counts as broken
     """
 
     def __init__(self, gateway: Gateway, start: Callable[..., Daemon],
@@ -73,7 +71,7 @@ class Supervisor:
             while not self._stopping.wait(STEP):
                 with self._lock:
                     self._look_after()
-        except Exception as error:  # it belongs to whoever asks for it next
+        except Exception as error:  # the next call of check() raises it
             self._error = error
 
     def _look_after(self) -> None:

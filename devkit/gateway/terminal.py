@@ -1,7 +1,7 @@
 """Reads what a program writes, line by line, as it is written.
 
-The program gets a pseudo terminal for each stream: its C library then hands over every line at
-once, where it would keep some kilobytes back for a file or a pipe.
+The program gets a pseudo terminal for each stream: its C library then writes every line at once. With a file or
+a pipe it would buffer some kilobytes.
 """
 import os
 import re
@@ -12,7 +12,7 @@ import tty
 from pathlib import Path
 from typing import NamedTuple
 
-# A program that writes without a pause is always a little ahead of whoever reads.
+# Seconds. A program that writes without a pause is always a little ahead of its reader.
 CATCH_UP_TIMEOUT = 5
 
 
@@ -40,7 +40,7 @@ class Output:
         self._reader = threading.Thread(target=self._read, daemon=True)
 
     def start(self) -> None:
-        """To be called when the program has the slave ends."""
+        """To be called once the program has the slave ends."""
         for slave in self.slaves:
             os.close(slave)
         self._reader.start()
@@ -51,7 +51,7 @@ class Output:
 
     @property
     def lines(self) -> list[Line]:
-        """All lines that were whole when this was asked for."""
+        """All lines that are complete at the time of the call."""
         with self._changed:
             self._catch_up()
             return self._lines.copy()
@@ -61,13 +61,13 @@ class Output:
         return "".join(line.text + "\n" for line in self.lines if stream in (None, line.stream))
 
     def _catch_up(self) -> None:
-        """Waits until the reader has taken what was written so far; on a busy machine it may be late."""
+        """Waits until the reader, which may lag on a busy machine, has read what was written so far."""
         deadline = time.monotonic() + CATCH_UP_TIMEOUT
         while self._ready(0) and time.monotonic() < deadline:
             self._changed.wait(0.05)
 
     def _ready(self, timeout: float | None) -> list[int]:
-        """The terminals that have something to read, or nothing more to come."""
+        """The terminals that have something to read or have been closed."""
         poll = select.poll()
         for master in self._masters:
             poll.register(master, select.POLLIN)
@@ -95,17 +95,17 @@ class Output:
         rests = dict.fromkeys(self._masters, b"")
         while self._masters:
             for master in self._ready(None):
-                # Nobody may look between the reading of a line and its being kept.
+                # Nobody may look between the reading and the storing of a line.
                 with self._changed:
                     rests[master] = self._take(master, rests[master])
                     self._changed.notify_all()
         self._copy.close()
 
     def _take(self, master: int, rest: bytes) -> bytes:
-        """Keeps the lines that are whole by now and returns the rest."""
+        """Stores the complete lines and returns the rest."""
         try:
             data = os.read(master, 65536)
-        except OSError:  # a terminal whose other end is closed answers EIO
+        except OSError:  # EIO: the other end of the terminal is closed
             data = b""
         *whole, rest = (rest + data).split(b"\n")
         if not data and rest:
