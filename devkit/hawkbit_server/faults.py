@@ -1,7 +1,7 @@
-"""Faults to order: what should go wrong with which request.
+"""Fault injection: what should go wrong with which request.
 
-An order names a kind of request (see `exchanges.Exchange.kind`, or "any"), optionally one target, the first
-request it concerns and for how many requests in a row.
+An order names a kind of request (see `exchanges.Exchange.kind`, or "any"), optionally one target, the number of
+the first affected request, and how many requests in a row are affected.
 """
 
 from __future__ import annotations
@@ -20,9 +20,9 @@ KINDS = ("any", "base", "deploymentBase", "feedback", "cancelAction", "cancelFee
 
 @dataclass(frozen=True)
 class Code:
-    """Answer this status without doing anything. Without a body of its own it gets one such as hawkBit sends.
+    """Answer with this status and do nothing. Without a body, it gets one such as hawkBit sends.
 
-    `headers` are for what a proxy in front would add, for example Location or Retry-After.
+    `headers` are those that a proxy in front would add, for example Location or Retry-After.
     """
 
     status: int
@@ -39,7 +39,7 @@ class Code:
 
 @dataclass(frozen=True)
 class Drop:
-    """Close the connection: before anything is done, or (`processed`) after the request took effect."""
+    """Close the connection before anything is done, or (`processed`) after the request took effect."""
 
     processed: bool = False
 
@@ -53,7 +53,7 @@ class Cut:
 
 @dataclass(frozen=True)
 class Text:
-    """Do what was asked for, but answer with this body, for example with JSON that is not one."""
+    """Carry out the request, but answer with this body, for example with broken JSON."""
 
     body: bytes | str
     status: int = 200
@@ -65,7 +65,7 @@ class Text:
 
 @dataclass(frozen=True)
 class Mutate:
-    """Hand the JSON document to a function and send what it returns."""
+    """Pass the JSON document to a function and send its result."""
 
     change: Callable[[Any], Any]
 
@@ -86,9 +86,9 @@ class Slow:
 
 @dataclass
 class Stall:
-    """Hold the request until `release()` is called or the server stops, then go on as usual.
+    """Hold the request until `release()` is called or the server stops, then continue as usual.
 
-    `reached` is set when a request is being held.
+    `reached` is set once a request is being held.
     """
 
     reached: threading.Event = field(default_factory=threading.Event)
@@ -107,7 +107,7 @@ Fault = Code | Drop | Cut | Text | Mutate | Slow | Stall
 
 @dataclass
 class Order:
-    """One ordered fault; `seen` counts matching requests, `hits` those that it was applied to."""
+    """One ordered fault; `seen` counts matching requests, `hits` the affected ones."""
 
     kind: str
     fault: Fault
@@ -119,7 +119,7 @@ class Order:
     withdrawn: bool = False
 
     def withdraw(self) -> None:
-        """No further request is concerned."""
+        """No further request is affected."""
         self.withdrawn = True
 
     def matches(self, kind: str, target: str | None) -> bool:
@@ -130,7 +130,7 @@ class Order:
 
 
 class Faults:
-    """All orders. At most one fault applies to a request, that of the oldest order that is due."""
+    """All orders. At most one fault is applied to a request: that of the oldest order that is due."""
 
     def __init__(self) -> None:
         self._lock = threading.Lock()

@@ -27,7 +27,7 @@ class Status(StrEnum):
 
 
 class ActionType(StrEnum):
-    """How strongly an update is meant, as given with the assignment."""
+    """How urgent an update is, as given with the assignment."""
 
     FORCED = "forced"
     SOFT = "soft"
@@ -79,7 +79,7 @@ class DistributionSet:
 class StatusEntry:
     """One report about an action, by the device or by the server itself.
 
-    `occurred_at` is milliseconds: the device's own `timestamp` if it sent one, else the server's clock.
+    `occurred_at` is in milliseconds: the device's own `timestamp` if it sent one, else the server's clock.
     A message may be None: a cancel feedback without details leaves such an entry.
     """
 
@@ -90,7 +90,7 @@ class StatusEntry:
 
 @dataclass
 class Window:
-    """A maintenance window of one action: open or shut by hand, or opening at a time of the server's clock."""
+    """The maintenance window of an action: opened and closed by hand, or opening at a time of the server's clock."""
 
     is_open: bool = False
     opens_at: float | None = None
@@ -99,7 +99,7 @@ class Window:
         return self.is_open or (self.opens_at is not None and now >= self.opens_at)
 
     def time_left(self, now: float) -> float | None:
-        """Seconds until it opens by itself; None when that is not planned or it is open."""
+        """Seconds until it opens by itself; None when it is open or no time is set."""
         if self.available(now) or self.opens_at is None:
             return None
         return self.opens_at - now
@@ -125,8 +125,8 @@ class Action:
     """One update of one target, from its assignment to its end.
 
     `revision` counts the changes of the record itself; the `c` of the deployment link follows it.
-    `spoilt` tells that the device read the action again after it was closed, which turns its recorded state
-    from finished to retrieved and keeps a rollout from going on.
+    `spoilt` means that the device read the action again after it was closed. This changes its recorded state from
+    finished to retrieved and stalls a rollout.
     """
 
     id: int
@@ -158,5 +158,5 @@ class Action:
         return any(module.id == module_id for module in self.distribution_set.modules)
 
     def messages(self) -> list[str]:
-        """All texts of all entries in the order of events."""
+        """All texts of all entries, in order."""
         return [text for entry in self.entries for text in entry.messages if text is not None]
