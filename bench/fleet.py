@@ -22,7 +22,7 @@ POLL_SECONDS = 300
 POLL = "00:05:00"
 # Daemons start one after another. No poll that counts may be due before all of them run.
 START_SECONDS = 5
-PATIENCE = 180
+TIMEOUT = 180
 RECHECK = 0.02
 POLL_LINE = re.compile(r'"GET (/DEFAULT/controller/v1/[^/ ]+) HTTP/1\.1" 200 ')
 ANY_LINE = re.compile(r'"[A-Z]+ /DEFAULT/controller/v1/')
@@ -103,12 +103,12 @@ class _Fleet:
         gateway = _make_bench(self.directory / device, self.site.whereabouts.access())
         self.gateways.append(gateway)
         gateway.start(device)
-        end = time.monotonic() + PATIENCE
+        end = time.monotonic() + TIMEOUT
         # The first poll leads to the attributes; later polls are timed from the second one.
         while self.log.read_text().count(f'"GET /DEFAULT/controller/v1/{device} ') < 2:
             gateway.check_alive("its registration")
             if time.monotonic() > end:
-                raise Wrong(f"{device} did not register in {PATIENCE} s")
+                raise Wrong(f"{device} did not register in {TIMEOUT} s")
             time.sleep(RECHECK)
 
     def _watch(self, window):

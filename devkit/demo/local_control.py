@@ -5,7 +5,7 @@ import time
 from .failure import DemoFailure
 
 OBJECT = "zephran"
-CALL_PATIENCE = 60
+CALL_TIMEOUT = 60
 # During a poll no deployment is pending, until the poll has fetched it again.
 ATTEMPTS = 3
 
@@ -66,7 +66,7 @@ class LocalControl:
         command = " ".join(words)
         self._screen.quote(command, "#")
         program = self._gateway.start_program(words, "ubus")
-        if program.wait(CALL_PATIENCE) != 0:
+        if program.wait(CALL_TIMEOUT) != 0:
             raise DemoFailure(f"{command} ended with status {program.exit_status}: "
                               f"{program.err.strip() or 'it said nothing'}")
         self._screen.verbatim(program.out)

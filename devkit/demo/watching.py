@@ -4,12 +4,12 @@ import time
 from .failure import DemoFailure
 
 # Time limit for each point of a story; builds with sanitizers are slow.
-PATIENCE = 240
+TIMEOUT = 240
 
 
 def watch(scene, story, is_reached, what):
     """Tells what happens until a point of the story is reached."""
-    deadline = time.monotonic() + PATIENCE
+    deadline = time.monotonic() + TIMEOUT
     try:
         while not is_reached():
             if time.monotonic() > deadline:

@@ -18,7 +18,7 @@ NOT_FOUND = 404
 # hawkBit knows no window without an end; this is the longest it takes.
 WINDOW_DURATION = "23:59:59"
 # Its scheduler makes the groups of a rollout in the background.
-ROLLOUT_PATIENCE = 60
+ROLLOUT_TIMEOUT = 60
 # A group is done when all of its gateways have succeeded, and stops the rollout when all have failed.
 GROUP_CONDITIONS = {
     "successCondition": {"condition": "THRESHOLD", "expression": "100"},
@@ -110,9 +110,9 @@ class HawkbitServer(driver.Server):
             "targetFilterQuery": f"tag=={tag['name']}", "type": "forced", "amountGroups": groups,
             **GROUP_CONDITIONS})
         rollout = HawkbitRollout(self._management, made["id"], self._targets)
-        wait_for(lambda: rollout.status() == "ready", ROLLOUT_PATIENCE, f"rollout {name} that can be started")
+        wait_for(lambda: rollout.status() == "ready", ROLLOUT_TIMEOUT, f"rollout {name} that can be started")
         self._management.post(f"rollouts/{made['id']}/start")
-        wait_for(lambda: rollout.status() != "starting", ROLLOUT_PATIENCE, f"the start of rollout {name}")
+        wait_for(lambda: rollout.status() != "starting", ROLLOUT_TIMEOUT, f"the start of rollout {name}")
         return rollout
 
     def set_polling_time(self, text):

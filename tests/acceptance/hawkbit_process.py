@@ -15,8 +15,8 @@ from hawkbit_management import Management, Unreachable
 from nginx import GATEWAY_TOKEN
 
 # It takes about 20 s on an idle machine.
-START_PATIENCE = 300
-STOP_PATIENCE = 30
+START_TIMEOUT = 300
+STOP_TIMEOUT = 30
 RECHECK = 0.3
 
 
@@ -79,7 +79,7 @@ class HawkbitProcess:
             raise
 
     def _wait_until_ready(self) -> None:
-        end = time.monotonic() + START_PATIENCE
+        end = time.monotonic() + START_TIMEOUT
         while True:
             try:
                 self.management.get("system/configs")
@@ -89,7 +89,7 @@ class HawkbitProcess:
                 if status is not None:
                     raise HawkbitError(f"hawkBit ended with {status}: {self._end_of_log()}") from error
                 if time.monotonic() > end:
-                    raise HawkbitError(f"hawkBit does not answer after {START_PATIENCE} s: "
+                    raise HawkbitError(f"hawkBit does not answer after {START_TIMEOUT} s: "
                                        f"{self._end_of_log()}") from error
             time.sleep(RECHECK)
 
@@ -102,5 +102,5 @@ class HawkbitProcess:
     def stop(self) -> None:
         if self._process is None:
             return
-        local_process.end(self._process, STOP_PATIENCE)
+        local_process.end(self._process, STOP_TIMEOUT)
         self._process = None

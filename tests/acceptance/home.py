@@ -5,7 +5,7 @@ import contextlib
 
 from driver import Server, wait_for
 from gateway import BusError
-from gateway_bench import PATIENCE, GatewayBench
+from gateway_bench import TIMEOUT, GatewayBench
 
 
 class Home(GatewayBench):
@@ -58,7 +58,7 @@ class Home(GatewayBench):
             if not value:
                 self.check_alive(what)
             return value
-        return wait_for(came_or_never_will, PATIENCE, what)
+        return wait_for(came_or_never_will, TIMEOUT, what)
 
     def wait_until_registered(self):
         """Waits until the server knows the target and its attributes."""

@@ -22,11 +22,11 @@ def free_port() -> int:
             return port
 
 
-def end(process: subprocess.Popen, patience: float) -> None:
-    """Asks a program to end, and kills it when it has not after `patience` seconds."""
+def end(process: subprocess.Popen, timeout: float) -> None:
+    """Asks a program to end, and kills it when it has not after `timeout` seconds."""
     process.terminate()
     try:
-        process.wait(patience)
+        process.wait(timeout)
     except subprocess.TimeoutExpired:
         process.kill()
         process.wait()

@@ -13,7 +13,7 @@ import local_process
 
 CONFIGURATION = Path(__file__).resolve().parents[2] / "docs/nginx/hawkbit-front.conf"
 GATEWAY_TOKEN = "testkey"
-PATIENCE = 30
+TIMEOUT = 30
 ENVIRONMENT = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin"}
 
 # What surrounds the documented file: ports, paths and programs of this one run.
@@ -82,7 +82,7 @@ class Nginx:
         self._wait_until_it_listens()
 
     def _wait_until_it_listens(self) -> None:
-        end = time.monotonic() + PATIENCE
+        end = time.monotonic() + TIMEOUT
         while True:
             with socket.socket() as probe:
                 if probe.connect_ex(("127.0.0.1", self.port)) == 0:
@@ -101,7 +101,7 @@ class Nginx:
     def stop(self) -> None:
         if self._process is None:
             return
-        local_process.end(self._process, PATIENCE)
+        local_process.end(self._process, TIMEOUT)
         self._process = None
 
 

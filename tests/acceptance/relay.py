@@ -20,7 +20,7 @@ from email.parser import BytesHeaderParser
 HOST = "127.0.0.1"
 PIECE = 65536
 LONGEST_HEAD = 65536
-PATIENCE = 120
+TIMEOUT = 120
 
 
 @dataclass(frozen=True)
@@ -121,7 +121,7 @@ class _Connection(socketserver.StreamRequestHandler):
     def _ask(self, request: bytes) -> bytes:
         """The whole answer; nothing when the server went away without one."""
         answer = b""
-        with socket.create_connection((HOST, self.server.relay.upstream), PATIENCE) as upstream:
+        with socket.create_connection((HOST, self.server.relay.upstream), TIMEOUT) as upstream:
             upstream.sendall(request)
             while piece := upstream.recv(PIECE):
                 answer += piece

@@ -1,7 +1,7 @@
 """A test bench: the real daemon in a simulated gateway, and an update server for it."""
 import socket
 
-from gateway_bench import PATIENCE, GatewayBench
+from gateway_bench import TIMEOUT, GatewayBench
 from hawkbit_server import Stall, Tls, UpdateServer
 
 DEVICE = "gw-1"
@@ -87,7 +87,7 @@ class Bench(GatewayBench):
                 self.check_alive(what)
             return value
 
-        return self.server.wait_for(came_or_never_will, PATIENCE, what)
+        return self.server.wait_for(came_or_never_will, TIMEOUT, what)
 
     def wait_for_end(self, action):
         self.wait_until(lambda: not action.active, f"the end of action {action.id}")

@@ -5,6 +5,7 @@ import pytest
 
 from bench import Bench
 from gateway_bench import DAEMON
+from local_control import LocalControl
 from pki import Pki
 
 
@@ -32,3 +33,8 @@ def fixture_make_bench(tmp_path, pki):
 @pytest.fixture(name="bench")
 def fixture_bench(make_bench):
     return make_bench()
+
+
+@pytest.fixture(name="control")
+def fixture_control(bench):
+    return LocalControl(bench)

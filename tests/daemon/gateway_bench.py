@@ -12,7 +12,7 @@ DAEMON = BUILD / "src/zephran"
 BUS_PROGRAMS = BUILD / "devkit/openwrt/bin"
 
 # Sanitized builds on a busy machine are slow, and no test is about speed.
-PATIENCE = 180
+TIMEOUT = 180
 
 CONFIG = """
 config service 'service'
@@ -109,7 +109,7 @@ class GatewayBench:
     def run(self, arguments):
         """Starts the daemon with exactly these arguments and waits for its end."""
         daemon = self.launch(arguments)
-        daemon.wait(PATIENCE)
+        daemon.wait(TIMEOUT)
         return daemon
 
     def check_alive(self, what):

@@ -24,11 +24,6 @@ def fixture_bench(make_bench):
     return make_bench(poll=RARE)
 
 
-@pytest.fixture(name="control")
-def fixture_control(bench):
-    return LocalControl(bench)
-
-
 def shut_window(bench):
     set_schedule(bench, day_after(3))
 
@@ -84,7 +79,7 @@ def test_acceptance_may_be_repeated(bench, control):
     assert len(bench.closing_reports()) == 1
 
 
-def test_nothing_can_be_accepted_while_nothing_is_pending(bench, control):
+def test_acceptance_is_refused_while_nothing_is_pending(bench, control):
     leave_it_to_the_user(bench)
     daemon = bench.start()
     control.wait_until_served()
@@ -101,7 +96,7 @@ def test_nothing_can_be_accepted_while_nothing_is_pending(bench, control):
     assert bench.exchanges("artifact") == []
 
 
-def test_deployment_that_the_server_took_back_cannot_be_accepted(bench, control):
+def test_withdrawn_deployment_cannot_be_accepted(bench, control):
     leave_it_to_the_user(bench)
     action = soft_action(bench)
     daemon = bench.start()
@@ -117,7 +112,7 @@ def test_deployment_that_the_server_took_back_cannot_be_accepted(bench, control)
     assert bench.exchanges("artifact") == []
 
 
-def test_acceptance_that_overtakes_the_servers_cancel_is_survived(bench, control):
+def test_acceptance_before_the_servers_cancel_arrives_does_no_harm(bench, control):
     leave_it_to_the_user(bench)
     action = soft_action(bench)
     daemon = bench.start()
@@ -137,7 +132,7 @@ def test_acceptance_that_overtakes_the_servers_cancel_is_survived(bench, control
     assert daemon.is_running()
 
 
-def test_acceptance_holds_for_one_deployment_only(bench, control):
+def test_acceptance_applies_to_one_deployment_only(bench, control):
     leave_it_to_the_user(bench)
     first = soft_action(bench)
     daemon = bench.start()
@@ -160,7 +155,7 @@ def test_acceptance_holds_for_one_deployment_only(bench, control):
     assert first.status is second.status is Status.FINISHED
 
 
-def test_while_a_poll_is_under_way_there_is_nothing_to_accept(bench, control):
+def test_nothing_is_pending_during_a_poll(bench, control):
     leave_it_to_the_user(bench)
     poll_held = bench.stall("base", first=3)
     soft_action(bench)
@@ -186,7 +181,7 @@ def test_while_a_poll_is_under_way_there_is_nothing_to_accept(bench, control):
     assert bench.exchanges("artifact") == []
 
 
-def test_without_acceptance_a_soft_deployment_waits_from_poll_to_poll(bench, control):
+def test_soft_deployment_waits_for_acceptance_over_several_polls(bench, control):
     leave_it_to_the_user(bench)
     action = soft_action(bench)
     daemon = bench.start()
@@ -205,7 +200,7 @@ def test_without_acceptance_a_soft_deployment_waits_from_poll_to_poll(bench, con
     assert bench.exchanges("artifact", "feedback") == []
 
 
-def test_dormant_gateway_keeps_what_it_found_until_its_next_poll_would_be_due(make_bench):
+def test_dormant_gateway_keeps_a_pending_deployment_until_its_next_poll_would_be_due(make_bench):
     bench = make_bench()
     leave_it_to_the_user(bench)
     action = soft_action(bench)

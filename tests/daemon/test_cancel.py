@@ -21,7 +21,7 @@ def wait_for_due_poll(bench):
     time.sleep(max(0.0, last + POLL_SECONDS + 1 - time.time()))
 
 
-def test_cancel_at_rest_is_confirmed(bench):
+def test_cancel_while_waiting_is_confirmed(bench):
     bench.configure("service.automatic_update", "0")
     action = bench.assign(bench.script("one", "echo fine"), type="soft")
     bench.start()
@@ -56,7 +56,7 @@ def test_cancel_during_a_chunk_takes_effect_after_it(bench):
     assert installs_the_next(bench)
 
 
-def test_withdrawn_deployment_is_dropped_without_a_word(bench):
+def test_withdrawn_deployment_is_dropped_without_a_report(bench):
     held = HeldScript(bench, "one")
     action = bench.assign(held.module, bench.script("two", "touch /tmp/state-two-ran"))
     daemon = bench.start()

@@ -31,13 +31,13 @@ def assert_refused(daemon, message, with_help=True):
         assert daemon.err == message + "\n"
 
 
-def test_device_id_is_needed(bench):
+def test_device_id_is_required(bench):
     daemon = bench.run(["--hawkbit-server", "localhost:1"])
 
     assert_refused(daemon, "Error: You must specify the device ID\n")
 
 
-def test_server_is_needed(bench):
+def test_server_is_required(bench):
     daemon = bench.run(["--device-id", "gw-1"])
 
     assert_refused(daemon,
@@ -52,7 +52,7 @@ def test_unknown_options_are_ignored(bench):
 
 
 @pytest.mark.parametrize("given", ["--client-certificate", "--client-certificate-key"])
-def test_half_a_client_certificate_is_refused(bench, given):
+def test_client_certificate_and_key_are_required_together(bench, given):
     daemon = bench.run([*NAMED, given, bench.pki.client.certificate])
 
     assert_refused(daemon, "Error: you must specify both a client certificate and "
@@ -66,7 +66,7 @@ def test_both_missing_certificate_files_are_named(bench):
                            "Error: could not find client certificate key path: /a.key")
 
 
-def test_missing_certificate_key_is_named_alone(bench):
+def test_missing_certificate_key_alone_is_named(bench):
     daemon = bench.run([*NAMED, "--client-certificate", bench.pki.client.certificate,
                         "--client-certificate-key", "/a.key"])
 
@@ -86,7 +86,7 @@ def test_dormant_needs_a_value(bench):
     assert CAUGHT.search(daemon.err)
 
 
-def test_missing_properties_file_is_called_ignored_and_ends_the_start_all_the_same(bench):
+def test_missing_properties_file_is_reported_as_ignored_but_ends_the_start(bench):
     daemon = bench.run([*NAMED, "--properties-file", "/missing.json"])
 
     assert daemon.exit_status == 1
@@ -103,7 +103,7 @@ def test_properties_file_must_be_json(bench, text):
     assert CAUGHT.search(daemon.err)
 
 
-def test_properties_with_inner_structure_end_the_process_abnormally(bench):
+def test_nested_properties_end_the_process_abnormally(bench):
     daemon = bench.run([*NAMED, "--properties-file",
                         bench.file("properties.json", '{"a": {"b": 1}}')])
 
@@ -111,7 +111,7 @@ def test_properties_with_inner_structure_end_the_process_abnormally(bench):
 
 
 @pytest.mark.parametrize("word", ["verbose", "debug", "INFO "])
-def test_unknown_log_level_is_warned_about_and_gives_info(bench, word):
+def test_unknown_log_level_causes_a_warning_and_means_info(bench, word):
     daemon = bench.start_without_server(f"--log-level={word}")
 
     daemon.wait_for_line("action=factory_report")
@@ -135,7 +135,7 @@ def test_start_reports_the_installers_of_this_build(bench):
                         ("plc_ghn", "50"), ("script", "15"), ("zw", "20")]
 
 
-def test_start_says_what_was_switched_on(bench):
+def test_start_logs_the_enabled_options(bench):
     pair = bench.pki.client
     daemon = bench.start_without_server("--client-certificate", pair.certificate,
                                         "--client-certificate-key", pair.key)
@@ -148,7 +148,7 @@ def test_start_says_what_was_switched_on(bench):
         assert re.search(rf"INFO \S+ {re.escape(line)}$", daemon.out, re.M)
 
 
-def test_discovery_is_switched_on_by_its_option(bench):
+def test_option_enables_discovery(bench):
     daemon = bench.start_without_server("--ghn-agents")
 
     daemon.wait_for_line("event=backoff")
@@ -158,7 +158,7 @@ def test_discovery_is_switched_on_by_its_option(bench):
                      r"message=enabling G\.hn LAN discovery handler$", daemon.out, re.M)
 
 
-def test_discovery_is_off_unless_asked_for(bench):
+def test_discovery_is_disabled_by_default(bench):
     daemon = bench.start_without_server()
 
     daemon.wait_for_line("event=backoff")

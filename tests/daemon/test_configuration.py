@@ -4,7 +4,7 @@ from hawkbit_server import Status
 DEFAULT_SET = "WARNING .*message=missing config entry, setting default enabled"
 
 
-def test_gateway_without_the_library_installs_all_the_same(make_bench):
+def test_gateway_without_the_library_still_installs(make_bench):
     bench = make_bench(uci=False)
     before = bench.gateway.config("zephran")
     action = bench.assign(bench.script("one", "echo fine"), type="soft")
@@ -18,7 +18,7 @@ def test_gateway_without_the_library_installs_all_the_same(make_bench):
     assert action.status is Status.FINISHED
 
 
-def test_broken_store_is_a_missing_one(bench):
+def test_broken_store_is_treated_as_missing(bench):
     bench.gateway.config("zephran", "config service 'service\n\toption\n")
     action = bench.assign(bench.script("one", "echo fine"), type="soft")
     daemon = bench.start()
@@ -33,7 +33,7 @@ def test_broken_store_is_a_missing_one(bench):
     assert action.status is Status.FINISHED
 
 
-def test_run_time_state_counts_more_than_what_is_stored(bench):
+def test_run_time_state_overrides_the_stored_configuration(bench):
     state = bench.gateway.tmp / "state"
     state.mkdir()
     (state / "zephran").write_text("zephran.service.automatic_update='0'\n")

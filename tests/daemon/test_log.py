@@ -15,7 +15,7 @@ def levels_of(text):
 
 
 @pytest.mark.parametrize("level", LEVELS)
-def test_level_lets_itself_and_everything_above_through(bench, level):
+def test_log_level_shows_its_own_and_more_severe_entries(bench, level):
     daemon = bench.start_without_server("--log-level", level)
 
     # the failing poll is logged at every level; at ERROR it is all there is

@@ -21,7 +21,7 @@ SCRIPT_STARTED = ["Installation started", "script:settings:3"]
 
 
 @pytest.mark.parametrize("parts, second", CUTS)
-def test_power_cut(bench, parts, second):
+def test_power_cut_at_any_moment_is_survived(bench, parts, second):
     release = Release(bench, parts)
     action = release.assign()
     supervisor = release.supervise()

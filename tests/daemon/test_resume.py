@@ -7,7 +7,7 @@ def details(bench):
     return [report[3] for report in bench.reports()]
 
 
-def test_killed_in_the_first_chunk(bench):
+def test_deployment_resumes_after_a_kill_during_the_first_chunk(bench):
     held = HeldScript(bench, "one")
     action = bench.assign(held.module, bench.script("two", "echo two"))
     daemon = bench.start()
@@ -30,7 +30,7 @@ def test_killed_in_the_first_chunk(bench):
     assert bench.gateway.leftovers() == held.own_files
 
 
-def test_power_cut_in_the_third_chunk_with_the_report_read_back_in_the_other_order(bench):
+def test_deployment_resumes_from_a_reordered_history_after_a_power_cut(bench):
     held = HeldScript(bench, "three")
     long_output = "i=0; while [ $i -lt 30 ]; do echo 'a line of some length:' $i; i=$((i+1)); done"
     action = bench.assign(bench.script("one", long_output), bench.script("two", long_output),
@@ -55,7 +55,7 @@ def test_power_cut_in_the_third_chunk_with_the_report_read_back_in_the_other_ord
     assert bench.gateway.leftovers() == []
 
 
-def test_soft_deployment_that_had_begun_needs_no_consent_to_go_on(bench):
+def test_started_soft_deployment_needs_no_consent_to_resume(bench):
     held = HeldScript(bench, "one")
     action = bench.assign(held.module, type="soft")
     bench.start()
@@ -69,7 +69,7 @@ def test_soft_deployment_that_had_begun_needs_no_consent_to_go_on(bench):
     assert action.status is Status.FINISHED
 
 
-def test_killed_between_two_chunks_starts_from_the_beginning(bench):
+def test_deployment_restarts_after_a_kill_between_two_chunks(bench):
     # the newest report is then "Chunk deployed", which tells nothing about an installation
     held = HeldScript(bench, "two")
     action = bench.assign(bench.script("one", "echo one"), held.module)

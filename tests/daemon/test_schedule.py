@@ -73,14 +73,14 @@ def test_schedule_is_logged_at_the_start(bench):
                          r"weekdays=34$")
 
 
-def test_schedule_that_is_off_is_logged_too(bench):
+def test_disabled_schedule_is_logged_too(bench):
     daemon = bench.start(level="INFO")
 
     daemon.wait_for_line(r"INFO \S+ read_update_schedule: action=read_update_schedule "
                          r"message=schedule disabled in config$")
 
 
-def test_unreadable_schedule_is_no_schedule(bench):
+def test_unreadable_schedule_is_ignored(bench):
     set_schedule(bench, "monday")
     daemon = bench.start()
 

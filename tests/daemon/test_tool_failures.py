@@ -27,7 +27,7 @@ DETAILS = {
 
 
 @pytest.mark.parametrize("part", TOOLS)
-def test_tool_that_fails(bench, part):
+def test_failing_tool_is_reported(bench, part):
     action = Release(bench, [part]).assign()
     bench.gateway.tell(TOOLS[part], exit=3, output="out of order\n")
     bench.start("--bootloader-mtd", PARTITION)
@@ -39,7 +39,7 @@ def test_tool_that_fails(bench, part):
 
 
 @pytest.mark.parametrize("part", TOOLS)
-def test_tool_that_is_missing(bench, part):
+def test_missing_tool_is_reported(bench, part):
     action = Release(bench, [part]).assign()
     bench.gateway.take_away(TOOLS[part])
     bench.start("--bootloader-mtd", PARTITION)
@@ -53,7 +53,7 @@ def test_tool_that_is_missing(bench, part):
 
 
 @pytest.mark.parametrize("part", TOOLS)
-def test_tool_that_is_killed(bench, part):
+def test_killed_tool_is_reported(bench, part):
     action = Release(bench, [part]).assign()
     bench.gateway.tell(TOOLS[part], output="so far, so good\n", kill=signal.SIGKILL)
     bench.start("--bootloader-mtd", PARTITION)
@@ -72,7 +72,7 @@ def test_tool_that_is_killed(bench, part):
 
 @pytest.mark.parametrize("printed", ODD_OUTPUTS.values(), ids=ODD_OUTPUTS)
 @pytest.mark.parametrize("part, status", [("os", 1), ("opkg", 255)])
-def test_odd_output_of_a_failure_is_accepted(bench, part, status, printed):
+def test_server_accepts_the_unusual_output_of_a_failure(bench, part, status, printed):
     action = Release(bench, [part]).assign()
     bench.gateway.tell(TOOLS[part], exit=status, output=b"begin\n" + printed + b"end\n")
     bench.start()
@@ -85,7 +85,7 @@ def test_odd_output_of_a_failure_is_accepted(bench, part, status, printed):
 
 @pytest.mark.parametrize("printed", ODD_OUTPUTS.values(), ids=ODD_OUTPUTS)
 @pytest.mark.parametrize("part", ["bl", "opkg", "plc", "zw"])
-def test_odd_output_does_not_keep_a_part_from_being_installed(bench, part, printed):
+def test_unusual_output_does_not_prevent_an_installation(bench, part, printed):
     release = Release(bench, [part])
     action = release.assign()
     bench.gateway.tell(TOOLS[part], output=b"begin\n" + printed + b"end\n")

@@ -59,7 +59,7 @@ class Records:
         return list(verdict.problems(self, self.action, GOOD, story, self.control))
 
 
-def test_chunks_are_expected_in_the_turns_of_their_installers():
+def test_chunks_are_expected_in_the_order_of_their_installers():
     assert [chunk.type for chunk in GOOD.in_turn] == ["os", "script", "zw", "bl", "plc", "opkg", "opkg"]
     assert [chunk.type for chunk in FAILING.touched] == ["os", "script"]
     assert FAILING.reports == [
@@ -69,7 +69,7 @@ def test_chunks_are_expected_in_the_turns_of_their_installers():
         ("Script returned an error", "", "1/7")]
 
 
-def test_no_problem_when_all_is_well():
+def test_good_record_has_no_problem():
     assert Records().problems() == []
 
 
@@ -120,7 +120,7 @@ def swap_reports(records):
     (lambda records: records.change(tools=("sysupgrade", *GOOD.left.tools)), "tools that were called"),
     (lambda records: records.change(left_behind=("x.bin",)), "left behind in /tmp: found x.bin"),
 ])
-def test_what_is_not_as_it_should_be_is_a_problem(spoil, told):
+def test_deviation_is_a_problem(spoil, told):
     records = Records()
 
     spoil(records)

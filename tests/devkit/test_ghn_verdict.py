@@ -52,7 +52,7 @@ def fixture_records():
     return Records()
 
 
-def test_no_fault_is_found_when_all_went_well(records):
+def test_good_record_has_no_fault(records):
     assert records.problems() == []
 
 

@@ -46,7 +46,7 @@ def test_code_that_has_no_body_on_the_real_server(server: UpdateServer, device: 
     assert (answer.status, answer.body) == (status, body)
 
 
-def test_fault_concerns_the_ordered_requests_only(server: UpdateServer, device: Device) -> None:
+def test_fault_affects_only_the_ordered_requests(server: UpdateServer, device: Device) -> None:
     server.order("base", Code(500), target="gw-1", first=2, times=2)
     other = Device(server, "gw-2")
 
@@ -57,7 +57,7 @@ def test_fault_concerns_the_ordered_requests_only(server: UpdateServer, device: 
     assert device.send("PUT", "configData", {"data": {"a": "1"}}).status == 200
 
 
-def test_endless_order_lasts_until_it_is_withdrawn(server: UpdateServer, device: Device) -> None:
+def test_unlimited_order_lasts_until_it_is_withdrawn(server: UpdateServer, device: Device) -> None:
     order = server.order("any", Code(500), times=None)
 
     assert [device.get().status for _ in range(4)] == [500] * 4
@@ -65,7 +65,7 @@ def test_endless_order_lasts_until_it_is_withdrawn(server: UpdateServer, device:
     assert device.get().status == 200
 
 
-def test_orders_of_one_kind_follow_one_another(server: UpdateServer, device: Device) -> None:
+def test_orders_of_one_kind_are_applied_in_turn(server: UpdateServer, device: Device) -> None:
     server.order("base", Code(500))
     server.order("base", Code(503), first=3)
 
@@ -132,7 +132,7 @@ def test_stopping_ends_a_stalled_request() -> None:
     assert not thread.is_alive()
 
 
-def test_nothing_is_under_way_after_stopping() -> None:
+def test_no_request_is_in_progress_after_stopping() -> None:
     server = UpdateServer()
     server.start()
     device = Device(server, "gw-1")
@@ -147,7 +147,7 @@ def test_nothing_is_under_way_after_stopping() -> None:
     assert server.exchanges("artifact")[0].sent < 1_000_000
 
 
-def test_cut_body_is_announced_whole(server: UpdateServer, device: Device) -> None:
+def test_cut_body_announces_its_full_length(server: UpdateServer, device: Device) -> None:
     path = assign(server, b"x" * 1000)
     server.order("artifact", Cut(100))
 
@@ -174,7 +174,7 @@ def test_mutated_document(server: UpdateServer, device: Device) -> None:
     assert device.get().json()["config"] != {}
 
 
-def test_slow_artifact_takes_its_time_and_tells_how_far_it_is(server: UpdateServer, device: Device) -> None:
+def test_slow_artifact_is_throttled_and_reports_progress(server: UpdateServer, device: Device) -> None:
     path = assign(server, b"x" * 100)
     server.order("artifact", Slow(400))
     sent: list[tuple[int, int]] = []

@@ -29,7 +29,7 @@ def handling(device: Device, action_id: int) -> tuple[str, str]:
     return deployment["download"], deployment["update"]
 
 
-def test_soft_action_turned_forced(server: UpdateServer, device: Device) -> None:
+def test_soft_action_can_become_forced(server: UpdateServer, device: Device) -> None:
     action = server.assign("gw-1", [module(server)], "soft")
     assert handling(device, action.id) == ("attempt", "attempt")
     before = change_hash(device)
@@ -52,7 +52,7 @@ def test_time_forced_action_becomes_forced_at_its_time() -> None:
         assert handling(device, action.id) == ("forced", "forced")
 
 
-def test_maintenance_window_by_hand(server: UpdateServer, device: Device) -> None:
+def test_maintenance_window_opens_and_closes_by_hand(server: UpdateServer, device: Device) -> None:
     action = server.assign("gw-1", [module(server)], "soft", window=Window())
     before = change_hash(device)
     assert handling(device, action.id) == ("attempt", "skip")
@@ -80,7 +80,7 @@ def test_polls_get_shorter_towards_the_window() -> None:
     assert sleeps == ["00:05:00", "00:00:20", "00:00:05", "00:00:02", "00:05:00"]
 
 
-def test_cancelled_action_shows_its_cancellation_only(server: UpdateServer, device: Device) -> None:
+def test_cancelled_action_shows_only_its_cancellation(server: UpdateServer, device: Device) -> None:
     action = server.assign("gw-1", [module(server)])
     path = f"softwaremodules/{action.distribution_set.modules[0].id}/artifacts/a.sh"
     assert device.get(path).status == 200
@@ -176,7 +176,7 @@ def test_legacy_names_of_parts_and_order_of_chunks(server: UpdateServer, device:
     assert parts() == ["os", "jvm", "bApp"]
 
 
-def test_observers_see_a_deployment(server: UpdateServer, device: Device) -> None:
+def test_observers_get_the_events_of_a_deployment(server: UpdateServer, device: Device) -> None:
     events: list[Event] = []
     server.observe(events.append)
     action = server.assign("gw-1", [module(server)])
@@ -192,7 +192,7 @@ def test_observers_see_a_deployment(server: UpdateServer, device: Device) -> Non
     assert events[6].data["status"] == 410
 
 
-def test_record_of_exchanges(server: UpdateServer, device: Device) -> None:
+def test_exchanges_are_recorded_in_order(server: UpdateServer, device: Device) -> None:
     action = server.assign("gw-1", [module(server)])
     device.get()
     device.get(f"deploymentBase/{action.id}?actionHistory=10")
@@ -216,7 +216,7 @@ def test_waiting_ends_with_the_condition_or_with_an_error(server: UpdateServer) 
         server.wait_for(lambda: False, 0.1, "the moon")
 
 
-def test_condition_may_send_requests(server: UpdateServer, device: Device) -> None:
+def test_condition_of_wait_for_may_send_requests(server: UpdateServer, device: Device) -> None:
     assert server.wait_for(lambda: device.get().status == 200 and server.target("gw-1").polls > 2, 20)
 
 

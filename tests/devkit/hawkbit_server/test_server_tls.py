@@ -76,7 +76,7 @@ def test_without_certificate_where_one_is_required(pki: Pki) -> None:
 
 
 @pytest.mark.parametrize("mode", ["asked", "demanded", "required"])
-def test_certificate_of_a_stranger_ends_the_handshake(pki: Pki, mode: str) -> None:
+def test_certificate_of_an_unknown_authority_fails_the_handshake(pki: Pki, mode: str) -> None:
     with serve(pki, mode) as server:
         with pytest.raises(OSError):
             poll(server, context(pki, pki.stranger_client))
@@ -98,7 +98,7 @@ def test_client_refuses_a_server_of_another_authority(pki: Pki) -> None:
         assert poll(server, context(pki, ca=pki.stranger.certificate)) == 200
 
 
-def test_silent_client_holds_up_nobody(pki: Pki) -> None:
+def test_silent_client_delays_nobody(pki: Pki) -> None:
     with serve(pki) as server, socket.create_connection(("127.0.0.1", server.port), timeout=20):
         assert poll(server, context(pki)) == 200
 
@@ -120,7 +120,7 @@ def test_client_certificates_need_an_authority(pki: Pki) -> None:
         Tls(pki.server.certificate, pki.server.key, pki.ca, "sometimes")
 
 
-def test_key_pair_comes_in_one_file_too(pki: Pki) -> None:
+def test_key_pair_is_also_available_in_one_file(pki: Pki) -> None:
     assert pki.client.bundle.read_bytes() == pki.client.certificate.read_bytes() + pki.client.key.read_bytes()
 
 
