@@ -1,4 +1,4 @@
-"""Deployments that are meant to be carried out at once."""
+"""Deployments that are to be carried out at once."""
 from flow import SUCCESSFUL, deployed, polls_again, reports, start_known, started
 from release import Release
 
@@ -23,7 +23,7 @@ def test_release_of_every_part_type(home):
     assert record.status == "finished"
     assert reported[:10] == [report for part in ("os", "script", "zw", "bl", "plc")
                              for report in (started(chunks[part]), deployed(chunks[part]))]
-    # the server gives no order to modules of one type
+    # The server does not order modules of one type.
     in_order = [report.messages[1] for report in reported[10:14:2]]
     assert sorted(in_order) == sorted(packages)
     assert reported[10:] == [

@@ -1,4 +1,4 @@
-"""The table of results, and what script/acceptance refuses before it starts anything."""
+"""The table of results, and what script/acceptance refuses before it starts."""
 import os
 import subprocess
 import sys

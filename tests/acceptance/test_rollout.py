@@ -1,4 +1,4 @@
-"""A rollout over a fleet, each gateway with a daemon of its own."""
+"""A rollout over a fleet, each gateway with its own daemon."""
 import re
 
 from driver import wait_for
