@@ -1,4 +1,4 @@
-"""Deployments that the server tells the gateway not to install, for now or at all."""
+"""Deployments that the server tells the gateway not to install, now or ever."""
 from outcomes import assert_closed_once, is_downloading
 
 SKIPPED = "ERROR .*event=exception_caught action=fsm_agent_event what=Invalid update type"

@@ -1,4 +1,4 @@
-"""Fixtures of the daemon's tests. Each test has a gateway and a server to itself."""
+"""Fixtures of the daemon's tests. Each test has its own gateway and server."""
 import contextlib
 
 import pytest
@@ -21,7 +21,7 @@ def fixture_pki(tmp_path_factory):
 
 @pytest.fixture(name="make_bench")
 def fixture_make_bench(tmp_path, pki):
-    """For tests that need other certificates or habits of the server: make_bench(poll="00:01:00")."""
+    """For tests that need other certificates or settings of the server: make_bench(poll="00:01:00")."""
     with contextlib.ExitStack() as benches:
         def make(**options):
             bench = Bench(tmp_path, pki, **options)

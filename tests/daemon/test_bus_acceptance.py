@@ -68,7 +68,7 @@ def test_acceptance_may_be_repeated(bench, control):
     daemon = bench.start()
     rests_in(daemon, WAITING_ON_USER)
 
-    # The next step comes within a second and starts the deployment; so both in one go.
+    # Both calls in one command, as the next step starts the deployment within a second.
     accept = "ubus -S call zephran accept_deployment"
     both = bench.gateway.start_program(["/bin/sh", "-c", f"{accept}; {accept}"], "accept-twice")
     both.wait()
@@ -163,7 +163,7 @@ def test_nothing_is_pending_during_a_poll(bench, control):
     rests_in(daemon, WAITING_ON_USER)
     before = control.get_deployment()
 
-    # The agent forgets the pending deployment before it asks the server what there is now.
+    # The agent drops the pending deployment before it polls.
     control.force_poll()
     bench.wait_until(poll_held.reached.is_set, "the poll")
     during = control.accept_deployment()

@@ -1,4 +1,4 @@
-"""Arguments that no sensible caller would send."""
+"""Malformed and extreme arguments."""
 import struct
 
 import pytest
@@ -91,7 +91,7 @@ def test_huge_arguments_are_accepted(bench, control, daemon):
 
 
 def nested(kind, depth):
-    """So many containers one in the other, outermost first."""
+    """Containers nested to this depth, outermost first."""
     return b"".join(struct.pack(">II", (0x80 | kind) << 24 | 8 * (depth - level), 0)
                     for level in range(depth))
 

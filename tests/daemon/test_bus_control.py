@@ -1,4 +1,4 @@
-"""Looking at the daemon over the message bus, and making it poll."""
+"""Queries and forced polls over the message bus."""
 import json
 import re
 import time
@@ -18,7 +18,7 @@ def fixture_bench(make_bench):
 
 
 def at_rest(bench, control, *arguments):
-    """A daemon that has introduced itself and now waits for its next poll."""
+    """Starts a daemon and waits until it has sent its attributes and waits for its next poll."""
     daemon = bench.start(*arguments)
     bench.wait_for_exchanges("base", 2)
     rests_in(daemon, FINISHED)
@@ -183,7 +183,7 @@ def test_forced_poll_ends_a_back_off(bench, control):
     bench.wait_for_exchanges("configData", 1)
     polls = bench.exchanges("base")
 
-    # minutes in all, where the polls lie seconds apart
+    # The back-off takes minutes in all, the polls are seconds apart.
     delays = re.findall(r"event=backoff delay=(\d+)h:(\d+)m:(\d+)s", daemon.out)
     seconds = [int(hours) * 3600 + int(minutes) * 60 + int(rest) for hours, minutes, rest in delays]
     assert len(seconds) == 4

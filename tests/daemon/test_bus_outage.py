@@ -1,4 +1,4 @@
-"""A broker that goes away, comes back, or says nothing."""
+"""A broker that ends, restarts, or does not respond."""
 import contextlib
 import os
 import re
@@ -17,7 +17,7 @@ from update_window import FINISHED, rests_in
 
 LOST = r"WARNING \S+ \S+: event=ubus message=connection lost$"
 RESTORED = r"INFO \S+ \S+: event=ubus message=connection restored$"
-# The receiver looks around ten times a second; twice as often is no spinning yet.
+# The receiver thread wakes up ten times a second; twice as often is still not a busy loop.
 MOST_WAKE_UPS = 20
 
 
@@ -34,7 +34,7 @@ def count(pattern, daemon):
 
 
 def outage(control, daemon):
-    """The broker crashes; its successor is not started before the daemon has noticed."""
+    """The broker crashes, and is restarted after the daemon has noticed."""
     start = len(daemon.output.lines)
     control.bus.kill()
     daemon.wait_for_line(LOST, start=start)
@@ -43,7 +43,7 @@ def outage(control, daemon):
 
 
 def test_daemon_without_a_broker_ends(bench):
-    assert bench.gateway.outer_pid  # it has booted, and its broker runs
+    assert bench.gateway.outer_pid  # boots it, with its broker
     bench.gateway.bus.stop()
 
     daemon = bench.start()
@@ -67,7 +67,7 @@ def test_second_daemon_on_the_bus_ends_and_the_first_goes_on(bench, control, dae
     status = second.wait()
     polls = len(bench.exchanges("base"))
     reply = control.force_poll()
-    # the bench's own waiting looks at the daemon that was started last
+    # The bench's own waiting watches the daemon that was started last.
     bench.server.wait_for(lambda: len(bench.exchanges("base")) > polls, 60, "another poll")
 
     assert status == 1
@@ -104,7 +104,7 @@ def test_outage_in_the_middle_of_calls(bench, control, daemon):
     assert count(LOST, daemon) == count(RESTORED, daemon) == 2
     answers = [line for line in lines if line.startswith("{")]
     assert len(set(answers)) == 1
-    # calls may fail meanwhile, but nothing false is answered
+    # Calls may fail during the outage, but must not return anything wrong.
     failures = [line for line in lines if line not in answers]
     assert all(line.startswith(("Command failed: ", "Failed to connect to ubus"))
                for line in failures), failures
@@ -140,7 +140,7 @@ def test_daemon_can_be_stopped_during_an_outage(control, daemon, number):
 
 @contextlib.contextmanager
 def connected_to_a_mute_broker(bench, daemon):
-    """The daemon has connected, in place of the broker, to a listener that never says anything."""
+    """Crashes the broker and has the daemon connect to a mute one."""
     bench.gateway.bus.kill()
     with mute_broker(bench) as listener:
         listener.settimeout(60)
@@ -152,7 +152,7 @@ def connected_to_a_mute_broker(bench, daemon):
 
 @contextlib.contextmanager
 def mute_broker(bench):
-    """Accepts connections in place of the broker, and never says anything."""
+    """Accepts connections in place of the broker, but never answers."""
     with bus_directory(bench) as directory, socket.socket(socket.AF_UNIX) as listener:
         path = f"{directory}/ubus.sock"
         with contextlib.suppress(FileNotFoundError):
@@ -210,5 +210,5 @@ def test_receiver_thread_sleeps_when_idle_and_during_an_outage(control, daemon):
     afterwards = wake_ups(daemon, 5)
 
     for rates in (at_rest, without_a_broker, afterwards):
-        # it does wake up, too: that bounds how long the daemon takes to stop
+        # It must wake up, too, as that limits how long the daemon takes to stop.
         assert 5 < max(rates) < MOST_WAKE_UPS

@@ -1,4 +1,4 @@
-"""Signals and the end of the daemon while it is on the bus, whose library has ideas of its own."""
+"""Signals and shutdown of the daemon while it is on the bus, whose library changes signal handlers."""
 import re
 import signal
 
@@ -64,7 +64,7 @@ def test_daemon_can_be_stopped_during_calls(bench, control, number):
     assert status == 0
     assert control.bus.objects() == []
     assert len(re.findall(r"action=signal message=received exit signal$", daemon.out, re.M)) == 1
-    # The agents are gone a moment before the object is.
+    # The agents disappear shortly before the object.
     assert {line for line in lines if line.startswith("{")} <= {
         '{"agents":[{"config":{"dormant":"0","installed_flash_type":""},"id":"gw-1"}]}',
         '{"agents":null}'}

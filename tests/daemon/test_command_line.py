@@ -1,8 +1,10 @@
-"""Arguments: what is refused, with which words and which status, and what is tolerated."""
+"""Arguments: what is refused, with which message and status, and what is tolerated."""
 import re
 import signal
 
 import pytest
+
+from gateway_bench import PROJECT
 
 NAMED = ["--device-id", "gw-1", "--hawkbit-server", "localhost:1"]
 OPTIONS = ["bootloader-mtd", "device-id", "hawkbit-server", "installed-flash-type", "log-level",
@@ -123,6 +125,13 @@ def test_unknown_log_level_causes_a_warning_and_means_info(bench, word):
     assert " DEBUG " not in daemon.out
 
 
+def registered_installers():
+    """Part type and priority of every installer that the sources register, as texts in order."""
+    registration = re.compile(r'InstallerRegistration \w+\{"(\w+)", (\d+),')
+    return sorted(match.groups() for source in (PROJECT / "src").rglob("*.cpp")
+                  for match in registration.finditer(source.read_text(encoding="utf-8")))
+
+
 def test_start_reports_the_installers_of_this_build(bench):
     daemon = bench.start_without_server()
 
@@ -131,8 +140,7 @@ def test_start_reports_the_installers_of_this_build(bench):
 
     reported = re.findall(r"INFO \S+ report: action=factory_report part=(\w+) priority=(\d+)$",
                           daemon.out, re.M)
-    assert reported == [("bl", "30"), ("opkg", "60"), ("os", "10"), ("plc", "40"),
-                        ("plc_ghn", "50"), ("script", "15"), ("zw", "20")]
+    assert reported == registered_installers() != []
 
 
 def test_start_logs_the_enabled_options(bench):

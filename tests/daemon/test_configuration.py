@@ -1,4 +1,4 @@
-"""The configuration store as the daemon meets it: missing, broken, or overlaid by run-time state."""
+"""The configuration store: missing, broken, or overlaid by run-time state."""
 from hawkbit_server import Status
 
 DEFAULT_SET = "WARNING .*message=missing config entry, setting default enabled"
@@ -26,7 +26,7 @@ def test_broken_store_is_treated_as_missing(bench):
     bench.wait_for_end(action)
 
     daemon.wait_for_line(DEFAULT_SET)
-    # the default could not be stored, and that is said too
+    # The default could not be stored, which is logged too.
     warnings = [line for line in daemon.out.splitlines() if " WARNING " in line]
     assert len(warnings) >= 2
     assert bench.gateway.config("zephran") == "config service 'service\n\toption\n"

@@ -1,4 +1,4 @@
-"""The demonstration tells the truth: its exit status follows what really happened."""
+"""The demonstration's exit status and text follow what really happened."""
 import os
 import pathlib
 import re
@@ -10,7 +10,7 @@ import pytest
 
 from gateway_bench import BUILD, BUS_PROGRAMS, PROJECT, TIMEOUT, uci_directory
 
-# as the command prints it, behind the demonstration's own margin
+# As the command prints it, after the demonstration's margin.
 PENDING = """
          # ubus call zephran get_deployment
          {
@@ -30,7 +30,7 @@ ACCEPTED = """
 
 
 def run_demo(*arguments, build=BUILD, directory):
-    """Its temporary files go below `directory`."""
+    """Runs the demonstration, with its temporary files below `directory`."""
     environment = {**os.environ, "PYTHONPATH": str(PROJECT / "devkit"), "TMPDIR": str(directory)}
     return subprocess.run(
         [sys.executable, "-B", "-P", "-m", "demo", "--build-dir", str(build), *arguments],
@@ -38,7 +38,7 @@ def run_demo(*arguments, build=BUILD, directory):
 
 
 def build_with_daemon(directory, script):
-    """A build directory whose daemon is a shell script."""
+    """Makes a build directory whose daemon is a shell script."""
     daemon = directory / "build/src/zephran"
     daemon.parent.mkdir(parents=True)
     daemon.write_text("#!/bin/sh\n" + script, encoding="utf-8")

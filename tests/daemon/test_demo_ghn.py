@@ -1,4 +1,4 @@
-"""The demonstration of the powerline network tells the truth."""
+"""The demonstration of the powerline network reports what really happened."""
 from test_demo import run_demo
 
 

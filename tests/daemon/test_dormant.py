@@ -1,11 +1,11 @@
-"""A gateway agent that is started inactive."""
+"""A gateway agent that starts inactive."""
 import pytest
 
 DORMANT = ("--dormant", "true")
 
 
 def lies_still(daemon, ticks=8):
-    """Follows the daemon for some steps, all of them at rest."""
+    """Asserts that the daemon stays idle for some steps."""
     for _ in range(ticks):
         daemon.wait_for_line("event=tick .*to_state=12", start=len(daemon.output.lines))
 

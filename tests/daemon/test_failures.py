@@ -1,4 +1,4 @@
-"""Deployments that cannot succeed: one closing report, nothing left behind, ready for the next."""
+"""Deployments that cannot succeed: one closing report, no files left, ready for the next."""
 import pathlib
 
 import pytest
@@ -9,7 +9,7 @@ SCRIPT = "script:one:1.0"
 
 
 def fails(bench, action):
-    """Waits for the end, and returns the details of the one closing report."""
+    """Waits for the end, and returns the details of the only closing report."""
     bench.wait_for_end(action)
     bench.wait_for_exchanges("base", len(bench.exchanges("base")) + 1)
     closing = bench.closing_reports()
@@ -138,7 +138,7 @@ def test_unsafe_file_name_is_refused_before_the_download(bench, name):
 
 @pytest.mark.parametrize("name", ["a.sh", "A-1_b+c~d=e@f,g%h:i.sh"])
 def test_safe_file_names_are_accepted(bench, name):
-    # the server itself refuses an escaped percent sign in a path
+    # The server itself refuses an escaped percent sign in a path.
     name = name.replace("%h", "h")
     module = bench.server.software_module("script", "one", "1.0", {name: b"#!/bin/sh\necho ran\n"})
     action = bench.assign(module)
@@ -151,7 +151,7 @@ def test_safe_file_names_are_accepted(bench, name):
 
 
 def test_full_disk_fails_the_deployment_but_not_the_daemon(make_bench):
-    # a thread sanitizer needs some of it for itself
+    # A thread sanitizer needs some of it.
     bench = make_bench(tmp_size="2m")
     action = bench.assign(bench.server.software_module(
         "script", "one", "1.0", {"big.sh": b"#!/bin/sh\ntouch /tmp/ran\n" + b"#" * 4000000}))

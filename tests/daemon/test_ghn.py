@@ -39,7 +39,7 @@ def fixture_network(bench):
 
 
 def wait_for_passes(daemon, count_of_passes):
-    """Waits for the end of that many more passes."""
+    """Waits for the end of this many more passes."""
     start = len(daemon.output.lines)
     for _ in range(count_of_passes):
         daemon.wait_for_line(COLLECTED, start=start)
@@ -131,7 +131,7 @@ def unknown_list(bench, _):
 
 def adapter_that_falls_silent(bench, network):
     network.add_with_serial()
-    # after the list and the question what it is
+    # after the list and the query of its type
     bench.gateway.tell("configlayer", exit=1, first=3)
 
 
@@ -189,7 +189,7 @@ def test_hanging_tool_delays_neither_the_main_loop_nor_the_start_of_the_shutdown
     bench.wait_for_exchanges("base", polls + 1)
     daemon.signal(signal.SIGTERM)
     daemon.wait_for_line("run: action=run remaining_agents=0")
-    # The object goes when the daemon has left its loop; now it waits for the tool alone.
+    # The object disappears when the daemon has left its loop; then it waits only for the tool.
     bench.wait_until(lambda: "zephran" not in network.control.bus.objects(), "the end of the loop")
     waiting = daemon.is_running()
     network.line.controller.release()

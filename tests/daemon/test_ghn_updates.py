@@ -33,7 +33,7 @@ def command_lines_of_an_update(mac, file="/tmp/plc.bin"):
 
 
 def command_lines_of_a_pass(network, mac):
-    """Those that name a modem which has just been found."""
+    """The calls that query a newly found modem."""
     kind = "DHCP.GENERAL.ENABLED_IPV4"
     production = ("PRODUCT_CLASS", "DEVICE_NAME", "HW_REVISION", "HW_PRODUCT")
     return [network.get(mac, name) for name in (
@@ -49,7 +49,7 @@ def test_adapter_gets_new_firmware(bench, network, adapter):
 
     assert action.status is Status.FINISHED
     assert adapter.firmware == NEW
-    # later passes only ask whether it is still there
+    # Later passes only check whether it is still there.
     calls = network.calls(WITH_SERIAL)
     found, updated, later = calls[:8], calls[8:14], calls[14:]
     assert found == command_lines_of_a_pass(network, WITH_SERIAL)
@@ -144,7 +144,7 @@ def test_gateway_without_a_modem_refuses_modem_firmware(bench, network):
 
 
 def test_update_during_which_the_adapter_loses_its_agent_is_completed_by_the_next_agent(bench, network):
-    # The pass asks the modems in the order of their addresses, so this one holds it up.
+    # A pass queries the modems in the order of their addresses, so this one blocks it.
     first = network.add_with_serial()
     adapter = network.add_without_serial()
     daemon = network.start()

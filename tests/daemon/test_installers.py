@@ -1,4 +1,4 @@
-"""Firmware, packages, boot loaders and chips: what the daemon asks of the gateway's tools."""
+"""Firmware, packages, boot loaders and chips: how the daemon uses the gateway's tools."""
 import signal
 
 import pytest
@@ -207,7 +207,7 @@ def test_writing_the_boot_loader_is_retried(bench):
 
     write, erase = f"dd if=/tmp/loader.bin of=/dev/mtd1 bs={ERASE_SIZE}", "flash_erase /dev/mtd1 0 0"
     assert action.status is Status.FINISHED
-    # an erase that failed is tried again before anything is written
+    # A failed erase is retried before anything is written.
     assert bench.gateway.calls() == [erase, write, erase, write, erase, erase, write, erase, write]
     release.assert_installed()
 

@@ -1,4 +1,4 @@
-"""The power fails while an installer is at work, and the supervisor starts the daemon again."""
+"""The power fails while an installer is running, and the supervisor restarts the daemon."""
 import pytest
 
 from hawkbit_server import Status
@@ -37,7 +37,7 @@ def test_interrupted_part_is_installed_again(bench, part, tool, moment):
 
     supervisor.daemon.wait_for_line("WARNING .*action=resume message=restarting chunk$")
     assert_closed_once(bench, action)
-    # the part twice, and the script that was done before it once
+    # The part twice, the script that was finished before it once.
     assert len(bench.exchanges("artifact")) == 3
     assert bench.reports()[-1][2:] == ("1/1", ["Deployment successful"])
     release.assert_installed()

@@ -1,4 +1,4 @@
-"""The gateway's properties: from the file, over the log, to the server."""
+"""The gateway's properties: read from the file, logged, and sent to the server."""
 import re
 
 import pytest

@@ -1,4 +1,4 @@
-"""A whole release in one deployment: every part type, and the reboot in the middle."""
+"""A complete release in one deployment: every part type, with a reboot in between."""
 import re
 
 from hawkbit_server import Status
@@ -54,7 +54,7 @@ def test_installed_release_is_not_installed_again(bench):
     bench.wait_for_end(second)
 
     assert second.status is Status.FINISHED
-    # nothing is known of what a script or a package has left behind
+    # There is no record of what a script or a package has installed.
     assert len(bench.exchanges("artifact")) == downloads + 2
     assert bench.gateway.calls()[calls:] == ["opkg --force-overwrite install /tmp/tool.ipk"]
     deployed = [report[3] for report in bench.reports()[reports:] if "Chunk deployed" in report[3]]

@@ -1,4 +1,4 @@
-"""Reports on their way: texts the server would refuse, and a server that takes no report."""
+"""Reports: texts that the server would refuse, and a server that accepts no report."""
 import re
 
 import pytest

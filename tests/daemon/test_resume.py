@@ -1,4 +1,4 @@
-"""A deployment goes on where a power cut or a killed daemon has left it."""
+"""A deployment resumes after a power cut or after the daemon was killed."""
 from hawkbit_server import Status
 from held_script import HeldScript
 
@@ -22,7 +22,7 @@ def test_deployment_resumes_after_a_kill_during_the_first_chunk(bench):
     assert action.status is Status.FINISHED
     assert held.runs == 1
     assert len(bench.exchanges("artifact")) == 2
-    # a script that was started counts as done; its output went with the daemon
+    # A started script counts as done; its output was lost with the daemon.
     assert details(bench) == [
         ["Installation started", "script:one:1.0"], ["Chunk deployed", "script:one:1.0"],
         ["Installation started", "script:two:1.0"], ["Chunk deployed", "script:two:1.0", "two\n"],
@@ -70,7 +70,7 @@ def test_started_soft_deployment_needs_no_consent_to_resume(bench):
 
 
 def test_deployment_restarts_after_a_kill_between_two_chunks(bench):
-    # the newest report is then "Chunk deployed", which tells nothing about an installation
+    # The newest report is then "Chunk deployed", which says nothing about a running installation.
     held = HeldScript(bench, "two")
     action = bench.assign(bench.script("one", "echo one"), held.module)
     stall = bench.stall("artifact", first=2)

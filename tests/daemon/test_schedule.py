@@ -11,7 +11,7 @@ def test_without_a_schedule_a_soft_deployment_starts_at_once(bench):
 
     bench.wait_for_end(action)
 
-    # the history that the server handed out held nothing but its own note
+    # The history from the server contained only its own entry.
     offered = bench.exchanges("deploymentBase")[0].response_json()
     assert offered["actionHistory"]["messages"] == ["Assignment initiated by user 'admin'"]
     assert offered["deployment"]["update"] == "attempt"

@@ -1,4 +1,4 @@
-"""A server that errs: back-off where the poll fails, one retry where anything else does."""
+"""Server errors: back-off when a poll fails, one retry when anything else does."""
 import itertools
 
 import pytest
@@ -45,7 +45,7 @@ def test_server_sets_the_polling_time(bench):
 
     polls = bench.wait_for_exchanges("base", 4)
 
-    # between two polls lies the server's 8 s, and at most a few seconds of a busy machine more
+    # The server's polling time is 8 s; a busy machine adds a few seconds at most.
     assert all(later.arrived - earlier.arrived >= 7
                for earlier, later in itertools.pairwise(polls))
 

@@ -1,4 +1,4 @@
-"""Whom the daemon trusts, and as whom it presents itself."""
+"""Which servers the daemon trusts, and how it authenticates itself."""
 import pytest
 
 from hawkbit_server import Status, Tls

@@ -1,4 +1,4 @@
-"""A tool that fails, dies, is missing or says odd things ends in one report that the server takes."""
+"""A tool that fails, is killed, is missing or prints unusual text leads to one report that the server accepts."""
 import re
 import signal
 
@@ -7,7 +7,7 @@ import pytest
 from hawkbit_server import Status
 from release import CHUNKS, PARTITION, Release, closing_report, failure
 
-# What a program says that was not made with an update server in mind.
+# Output of a program that knows nothing of update servers.
 ODD_OUTPUTS = {
     "markup": b"<error code='5'>cannot <b>write</b></error>\n",
     "100 kB": b"a line of some length, over and over again\n" * 2300,
@@ -16,7 +16,7 @@ ODD_OUTPUTS = {
 TOOLS = {"os": "sysupgrade", "zw": "zwprogrammer", "bl": "flash_erase", "plc": "plc", "opkg": "opkg"}
 MESSAGES = dict.fromkeys(TOOLS, "External program returned an error") | {
     "opkg": "Failed to install the package"}
-# after a tool that printed "out of order" and ended with 3
+# Expected after a tool that printed "out of order" and ended with 3.
 DETAILS = {
     "os": "program_exit_code: 3\nprogram_output: out of order\n",
     "zw": "popen_command: zwprogrammer --progzwave '/tmp/zw.bin'\nprogram_exit_code: 3",
@@ -63,7 +63,7 @@ def test_killed_tool_is_reported(bench, part):
     execution, result, _, (message, details, chunk) = closing_report(bench)
     assert (execution, result) == ("closed", "failure")
     assert message in (MESSAGES[part], "Program terminated abnormally")
-    # a shell of its own stands between the daemon and the tool
+    # A shell runs between the daemon and the tool.
     assert re.search("program_signal: 9|program_exit_code: 137|Killed", details)
     assert chunk == CHUNKS[part]
     assert ("so far, so good" in details) == (part in ("os", "opkg"))
@@ -97,7 +97,7 @@ def test_unusual_output_does_not_prevent_an_installation(bench, part, printed):
     assert closing_report(bench)[1] == "success"
     deployed = bench.reports()[1][3]
     assert deployed[:2] == ["Chunk deployed", CHUNKS[part]]
-    # only the package manager's output is the server's business
+    # Only the output of the package manager is reported.
     if part == "opkg":
         assert deployed[2].startswith("begin\n")
         assert deployed[2].rstrip().endswith("end\nInstalling tool (1.4) to root...\nConfiguring tool.")

@@ -1,10 +1,10 @@
-"""Deployments that the server tells the device not to install, for now or at all."""
+"""Deployments that the server tells the device not to install, now or ever."""
 from bench import DEVICE
 from hawkbit_server import Status, Window
 
 
 def refusals(bench):
-    """Offers that were read and not acted on."""
+    """The number of offers that were read but not acted on."""
     return bench.wait_for_exchanges("deploymentBase", 2)
 
 

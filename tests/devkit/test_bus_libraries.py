@@ -1,4 +1,4 @@
-"""Which libraries of the message bus the build takes, and that a package never gets stand-ins."""
+"""Which bus libraries the build uses; a package never gets stand-ins."""
 import pathlib
 import shutil
 import subprocess
@@ -22,12 +22,12 @@ message(STATUS "linked: ${{linked}}")
 
 @pytest.fixture(name="configure")
 def fixture_configure(tmp_path):
-    """Configures a project of nothing but the search; returns its exit status and what it said."""
+    """Configures a project that only searches; returns its exit status and its output."""
     module = PROJECT / "cmake/ZephranBusLibraries.cmake"
     (tmp_path / "CMakeLists.txt").write_text(PROJECT_TEXT.format(module=module), encoding="utf-8")
 
     def configure(*options):
-        # whatever this machine itself has
+        # Independent of what this machine has.
         alone = ("-DCMAKE_FIND_USE_CMAKE_SYSTEM_PATH=OFF",
                  "-DCMAKE_FIND_USE_SYSTEM_ENVIRONMENT_PATH=OFF",
                  "-G", "Ninja", f"-DCMAKE_MAKE_PROGRAM={shutil.which('ninja')}")
@@ -39,7 +39,7 @@ def fixture_configure(tmp_path):
 
 @pytest.fixture(name="prefix")
 def fixture_prefix(tmp_path):
-    """A place where the system's own libraries seem to lie."""
+    """A prefix with files that look like the system's libraries."""
     for name in (*(f"lib/{name}" for name in LIBRARIES), *(f"include/{name}" for name in HEADERS)):
         path = tmp_path / "prefix" / name
         path.parent.mkdir(parents=True, exist_ok=True)

@@ -1,4 +1,4 @@
-"""What the demonstration follows and finds in a simulated gateway; shell scripts are the daemons."""
+"""What the demonstration observes in a simulated gateway, with shell scripts as daemons."""
 import queue
 import time
 from dataclasses import replace
@@ -41,7 +41,7 @@ def test_inventory_lists_what_is_on_the_gateway(tmp_path):
 
 
 def happenings_of(gateway, script, count):
-    """So many happenings in the life of a daemon that is a shell script."""
+    """The first happenings in the life of a daemon that is a shell script."""
     happenings, told = queue.Queue(), []
     life = Life(gateway, ["sh", "-c", script, "daemon"], happenings.put)
     life.start()

@@ -1,4 +1,4 @@
-"""The demonstration's verdict finds what is not as it should be, however small."""
+"""The demonstration's verdict finds every deviation, however small."""
 import io
 from dataclasses import replace
 from types import SimpleNamespace
@@ -28,7 +28,7 @@ def feedback(title, chunk, progress, result="success"):
 
 
 class Records:
-    """What server, gateway and bus have on record when the release went well."""
+    """The records of server, gateway and bus after a good release."""
 
     def __init__(self):
         sent = {"dormant": "0", **PROPERTIES}
@@ -51,7 +51,7 @@ class Records:
         return self.left
 
     def change(self, **fields):
-        """Of what is found on the gateway."""
+        """Changes the inventory of the gateway."""
         self.left = replace(self.left, **fields)
 
     def problems(self, story=None):

@@ -1,4 +1,4 @@
-"""The simulated gateway keeps to itself, and ends with whoever made it."""
+"""The simulated gateway is isolated, and ends with the process that made it."""
 import os
 import pathlib
 import shutil
@@ -162,7 +162,7 @@ def test_gateway_needs_no_privileges():
     if subprocess.run([*AS_NOBODY, "unshare", "--user", "true"], check=False,
                       capture_output=True).returncode != 0:
         pytest.skip("ordinary users may not make namespaces here, as inside a chroot")
-    # a checkout below /root, and pytest's own directories, are closed to others
+    # Others cannot read a checkout below /root, nor pytest's own directories.
     place = pathlib.Path(subprocess.check_output(["mktemp", "-d", "/var/tmp/ordinary.XXXXXX"],
                                                  text=True).strip())
     try:

@@ -1,4 +1,4 @@
-"""The simulated gateway's tools behave as those of a gateway, and misbehave when they are told to."""
+"""The simulated gateway's tools behave like those of a gateway, and misbehave on request."""
 import pathlib
 import signal
 

@@ -1,4 +1,4 @@
-"""The verdict on the powerline network finds what is not as it should be."""
+"""The verdict on the powerline network finds every deviation."""
 from types import SimpleNamespace
 
 import pytest
@@ -22,7 +22,7 @@ CALLS = [
 
 
 class Records:
-    """What is on record when all went well."""
+    """The records after a good demonstration."""
 
     def __init__(self):
         self.calls = list(CALLS)

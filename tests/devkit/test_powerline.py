@@ -1,4 +1,4 @@
-"""The simulated powerline network answers as modems do, and as broken ones do."""
+"""The simulated powerline network answers like working and like broken modems."""
 import time
 
 import pytest

@@ -1,4 +1,4 @@
-"""The supervisor restarts the daemon, and reboots the gateway when that is asked for."""
+"""The supervisor restarts the daemon, and reboots the gateway on request."""
 import signal
 
 import pytest

@@ -1,4 +1,4 @@
-"""What a program has written is there as soon as somebody asks for it."""
+"""Everything that a program has written is available at once."""
 import os
 
 import pytest

@@ -1,11 +1,11 @@
-"""Which events make the daemon poll at once."""
+"""Which events make the daemon poll immediately."""
 import os
 
 import pytest
 
 FORCE_POLL = ["-t", "5", "call", "zephran", "force_poll", "{}"]
 
-# waits for the gate where there is one, so that a test can tell who waits for whom
+# Waits for the gate if there is one, so that a test can see who waits for whom.
 UBUS = """#!/bin/sh
 echo noise
 echo noise >&2

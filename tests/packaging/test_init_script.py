@@ -1,4 +1,4 @@
-"""What the init script makes of a configuration."""
+"""What the init script does with a configuration."""
 import pytest
 
 from openwrt.procd.service import needs_restart
@@ -145,7 +145,7 @@ def test_procd_never_gives_up_restarting_and_allows_time_to_stop(gateway):
 
     instance = gateway.instance()
 
-    # within an hour, after a pause of 30 s, without a limit
+    # Within an hour, after a pause of 30 s, without a limit.
     assert instance["respawn"] == ["3600", "30", "0"]
     assert instance["term_timeout"] == "20"
     assert (instance["stdout"], instance["stderr"]) == ("1", "1")

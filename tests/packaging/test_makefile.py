@@ -1,4 +1,4 @@
-"""The package's Makefile, read by make with a few rules in the place of OpenWrt's."""
+"""The package's Makefile, read by make with a few rules in place of OpenWrt's."""
 import re
 import shutil
 import stat

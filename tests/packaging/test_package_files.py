@@ -1,4 +1,4 @@
-"""What the files of the package say about each other, the daemon and its documentation."""
+"""The package's files are consistent with each other, the daemon and the documentation."""
 import json
 import re
 import shutil
@@ -14,9 +14,9 @@ SCRIPTS = sorted(path for path in PACKAGE.rglob("*")
 INIT = (FILES / "zephran.init").read_text()
 DOCUMENTATION = (PROJECT / "docs/openwrt.md").read_text()
 
-# Written or read by the daemon itself, and not by the init script.
+# Written or read by the daemon itself, not by the init script.
 READ_BY_THE_DAEMON = {"automatic_update", "rebooted"}
-# --help starts nothing, the other one is read by nothing.
+# --help starts nothing, and nothing reads the other one.
 NOT_FOR_A_GATEWAY = {"help", "installed-flash-type"}
 
 

@@ -1,4 +1,4 @@
-"""What runs once after an installation and after each upgrade of the firmware."""
+"""What runs once after an installation and after each firmware upgrade."""
 import pytest
 
 from openwrt.procd import uci_file

@@ -1,4 +1,4 @@
-"""Faults to order."""
+"""Fault injection."""
 
 from __future__ import annotations
 

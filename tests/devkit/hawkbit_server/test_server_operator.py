@@ -1,4 +1,4 @@
-"""The operator's steps and how the device comes to see them."""
+"""The operator's steps, and how the device sees them."""
 
 from __future__ import annotations
 

@@ -1,4 +1,4 @@
-"""What each resource answers: words, refusals and their bodies."""
+"""The answers of each resource: values, refusals and their bodies."""
 
 from __future__ import annotations
 

@@ -14,7 +14,7 @@ INTERVAL = 2.0
 
 
 class Scene:
-    """A server whose clock is turned by hand, and a device for each target."""
+    """A server with a manual clock, and a device for each target."""
 
     def __init__(self) -> None:
         self.now = 1000.0

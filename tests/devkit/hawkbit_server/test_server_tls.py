@@ -1,4 +1,4 @@
-"""TLS with and without client certificates, with certificates that the devkit's own authority made."""
+"""TLS with and without client certificates."""
 
 from __future__ import annotations
 

@@ -1,4 +1,4 @@
-"""What is accepted in bodies and what is not."""
+"""Which bodies are accepted and which are refused."""
 
 from __future__ import annotations
 

@@ -1,4 +1,4 @@
-"""The stand-ins for procd's and UCI's shell side are as strict as they have to be."""
+"""The stand-ins for the shell interfaces of procd and UCI are as strict as the real ones."""
 import subprocess
 
 import pytest
