@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What every demonstration needs: certificates, an update server, a gateway, and what happens to them."""
 import contextlib
 import pathlib

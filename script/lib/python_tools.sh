@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash
 # The checks of the Python code: ruff and mypy, with the settings of pyproject.toml. Debian 12 has no ruff, so both
 # come from PyPI into a virtual environment of their own.
