@@ -79,6 +79,7 @@ class Daemon:
                                      f"{self.exit_status}, log:\n{self.log[-6000:]}")
 
     def is_running(self) -> bool:
+        """Whether it has not ended yet."""
         return self.exit_status is None
 
     def wait(self, timeout: float = TIMEOUT) -> int:

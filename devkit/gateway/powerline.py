@@ -36,14 +36,17 @@ class Modem:
 
     @property
     def parameters(self) -> dict[str, str]:
+        """All parameters that it knows, by name."""
         lines = (self._directory / "parameters").read_text(encoding="utf-8").splitlines()
         return dict(line.split("=", 1) for line in lines)
 
     @property
     def firmware(self) -> str:
+        """The version that it runs."""
         return self.parameters[FIRMWARE_PARAMETER]
 
     def set(self, name: str, value: str) -> None:
+        """Sets one parameter."""
         self._write({**self.parameters, name: value})
 
     def forget(self, name: str = END_DEVICE_PARAMETER) -> None:
@@ -63,6 +66,7 @@ class Modem:
 
     @property
     def is_present(self) -> bool:
+        """Whether it is in the network."""
         return not (self._directory / "absent").exists()
 
     def fall_silent(self) -> None:
@@ -80,6 +84,7 @@ class Modem:
         return (self._directory / "held").exists()
 
     def release(self) -> None:
+        """Lets hanging calls continue."""
         (self._directory / "hangs").unlink()
 
     def vanish_at_reset(self) -> None:

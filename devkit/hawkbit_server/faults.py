@@ -30,6 +30,7 @@ class Code:
     headers: Mapping[str, str] = field(default_factory=dict)
 
     def content(self) -> tuple[bytes, str]:
+        """The body and its content type."""
         if self.body is not None:
             return self.body, errors.JSON_TYPE
         if self.status in (401, 410):
@@ -60,6 +61,7 @@ class Text:
     content_type: str = "application/hal+json;charset=UTF-8"
 
     def content(self) -> bytes:
+        """The body as bytes."""
         return self.body.encode() if isinstance(self.body, str) else self.body
 
 
@@ -70,6 +72,7 @@ class Mutate:
     change: Callable[[Any], Any]
 
     def apply(self, body: bytes) -> bytes:
+        """The changed document, encoded."""
         return json.dumps(self.change(json.loads(body)), ensure_ascii=False).encode("utf-8", "replace")
 
 
@@ -95,9 +98,11 @@ class Stall:
     _released: threading.Event = field(default_factory=threading.Event)
 
     def release(self) -> None:
+        """Lets held requests continue."""
         self._released.set()
 
     def hold(self) -> None:
+        """Called by the server: returns when the fault is released."""
         self.reached.set()
         self._released.wait()
 
@@ -123,9 +128,11 @@ class Order:
         self.withdrawn = True
 
     def matches(self, kind: str, target: str | None) -> bool:
+        """Whether the order is for such a request."""
         return not self.withdrawn and self.kind in ("any", kind) and self.target in (None, target)
 
     def is_due(self) -> bool:
+        """Whether the request just counted is affected."""
         return self.seen >= self.first and (self.times is None or self.hits < self.times)
 
 
@@ -137,6 +144,7 @@ class Faults:
         self._orders: list[Order] = []
 
     def order(self, kind: str, fault: Fault, target: str | None, first: int, times: int | None) -> Order:
+        """Adds an order; ValueError for an impossible one."""
         if kind not in KINDS:
             raise ValueError(f"there is no kind of request {kind!r}, only {KINDS}")
         if first < 1 or (times is not None and times < 1):
@@ -147,6 +155,7 @@ class Faults:
         return order
 
     def take(self, kind: str, target: str | None) -> Fault | None:
+        """Counts a request, and returns the fault to inject into it."""
         with self._lock:
             matching = [order for order in self._orders if order.matches(kind, target)]
             for order in matching:

@@ -64,6 +64,7 @@ class SoftwareModule:
     artifacts: tuple[Artifact, ...] = ()
 
     def artifact(self, filename: str) -> Artifact | None:
+        """The file of this name; None without one."""
         return next((each for each in self.artifacts if each.filename == filename), None)
 
 
@@ -96,6 +97,7 @@ class Window:
     opens_at: float | None = None
 
     def available(self, now: float) -> bool:
+        """Whether it is open."""
         return self.is_open or (self.opens_at is not None and now >= self.opens_at)
 
     def time_left(self, now: float) -> float | None:
@@ -142,19 +144,23 @@ class Action:
     entries: list[StatusEntry] = field(default_factory=list)
 
     def set_status(self, status: Status) -> None:
+        """Changes the status, and with it the revision."""
         if self.status is not status:
             self.status = status
             self.revision += 1
 
     def is_cancelling(self) -> bool:
+        """Whether the device is, or was, asked to cancel."""
         return self.status in (Status.CANCELING, Status.CANCELED)
 
     def is_forced(self, now: float) -> bool:
+        """Whether the device must not wait."""
         if self.type is ActionType.TIMEFORCED:
             return self.force_time is not None and now >= self.force_time
         return self.type is not ActionType.SOFT
 
     def has_module(self, module_id: int) -> bool:
+        """Whether the module is part of the action."""
         return any(module.id == module_id for module in self.distribution_set.modules)
 
     def messages(self) -> list[str]:

@@ -76,6 +76,7 @@ class UpdateServer:
 
     @property
     def url(self) -> str:
+        """Scheme and authority."""
         return f"{'http' if self.tls is None else 'https'}://{self.address}"
 
     @property
@@ -96,9 +97,11 @@ class UpdateServer:
 
     def software_module(self, type: str, name: str, version: str,
                         artifacts: Mapping[str, bytes] | None = None) -> SoftwareModule:
+        """Creates a software module; `artifacts` maps file names to contents."""
         return self.store.add_module(type, name, version, artifacts or {})
 
     def distribution_set(self, modules: Iterable[SoftwareModule]) -> DistributionSet:
+        """Creates a set of these modules."""
         return DistributionSet(self.store.number("set"), tuple(modules))
 
     def assign(self, target: Target | str, what: DistributionSet | Iterable[SoftwareModule], type: str = "forced", *,
@@ -122,9 +125,11 @@ class UpdateServer:
                        self.distribution_set(modules), groups)
 
     def cancel(self, action: Action) -> None:
+        """Asks the device to cancel the action."""
         self.store.cancel(action)
 
     def force_quit(self, action: Action) -> None:
+        """Closes a cancelling action without the device."""
         self.store.force_quit(action)
 
     def force(self, action: Action) -> None:
@@ -132,9 +137,11 @@ class UpdateServer:
         self.store.force(action)
 
     def open_window(self, action: Action) -> None:
+        """Opens the action's maintenance window."""
         self._set_window(action, True)
 
     def close_window(self, action: Action) -> None:
+        """Closes the action's maintenance window."""
         self._set_window(action, False)
 
     def _set_window(self, action: Action, is_open: bool) -> None:

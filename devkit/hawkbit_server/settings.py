@@ -23,6 +23,7 @@ def parse_sleep(text: str) -> int:
 
 
 def format_sleep(seconds: int) -> str:
+    """The reverse of parse_sleep()."""
     return f"{seconds // 3600:02}:{seconds // 60 % 60:02}:{seconds % 60:02}"
 
 

@@ -131,7 +131,8 @@ class Server(abc.ABC):
         """
 
     @abc.abstractmethod
-    def cancel(self, action: int) -> None: ...
+    def cancel(self, action: int) -> None:
+        """Asks the gateway to cancel the action."""
 
     @abc.abstractmethod
     def force_quit(self, action: int) -> None:
@@ -142,7 +143,8 @@ class Server(abc.ABC):
         """Turns a soft action into a forced one."""
 
     @abc.abstractmethod
-    def request_attributes(self, target: str) -> None: ...
+    def request_attributes(self, target: str) -> None:
+        """Has the server ask the target for its attributes."""
 
     @abc.abstractmethod
     def start_rollout(self, name: str, targets: list[str], modules: Iterable[Module], groups: int) -> Rollout:
