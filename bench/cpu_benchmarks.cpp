@@ -6,8 +6,8 @@
 
 #include <boost/throw_exception.hpp>
 
+#include "agent/hawkbit_agent.h"
 #include "common/logprint.h"
-#include "hawkbit_agent.h"
 
 namespace zephran::bench {
 
@@ -34,7 +34,7 @@ double empty_loop(std::uint64_t turns) {
 double disabled_log(std::uint64_t turns) {
     set_log_level("INFO");
     return nanoseconds_of_each(turns, [](std::uint64_t turn) {
-        LOG_DEBUG("event", "disabled_log", "turn", turn, "turns", turn);
+        ZLOG_DEBUG("event", "disabled_log", "turn", turn, "turns", turn);
     });
 }
 

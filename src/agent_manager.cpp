@@ -83,12 +83,12 @@ void AgentManager::wind_down(unsigned iteration) {
     abort_agents();
     remove_finished_agents();
     if (iteration > longest_wind_down) {
-        LOG_ERROR_AS("run", "action", "run", "message",
-                     "process was signaled but we didn't return, forcing exit");
+        ZLOG_ERROR_AS("run", "action", "run", "message",
+                      "process was signaled but we didn't return, forcing exit");
         run_teardown();
         std::exit(EXIT_FAILURE);
     }
-    LOG_INFO_AS("run", "action", "run", "remaining_agents", agents.size());
+    ZLOG_INFO_AS("run", "action", "run", "remaining_agents", agents.size());
 }
 
 void AgentManager::spawn_gateway_agent() {
@@ -118,18 +118,18 @@ void AgentManager::force_poll_after_reboot() {
         return;
     }
     if (!config.set_option(key, "0")) {
-        LOG_WARNING_AS("spawn_gateway_agent", "action", "spawn_gateway_agent", "message",
-                       "could not store config entry", "key", key, "value", "0");
+        ZLOG_WARNING_AS("spawn_gateway_agent", "action", "spawn_gateway_agent", "message",
+                        "could not store config entry", "key", key, "value", "0");
     }
     agents.at(settings.gateway_id)->force_poll();
-    LOG_WARNING_AS("spawn_gateway_agent", "action", "spawn_gateway_agent", "message",
-                   "forcing poll after installer reboot");
+    ZLOG_WARNING_AS("spawn_gateway_agent", "action", "spawn_gateway_agent", "message",
+                    "forcing poll after installer reboot");
 }
 
-void AgentManager::spawn_agent(const std::string& id, Attributes& properties,
+void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& properties,
                                const InstallerContext& context, bool dormant) {
     if (id != settings.gateway_id) {
-        properties[parent_attribute] = settings.gateway_id;
+        properties[hawkbit::parent_attribute] = settings.gateway_id;
     }
     auto agent = std::make_unique<HawkbitAgent>(settings.server, id);
     agent->configure(
@@ -161,7 +161,7 @@ void AgentManager::tick_agents() {
 }
 
 void AgentManager::abort_agents() {
-    LOG_WARNING("event", "abort_agents");
+    ZLOG_WARNING("event", "abort_agents");
     for (const auto& agent : agents) {
         agent.second->abort();
     }

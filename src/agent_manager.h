@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "agent_control.h"
-#include "attributes.h"
+#include "agent/agent_control.h"
+#include "agent/hawkbit_agent.h"
 #include "discovery_handler.h"
-#include "hawkbit_agent.h"
+#include "hawkbit/attributes.h"
 #include "http/httpclient.h"
-#include "installer_context.h"
-#include "update_schedule.h"
+#include "installer/installer_context.h"
+#include "schedule/update_schedule.h"
 
 namespace zephran {
 
@@ -25,7 +25,7 @@ struct AgentManagerSettings {
     /// Host name or address of the update server.
     std::string server;
     /// What the gateway tells the server about itself.
-    Attributes properties;
+    hawkbit::Attributes properties;
     /// Name of the MTD device for bootloaders; may be empty.
     std::string bootloader_mtd;
     /// Without one, deployments may start at any time.
@@ -59,8 +59,8 @@ public:
 
     /// Creates an agent; one that exists under this id stays as it is.
     /// @param properties gain "parent" for an agent that is not the gateway's own
-    void spawn_agent(const std::string& id, Attributes& properties, const InstallerContext& context,
-                     bool dormant);
+    void spawn_agent(const std::string& id, hawkbit::Attributes& properties,
+                     const InstallerContext& context, bool dormant);
 
     /// Gives an agent up; it is removed once it rests. Unknown ids are ignored.
     void abort_agent(const std::string& id);

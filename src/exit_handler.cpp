@@ -49,7 +49,7 @@ void ExitHandler::signal(int /*number*/) {
 
 void ExitHandler::log_signals() {
     for (unsigned remaining = unlogged_signals.exchange(0); remaining != 0; --remaining) {
-        LOG_WARNING_AS("signal", "action", "signal", "message", "received exit signal");
+        ZLOG_WARNING_AS("signal", "action", "signal", "message", "received exit signal");
     }
 }
 

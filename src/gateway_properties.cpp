@@ -10,11 +10,11 @@ namespace zephran {
 
 namespace {
 
-Attributes extract_gateway_config(const Json::Value& object) {
-    Attributes properties;
+hawkbit::Attributes extract_gateway_config(const Json::Value& object) {
+    hawkbit::Attributes properties;
     for (const std::string& key : object.getMemberNames()) {
         const std::string value = object[key].asString();
-        LOG_INFO("event", "add_property", "key", key, "value", value);
+        ZLOG_INFO("event", "add_property", "key", key, "value", value);
         properties[key] = value;
     }
     return properties;
@@ -22,7 +22,7 @@ Attributes extract_gateway_config(const Json::Value& object) {
 
 }  // namespace
 
-Attributes read_gateway_properties(const std::string& path) {
+hawkbit::Attributes read_gateway_properties(const std::string& path) {
     std::ifstream file{path};
     // Inserted as a whole, what cannot be read (a directory, say) leaves the text empty.
     std::ostringstream text;

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "attributes.h"
+#include "hawkbit/attributes.h"
 
 namespace zephran {
 
@@ -11,6 +11,6 @@ namespace zephran {
 ///
 /// @throws common::ParserException when the file cannot be read or is not JSON
 /// @throws Json::Exception when a member is an array or an object
-Attributes read_gateway_properties(const std::string& path);
+hawkbit::Attributes read_gateway_properties(const std::string& path);
 
 }  // namespace zephran

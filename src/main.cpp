@@ -9,9 +9,9 @@
 #include "discovery/mqtt_discovery_handler.h"
 #include "gateway_properties.h"
 #include "http/httpclient.h"
-#include "installer_factory.h"
+#include "installer/installer_factory.h"
 #include "platform.h"
-#include "update_schedule_reader.h"
+#include "schedule/update_schedule_reader.h"
 
 namespace zephran {
 namespace {
@@ -22,13 +22,13 @@ void use_ca_bundle(const CommandLineOptions& options) {
     if (options.has(CommandLineOptions::ca_bundle_arg)) {
         const std::string& bundle = options.get_ca_bundle();
         http::curl_configuration::set_ca_bundle_path(bundle.c_str());
-        LOG_INFO_AS("main", "action", "set_ca_bundle_path", "message", "using custom ca bundle",
-                    "bundle", bundle);
+        ZLOG_INFO_AS("main", "action", "set_ca_bundle_path", "message", "using custom ca bundle",
+                     "bundle", bundle);
     }
 }
 
-Attributes gateway_properties(const CommandLineOptions& options) {
-    Attributes properties;
+hawkbit::Attributes gateway_properties(const CommandLineOptions& options) {
+    hawkbit::Attributes properties;
     if (options.has(CommandLineOptions::properties_file_arg)) {
         properties = read_gateway_properties(options.get_properties_file());
     }
@@ -45,7 +45,7 @@ std::optional<http::ClientCertificate> client_certificate(const CommandLineOptio
     if (!options.has(CommandLineOptions::client_certificate_arg)) {
         return std::nullopt;
     }
-    LOG_INFO_AS("main", "action", "main", "message", "using client certificate");
+    ZLOG_INFO_AS("main", "action", "main", "message", "using client certificate");
     return http::ClientCertificate{http::CertificateType::pem, options.get_client_certificate(),
                                    options.get_client_certificate_key()};
 }
@@ -55,7 +55,7 @@ void add_discovery_handlers(AgentManager& manager, const CommandLineOptions& opt
     if (options.has_ghn_agents()) {
         manager.add_discovery_handler(
             std::make_unique<discovery::GhnDiscoveryHandler>(ghn_discovery_period));
-        LOG_INFO_AS("main", "action", "main", "message", "enabling G.hn LAN discovery handler");
+        ZLOG_INFO_AS("main", "action", "main", "message", "enabling G.hn LAN discovery handler");
     }
 }
 
@@ -89,8 +89,8 @@ int start(int argc, const char* const* argv) {
         run_agents(options);
         return EXIT_SUCCESS;
     } catch (const boost::exception& error) {
-        LOG_ERROR_AS("main", "event", "exception_caught", "action", "main", "what",
-                     boost::diagnostic_information(error));
+        ZLOG_ERROR_AS("main", "event", "exception_caught", "action", "main", "what",
+                      boost::diagnostic_information(error));
         return EXIT_FAILURE;
     }
 }

@@ -5,13 +5,14 @@
 
 #include <boost/exception/all.hpp>
 
+#include "common/record.h"
+
 namespace zephran::common {
 
 /// Base of every exception that the daemon throws itself.
 ///
 /// Each failure has a type of its own with one fixed text. Details travel as boost::error_info
-/// records, and BOOST_THROW_EXCEPTION adds function, file and line. src/error_details knows how to
-/// render every record for a report: a new record type is added there, too.
+/// records (common/record.h), and BOOST_THROW_EXCEPTION adds function, file and line.
 class Exception : public virtual boost::exception, public virtual std::exception {
 public:
     const char* what() const noexcept override { return text; }
@@ -25,11 +26,11 @@ private:
 };
 
 /// Path of the file that an operation failed on.
-using filename_tag = boost::error_info<struct filename_record, std::string>;
+ZEPHRAN_RECORD(filename, std::string, reported_at(105));
 /// What an external program wrote.
-using program_output_tag = boost::error_info<struct program_output_record, std::string>;
+ZEPHRAN_RECORD(program_output, std::string, reported_at(220));
 /// Exit status of an external program.
-using program_exit_code_tag = boost::error_info<struct program_exit_code_record, int>;
+ZEPHRAN_RECORD(program_exit_code, int, reported_at(215));
 
 struct InputFileOpenException : Exception {
     InputFileOpenException() : Exception{"Failed to open file for reading"} {}

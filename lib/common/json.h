@@ -6,13 +6,14 @@
 #include <json/json.h>
 
 #include "common/exception.h"
+#include "common/record.h"
 
 namespace zephran::common {
 
-using value_tag = boost::error_info<struct value_record, std::string>;
-using found_type_tag = boost::error_info<struct found_type_record, Json::ValueType>;
-using expected_type_tag = boost::error_info<struct expected_type_record, Json::ValueType>;
-using parser_error_tag = boost::error_info<struct parser_error_record, std::string>;
+ZEPHRAN_RECORD(value, std::string, reported_at(405));
+ZEPHRAN_RECORD(found_type, Json::ValueType, reported_at(410));
+ZEPHRAN_RECORD(expected_type, Json::ValueType, reported_at(415));
+ZEPHRAN_RECORD(parser_error, std::string, reported_at(420));
 
 struct MissingValueException : Exception {
     MissingValueException() : Exception{"Missing value in JSON object"} {}

@@ -126,7 +126,7 @@ std::list<LogPrintable> fields(const KeysAndValues&... keys_and_values) {
 }  // namespace log_detail
 }  // namespace zephran
 
-/// LOG_INFO("event", "retrying", "retries", retries) logs alternating keys and values. The
+/// ZLOG_INFO("event", "retrying", "retries", retries) logs alternating keys and values. The
 /// arguments are not evaluated when the logger is off.
 #define ZEPHRAN_LOG(logger, level, function, ...)                       \
     do {                                                                \
@@ -136,17 +136,17 @@ std::list<LogPrintable> fields(const KeysAndValues&... keys_and_values) {
         }                                                               \
     } while (false)
 
-#define LOG_DEBUG(...) ZEPHRAN_LOG(::zephran::debug_logger, "DEBUG", __func__, __VA_ARGS__)
-#define LOG_INFO(...) ZEPHRAN_LOG(::zephran::info_logger, "INFO", __func__, __VA_ARGS__)
-#define LOG_WARNING(...) ZEPHRAN_LOG(::zephran::warning_logger, "WARNING", __func__, __VA_ARGS__)
-#define LOG_ERROR(...) ZEPHRAN_LOG(::zephran::error_logger, "ERROR", __func__, __VA_ARGS__)
+#define ZLOG_DEBUG(...) ZEPHRAN_LOG(::zephran::debug_logger, "DEBUG", __func__, __VA_ARGS__)
+#define ZLOG_INFO(...) ZEPHRAN_LOG(::zephran::info_logger, "INFO", __func__, __VA_ARGS__)
+#define ZLOG_WARNING(...) ZEPHRAN_LOG(::zephran::warning_logger, "WARNING", __func__, __VA_ARGS__)
+#define ZLOG_ERROR(...) ZEPHRAN_LOG(::zephran::error_logger, "ERROR", __func__, __VA_ARGS__)
 
 /// The same for a line that names another function than the one it stands in.
-#define LOG_DEBUG_AS(function, ...) \
+#define ZLOG_DEBUG_AS(function, ...) \
     ZEPHRAN_LOG(::zephran::debug_logger, "DEBUG", function, __VA_ARGS__)
-#define LOG_INFO_AS(function, ...) \
+#define ZLOG_INFO_AS(function, ...) \
     ZEPHRAN_LOG(::zephran::info_logger, "INFO", function, __VA_ARGS__)
-#define LOG_WARNING_AS(function, ...) \
+#define ZLOG_WARNING_AS(function, ...) \
     ZEPHRAN_LOG(::zephran::warning_logger, "WARNING", function, __VA_ARGS__)
-#define LOG_ERROR_AS(function, ...) \
+#define ZLOG_ERROR_AS(function, ...) \
     ZEPHRAN_LOG(::zephran::error_logger, "ERROR", function, __VA_ARGS__)

@@ -9,13 +9,14 @@
 #include <sys/types.h>
 
 #include "common/exception.h"
+#include "common/record.h"
 
 namespace zephran::common {
 
 /// The command line that was handed to the shell.
-using popen_command_tag = boost::error_info<struct popen_command_record, std::string>;
+ZEPHRAN_RECORD(popen_command, std::string, reported_at(205));
 /// Number of the signal that ended a program.
-using program_signal_tag = boost::error_info<struct program_signal_record, int>;
+ZEPHRAN_RECORD(program_signal, int, reported_at(210));
 
 struct POpenFailedException : Exception {
     POpenFailedException() : Exception{"Failed to execute command"} {}

@@ -3,10 +3,11 @@
 #include <string>
 
 #include "common/exception.h"
+#include "common/record.h"
 
 namespace zephran::common {
 
-using uri_tag = boost::error_info<struct uri_record, std::string>;
+ZEPHRAN_RECORD(uri, std::string, reported_at(425));
 
 struct InvalidURIFormatException : Exception {
     InvalidURIFormatException() : Exception{"Invalid URI format"} {}

@@ -3,11 +3,12 @@
 #include <string>
 
 #include "common/exception.h"
+#include "common/record.h"
 
 namespace zephran::ghn {
 
 /// What configlayer wrote to its standard output.
-using configlayer_output_tag = boost::error_info<struct configlayer_output_record, std::string>;
+ZEPHRAN_RECORD(configlayer_output, std::string, reported_at(240));
 
 /// Carries common::program_exit_code_tag and configlayer_output_tag, or boost::errinfo_errno when
 /// configlayer could not be started. The command is left out: it holds the password, and records

@@ -39,8 +39,8 @@ common::MacAddress GhnConfig::get_controller_mac() {
         return common::MacAddress::parse(text);
     } catch (const std::invalid_argument&) {
         // A wrong address must not keep the gateway from its own updates.
-        LOG_WARNING("action", "get_controller_mac", "message", "not a MAC address", "key", key,
-                    "value", text);
+        ZLOG_WARNING("action", "get_controller_mac", "message", "not a MAC address", "key", key,
+                     "value", text);
         return {};
     }
 }

@@ -4,12 +4,13 @@
 #include <string>
 
 #include "common/exception.h"
+#include "common/record.h"
 #include "common/uri.h"
 #include "hawkbit/messages/controller_status.h"
 
 namespace zephran::hawkbit {
 
-using url_tag = boost::error_info<struct url_record, std::string>;
+ZEPHRAN_RECORD(url, std::string, reported_at(430));
 
 struct InsecureURLException : common::Exception {
     InsecureURLException() : Exception{"Server supplied insecure URL"} {}

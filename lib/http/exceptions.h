@@ -5,21 +5,22 @@
 #include <curl/curl.h>
 
 #include "common/exception.h"
+#include "common/record.h"
 
 namespace zephran::http {
 
 /// libcurl's result code.
-using curlcode_tag = boost::error_info<struct curlcode_record, CURLcode>;
+ZEPHRAN_RECORD(curlcode, CURLcode, reported_at(315));
 /// libcurl's general text for a result code.
-using curlmessage_tag = boost::error_info<struct curlmessage_record, std::string>;
+ZEPHRAN_RECORD(curlmessage, std::string, reported_at(325));
 /// The option that libcurl refused.
-using curlopt_tag = boost::error_info<struct curlopt_record, CURLoption>;
+ZEPHRAN_RECORD(curlopt, CURLoption, reported_at(320));
 /// libcurl's text about the particular transfer, "" when it gave none.
-using curlerrorbuffer_tag = boost::error_info<struct curlerrorbuffer_record, std::string>;
+ZEPHRAN_RECORD(curlerrorbuffer, std::string, reported_at(330));
 /// Status of an HTTP answer.
-using httpcode_tag = boost::error_info<struct httpcode_record, unsigned>;
+ZEPHRAN_RECORD(httpcode, unsigned, reported_at(305));
 /// The address that answered.
-using httpurl_tag = boost::error_info<struct httpurl_record, std::string>;
+ZEPHRAN_RECORD(httpurl, std::string, reported_at(310));
 
 /// Carries curlcode_tag, curlmessage_tag.
 struct GlobalInitException : common::Exception {

@@ -173,7 +173,7 @@ std::size_t CurlImpl::write_file_cb(char* data, std::size_t size, std::size_t nm
                                                     static_cast<std::streamsize>(size * nmemb));
     } catch (const std::exception& error) {
         // Only a stream that was told to throw gets here; it keeps its bad state for its owner.
-        LOG_WARNING("event", "exception_caught", "action", "download", "what", error.what());
+        ZLOG_WARNING("event", "exception_caught", "action", "download", "what", error.what());
     }
     return size * nmemb;
 }

@@ -21,21 +21,21 @@ Client make_client(const ClientCertificate* certificate) {
 Json::Value get(const ClientCertificate* certificate, const common::URI& uri) {
     const auto url = uri.str();
     const auto response = make_client(certificate).send_get_request(url);
-    LOG_DEBUG("method", "GET", "url", url, "response", response);
+    ZLOG_DEBUG("method", "GET", "url", url, "response", response);
     return common::JSONDefaultParser{}(response);
 }
 
 void post(const ClientCertificate* certificate, const common::URI& uri, const Json::Value& value) {
     const auto url = uri.str();
     const auto data = common::JSONDefaultWriter{}(value);
-    LOG_DEBUG("method", "POST", "url", url, "data", data);
+    ZLOG_DEBUG("method", "POST", "url", url, "data", data);
     make_client(certificate).send_post_request(url, data, json_content_type);
 }
 
 void put(const ClientCertificate* certificate, const common::URI& uri, const Json::Value& value) {
     const auto url = uri.str();
     const auto data = common::JSONDefaultWriter{}(value);
-    LOG_DEBUG("method", "PUT", "url", url, "data", data);
+    ZLOG_DEBUG("method", "PUT", "url", url, "data", data);
     make_client(certificate).send_put_request(url, data, json_content_type);
 }
 

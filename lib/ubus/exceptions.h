@@ -3,13 +3,14 @@
 #include <string>
 
 #include "common/exception.h"
+#include "common/record.h"
 
 namespace zephran::ubus {
 
 /// Text of the bus library for a status code.
-using ubus_error_tag = boost::error_info<struct ubus_error_record, std::string>;
+ZEPHRAN_RECORD(ubus_error, std::string, not_reported);
 /// Size of a message in bytes.
-using message_size_tag = boost::error_info<struct message_size_record, std::size_t>;
+ZEPHRAN_RECORD(message_size, std::size_t, not_reported);
 
 struct UbusConnectException : common::Exception {
     UbusConnectException() : Exception{"Failed to connect to ubus"} {}
@@ -30,7 +31,7 @@ struct ReplyException : common::Exception {
 namespace zephran::ubox {
 
 /// The text that could not be taken over.
-using json_text_tag = boost::error_info<struct json_text_record, std::string>;
+ZEPHRAN_RECORD(json_text, std::string, not_reported);
 
 struct NotAnObjectException : common::Exception {
     NotAnObjectException() : Exception{"Text is not a JSON object"} {}

@@ -49,7 +49,7 @@ void UbusContext::adopt_descriptor() {
     descriptor = context->sock.fd;
     // A program that outlives the daemon must not keep the object's name taken.
     if (::fcntl(context->sock.fd, F_SETFD, FD_CLOEXEC) != 0) {
-        LOG_WARNING("event", "ubus", "message", "could not keep connection from children");
+        ZLOG_WARNING("event", "ubus", "message", "could not keep connection from children");
     }
 }
 
@@ -123,7 +123,7 @@ void UbusContext::lose_connection() {
     connected = false;
     descriptor = no_descriptor;
     if (!next_attempt) {
-        LOG_WARNING("event", "ubus", "message", "connection lost");
+        ZLOG_WARNING("event", "ubus", "message", "connection lost");
     }
     next_attempt = steady::now() + settings.reconnect_interval;
 }
@@ -134,7 +134,7 @@ void UbusContext::try_to_recover() {
     }
     if (connected && (!restore || restore())) {
         next_attempt.reset();
-        LOG_INFO("event", "ubus", "message", "connection restored");
+        ZLOG_INFO("event", "ubus", "message", "connection restored");
     } else {
         next_attempt = steady::now() + settings.reconnect_interval;
     }

@@ -26,8 +26,8 @@ std::vector<ObjectRegistration::Method> listed(const std::list<UbusObject::Metho
 }
 
 void log_exception(const char* action, const std::string& method) {
-    LOG_ERROR("event", "exception_caught", "action", action, "method", method, "what",
-              boost::current_exception_diagnostic_information());
+    ZLOG_ERROR("event", "exception_caught", "action", action, "method", method, "what",
+               boost::current_exception_diagnostic_information());
 }
 
 }  // namespace
@@ -61,8 +61,8 @@ bool UbusObject::register_again() {
     }
     const int result = ubus_add_object(context.get(), registration->object());
     if (result != UBUS_STATUS_OK && !failure_logged) {
-        LOG_WARNING("event", "ubus", "message", "could not register object again", "error",
-                    ubus_strerror(result));
+        ZLOG_WARNING("event", "ubus", "message", "could not register object again", "error",
+                     ubus_strerror(result));
     }
     failure_logged = result != UBUS_STATUS_OK;
     return result == UBUS_STATUS_OK;

@@ -2,7 +2,7 @@
 
 #include <json/json.h>
 
-#include "agent_control.h"
+#include "agent/agent_control.h"
 
 namespace zephran::platform::openwrt {
 

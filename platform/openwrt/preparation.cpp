@@ -18,8 +18,8 @@ void run(const std::string& command) {
     try {
         common::POpen{command}.wait(no_limit);
     } catch (const common::AbnormalTerminationException& error) {
-        LOG_WARNING("event", "exception_caught", "action", "prepare", "command", command, "what",
-                    boost::diagnostic_information(error));
+        ZLOG_WARNING("event", "exception_caught", "action", "prepare", "command", command, "what",
+                     boost::diagnostic_information(error));
     }
 }
 

@@ -70,23 +70,23 @@ bool UbusAgentManager::force_polls(const Json::Value& arguments) const {
         for (const auto& agent : *present) {
             agent.second->force_poll();
         }
-        LOG_INFO_AS(function, "event", "ubus", "method", "force_poll", "agent", "all");
+        ZLOG_INFO_AS(function, "event", "ubus", "method", "force_poll", "agent", "all");
         return true;
     }
     const Json::Value& id = arguments[agent_id_argument];
     const auto agent = present->find(id.asString());
     if (agent == present->end()) {
-        LOG_ERROR_AS(function, "event", "ubus", "error", "no such agent", "agent", id);
+        ZLOG_ERROR_AS(function, "event", "ubus", "error", "no such agent", "agent", id);
         return false;
     }
     agent->second->force_poll();
-    LOG_INFO_AS(function, "event", "ubus", "method", "force_poll", "agent", id);
+    ZLOG_INFO_AS(function, "event", "ubus", "method", "force_poll", "agent", id);
     return true;
 }
 
 int UbusAgentManager::handle_get_deployment(ubus::UbusObject* called, ubus_request_data* request,
                                             blob_attr* /*message*/) {
-    LOG_INFO("event", "ubus", "method", "get_deployment");
+    ZLOG_INFO("event", "ubus", "method", "get_deployment");
     const auto gateway = gateway_control();
     send_json_response(
         *called, request,
@@ -96,7 +96,7 @@ int UbusAgentManager::handle_get_deployment(ubus::UbusObject* called, ubus_reque
 
 int UbusAgentManager::handle_accept_deployment(ubus::UbusObject* called, ubus_request_data* request,
                                                blob_attr* /*message*/) {
-    LOG_INFO("event", "ubus", "method", "accept_deployment");
+    ZLOG_INFO("event", "ubus", "method", "accept_deployment");
     const auto gateway = gateway_control();
     const auto pending = gateway == nullptr ? nullptr : gateway->pending_deployment();
     if (pending != nullptr) {
@@ -109,7 +109,7 @@ int UbusAgentManager::handle_accept_deployment(ubus::UbusObject* called, ubus_re
 
 int UbusAgentManager::handle_get_agents(ubus::UbusObject* called, ubus_request_data* request,
                                         blob_attr* /*message*/) {
-    LOG_INFO("event", "ubus", "method", "get_agents");
+    ZLOG_INFO("event", "ubus", "method", "get_agents");
     send_json_response(*called, request, agents_document(*controls()));
     return UBUS_STATUS_OK;
 }

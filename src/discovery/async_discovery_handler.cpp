@@ -25,7 +25,7 @@ void AsyncDiscoveryHandler::tick() {
 
 bool AsyncDiscoveryHandler::pass_has_ended() const {
     const std::future_status status = discovery.wait_for(longest_wait);
-    LOG_DEBUG_AS("tick", "action", "pending discover", "status", static_cast<int>(status));
+    ZLOG_DEBUG_AS("tick", "action", "pending discover", "status", static_cast<int>(status));
     return status == std::future_status::ready;
 }
 
@@ -47,13 +47,14 @@ void AsyncDiscoveryHandler::start_pass_when_due() {
     if (std::chrono::floor<std::chrono::milliseconds>(now() - last_discover) < period) {
         return;
     }
-    LOG_DEBUG_AS("tick", "action", "starting discover");
+    ZLOG_DEBUG_AS("tick", "action", "starting discover");
     pending_spawns.clear();
     pending_aborts.clear();
     discovery = std::async(std::launch::async, [this] { discover_once(); });
 }
 
-void AsyncDiscoveryHandler::spawn_agent(const std::string& id, const Attributes& properties,
+void AsyncDiscoveryHandler::spawn_agent(const std::string& id,
+                                        const hawkbit::Attributes& properties,
                                         const InstallerContext& context) {
     pending_spawns.push_back({context, properties, id});
 }
@@ -69,8 +70,8 @@ void AsyncDiscoveryHandler::discard_pass() noexcept {
     try {
         discovery.get();
     } catch (...) {
-        LOG_DEBUG("event", "exception_caught", "action", "discard_pass", "what",
-                  boost::current_exception_diagnostic_information());
+        ZLOG_DEBUG("event", "exception_caught", "action", "discard_pass", "what",
+                   boost::current_exception_diagnostic_information());
     }
 }
 

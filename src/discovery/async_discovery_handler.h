@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "attributes.h"
 #include "discovery_handler.h"
-#include "installer_context.h"
+#include "hawkbit/attributes.h"
+#include "installer/installer_context.h"
 
 namespace zephran::discovery {
 
@@ -39,13 +39,13 @@ public:
 protected:
     struct SpawnRequest {
         InstallerContext context;
-        Attributes properties;
+        hawkbit::Attributes properties;
         std::string id;
     };
 
     /// @name Requests of a pass
     /// @{
-    void spawn_agent(const std::string& id, const Attributes& properties,
+    void spawn_agent(const std::string& id, const hawkbit::Attributes& properties,
                      const InstallerContext& context);
     void abort_agent(const std::string& id);
     /// The requests of the latest pass, until the next one starts.

@@ -41,10 +41,10 @@ void GhnDiscoveryHandler::discover_once() {
     const Access access = configured_access();
     if (access.interface.empty() || access.password.empty() || !access.controller.is_valid()) {
         enabled = false;
-        LOG_WARNING("message", "Invalid G.hn configuration, disabling discovery");
+        ZLOG_WARNING("message", "Invalid G.hn configuration, disabling discovery");
         return;
     }
-    LOG_INFO("action", "discover_once", "message", "starting discovery");
+    ZLOG_INFO("action", "discover_once", "message", "starting discovery");
     const Addresses present = present_devices(access);
     look_for_new_devices(access, present);
     look_for_lost_devices(access, present);
@@ -74,11 +74,11 @@ void GhnDiscoveryHandler::look_for_new_devices(const Access& access, const Addre
         }
         const ghn::ConfigLayerCommand command = command_for(access, mac);
         if (get_device_type(command) == DeviceType::end_device) {
-            LOG_INFO_AS("discover_once", "event", "ghn_device_found", "mac", mac);
+            ZLOG_INFO_AS("discover_once", "event", "ghn_device_found", "mac", mac);
             spawn_ghn_agent(mac, command);
             known_devices.push_back(mac);
         } else {
-            LOG_INFO_AS("discover_once", "event", "ghn_ignoring_device", "mac", mac);
+            ZLOG_INFO_AS("discover_once", "event", "ghn_ignoring_device", "mac", mac);
         }
     }
 }
@@ -92,7 +92,7 @@ void GhnDiscoveryHandler::look_for_lost_devices(const Access& access, const Addr
             kept.push_back(mac);
             continue;
         }
-        LOG_WARNING_AS("discover_once", "event", "ghn_lost", "mac", mac);
+        ZLOG_WARNING_AS("discover_once", "event", "ghn_lost", "mac", mac);
         // An agent that was spawned under a serial number does not bear this id and stays.
         abort_agent(mac.str());
     }
@@ -104,7 +104,7 @@ void GhnDiscoveryHandler::spawn_ghn_agent(const common::MacAddress& mac,
     const auto value_of = [&command](const char* parameter) {
         return ghn::GhnUtility::get_parameter_value(command, parameter);
     };
-    Attributes properties;
+    hawkbit::Attributes properties;
     properties["device_type"] = "ghn";
     properties["product_class"] = value_of("SYSTEM.PRODUCTION.PRODUCT_CLASS");
     properties["device_name"] = value_of("SYSTEM.PRODUCTION.DEVICE_NAME");

@@ -3,13 +3,14 @@
 #include <string>
 
 #include "common/exception.h"
+#include "common/record.h"
 
 namespace zephran::installer {
 
-using expected_version_tag = boost::error_info<struct expected_version_record, std::string>;
-using found_version_tag = boost::error_info<struct found_version_record, std::string>;
+ZEPHRAN_RECORD(expected_version, std::string, reported_at(245));
+ZEPHRAN_RECORD(found_version, std::string, reported_at(250));
 /// What a package manager wrote.
-using installer_output_tag = boost::error_info<struct installer_output_record, std::string>;
+ZEPHRAN_RECORD(installer_output, std::string, reported_at(235));
 
 /// Carries what is known of common::program_output_tag, common::program_exit_code_tag,
 /// common::program_signal_tag and common::popen_command_tag.

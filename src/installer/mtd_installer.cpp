@@ -7,11 +7,11 @@
 
 #include <unistd.h>
 
-#include "artifact_files.h"
+#include "deployment/artifact_files.h"
 #include "installer/exceptions.h"
 #include "installer/file_md5.h"
+#include "installer/installer_factory.h"
 #include "installer/system_command.h"
-#include "installer_factory.h"
 
 namespace zephran::installer {
 
@@ -20,7 +20,7 @@ namespace {
 const InstallerRegistration registration{"bl", 30, MTDInstaller::create};
 
 void log_command(const std::string& command) {
-    LOG_INFO_AS("start_installation", "event", "executing", "command", command);
+    ZLOG_INFO_AS("start_installation", "event", "executing", "command", command);
 }
 
 }  // namespace
@@ -40,8 +40,8 @@ std::unique_ptr<HawkbitInstaller> MTDInstaller::create(const InstallerContext& c
 
 void MTDInstaller::start_installation() {
     if (holds_image()) {
-        LOG_INFO("event", "skip_installation", "message",
-                 "artifact is identical to flashed content");
+        ZLOG_INFO("event", "skip_installation", "message",
+                  "artifact is identical to flashed content");
         set_installed();
         return;
     }

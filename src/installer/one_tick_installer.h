@@ -1,6 +1,6 @@
 #pragma once
 
-#include "hawkbit_installer.h"
+#include "installer/hawkbit_installer.h"
 
 namespace zephran::installer {
 

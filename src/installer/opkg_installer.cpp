@@ -1,9 +1,9 @@
 #include "installer/opkg_installer.h"
 
-#include "artifact_files.h"
 #include "common/popen.h"
+#include "deployment/artifact_files.h"
 #include "installer/exceptions.h"
-#include "installer_factory.h"
+#include "installer/installer_factory.h"
 
 namespace zephran::installer {
 
@@ -20,7 +20,7 @@ std::unique_ptr<HawkbitInstaller> OpkgInstaller::create(const InstallerContext& 
 void OpkgInstaller::start_installation() {
     const std::string command = "opkg --force-overwrite install " +
                                 artifact_files::path_of(chunk().artifacts().front()) + " 2>&1";
-    LOG_INFO("action", "start_installation", "installer", "opkg", "command", command);
+    ZLOG_INFO("action", "start_installation", "installer", "opkg", "command", command);
 
     std::string output;
     const int exit_code = common::POpen{command}.wait(output, 0);

@@ -2,13 +2,13 @@
 
 #include <thread>
 
-#include "artifact_files.h"
 #include "common/popen.h"
+#include "deployment/artifact_files.h"
 #include "ghn/ghn_config.h"
 #include "ghn/ghn_utility.h"
 #include "installer/exceptions.h"
+#include "installer/installer_factory.h"
 #include "installer/system_command.h"
-#include "installer_factory.h"
 
 namespace zephran::installer {
 
@@ -19,7 +19,7 @@ const InstallerRegistration registration{"plc_ghn", 50, PLCGhnInstaller::create}
 constexpr const char* version_parameter = "SYSTEM.GENERAL.FW_VERSION";
 
 void log_command(const std::string& command) {
-    LOG_INFO_AS("start_installation", "event", "executing", "command", command);
+    ZLOG_INFO_AS("start_installation", "event", "executing", "command", command);
 }
 
 bool contains(const std::string& text, const std::string& part) {
@@ -76,7 +76,7 @@ void PLCGhnInstaller::start_installation() {
                                                          << found_version_tag{version});
     }
     set_installed();
-    LOG_INFO("event", "installation_finished", "installer", "plc_ghn", "new_version", version);
+    ZLOG_INFO("event", "installation_finished", "installer", "plc_ghn", "new_version", version);
 }
 
 ghn::ConfigLayerCommand PLCGhnInstaller::base_command(const std::string& interface) const {
@@ -84,8 +84,8 @@ ghn::ConfigLayerCommand PLCGhnInstaller::base_command(const std::string& interfa
     if (interface.empty() || password.empty() || !mac.is_valid()) {
         BOOST_THROW_EXCEPTION(NotAGhnDeviceException{});
     }
-    LOG_INFO_AS("start_installation", "event", "start_installation", "ghn_interface", interface,
-                "ghn_password", password, "ghn_mac", mac);
+    ZLOG_INFO_AS("start_installation", "event", "start_installation", "ghn_interface", interface,
+                 "ghn_password", password, "ghn_mac", mac);
     ghn::ConfigLayerCommand command;
     command.interface(interface).password(password).mac_address(mac);
     return command;
@@ -145,8 +145,8 @@ std::string PLCGhnInstaller::version_after_reset(const ghn::ConfigLayerCommand& 
         return ghn::GhnUtility::get_parameter_value(
             base.clone().timeout(patience_in_seconds).retries(retries), version_parameter);
     } catch (const std::exception& error) {
-        LOG_WARNING("event", "exception_caught", "action", "version_after_reset", "what",
-                    boost::diagnostic_information(error));
+        ZLOG_WARNING("event", "exception_caught", "action", "version_after_reset", "what",
+                     boost::diagnostic_information(error));
         BOOST_THROW_EXCEPTION(DeviceResetException{});
     }
 }

@@ -6,8 +6,8 @@
 
 #include "common/mac_address.h"
 #include "ghn/config_layer_command.h"
+#include "installer/installer_context.h"
 #include "installer/one_tick_installer.h"
-#include "installer_context.h"
 
 namespace zephran::installer {
 

@@ -2,9 +2,9 @@
 
 #include <utility>
 
-#include "artifact_files.h"
+#include "deployment/artifact_files.h"
+#include "installer/installer_factory.h"
 #include "installer/system_command.h"
-#include "installer_factory.h"
 
 namespace zephran::installer {
 
@@ -31,15 +31,15 @@ void PLCInstaller::start_installation() {
 }
 
 void PLCInstaller::store_firmware(const std::string& source) const {
-    LOG_INFO_AS("start_installation", "event", "copy_file", "from", source, "to", paths.firmware,
-                "message", "storing new PLC firmware");
+    ZLOG_INFO_AS("start_installation", "event", "copy_file", "from", source, "to", paths.firmware,
+                 "message", "storing new PLC firmware");
     try {
         copy_file(source, paths.firmware);
     } catch (const std::exception&) {
         const std::string start = paths.service + " start";
         if (!run_command(start)) {
-            LOG_WARNING_AS("start_installation", "action", "start_installation", "message",
-                           "could not start service again", "command", start);
+            ZLOG_WARNING_AS("start_installation", "action", "start_installation", "message",
+                            "could not start service again", "command", start);
         }
         throw;
     }

@@ -3,8 +3,8 @@
 #include <memory>
 #include <string>
 
+#include "installer/installer_context.h"
 #include "installer/one_tick_installer.h"
-#include "installer_context.h"
 
 namespace zephran::installer {
 

@@ -5,8 +5,8 @@
 
 #include <sys/stat.h>
 
-#include "artifact_files.h"
-#include "installer_factory.h"
+#include "deployment/artifact_files.h"
+#include "installer/installer_factory.h"
 
 namespace zephran::installer {
 
@@ -17,8 +17,8 @@ const InstallerRegistration registration{"script", 15, ScriptInstaller::create};
 void make_executable(const std::string& path) {
     if (chmod(path.c_str(), S_IRWXU) != 0) {
         // Running it fails as well then, with an exit code that reaches the server.
-        LOG_WARNING("action", "start_installation", "message", "could not make script executable",
-                    "path", path, "what", std::generic_category().message(errno));
+        ZLOG_WARNING("action", "start_installation", "message", "could not make script executable",
+                     "path", path, "what", std::generic_category().message(errno));
     }
 }
 

@@ -5,14 +5,15 @@
 #include <string>
 
 #include "common/popen.h"
+#include "common/record.h"
+#include "installer/installer_context.h"
 #include "installer/one_tick_installer.h"
-#include "installer_context.h"
 
 namespace zephran::installer {
 
-using script_exit_code_tag = boost::error_info<struct script_exit_code_record, int>;
+ZEPHRAN_RECORD(script_exit_code, int, reported_at(225));
 /// What the script wrote to its standard output.
-using script_output_tag = boost::error_info<struct script_output_record, std::string>;
+ZEPHRAN_RECORD(script_output, std::string, reported_at(230));
 
 struct ScriptExecutionFailedException : common::Exception {
     ScriptExecutionFailedException() : Exception{"Script returned an error"} {}

@@ -3,12 +3,12 @@
 #include <thread>
 #include <utility>
 
-#include "artifact_files.h"
 #include "common/popen.h"
 #include "config.h"
+#include "deployment/artifact_files.h"
 #include "installer/exceptions.h"
 #include "installer/firmware_version.h"
-#include "installer_factory.h"
+#include "installer/installer_factory.h"
 #include "platform.h"
 
 namespace zephran::installer {
@@ -23,8 +23,8 @@ constexpr const char* unconfirmed_version_key = "zephran.device.previous_version
 
 void store_version(const char* key, const std::string& version) {
     if (!platform::get_config()->set_option(key, version)) {
-        LOG_WARNING("action", "store_version", "message", "could not store config entry", "key",
-                    key, "value", version);
+        ZLOG_WARNING("action", "store_version", "message", "could not store config entry", "key",
+                     key, "value", version);
     }
 }
 
@@ -43,8 +43,8 @@ std::unique_ptr<HawkbitInstaller> SysupgradeInstaller::create(const InstallerCon
 void SysupgradeInstaller::start_installation() {
     const std::string running = get_installed_nevra_version(settings.version_file);
     if (running == chunk().version()) {
-        LOG_INFO("action", "start_installation", "message", "version is already installed",
-                 "version", running);
+        ZLOG_INFO("action", "start_installation", "message", "version is already installed",
+                  "version", running);
         set_installed();
         return;
     }
@@ -62,7 +62,7 @@ std::string SysupgradeInstaller::command() const {
 void SysupgradeInstaller::run_sysupgrade() {
     constexpr int handed_over = 10;
     const std::string sysupgrade = command();
-    LOG_INFO_AS("start_installation", "event", "executing", "command", sysupgrade);
+    ZLOG_INFO_AS("start_installation", "event", "executing", "command", sysupgrade);
 
     std::string output;
     const int exit_code = common::POpen{sysupgrade}.wait(output, 0);
@@ -98,8 +98,8 @@ void SysupgradeInstaller::confirm_previous_version() const {
     }
     store_version(previous_version_key, config.get_option(unconfirmed_version_key));
     if (!config.delete_option(unconfirmed_version_key)) {
-        LOG_WARNING("action", "confirm_previous_version", "message",
-                    "could not delete config entry", "key", unconfirmed_version_key);
+        ZLOG_WARNING("action", "confirm_previous_version", "message",
+                     "could not delete config entry", "key", unconfirmed_version_key);
     }
 }
 

@@ -1,8 +1,8 @@
 #include "installer/zwprogrammer_installer.h"
 
-#include "artifact_files.h"
+#include "deployment/artifact_files.h"
+#include "installer/installer_factory.h"
 #include "installer/system_command.h"
-#include "installer_factory.h"
 
 namespace zephran::installer {
 
@@ -20,7 +20,7 @@ std::unique_ptr<HawkbitInstaller> ZWProgrammerInstaller::create(
 void ZWProgrammerInstaller::start_installation() {
     const std::string command =
         "zwprogrammer --progzwave '" + artifact_files::path_of(chunk().artifacts().front()) + "'";
-    LOG_INFO("event", "executing", "command", command);
+    ZLOG_INFO("event", "executing", "command", command);
     run_required_command(command);
     set_installed();
 }

@@ -43,7 +43,7 @@ TEST_F(AgentManagerGhn, GatewayWithoutAModemGetsItsAgentWithoutAWord) {
 
 TEST_F(AgentManagerGhn, AddressIsNotReadForOtherDevices) {
     store.set_controller_mac("02:00:00:00:00:0g");
-    Attributes properties;
+    hawkbit::Attributes properties;
 
     manager.spawn_agent("device", properties, {}, true);
 

@@ -99,7 +99,7 @@ TEST(AgentManagerRun, RemovesAbortedAgents) {
     AgentManager* running = nullptr;
     RecordingManager manager{events, [&] {
                                  if (++pauses == 1) {
-                                     Attributes properties;
+                                     hawkbit::Attributes properties;
                                      running->spawn_agent("device", properties, {}, true);
                                      running->abort_agent("device");
                                  } else if (pauses == 4) {
@@ -143,7 +143,7 @@ TEST(AgentManagerRunDeathTest, ReturnsWhenTheLastAgentHasComeToRestAfterASignal)
                                  if (pauses == 1) {
                                      (void)std::raise(SIGTERM);
                                  }
-                                 Attributes properties;
+                                 hawkbit::Attributes properties;
                                  running->spawn_agent("device " + std::to_string(pauses),
                                                       properties, {}, true);
                              }};

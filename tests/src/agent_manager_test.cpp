@@ -26,7 +26,7 @@ public:
 
     HawkbitAgent& agent(const std::string& id) const { return *get_agents().at(id); }
     void spawn_dormant(const std::string& id) {
-        Attributes properties;
+        hawkbit::Attributes properties;
         spawn_agent(id, properties, {}, true);
     }
     using AgentManager::controls;
@@ -102,7 +102,7 @@ TEST_F(AgentManagerStep, FlashTypeOfTheGatewayStays) {
 
 TEST_F(AgentManagerStep, DeviceReportsItsGateway) {
     configure();
-    Attributes properties{{"model", "x"}};
+    hawkbit::Attributes properties{{"model", "x"}};
 
     manager.spawn_agent("device", properties, {}, true);
 
@@ -112,11 +112,11 @@ TEST_F(AgentManagerStep, DeviceReportsItsGateway) {
 
 TEST_F(AgentManagerStep, AgentThatExistsStaysAsItIs) {
     configure();
-    Attributes properties{{"model", "x"}};
+    hawkbit::Attributes properties{{"model", "x"}};
     manager.spawn_agent("device", properties, {}, true);
     const HawkbitAgent* const first = &manager.agent("device");
 
-    Attributes others{{"model", "y"}};
+    hawkbit::Attributes others{{"model", "y"}};
     manager.spawn_agent("device", others, {}, false);
 
     EXPECT_EQ(&manager.agent("device"), first);

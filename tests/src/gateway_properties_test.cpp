@@ -22,7 +22,7 @@ TEST(GatewayProperties, MembersBecomeStringsLoggedInTheOrderOfTheirNames) {
     const std::string path = directory.write("properties", R"({"b":"2","a":1,"dormant":"1"})");
     const CapturedLog log;
 
-    const Attributes properties = read_gateway_properties(path);
+    const hawkbit::Attributes properties = read_gateway_properties(path);
 
     EXPECT_THAT(properties,
                 UnorderedElementsAre(Pair("a", "1"), Pair("b", "2"), Pair("dormant", "1")));

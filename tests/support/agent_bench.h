@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "hawkbit_agent.h"
+#include "agent/hawkbit_agent.h"
 #include "support/captured_log.h"
 #include "support/deployer_bench.h"
 #include "support/fake_ddi_client.h"

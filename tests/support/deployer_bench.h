@@ -3,7 +3,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "hawkbit_deployer.h"
+#include "deployment/hawkbit_deployer.h"
 #include "support/captured_log.h"
 #include "support/fake_http_client.h"
 #include "support/fake_platform.h"
@@ -50,7 +50,7 @@ struct DeployerBench {
     CapturedLog log;
     FakePlatform platform;
     FileServer files;
-    Attributes attributes;
+    hawkbit::Attributes attributes;
     InstallerContext context;
     ScriptedPart part{"scripted"};
     std::unique_ptr<HawkbitDeployer> deployer;

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "hawkbit_deployer.h"
+#include "deployment/hawkbit_deployer.h"
 #include "http/httpclient.h"
 #include "support/message_builder.h"
 

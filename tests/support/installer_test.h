@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "hawkbit_installer.h"
+#include "installer/hawkbit_installer.h"
 #include "support/captured_log.h"
 #include "support/fake_platform.h"
 #include "support/make_chunk.h"
@@ -84,7 +84,7 @@ protected:
 
     FakePlatform platform;
     CapturedLog log;
-    Attributes attributes;
+    hawkbit::Attributes attributes;
     std::chrono::system_clock::time_point time = noon;
     TestInstaller installer{[this] { return time; }};
 };

@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "hawkbit_installer.h"
-#include "installer_factory.h"
+#include "installer/hawkbit_installer.h"
+#include "installer/installer_factory.h"
 
 namespace zephran::test {
 

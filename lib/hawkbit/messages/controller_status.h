@@ -6,11 +6,12 @@
 
 #include "common/exception.h"
 #include "common/json.h"
+#include "common/record.h"
 #include "common/uri.h"
 
 namespace zephran::hawkbit {
 
-using sleep_time_tag = boost::error_info<struct sleep_time_record, std::string>;
+ZEPHRAN_RECORD(sleep_time, std::string, reported_at(435));
 
 struct InvalidSleepTimeFormatException : common::Exception {
     InvalidSleepTimeFormatException() : Exception{"Invalid sleep time format"} {}

@@ -210,14 +210,14 @@ TEST(LogPrintable, AssignmentReplacesKeyAndValue) {
 TEST(LogMacros, NameLevelFileAndFunction) {
     const CapturedLog log;
 
-    LOG_DEBUG("key", 1);
-    LOG_INFO("key", 2);
-    LOG_WARNING("key", 3);
-    LOG_ERROR("key", 4);
-    LOG_DEBUG_AS("other", "key", 5);
-    LOG_INFO_AS("other", "key", 6);
-    LOG_WARNING_AS("other", "key", 7);
-    LOG_ERROR_AS("other", "key", 8);
+    ZLOG_DEBUG("key", 1);
+    ZLOG_INFO("key", 2);
+    ZLOG_WARNING("key", 3);
+    ZLOG_ERROR("key", 4);
+    ZLOG_DEBUG_AS("other", "key", 5);
+    ZLOG_INFO_AS("other", "key", 6);
+    ZLOG_WARNING_AS("other", "key", 7);
+    ZLOG_ERROR_AS("other", "key", 8);
 
     const std::regex place{"..:..:.. ([A-Z]+) logprint_test\\.cpp:[0-9]+ (\\w+): "};
     EXPECT_EQ(std::regex_replace(log.text(), place, "$1 $2 "),
@@ -231,10 +231,10 @@ TEST(LogMacros, DisabledLoggerDoesNotEvaluateArguments) {
     int evaluations = 0;
     const auto evaluate = [&evaluations] { return ++evaluations; };
 
-    LOG_DEBUG("key", evaluate());
+    ZLOG_DEBUG("key", evaluate());
     EXPECT_EQ(evaluations, 0);
 
-    LOG_INFO("key", evaluate());
+    ZLOG_INFO("key", evaluate());
     EXPECT_EQ(evaluations, 1);
 }
 
@@ -255,10 +255,10 @@ TEST(LogLevel, EnablesItselfAndWhatIsAbove) {
 TEST(LogLevel, OnlyErrorsGoToStandardError) {
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
-    LOG_DEBUG("key", 1);
-    LOG_INFO("key", 2);
-    LOG_WARNING("key", 3);
-    LOG_ERROR("key", 4);
+    ZLOG_DEBUG("key", 1);
+    ZLOG_INFO("key", 2);
+    ZLOG_WARNING("key", 3);
+    ZLOG_ERROR("key", 4);
     std::cout.flush();
     const std::string errors = testing::internal::GetCapturedStderr();
     const std::string output = testing::internal::GetCapturedStdout();

@@ -22,7 +22,7 @@ public:
     }
 
     void spawn_device(const std::string& id) {
-        Attributes properties{{"model", "x"}};
+        hawkbit::Attributes properties{{"model", "x"}};
         spawn_agent(id, properties, {}, true);
     }
     [[nodiscard]] const AgentControl& control(const std::string& id) const {

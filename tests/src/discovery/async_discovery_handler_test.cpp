@@ -244,7 +244,7 @@ TEST_F(AsyncDiscoveryHandlerTest, AgentsAreAbortedAfterTheNewOnesWereMade) {
 
 TEST_F(AsyncDiscoveryHandlerTest, RequestsAreCarriedOutOnce) {
     run_pass([](ScriptedDiscovery& self) { self.abort_agent("device"); });
-    Attributes properties;
+    hawkbit::Attributes properties;
     manager.spawn_agent("device", properties, {}, true);
 
     run_pass([](ScriptedDiscovery& /*self*/) {});

@@ -64,7 +64,7 @@ protected:
     SimulatedTools tools;
     TemporaryDirectory gateway;
     std::string device = gateway.path("dev/mtd1");
-    Attributes attributes;
+    hawkbit::Attributes attributes;
     std::unique_ptr<MTDInstaller> installer;
 };
 

@@ -7,12 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include "installer/installer_factory.h"
 #include "installer/mtd_installer.h"
 #include "installer/opkg_installer.h"
 #include "installer/plc_installer.h"
 #include "installer/sysupgrade_installer.h"
 #include "installer/zwprogrammer_installer.h"
-#include "installer_factory.h"
 #include "support/captured_log.h"
 #include "support/fake_platform.h"
 #include "support/image_chunk.h"
@@ -84,7 +84,7 @@ protected:
     CapturedLog log;
     SimulatedTools tools;
     TemporaryDirectory root;
-    Attributes attributes;
+    hawkbit::Attributes attributes;
     std::unique_ptr<HawkbitInstaller> installer = GetParam().make(root.path());
 };
 

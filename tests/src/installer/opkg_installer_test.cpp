@@ -26,7 +26,7 @@ protected:
     FakePlatform platform;
     CapturedLog log{"INFO"};
     SimulatedTools tools;
-    Attributes attributes;
+    hawkbit::Attributes attributes;
     OpkgInstaller installer;
 };
 

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "installer_factory.h"
+#include "installer/installer_factory.h"
 #include "plc_ghn_installer_test.h"
 
 namespace zephran::installer {

@@ -79,7 +79,7 @@ protected:
     CapturedLog log{"INFO"};
     DeviceConfiguration store;
     SimulatedTools tools;
-    Attributes attributes;
+    hawkbit::Attributes attributes;
     Steps steps;
     PLCGhnInstaller installer{common::MacAddress::parse(mac), std::chrono::milliseconds{0}};
 

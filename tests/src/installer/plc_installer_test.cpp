@@ -26,7 +26,7 @@ protected:
     FakePlatform platform;
     CapturedLog log{"INFO"};
     SimulatedTools tools;
-    Attributes attributes;
+    hawkbit::Attributes attributes;
     std::string source = platform.directory.path("user.nvm");
     std::string firmware = platform.directory.path("user.nvm.tmp");
     std::unique_ptr<PLCInstaller> installer;

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "installer_factory.h"
+#include "installer/installer_factory.h"
 #include "support/fake_platform.h"
 #include "support/make_chunk.h"
 
@@ -23,7 +23,7 @@ protected:
     }
 
     FakePlatform platform;
-    Attributes attributes;
+    hawkbit::Attributes attributes;
     ScriptInstaller installer;
 };
 
@@ -134,7 +134,7 @@ TEST(ScriptInstallerTimeLimit, IsFifteenMinutes) {
 
 TEST(ScriptInstallerTimeLimit, ScriptBeyondItIsKilled) {
     const FakePlatform platform;
-    const Attributes attributes;
+    const hawkbit::Attributes attributes;
     platform.directory.write("update.sh", "#!/bin/sh\necho $$\nexec sleep 1000\n");
     common::TimeLimits patience;
     patience.term_to_kill = std::chrono::milliseconds{20};

@@ -57,7 +57,7 @@ protected:
     SimulatedTools tools;
     // An hour would be noticed: no test but those of the pause may come to it.
     SysupgradeInstaller::Settings settings{{}, std::chrono::hours{1}};
-    Attributes attributes;
+    hawkbit::Attributes attributes;
     std::string path = platform.temp_directory + "fw.bin";
     std::unique_ptr<SysupgradeInstaller> installer;
 };

@@ -32,7 +32,7 @@ protected:
     FakePlatform platform;
     CapturedLog log{"INFO"};
     SimulatedTools tools;
-    Attributes attributes;
+    hawkbit::Attributes attributes;
     SysupgradeInstaller installer{
         "", {platform.directory.path("nevra-version"), std::chrono::hours{1}}};
 };

@@ -25,7 +25,7 @@ protected:
     FakePlatform platform;
     CapturedLog log{"INFO"};
     SimulatedTools tools;
-    Attributes attributes;
+    hawkbit::Attributes attributes;
     ZWProgrammerInstaller installer;
 };
 

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <exception>
+#include <ostream>
+#include <string>
+
+#include <boost/exception/get_error_info.hpp>
+#include <boost/exception/info.hpp>
+
+namespace zephran::common {
+
+/// Whether a report to the update server shows a record, and where.
+struct ReportRank {
+    bool shown;
+    int position;
+};
+
+/// Shown in reports, where the lines stand in the order of their positions. Positions are unique;
+/// each subject has its hundred: 1xx files, system calls and configuration, 2xx programs,
+/// 3xx transfers, 4xx documents, 5xx deployments.
+constexpr ReportRank reported_at(int position) {
+    return {true, position};
+}
+
+/// Shown in the log only.
+inline constexpr ReportRank not_reported{false, 0};
+
+/// What is known of one kind of record. ZEPHRAN_RECORD makes these objects; they live as long as
+/// the program and form a list in the order of their positions.
+class RecordDescription {
+public:
+    /// Writes the value of an exception's record; false when the exception has none of this kind.
+    using Print = bool (*)(const boost::exception& error, std::ostream& stream);
+
+    /// @param record_name a string literal
+    RecordDescription(const char* record_name, ReportRank report_rank, Print print_value) noexcept;
+    RecordDescription(const RecordDescription&) = delete;
+    RecordDescription(RecordDescription&&) = delete;
+    RecordDescription& operator=(const RecordDescription&) = delete;
+    RecordDescription& operator=(RecordDescription&&) = delete;
+    ~RecordDescription() = default;
+
+    /// The first one in the list, null when there is none.
+    [[nodiscard]] static const RecordDescription* first();
+    [[nodiscard]] const RecordDescription* next() const { return following; }
+
+    const char* const name;
+    const ReportRank rank;
+    const Print print;
+
+private:
+    // The list grows while the records, which are constants, come to life.
+    mutable const RecordDescription* following = nullptr;
+};
+
+template <class Record>
+bool print_record(const boost::exception& error, std::ostream& stream) {
+    const auto* const value = boost::get_error_info<Record>(error);
+    if (value != nullptr) {
+        stream << *value;
+    }
+    return value != nullptr;
+}
+
+/// The records of an exception that reports show, one "name: value" a line, a program's output
+/// verbatim; empty for an exception without records.
+///
+/// Type names, function names and source locations are left out: the update server refuses a report
+/// with texts such as boost::wrapexcept<...>, which look like markup.
+std::string describe_records(const std::exception& error);
+
+}  // namespace zephran::common
+
+/// Declares NAME_tag, a record that exceptions carry, and says how reports show it:
+///
+///     /// Path of the file that an operation failed on.
+///     ZEPHRAN_RECORD(filename, std::string, reported_at(105));
+///
+/// @param NAME name of the record in reports
+/// @param TYPE of its value, which must have an insertion operator
+/// @param RANK reported_at() or not_reported
+#define ZEPHRAN_RECORD(NAME, TYPE, RANK)                                              \
+    using NAME##_tag = ::boost::error_info<struct NAME##_record, TYPE>;               \
+    inline const ::zephran::common::RecordDescription NAME##_description {            \
+#NAME, ::zephran::common::RANK, ::zephran::common::print_record < NAME##_tag> \
+    }

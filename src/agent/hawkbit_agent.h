@@ -1,0 +1,181 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "agent/agent_control.h"
+#include "common/exception.h"
+#include "common/logprint.h"
+#include "deployment/hawkbit_deployer.h"
+#include "fsm/advancing_fsm.h"
+#include "hawkbit/attributes.h"
+#include "hawkbit/client.h"
+#include "installer/installer_context.h"
+#include "schedule/backoff_timer.h"
+#include "schedule/update_schedule.h"
+
+namespace zephran {
+
+class HawkbitAgent;
+class RunningDeployment;
+struct DeploymentReport;
+
+namespace hawkbit_agent_fsm {
+struct FSMDef;
+namespace events {
+struct advance;
+struct error;
+struct exception;
+struct restart;
+}  // namespace events
+}  // namespace hawkbit_agent_fsm
+
+struct DeploymentInProgressException : common::Exception {
+    DeploymentInProgressException() : Exception{"A deployment is already in progress"} {}
+};
+
+/// What the agent manager gives a new agent.
+struct AgentSettings {
+    InstallerContext context;
+    hawkbit::Attributes attributes;
+    /// Without one, deployments may start at any time.
+    std::optional<UpdateSchedule> schedule;
+    std::optional<http::ClientCertificate> client_certificate;
+    /// A dormant agent polls only when it is forced to.
+    bool dormant = false;
+};
+
+/// One target of the update server: the gateway itself, or a device behind it. It polls the server
+/// cycle by cycle, waits until a deployment may start, lets a deployer carry it out and reports
+/// what became of it.
+class HawkbitAgent
+    : public AdvancingFSM<hawkbit_agent_fsm::FSMDef, hawkbit_agent_fsm::events::error,
+                          hawkbit_agent_fsm::events::advance, HawkbitAgent> {
+public:
+    using time_point = std::chrono::system_clock::time_point;
+
+    /// What reaches outside, so that tests can put something else in its place.
+    struct Surroundings {
+        std::unique_ptr<hawkbit::ClientInterface> client;
+        HawkbitDeployer::MakeHttpClient make_http_client;
+        std::function<time_point()> now;
+    };
+
+    /// Stands for the user's acceptance of whatever deployment comes.
+    static constexpr const char* any_deployment = "ANY";
+
+    /// @param server host name or address of the update server, optionally with ":port"
+    HawkbitAgent(const std::string& server, const std::string& controller_id);
+    HawkbitAgent(const std::string& server, const std::string& controller_id,
+                 Surroundings surroundings);
+    ~HawkbitAgent() override;
+
+    /// Called once, before the first tick.
+    void configure(AgentSettings new_settings);
+
+    /// One step of the polling cycle and of the running deployment. A report that the server does
+    /// not take leaves this function as the client's exception.
+    void tick();
+    /// Begins the next polling cycle, if the agent is finished or waiting.
+    void restart();
+    /// Polls at the next occasion, dormant or not.
+    void force_poll();
+    /// Gives the agent up: a running deployment is cancelled without a report on that.
+    void abort();
+    /// Lets the deployment with this id start, or any with any_deployment.
+    void accept_deployment(const std::string& action_id) {
+        shared_control->accept_deployment(action_id);
+    }
+
+    [[nodiscard]] bool is_finished() const { return finished; }
+    [[nodiscard]] bool is_waiting() const { return waiting; }
+    [[nodiscard]] bool is_aborted() const { return aborted; }
+    [[nodiscard]] bool is_poll_forced() const { return shared_control->is_poll_forced(); }
+    [[nodiscard]] bool is_deploying() const;
+    [[nodiscard]] time_point next_poll() const { return controller.next_poll(); }
+    [[nodiscard]] const hawkbit::Attributes& attributes() const { return settings.attributes; }
+    /// What other threads see of this agent and may ask of it; never null.
+    [[nodiscard]] const std::shared_ptr<AgentControl>& control() const { return shared_control; }
+
+    /// @name Guards of the state machine
+    /// @{
+    [[nodiscard]] bool is_dormant();
+    [[nodiscard]] bool is_backoff_delay_elapsed();
+    [[nodiscard]] bool is_deployment_action_requested();
+    [[nodiscard]] bool is_cancel_action_requested();
+    [[nodiscard]] bool is_new_config_data_required();
+    [[nodiscard]] bool has_active_deployment();
+    [[nodiscard]] bool is_inside_update_schedule();
+    [[nodiscard]] bool is_automatic_update_disabled();
+    [[nodiscard]] bool is_resumed_deployment();
+    [[nodiscard]] bool is_user_forced();
+    [[nodiscard]] bool is_forced_deployment();
+    [[nodiscard]] bool is_deployment_delay_elapsed();
+    /// @}
+
+    /// @name Actions, entries and exits of the state machine
+    /// @{
+    void set_startup();
+    void retrieve_controller_status();
+    void set_backoff_delay();
+    void send_config_data();
+    void retrieve_cancel_action();
+    void cancel_deployment_action();
+    void retrieve_deployment_action();
+    void abort_deployment_action();
+    void pick_deployment_delay();
+    void start_deployment_action();
+    void retry_later();
+    void enter_retrieving_controller_status();
+    void enter_waiting() { waiting = true; }
+    void leave_waiting() { waiting = false; }
+    void enter_finished() { finished = true; }
+    void leave_finished() { finished = false; }
+
+    /// Logs an exception that a guard or an action threw.
+    static void exception_caught(const std::exception& error) {
+        ZLOG_ERROR("event", "exception_caught", "action", "fsm_agent_event", "what", error.what());
+    }
+    /// @}
+
+private:
+    void start_deployer();
+    void cancel_deployer();
+    void cancel_existing_deployer();
+    void resume_deployer();
+    void tick_deployment();
+    void forget_offer_of_ended_deployment();
+    void reset_polling_time();
+    void send_deployment_feedback(const DeploymentReport& report) const;
+    void send_cancel_feedback(hawkbit::ActionFeedbackMessage::FinalResult result,
+                              const std::vector<std::string>& details) const;
+    [[nodiscard]] long epoch_seconds() const;
+    [[nodiscard]] HawkbitDeployer::MakeHttpClient download_client() const;
+
+    std::string cancel_action_id;
+    std::string cancel_stop_id;
+    bool aborted = false;
+    AgentSettings settings;
+    std::unique_ptr<hawkbit::ClientInterface> client;
+    HawkbitDeployer::MakeHttpClient make_http_client;
+    std::function<time_point()> now;
+    hawkbit::Controller controller;
+    std::shared_ptr<AgentControl> shared_control = std::make_shared<AgentControl>();
+    bool cancel_action_requested = false;
+    bool config_data_requested = false;
+    bool deployment_action_requested = false;
+    std::unique_ptr<RunningDeployment> deployment;
+    bool finished = false;
+    bool waiting = false;
+    bool starting_up = true;
+    bool attribute_changes_logged = false;
+    std::string unknown_message_logged_for;
+    time_point deployment_delay_until{};
+    common::BackoffTimer backoff_timer;
+    time_point backoff_until{};
+};
+
+}  // namespace zephran

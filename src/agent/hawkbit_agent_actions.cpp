@@ -1,0 +1,121 @@
+#include <utility>
+
+#include "agent/hawkbit_agent.h"
+#include "deployment/running_deployment.h"
+#include "hawkbit/attribute_text.h"
+#include "schedule/random_engine.h"
+
+namespace zephran {
+
+void HawkbitAgent::enter_retrieving_controller_status() {
+    reset_polling_time();
+    shared_control->drop_pending_deployment();
+}
+
+void HawkbitAgent::set_startup() {
+    ZLOG_INFO("event", "set_startup", "fsm", fsm_identity());
+    starting_up = true;
+}
+
+void HawkbitAgent::retrieve_controller_status() {
+    ZLOG_INFO("event", "retrieve_controller_status", "fsm", fsm_identity());
+    const hawkbit::ControllerStatusMessage status = client->fetch_controller_status(controller);
+    cancel_action_requested = status.cancel_action().has_value();
+    config_data_requested = status.config_data().has_value();
+    deployment_action_requested = status.deployment_base().has_value();
+    controller.extract_from(status, now);
+    backoff_timer.reset();
+    if (!deployment_action_requested) {
+        shared_control->set_last_poll(now());
+    }
+}
+
+void HawkbitAgent::set_backoff_delay() {
+    ZLOG_INFO("event", "set_backoff_delay", "fsm", fsm_identity());
+    const std::chrono::milliseconds delay = backoff_timer.next();
+    backoff_until = now() + delay;
+    controller.set_next_poll(backoff_until);
+    ZLOG_WARNING("event", "backoff", "delay", delay);
+}
+
+void HawkbitAgent::send_config_data() {
+    ZLOG_INFO("event", "send_config_data", "fsm", fsm_identity());
+    hawkbit::CleanedAttributes cleaned = hawkbit::clean_attributes(settings.attributes);
+    if (!attribute_changes_logged) {
+        for (const hawkbit::AttributeChange& change : cleaned.changes) {
+            ZLOG_WARNING("action", "send_config_data", "message", change.what, "key", change.key);
+        }
+        attribute_changes_logged = true;
+    }
+    hawkbit::ConfigDataFeedbackMessage message;
+    message.data = std::move(cleaned.attributes);
+    message.time = epoch_seconds();
+    client->send_config_data(controller, message);
+    starting_up = false;
+    shared_control->force_poll();
+}
+
+void HawkbitAgent::retrieve_cancel_action() {
+    ZLOG_INFO("event", "retrieve_cancel_action", "fsm", fsm_identity());
+    const hawkbit::CancelActionMessage action = client->fetch_cancel_action(controller);
+    cancel_action_id = action.id();
+    cancel_stop_id = action.stop_id();
+}
+
+void HawkbitAgent::cancel_deployment_action() {
+    ZLOG_INFO("event", "cancel_deployment_action", "fsm", fsm_identity());
+    cancel_deployer();
+}
+
+void HawkbitAgent::retrieve_deployment_action() {
+    ZLOG_INFO("event", "retrieve_deployment_action", "fsm", fsm_identity());
+    shared_control->set_pending_deployment(client->fetch_deployment_action(controller));
+    shared_control->set_last_poll(now());
+}
+
+void HawkbitAgent::abort_deployment_action() {
+    if (!is_deploying()) {
+        return;
+    }
+    ZLOG_INFO("event", "abort_deployment_action", "fsm", fsm_identity());
+    deployment->withdraw();
+}
+
+void HawkbitAgent::pick_deployment_delay() {
+    ZLOG_INFO("event", "pick_deployment_delay", "fsm", fsm_identity());
+    if (!settings.schedule) {
+        ZLOG_INFO("event", "pick_deployment_delay", "action", "skipped");
+        return;
+    }
+    const time_point current_time = now();
+    if (deployment_delay_until > current_time) {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::minutes>(deployment_delay_until - current_time);
+        ZLOG_INFO("event", "pick_deployment_delay", "action", "reusing delay", "delay_mins",
+                  left.count());
+        return;
+    }
+    auto engine = make_random_engine(
+        static_cast<unsigned long long>(current_time.time_since_epoch().count()));
+    const std::chrono::minutes delay = settings.schedule->pick_update_delay(engine, current_time);
+    deployment_delay_until = current_time + delay;
+    ZLOG_INFO("event", "pick_deployment_delay", "delay_mins", delay.count(), "until",
+              deployment_delay_until);
+}
+
+void HawkbitAgent::start_deployment_action() {
+    ZLOG_INFO("event", "start_deployment_action", "fsm", fsm_identity());
+    if (shared_control->accepted_deployment() == any_deployment) {
+        shared_control->accept_deployment("");
+    }
+    start_deployer();
+}
+
+void HawkbitAgent::retry_later() {
+    constexpr std::uint32_t delay_in_ticks = 2;
+    constexpr std::uint32_t retries = 1;
+    ZLOG_INFO("event", "wait_and_retry", "fsm", fsm_identity());
+    wait_and_retry(delay_in_ticks, retries);
+}
+
+}  // namespace zephran

@@ -1,0 +1,106 @@
+#include "agent/hawkbit_agent.h"
+#include "config.h"
+#include "deployment/deployment_history.h"
+#include "platform.h"
+#include "uci/exceptions.h"
+
+namespace zephran {
+
+bool HawkbitAgent::is_dormant() {
+    // A forced poll is spent here, so that even a dormant agent polls once for it.
+    const bool status = !shared_control->take_forced_poll() && settings.dormant;
+    ZLOG_INFO("event", "is_dormant", "status", status);
+    return status;
+}
+
+bool HawkbitAgent::is_backoff_delay_elapsed() {
+    const bool status = shared_control->is_poll_forced() || backoff_until < now();
+    ZLOG_INFO("event", "is_backoff_delay_elapsed", "status", status);
+    return status;
+}
+
+bool HawkbitAgent::is_deployment_action_requested() {
+    ZLOG_DEBUG("event", "is_deployment_action_requested", "deployment_action_requested",
+               deployment_action_requested);
+    return deployment_action_requested;
+}
+
+bool HawkbitAgent::is_cancel_action_requested() {
+    ZLOG_DEBUG("event", "is_cancel_action_requested", "cancel_action_requested",
+               cancel_action_requested);
+    return cancel_action_requested;
+}
+
+bool HawkbitAgent::is_new_config_data_required() {
+    ZLOG_DEBUG("event", "is_new_config_data_required", "starting_up", starting_up,
+               "config_data_requested", config_data_requested);
+    return starting_up || config_data_requested;
+}
+
+bool HawkbitAgent::has_active_deployment() {
+    // The offer is gone as well when its deployment ended after this cycle had chosen to fetch it.
+    const bool status = is_deploying() || !deployment_action_requested;
+    ZLOG_INFO("event", "has_active_deployment", "status", status);
+    return status;
+}
+
+bool HawkbitAgent::is_inside_update_schedule() {
+    const bool inside = !settings.schedule || settings.schedule->is_allowed_on(now());
+    ZLOG_INFO("event", "is_inside_update_schedule", "inside", inside);
+    return inside;
+}
+
+bool HawkbitAgent::is_automatic_update_disabled() {
+    constexpr const char* key = "zephran.service.automatic_update";
+    bool status = false;
+    try {
+        status = platform::get_config()->get_option(key) == "0";
+    } catch (const PackageNotFoundException&) {
+        ZLOG_WARNING("event", "is_automatic_update_disabled", "message",
+                     "missing config entry, setting default enabled");
+        if (!platform::get_config()->set_option(key, "1")) {
+            ZLOG_WARNING("event", "is_automatic_update_disabled", "message",
+                         "could not store config entry", "key", key, "value", "1");
+        }
+    }
+    ZLOG_INFO("event", "is_automatic_update_disabled", "status", status);
+    return status;
+}
+
+bool HawkbitAgent::is_resumed_deployment() {
+    const auto deployment_action = shared_control->pending_deployment();
+    const auto& history = deployment_action->action_history();
+    const bool is_interrupted =
+        deployment_history::ends_with_installation_started(history, deployment_action->chunks());
+    const bool status = is_interrupted && hawkbit::is_gateway(settings.attributes);
+    if (!is_interrupted && deployment_history::has_unknown_message_on_top(history) &&
+        unknown_message_logged_for != deployment_action->id()) {
+        ZLOG_WARNING("event", "is_resumed_deployment", "message", "unknown action message");
+        unknown_message_logged_for = deployment_action->id();
+    }
+    ZLOG_INFO("event", "is_resumed_deployment", "status", status);
+    return status;
+}
+
+bool HawkbitAgent::is_user_forced() {
+    const std::string accepted = shared_control->accepted_deployment();
+    const bool is_this_one =
+        !accepted.empty() && accepted == shared_control->pending_deployment()->id();
+    const bool status = is_this_one || accepted == any_deployment;
+    ZLOG_INFO("event", "is_user_forced", "status", status);
+    return status;
+}
+
+bool HawkbitAgent::is_forced_deployment() {
+    const bool status = shared_control->pending_deployment()->forced();
+    ZLOG_INFO("event", "is_forced_deployment", "status", status);
+    return status;
+}
+
+bool HawkbitAgent::is_deployment_delay_elapsed() {
+    const bool status = !settings.schedule || deployment_delay_until < now();
+    ZLOG_INFO("event", "is_deployment_delay_elapsed", "status", status);
+    return status;
+}
+
+}  // namespace zephran

@@ -1,0 +1,63 @@
+#include "deployment/artifact_files.h"
+
+#include <fstream>
+
+#include <unistd.h>
+
+#include "common/exception.h"
+#include "common/logprint.h"
+#include "crypto/md5.h"
+#include "hawkbit/artifact_name.h"
+#include "hawkbit/exceptions.h"
+#include "platform.h"
+
+namespace zephran::artifact_files {
+
+namespace {
+
+using Artifact = hawkbit::DeploymentActionMessage::Artifact;
+using Chunk = hawkbit::DeploymentActionMessage::Chunk;
+
+std::string in_temp_directory(const std::string& filename) {
+    return platform::get_temp_directory() + filename;
+}
+
+void require_checksum(const std::string& path, const std::vector<std::uint8_t>& expected) {
+    std::ifstream file{path, std::ios::binary};
+    if (!file) {
+        BOOST_THROW_EXCEPTION(common::InputFileOpenException{} << common::filename_tag{path});
+    }
+    crypto::MD5 md5;
+    md5.update(file);
+    if (md5.digest() != expected) {
+        BOOST_THROW_EXCEPTION(hawkbit::ChecksumMismatchException{} << common::filename_tag{path});
+    }
+}
+
+}  // namespace
+
+std::string path_of(const Artifact& artifact) {
+    hawkbit::require_safe_artifact_name(artifact.filename());
+    return in_temp_directory(artifact.filename());
+}
+
+void verify(const Artifact& artifact) {
+    const std::string path = path_of(artifact);
+    try {
+        require_checksum(path, artifact.md5());
+    } catch (const std::exception& error) {
+        ZLOG_WARNING_AS("verify_artifact", "event", "exception_caught", "action", "verify_artifact",
+                        "what", boost::diagnostic_information(error));
+        BOOST_THROW_EXCEPTION(hawkbit::VerificationFailedException{} << common::filename_tag{path});
+    }
+}
+
+void remove(const Chunk& chunk) {
+    for (const Artifact& artifact : chunk.artifacts()) {
+        if (hawkbit::is_safe_artifact_name(artifact.filename())) {
+            ::unlink(in_temp_directory(artifact.filename()).c_str());
+        }
+    }
+}
+
+}  // namespace zephran::artifact_files

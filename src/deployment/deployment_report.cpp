@@ -1,0 +1,94 @@
+#include "deployment/deployment_report.h"
+
+#include "deployment/action_message.h"
+#include "deployment/hawkbit_deployer.h"
+
+namespace zephran {
+
+namespace {
+
+using Recipient = DeploymentReport::Recipient;
+using ExecutionStatus = DeploymentReport::ExecutionStatus;
+using FinalResult = DeploymentReport::FinalResult;
+
+DeploymentReport failure(const DeployerSnapshot& before, const HawkbitDeployer& after) {
+    const Recipient recipient = before.cancelling ? Recipient::cancellation : Recipient::deployment;
+    return {
+        recipient,
+        ExecutionStatus::closed,
+        FinalResult::failure,
+        {after.error().error_message, after.error().error_details, after.current_chunk_string()}};
+}
+
+DeploymentReport success() {
+    return {Recipient::deployment,
+            ExecutionStatus::closed,
+            FinalResult::success,
+            {to_string(ActionMessage::DeploymentSuccessful)}};
+}
+
+DeploymentReport rejection() {
+    return {Recipient::deployment,
+            ExecutionStatus::rejected,
+            FinalResult::none,
+            {to_string(ActionMessage::DeploymentRejected)}};
+}
+
+DeploymentReport cancellation() {
+    return {Recipient::cancellation, ExecutionStatus::closed, FinalResult::success, {}};
+}
+
+DeploymentReport installation_started(const HawkbitDeployer& after) {
+    return {Recipient::deployment,
+            ExecutionStatus::proceeding,
+            FinalResult::none,
+            {to_string(ActionMessage::InstallationStarted), after.current_chunk_string()}};
+}
+
+DeploymentReport chunk_deployed(const DeployerSnapshot& before, const HawkbitDeployer& after) {
+    DeploymentReport report{Recipient::deployment,
+                            ExecutionStatus::proceeding,
+                            FinalResult::none,
+                            {to_string(ActionMessage::ChunkDeployed), before.chunk}};
+    if (!after.installer_output().empty()) {
+        report.details.push_back(after.installer_output());
+    }
+    return report;
+}
+
+}  // namespace
+
+DeployerSnapshot::DeployerSnapshot(const HawkbitDeployer& deployer)
+    : finished{deployer.is_finished()},
+      cancelled{deployer.is_cancelled()},
+      failed{deployer.error().has_error},
+      cancelling{deployer.is_cancelling()},
+      installing{deployer.has_installer()},
+      progress{deployer.chunk_index()},
+      chunk{deployer.current_chunk_string()} {}
+
+bool has_newly_failed(const DeployerSnapshot& before, const HawkbitDeployer& after) {
+    return !before.failed && after.error().has_error;
+}
+
+std::optional<DeploymentReport> report_step(const DeployerSnapshot& before,
+                                            const HawkbitDeployer& after) {
+    if (has_newly_failed(before, after)) {
+        return failure(before, after);
+    }
+    if (!before.finished && after.is_finished()) {
+        return success();
+    }
+    if (!before.cancelled && after.is_cancelled()) {
+        return after.is_rejected() ? rejection() : cancellation();
+    }
+    if (!before.installing && after.has_installer()) {
+        return installation_started(after);
+    }
+    if (after.chunk_index() > before.progress) {
+        return chunk_deployed(before, after);
+    }
+    return std::nullopt;
+}
+
+}  // namespace zephran

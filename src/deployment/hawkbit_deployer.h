@@ -1,0 +1,146 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "common/exception.h"
+#include "common/logprint.h"
+#include "fsm/advancing_fsm.h"
+#include "hawkbit/attributes.h"
+#include "hawkbit/messages/deployment_action.h"
+#include "http/httpclient.h"
+#include "installer/error_record.h"
+#include "installer/installer_context.h"
+
+namespace zephran {
+
+class HawkbitDeployer;
+class HawkbitInstaller;
+
+namespace hawkbit_deployer_fsm {
+struct FSMDef;
+namespace events {
+struct advance;
+struct cancel;
+struct resume;
+}  // namespace events
+}  // namespace hawkbit_deployer_fsm
+
+struct NoInstallationInProgressException : common::Exception {
+    NoInstallationInProgressException() : Exception{"No installation in progress"} {}
+};
+struct InstallationInProgressException : common::Exception {
+    InstallationInProgressException() : Exception{"An installation is already in progress"} {}
+};
+
+/// Carries out one deployment action: per chunk, it downloads and verifies every artifact, hands
+/// the chunk to the installer of its part type, waits for that and deletes the files again. Chunks
+/// whose version is installed already are passed over.
+class HawkbitDeployer
+    : public AdvancingFSM<hawkbit_deployer_fsm::FSMDef, hawkbit_deployer_fsm::events::cancel,
+                          hawkbit_deployer_fsm::events::advance, HawkbitDeployer> {
+public:
+    using Chunk = hawkbit::DeploymentActionMessage::Chunk;
+    using Artifact = hawkbit::DeploymentActionMessage::Artifact;
+    using MakeHttpClient = std::function<http::Client()>;
+
+    /// @param attributes of the target; must outlive the deployer
+    /// @param deployment with its chunks in the order of installation
+    /// @param make_client makes the client of each download
+    HawkbitDeployer(const hawkbit::Attributes& attributes,
+                    hawkbit::DeploymentActionMessage deployment, InstallerContext installer_context,
+                    MakeHttpClient make_client);
+    ~HawkbitDeployer() override;
+
+    /// One step of the deployment and of its installer.
+    void tick();
+    /// Before an installation runs this ends the deployment at once; a running one is asked to
+    /// cancel itself.
+    void cancel();
+
+    /// Finds the interrupted installation in the action's history and continues with its chunk.
+    /// Without a history nothing happens. When it throws, the deployer is as it was before.
+    /// @throws UnsupportedHistoryForResumeException, InvalidChunkStringFormatException,
+    ///         ChunkNotFoundException, UnsupportedPartException
+    void resume();
+
+    [[nodiscard]] const std::string& action_id() const { return action.id(); }
+    [[nodiscard]] bool is_finished() const { return finished; }
+    [[nodiscard]] bool is_cancelled() const { return cancelled; }
+    /// True while a running installation is being cancelled.
+    [[nodiscard]] bool is_cancelling() const { return cancelling; }
+    [[nodiscard]] bool is_resumed() const { return resumed; }
+    /// True when a cancellation was the user's refusal.
+    [[nodiscard]] bool is_rejected() const { return rejected; }
+    /// Makes a cancellation count as the user's refusal. Nothing in the daemon asks users yet.
+    void mark_rejected() { rejected = true; }
+    [[nodiscard]] const ErrorRecord& error() const { return first_error; }
+    [[nodiscard]] bool has_installer() const { return installer != nullptr; }
+    /// What the last installer reported, or that the chunk was installed already.
+    [[nodiscard]] const std::string& installer_output() const { return output; }
+    /// Number of chunks that are done.
+    [[nodiscard]] std::uint32_t chunk_index() const { return current_chunk; }
+    [[nodiscard]] std::uint32_t chunk_count() const;
+    /// part:name:version of the current chunk, "" when all are done.
+    [[nodiscard]] std::string current_chunk_string() const;
+
+    /// @name Guards, actions, entries and exits of the state machine
+    /// @{
+    [[nodiscard]] bool chunks_left();
+    [[nodiscard]] bool artifacts_left();
+    [[nodiscard]] bool installer_done();
+    [[nodiscard]] bool chunk_already_installed();
+    void select_next_chunk();
+    void select_next_artifact();
+    void download_artifact();
+    void verify_artifact();
+    void start_installer();
+    void cancel_installer();
+    void remove_artifacts();
+    void cleanup();
+    void enter_finished() { finished = true; }
+    void enter_cancelled() { cancelled = true; }
+    void enter_cancelling_installer() { cancelling = true; }
+    void leave_cancelling_installer() { cancelling = false; }
+
+    /// Keeps the error of an exception that a guard or an action threw.
+    void exception_caught(const std::exception& error) {
+        ZLOG_ERROR("event", "exception_caught", "action", "fsm_deployer_event", "what",
+                   error.what());
+        first_error.keep_first(error);
+    }
+    /// @}
+
+private:
+    [[nodiscard]] bool is_device_behind_gateway() const;
+    [[nodiscard]] const Chunk& chunk() const { return action.chunks()[current_chunk]; }
+    [[nodiscard]] const Artifact& artifact() const { return chunk().artifacts()[current_artifact]; }
+    [[nodiscard]] bool has_current_chunk() const { return current_chunk < chunk_count(); }
+    [[nodiscard]] bool has_current_artifact() const;
+    [[nodiscard]] bool is_current_chunk_recorded() const;
+    [[nodiscard]] std::unique_ptr<HawkbitInstaller> make_installer(const Chunk& for_chunk) const;
+    void adopt_installer(std::unique_ptr<HawkbitInstaller> new_installer);
+    void release_installer();
+    void continue_with(std::vector<Chunk> chunks);
+    void send_resume();
+
+    const hawkbit::Attributes& target_attributes;
+    hawkbit::DeploymentActionMessage action;
+    InstallerContext context;
+    MakeHttpClient make_http_client;
+    std::unique_ptr<HawkbitInstaller> installer;
+    std::uint32_t current_chunk = 0;
+    std::size_t current_artifact = 0;
+    bool resumed = false;
+    bool cancelled = false;
+    bool cancelling = false;
+    bool finished = false;
+    bool rejected = false;
+    std::string output;
+    ErrorRecord first_error;
+};
+
+}  // namespace zephran

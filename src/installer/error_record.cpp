@@ -1,0 +1,17 @@
+#include "installer/error_record.h"
+
+#include "common/record.h"
+
+namespace zephran {
+
+void ErrorRecord::keep_first(const std::exception& error) {
+    keep_first(ErrorRecord{true, error.what(), common::describe_records(error)});
+}
+
+void ErrorRecord::keep_first(const ErrorRecord& other) {
+    if (!has_error && other.has_error) {
+        *this = other;
+    }
+}
+
+}  // namespace zephran

@@ -1,0 +1,177 @@
+#include "installer/hawkbit_installer.h"
+
+#include <array>
+#include <ctime>
+#include <fstream>
+#include <utility>
+
+#include "config.h"
+#include "platform.h"
+
+namespace zephran {
+
+namespace {
+
+constexpr const char* device_key_prefix = "zephran.device.";
+
+std::string version_key(const std::string& part) {
+    return std::string{device_key_prefix} + "version_" + part;
+}
+
+std::string installation_time_key(const std::string& part) {
+    return std::string{device_key_prefix} + "installation_time_" + part;
+}
+
+// A part type comes from the network. The store would read "=" and "." in it as the end of the key.
+bool can_stand_in_key(const std::string& part) {
+    static const std::string plain =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_";
+    return part.find_first_not_of(plain) == std::string::npos;
+}
+
+std::string option_or_empty(const std::string& key) {
+    Config& config = *platform::get_config();
+    return config.has_option(key) ? config.get_option(key) : std::string{};
+}
+
+void store_option(const std::string& key, const std::string& value) {
+    if (!platform::get_config()->set_option(key, value)) {
+        ZLOG_WARNING_AS("store_installed_version_time", "action", "store_installed_version_time",
+                        "message", "could not store config entry", "key", key, "value", value);
+    }
+}
+
+std::string format_installation_time(std::chrono::system_clock::time_point time) {
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+    std::tm utc{};
+    std::array<char, 32> text{};
+    if (gmtime_r(&seconds, &utc) == nullptr ||
+        std::strftime(text.data(), text.size(), "%FT%TZ", &utc) == 0) {
+        return {};
+    }
+    return text.data();
+}
+
+}  // namespace
+
+HawkbitInstaller::HawkbitInstaller(Clock current_time)
+    : AdvancingFSM{*this}, now{std::move(current_time)}, start_time{now()} {}
+
+HawkbitInstaller::~HawkbitInstaller() = default;
+
+void HawkbitInstaller::assign(const hawkbit::DeploymentActionMessage::Chunk& assigned_chunk,
+                              const hawkbit::Attributes& attributes) {
+    chunk_to_install = assigned_chunk;
+    target_attributes = &attributes;
+}
+
+void HawkbitInstaller::check_artifact_count() {
+    constexpr std::size_t expected = 1;
+    const std::size_t received = chunk().artifacts().size();
+    if (received != expected) {
+        BOOST_THROW_EXCEPTION(ArtifactCountMismatchException{}
+                              << expected_count_tag{static_cast<unsigned>(expected)}
+                              << received_count_tag{static_cast<unsigned>(received)});
+    }
+}
+
+bool HawkbitInstaller::ask_installation_has_finished() {
+    ZLOG_DEBUG("event", "installation_has_finished", "fsm", fsm_identity());
+    return installation_has_finished();
+}
+
+bool HawkbitInstaller::installation_has_timeout() {
+    ZLOG_DEBUG("event", "installation_has_timeout", "fsm", fsm_identity());
+    if (now() - start_time >= time_limit) {
+        BOOST_THROW_EXCEPTION(InstallationTimeoutException{});
+    }
+    return false;
+}
+
+bool HawkbitInstaller::ask_cancellation_has_finished() {
+    ZLOG_DEBUG("event", "cancellation_has_finished", "fsm", fsm_identity());
+    return cancellation_abandoned || cancellation_has_finished();
+}
+
+void HawkbitInstaller::tell_check_artifact_count() {
+    ZLOG_DEBUG("event", "check_artifact_count", "fsm", fsm_identity());
+    check_artifact_count();
+}
+
+void HawkbitInstaller::tell_start_installation() {
+    ZLOG_DEBUG("event", "start_installation", "fsm", fsm_identity());
+    start_installation();
+}
+
+void HawkbitInstaller::tell_cancel_installation() {
+    ZLOG_DEBUG("event", "cancel_installation", "fsm", fsm_identity());
+    try {
+        cancel_installation();
+    } catch (const std::exception& error) {
+        // An installation that has failed is over, whether or not it can be cancelled.
+        if (!failed_by_itself) {
+            throw;
+        }
+        ZLOG_WARNING("event", "exception_caught", "action", "cancel_installation", "what",
+                     boost::diagnostic_information(error), "message",
+                     "giving up a failed installation");
+        cancellation_abandoned = true;
+    }
+}
+
+void HawkbitInstaller::fail_cancellation() {
+    ZLOG_DEBUG("event", "fail_cancellation", "fsm", fsm_identity());
+    BOOST_THROW_EXCEPTION(CancellationFailedException{});
+}
+
+void HawkbitInstaller::enter_finished() {
+    store_installed_version_time();
+    finished = true;
+}
+
+void HawkbitInstaller::enter_cancelled() {
+    cancelled = true;
+}
+
+void HawkbitInstaller::store_installed_version_time() {
+    const bool is_device_behind_gateway =
+        target_attributes != nullptr && !hawkbit::is_gateway(*target_attributes);
+    if (!records_installed_version() || is_device_behind_gateway) {
+        return;
+    }
+    store_option(version_key(chunk().part()), chunk().version());
+    store_option(installation_time_key(chunk().part()), format_installation_time(now()));
+}
+
+std::string HawkbitInstaller::get_installed_version(const std::string& part) {
+    return can_stand_in_key(part) ? option_or_empty(version_key(part)) : std::string{};
+}
+
+std::string HawkbitInstaller::get_installed_version_time(const std::string& part) {
+    return can_stand_in_key(part) ? option_or_empty(installation_time_key(part)) : std::string{};
+}
+
+void HawkbitInstaller::copy_file(const std::string& source, const std::string& destination) {
+    std::ifstream input{source, std::ios::binary};
+    if (!input) {
+        BOOST_THROW_EXCEPTION(common::InputFileOpenException{} << common::filename_tag{source});
+    }
+    std::ofstream output{destination, std::ios::binary | std::ios::trunc};
+    if (!output) {
+        BOOST_THROW_EXCEPTION(common::OutputFileOpenException{}
+                              << common::filename_tag{destination});
+    }
+    // Inserting an empty buffer counts as a failure of the output stream.
+    if (input.peek() != std::ifstream::traits_type::eof()) {
+        output << input.rdbuf();
+    }
+    output.flush();
+    if (!output) {
+        BOOST_THROW_EXCEPTION(common::FileWriteException{} << common::filename_tag{destination});
+    }
+    if (!input) {
+        BOOST_THROW_EXCEPTION(common::FileReadException{} << common::filename_tag{source});
+    }
+}
+
+}  // namespace zephran

@@ -1,0 +1,153 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <sstream>
+#include <string>
+
+#include "common/exception.h"
+#include "common/logprint.h"
+#include "common/record.h"
+#include "fsm/advancing_fsm.h"
+#include "hawkbit/attributes.h"
+#include "hawkbit/messages/deployment_action.h"
+#include "installer/error_record.h"
+
+namespace zephran {
+
+class HawkbitInstaller;
+
+namespace hawkbit_installer_fsm {
+struct FSMDef;
+namespace events {
+struct advance;
+struct cancel;
+struct resume;
+}  // namespace events
+}  // namespace hawkbit_installer_fsm
+
+ZEPHRAN_RECORD(expected_count, unsigned, reported_at(515));
+ZEPHRAN_RECORD(received_count, unsigned, reported_at(520));
+
+struct ArtifactCountMismatchException : common::Exception {
+    ArtifactCountMismatchException() : Exception{"Found unexpected number of artifacts"} {}
+};
+struct InstallationTimeoutException : common::Exception {
+    InstallationTimeoutException()
+        : Exception{"Exceeded the time limit waiting for the installation to finish"} {}
+};
+struct CancellationFailedException : common::Exception {
+    CancellationFailedException() : Exception{"Failed to cancel installation"} {}
+};
+struct CannotBeCancelledException : common::Exception {
+    CannotBeCancelledException() : Exception{"Installation cannot be cancelled"} {}
+};
+
+/// Installs one chunk of a deployment. A concrete installer says how to start, to question and to
+/// cancel; this base drives it through its state machine, one step a tick, and keeps the record of
+/// installed versions in the configuration store.
+class HawkbitInstaller
+    : public AdvancingFSM<hawkbit_installer_fsm::FSMDef, hawkbit_installer_fsm::events::cancel,
+                          hawkbit_installer_fsm::events::advance, HawkbitInstaller> {
+public:
+    using Clock = std::function<std::chrono::system_clock::time_point()>;
+
+    /// An installation that takes this long has failed.
+    static constexpr std::chrono::seconds time_limit{7200};
+
+    ~HawkbitInstaller() override;
+
+    /// Says what to install, and for which target, before the first tick.
+    /// @param attributes of the target; must outlive the installer
+    void assign(const hawkbit::DeploymentActionMessage::Chunk& assigned_chunk,
+                const hawkbit::Attributes& attributes);
+
+    void cancel();
+    /// Takes up an installation that was started before an interruption: it is not started again,
+    /// only asked whether it has finished.
+    void resume();
+
+    [[nodiscard]] bool is_finished() const { return finished; }
+    [[nodiscard]] bool is_cancelled() const { return cancelled; }
+    [[nodiscard]] const ErrorRecord& error() const { return first_error; }
+    /// The installer's own report, sent to the server when the chunk is done.
+    [[nodiscard]] std::string hawkbit_log() const { return log.str(); }
+
+    /// True if the installation reboots the device.
+    [[nodiscard]] virtual bool will_reboot() const { return false; }
+    /// True if a finished installation is recorded in the configuration store.
+    [[nodiscard]] virtual bool records_installed_version() const { return true; }
+    /// True if an interrupted installation can tell afterwards whether it has finished. The others
+    /// would wait for their time limit, so their chunk is installed anew.
+    [[nodiscard]] virtual bool can_resume() const { return false; }
+
+    /// The recorded version of a part type, "" when there is none.
+    static std::string get_installed_version(const std::string& part);
+    /// When that version was installed, such as "2024-03-01T12:00:00Z"; "" when there is none.
+    static std::string get_installed_version_time(const std::string& part);
+
+    /// @throws common::InputFileOpenException, common::OutputFileOpenException,
+    ///         common::FileWriteException, common::FileReadException, each with the path
+    static void copy_file(const std::string& source, const std::string& destination);
+
+    /// @name Guards, actions and entries of the state machine
+    /// @{
+    [[nodiscard]] bool ask_installation_has_finished();
+    [[nodiscard]] bool installation_has_timeout();
+    [[nodiscard]] bool ask_cancellation_has_finished();
+    void tell_check_artifact_count();
+    void tell_start_installation();
+    void tell_cancel_installation();
+    void fail_cancellation();
+    void enter_finished();
+    void enter_cancelled();
+
+    /// Keeps the error of an exception that a guard or an action threw.
+    /// @param while_cancelling the exception answers a cancel, it is no failure of its own
+    void exception_caught(const std::exception& error, bool while_cancelling) {
+        ZLOG_ERROR("event", "exception_caught", "action", "fsm_installer_event", "what",
+                   error.what());
+        first_error.keep_first(error);
+        failed_by_itself = failed_by_itself || !while_cancelling;
+    }
+    /// @}
+
+protected:
+    /// @param current_time replaces the system clock in tests
+    explicit HawkbitInstaller(Clock current_time = std::chrono::system_clock::now);
+
+    /// Throws unless the chunk has the number of artifacts that the installer can handle.
+    /// @throws ArtifactCountMismatchException unless there is exactly one
+    virtual void check_artifact_count();
+    /// Starts the installation; short ones run to their end in here.
+    virtual void start_installation() = 0;
+    /// @throws any exception to report that the installation has failed
+    [[nodiscard]] virtual bool installation_has_finished() = 0;
+    /// Starts to cancel the running installation.
+    /// @throws CannotBeCancelledException when that is impossible
+    virtual void cancel_installation() = 0;
+    [[nodiscard]] virtual bool cancellation_has_finished() = 0;
+
+    [[nodiscard]] const hawkbit::DeploymentActionMessage::Chunk& chunk() const {
+        return chunk_to_install;
+    }
+    [[nodiscard]] bool is_resumed() const { return resumed; }
+    std::ostream& report() { return log; }
+
+private:
+    void store_installed_version_time();
+
+    hawkbit::DeploymentActionMessage::Chunk chunk_to_install;
+    const hawkbit::Attributes* target_attributes = nullptr;
+    bool cancelled = false;
+    bool finished = false;
+    bool resumed = false;
+    bool failed_by_itself = false;
+    bool cancellation_abandoned = false;
+    ErrorRecord first_error;
+    std::ostringstream log;
+    Clock now;
+    std::chrono::system_clock::time_point start_time;
+};
+
+}  // namespace zephran

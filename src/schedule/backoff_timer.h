@@ -1,0 +1,35 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+
+#include "schedule/random_engine.h"
+
+namespace zephran::common {
+
+/// Waiting times between failed attempts: drawn at random below a bound that doubles with every
+/// failure up to a cap, so that devices that lost the server together do not return together.
+class BackoffTimer {
+public:
+    /// @param max  the cap of all delays
+    /// @param base half of the bound of the first delay
+    BackoffTimer(const std::chrono::milliseconds& max, const std::chrono::milliseconds& base,
+                 unsigned long long seed);
+    /// The same, seeded with the system clock.
+    BackoffTimer(const std::chrono::milliseconds& max, const std::chrono::milliseconds& base);
+
+    /// Counts a failure and returns the delay until the next attempt.
+    [[nodiscard]] std::chrono::milliseconds next();
+    /// Forgets all failures.
+    void reset();
+
+private:
+    [[nodiscard]] std::int64_t bound() const;
+
+    std::uint32_t attempts = 0;
+    std::chrono::milliseconds max_delay;
+    std::chrono::milliseconds base_delay;
+    RandomEngine engine;
+};
+
+}  // namespace zephran::common

@@ -1,0 +1,143 @@
+#include "schedule/update_schedule.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <ctime>
+#include <istream>
+#include <ostream>
+#include <random>
+#include <stdexcept>
+
+namespace zephran {
+
+namespace {
+
+using std::chrono::minutes;
+using std::chrono::system_clock;
+using time_point = UpdateSchedule::time_point;
+
+struct NamedWeekday {
+    Weekday day;
+    const char* name;
+};
+
+// In the order of tm_wday.
+constexpr std::array<NamedWeekday, 7> named_weekdays{{{Weekday::Sunday, "Sunday"},
+                                                      {Weekday::Monday, "Monday"},
+                                                      {Weekday::Tuesday, "Tuesday"},
+                                                      {Weekday::Wednesday, "Wednesday"},
+                                                      {Weekday::Thursday, "Thursday"},
+                                                      {Weekday::Friday, "Friday"},
+                                                      {Weekday::Saturday, "Saturday"}}};
+
+std::tm local_time(const time_point& time) {
+    const std::time_t seconds = system_clock::to_time_t(time);
+    std::tm broken_down{};
+    if (localtime_r(&seconds, &broken_down) == nullptr) {
+        BOOST_THROW_EXCEPTION(std::range_error{"localtime_r"});
+    }
+    return broken_down;
+}
+
+// The date may lie beyond the end of its month. Whether daylight saving time is in force then, may
+// differ from the moment that the date was derived from.
+time_point full_hour(const std::tm& date, int days_later, int hour) {
+    std::tm broken_down{};
+    broken_down.tm_year = date.tm_year;
+    broken_down.tm_mon = date.tm_mon;
+    broken_down.tm_mday = date.tm_mday + days_later;
+    broken_down.tm_hour = hour;
+    broken_down.tm_isdst = -1;
+    return system_clock::from_time_t(std::mktime(&broken_down));
+}
+
+minutes whole_minutes(const system_clock::duration& duration) {
+    return std::chrono::duration_cast<minutes>(duration);
+}
+
+}  // namespace
+
+Weekday parse_weekday(const std::string& name) {
+    const auto* const found =
+        std::find_if(named_weekdays.begin(), named_weekdays.end(),
+                     [&name](const NamedWeekday& entry) { return name == entry.name; });
+    if (found == named_weekdays.end()) {
+        BOOST_THROW_EXCEPTION(UnknownWeekdayException{} << weekday_tag{name});
+    }
+    return found->day;
+}
+
+std::ostream& operator<<(std::ostream& stream, Weekday day) {
+    const auto* const found =
+        std::find_if(named_weekdays.begin(), named_weekdays.end(),
+                     [day](const NamedWeekday& entry) { return day == entry.day; });
+    if (found == named_weekdays.end()) {
+        BOOST_THROW_EXCEPTION(UnknownWeekdayException{}
+                              << weekday_tag{std::to_string(to_bit(day))});
+    }
+    return stream << found->name;
+}
+
+std::istream& operator>>(std::istream& stream, Weekday& day) {
+    std::string line;
+    std::getline(stream, line);
+    day = parse_weekday(line);
+    return stream;
+}
+
+void UpdateSchedule::set_hours(int start, int end) {
+    if (start >= end) {
+        BOOST_THROW_EXCEPTION(EmptyHoursException{} << start_hour_tag{start} << end_hour_tag{end});
+    }
+    if (start < 0 || start > 23 || end > 24) {
+        BOOST_THROW_EXCEPTION(HoursOutOfRangeException{} << start_hour_tag{start}
+                                                         << end_hour_tag{end});
+    }
+    start_hour = start;
+    end_hour = end;
+}
+
+bool UpdateSchedule::is_allowed_on(const time_point& time) const {
+    const std::tm local = local_time(time);
+    const auto& today = named_weekdays.at(static_cast<std::size_t>(local.tm_wday));
+    return (weekdays & to_bit(today.day)) != 0 && start_hour <= local.tm_hour &&
+           local.tm_hour < end_hour;
+}
+
+UpdateSchedule::time_point UpdateSchedule::next_window_start(const time_point& time) const {
+    // Every window opens within eight days, except that one hour of one day of the year may be
+    // skipped by the change to daylight saving time.
+    constexpr int days_to_try = 22;
+    const std::tm today = local_time(time);
+    for (int days_later = 0; days_later < days_to_try; ++days_later) {
+        const time_point opening = full_hour(today, days_later, start_hour);
+        if (opening > time && is_allowed_on(opening)) {
+            return opening;
+        }
+    }
+    return time_point::max();
+}
+
+minutes UpdateSchedule::get_remaining_time(const time_point& time) const {
+    if (!is_allowed_on(time)) {
+        return minutes::zero();
+    }
+    const auto remaining = whole_minutes(full_hour(local_time(time), 0, end_hour) - time);
+    // The closing hour may be one that the change to daylight saving time skips.
+    return std::max(remaining, minutes::zero());
+}
+
+minutes UpdateSchedule::pick_update_delay(RandomEngine& engine, const time_point& time) const {
+    const minutes length = std::chrono::hours{end_hour - start_hour};
+    std::uniform_int_distribution<minutes::rep> distribution{0, length.count()};
+    const minutes drawn{distribution(engine)};
+    if (drawn <= get_remaining_time(time)) {
+        return drawn;
+    }
+    const time_point opening = next_window_start(time);
+    const minutes until_opening = whole_minutes(opening - time);
+    return opening == time_point::max() ? until_opening : until_opening + drawn;
+}
+
+}  // namespace zephran

@@ -1,0 +1,82 @@
+#include "common/record.h"
+
+#include <stdexcept>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "common/exception.h"
+#include "common/popen.h"
+
+namespace zephran::common {
+namespace {
+
+ZEPHRAN_RECORD(late_test, std::string, reported_at(902));
+ZEPHRAN_RECORD(early_test, int, reported_at(901));
+ZEPHRAN_RECORD(secret_test, std::string, not_reported);
+
+TEST(Record, IsShownUnderTheNameItWasDeclaredWith) {
+    EXPECT_EQ(describe_records(NotImplementedException{} << early_test_tag{7}), "early_test: 7");
+}
+
+TEST(Record, StandsInTheOrderOfPositionsNotOfAttaching) {
+    EXPECT_EQ(
+        describe_records(NotImplementedException{} << late_test_tag{"b"} << early_test_tag{1}),
+        "early_test: 1\nlate_test: b");
+}
+
+TEST(Record, ThatIsNotReportedStaysOut) {
+    EXPECT_EQ(
+        describe_records(NotImplementedException{} << secret_test_tag{"x"} << early_test_tag{1}),
+        "early_test: 1");
+}
+
+TEST(Record, ThatIsNotReportedIsStillInTheDiagnosticText) {
+    const std::string text =
+        boost::diagnostic_information(NotImplementedException{} << secret_test_tag{"x17"});
+
+    EXPECT_NE(text.find("x17"), std::string::npos);
+}
+
+TEST(Record, ThrownExceptionHasOneLineARecordAndNoSourceLocation) {
+    try {
+        BOOST_THROW_EXCEPTION(AbnormalTerminationException{}
+                              << program_output_tag{"first\n  <b>second</b>\n"}
+                              << popen_command_tag{"tool"} << program_signal_tag{15});
+    } catch (const std::exception& error) {
+        EXPECT_EQ(describe_records(error),
+                  "popen_command: tool\n"
+                  "program_signal: 15\n"
+                  "program_output: first\n  <b>second</b>\n");
+    }
+}
+
+TEST(Record, ThrownExceptionWithoutRecordsHasNone) {
+    try {
+        BOOST_THROW_EXCEPTION(NotImplementedException{});
+    } catch (const std::exception& error) {
+        EXPECT_EQ(describe_records(error), "");
+    }
+}
+
+TEST(Record, ThrownStandardExceptionKeepsItsRecords) {
+    try {
+        BOOST_THROW_EXCEPTION(boost::enable_error_info(std::invalid_argument{"odd"})
+                              << late_test_tag{"os"});
+    } catch (const std::exception& error) {
+        EXPECT_EQ(describe_records(error), "late_test: os");
+    }
+}
+
+TEST(Record, ExceptionOfAnotherFamilyHasNone) {
+    EXPECT_EQ(describe_records(std::runtime_error{"odd"}), "");
+}
+
+TEST(Record, EmptyRecordIsALineOfItsOwn) {
+    EXPECT_EQ(
+        describe_records(NotImplementedException{} << early_test_tag{500} << late_test_tag{""}),
+        "early_test: 500\nlate_test: ");
+}
+
+}  // namespace
+}  // namespace zephran::common

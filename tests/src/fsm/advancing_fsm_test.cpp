@@ -1,0 +1,286 @@
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/split.hpp>
+#include <boost/msm/front/functor_row.hpp>
+#include <boost/msm/front/state_machine_def.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "fsm/advancing_fsm_impl.h"
+#include "fsm/fsm_rows.h"
+#include "support/captured_log.h"
+
+namespace zephran {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+
+namespace events {
+struct advance {};
+struct error {};
+struct exception {};
+}  // namespace events
+
+class Worker;
+struct WorkerFSM;
+using WorkerFrame = AdvancingFSM<WorkerFSM, events::error, events::advance, Worker>;
+
+/// Works and rests in turn; work that fails is retried as often as the retry budget allows.
+class Worker : public WorkerFrame {
+public:
+    explicit Worker(std::uint32_t delay = 2, std::uint32_t retries = 1)
+        : AdvancingFSM{*this}, retry_delay{delay}, retry_count{retries} {}
+
+    void work() {
+        ++attempts;
+        if (broken) {
+            throw std::runtime_error{"broken"};
+        }
+    }
+    void retry_later() { wait_and_retry(retry_delay, retry_count); }
+    void give_up() { ++errors; }
+
+    bool broken = false;
+    unsigned attempts = 0;
+    unsigned errors = 0;
+
+private:
+    std::uint32_t retry_delay;
+    std::uint32_t retry_count;
+};
+
+struct WorkerFSM : boost::msm::front::state_machine_def<WorkerFSM> {
+    template <class Event, class... Rest>
+    using Row = boost::msm::front::Row<Event, Rest...>;
+    using none = boost::msm::front::none;
+
+    explicit WorkerFSM(Worker& worker) : machine_owner{&worker} {}
+    Worker& owner() { return *machine_owner; }
+
+    struct Working : boost::msm::front::state<> {};
+    struct Resting : boost::msm::front::state<> {};
+    using initial_state = Working;
+
+    using work = fsm_rows::Tell<&Worker::work>;
+    using retry_later = fsm_rows::Tell<&Worker::retry_later>;
+    using give_up = fsm_rows::Tell<&Worker::give_up>;
+
+    // clang-format off
+    using transition_table = fsm_rows::Table<
+        Row<Working, events::advance,   Resting, work,        none>,
+        Row<Working, events::exception, Working, retry_later, none>,
+        Row<Working, events::error,     Resting, give_up,     none>,
+        Row<Resting, events::advance,   Working, none,        none>,
+        Row<Resting, events::error,     Resting, give_up,     none>>;
+    // clang-format on
+
+    template <class Machine, class Event>
+    void no_transition(const Event& /*event*/, Machine& /*machine*/, int /*state*/) {}
+
+    template <class Machine, class Event>
+    void exception_caught(const Event& /*event*/, Machine& machine, std::exception& /*error*/) {
+        machine.process_event(events::exception{});
+    }
+
+private:
+    Worker* machine_owner;
+};
+
+/// The logged lines from the severity on, without source line numbers and machine addresses.
+std::vector<std::string> lines(const CapturedLog& log) {
+    std::vector<std::string> all;
+    const std::string text = log.text();
+    if (text.empty()) {
+        return all;
+    }
+    boost::split(all, text, boost::is_any_of("\n"));
+    all.pop_back();
+    return all;
+}
+
+std::string line(const std::string& severity_and_function, const std::string& fields) {
+    const auto blank = severity_and_function.find(' ');
+    return ".* " + severity_and_function.substr(0, blank) + " advancing_fsm_impl[.]h:[0-9]+" +
+           severity_and_function.substr(blank) + ": " + fields;
+}
+
+std::string tick_line(int from, int to) {
+    return line("DEBUG tick", "event=tick fsm=0x[0-9a-f]+ from_state=" + std::to_string(from) +
+                                  " to_state=" + std::to_string(to));
+}
+
+const std::string retrying_line =
+    line("INFO wait_and_retry", "event=retrying retries=1 fsm=0x[0-9a-f]+");
+const std::string failing_line = line("WARNING wait_and_retry", "event=failing fsm=0x[0-9a-f]+");
+
+TEST(AdvancingFSM, TickTakesOneStepAndLogsBothStates) {
+    Worker worker;
+    const CapturedLog log;
+
+    worker.tick();
+    worker.tick();
+
+    EXPECT_EQ(worker.attempts, 1U);
+    EXPECT_THAT(lines(log),
+                ElementsAre(MatchesRegex(tick_line(0, 1)), MatchesRegex(tick_line(1, 0))));
+}
+
+TEST(AdvancingFSM, OneMachineIsNamedAlikeInAllItsLines) {
+    Worker worker{2, 1};
+    Worker other;
+    const CapturedLog log;
+
+    worker.tick();
+    worker.wait_and_retry(0, 1);
+    other.tick();
+
+    std::vector<std::string> identities;
+    for (const std::string& text : lines(log)) {
+        const auto begin = text.find("fsm=0x");
+        ASSERT_NE(begin, std::string::npos) << text;
+        identities.push_back(text.substr(begin, text.find(' ', begin) - begin));
+    }
+    ASSERT_EQ(identities.size(), 3U);
+    EXPECT_EQ(identities[0], identities[1]);
+    EXPECT_NE(identities[0], identities[2]);
+}
+
+TEST(AdvancingFSM, WaitingTicksTakeNoStepAndLogNothing) {
+    Worker worker;
+    worker.wait_and_retry(3, 1);
+    const CapturedLog log;
+
+    worker.tick();
+    worker.tick();
+    worker.tick();
+
+    EXPECT_EQ(worker.attempts, 0U);
+    EXPECT_THAT(lines(log), IsEmpty());
+
+    worker.tick();
+
+    EXPECT_EQ(worker.attempts, 1U);
+    EXPECT_THAT(lines(log), ElementsAre(MatchesRegex(tick_line(0, 1))));
+}
+
+TEST(AdvancingFSM, FourFailuresInARowRetryAndGiveUpInTurn) {
+    Worker worker;
+    const CapturedLog log;
+
+    worker.wait_and_retry(2, 1);
+    worker.wait_and_retry(2, 1);
+    worker.wait_and_retry(2, 1);
+    worker.wait_and_retry(2, 1);
+
+    EXPECT_EQ(worker.errors, 2U);
+    EXPECT_THAT(lines(log), ElementsAre(MatchesRegex(retrying_line), MatchesRegex(failing_line),
+                                        MatchesRegex(retrying_line), MatchesRegex(failing_line)));
+}
+
+TEST(AdvancingFSM, SuccessDoesNotRefillTheRetries) {
+    Worker worker;
+    worker.wait_and_retry(2, 1);
+    for (unsigned skipped_and_successful = 0; skipped_and_successful < 22;
+         ++skipped_and_successful) {
+        worker.tick();
+    }
+    ASSERT_EQ(worker.attempts, 10U);
+    const CapturedLog log;
+
+    worker.wait_and_retry(2, 1);
+
+    EXPECT_EQ(worker.errors, 1U);
+    EXPECT_THAT(lines(log), ElementsAre(MatchesRegex(failing_line)));
+}
+
+TEST(AdvancingFSM, GivingUpEndsTheWaiting) {
+    Worker worker;
+    worker.wait_and_retry(5, 1);
+    worker.wait_and_retry(5, 1);
+    const CapturedLog log;
+
+    worker.tick();
+
+    EXPECT_THAT(lines(log), ElementsAre(MatchesRegex(tick_line(1, 0))));
+}
+
+TEST(AdvancingFSM, LaterAttemptsOfARunWaitAsLongAsItsFirst) {
+    Worker worker;
+    worker.wait_and_retry(1, 2);
+    worker.wait_and_retry(7, 2);
+
+    worker.tick();
+    EXPECT_EQ(worker.attempts, 0U);
+    worker.tick();
+    EXPECT_EQ(worker.attempts, 1U);
+    EXPECT_EQ(worker.errors, 0U);
+    worker.wait_and_retry(7, 2);
+
+    EXPECT_EQ(worker.errors, 1U);
+}
+
+TEST(AdvancingFSM, NoRetriesMeanAnErrorAtOnceWithoutWaiting) {
+    Worker worker;
+    const CapturedLog log;
+
+    worker.wait_and_retry(4, 0);
+    worker.tick();
+
+    EXPECT_EQ(worker.errors, 1U);
+    EXPECT_THAT(
+        lines(log),
+        ElementsAre(MatchesRegex(line("INFO wait_and_retry", "event=not_retrying fsm=0x[0-9a-f]+")),
+                    MatchesRegex(tick_line(1, 0))));
+}
+
+TEST(AdvancingFSM, NoRetriesDoNotCutAStartedRunShort) {
+    Worker worker;
+    worker.wait_and_retry(2, 2);
+    const CapturedLog log;
+
+    worker.wait_and_retry(2, 0);
+
+    EXPECT_EQ(worker.errors, 0U);
+    EXPECT_THAT(lines(log),
+                ElementsAre(MatchesRegex(
+                    line("INFO wait_and_retry", "event=retrying retries=0 fsm=0x[0-9a-f]+"))));
+}
+
+TEST(AdvancingFSM, FailedWorkIsRetriedAfterTwoTicksAndThenGivenUpInsideTheTick) {
+    Worker worker;
+    worker.broken = true;
+    const CapturedLog log;
+
+    worker.tick();
+    EXPECT_EQ(worker.attempts, 1U);
+    worker.tick();
+    worker.tick();
+    EXPECT_EQ(worker.attempts, 1U);
+    EXPECT_EQ(worker.errors, 0U);
+    worker.tick();
+
+    EXPECT_EQ(worker.attempts, 2U);
+    EXPECT_EQ(worker.errors, 1U);
+    EXPECT_THAT(lines(log), ElementsAre(MatchesRegex(retrying_line), MatchesRegex(tick_line(0, 0)),
+                                        MatchesRegex(failing_line), MatchesRegex(tick_line(0, 1))));
+}
+
+TEST(AdvancingFSM, TickIsQuietWhenDebuggingIsOff) {
+    Worker worker;
+    const CapturedLog log{"INFO"};
+
+    worker.tick();
+
+    EXPECT_EQ(worker.attempts, 1U);
+    EXPECT_THAT(lines(log), IsEmpty());
+}
+
+}  // namespace
+}  // namespace zephran

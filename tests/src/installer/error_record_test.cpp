@@ -1,0 +1,80 @@
+#include "installer/error_record.h"
+
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+
+#include "common/exception.h"
+
+namespace zephran {
+namespace {
+
+TEST(ErrorRecord, StartsWithoutAnError) {
+    const ErrorRecord record;
+
+    EXPECT_FALSE(record.has_error);
+    EXPECT_EQ(record.error_message, "");
+    EXPECT_EQ(record.error_details, "");
+}
+
+TEST(ErrorRecord, TakesTextAndRecordsOfAnException) {
+    ErrorRecord record;
+
+    record.keep_first(common::InputFileOpenException{} << common::filename_tag{"/tmp/x"});
+
+    EXPECT_TRUE(record.has_error);
+    EXPECT_EQ(record.error_message, "Failed to open file for reading");
+    EXPECT_EQ(record.error_details, "filename: /tmp/x");
+}
+
+TEST(ErrorRecord, TakesExceptionsOfAnyFamily) {
+    ErrorRecord record;
+
+    record.keep_first(std::runtime_error{"odd"});
+
+    EXPECT_TRUE(record.has_error);
+    EXPECT_EQ(record.error_message, "odd");
+    EXPECT_EQ(record.error_details, "");
+}
+
+TEST(ErrorRecord, KeepsTheFirstException) {
+    ErrorRecord record;
+    record.keep_first(std::runtime_error{"cause"});
+
+    record.keep_first(common::InputFileOpenException{} << common::filename_tag{"/tmp/x"});
+
+    EXPECT_EQ(record.error_message, "cause");
+    EXPECT_EQ(record.error_details, "");
+}
+
+TEST(ErrorRecord, TakesAnotherRecordOver) {
+    ErrorRecord record;
+
+    record.keep_first(ErrorRecord{true, "text", "details"});
+
+    EXPECT_TRUE(record.has_error);
+    EXPECT_EQ(record.error_message, "text");
+    EXPECT_EQ(record.error_details, "details");
+}
+
+TEST(ErrorRecord, KeepsTheFirstRecord) {
+    ErrorRecord record{true, "cause", "details"};
+
+    record.keep_first(ErrorRecord{true, "later", "other"});
+
+    EXPECT_EQ(record.error_message, "cause");
+    EXPECT_EQ(record.error_details, "details");
+}
+
+TEST(ErrorRecord, TakesNothingFromARecordWithoutAnError) {
+    ErrorRecord record;
+
+    record.keep_first(ErrorRecord{false, "leftover", "leftover"});
+
+    EXPECT_FALSE(record.has_error);
+    EXPECT_EQ(record.error_message, "");
+    EXPECT_EQ(record.error_details, "");
+}
+
+}  // namespace
+}  // namespace zephran
