@@ -47,7 +47,7 @@ def test_server_sets_the_polling_time(bench):
 
     # The server's polling time is 8 s; a busy machine adds a few seconds at most.
     assert all(later.arrived - earlier.arrived >= 7
-               for earlier, later in itertools.pairwise(polls))
+               for earlier, later in itertools.pairwise(polls[1:]))
 
 
 @pytest.mark.parametrize("kind", ["configData", "deploymentBase"])
