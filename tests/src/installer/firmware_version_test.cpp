@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "common/popen.h"
-#include "error_details.h"
+#include "common/record.h"
 #include "installer/exceptions.h"
 #include "support/temporary_directory.h"
 

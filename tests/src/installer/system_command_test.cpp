@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "error_details.h"
+#include "common/record.h"
 #include "installer/exceptions.h"
 #include "support/temporary_directory.h"
 
