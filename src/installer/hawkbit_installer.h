@@ -59,7 +59,7 @@ public:
 
     /// Says what to install, and for which target, before the first tick.
     /// @param attributes of the target; must outlive the installer
-    void assign(const hawkbit::DeploymentActionMessage::Chunk& assigned_chunk,
+    void assign(const hawkbit::DeploymentActionMessage::Chunk& new_chunk,
                 const hawkbit::Attributes& attributes);
 
     void cancel();
@@ -67,11 +67,11 @@ public:
     /// only asked whether it has finished.
     void resume();
 
-    [[nodiscard]] bool is_finished() const { return finished; }
-    [[nodiscard]] bool is_cancelled() const { return cancelled; }
-    [[nodiscard]] const ErrorRecord& error() const { return first_error; }
+    [[nodiscard]] bool is_finished() const { return outcome == Outcome::finished; }
+    [[nodiscard]] bool is_cancelled() const { return outcome == Outcome::cancelled; }
+    [[nodiscard]] const ErrorRecord& error() const { return error_; }
     /// The installer's own report, sent to the server when the chunk is done.
-    [[nodiscard]] std::string hawkbit_log() const { return log.str(); }
+    [[nodiscard]] std::string hawkbit_log() const { return report_.str(); }
 
     /// True if the installation reboots the device.
     [[nodiscard]] virtual bool will_reboot() const { return false; }
@@ -86,8 +86,7 @@ public:
     /// When that version was installed, such as "2024-03-01T12:00:00Z"; "" when there is none.
     static std::string get_installed_version_time(const std::string& part);
 
-    /// @throws common::InputFileOpenException, common::OutputFileOpenException,
-    ///         common::FileWriteException, common::FileReadException, each with the path
+    /// Forwards to installer::copy_file() and throws what that throws.
     static void copy_file(const std::string& source, const std::string& destination);
 
     /// @name Guards, actions and entries of the state machine
@@ -107,8 +106,10 @@ public:
     void exception_caught(const std::exception& error, bool while_cancelling) {
         ZLOG_ERROR("event", "exception_caught", "action", "fsm_installer_event", "what",
                    error.what());
-        first_error.keep_first(error);
-        failed_by_itself = failed_by_itself || !while_cancelling;
+        error_.keep_first(error);
+        if (!while_cancelling) {
+            move_to(Outcome::failed);
+        }
     }
     /// @}
 
@@ -128,24 +129,35 @@ protected:
     virtual void cancel_installation() = 0;
     [[nodiscard]] virtual bool cancellation_has_finished() = 0;
 
-    [[nodiscard]] const hawkbit::DeploymentActionMessage::Chunk& chunk() const {
-        return chunk_to_install;
-    }
+    [[nodiscard]] const hawkbit::DeploymentActionMessage::Chunk& chunk() const { return chunk_; }
     [[nodiscard]] bool is_resumed() const { return resumed; }
-    std::ostream& report() { return log; }
+    std::ostream& report() { return report_; }
 
 private:
+    /// What has become of the installation, from the least to the most final. The state machine
+    /// answers an exception with a cancel, and the states that follow are the same whether somebody
+    /// asked for that or the installation had failed; the outcome tells these apart.
+    enum class Outcome {
+        /// Not known yet. A cancel may be refused, and the installation then runs on.
+        open,
+        /// An exception ended it. A cancel may no longer be refused.
+        failed,
+        /// It has failed and cannot be cancelled: nobody waits for a cancellation.
+        abandoned,
+        finished,
+        cancelled
+    };
+
+    /// The only place that changes the outcome, and never back to a less final one.
+    void move_to(Outcome next);
     void store_installed_version_time();
 
-    hawkbit::DeploymentActionMessage::Chunk chunk_to_install;
+    hawkbit::DeploymentActionMessage::Chunk chunk_;
     const hawkbit::Attributes* target_attributes = nullptr;
-    bool cancelled = false;
-    bool finished = false;
+    Outcome outcome = Outcome::open;
     bool resumed = false;
-    bool failed_by_itself = false;
-    bool cancellation_abandoned = false;
-    ErrorRecord first_error;
-    std::ostringstream log;
+    ErrorRecord error_;
+    std::ostringstream report_;
     Clock now;
     std::chrono::system_clock::time_point start_time;
 };

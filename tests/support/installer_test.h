@@ -36,6 +36,7 @@ public:
     bool start_fails = false;
     bool can_be_cancelled = true;
     bool cancellation_done = false;
+    bool cancellation_fails = false;
     bool records_version = true;
 
 protected:
@@ -60,6 +61,9 @@ protected:
     }
     [[nodiscard]] bool cancellation_has_finished() override {
         calls.emplace_back("cancelled?");
+        if (cancellation_fails) {
+            BOOST_THROW_EXCEPTION(CancellationFailedException{});
+        }
         return cancellation_done;
     }
 };
