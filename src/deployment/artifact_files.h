@@ -1,16 +1,10 @@
 #pragma once
 
-#include <string>
-
 #include "hawkbit/messages/deployment_action.h"
 
 /// The downloaded files of a deployment. Their names come from the network, so nothing here touches
 /// a file whose name could lead out of the temporary directory.
 namespace zephran::artifact_files {
-
-/// Where an artifact is downloaded to: the temporary directory followed by its file name.
-/// @throws hawkbit::UnsafeFilenameException
-std::string path_of(const hawkbit::DeploymentActionMessage::Artifact& artifact);
 
 /// Compares the MD5 sum of the downloaded file with the announced one.
 /// @throws hawkbit::VerificationFailedException with common::filename_tag, whatever went wrong; the

@@ -7,6 +7,7 @@
 #include "deployment/artifact_files.h"
 #include "deployment/deployment_history.h"
 #include "hawkbit/controller.h"
+#include "installer/artifact_path.h"
 #include "installer/hawkbit_installer.h"
 #include "installer/installer_factory.h"
 #include "platform.h"
@@ -156,7 +157,7 @@ void HawkbitDeployer::select_next_artifact() {
 
 void HawkbitDeployer::download_artifact() {
     ZLOG_DEBUG("event", "download_artifact", "fsm", fsm_identity());
-    const std::string file = artifact_files::path_of(artifact());
+    const std::string file = artifact_path(artifact());
     const http::Client client = make_http_client();
     platform::prepare_download(chunk(), artifact());
     client.download_to_file(download_url(artifact()), file);

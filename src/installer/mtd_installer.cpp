@@ -7,7 +7,7 @@
 
 #include <unistd.h>
 
-#include "deployment/artifact_files.h"
+#include "installer/artifact_path.h"
 #include "installer/exceptions.h"
 #include "installer/file_md5.h"
 #include "installer/installer_factory.h"
@@ -78,7 +78,7 @@ std::string MTDInstaller::erase_size() const {
 }
 
 std::string MTDInstaller::write_command() const {
-    return "dd if=" + artifact_files::path_of(chunk().artifacts().front()) + " of=" + device +
+    return "dd if=" + artifact_path(chunk().artifacts().front()) + " of=" + device +
            " bs=" + erase_size();
 }
 

@@ -3,9 +3,9 @@
 #include <thread>
 
 #include "common/popen.h"
-#include "deployment/artifact_files.h"
 #include "ghn/ghn_config.h"
 #include "ghn/ghn_utility.h"
+#include "installer/artifact_path.h"
 #include "installer/exceptions.h"
 #include "installer/installer_factory.h"
 #include "installer/system_command.h"
@@ -108,8 +108,7 @@ void PLCGhnInstaller::arm_upgrade(const ghn::ConfigLayerCommand& base) const {
 }
 
 void PLCGhnInstaller::push_image(const std::string& interface) const {
-    const std::string command = "l2fwserver " +
-                                artifact_files::path_of(chunk().artifacts().front()) + " " +
+    const std::string command = "l2fwserver " + artifact_path(chunk().artifacts().front()) + " " +
                                 interface + " -m " + mac.str();
     log_command(command);
     std::string output;

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "deployment/artifact_files.h"
+#include "installer/artifact_path.h"
 #include "installer/installer_factory.h"
 #include "installer/system_command.h"
 
@@ -23,7 +23,7 @@ std::unique_ptr<HawkbitInstaller> PLCInstaller::create(const InstallerContext& /
 }
 
 void PLCInstaller::start_installation() {
-    const std::string source = artifact_files::path_of(chunk().artifacts().front());
+    const std::string source = artifact_path(chunk().artifacts().front());
     run_required_command(paths.service + " stop");
     store_firmware(source);
     run_required_command(paths.service + " start");

@@ -5,7 +5,7 @@
 
 #include <sys/stat.h>
 
-#include "deployment/artifact_files.h"
+#include "installer/artifact_path.h"
 #include "installer/installer_factory.h"
 
 namespace zephran::installer {
@@ -39,7 +39,7 @@ void ScriptInstaller::check_artifact_count() {
 }
 
 void ScriptInstaller::start_installation() {
-    const std::string path = artifact_files::path_of(chunk().artifacts().front());
+    const std::string path = artifact_path(chunk().artifacts().front());
     make_executable(path);
 
     // The script takes the place of the shell, so that the time limit ends the script itself.

@@ -5,7 +5,7 @@
 
 #include "common/popen.h"
 #include "config.h"
-#include "deployment/artifact_files.h"
+#include "installer/artifact_path.h"
 #include "installer/exceptions.h"
 #include "installer/firmware_version.h"
 #include "installer/installer_factory.h"
@@ -55,8 +55,7 @@ void SysupgradeInstaller::start_installation() {
 
 std::string SysupgradeInstaller::command() const {
     const std::string flash_option = installed_flash_type == "nand" ? "nand" : "";
-    return "sysupgrade " + flash_option + " '" +
-           artifact_files::path_of(chunk().artifacts().front()) + "'";
+    return "sysupgrade " + flash_option + " '" + artifact_path(chunk().artifacts().front()) + "'";
 }
 
 void SysupgradeInstaller::run_sysupgrade() {
