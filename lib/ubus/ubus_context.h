@@ -1,17 +1,13 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <functional>
-#include <future>
-#include <memory>
-#include <optional>
 #include <string>
-#include <thread>
+#include <utility>
 
-#include <sys/un.h>
-
+#include "ubus/broker_connection.h"
 #include "ubus/libraries.h"
+#include "ubus/stoppable_thread.h"
 
 namespace zephran::ubus {
 
@@ -23,7 +19,7 @@ namespace zephran::ubus {
 class UbusContext {
 public:
     /// Other values than these are for unit tests.
-    struct Settings {
+    struct Environment {
         /// Path of the broker's socket; empty for the one that the bus library was built with.
         std::string socket_path;
         /// Longest sleep of the receiver, and so the longest it takes to stop it.
@@ -32,12 +28,12 @@ public:
         std::chrono::milliseconds reconnect_interval{1000};
         /// A receiver that has not stopped after this time is held up by the bus library, which
         /// waits for a broker that stands still; its connection is then shut down under it.
-        std::chrono::milliseconds stop_patience{2000};
+        std::chrono::milliseconds stop_grace_period{2000};
     };
 
     /// No connection yet.
     UbusContext();
-    explicit UbusContext(Settings chosen_settings);
+    explicit UbusContext(const Environment& environment);
     UbusContext(const UbusContext&) = delete;
     UbusContext& operator=(const UbusContext&) = delete;
     virtual ~UbusContext();
@@ -48,7 +44,7 @@ public:
     /// Stops the receiver and closes the connection.
     void disconnect();
     /// The connection, null until connect().
-    [[nodiscard]] ubus_context* get() const { return context; }
+    [[nodiscard]] ubus_context* get() const { return connection.get(); }
 
     /// Called on the receiver thread after a lost connection was made anew, and about once a second
     /// until it returns true: everything that the broker knew of this process is there again.
@@ -67,27 +63,40 @@ public:
 private:
     using steady = std::chrono::steady_clock;
 
-    [[nodiscard]] bool wait_for_input() const;
+    /// connect() leads from disconnected to connected, disconnect() from everywhere back. Between
+    /// the other states the receiver thread moves: connected, lost, restoring, connected; a
+    /// connection can also be lost while it is being restored.
+    enum class ConnectionState {
+        disconnected,
+        connected,
+        /// The broker has gone away.
+        lost,
+        /// Connected again, but the broker does not know everything of this process yet.
+        restoring
+    };
+
+    [[nodiscard]] bool has_connection() const;
+    [[nodiscard]] bool is_attempt_due() const;
     void lose_connection();
     void try_to_recover();
     [[nodiscard]] bool reconnect();
-    void note_broker_address();
-    void adopt_descriptor();
     [[nodiscard]] bool is_broker_wedged() const;
 
-    std::atomic<bool> running{false};
-    std::unique_ptr<std::thread> receiver;
-    std::future<void> receiver_end;
-    /// The connection's socket while there is one, for the thread that stops the receiver.
-    std::atomic<int> descriptor;
-    ubus_context* context = nullptr;
-    Settings settings;
+    // Never changed.
+    const std::chrono::milliseconds poll_interval;
+    const std::chrono::milliseconds reconnect_interval;
+    const std::chrono::milliseconds stop_grace_period;
+
+    // The receiver thread's while there is one, otherwise the owner's. The exception is
+    // BrokerConnection::shut_down(), by which the owner ends a wait of the receiver.
+    BrokerConnection connection;
+    ConnectionState state = ConnectionState::disconnected;
+    /// When to try the next step towards connected, in the states lost and restoring.
+    steady::time_point next_attempt;
     std::function<bool()> restore;
-    bool connected = false;
-    /// Where the broker was reached the first time.
-    sockaddr_un broker_address{};
-    /// Set while the broker is away, or does not know this process again yet.
-    std::optional<steady::time_point> next_attempt;
+
+    // The owner's. The receiver thread only asks it whether it is still wanted.
+    StoppableThread receiver;
 };
 
 }  // namespace zephran::ubus

@@ -33,9 +33,9 @@ void log_exception(const char* action, const std::string& method) {
 }  // namespace
 
 UbusObject::UbusObject(std::string object_name, std::list<Method> object_methods,
-                       UbusContext::Settings settings)
+                       const UbusContext::Environment& environment)
     : methods{std::move(object_methods)},
-      context{std::move(settings)},
+      context{environment},
       name{std::move(object_name)},
       registration{std::make_unique<ObjectRegistration>(name, listed(methods),
                                                         ubus_method_handler_internal, this)} {

@@ -31,7 +31,7 @@ public:
     /// @throws UbusConnectException
     /// @throws ObjectAddException with ubus_error_tag, for example when the name is taken
     UbusObject(std::string object_name, std::list<Method> object_methods,
-               UbusContext::Settings settings = {});
+               const UbusContext::Environment& environment = {});
     UbusObject(const UbusObject&) = delete;
     UbusObject& operator=(const UbusObject&) = delete;
     virtual ~UbusObject();

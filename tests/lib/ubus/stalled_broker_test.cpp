@@ -73,8 +73,8 @@ TEST(StalledBroker, DoesNotHoldUpTheEndOfAnObjectThatIsReplying) {
     const TemporaryDirectory directory;
     StallingBroker broker{directory.path("bus")};
     std::promise<void> called;
-    ubus::UbusContext::Settings settings{directory.path("bus"), soon, soon};
-    settings.stop_patience = soon;
+    ubus::UbusContext::Environment environment{directory.path("bus"), soon, soon};
+    environment.stop_grace_period = soon;
     auto demo = std::make_unique<ubus::UbusObject>(
         "demo",
         std::list<ubus::UbusObject::Method>{
@@ -87,7 +87,7 @@ TEST(StalledBroker, DoesNotHoldUpTheEndOfAnObjectThatIsReplying) {
                  return 0;
              },
              {}}},
-        settings);
+        environment);
     demo->get_context().start_receiver();
     called.get_future().wait();
 

@@ -29,7 +29,7 @@ using ubus::UbusContext;
 
 constexpr std::chrono::milliseconds soon{10};
 
-UbusContext::Settings impatient(const std::string& socket) {
+UbusContext::Environment impatient(const std::string& socket) {
     return {socket, soon, soon};
 }
 

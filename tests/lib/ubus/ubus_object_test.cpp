@@ -31,7 +31,7 @@ protected:
     std::unique_ptr<UbusObject> make(const std::string& name, std::list<UbusObject::Method> methods,
                                      bool served = true) {
         auto object = std::make_unique<UbusObject>(
-            name, std::move(methods), UbusContext::Settings{broker.socket(), soon, soon});
+            name, std::move(methods), UbusContext::Environment{broker.socket(), soon, soon});
         if (served) {
             object->get_context().start_receiver();
         }
