@@ -19,7 +19,7 @@ constexpr std::chrono::seconds default_polling_time{600};
 constexpr std::chrono::hours longest_backoff{24};
 constexpr std::chrono::minutes shortest_backoff{5};
 
-HawkbitAgent::Surroundings real_surroundings() {
+HawkbitAgent::Environment real_environment() {
     return {std::make_unique<hawkbit::Client>(),
             [] { return http::Client{http::ClientImplementationType::curl}; },
             std::chrono::system_clock::now};
@@ -28,14 +28,14 @@ HawkbitAgent::Surroundings real_surroundings() {
 }  // namespace
 
 HawkbitAgent::HawkbitAgent(const std::string& server, const std::string& controller_id)
-    : HawkbitAgent{server, controller_id, real_surroundings()} {}
+    : HawkbitAgent{server, controller_id, real_environment()} {}
 
 HawkbitAgent::HawkbitAgent(const std::string& server, const std::string& controller_id,
-                           Surroundings surroundings)
+                           Environment environment)
     : AdvancingFSM{*this},
-      client{std::move(surroundings.client)},
-      make_http_client{std::move(surroundings.make_http_client)},
-      now{std::move(surroundings.now)},
+      client{std::move(environment.client)},
+      make_http_client{std::move(environment.make_http_client)},
+      now{std::move(environment.now)},
       backoff_timer{longest_backoff, shortest_backoff} {
     controller.extract_from(
         hawkbit::ControllerURLBuilder{controller_id, server, tenant, always_https});
@@ -45,7 +45,7 @@ HawkbitAgent::~HawkbitAgent() = default;
 
 void HawkbitAgent::configure(AgentSettings new_settings) {
     settings = std::move(new_settings);
-    shared_control->set_attributes(settings.attributes);
+    control_->set_attributes(settings.attributes);
     if (settings.client_certificate) {
         client->set_client_certificate(*settings.client_certificate);
     }
@@ -59,7 +59,7 @@ void HawkbitAgent::tick() {
 }
 
 void HawkbitAgent::force_poll() {
-    shared_control->force_poll();
+    control_->force_poll();
     controller.set_next_poll(now());
 }
 
@@ -105,7 +105,7 @@ void HawkbitAgent::start_deployer() {
     if (is_deploying()) {
         BOOST_THROW_EXCEPTION(DeploymentInProgressException{});
     }
-    hawkbit::DeploymentActionMessage action = *shared_control->pending_deployment();
+    hawkbit::DeploymentActionMessage action = *control_->pending_deployment();
     action.replace_chunks(InstallerFactory::reorder_chunks(action.chunks()));
     const bool is_interrupted = deployment_history::holds_own_report(action.action_history());
 
@@ -116,7 +116,7 @@ void HawkbitAgent::start_deployer() {
     if (is_interrupted) {
         resume_deployer();
     }
-    shared_control->drop_pending_deployment();
+    control_->drop_pending_deployment();
 }
 
 void HawkbitAgent::resume_deployer() {

@@ -57,8 +57,8 @@ class HawkbitAgent
 public:
     using time_point = std::chrono::system_clock::time_point;
 
-    /// What reaches outside, so that tests can put something else in its place.
-    struct Surroundings {
+    /// What reaches outside. Other values than the daemon's own are for unit tests.
+    struct Environment {
         std::unique_ptr<hawkbit::ClientInterface> client;
         HawkbitDeployer::MakeHttpClient make_http_client;
         std::function<time_point()> now;
@@ -70,7 +70,7 @@ public:
     /// @param server host name or address of the update server, optionally with ":port"
     HawkbitAgent(const std::string& server, const std::string& controller_id);
     HawkbitAgent(const std::string& server, const std::string& controller_id,
-                 Surroundings surroundings);
+                 Environment environment);
     ~HawkbitAgent() override;
 
     /// Called once, before the first tick.
@@ -86,19 +86,17 @@ public:
     /// Gives the agent up: a running deployment is cancelled without a report on that.
     void abort();
     /// Lets the deployment with this id start, or any with any_deployment.
-    void accept_deployment(const std::string& action_id) {
-        shared_control->accept_deployment(action_id);
-    }
+    void accept_deployment(const std::string& action_id) { control_->accept_deployment(action_id); }
 
     [[nodiscard]] bool is_finished() const { return finished; }
     [[nodiscard]] bool is_waiting() const { return waiting; }
     [[nodiscard]] bool is_aborted() const { return aborted; }
-    [[nodiscard]] bool is_poll_forced() const { return shared_control->is_poll_forced(); }
+    [[nodiscard]] bool is_poll_forced() const { return control_->is_poll_forced(); }
     [[nodiscard]] bool is_deploying() const;
     [[nodiscard]] time_point next_poll() const { return controller.next_poll(); }
     [[nodiscard]] const hawkbit::Attributes& attributes() const { return settings.attributes; }
     /// What other threads see of this agent and may ask of it; never null.
-    [[nodiscard]] const std::shared_ptr<AgentControl>& control() const { return shared_control; }
+    [[nodiscard]] const std::shared_ptr<AgentControl>& control() const { return control_; }
 
     /// @name Guards of the state machine
     /// @{
@@ -163,7 +161,7 @@ private:
     HawkbitDeployer::MakeHttpClient make_http_client;
     std::function<time_point()> now;
     hawkbit::Controller controller;
-    std::shared_ptr<AgentControl> shared_control = std::make_shared<AgentControl>();
+    std::shared_ptr<AgentControl> control_ = std::make_shared<AgentControl>();
     bool cancel_action_requested = false;
     bool config_data_requested = false;
     bool deployment_action_requested = false;

@@ -48,7 +48,7 @@ HawkbitDeployer::HawkbitDeployer(const hawkbit::Attributes& attributes,
 HawkbitDeployer::~HawkbitDeployer() = default;
 
 void HawkbitDeployer::tick() {
-    const bool had_error = first_error.has_error;
+    const bool had_error = error_.has_error;
     AdvancingFSM::tick();
     if (had_error && !finished && !cancelled) {
         cancel();
@@ -57,7 +57,7 @@ void HawkbitDeployer::tick() {
         return;
     }
     installer->tick();
-    first_error.keep_first(installer->error());
+    error_.keep_first(installer->error());
     if (installer->is_finished() || installer->is_cancelled()) {
         release_installer();
     }
@@ -98,13 +98,13 @@ bool HawkbitDeployer::is_device_behind_gateway() const {
 }
 
 bool HawkbitDeployer::has_current_artifact() const {
-    return has_current_chunk() && current_artifact < chunk().artifacts().size();
+    return has_current_chunk() && artifact_index < chunk().artifacts().size();
 }
 
 void HawkbitDeployer::continue_with(std::vector<Chunk> chunks) {
     action.replace_chunks(std::move(chunks));
-    current_chunk = 0;
-    current_artifact = 0;
+    chunk_index_ = 0;
+    artifact_index = 0;
 }
 
 bool HawkbitDeployer::chunks_left() {
@@ -134,8 +134,9 @@ bool HawkbitDeployer::chunk_already_installed() {
     const bool installed = is_current_chunk_recorded();
     ZLOG_DEBUG("event", "chunk_already_installed", "fsm", fsm_identity(), "installed", installed);
     if (installed) {
-        output = "Already installed\nInstalled " + chunk().part() + " " + chunk().version() +
-                 " on " + HawkbitInstaller::get_installed_version_time(chunk().part()) + "\n";
+        installer_output_ = "Already installed\nInstalled " + chunk().part() + " " +
+                            chunk().version() + " on " +
+                            HawkbitInstaller::get_installed_version_time(chunk().part()) + "\n";
     }
     return installed;
 }
@@ -143,15 +144,15 @@ bool HawkbitDeployer::chunk_already_installed() {
 void HawkbitDeployer::select_next_chunk() {
     ZLOG_DEBUG("event", "select_next_chunk", "fsm", fsm_identity());
     if (has_current_chunk()) {
-        ++current_chunk;
-        current_artifact = 0;
+        ++chunk_index_;
+        artifact_index = 0;
     }
 }
 
 void HawkbitDeployer::select_next_artifact() {
     ZLOG_DEBUG("event", "select_next_artifact", "fsm", fsm_identity());
     if (has_current_artifact()) {
-        ++current_artifact;
+        ++artifact_index;
     }
 }
 
@@ -195,7 +196,7 @@ void HawkbitDeployer::adopt_installer(std::unique_ptr<HawkbitInstaller> new_inst
 }
 
 void HawkbitDeployer::release_installer() {
-    output = installer->hawkbit_log();
+    installer_output_ = installer->hawkbit_log();
     if (installer->will_reboot()) {
         // It is still running, so the reboot did not happen.
         store_rebooted("0");

@@ -77,12 +77,12 @@ public:
     [[nodiscard]] bool is_rejected() const { return rejected; }
     /// Makes a cancellation count as the user's refusal. Nothing in the daemon asks users yet.
     void mark_rejected() { rejected = true; }
-    [[nodiscard]] const ErrorRecord& error() const { return first_error; }
+    [[nodiscard]] const ErrorRecord& error() const { return error_; }
     [[nodiscard]] bool has_installer() const { return installer != nullptr; }
     /// What the last installer reported, or that the chunk was installed already.
-    [[nodiscard]] const std::string& installer_output() const { return output; }
+    [[nodiscard]] const std::string& installer_output() const { return installer_output_; }
     /// Number of chunks that are done.
-    [[nodiscard]] std::uint32_t chunk_index() const { return current_chunk; }
+    [[nodiscard]] std::uint32_t chunk_index() const { return chunk_index_; }
     [[nodiscard]] std::uint32_t chunk_count() const;
     /// part:name:version of the current chunk, "" when all are done.
     [[nodiscard]] std::string current_chunk_string() const;
@@ -110,15 +110,15 @@ public:
     void exception_caught(const std::exception& error) {
         ZLOG_ERROR("event", "exception_caught", "action", "fsm_deployer_event", "what",
                    error.what());
-        first_error.keep_first(error);
+        error_.keep_first(error);
     }
     /// @}
 
 private:
     [[nodiscard]] bool is_device_behind_gateway() const;
-    [[nodiscard]] const Chunk& chunk() const { return action.chunks()[current_chunk]; }
-    [[nodiscard]] const Artifact& artifact() const { return chunk().artifacts()[current_artifact]; }
-    [[nodiscard]] bool has_current_chunk() const { return current_chunk < chunk_count(); }
+    [[nodiscard]] const Chunk& chunk() const { return action.chunks()[chunk_index_]; }
+    [[nodiscard]] const Artifact& artifact() const { return chunk().artifacts()[artifact_index]; }
+    [[nodiscard]] bool has_current_chunk() const { return chunk_index_ < chunk_count(); }
     [[nodiscard]] bool has_current_artifact() const;
     [[nodiscard]] bool is_current_chunk_recorded() const;
     [[nodiscard]] std::unique_ptr<HawkbitInstaller> make_installer(const Chunk& for_chunk) const;
@@ -132,15 +132,15 @@ private:
     InstallerContext context;
     MakeHttpClient make_http_client;
     std::unique_ptr<HawkbitInstaller> installer;
-    std::uint32_t current_chunk = 0;
-    std::size_t current_artifact = 0;
+    std::uint32_t chunk_index_ = 0;
+    std::size_t artifact_index = 0;
     bool resumed = false;
     bool cancelled = false;
     bool cancelling = false;
     bool finished = false;
     bool rejected = false;
-    std::string output;
-    ErrorRecord first_error;
+    std::string installer_output_;
+    ErrorRecord error_;
 };
 
 }  // namespace zephran

@@ -22,9 +22,9 @@ public:
     RunningDeployment(const RunningDeployment&) = delete;
     RunningDeployment& operator=(const RunningDeployment&) = delete;
 
-    [[nodiscard]] HawkbitDeployer& deployer() { return *running; }
-    [[nodiscard]] const HawkbitDeployer& deployer() const { return *running; }
-    [[nodiscard]] const hawkbit::Controller& address() const { return address_at_start; }
+    [[nodiscard]] HawkbitDeployer& deployer() { return *deployer_; }
+    [[nodiscard]] const HawkbitDeployer& deployer() const { return *deployer_; }
+    [[nodiscard]] const hawkbit::Controller& address() const { return address_; }
 
     /// Finished or cancelled.
     [[nodiscard]] bool has_ended() const;
@@ -42,8 +42,8 @@ public:
     std::optional<DeploymentReport> step();
 
 private:
-    std::unique_ptr<HawkbitDeployer> running;
-    hawkbit::Controller address_at_start;
+    std::unique_ptr<HawkbitDeployer> deployer_;
+    hawkbit::Controller address_;
     bool withdrawn = false;
     bool failed_in_last_step = false;
     bool failure_reported = false;

@@ -18,15 +18,15 @@ using boost::msm::front::Row;
 template <class Def, class Owner>
 class FrontEnd : public boost::msm::front::state_machine_def<Def> {
 public:
-    explicit FrontEnd(Owner& owner_of_machine) : machine_owner{&owner_of_machine} {}
+    explicit FrontEnd(Owner& owner) : owner_{&owner} {}
 
-    Owner& owner() { return *machine_owner; }
+    Owner& owner() { return *owner_; }
 
     template <class Machine, class Event>
     void no_transition(const Event& /*event*/, Machine& /*machine*/, int /*state*/) {}
 
 private:
-    Owner* machine_owner;
+    Owner* owner_;
 };
 
 /// State without entry or exit.

@@ -3,7 +3,6 @@
 #include <chrono>
 #include <fstream>
 #include <thread>
-#include <utility>
 
 #include <unistd.h>
 
@@ -26,12 +25,12 @@ void log_command(const std::string& command) {
 }  // namespace
 
 MTDInstaller::MTDInstaller(const std::string& device_name, std::uint32_t write_attempts)
-    : MTDInstaller{device_name, write_attempts, Directories{}} {}
+    : MTDInstaller{device_name, write_attempts, Environment{}} {}
 
 MTDInstaller::MTDInstaller(const std::string& device_name, std::uint32_t write_attempts,
-                           Directories directories)
-    : device{std::move(directories.devices) + device_name},
-      erase_size_file{std::move(directories.partitions) + device_name + "/erasesize"},
+                           const Environment& environment)
+    : device{environment.device_directory + device_name},
+      erase_size_file{environment.partition_directory + device_name + "/erasesize"},
       attempts{write_attempts} {}
 
 std::unique_ptr<HawkbitInstaller> MTDInstaller::create(const InstallerContext& context) {

@@ -12,17 +12,17 @@ namespace zephran::installer {
 /// Writes a boot loader to a flash partition, and reads it back.
 class MTDInstaller : public OneTickInstaller {
 public:
-    /// Other directories than these are for unit tests.
-    struct Directories {
-        std::string devices = "/dev/";
-        std::string partitions = "/sys/class/mtd/";
+    /// Other values than these are for unit tests.
+    struct Environment {
+        std::string device_directory = "/dev/";
+        std::string partition_directory = "/sys/class/mtd/";
     };
 
     /// @param device_name    name of the partition, such as "mtd1"
     /// @param write_attempts the most erase-and-write attempts
     MTDInstaller(const std::string& device_name, std::uint32_t write_attempts);
     MTDInstaller(const std::string& device_name, std::uint32_t write_attempts,
-                 Directories directories);
+                 const Environment& environment);
 
     static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
 

@@ -138,11 +138,11 @@ void PLCGhnInstaller::reset_device(const ghn::ConfigLayerCommand& base) const {
 }
 
 std::string PLCGhnInstaller::version_after_reset(const ghn::ConfigLayerCommand& base) const {
-    constexpr int patience_in_seconds = 5000;
+    constexpr int timeout_in_seconds = 5000;
     constexpr int retries = 15;
     try {
         return ghn::GhnUtility::get_parameter_value(
-            base.clone().timeout(patience_in_seconds).retries(retries), version_parameter);
+            base.clone().timeout(timeout_in_seconds).retries(retries), version_parameter);
     } catch (const std::exception& error) {
         ZLOG_WARNING("event", "exception_caught", "action", "version_after_reset", "what",
                      boost::diagnostic_information(error));

@@ -11,14 +11,14 @@ namespace zephran::installer {
 /// Hands a firmware file to the service that drives the gateway's own powerline chip.
 class PLCInstaller : public OneTickInstaller {
 public:
-    /// Other paths than these are for unit tests.
-    struct Paths {
+    /// Other values than these are for unit tests.
+    struct Environment {
         std::string service = "/etc/init.d/plc";
         std::string firmware = "/lib/firmware/plc/user.nvm.tmp";
     };
 
     PLCInstaller();
-    explicit PLCInstaller(Paths chosen_paths);
+    explicit PLCInstaller(Environment environment);
 
     static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
 
@@ -32,7 +32,8 @@ protected:
 private:
     void store_firmware(const std::string& source) const;
 
-    Paths paths;
+    std::string service;
+    std::string firmware;
 };
 
 }  // namespace zephran::installer

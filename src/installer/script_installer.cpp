@@ -25,8 +25,8 @@ void make_executable(const std::string& path) {
 }  // namespace
 
 ScriptInstaller::ScriptInstaller(std::chrono::milliseconds script_time_limit,
-                                 const common::TimeLimits& kill_patience)
-    : time_limit_of_script{script_time_limit}, patience{kill_patience} {}
+                                 const common::TimeLimits& process_limits)
+    : time_limit_of_script{script_time_limit}, limits{process_limits} {}
 
 std::unique_ptr<HawkbitInstaller> ScriptInstaller::create(const InstallerContext& /*context*/) {
     return std::make_unique<ScriptInstaller>();
@@ -44,8 +44,7 @@ void ScriptInstaller::start_installation() {
 
     // The script takes the place of the shell, so that the time limit ends the script itself.
     std::string output;
-    const int exit_code =
-        common::POpen{"exec " + path, patience}.wait(output, time_limit_of_script);
+    const int exit_code = common::POpen{"exec " + path, limits}.wait(output, time_limit_of_script);
     report() << output;
     if (exit_code != 0) {
         BOOST_THROW_EXCEPTION(ScriptExecutionFailedException{} << script_exit_code_tag{exit_code}

@@ -28,7 +28,7 @@ public:
     static constexpr std::chrono::seconds default_time_limit{900};
 
     explicit ScriptInstaller(std::chrono::milliseconds script_time_limit = default_time_limit,
-                             const common::TimeLimits& kill_patience = {});
+                             const common::TimeLimits& process_limits = {});
 
     static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
 
@@ -47,7 +47,7 @@ protected:
 
 private:
     std::chrono::milliseconds time_limit_of_script;
-    common::TimeLimits patience;
+    common::TimeLimits limits;
 };
 
 }  // namespace zephran::installer

@@ -14,7 +14,7 @@ namespace zephran::installer {
 class SysupgradeInstaller : public OneTickInstaller {
 public:
     /// Other values than these are for unit tests.
-    struct Settings {
+    struct Environment {
         std::string version_file = "/etc/nevra-version";
         /// The device is expected to reboot within this time after the tool has handed over.
         std::chrono::milliseconds upgrade_pause{std::chrono::seconds{300}};
@@ -22,7 +22,7 @@ public:
 
     /// @param flash_type the gateway property "installed_flash_type"
     explicit SysupgradeInstaller(std::string flash_type);
-    SysupgradeInstaller(std::string flash_type, Settings chosen_settings);
+    SysupgradeInstaller(std::string flash_type, Environment environment);
 
     static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
 
@@ -43,7 +43,8 @@ private:
     void confirm_previous_version() const;
 
     std::string installed_flash_type;
-    Settings settings;
+    std::string version_file;
+    std::chrono::milliseconds upgrade_pause;
 };
 
 }  // namespace zephran::installer

@@ -26,8 +26,8 @@ struct AgentBench {
     HawkbitAgent& make(AgentSettings settings = {}) {
         agent = std::make_unique<HawkbitAgent>(
             "update.example", "gateway",
-            HawkbitAgent::Surroundings{server.make_client(), files.client_maker(),
-                                       [this] { return now; }});
+            HawkbitAgent::Environment{server.make_client(), files.client_maker(),
+                                      [this] { return now; }});
         agent->configure(std::move(settings));
         return *agent;
     }

@@ -39,7 +39,7 @@ protected:
     void start(std::uint32_t attempts = 5) {
         installer = std::make_unique<MTDInstaller>(
             "mtd1", attempts,
-            MTDInstaller::Directories{gateway.path("dev") + "/", gateway.path("mtd") + "/"});
+            MTDInstaller::Environment{gateway.path("dev") + "/", gateway.path("mtd") + "/"});
         installer->assign(make_image_chunk("bl", "boot.bin", image, "3.4"), attributes);
         installer->tick();
         installer->tick();
@@ -288,9 +288,9 @@ TEST_F(MTDInstallerTest, PartitionIsTheOneOfTheContext) {
               "filename: /sys/class/mtd/zephran-test-has-no-such-partition/erasesize");
 }
 
-TEST(MTDInstallerDirectories, AreThoseOfTheSystem) {
-    EXPECT_EQ(MTDInstaller::Directories{}.devices, "/dev/");
-    EXPECT_EQ(MTDInstaller::Directories{}.partitions, "/sys/class/mtd/");
+TEST(MTDInstallerEnvironment, AreThoseOfTheSystem) {
+    EXPECT_EQ(MTDInstaller::Environment{}.device_directory, "/dev/");
+    EXPECT_EQ(MTDInstaller::Environment{}.partition_directory, "/sys/class/mtd/");
 }
 
 }  // namespace

@@ -37,14 +37,14 @@ void PrintTo(const Kind& kind, std::ostream* stream) {
 
 std::unique_ptr<HawkbitInstaller> make_sysupgrade(const std::string& root) {
     return std::make_unique<SysupgradeInstaller>(
-        "", SysupgradeInstaller::Settings{root + "/version", std::chrono::milliseconds{0}});
+        "", SysupgradeInstaller::Environment{root + "/version", std::chrono::milliseconds{0}});
 }
 std::unique_ptr<HawkbitInstaller> make_mtd(const std::string& root) {
     return std::make_unique<MTDInstaller>("mtd1", 1,
-                                          MTDInstaller::Directories{root + "/dev-", root + "/"});
+                                          MTDInstaller::Environment{root + "/dev-", root + "/"});
 }
 std::unique_ptr<HawkbitInstaller> make_plc(const std::string& root) {
-    return std::make_unique<PLCInstaller>(PLCInstaller::Paths{"plc", root + "/user.nvm"});
+    return std::make_unique<PLCInstaller>(PLCInstaller::Environment{"plc", root + "/user.nvm"});
 }
 std::unique_ptr<HawkbitInstaller> make_zw(const std::string& /*root*/) {
     return std::make_unique<ZWProgrammerInstaller>();

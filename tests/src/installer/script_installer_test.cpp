@@ -136,9 +136,9 @@ TEST(ScriptInstallerTimeLimit, ScriptBeyondItIsKilled) {
     const FakePlatform platform;
     const hawkbit::Attributes attributes;
     platform.directory.write("update.sh", "#!/bin/sh\necho $$\nexec sleep 1000\n");
-    common::TimeLimits patience;
-    patience.term_to_kill = std::chrono::milliseconds{20};
-    ScriptInstaller installer{std::chrono::milliseconds{500}, patience};
+    common::TimeLimits limits;
+    limits.term_to_kill = std::chrono::milliseconds{20};
+    ScriptInstaller installer{std::chrono::milliseconds{500}, limits};
     installer.assign(make_chunk("script", {"update.sh"}), attributes);
 
     installer.tick();
