@@ -35,15 +35,15 @@ void BrokerConnection::open() {
 }
 
 bool BrokerConnection::reopen() {
-    // By now the daemon has handlers of its own for the other two, which the library leaves alone.
-    // Putting those back could undo what the main thread does to them meanwhile.
+    // By now the daemon has its own handlers for SIGINT and SIGTERM, which the library does not
+    // touch. Restoring them here could undo a change by the main thread.
     const SignalDispositions kept{SIGCHLD};
     if (ubus_reconnect(context, path_or_default()) == UBUS_STATUS_OK) {
         adopt_descriptor();
         return true;
     }
-    // The library may leave the number of a descriptor here that it has closed, and would close it
-    // again: by then it may be that of a file or of a transfer.
+    // The library may have closed this descriptor and would close it again, when the number may
+    // already belong to another file.
     context->sock.fd = no_descriptor;
     return false;
 }
@@ -58,13 +58,13 @@ void BrokerConnection::close() {
 
 void BrokerConnection::adopt_descriptor() {
     descriptor = context->sock.fd;
-    // A program that outlives the daemon must not keep the object's name taken.
+    // A child process that outlives the daemon must not keep the object's name taken.
     if (::fcntl(context->sock.fd, F_SETFD, FD_CLOEXEC) != 0) {
         ZLOG_WARNING("event", "ubus", "message", "could not keep connection from children");
     }
 }
 
-// Only the library knows its default path.
+// Only the library knows its default path, so the address comes from the connection.
 void BrokerConnection::note_broker_address() {
     socklen_t size = sizeof broker_address_;
     if (::getpeername(context->sock.fd, reinterpret_cast<sockaddr*>(&broker_address_), &size) !=
@@ -73,8 +73,8 @@ void BrokerConnection::note_broker_address() {
     }
 }
 
-// poll() ignores a descriptor below zero. The socket of a broker that is gone stays readable for
-// ever and would have the thread spin.
+// poll() ignores negative descriptors. The socket of a lost connection stays readable, and polling
+// it would make the thread spin.
 bool BrokerConnection::wait_for_input(std::chrono::milliseconds time) const {
     pollfd input{descriptor, POLLIN, 0};
     const int ready = ::poll(&input, 1, static_cast<int>(time.count()));

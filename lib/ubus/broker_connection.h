@@ -12,7 +12,7 @@ namespace zephran::ubus {
 
 /// The bus library's connection to the broker.
 ///
-/// One thread at a time uses it; only shut_down() may be called on another one meanwhile.
+/// It is used by one thread at a time; only shut_down() may be called by another one meanwhile.
 class BrokerConnection {
 public:
     /// @param path of the broker's socket; empty for the one that the bus library was built with
@@ -21,15 +21,15 @@ public:
     BrokerConnection& operator=(const BrokerConnection&) = delete;
     ~BrokerConnection();
 
-    /// Connects to the broker. Waits without limit for one that accepts and says nothing.
+    /// Connects to the broker. Waits without a time limit for a broker that accepts but stalls.
     /// @throws UbusConnectException with the error number of connect(2)
     void open();
     /// Tries once to connect to a broker that went away.
     /// @returns whether it is there again
     [[nodiscard]] bool reopen();
-    /// Nothing more is expected from this connection; its records in the bus library stay.
+    /// Stops waiting for input on a broken connection; the library's context stays until reopen().
     void give_up() { descriptor = no_descriptor; }
-    /// Frees the connection, if there is one.
+    /// Closes the connection, if there is one.
     void close();
 
     /// The connection, null before open() and after close().
@@ -42,7 +42,7 @@ public:
     /// Waits for input for at most this time; without a connection it only waits.
     /// @returns whether the connection is broken
     [[nodiscard]] bool wait_for_input(std::chrono::milliseconds time) const;
-    /// Ends every wait for the broker. May be called on any thread.
+    /// Unblocks a thread that waits for the broker. May be called by any thread.
     void shut_down() const;
 
 private:
@@ -55,7 +55,7 @@ private:
     std::string socket_path;
     ubus_context* context = nullptr;
     sockaddr_un broker_address_{};
-    /// The connection's socket while it is of use.
+    /// The socket while the connection works, for whoever waits on it or shuts it down.
     std::atomic<int> descriptor{no_descriptor};
 };
 

@@ -9,22 +9,22 @@
 
 namespace zephran::ubus {
 
-/// A thread that its owner can ask to stop, and help to stop when it does not in time.
+/// A thread that can be asked to stop, and unblocked if it does not stop in time.
 ///
-/// The owner's thread calls everything but is_wanted(), which the thread itself may ask as well.
+/// All functions are for the owner; the thread itself only calls is_wanted().
 class StoppableThread {
 public:
     StoppableThread() = default;
     StoppableThread(const StoppableThread&) = delete;
     StoppableThread& operator=(const StoppableThread&) = delete;
-    /// Must have been stopped.
+    /// The thread must have been stopped.
     ~StoppableThread() = default;
 
-    /// @param work returns soon after is_wanted() has become false
+    /// @param work must return soon after is_wanted() has become false
     void start(const std::function<void()>& work);
 
     /// Waits for the end of the thread; does nothing without one.
-    /// @param unblock called once if the thread has not ended after the grace period
+    /// @param unblock called if the thread has not ended after the grace period
     void stop(std::chrono::milliseconds grace_period, const std::function<void()>& unblock);
 
     /// False once the thread is to stop.

@@ -92,8 +92,8 @@ bool UbusContext::reconnect() {
     return !is_broker_wedged() && connection.reopen();
 }
 
-// Nobody at the noted address is no reason to stay away: a broker may be known under another path
-// to itself, and the library fails at once where there is none.
+// A broker that is not found at the noted address is not wedged: it may listen under another path
+// now, and the library fails at once if it does not.
 bool UbusContext::is_broker_wedged() const {
     BrokerProbe probe{connection.broker_address()};
     if (!probe.is_open()) {

@@ -26,8 +26,8 @@ public:
         std::chrono::milliseconds poll_interval{100};
         /// Time between two attempts to reach a broker that went away.
         std::chrono::milliseconds reconnect_interval{1000};
-        /// A receiver that has not stopped after this time is held up by the bus library, which
-        /// waits for a broker that stands still; its connection is then shut down under it.
+        /// A receiver that has not stopped after this time is blocked in the bus library, which is
+        /// waiting for a stalled broker; its connection is then shut down.
         std::chrono::milliseconds stop_grace_period{2000};
     };
 
@@ -38,7 +38,7 @@ public:
     UbusContext& operator=(const UbusContext&) = delete;
     virtual ~UbusContext();
 
-    /// Connects to the broker. Waits without limit for one that accepts and says nothing.
+    /// Connects to the broker. Waits without a time limit for a broker that accepts but stalls.
     /// @throws UbusConnectException with the error number of connect(2)
     void connect();
     /// Stops the receiver and closes the connection.
@@ -46,16 +46,17 @@ public:
     /// The connection, null until connect().
     [[nodiscard]] ubus_context* get() const { return connection.get(); }
 
-    /// Called on the receiver thread after a lost connection was made anew, and about once a second
-    /// until it returns true: everything that the broker knew of this process is there again.
+    /// Sets a function that restores what the broker knew about this process. The receiver thread
+    /// calls it after a lost connection was re-established, and about once a second until it
+    /// returns true.
     void set_restorer(std::function<bool()> new_restorer) { restore = std::move(new_restorer); }
 
     /// Starts the receiver thread; one that runs already is stopped first.
     void start_receiver();
-    /// Ends the receiver thread, if there is one, and waits for that.
+    /// Stops the receiver thread, if there is one, and waits for its end.
     void stop_receiver();
-    /// What the receiver thread does until it is stopped: it serves the connection and, when the
-    /// broker has gone away, tries to reach it again.
+    /// The receiver thread: serves the connection and, after the broker has gone away, tries to
+    /// reconnect, until it is stopped.
     void receiver_thread();
     /// Lets the bus library read and dispatch what has arrived.
     void poll_events();
@@ -63,15 +64,15 @@ public:
 private:
     using steady = std::chrono::steady_clock;
 
-    /// connect() leads from disconnected to connected, disconnect() from everywhere back. Between
-    /// the other states the receiver thread moves: connected, lost, restoring, connected; a
-    /// connection can also be lost while it is being restored.
+    /// connect() leads from disconnected to connected, and disconnect() from any state back. The
+    /// receiver thread makes all other changes: from connected or restoring to lost, from lost to
+    /// restoring, from restoring to connected.
     enum class ConnectionState {
         disconnected,
         connected,
         /// The broker has gone away.
         lost,
-        /// Connected again, but the broker does not know everything of this process yet.
+        /// Connected again, but the broker does not know everything about this process yet.
         restoring
     };
 
@@ -82,20 +83,20 @@ private:
     [[nodiscard]] bool reconnect();
     [[nodiscard]] bool is_broker_wedged() const;
 
-    // Never changed.
+    // Constant, and so for every thread.
     const std::chrono::milliseconds poll_interval;
     const std::chrono::milliseconds reconnect_interval;
     const std::chrono::milliseconds stop_grace_period;
 
-    // The receiver thread's while there is one, otherwise the owner's. The exception is
-    // BrokerConnection::shut_down(), by which the owner ends a wait of the receiver.
+    // Owned by the receiver thread while there is one, otherwise by the thread that starts and
+    // stops it. Only BrokerConnection::shut_down() is called while the receiver runs.
     BrokerConnection connection;
     ConnectionState state = ConnectionState::disconnected;
-    /// When to try the next step towards connected, in the states lost and restoring.
+    /// In the states lost and restoring: when to try again.
     steady::time_point next_attempt;
     std::function<bool()> restore;
 
-    // The owner's. The receiver thread only asks it whether it is still wanted.
+    // Owned by the thread that starts and stops the receiver, which itself only calls is_wanted().
     StoppableThread receiver;
 };
 

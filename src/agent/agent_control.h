@@ -12,24 +12,24 @@
 
 namespace zephran {
 
-/// What other threads see of an agent and may ask of it. An agent publishes here what local control
-/// shows, and finds here what local control wants; neither waits for the other. It outlives its
-/// agent while somebody still holds it.
+/// The part of an agent that other threads can see and use. The agent publishes its state here for
+/// local control and reads the requests of local control from here; neither waits for the other. It
+/// may outlive its agent.
 ///
-/// Every function may be called on every thread; those of the second group are the agent's own.
+/// All functions are thread-safe; those of the second group are for the agent only.
 class AgentControl {
 public:
     using time_point = std::chrono::system_clock::time_point;
 
     /// @name For local control
     /// @{
-    /// Polls at the next occasion, dormant or not.
+    /// Makes the agent poll at the next opportunity, even a dormant one.
     void force_poll() { poll_forced = true; }
     /// Lets the deployment with this id start.
     void accept_deployment(const std::string& action_id) {
         accepted_deployment_.publish(action_id);
     }
-    /// What the agent tells the server about itself; never null.
+    /// The attributes that the agent sends to the server; never null.
     [[nodiscard]] std::shared_ptr<const hawkbit::Attributes> attributes() const {
         return attributes_.read();
     }
@@ -51,9 +51,9 @@ public:
     }
     void drop_pending_deployment() { pending_deployment_.withdraw(); }
     [[nodiscard]] bool is_poll_forced() const { return poll_forced; }
-    /// Tells whether a poll was forced, and forgets it.
+    /// Returns whether a poll was forced, and clears the request.
     [[nodiscard]] bool take_forced_poll() { return poll_forced.exchange(false); }
-    /// Id of the accepted deployment; empty without one.
+    /// Id of the accepted deployment; empty if there is none.
     [[nodiscard]] std::string accepted_deployment() const { return *accepted_deployment_.read(); }
     /// @}
 
@@ -65,7 +65,7 @@ private:
     common::Published<hawkbit::DeploymentActionMessage> pending_deployment_;
 };
 
-/// Every agent's control by the agent's id.
+/// The controls of all agents by agent id.
 using AgentControls = std::map<std::string, std::shared_ptr<AgentControl>>;
 
 }  // namespace zephran

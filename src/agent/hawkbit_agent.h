@@ -41,16 +41,16 @@ struct DeploymentInProgressException : common::Exception {
 struct AgentSettings {
     InstallerContext context;
     hawkbit::Attributes attributes;
-    /// Without one, deployments may start at any time.
+    /// Without a schedule, deployments may start at any time.
     std::optional<UpdateSchedule> schedule;
     std::optional<http::ClientCertificate> client_certificate;
-    /// A dormant agent polls only when it is forced to.
+    /// A dormant agent polls only when forced.
     bool dormant = false;
 };
 
-/// One target of the update server: the gateway itself, or a device behind it. It polls the server
-/// cycle by cycle, waits until a deployment may start, lets a deployer carry it out and reports
-/// what became of it.
+/// One target of the update server: the gateway itself or a device behind it. It polls the server
+/// in cycles, waits until a deployment may start, has a deployer carry it out and reports the
+/// result.
 class HawkbitAgent
     : public AdvancingFSM<hawkbit_agent_fsm::FSMDef, hawkbit_agent_fsm::events::error,
                           hawkbit_agent_fsm::events::advance, HawkbitAgent> {
@@ -64,7 +64,7 @@ public:
         std::function<time_point()> now;
     };
 
-    /// Stands for the user's acceptance of whatever deployment comes.
+    /// Accepts the next deployment, whatever its id.
     static constexpr const char* any_deployment = "ANY";
 
     /// @param server host name or address of the update server, optionally with ":port"
@@ -76,14 +76,14 @@ public:
     /// Called once, before the first tick.
     void configure(AgentSettings new_settings);
 
-    /// One step of the polling cycle and of the running deployment. A report that the server does
-    /// not take leaves this function as the client's exception.
+    /// One step of the polling cycle and of the running deployment. Throws what the client throws
+    /// if a report cannot be delivered.
     void tick();
-    /// Begins the next polling cycle, if the agent is finished or waiting.
+    /// Starts the next polling cycle if the agent is finished or waiting.
     void restart();
-    /// Polls at the next occasion, dormant or not.
+    /// Makes the agent poll at the next opportunity, even a dormant one.
     void force_poll();
-    /// Gives the agent up: a running deployment is cancelled without a report on that.
+    /// Gives up the agent: a running deployment is cancelled without a report.
     void abort();
     /// Lets the deployment with this id start, or any with any_deployment.
     void accept_deployment(const std::string& action_id) { control_->accept_deployment(action_id); }
@@ -95,7 +95,7 @@ public:
     [[nodiscard]] bool is_deploying() const;
     [[nodiscard]] time_point next_poll() const { return controller.next_poll(); }
     [[nodiscard]] const hawkbit::Attributes& attributes() const { return settings.attributes; }
-    /// What other threads see of this agent and may ask of it; never null.
+    /// The part of this agent that other threads can use; never null.
     [[nodiscard]] const std::shared_ptr<AgentControl>& control() const { return control_; }
 
     /// @name Guards of the state machine

@@ -7,7 +7,7 @@
 namespace zephran {
 
 bool HawkbitAgent::is_dormant() {
-    // A forced poll is spent here, so that even a dormant agent polls once for it.
+    // This consumes the forced poll, so that a dormant agent polls exactly once.
     const bool status = !control_->take_forced_poll() && settings.dormant;
     ZLOG_INFO("event", "is_dormant", "status", status);
     return status;
@@ -38,7 +38,7 @@ bool HawkbitAgent::is_new_config_data_required() {
 }
 
 bool HawkbitAgent::has_active_deployment() {
-    // The offer is gone as well when its deployment ended after this cycle had chosen to fetch it.
+    // The offer may also have gone since this cycle decided to fetch it: its deployment has ended.
     const bool status = is_deploying() || !deployment_action_requested;
     ZLOG_INFO("event", "has_active_deployment", "status", status);
     return status;

@@ -11,8 +11,8 @@ namespace zephran::fsm_rows {
 using boost::msm::front::none;
 using boost::msm::front::Row;
 
-/// What the front ends have in common: an owner, whose data guards and actions work on. Events
-/// without a row are ignored.
+/// Base of the front ends: guards and actions work on the owner's data. Events without a row are
+/// ignored.
 ///
 /// @tparam Def the front end itself
 template <class Def, class Owner>
@@ -70,7 +70,7 @@ struct Tell {
     }
 };
 
-/// mpl::vector holds only twenty types when they are given at once; appended it holds any number.
+/// mpl::vector takes at most twenty types at once, but any number one by one.
 template <class Sequence, class... Rows>
 struct Append {
     using type = Sequence;

@@ -6,8 +6,8 @@
 
 namespace zephran {
 
-/// Where an artifact is downloaded to: the temporary directory followed by its file name. That name
-/// comes from the network; one that could lead out of the directory has no path.
+/// Where an artifact is downloaded to: the temporary directory followed by its file name. The name
+/// comes from the network; one that could lead out of the directory is rejected.
 /// @throws hawkbit::UnsafeFilenameException
 std::string artifact_path(const hawkbit::DeploymentActionMessage::Artifact& artifact);
 

@@ -16,7 +16,7 @@ void copy_file(const std::string& source, const std::string& destination) {
         BOOST_THROW_EXCEPTION(common::OutputFileOpenException{}
                               << common::filename_tag{destination});
     }
-    // Inserting an empty buffer counts as a failure of the output stream.
+    // Inserting an empty buffer would set the failure bit of the output stream.
     if (input.peek() != std::ifstream::traits_type::eof()) {
         output << input.rdbuf();
     }

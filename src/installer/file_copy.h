@@ -4,7 +4,7 @@
 
 namespace zephran::installer {
 
-/// Replaces the destination with the bytes of the source.
+/// Copies a file; an existing destination is overwritten.
 ///
 /// @throws common::InputFileOpenException, common::OutputFileOpenException,
 ///         common::FileWriteException, common::FileReadException, each with the path as

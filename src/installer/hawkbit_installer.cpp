@@ -109,7 +109,7 @@ void HawkbitInstaller::tell_cancel_installation() {
     try {
         cancel_installation();
     } catch (const std::exception& error) {
-        // A failed installation is over, whether or not it can be cancelled.
+        // A failed installation has ended, whether or not it can be cancelled.
         if (outcome == Outcome::open) {
             throw;
         }

@@ -43,28 +43,28 @@ struct CannotBeCancelledException : common::Exception {
     CannotBeCancelledException() : Exception{"Installation cannot be cancelled"} {}
 };
 
-/// Installs one chunk of a deployment. A concrete installer says how to start, to question and to
-/// cancel; this base drives it through its state machine, one step a tick, and keeps the record of
-/// installed versions in the configuration store.
+/// Installs one chunk of a deployment. A concrete installer knows how to start, query and cancel
+/// its installation; this base class drives it through its state machine, one step per tick, and
+/// keeps the record of installed versions in the configuration store.
 class HawkbitInstaller
     : public AdvancingFSM<hawkbit_installer_fsm::FSMDef, hawkbit_installer_fsm::events::cancel,
                           hawkbit_installer_fsm::events::advance, HawkbitInstaller> {
 public:
     using Clock = std::function<std::chrono::system_clock::time_point()>;
 
-    /// An installation that takes this long has failed.
+    /// An installation fails if it takes this long.
     static constexpr std::chrono::seconds time_limit{7200};
 
     ~HawkbitInstaller() override;
 
-    /// Says what to install, and for which target, before the first tick.
+    /// Sets what to install, and for which target, before the first tick.
     /// @param attributes of the target; must outlive the installer
     void assign(const hawkbit::DeploymentActionMessage::Chunk& new_chunk,
                 const hawkbit::Attributes& attributes);
 
     void cancel();
-    /// Takes up an installation that was started before an interruption: it is not started again,
-    /// only asked whether it has finished.
+    /// Resumes an installation that was started before an interruption: it is not started again,
+    /// but only asked whether it has finished.
     void resume();
 
     [[nodiscard]] bool is_finished() const { return outcome == Outcome::finished; }
@@ -77,13 +77,13 @@ public:
     [[nodiscard]] virtual bool will_reboot() const { return false; }
     /// True if a finished installation is recorded in the configuration store.
     [[nodiscard]] virtual bool records_installed_version() const { return true; }
-    /// True if an interrupted installation can tell afterwards whether it has finished. The others
-    /// would wait for their time limit, so their chunk is installed anew.
+    /// True if it can be determined after an interruption whether the installation has finished.
+    /// Otherwise the chunk is installed again: waiting would only end at the time limit.
     [[nodiscard]] virtual bool can_resume() const { return false; }
 
-    /// The recorded version of a part type, "" when there is none.
+    /// The recorded version of a part type, "" if there is none.
     static std::string get_installed_version(const std::string& part);
-    /// When that version was installed, such as "2024-03-01T12:00:00Z"; "" when there is none.
+    /// When that version was installed, such as "2024-03-01T12:00:00Z"; "" if there is none.
     static std::string get_installed_version_time(const std::string& part);
 
     /// Forwards to installer::copy_file() and throws what that throws.
@@ -102,7 +102,7 @@ public:
     void enter_cancelled();
 
     /// Keeps the error of an exception that a guard or an action threw.
-    /// @param while_cancelling the exception answers a cancel, it is no failure of its own
+    /// @param while_cancelling it was thrown while a cancel was processed: the cancel is refused
     void exception_caught(const std::exception& error, bool while_cancelling) {
         ZLOG_ERROR("event", "exception_caught", "action", "fsm_installer_event", "what",
                    error.what());
@@ -120,12 +120,12 @@ protected:
     /// Throws unless the chunk has the number of artifacts that the installer can handle.
     /// @throws ArtifactCountMismatchException unless there is exactly one
     virtual void check_artifact_count();
-    /// Starts the installation; short ones run to their end in here.
+    /// Starts the installation; a short one may run to its end here.
     virtual void start_installation() = 0;
     /// @throws any exception to report that the installation has failed
     [[nodiscard]] virtual bool installation_has_finished() = 0;
     /// Starts to cancel the running installation.
-    /// @throws CannotBeCancelledException when that is impossible
+    /// @throws CannotBeCancelledException if that is impossible
     virtual void cancel_installation() = 0;
     [[nodiscard]] virtual bool cancellation_has_finished() = 0;
 
@@ -134,21 +134,20 @@ protected:
     std::ostream& report() { return report_; }
 
 private:
-    /// What has become of the installation, from the least to the most final. The state machine
-    /// answers an exception with a cancel, and the states that follow are the same whether somebody
-    /// asked for that or the installation had failed; the outcome tells these apart.
+    /// The outcome of the installation, from the least to the most final. A requested cancel and a
+    /// failure lead through the same states of the machine; the outcome distinguishes them.
     enum class Outcome {
-        /// Not known yet. A cancel may be refused, and the installation then runs on.
+        /// Not known yet. If a cancel is refused, the installation continues.
         open,
-        /// An exception ended it. A cancel may no longer be refused.
+        /// An exception has ended it. A refused cancel no longer keeps it running.
         failed,
-        /// It has failed and cannot be cancelled: nobody waits for a cancellation.
+        /// It has failed and cannot be cancelled: there is no cancellation to wait for.
         abandoned,
         finished,
         cancelled
     };
 
-    /// The only place that changes the outcome, and never back to a less final one.
+    /// The only function that changes the outcome; it never makes it less final.
     void move_to(Outcome next);
     void store_installed_version_time();
 

@@ -62,7 +62,7 @@ bool MTDInstaller::holds_image() const {
     return get_file_md5(device, static_cast<std::size_t>(image.size())) == image.md5();
 }
 
-// The text goes to dd as it stands.
+// The text is passed to dd unchanged.
 std::string MTDInstaller::erase_size() const {
     std::ifstream file{erase_size_file};
     if (!file) {

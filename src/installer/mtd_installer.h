@@ -9,7 +9,7 @@
 
 namespace zephran::installer {
 
-/// Writes a boot loader to a flash partition, and reads it back.
+/// Writes a boot loader to a flash partition and reads it back.
 class MTDInstaller : public OneTickInstaller {
 public:
     /// Other values than these are for unit tests.
@@ -19,7 +19,7 @@ public:
     };
 
     /// @param device_name    name of the partition, such as "mtd1"
-    /// @param write_attempts the most erase-and-write attempts
+    /// @param write_attempts maximum number of erase-and-write attempts
     MTDInstaller(const std::string& device_name, std::uint32_t write_attempts);
     MTDInstaller(const std::string& device_name, std::uint32_t write_attempts,
                  const Environment& environment);
@@ -27,13 +27,13 @@ public:
     static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
 
 protected:
-    /// Skips a partition that holds the image already.
+    /// Skips a partition that already holds the image.
     ///
-    /// @throws common::InputFileOpenException, common::FileReadException when the size of an erase
-    ///         block is not known
-    /// @throws ProgramExecutionFailedException when the first erase fails
-    /// @throws InstallationFailedException when no write succeeds
-    /// @throws VerificationFailedException when the partition reads back otherwise
+    /// @throws common::InputFileOpenException, common::FileReadException if the erase block size is
+    ///         unknown
+    /// @throws ProgramExecutionFailedException if the first erase fails
+    /// @throws InstallationFailedException if no write succeeds
+    /// @throws VerificationFailedException if the partition reads back differently
     void start_installation() override;
 
 private:

@@ -26,8 +26,8 @@ bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
-/// Runs a tool without a time limit. Its command line, which may hold the password, is kept out of
-/// the records: those reach the update server.
+/// Runs a tool without a time limit. Its command line may contain the password and is kept out of
+/// the records, which are sent to the update server.
 /// @return its exit code
 int run(const std::string& command, const char* tool, std::string& output) {
     try {

@@ -8,7 +8,7 @@
 
 namespace zephran::installer {
 
-/// Hands a firmware file to the service that drives the gateway's own powerline chip.
+/// Installs a firmware file for the service that drives the gateway's own powerline chip.
 class PLCInstaller : public OneTickInstaller {
 public:
     /// Other values than these are for unit tests.
@@ -23,9 +23,9 @@ public:
     static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
 
 protected:
-    /// The service runs again afterwards, whether or not the file could be copied.
+    /// The service is started again even if the file cannot be copied.
     ///
-    /// @throws ProgramExecutionFailedException when the service cannot be stopped or started
+    /// @throws ProgramExecutionFailedException if the service cannot be stopped or started
     /// @throws what copy_file() throws
     void start_installation() override;
 

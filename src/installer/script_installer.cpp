@@ -16,7 +16,7 @@ const InstallerRegistration registration{"script", 15, ScriptInstaller::create};
 
 void make_executable(const std::string& path) {
     if (chmod(path.c_str(), S_IRWXU) != 0) {
-        // Running it fails as well then, with an exit code that reaches the server.
+        // Running the script will fail as well, with an exit code that is reported to the server.
         ZLOG_WARNING("action", "start_installation", "message", "could not make script executable",
                      "path", path, "what", std::generic_category().message(errno));
     }
@@ -42,7 +42,7 @@ void ScriptInstaller::start_installation() {
     const std::string path = artifact_path(chunk().artifacts().front());
     make_executable(path);
 
-    // The script takes the place of the shell, so that the time limit ends the script itself.
+    // exec replaces the shell, so that the time limit applies to the script itself.
     std::string output;
     const int exit_code = common::POpen{"exec " + path, limits}.wait(output, time_limit_of_script);
     report() << output;

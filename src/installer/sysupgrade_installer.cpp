@@ -68,7 +68,7 @@ void SysupgradeInstaller::run_sysupgrade() {
     std::string output;
     const int exit_code = common::POpen{sysupgrade}.wait(output, 0);
     if (exit_code == handed_over && output.find("Commencing upgrade") != std::string::npos) {
-        // Goes on after a signal: the tool ends all processes before it reboots.
+        // Continues after a signal: the tool ends all processes before it reboots.
         std::this_thread::sleep_for(upgrade_pause);
     }
     platform::recover_install();

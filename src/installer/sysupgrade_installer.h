@@ -9,8 +9,8 @@
 
 namespace zephran::installer {
 
-/// Writes a firmware image. The tool reboots the device; after that the installation is resumed,
-/// and the version that runs then tells whether it succeeded.
+/// Writes a firmware image. The tool reboots the device. The installation is then resumed, and the
+/// running version shows whether it has succeeded.
 class SysupgradeInstaller : public OneTickInstaller {
 public:
     /// Other values than these are for unit tests.
@@ -30,11 +30,11 @@ public:
     [[nodiscard]] bool can_resume() const override { return true; }
 
 protected:
-    /// Returns only when the version runs already: otherwise the device reboots, or
+    /// Returns only if the version is already running; otherwise the device reboots, or it throws.
     /// @throws ProgramExecutionFailedException, common::AbnormalTerminationException,
     ///         common::POpenFailedException
     void start_installation() override;
-    /// @throws VersionMismatchException when another version runs after the reboot
+    /// @throws VersionMismatchException if another version is running after the reboot
     [[nodiscard]] bool installation_has_finished() override;
 
 private:
