@@ -21,7 +21,7 @@ struct VersionMismatchException : common::Exception {
     VersionMismatchException() : Exception{"Installed version differs"} {}
 };
 
-/// Does nothing but what a test tells it, and notes what it is asked.
+/// Does only what a test tells it, and records the calls.
 class TestInstaller : public HawkbitInstaller {
 public:
     explicit TestInstaller(Clock clock) : HawkbitInstaller{std::move(clock)} {}
@@ -68,7 +68,7 @@ protected:
     }
 };
 
-/// One installer of a chunk os:firmware:2.1.0 and what surrounds it.
+/// One installer of a chunk os:firmware:2.1.0 in a simulated environment.
 class InstallerTest : public testing::Test {
 protected:
     InstallerTest() {

@@ -18,7 +18,7 @@ namespace {
 
 using Words = std::initializer_list<std::uint32_t>;
 
-/// Plays a broker up to one call, and then reads nothing any more.
+/// Acts as a broker up to one call and then stops reading.
 class StallingBroker {
 public:
     explicit StallingBroker(const std::string& path)
@@ -67,7 +67,7 @@ private:
     std::thread player;
 };
 
-TEST(StalledBroker, DoesNotHoldUpTheEndOfAnObjectThatIsReplying) {
+TEST(StalledBroker, DoesNotBlockTheDestructionOfAnObjectThatIsReplying) {
     constexpr std::chrono::milliseconds soon{10};
     const CapturedLog log;
     const TemporaryDirectory directory;
@@ -93,7 +93,7 @@ TEST(StalledBroker, DoesNotHoldUpTheEndOfAnObjectThatIsReplying) {
 
     demo.reset();
 
-    // the reply was cut off, and that was noticed
+    // The reply was cut off, and the error was noticed.
     EXPECT_NE(log.text().find("Failed to send reply"), std::string::npos) << log.text();
 }
 

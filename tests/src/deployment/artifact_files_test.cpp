@@ -24,7 +24,7 @@ Artifact artifact(const ArtifactText& text) {
 
 class ArtifactFiles : public ::testing::Test {
 protected:
-    /// The path that a failed verification names, "" when it does not fail.
+    /// The path that a failed verification names, "" if it does not fail.
     [[nodiscard]] static std::string refused_path(const Artifact& refused) {
         try {
             artifact_files::verify(refused);

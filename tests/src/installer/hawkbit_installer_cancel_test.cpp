@@ -96,7 +96,7 @@ TEST_F(CancelledInstaller, EndsAfterAVersionMismatchEvenIfItCannotBeCancelled) {
     EXPECT_THAT(platform.config.writes, IsEmpty());
 }
 
-TEST_F(CancelledInstaller, NobodyWaitsForTheCancellationOfAFailureThatCannotBeCancelled) {
+TEST_F(CancelledInstaller, FailureThatCannotBeCancelledWaitsForNoCancellation) {
     installer.can_be_cancelled = false;
     installer.version_mismatch = true;
     start_installing();
@@ -110,7 +110,7 @@ TEST_F(CancelledInstaller, NobodyWaitsForTheCancellationOfAFailureThatCannotBeCa
     EXPECT_THAT(installer.calls, ElementsAre("finished?", "cancel"));
 }
 
-TEST_F(CancelledInstaller, CancellationThatFailsIsAnErrorAndIsAwaitedAllTheSame) {
+TEST_F(CancelledInstaller, CancellationThatFailsIsAnErrorAndIsStillAwaited) {
     start_installing();
     installer.cancel();
     installer.cancellation_fails = true;

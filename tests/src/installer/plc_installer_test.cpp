@@ -123,7 +123,7 @@ TEST_F(PLCInstallerTest, ServiceIsStartedAgainWhenTheDiskIsFull) {
     EXPECT_EQ(tools.calls(), (Lines{"plc stop", "plc start"}));
 }
 
-TEST_F(PLCInstallerTest, FailedCopyStaysTheErrorWhenTheServiceDoesNotStartEither) {
+TEST_F(PLCInstallerTest, FailedCopyIsTheErrorEvenIfTheServiceDoesNotStart) {
     start_with("[ $1 = stop ] || exit 1");
 
     EXPECT_TRUE(installer->is_cancelled());

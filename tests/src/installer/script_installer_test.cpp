@@ -47,7 +47,7 @@ TEST_F(ScriptInstallerTest, ScriptBecomesExecutableForTheOwnerAlone) {
     EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms::owner_all);
 }
 
-TEST_F(ScriptInstallerTest, ExitCodeOfAFailedScriptIsTheError) {
+TEST_F(ScriptInstallerTest, ExitCodeOfAFailedScriptIsReported) {
     platform.directory.write("update.sh", "#!/bin/sh\necho no room\nexit 2\n");
 
     start({"update.sh"});
@@ -132,7 +132,7 @@ TEST(ScriptInstallerTimeLimit, IsFifteenMinutes) {
     EXPECT_EQ(ScriptInstaller::default_time_limit, std::chrono::minutes{15});
 }
 
-TEST(ScriptInstallerTimeLimit, ScriptBeyondItIsKilled) {
+TEST(ScriptInstallerTimeLimit, ScriptThatExceedsItIsKilled) {
     const FakePlatform platform;
     const hawkbit::Attributes attributes;
     platform.directory.write("update.sh", "#!/bin/sh\necho $$\nexec sleep 1000\n");

@@ -55,7 +55,7 @@ protected:
     FakePlatform platform;
     CapturedLog log{"INFO"};
     SimulatedTools tools;
-    // An hour would be noticed: no test but those of the pause may come to it.
+    // A test that waited this long by mistake would time out.
     SysupgradeInstaller::Environment environment{{}, std::chrono::hours{1}};
     hawkbit::Attributes attributes;
     std::string path = platform.temp_directory + "fw.bin";
@@ -69,14 +69,14 @@ TEST_F(SysupgradeInstallerTest, CommandNamesTheArtifactInQuotes) {
     EXPECT_EQ(tools.calls(), Lines{"sysupgrade " + path});
 }
 
-TEST_F(SysupgradeInstallerTest, CommandForNandFlashSaysSo) {
+TEST_F(SysupgradeInstallerTest, CommandForNandFlashHasTheNandOption) {
     start_with("", "nand");
 
     EXPECT_EQ(executed(), Lines{"sysupgrade nand '" + path + "'"});
     EXPECT_EQ(tools.calls(), Lines{"sysupgrade nand " + path});
 }
 
-TEST_F(SysupgradeInstallerTest, OtherFlashTypesAreNotNamed) {
+TEST_F(SysupgradeInstallerTest, OtherFlashTypesHaveNoOption) {
     for (const char* const flash_type : {"nor", "NAND", "nand ", "nand2"}) {
         start_with("", flash_type);
 
@@ -116,7 +116,7 @@ TEST_F(SysupgradeInstallerTest, BeginningOfTheRunningVersionIsAnotherVersion) {
     EXPECT_EQ(tools.calls().size(), 1U);
 }
 
-TEST_F(SysupgradeInstallerTest, RunningVersionIsNotedAndRoomMadeForTheTool) {
+TEST_F(SysupgradeInstallerTest, RunningVersionIsStoredAndTheDevicePreparedForTheTool) {
     start_with("exit 1");
 
     EXPECT_EQ(platform.config.values,
@@ -146,7 +146,7 @@ TEST_F(SysupgradeInstallerTest, UnreadableVersionStopsItBeforeTheTool) {
     EXPECT_TRUE(platform.config.writes.empty());
 }
 
-TEST_F(SysupgradeInstallerTest, OutputOfAFailedToolIsReportedAsItIs) {
+TEST_F(SysupgradeInstallerTest, OutputOfAFailedToolIsReportedUnchanged) {
     start_with("echo 'Image <i>check</i> failed & co.'\nprintf '\\377\\300'\nexit 1");
 
     expect_tool_failure(
@@ -169,7 +169,7 @@ TEST_F(SysupgradeInstallerTest, MissingToolIsAnError) {
     expect_tool_failure("program_exit_code: 127\nprogram_output: ");
 }
 
-// The number 0 stands for the process group, which the shell between is part of.
+// "kill 0" signals the whole process group, including the shell that runs the tool.
 TEST_F(SysupgradeInstallerTest, SignalThatEndsTheToolIsTheError) {
     start_with("echo writing\nkill -9 0");
 
@@ -194,7 +194,7 @@ TEST_F(SysupgradeInstallerTest, WaitsForTheRebootAfterTheToolHasHandedOver) {
     EXPECT_EQ(platform.config.values.at(unconfirmed), old_version);
 }
 
-TEST_F(SysupgradeInstallerTest, WaitForTheRebootLastsThroughSignals) {
+TEST_F(SysupgradeInstallerTest, WaitForTheRebootContinuesAfterSignals) {
     environment.upgrade_pause = milliseconds{300};
     tools.add("sysupgrade", "echo Commencing upgrade\nexit 10");
     make_installer();
@@ -209,7 +209,7 @@ TEST_F(SysupgradeInstallerTest, WaitForTheRebootLastsThroughSignals) {
     expect_tool_failure("program_exit_code: 10\nprogram_output: Commencing upgrade\n");
 }
 
-TEST_F(SysupgradeInstallerTest, OtherEndsOfTheToolAreNotWaitedFor) {
+TEST_F(SysupgradeInstallerTest, NoWaitAfterAnyOtherEndOfTheTool) {
     start_with("echo nothing to do\nexit 10");
     expect_tool_failure("program_exit_code: 10\nprogram_output: nothing to do\n");
 
