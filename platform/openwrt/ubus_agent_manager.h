@@ -19,7 +19,7 @@ class UbusAgentManager : public AgentManager {
 public:
     UbusAgentManager() = default;
     /// For tests, which have a broker of their own and put something else in place of the pause.
-    UbusAgentManager(ubus::UbusContext::Settings chosen_bus, std::function<void()> loop_pause);
+    UbusAgentManager(ubus::UbusContext::Environment environment, std::function<void()> loop_pause);
     ~UbusAgentManager() override = default;
 
     /// @name Methods of the object
@@ -46,7 +46,7 @@ private:
     [[nodiscard]] std::shared_ptr<AgentControl> gateway_control() const;
     [[nodiscard]] bool force_polls(const Json::Value& arguments) const;
 
-    ubus::UbusContext::Settings bus;
+    ubus::UbusContext::Environment bus;
     // The last member: its receiver must be gone before anything that the handlers use.
     std::unique_ptr<ubus::UbusObject> object;
 };

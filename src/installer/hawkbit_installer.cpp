@@ -1,11 +1,12 @@
 #include "installer/hawkbit_installer.h"
 
+#include <algorithm>
 #include <array>
 #include <ctime>
-#include <fstream>
 #include <utility>
 
 #include "config.h"
+#include "installer/file_copy.h"
 #include "platform.h"
 
 namespace zephran {
@@ -59,9 +60,9 @@ HawkbitInstaller::HawkbitInstaller(Clock current_time)
 
 HawkbitInstaller::~HawkbitInstaller() = default;
 
-void HawkbitInstaller::assign(const hawkbit::DeploymentActionMessage::Chunk& assigned_chunk,
+void HawkbitInstaller::assign(const hawkbit::DeploymentActionMessage::Chunk& new_chunk,
                               const hawkbit::Attributes& attributes) {
-    chunk_to_install = assigned_chunk;
+    chunk_ = new_chunk;
     target_attributes = &attributes;
 }
 
@@ -90,7 +91,7 @@ bool HawkbitInstaller::installation_has_timeout() {
 
 bool HawkbitInstaller::ask_cancellation_has_finished() {
     ZLOG_DEBUG("event", "cancellation_has_finished", "fsm", fsm_identity());
-    return cancellation_abandoned || cancellation_has_finished();
+    return outcome == Outcome::abandoned || cancellation_has_finished();
 }
 
 void HawkbitInstaller::tell_check_artifact_count() {
@@ -108,14 +109,14 @@ void HawkbitInstaller::tell_cancel_installation() {
     try {
         cancel_installation();
     } catch (const std::exception& error) {
-        // An installation that has failed is over, whether or not it can be cancelled.
-        if (!failed_by_itself) {
+        // A failed installation has ended, whether or not it can be cancelled.
+        if (outcome == Outcome::open) {
             throw;
         }
         ZLOG_WARNING("event", "exception_caught", "action", "cancel_installation", "what",
                      boost::diagnostic_information(error), "message",
                      "giving up a failed installation");
-        cancellation_abandoned = true;
+        move_to(Outcome::abandoned);
     }
 }
 
@@ -126,11 +127,15 @@ void HawkbitInstaller::fail_cancellation() {
 
 void HawkbitInstaller::enter_finished() {
     store_installed_version_time();
-    finished = true;
+    move_to(Outcome::finished);
 }
 
 void HawkbitInstaller::enter_cancelled() {
-    cancelled = true;
+    move_to(Outcome::cancelled);
+}
+
+void HawkbitInstaller::move_to(Outcome next) {
+    outcome = std::max(outcome, next);
 }
 
 void HawkbitInstaller::store_installed_version_time() {
@@ -152,26 +157,7 @@ std::string HawkbitInstaller::get_installed_version_time(const std::string& part
 }
 
 void HawkbitInstaller::copy_file(const std::string& source, const std::string& destination) {
-    std::ifstream input{source, std::ios::binary};
-    if (!input) {
-        BOOST_THROW_EXCEPTION(common::InputFileOpenException{} << common::filename_tag{source});
-    }
-    std::ofstream output{destination, std::ios::binary | std::ios::trunc};
-    if (!output) {
-        BOOST_THROW_EXCEPTION(common::OutputFileOpenException{}
-                              << common::filename_tag{destination});
-    }
-    // Inserting an empty buffer counts as a failure of the output stream.
-    if (input.peek() != std::ifstream::traits_type::eof()) {
-        output << input.rdbuf();
-    }
-    output.flush();
-    if (!output) {
-        BOOST_THROW_EXCEPTION(common::FileWriteException{} << common::filename_tag{destination});
-    }
-    if (!input) {
-        BOOST_THROW_EXCEPTION(common::FileReadException{} << common::filename_tag{source});
-    }
+    installer::copy_file(source, destination);
 }
 
 }  // namespace zephran

@@ -5,7 +5,7 @@
 
 #include "common/popen.h"
 #include "config.h"
-#include "deployment/artifact_files.h"
+#include "installer/artifact_path.h"
 #include "installer/exceptions.h"
 #include "installer/firmware_version.h"
 #include "installer/installer_factory.h"
@@ -31,17 +31,19 @@ void store_version(const char* key, const std::string& version) {
 }  // namespace
 
 SysupgradeInstaller::SysupgradeInstaller(std::string flash_type)
-    : SysupgradeInstaller{std::move(flash_type), Settings{}} {}
+    : SysupgradeInstaller{std::move(flash_type), Environment{}} {}
 
-SysupgradeInstaller::SysupgradeInstaller(std::string flash_type, Settings chosen_settings)
-    : installed_flash_type{std::move(flash_type)}, settings{std::move(chosen_settings)} {}
+SysupgradeInstaller::SysupgradeInstaller(std::string flash_type, Environment environment)
+    : installed_flash_type{std::move(flash_type)},
+      version_file{std::move(environment.version_file)},
+      upgrade_pause{environment.upgrade_pause} {}
 
 std::unique_ptr<HawkbitInstaller> SysupgradeInstaller::create(const InstallerContext& context) {
     return std::make_unique<SysupgradeInstaller>(context.installed_flash_type);
 }
 
 void SysupgradeInstaller::start_installation() {
-    const std::string running = get_installed_nevra_version(settings.version_file);
+    const std::string running = get_installed_nevra_version(version_file);
     if (running == chunk().version()) {
         ZLOG_INFO("action", "start_installation", "message", "version is already installed",
                   "version", running);
@@ -55,8 +57,7 @@ void SysupgradeInstaller::start_installation() {
 
 std::string SysupgradeInstaller::command() const {
     const std::string flash_option = installed_flash_type == "nand" ? "nand" : "";
-    return "sysupgrade " + flash_option + " '" +
-           artifact_files::path_of(chunk().artifacts().front()) + "'";
+    return "sysupgrade " + flash_option + " '" + artifact_path(chunk().artifacts().front()) + "'";
 }
 
 void SysupgradeInstaller::run_sysupgrade() {
@@ -67,8 +68,8 @@ void SysupgradeInstaller::run_sysupgrade() {
     std::string output;
     const int exit_code = common::POpen{sysupgrade}.wait(output, 0);
     if (exit_code == handed_over && output.find("Commencing upgrade") != std::string::npos) {
-        // Goes on after a signal: the tool ends all processes before it reboots.
-        std::this_thread::sleep_for(settings.upgrade_pause);
+        // Continues after a signal: the tool ends all processes before it reboots.
+        std::this_thread::sleep_for(upgrade_pause);
     }
     platform::recover_install();
     if (exit_code != 0) {
@@ -82,7 +83,7 @@ bool SysupgradeInstaller::installation_has_finished() {
     if (OneTickInstaller::installation_has_finished()) {
         return true;
     }
-    const std::string running = get_installed_nevra_version(settings.version_file);
+    const std::string running = get_installed_nevra_version(version_file);
     if (running != chunk().version()) {
         BOOST_THROW_EXCEPTION(VersionMismatchException{} << expected_version_tag{chunk().version()}
                                                          << found_version_tag{running});

@@ -70,7 +70,7 @@ protected:
         return {all.begin(), all.begin() + count};
     }
 
-    /// The lines that the installation has written, without what stands before their fields.
+    /// The log lines of the installation, fields only.
     [[nodiscard]] std::vector<std::string> lines() const {
         return logged_after(" start_installation: ", log.text());
     }
