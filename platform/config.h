@@ -2,9 +2,12 @@
 
 #include <string>
 
+#include "common/option_not_found.h"
+
 namespace zephran {
 
-/// Persistent key/value store of the device. Keys have the form "package.section.option".
+/// Persistent key/value store of the device. Keys have the form "package.section.option". Several
+/// threads may use it at once.
 class Config {
 public:
     Config() = default;
@@ -14,7 +17,7 @@ public:
 
     /// True when the key names an existing string option.
     [[nodiscard]] virtual bool has_option(const std::string& key) = 0;
-    /// @throws PackageNotFoundException (uci/exceptions.h) when has_option() would be false
+    /// @throws OptionNotFoundException with config_key_tag when has_option() would be false
     [[nodiscard]] virtual std::string get_option(const std::string& key) = 0;
     /// Stores and commits. An empty value deletes the option; no section is ever created.
     /// @returns false when nothing, or not everything, was stored
