@@ -46,29 +46,32 @@ public:
 
 }  // namespace
 
-// Never destroyed: a thread may still read the configuration while the process ends.
-UciConfig& UciConfig::Default = *std::make_unique<UciConfig>("/tmp/state/").release();
+// Never destroyed: threads may still read the configuration while the process ends.
+UciConfig& UciConfig::Default = *new UciConfig{"/tmp/state/"};
 
-UciConfig::UciConfig(std::string overlay_directory) : delta_path{std::move(overlay_directory)} {}
+UciConfig::UciConfig(std::string overlay_directory)
+    : UciConfig{std::move(overlay_directory), Environment{}} {}
 
-UciConfig::UciConfig(std::string overlay_directory, Backend replaced_backend)
-    : delta_path{std::move(overlay_directory)}, backend{std::move(replaced_backend)} {}
+UciConfig::UciConfig(std::string overlay_directory, Environment environment)
+    : delta_path{std::move(overlay_directory)},
+      library_{environment.library},
+      prepare_context{std::move(environment.prepare_context)} {}
 
 const UciLibrary& UciConfig::library() const {
-    return backend.library == nullptr ? UciLibrary::Default : *backend.library;
+    return library_ == nullptr ? UciLibrary::Default : *library_;
 }
 
 bool UciConfig::has_option(const std::string& key) {
     if (!library().available) {
         return false;
     }
-    const Lookup lookup{library(), delta_path, backend.prepare_context, key};
+    const Lookup lookup{library(), delta_path, prepare_context, key};
     return lookup.string_value() != nullptr;
 }
 
 std::string UciConfig::get_option(const std::string& key) {
     if (library().available) {
-        const Lookup lookup{library(), delta_path, backend.prepare_context, key};
+        const Lookup lookup{library(), delta_path, prepare_context, key};
         if (const char* const value = lookup.string_value()) {
             return value;
         }
@@ -82,7 +85,7 @@ bool UciConfig::set_option(const std::string& key, const std::string& value) {
     }
     std::string assignment = key;
     assignment.append("=").append(value);
-    Lookup lookup{library(), delta_path, backend.prepare_context, std::move(assignment)};
+    Lookup lookup{library(), delta_path, prepare_context, std::move(assignment)};
     if (!lookup.succeeded) {
         return false;
     }
@@ -98,7 +101,7 @@ bool UciConfig::delete_option(const std::string& key) {
     if (!library().available) {
         return false;
     }
-    Lookup lookup{library(), delta_path, backend.prepare_context, key};
+    Lookup lookup{library(), delta_path, prepare_context, key};
     if (!lookup.succeeded || library().remove(lookup.context.get(), &lookup.pointer) != 0) {
         return false;
     }

@@ -14,8 +14,8 @@ class UciLibrary;
 /// call works on a context of its own, so calls from several threads do not disturb each other.
 class UciConfig {
 public:
-    /// What tests replace. A production object keeps the defaults.
-    struct Backend {
+    /// What it depends on. Other values than these are for unit tests.
+    struct Environment {
         /// Null for the process-wide binding, UciLibrary::Default.
         const UciLibrary* library = nullptr;
         /// Called with each new uci_context before it is used, if set.
@@ -24,7 +24,7 @@ public:
 
     /// @param overlay_directory see delta_path
     explicit UciConfig(std::string overlay_directory);
-    UciConfig(std::string overlay_directory, Backend replaced_backend);
+    UciConfig(std::string overlay_directory, Environment environment);
 
     /// The store of the device, with run-time values from "/tmp/state/" layered over it.
     static UciConfig& Default;
@@ -55,7 +55,8 @@ public:
 private:
     [[nodiscard]] const UciLibrary& library() const;
 
-    Backend backend;
+    const UciLibrary* library_;
+    std::function<void(void* context)> prepare_context;
 };
 
 }  // namespace zephran

@@ -8,15 +8,15 @@ namespace zephran::platform::openwrt {
 /// undone afterwards: a firmware installation ends in a reboot.
 class Preparation {
 public:
-    /// What is run; only unit tests run something else.
-    struct Programs {
+    /// The programs that it runs. Other values than these are for unit tests.
+    struct Environment {
         std::string download_script = "/sbin/prepare_download.sh";
         /// Stopped before an installation on devices that have it.
         std::string service_script = "/etc/init.d/opensync";
     };
 
-    Preparation() = default;
-    explicit Preparation(Programs replaced_programs);
+    Preparation() : Preparation{Environment{}} {}
+    explicit Preparation(Environment environment);
 
     /// Runs the download script for a firmware part, to its end and whatever comes of it.
     /// @param part type of the chunk that is about to be downloaded
@@ -30,7 +30,8 @@ public:
     void prepare_install(const std::string& part);
 
 private:
-    Programs programs;
+    std::string download_script;
+    std::string service_script;
     bool download_prepared = false;
     bool install_prepared = false;
 };

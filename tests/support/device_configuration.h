@@ -11,7 +11,7 @@ namespace zephran {
 /// Nothing is set at first.
 class DeviceConfiguration {
 public:
-    DeviceConfiguration() { UciConfig::Default = UciConfig{"", uci.backend()}; }
+    DeviceConfiguration() { UciConfig::Default = UciConfig{"", uci.environment()}; }
     DeviceConfiguration(const DeviceConfiguration&) = delete;
     DeviceConfiguration(DeviceConfiguration&&) = delete;
     DeviceConfiguration& operator=(const DeviceConfiguration&) = delete;

@@ -20,7 +20,7 @@ protected:
     }
 
     [[nodiscard]] UciConfig config(const std::string& overlay = {}) const {
-        return UciConfig{overlay, uci.backend()};
+        return UciConfig{overlay, uci.environment()};
     }
     [[nodiscard]] std::string file() const { return directory.read("config/zephran"); }
 

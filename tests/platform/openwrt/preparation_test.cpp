@@ -23,7 +23,7 @@ protected:
     [[nodiscard]] std::string calls() const { return directory.read("calls"); }
 
     TemporaryDirectory directory;
-    Preparation::Programs programs{directory.path("download.sh"), directory.path("service")};
+    Preparation::Environment programs{directory.path("download.sh"), directory.path("service")};
     Preparation preparation{programs};
 };
 
@@ -112,8 +112,8 @@ TEST_F(PreparationTest, KilledScriptIsLoggedAndNotRepeated) {
     EXPECT_NE(log.text().find("Program terminated abnormally"), std::string::npos) << log.text();
 }
 
-TEST(PreparationPrograms, AreThoseOfTheDevice) {
-    const Preparation::Programs programs;
+TEST(PreparationEnvironment, AreThoseOfTheDevice) {
+    const Preparation::Environment programs;
 
     EXPECT_EQ(programs.download_script, "/sbin/prepare_download.sh");
     EXPECT_EQ(programs.service_script, "/etc/init.d/opensync");

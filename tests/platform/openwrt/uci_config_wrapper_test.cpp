@@ -14,7 +14,7 @@ class UciConfigWrapperTest : public testing::Test {
 protected:
     UciConfigWrapperTest() {
         uci.directory.write("config/zephran", "config service 'service'\n\toption enabled '1'\n");
-        UciConfig::Default = UciConfig{"", uci.backend()};
+        UciConfig::Default = UciConfig{"", uci.environment()};
     }
     ~UciConfigWrapperTest() override { UciConfig::Default = original; }
 
