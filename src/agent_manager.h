@@ -98,7 +98,7 @@ private:
     void run_iteration();
     void wind_down(unsigned iteration);
     void force_poll_after_reboot();
-    [[nodiscard]] InstallerContext gateway_context();
+    [[nodiscard]] InstallerContext gateway_context() const;
     void publish_controls();
 
     AgentManagerSettings settings;

@@ -3,25 +3,19 @@
 #include <algorithm>
 #include <utility>
 
-#include "config.h"
 #include "deployment/artifact_files.h"
 #include "deployment/deployment_history.h"
 #include "hawkbit/controller.h"
 #include "installer/hawkbit_installer.h"
 #include "installer/installer_factory.h"
 #include "platform.h"
+#include "store/device_store.h"
 
 namespace zephran {
 
 namespace {
 
-void store_rebooted(const char* value) {
-    constexpr const char* key = "zephran.service.rebooted";
-    if (!platform::get_config()->set_option(key, value)) {
-        ZLOG_WARNING("action", "store_rebooted", "message", "could not store config entry", "key",
-                     key, "value", value);
-    }
-}
+constexpr DeviceStore::Caller store_rebooted{"store_rebooted"};
 
 std::string download_url(const HawkbitDeployer::Artifact& artifact) {
     const common::URI& link =
@@ -189,7 +183,7 @@ std::unique_ptr<HawkbitInstaller> HawkbitDeployer::make_installer(const Chunk& f
 void HawkbitDeployer::adopt_installer(std::unique_ptr<HawkbitInstaller> new_installer) {
     installer = std::move(new_installer);
     if (installer->will_reboot()) {
-        store_rebooted("1");
+        DeviceStore{*platform::get_config()}.mark_rebooted(store_rebooted);
     }
 }
 
@@ -197,7 +191,7 @@ void HawkbitDeployer::release_installer() {
     output = installer->hawkbit_log();
     if (installer->will_reboot()) {
         // It is still running, so the reboot did not happen.
-        store_rebooted("0");
+        DeviceStore{*platform::get_config()}.clear_reboot_mark(store_rebooted);
     }
     installer.reset();
 }

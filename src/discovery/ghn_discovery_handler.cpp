@@ -10,6 +10,8 @@
 #include "discovery/ghn_device_type.h"
 #include "ghn/ghn_config.h"
 #include "ghn/ghn_utility.h"
+#include "platform.h"
+#include "store/device_store.h"
 
 namespace zephran::discovery {
 
@@ -51,8 +53,8 @@ void GhnDiscoveryHandler::discover_once() {
 }
 
 GhnDiscoveryHandler::Access GhnDiscoveryHandler::configured_access() {
-    return {ghn::GhnConfig::get_interface(), ghn::GhnConfig::get_password(),
-            ghn::GhnConfig::get_controller_mac()};
+    const ghn::GhnConfig config = DeviceStore{*platform::get_config()}.ghn_config();
+    return {config.get_interface(), config.get_password(), config.get_controller_mac()};
 }
 
 ghn::ConfigLayerCommand GhnDiscoveryHandler::command_for(const Access& access,

@@ -5,6 +5,7 @@
 
 #include "common/exception.h"
 #include "common/json.h"
+#include "common/option_not_found.h"
 #include "common/popen.h"
 #include "common/record.h"
 #include "common/uri.h"
@@ -18,7 +19,6 @@
 #include "installer/installer_factory.h"
 #include "installer/script_installer.h"
 #include "schedule/update_schedule.h"
-#include "uci/exceptions.h"
 
 namespace zephran {
 namespace {

@@ -8,9 +8,9 @@
 
 #include "discovery/ghn_discovery_handler.h"
 #include "support/captured_log.h"
-#include "support/device_configuration.h"
 #include "support/discovery_bench.h"
 #include "support/fake_platform.h"
+#include "support/ghn_options.h"
 #include "support/simulated_modems.h"
 
 namespace zephran::test {
@@ -40,8 +40,8 @@ protected:
     static constexpr const char* type_parameter = "DHCP.GENERAL.ENABLED_IPV4";
 
     GhnDiscoveryTest() {
-        store.set_ghn("br-lan", "hush");
-        store.set_controller_mac(controller);
+        set_ghn(platform.config, "br-lan", "hush");
+        set_controller_mac(platform.config, controller);
         set_domain(controller);
         handler.setup(&manager);
     }
@@ -69,7 +69,6 @@ protected:
 
     CapturedLog log;
     FakePlatform platform;
-    DeviceConfiguration store;
     SimulatedModems modems;
     UnreachableServerManager manager;
     PassClock clock;

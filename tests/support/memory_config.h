@@ -26,7 +26,11 @@ public:
         if (!has_option(key)) {
             BOOST_THROW_EXCEPTION(PackageNotFoundException{} << config_key_tag{key});
         }
-        return values.at(key);
+        const std::string value = values.at(key);
+        if (read_once_keys.count(key) != 0) {
+            values.erase(key);
+        }
+        return value;
     }
 
     [[nodiscard]] bool set_option(const std::string& key, const std::string& value) override {
@@ -51,6 +55,8 @@ public:
     std::vector<std::pair<std::string, std::string>> writes;
     /// Keys that cannot be written, as if their section did not exist.
     std::set<std::string> read_only_keys;
+    /// Keys whose value is gone once it has been read, as if somebody had deleted it then.
+    std::set<std::string> read_once_keys;
     /// Nothing can be written, as if the file system were full.
     bool read_only = false;
     /// Nothing is found and nothing can be written, as if the library were missing.

@@ -25,8 +25,8 @@ protected:
         EXPECT_THAT(lines(), ElementsAre(warning));
         EXPECT_THAT(log.text(), HasSubstr(" WARNING ghn_discovery_handler.cpp:"));
 
-        store.set_ghn("br-lan", "hush");
-        store.set_controller_mac(controller);
+        set_ghn(platform.config, "br-lan", "hush");
+        set_controller_mac(platform.config, controller);
         run_pass();
         EXPECT_THAT(lines(), ElementsAre(warning));
         EXPECT_THAT(modems.calls(), IsEmpty());
@@ -35,34 +35,35 @@ protected:
 };
 
 TEST_F(GhnDiscoveryConfigurationTest, WithoutAnInterfaceDiscoveryIsDisabledForGood) {
-    store.set("ghn", "ghn", "option password 'hush'");
+    platform.config.values.erase("ghn.ghn.interface");
     expect_disabled_for_good();
 }
 
 TEST_F(GhnDiscoveryConfigurationTest, WithoutAPasswordDiscoveryIsDisabledForGood) {
-    store.set("ghn", "ghn", "option interface 'br-lan'");
+    platform.config.values.erase("ghn.ghn.password");
     expect_disabled_for_good();
 }
 
 TEST_F(GhnDiscoveryConfigurationTest, WithoutAControllerAddressDiscoveryIsDisabledForGood) {
-    store.remove("nevra");
+    platform.config.values.erase("nevra.baptization.LirnMacAddress");
     expect_disabled_for_good();
 }
 
 TEST_F(GhnDiscoveryConfigurationTest, WithAZeroControllerAddressDiscoveryIsDisabledForGood) {
-    store.set_controller_mac("00:00:00:00:00:00");
+    set_controller_mac(platform.config, "00:00:00:00:00:00");
     expect_disabled_for_good();
 }
 
 TEST_F(GhnDiscoveryConfigurationTest, WithAWrongControllerAddressDiscoveryIsDisabledForGood) {
-    store.set_controller_mac("none");
+    set_controller_mac(platform.config, "none");
     expect_disabled_for_good();
 }
 
 TEST_F(GhnDiscoveryConfigurationTest, LossOfTheConfigurationDisablesALaterPass) {
     run_pass();
 
-    store.remove("ghn");
+    platform.config.values.erase("ghn.ghn.interface");
+    platform.config.values.erase("ghn.ghn.password");
     run_pass();
     run_pass();
 

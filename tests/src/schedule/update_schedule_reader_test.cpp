@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "schedule/update_schedule.h"
+#include "store/device_store.h"
 #include "support/captured_log.h"
 #include "support/memory_config.h"
 
@@ -17,7 +18,7 @@ class UpdateScheduleReaderTest : public testing::Test {
 protected:
     std::unique_ptr<UpdateSchedule> read() {
         const CapturedLog capture;
-        auto schedule = read_update_schedule(config);
+        auto schedule = read_update_schedule(DeviceStore{config});
         log = capture.text();
         return schedule;
     }
