@@ -49,8 +49,10 @@ protected:
                      const InstallerContext& context);
     void abort_agent(const std::string& id);
     /// The requests of the latest pass, until the next one starts.
-    [[nodiscard]] const std::vector<SpawnRequest>& spawn_requests() const { return pending_spawns; }
-    [[nodiscard]] const std::vector<std::string>& abort_requests() const { return pending_aborts; }
+    [[nodiscard]] const std::vector<SpawnRequest>& spawn_requests() const {
+        return spawn_requests_;
+    }
+    [[nodiscard]] const std::vector<std::string>& abort_requests() const { return abort_requests_; }
     /// @}
 
     /// Waits for the end of a running pass and forgets it, whatever it threw. To be called in the
@@ -62,9 +64,9 @@ private:
     void apply_pass();
     void start_pass_when_due();
 
-    std::vector<SpawnRequest> pending_spawns;
+    std::vector<SpawnRequest> spawn_requests_;
     std::future<void> discovery;
-    std::vector<std::string> pending_aborts;
+    std::vector<std::string> abort_requests_;
     Clock now;
     std::chrono::system_clock::time_point last_discover;
     std::chrono::milliseconds period;
