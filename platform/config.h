@@ -6,8 +6,8 @@
 
 namespace zephran {
 
-/// Persistent key/value store of the device. Keys have the form "package.section.option". Several
-/// threads may use it at once.
+/// Persistent key/value store of the device. Keys have the form "package.section.option". It may be
+/// used by several threads at once.
 class Config {
 public:
     Config() = default;
@@ -22,7 +22,7 @@ public:
     /// Stores and commits. An empty value deletes the option; no section is ever created.
     /// @returns false when nothing, or not everything, was stored
     [[nodiscard]] virtual bool set_option(const std::string& key, const std::string& value) = 0;
-    /// Deletes until the next reboot, or for good with the package's next commit.
+    /// Deletes until the next reboot, or permanently with the next commit of the package.
     /// @returns false when nothing was deleted
     [[nodiscard]] virtual bool delete_option(const std::string& key) = 0;
 };

@@ -19,7 +19,7 @@ constexpr std::uint32_t gateway_mtd_write_attempts = 100;
 constexpr unsigned longest_wind_down = 10;
 constexpr const char* flash_type_property = "installed_flash_type";
 
-/// @return whether there were any
+/// @returns whether any agent was erased
 template <class Predicate>
 bool erase_agents(AgentManager::Agents& agents, Predicate is_to_go) {
     const std::size_t count = agents.size();
@@ -96,7 +96,7 @@ void AgentManager::spawn_gateway_agent() {
     if (agents.count(settings.gateway_id) != 0) {
         return;
     }
-    // The server is told of a missing flash type as well, as an empty one.
+    // A missing flash type is reported to the server as an empty one.
     settings.properties.emplace(flash_type_property, "");
     spawn_agent(settings.gateway_id, settings.properties, gateway_context(), settings.dormant);
     if (settings.dormant) {

@@ -27,7 +27,7 @@ common::MacAddress GhnConfig::get_controller_mac() const {
     try {
         return common::MacAddress::parse(text);
     } catch (const std::invalid_argument&) {
-        // A wrong address must not keep the gateway from its own updates.
+        // An invalid address must not prevent the gateway from updating itself.
         ZLOG_WARNING("action", "get_controller_mac", "message", "not a MAC address", "key",
                      keys.controller_mac, "value", text);
         return {};

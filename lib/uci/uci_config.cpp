@@ -11,7 +11,7 @@ namespace zephran {
 
 namespace {
 
-/// One resolved key, together with everything that must outlive the pointers in it.
+/// A resolved key, with everything that its pointers refer to.
 class Lookup {
 public:
     Lookup(const UciLibrary& bound_library, const std::string& delta_path,
@@ -30,8 +30,8 @@ public:
         succeeded = bound_library.lookup_ptr(context.get(), &pointer, text.data(), true) == 0;
     }
 
-    /// The option's value, or null when the key does not lead to a string option. A bare package
-    /// or section is complete as well, and a list has other things where a string has its text.
+    /// The option's value, or null when the key does not name a string option. The lookup of a
+    /// package or section is complete too, and a list has no text where a string has one.
     [[nodiscard]] const char* string_value() const {
         const bool is_string = succeeded && (pointer.flags & uci_ptr::UCI_LOOKUP_COMPLETE) != 0 &&
                                pointer.o != nullptr && pointer.o->type == UCI_TYPE_STRING;
@@ -89,8 +89,8 @@ bool UciConfig::set_option(const std::string& key, const std::string& value) {
     if (!lookup.succeeded) {
         return false;
     }
-    // A save and a commit are worth their while even after a failed set: they keep what other
-    // writers left pending. Only the first of the three results tells about a missing section.
+    // Save and commit even after a failed set: they keep the pending changes of other writers. Only
+    // the result of the set shows that the section is missing.
     const int set_result = library().set(lookup.context.get(), &lookup.pointer);
     const int save_result = library().save(lookup.context.get(), lookup.pointer.p);
     const int commit_result = library().commit(lookup.context.get(), &lookup.pointer.p, false);
@@ -105,7 +105,7 @@ bool UciConfig::delete_option(const std::string& key) {
     if (!lookup.succeeded || library().remove(lookup.context.get(), &lookup.pointer) != 0) {
         return false;
     }
-    // An unsaved deletion is lost with its context.
+    // Without this, the deletion would be lost with the context.
     return library().save(lookup.context.get(), lookup.pointer.p) == 0;
 }
 

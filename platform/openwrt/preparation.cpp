@@ -12,7 +12,7 @@ namespace {
 
 constexpr const char* firmware_part = "os";
 
-/// Making room is an attempt: whether it was enough shows in the download or the installation.
+/// A failure is only logged: if there is too little room, the download or installation fails.
 void run(const std::string& command) {
     constexpr int no_limit = 0;
     try {

@@ -22,7 +22,7 @@ protected:
     UnreachableServerManager manager;
 };
 
-TEST_F(AgentManagerGhn, AddressOfTheGatewaysModemIsReadWhenItsAgentIsMade) {
+TEST_F(AgentManagerGhn, ModemAddressIsReadWhenTheGatewayAgentIsSpawned) {
     set_controller_mac(platform.config, "02:00:00:00:00:0g");
 
     manager.spawn_gateway_agent();
@@ -40,7 +40,7 @@ TEST_F(AgentManagerGhn, GatewayWithoutAModemGetsItsAgentWithoutAWarning) {
     EXPECT_THAT(log.text(), Not(HasSubstr("WARNING")));
 }
 
-TEST_F(AgentManagerGhn, AddressIsNotReadForOtherDevices) {
+TEST_F(AgentManagerGhn, ModemAddressIsNotReadForOtherDevices) {
     set_controller_mac(platform.config, "02:00:00:00:00:0g");
     hawkbit::Attributes properties;
 

@@ -77,7 +77,7 @@ TEST(ReportedRecords, DeploymentsAreDescribed) {
     EXPECT_EQ(describe<end_hour_tag>(-1), "end_hour: -1");
 }
 
-TEST(ReportedRecords, HaveAPlaceOfTheirOwn) {
+TEST(ReportedRecords, HaveUniquePositions) {
     std::set<int> positions;
     for (const auto* record = common::RecordDescription::first(); record != nullptr;
          record = record->next()) {

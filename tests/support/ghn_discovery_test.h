@@ -15,7 +15,7 @@
 
 namespace zephran::test {
 
-/// Shows what a pass has asked for.
+/// Exposes the requests of a pass.
 class ObservedGhnDiscovery : public discovery::GhnDiscoveryHandler {
 public:
     using GhnDiscoveryHandler::abort_requests;
@@ -31,7 +31,7 @@ public:
     }
 };
 
-/// A gateway with a modem of its own on a powerline network without other devices.
+/// A gateway whose modem is alone on its powerline network.
 class GhnDiscoveryTest : public testing::Test {
 protected:
     static constexpr const char* controller = "02:00:00:00:00:01";
@@ -52,7 +52,7 @@ protected:
     }
     void run_pass() { clock.run_pass(handler); }
 
-    /// The lines that passes have written, without what stands before their fields.
+    /// The log lines of all passes, reduced to their fields.
     [[nodiscard]] std::vector<std::string> lines() const {
         return logged_after(" discover_once: ", log.text());
     }

@@ -11,7 +11,7 @@
 
 namespace zephran {
 
-/// A configuration store in memory that keeps the rules of the real one and fails on demand.
+/// A configuration store in memory. It follows the rules of the real one and fails on demand.
 class MemoryConfig : public Config {
 public:
     MemoryConfig() = default;
@@ -51,15 +51,15 @@ public:
     }
 
     std::map<std::string, std::string> values;
-    /// Every attempt to write in order, also those that failed; a deletion has an empty value.
+    /// Every attempt to write, in order and including failed ones; a deletion has an empty value.
     std::vector<std::pair<std::string, std::string>> writes;
     /// Keys that cannot be written, as if their section did not exist.
     std::set<std::string> read_only_keys;
-    /// Keys whose value is gone once it has been read, as if somebody had deleted it then.
+    /// Keys whose value disappears once it has been read, as if somebody had deleted it.
     std::set<std::string> read_once_keys;
-    /// Nothing can be written, as if the file system were full.
+    /// All writes fail, as if the file system were full.
     bool read_only = false;
-    /// Nothing is found and nothing can be written, as if the library were missing.
+    /// All reads and writes fail, as if the library were missing.
     bool unavailable = false;
 
 private:

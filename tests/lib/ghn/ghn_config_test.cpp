@@ -20,7 +20,7 @@ protected:
                      [this](const std::string& key) { return options[key]; }};
 };
 
-TEST_F(GhnConfigTest, NothingSetIsEmpty) {
+TEST_F(GhnConfigTest, UnsetOptionsAreEmpty) {
     EXPECT_EQ(config.get_interface(), "");
     EXPECT_EQ(config.get_password(), "");
     EXPECT_FALSE(config.get_controller_mac().is_valid());
@@ -33,7 +33,7 @@ TEST_F(GhnConfigTest, InterfaceIsRead) {
     EXPECT_EQ(config.get_interface(), "br-lan");
 }
 
-TEST_F(GhnConfigTest, ChangeIsSeenAtOnce) {
+TEST_F(GhnConfigTest, ChangesTakeEffectImmediately) {
     options["net.if"] = "br-lan";
     static_cast<void>(config.get_interface());
 
@@ -42,32 +42,32 @@ TEST_F(GhnConfigTest, ChangeIsSeenAtOnce) {
     EXPECT_EQ(config.get_interface(), "eth1");
 }
 
-TEST_F(GhnConfigTest, OwnPasswordGoesBeforeTheCommonOne) {
+TEST_F(GhnConfigTest, OwnPasswordTakesPrecedence) {
     options["pw.common"] = "common";
     options["pw.own"] = "own";
 
     EXPECT_EQ(config.get_password(), "own");
 }
 
-TEST_F(GhnConfigTest, OwnPasswordAloneIsEnough) {
+TEST_F(GhnConfigTest, OwnPasswordIsSufficient) {
     options["pw.own"] = "own";
 
     EXPECT_EQ(config.get_password(), "own");
 }
 
-TEST_F(GhnConfigTest, CommonPasswordStandsInForTheOwnOne) {
+TEST_F(GhnConfigTest, CommonPasswordIsTheFallback) {
     options["pw.common"] = "common";
 
     EXPECT_EQ(config.get_password(), "common");
 }
 
-TEST_F(GhnConfigTest, PasswordKeepsItsBlanks) {
+TEST_F(GhnConfigTest, SpacesInPasswordsAreKept) {
     options["pw.own"] = "two  words ";
 
     EXPECT_EQ(config.get_password(), "two  words ");
 }
 
-TEST_F(GhnConfigTest, ControllerAddressIsReadInEitherCase) {
+TEST_F(GhnConfigTest, ControllerAddressMayBeUpperOrLowerCase) {
     options["net.mac"] = "02:00:5E:0a:0B:01";
 
     EXPECT_EQ(config.get_controller_mac(),
@@ -75,7 +75,7 @@ TEST_F(GhnConfigTest, ControllerAddressIsReadInEitherCase) {
     EXPECT_EQ(log.text(), "");
 }
 
-TEST_F(GhnConfigTest, WrongControllerAddressIsLoggedAndCountsAsUnset) {
+TEST_F(GhnConfigTest, InvalidControllerAddressIsLoggedAndCountsAsUnset) {
     for (const std::string text : {"02:00:00:00:00", "02-00-00-00-00-01", "02:00:00:00:00:0g"}) {
         options["net.mac"] = text;
 

@@ -30,7 +30,7 @@ TEST_F(UciConfigWrapperTest, ReadsTheStoreOfTheDevice) {
     EXPECT_THROW((void)wrapper.get_option("zephran.service.absent"), PackageNotFoundException);
 }
 
-TEST_F(UciConfigWrapperTest, MissingOptionIsANeutralExceptionThatKeepsTheTextsOfUci) {
+TEST_F(UciConfigWrapperTest, MissingOptionIsANeutralExceptionWithTheTextsOfUci) {
     try {
         const std::string value = wrapper.get_option("zephran.service.absent");
         FAIL() << "returned " << value;
@@ -56,7 +56,7 @@ TEST_F(UciConfigWrapperTest, DeletesFromTheStoreOfTheDevice) {
     EXPECT_EQ(device.pending("zephran"), "-zephran.service.enabled\n");
 }
 
-/// The powerline options, from the file to the getter.
+/// Reads the powerline options through all layers.
 class GhnConfigOfTheDevice : public testing::Test {
 protected:
     [[nodiscard]] ghn::GhnConfig ghn_config() { return DeviceStore{wrapper}.ghn_config(); }
@@ -66,7 +66,7 @@ protected:
     UciConfigWrapper wrapper;
 };
 
-TEST_F(GhnConfigOfTheDevice, ComesFromFourOptions) {
+TEST_F(GhnConfigOfTheDevice, IsReadFromFourOptions) {
     device.set("ghn", "ghn", "option interface 'br-lan'\noption password 'common'");
     device.set("nevra", "baptization", "option LirnMacAddress '02:00:00:00:00:01'");
     EXPECT_EQ(ghn_config().get_interface(), "br-lan");
@@ -94,7 +94,7 @@ TEST_F(GhnConfigOfTheDevice, ListIsNoInterface) {
     EXPECT_EQ(ghn_config().get_interface(), "");
 }
 
-TEST_F(GhnConfigOfTheDevice, ListIsNoPasswordOfItsOwn) {
+TEST_F(GhnConfigOfTheDevice, ListIsNoOwnPassword) {
     device.set("ghn", "ghn", "option password 'common'");
     device.set("nevra-private", "baptization", "list PwdGhnConfig 'own'");
 

@@ -12,11 +12,11 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-/// Configurations without which nothing can be discovered.
+/// Discovery with an incomplete configuration.
 class GhnDiscoveryConfigurationTest : public test::GhnDiscoveryTest {
 protected:
-    /// One pass warns, and no later one does anything, even with everything in order.
-    void expect_disabled_for_good() {
+    /// One pass warns. Later ones do nothing, even with a complete configuration.
+    void expect_disabled_permanently() {
         const std::string warning = "message=Invalid G.hn configuration, disabling discovery";
         modems.add_device(first, "SN-1");
         set_domain(first);
@@ -34,29 +34,29 @@ protected:
     }
 };
 
-TEST_F(GhnDiscoveryConfigurationTest, WithoutAnInterfaceDiscoveryIsDisabledForGood) {
+TEST_F(GhnDiscoveryConfigurationTest, MissingInterfaceDisablesDiscovery) {
     platform.config.values.erase("ghn.ghn.interface");
-    expect_disabled_for_good();
+    expect_disabled_permanently();
 }
 
-TEST_F(GhnDiscoveryConfigurationTest, WithoutAPasswordDiscoveryIsDisabledForGood) {
+TEST_F(GhnDiscoveryConfigurationTest, MissingPasswordDisablesDiscovery) {
     platform.config.values.erase("ghn.ghn.password");
-    expect_disabled_for_good();
+    expect_disabled_permanently();
 }
 
-TEST_F(GhnDiscoveryConfigurationTest, WithoutAControllerAddressDiscoveryIsDisabledForGood) {
+TEST_F(GhnDiscoveryConfigurationTest, MissingControllerAddressDisablesDiscovery) {
     platform.config.values.erase("nevra.baptization.LirnMacAddress");
-    expect_disabled_for_good();
+    expect_disabled_permanently();
 }
 
-TEST_F(GhnDiscoveryConfigurationTest, WithAZeroControllerAddressDiscoveryIsDisabledForGood) {
+TEST_F(GhnDiscoveryConfigurationTest, ZeroControllerAddressDisablesDiscovery) {
     set_controller_mac(platform.config, "00:00:00:00:00:00");
-    expect_disabled_for_good();
+    expect_disabled_permanently();
 }
 
-TEST_F(GhnDiscoveryConfigurationTest, WithAWrongControllerAddressDiscoveryIsDisabledForGood) {
+TEST_F(GhnDiscoveryConfigurationTest, InvalidControllerAddressDisablesDiscovery) {
     set_controller_mac(platform.config, "none");
-    expect_disabled_for_good();
+    expect_disabled_permanently();
 }
 
 TEST_F(GhnDiscoveryConfigurationTest, LossOfTheConfigurationDisablesALaterPass) {

@@ -69,7 +69,7 @@ TEST_F(UpdateScheduleReaderTest, AnythingButOneMeansDisabled) {
     }
 }
 
-TEST_F(UpdateScheduleReaderTest, RunsOfBlanksSeparateDaysOnce) {
+TEST_F(UpdateScheduleReaderTest, ConsecutiveSpacesAreOneSeparator) {
     config.values["zephran.schedule.daysofweek"] = "  Monday   Friday  Monday ";
 
     const auto schedule = read();
@@ -116,7 +116,7 @@ TEST_F(UpdateScheduleReaderTest, UnavailableConfigurationDisablesTheSchedule) {
     expect_disabled_by("UCI package was not found");
 }
 
-TEST_F(UpdateScheduleReaderTest, HourThatIsNoNumberDisablesTheSchedule) {
+TEST_F(UpdateScheduleReaderTest, NonNumericHourDisablesTheSchedule) {
     for (const char* const time : {"7:30", "ab:00", "  :00", "7h"}) {
         config.values["zephran.schedule.starttime"] = time;
 

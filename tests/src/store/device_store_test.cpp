@@ -25,7 +25,7 @@ constexpr const char* unconfirmed_key = "zephran.device.previous_version_os_tmp"
 
 class DeviceStoreTest : public testing::Test {
 protected:
-    /// The log without the time and without the place in the sources.
+    /// The log lines without time, level and source location.
     [[nodiscard]] std::vector<std::string> lines() const {
         std::vector<std::string> found;
         for (const std::string& line : logged_after("device_store.cpp:", log.text())) {
@@ -87,7 +87,7 @@ TEST_F(DeviceStoreTest, AutomaticUpdatesAreEnabledByDefaultAndTheDefaultIsStored
                                      "setting default enabled"));
 }
 
-TEST_F(DeviceStoreTest, DefaultThatCannotBeStoredStillCounts) {
+TEST_F(DeviceStoreTest, DefaultAppliesEvenIfItCannotBeStored) {
     config.read_only = true;
 
     EXPECT_TRUE(store.is_automatic_update_enabled({"somebody", "event"}));
@@ -116,7 +116,7 @@ TEST_F(DeviceStoreTest, RebootMarkIsTakenOnce) {
     EXPECT_THAT(config.writes, ElementsAre(Pair(rebooted_key, "1"), Pair(rebooted_key, "0")));
 }
 
-TEST_F(DeviceStoreTest, AnythingButOneIsNoRebootMark) {
+TEST_F(DeviceStoreTest, OnlyTheValueOneIsARebootMark) {
     EXPECT_FALSE(store.take_reboot_mark(caller));
     for (const char* const value : {"true", "0", "11", "yes", ""}) {
         config.values[rebooted_key] = value;
@@ -126,7 +126,7 @@ TEST_F(DeviceStoreTest, AnythingButOneIsNoRebootMark) {
     EXPECT_THAT(config.writes, IsEmpty());
 }
 
-TEST_F(DeviceStoreTest, RebootMarkThatCannotBeClearedIsTakenAllTheSame) {
+TEST_F(DeviceStoreTest, RebootMarkIsTakenEvenIfItCannotBeCleared) {
     config.values[rebooted_key] = "1";
     config.read_only = true;
 
@@ -206,7 +206,7 @@ TEST_F(DeviceStoreTest, FailedWritesAreWarnings) {
                 testing::ContainsRegex(" WARNING device_store\\.cpp:[0-9]+ somebody: "));
 }
 
-TEST_F(DeviceStoreTest, PowerlineOptionsAreReadAtEveryCall) {
+TEST_F(DeviceStoreTest, PowerlineOptionsAreReadOnEveryCall) {
     const ghn::GhnConfig ghn = store.ghn_config();
     EXPECT_EQ(ghn.get_interface(), "");
     EXPECT_EQ(ghn.get_password(), "");
