@@ -12,6 +12,7 @@
 #include "installer/installer_factory.h"
 #include "platform.h"
 #include "schedule/update_schedule_reader.h"
+#include "store/device_store.h"
 
 namespace zephran {
 namespace {
@@ -37,7 +38,8 @@ hawkbit::Attributes gateway_properties(const CommandLineOptions& options) {
 }
 
 std::optional<UpdateSchedule> configured_schedule() {
-    const std::unique_ptr<UpdateSchedule> schedule = read_update_schedule(*platform::get_config());
+    const std::unique_ptr<UpdateSchedule> schedule =
+        read_update_schedule(DeviceStore{*platform::get_config()});
     return schedule ? std::make_optional(*schedule) : std::nullopt;
 }
 

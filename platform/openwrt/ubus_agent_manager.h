@@ -13,8 +13,8 @@ namespace zephran::platform::openwrt {
 /// local software lists the agents, forces polls, and accepts the deployment that the gateway holds
 /// back for its user.
 ///
-/// The handlers run on the receiver thread of the object. They see the agents through their
-/// controls only, and neither they nor the main loop ever wait for one another.
+/// The handlers run on the receiver thread of the object. They access the agents only through their
+/// controls. Neither they nor the main loop ever wait for each other.
 class UbusAgentManager : public AgentManager {
 public:
     UbusAgentManager() = default;
@@ -23,7 +23,7 @@ public:
     ~UbusAgentManager() override = default;
 
     /// @name Methods of the object
-    /// Each answers with one JSON object and returns 0; "success" tells what came of it.
+    /// Each answers with one JSON object and returns 0; "success" tells the outcome.
     /// @{
 
     /// "agent_id" (string) names the agent that is to poll; without it all do.

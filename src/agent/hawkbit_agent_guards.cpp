@@ -1,8 +1,7 @@
 #include "agent/hawkbit_agent.h"
-#include "config.h"
 #include "deployment/deployment_history.h"
 #include "platform.h"
-#include "uci/exceptions.h"
+#include "store/device_store.h"
 
 namespace zephran {
 
@@ -51,18 +50,9 @@ bool HawkbitAgent::is_inside_update_schedule() {
 }
 
 bool HawkbitAgent::is_automatic_update_disabled() {
-    constexpr const char* key = "zephran.service.automatic_update";
-    bool status = false;
-    try {
-        status = platform::get_config()->get_option(key) == "0";
-    } catch (const PackageNotFoundException&) {
-        ZLOG_WARNING("event", "is_automatic_update_disabled", "message",
-                     "missing config entry, setting default enabled");
-        if (!platform::get_config()->set_option(key, "1")) {
-            ZLOG_WARNING("event", "is_automatic_update_disabled", "message",
-                         "could not store config entry", "key", key, "value", "1");
-        }
-    }
+    DeviceStore store{*platform::get_config()};
+    const bool status =
+        !store.is_automatic_update_enabled({"is_automatic_update_disabled", "event"});
     ZLOG_INFO("event", "is_automatic_update_disabled", "status", status);
     return status;
 }

@@ -3,23 +3,17 @@
 #include <algorithm>
 #include <utility>
 
-#include "config.h"
 #include "deployment/deployment_history.h"
 #include "installer/hawkbit_installer.h"
 #include "installer/installer_factory.h"
 #include "platform.h"
+#include "store/device_store.h"
 
 namespace zephran {
 
 namespace {
 
-void store_rebooted(const char* value) {
-    constexpr const char* key = "zephran.service.rebooted";
-    if (!platform::get_config()->set_option(key, value)) {
-        ZLOG_WARNING("action", "store_rebooted", "message", "could not store config entry", "key",
-                     key, "value", value);
-    }
-}
+constexpr DeviceStore::Caller store_rebooted{"store_rebooted"};
 
 }  // namespace
 
@@ -116,7 +110,7 @@ std::unique_ptr<HawkbitInstaller> HawkbitDeployer::make_installer(const Chunk& f
 void HawkbitDeployer::adopt_installer(std::unique_ptr<HawkbitInstaller> new_installer) {
     installer = std::move(new_installer);
     if (installer->will_reboot()) {
-        store_rebooted("1");
+        DeviceStore{*platform::get_config()}.mark_rebooted(store_rebooted);
     }
 }
 
@@ -124,7 +118,7 @@ void HawkbitDeployer::release_installer() {
     installer_output_ = installer->hawkbit_log();
     if (installer->will_reboot()) {
         // It is still running, so the reboot did not happen.
-        store_rebooted("0");
+        DeviceStore{*platform::get_config()}.clear_reboot_mark(store_rebooted);
     }
     installer.reset();
 }

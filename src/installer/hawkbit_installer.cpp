@@ -5,42 +5,13 @@
 #include <ctime>
 #include <utility>
 
-#include "config.h"
 #include "installer/file_copy.h"
 #include "platform.h"
+#include "store/device_store.h"
 
 namespace zephran {
 
 namespace {
-
-constexpr const char* device_key_prefix = "zephran.device.";
-
-std::string version_key(const std::string& part) {
-    return std::string{device_key_prefix} + "version_" + part;
-}
-
-std::string installation_time_key(const std::string& part) {
-    return std::string{device_key_prefix} + "installation_time_" + part;
-}
-
-// A part type comes from the network. The store would read "=" and "." in it as the end of the key.
-bool can_stand_in_key(const std::string& part) {
-    static const std::string plain =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_";
-    return part.find_first_not_of(plain) == std::string::npos;
-}
-
-std::string option_or_empty(const std::string& key) {
-    Config& config = *platform::get_config();
-    return config.has_option(key) ? config.get_option(key) : std::string{};
-}
-
-void store_option(const std::string& key, const std::string& value) {
-    if (!platform::get_config()->set_option(key, value)) {
-        ZLOG_WARNING_AS("store_installed_version_time", "action", "store_installed_version_time",
-                        "message", "could not store config entry", "key", key, "value", value);
-    }
-}
 
 std::string format_installation_time(std::chrono::system_clock::time_point time) {
     const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
@@ -144,16 +115,17 @@ void HawkbitInstaller::store_installed_version_time() {
     if (!records_installed_version() || is_device_behind_gateway) {
         return;
     }
-    store_option(version_key(chunk().part()), chunk().version());
-    store_option(installation_time_key(chunk().part()), format_installation_time(now()));
+    DeviceStore{*platform::get_config()}.record_installation(chunk().part(), chunk().version(),
+                                                             format_installation_time(now()),
+                                                             {"store_installed_version_time"});
 }
 
 std::string HawkbitInstaller::get_installed_version(const std::string& part) {
-    return can_stand_in_key(part) ? option_or_empty(version_key(part)) : std::string{};
+    return DeviceStore{*platform::get_config()}.installed_version(part);
 }
 
 std::string HawkbitInstaller::get_installed_version_time(const std::string& part) {
-    return can_stand_in_key(part) ? option_or_empty(installation_time_key(part)) : std::string{};
+    return DeviceStore{*platform::get_config()}.installation_time(part);
 }
 
 void HawkbitInstaller::copy_file(const std::string& source, const std::string& destination) {

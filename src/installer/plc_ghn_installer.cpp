@@ -9,6 +9,8 @@
 #include "installer/exceptions.h"
 #include "installer/installer_factory.h"
 #include "installer/system_command.h"
+#include "platform.h"
+#include "store/device_store.h"
 
 namespace zephran::installer {
 
@@ -17,6 +19,10 @@ namespace {
 const InstallerRegistration registration{"plc_ghn", 50, PLCGhnInstaller::create};
 
 constexpr const char* version_parameter = "SYSTEM.GENERAL.FW_VERSION";
+
+ghn::GhnConfig ghn_config() {
+    return DeviceStore{*platform::get_config()}.ghn_config();
+}
 
 void log_command(const std::string& command) {
     ZLOG_INFO_AS("start_installation", "event", "executing", "command", command);
@@ -56,7 +62,7 @@ std::unique_ptr<HawkbitInstaller> PLCGhnInstaller::create(const InstallerContext
 }
 
 void PLCGhnInstaller::start_installation() {
-    const std::string interface = ghn::GhnConfig::get_interface();
+    const std::string interface = ghn_config().get_interface();
     const ghn::ConfigLayerCommand base = base_command(interface);
     const std::string current = ghn::GhnUtility::get_parameter_value(base, version_parameter);
     if (contains(current, chunk().version())) {
@@ -80,7 +86,7 @@ void PLCGhnInstaller::start_installation() {
 }
 
 ghn::ConfigLayerCommand PLCGhnInstaller::base_command(const std::string& interface) const {
-    const std::string password = ghn::GhnConfig::get_password();
+    const std::string password = ghn_config().get_password();
     if (interface.empty() || password.empty() || !mac.is_valid()) {
         BOOST_THROW_EXCEPTION(NotAGhnDeviceException{});
     }

@@ -4,12 +4,12 @@
 #include <utility>
 
 #include "common/popen.h"
-#include "config.h"
 #include "installer/artifact_path.h"
 #include "installer/exceptions.h"
 #include "installer/firmware_version.h"
 #include "installer/installer_factory.h"
 #include "platform.h"
+#include "store/device_store.h"
 
 namespace zephran::installer {
 
@@ -17,16 +17,7 @@ namespace {
 
 const InstallerRegistration registration{"os", 10, SysupgradeInstaller::create};
 
-constexpr const char* previous_version_key = "zephran.device.previous_version_os";
-/// Holds the same until the new version is known to run.
-constexpr const char* unconfirmed_version_key = "zephran.device.previous_version_os_tmp";
-
-void store_version(const char* key, const std::string& version) {
-    if (!platform::get_config()->set_option(key, version)) {
-        ZLOG_WARNING("action", "store_version", "message", "could not store config entry", "key",
-                     key, "value", version);
-    }
-}
+constexpr DeviceStore::Caller store_version{"store_version"};
 
 }  // namespace
 
@@ -50,7 +41,7 @@ void SysupgradeInstaller::start_installation() {
         set_installed();
         return;
     }
-    store_version(unconfirmed_version_key, running);
+    DeviceStore{*platform::get_config()}.set_unconfirmed_previous_firmware(running, store_version);
     platform::prepare_install(chunk());
     run_sysupgrade();
 }
@@ -93,14 +84,10 @@ bool SysupgradeInstaller::installation_has_finished() {
 }
 
 void SysupgradeInstaller::confirm_previous_version() const {
-    Config& config = *platform::get_config();
-    if (!config.has_option(unconfirmed_version_key)) {
-        return;
-    }
-    store_version(previous_version_key, config.get_option(unconfirmed_version_key));
-    if (!config.delete_option(unconfirmed_version_key)) {
-        ZLOG_WARNING("action", "confirm_previous_version", "message",
-                     "could not delete config entry", "key", unconfirmed_version_key);
+    DeviceStore store{*platform::get_config()};
+    if (const auto previous = store.unconfirmed_previous_firmware()) {
+        store.set_previous_firmware(*previous, store_version);
+        store.remove_unconfirmed_previous_firmware({"confirm_previous_version"});
     }
 }
 

@@ -43,12 +43,12 @@ protected:
 };
 
 TEST_F(FailedPLCGhnInstallation, NothingRunsWithoutAnInterface) {
-    store.set("ghn", "ghn", "option password 'hush'");
+    platform.config.values.erase("ghn.ghn.interface");
     expect_no_device();
 }
 
 TEST_F(FailedPLCGhnInstallation, NothingRunsWithoutAPassword) {
-    store.set("ghn", "ghn", "option interface 'br-lan'");
+    platform.config.values.erase("ghn.ghn.password");
     expect_no_device();
 }
 

@@ -113,7 +113,7 @@ TEST_F(PLCGhnInstallerTest, VersionAfterTheResetNeedsOnlyToContainTheWantedOne) 
 }
 
 TEST_F(PLCGhnInstallerTest, ImageIsPushedThroughTheInterfaceOfTheOtherCommands) {
-    steps.arm = "echo \"config x 'ghn'\" >'" + store.path_of("ghn") + "'";
+    platform.config.read_once_keys = {"ghn.ghn.interface"};
 
     start();
 
