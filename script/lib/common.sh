@@ -21,3 +21,11 @@ print_usage() {
 known_preset() {
     grep -q "\"configurePreset\": \"$1\"" "$project_dir/CMakePresets.json"
 }
+
+# Puts ccache in front of the compilers, by options for CMake. Directories that hold the same project share results:
+# paths below them are taken as relative, and the build directory is ignored.
+use_ccache() {
+    export CCACHE_BASEDIR=$project_dir CCACHE_NOHASHDIR=1
+    # shellcheck disable=SC2034  # read by the scripts that configure
+    ccache_options=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+}

@@ -3,7 +3,7 @@
 # mount(8) and unshare(8) belong to the simulated gateway.
 # shellcheck disable=SC2034
 build_packages=(
-    g++ cmake ninja-build
+    g++ ccache cmake ninja-build
     libboost-dev libboost-program-options-dev libjsoncpp-dev libcurl4-openssl-dev libssl-dev
     libgtest-dev libgmock-dev libjson-c-dev
 )
