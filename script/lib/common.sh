@@ -1,5 +1,5 @@
-# shellcheck shell=bash
 # SPDX-License-Identifier: Apache-2.0
+# shellcheck shell=bash
 # What every script of the project has in common. It is sourced, not run.
 set -euo pipefail
 

@@ -1,5 +1,5 @@
-# shellcheck shell=bash
 # SPDX-License-Identifier: Apache-2.0
+# shellcheck shell=bash
 # The steps of .ci/run and script/verify. It is sourced after common.sh, in the project's directory.
 #
 # A step has a preparation, which compiles, and a command, which tests. A command that ends with 77 was
