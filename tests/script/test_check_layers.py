@@ -117,6 +117,15 @@ def test_folder_without_a_place_in_the_order_is_named(tmp_path):
     assert check(tmp_path, tree) == (1, ["Error: src/extra has no place in LAYERS of script/check-layers"])
 
 
+def test_name_of_two_headers_is_an_error(tmp_path):
+    tree = CLEAN_TREE | {"lib/common/new.h": "", "src/common/new.h": ""}
+
+    status, errors = check(tmp_path, tree)
+
+    assert status == 1
+    assert "Error: common/new.h is the name of more than one header" in errors
+
+
 def test_header_that_includes_itself_through_another_is_named(tmp_path):
     tree = CLEAN_TREE | {
         "src/agent/one.h": '#include "agent/two.h"\n',
