@@ -122,12 +122,24 @@ start_step() {
 # Tests in the background wait for a daemon. Two such steps at once would delay each other.
 perform_in_background() {
     say "step $1 continues in the background"
+    # A process group of its own can be ended as a whole.
+    set -m
     (
         exec 9>"$step_dir/one-at-a-time"
         flock 9
         # A process that a test leaves behind must not keep the lock.
         perform "$@" 9>&- >/dev/null
-    ) &
+    ) </dev/null &
+    background_groups+=("$!")
+    set +m
+}
+
+background_groups=()
+end_background_steps() {
+    local group
+    for group in "${background_groups[@]}"; do
+        kill -TERM -- "-$group" 2>/dev/null || true
+    done
 }
 
 contains() {
@@ -140,6 +152,7 @@ contains() {
 run_steps() {
     local name
     mkdir -p "$step_dir"
+    trap end_background_steps EXIT
     ! contains bootstrap "$@" || start_step perform bootstrap
     for name in "${background_steps[@]}"; do
         ! contains "$name" "$@" || start_step perform_in_background "$name"
@@ -148,6 +161,7 @@ run_steps() {
         ! contains "$name" "$@" || start_step perform "$name"
     done
     wait
+    trap - EXIT
 }
 
 # has_passed STEP: whether its last run was of the same commit and passed

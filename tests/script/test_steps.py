@@ -2,9 +2,12 @@
 """script/verify and .ci/run, with stand-ins for the scripts that they call."""
 from __future__ import annotations
 
+import os
 import pathlib
 import shutil
+import signal
 import subprocess
+import time
 
 import pytest
 
@@ -71,6 +74,21 @@ def table(done):
 
 def listed(project):
     return [line.split()[0] for line in run(project, "script/verify", "--list").stdout.splitlines()]
+
+
+def is_running(process):
+    try:
+        os.kill(process, 0)
+    except ProcessLookupError:
+        return False
+    return True
+
+
+def wait_until(condition):
+    deadline = time.monotonic() + 30
+    while not condition():
+        assert time.monotonic() < deadline
+        time.sleep(0.05)
 
 
 def test_each_step_is_listed_with_a_description(project):
@@ -161,6 +179,19 @@ def test_result_of_a_changed_tree_is_not_kept(project):
 
     assert "with changes" in first.stdout
     assert calls(project) == ["lint "]
+
+
+def test_interrupted_run_ends_its_steps_in_the_background(project):
+    waiting = project.parent / "waiting"
+    (project / "script/test").write_text(f"#!/bin/bash\necho $$ >{waiting}\nsleep 300\n", encoding="utf-8")
+    with subprocess.Popen(["script/verify", "packaging"], cwd=project, stdout=subprocess.DEVNULL,
+                          stderr=subprocess.DEVNULL) as verify:
+        wait_until(lambda: waiting.exists() and waiting.read_text(encoding="utf-8").endswith("\n"))
+        test = int(waiting.read_text(encoding="utf-8"))
+        verify.send_signal(signal.SIGTERM)
+        verify.wait(timeout=30)
+
+    wait_until(lambda: not is_running(test))
 
 
 def test_unknown_step_is_refused(project):
