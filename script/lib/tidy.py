@@ -38,14 +38,14 @@ def list_files(*patterns: str) -> list[str]:
     return sorted(output_of("git", "ls-files", "--cached", "--others", "--exclude-standard", *patterns).split())
 
 
-@functools.lru_cache(maxsize=None)
+@functools.cache
 def digest(name: str) -> str:
     """The hash of a file, named relative to the project; empty if there is no such file."""
     path = ROOT / name
     return hashlib.sha256(path.read_bytes()).hexdigest() if path.is_file() else ""
 
 
-@functools.lru_cache(maxsize=None)
+@functools.cache
 def settings() -> str:
     """What the findings in all sources depend on."""
     files = list_files("*.clang-tidy", "script/lib/tidy*")

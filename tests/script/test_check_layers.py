@@ -56,7 +56,7 @@ def test_clean_tree_passes(tmp_path):
 
 
 @pytest.mark.parametrize(
-    ("name", "included", "error"),
+    "name, included, error",
     [
         ("lib/common/json.cpp", '"agent_manager.h"', "lib is below the manager in src/"),
         ("lib/common/json.cpp", '"platform.h"', "lib is below platform/*.h"),
@@ -81,7 +81,7 @@ def test_arrow_to_a_higher_layer_is_named(tmp_path, name, included, error):
 
 
 @pytest.mark.parametrize(
-    ("name", "included", "error"),
+    "name, included, error",
     [
         ("src/store/device_store.h", '"fsm/advancing_fsm.h"', "src/store and src/fsm are independent of each other"),
         ("src/fsm/advancing_fsm.h", '"store/device_store.h"', "src/fsm and src/store are independent of each other"),

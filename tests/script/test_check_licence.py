@@ -36,7 +36,7 @@ def test_files_with_their_licence_pass(tmp_path):
     }) == (0, "")
 
 
-@pytest.mark.parametrize(("name", "text", "mark"), [
+@pytest.mark.parametrize("name, text, mark", [
     ("a.h", "#pragma once\n", "//"),
     ("a.cpp", f"# {LINE}", "//"),
     ("a.cpp", f"\n// {LINE}", "//"),

@@ -117,7 +117,7 @@ def test_step_with_a_missing_prerequisite_is_skipped_with_its_reason(project):
     assert table(done) == {"acceptance-hawkbit": ("skipped", "the jar is missing")}
 
 
-@pytest.mark.parametrize(("step", "call"), [
+@pytest.mark.parametrize("step, call", [
     ("lint", "lint "),
     ("packaging", "test --preset debug --no-build --jobs 24 --only packaging"),
 ])
@@ -207,8 +207,10 @@ def test_sanitizer_for_the_daemon_alternates_with_the_number_of_commits(project)
     commit(project)
     even = table(run(project, ".ci/run"))
 
-    assert "daemon-tsan" in odd and "daemon-asan" not in odd
-    assert "daemon-asan" in even and "daemon-tsan" not in even
+    assert "daemon-tsan" in odd
+    assert "daemon-asan" not in odd
+    assert "daemon-asan" in even
+    assert "daemon-tsan" not in even
     for rows in (odd, even):
         assert {"daemon-debug", "unit-debug", "unit-asan", "unit-tsan", "packaging", "acceptance", "clang",
                 "lint"} <= set(rows)
