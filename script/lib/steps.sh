@@ -142,10 +142,14 @@ end_background_steps() {
     done
 }
 
+# contains WORD WORD ...: whether the first word is one of the others
 contains() {
-    local wanted=$1
+    local wanted=$1 word
     shift
-    printf '%s\n' "$@" | grep -qxF -e "$wanted"
+    for word in "$@"; do
+        [ "$word" != "$wanted" ] || return 0
+    done
+    return 1
 }
 
 # run_steps STEP ...: runs them in an order that keeps all processors busy
