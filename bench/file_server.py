@@ -47,6 +47,6 @@ class FileServer:
                     shutil.copyfileobj(file, self.wfile, PIECE)
 
             def log_message(self, format, *arguments):
-                """Nobody reads it, and writing it would be measured."""
+                """Writes no log: nobody reads it, and writing it would be part of what is measured."""
 
         return Handler

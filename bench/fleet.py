@@ -1,8 +1,8 @@
-"""A fleet of daemons at a real update server that asks for polls every five minutes.
+"""Measures a fleet of daemons at a real update server with a polling time of five minutes.
 
-Each daemon has a simulated gateway with a message bus of its own and runs as it would on a gateway: it steps
-once a second and polls when its poll is due. The first polling times are chosen so that the next polls are
-spread evenly over five minutes, as those of a fleet are; a window of that time is measured, not all of it.
+Each daemon has a simulated gateway with its own message bus and runs as it would on a gateway: one step a second,
+and a poll when it is due. The first polling times are chosen so that later polls are spread evenly over five
+minutes, as in a real fleet. Only a window of that time is measured.
 """
 import os
 import pathlib
@@ -20,27 +20,27 @@ sys.path[:0] = map(str, (PROJECT / "tests/acceptance", PROJECT / "tests/daemon")
 
 POLL_SECONDS = 300
 POLL = "00:05:00"
-# Daemons are started one after another; the first poll that counts must not be due before all of them run.
+# Daemons start one after another. No poll that counts may be due before all of them run.
 START_SECONDS = 5
-PATIENCE = 180
+TIMEOUT = 180
 RECHECK = 0.02
 POLL_LINE = re.compile(r'"GET (/DEFAULT/controller/v1/[^/ ]+) HTTP/1\.1" 200 ')
 ANY_LINE = re.compile(r'"[A-Z]+ /DEFAULT/controller/v1/')
 
 
 class NotMeasured(Exception):
-    """Something that the measurement needs is missing; the text says what."""
+    """A prerequisite of the measurement is missing; the text says which."""
 
 
 class Wrong(Exception):
-    """What happened in the window is not what a fleet at rest does."""
+    """The fleet did something in the window that an idle fleet does not do."""
 
 
 @dataclass
 class Result:
     """CPU times in seconds: of each daemon in the window, and of curl for all of the window's requests.
 
-    polled, idle  of the daemons that have polled in the window, and of those that have not
+    polled, idle  times of the daemons that polled in the window, and of those that did not
     """
 
     window: float
@@ -57,7 +57,7 @@ def measure(build, directory, count, window):
     for program in ("java", "nginx"):
         if shutil.which(program, path=os.environ["PATH"] + ":/usr/sbin:/sbin") is None:
             raise NotMeasured(f"{program} is not installed")
-    # These read ZEPHRAN_BUILD_DIR when they are imported.
+    # Imported late: they read ZEPHRAN_BUILD_DIR on import.
     from hawkbit_process import HawkbitError
     from hawkbit_site import HawkbitSite
     from nginx import NginxError
@@ -89,7 +89,7 @@ class _Fleet:
                 each.close_gateway()
 
     def _start_all(self, begin):
-        """Starts the daemons so that their second polls are due at even distances after `begin`."""
+        """Starts the daemons so that their second polls are due at equal intervals after `begin`."""
         management = self.site.process.management
         for number in range(self.count):
             due = begin + number * POLL_SECONDS / self.count
@@ -103,12 +103,12 @@ class _Fleet:
         gateway = _make_bench(self.directory / device, self.site.whereabouts.access())
         self.gateways.append(gateway)
         gateway.start(device)
-        end = time.monotonic() + PATIENCE
-        # After the first poll the attributes are sent, and the poll after that is the one that sets the pace.
+        end = time.monotonic() + TIMEOUT
+        # The first poll leads to the attributes; later polls are timed from the second one.
         while self.log.read_text().count(f'"GET /DEFAULT/controller/v1/{device} ') < 2:
             gateway.check_alive("its registration")
             if time.monotonic() > end:
-                raise Wrong(f"{device} did not register in {PATIENCE} s")
+                raise Wrong(f"{device} did not register in {TIMEOUT} s")
             time.sleep(RECHECK)
 
     def _watch(self, window):
@@ -122,14 +122,14 @@ class _Fleet:
         polls = [match[1] for line in lines if (match := POLL_LINE.search(line))]
         if not polls or len(polls) != sum(map(bool, map(ANY_LINE.search, lines))):
             raise Wrong(f"the fleet did not only poll: {lines}")
-        spent = [late - early for early, late in zip(before, after)]
+        spent = [late - early for early, late in zip(before, after, strict=True)]
         names = {path.rpartition("/")[2] for path in polls}
         by_name = {f"fleet-{number:03}": seconds for number, seconds in enumerate(spent)}
         return Result(ended - began, len(polls), spent, [by_name[name] for name in names],
                       [seconds for name, seconds in by_name.items() if name not in names], self._curl(polls))
 
     def _curl(self, paths):
-        """CPU seconds of the curl command for the same requests, one process for each."""
+        """CPU seconds that curl takes for the same requests, with one process for each."""
         access = self.site.whereabouts.access()
         before = _children()
         for path in paths:
@@ -158,7 +158,7 @@ def _children():
 
 
 def _clock(bench):
-    """The CPU clock of a gateway's daemon, of all its threads, ended ones included."""
+    """The CPU clock of a gateway's daemon; it covers all threads, including those that have ended."""
     daemon = bench.gateway.daemons[-1]
     for pid in _descendants(bench.gateway.outer_pid):
         status = pathlib.Path(f"/proc/{pid}/status").read_text()

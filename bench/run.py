@@ -1,7 +1,7 @@
-"""Measures the daemon's parts beside the tools that do the same, in turns, and prints the ratios.
+"""Measures parts of the daemon alternately with tools that do the same, and prints the ratios.
 
-Only the ratios mean something: both sides of one were measured on the same machine within the same
-seconds. Nothing fails because something is slow; it fails when a result is wrong.
+Only the ratios are meaningful, as both sides are measured on the same machine within the same seconds.
+A slow result is not a failure; a wrong one is.
 """
 import argparse
 import os
@@ -28,7 +28,7 @@ FLEET, FLEET_WINDOW = 50, 120
 
 
 class Wrong(Exception):
-    """A result that cannot be right."""
+    """A result is wrong."""
 
 
 def run(*command):
@@ -42,10 +42,10 @@ def run(*command):
 
 
 def in_turns(ours, theirs):
-    """Medians of the seconds of both, measured alternately after one run each that does not count."""
+    """Median seconds of both, measured alternately after a warm-up run of each."""
     seconds = ([], [])
     for turn in range(RUNS + 1):
-        for measured, measure in zip(seconds, (ours, theirs)):
+        for measured, measure in zip(seconds, (ours, theirs), strict=True):
             spent = measure()
             if turn:
                 measured.append(spent)
@@ -58,7 +58,7 @@ def print_ratio(what, ours, theirs, reference):
 
 
 class Files:
-    """The artifacts to be downloaded, and where downloads go."""
+    """Makes the artifacts to download, and the directory for downloads."""
 
     def __init__(self, directory):
         self.directory = directory
@@ -149,7 +149,7 @@ def measure_fleet(build, directory, window):
 
 
 def roomy_directory():
-    """In memory where there is room, so that no disk is measured."""
+    """A directory in memory if there is room, so that the disk is not measured."""
     for candidate in ("/dev/shm", tempfile.gettempdir(), "/var/tmp"):
         if os.access(candidate, os.W_OK) and shutil.disk_usage(candidate).free > SPACE:
             return candidate

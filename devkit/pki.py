@@ -1,7 +1,7 @@
 """Certificates for the demo and the tests, made by the `openssl` command (1.1.1 or 3).
 
-Elliptic-curve keys are used because a whole set is then ready in a fraction of a second.
-Nothing here is secret and nothing here goes onto a gateway.
+The keys are elliptic-curve keys, as a whole set of them takes only a fraction of a second.
+Nothing here is secret, and nothing here is installed on a gateway.
 """
 
 from __future__ import annotations
@@ -12,7 +12,7 @@ from pathlib import Path
 
 VALID_DAYS = 3650
 
-# The system's own openssl.cnf may add extensions, so every call brings its whole configuration.
+# The system's own openssl.cnf may add extensions, so every call gets a complete configuration.
 CONFIGURATION = """[req]
 distinguished_name = subject
 prompt = no
@@ -34,7 +34,7 @@ authorityKeyIdentifier = keyid
 
 
 class PkiError(RuntimeError):
-    """A certificate could not be made; the text holds the command and what it printed."""
+    """A certificate could not be made; the text holds the command and its output."""
 
 
 @dataclass(frozen=True)
@@ -104,7 +104,7 @@ def _make_key(path: Path) -> None:
 
 
 class Pki:
-    """Everything a TLS test needs: one trusted authority, one nobody trusts, and their certificates."""
+    """Everything a TLS test needs: a trusted authority, an untrusted one, and their certificates."""
 
     def __init__(self, directory: Path, client_name: str = "gw-1") -> None:
         self.authority = Authority(directory, "ca")
@@ -118,5 +118,5 @@ class Pki:
 
     @property
     def ca(self) -> Path:
-        """The authority's certificate that the gateway is given to verify the server with."""
+        """The authority's certificate, with which the gateway verifies the server."""
         return self.authority.certificate

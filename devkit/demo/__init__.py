@@ -1,1 +1,1 @@
-"""The demonstration: the real daemon carries out a rollout, and what happens is told live."""
+"""The demonstration: the real daemon carries out a rollout, with a live commentary."""

@@ -54,7 +54,7 @@ def wait_until_tidy(scene, story):
 
 
 def play(scene, screen, story, rollout):
-    """The whole story. Returns the sentences on what was not as it should be."""
+    """Plays the whole story. Returns a sentence for each problem."""
     introduce(screen, scene)
     watch(scene, story, lambda: story.has_attributes, "the device's attributes")
     library = scene.configuration_library()
@@ -66,7 +66,7 @@ def play(scene, screen, story, rollout):
     control.decide(story.log, lambda is_reached, what: watch(scene, story, is_reached, what))
     watch(scene, story, lambda: story.has_ended, "the end of the deployment")
     wait_until_tidy(scene, story)
-    # Lines of the log may still be under way until the daemon has ended.
+    # Log lines may still arrive until the daemon has ended.
     status = scene.life.end()
     for happening in scene.pending_happenings():
         story.take(happening)
@@ -117,7 +117,7 @@ def main():
         print("\nInterrupted; everything that was started has been stopped.", file=sys.stderr)
         return 130
     except BrokenPipeError:
-        # Nobody reads any more; the interpreter's own last flush must not complain either.
+        # The reader is gone; the interpreter's final flush must not fail either.
         os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
         return 1
     except GatewayError as failure:

@@ -23,7 +23,7 @@ class Build:
         self.bus_libraries = self._read_bus_libraries()
 
     def name_of(self, path):
-        """The path as one would type it where the build was started."""
+        """The path relative to the project's directory."""
         return os.path.relpath(path, self.directory.parent.parent)
 
     def _program(self, name):
@@ -40,7 +40,7 @@ class Build:
         return found[0]
 
     def _read_bus_libraries(self):
-        """What the daemon's link to the message bus was made of, as the configuration noted it."""
+        """Which bus libraries the daemon is linked with, as CMake noted it."""
         note = self.directory / BUS_LIBRARIES
         try:
             return note.read_text(encoding="utf-8").strip()

@@ -1,7 +1,8 @@
 """Reads the daemon's log while it is being written."""
 import re
 import threading
-from typing import Mapping, NamedTuple
+from collections.abc import Mapping
+from typing import NamedTuple
 
 LINE = re.compile(r"\d\d:\d\d:\d\d (DEBUG|INFO|WARNING|ERROR) (\S+) (\w+): (.*)")
 KEY = re.compile(r"(?:^| )(\w+)=")
@@ -23,16 +24,16 @@ def parse(text):
     match = LINE.fullmatch(text)
     if not match:
         return Record("", {}, text)
-    # Values are not quoted: each reaches up to the next key.
+    # Values are not quoted: each ends at the next key.
     body = match[4]
     keys = list(KEY.finditer(body))
     ends = [key.start() for key in keys[1:]] + [len(body)]
-    fields = {key[1]: body[key.end():end] for key, end in zip(keys, ends)}
+    fields = {key[1]: body[key.end():end] for key, end in zip(keys, ends, strict=True)}
     return Record(match[1], fields, text)
 
 
 class Follower:
-    """Hands every new line of a daemon to a function, in a thread of its own."""
+    """Passes every new line of a daemon to a function, in its own thread."""
 
     def __init__(self, daemon, take):
         self._output = daemon.output
@@ -42,14 +43,14 @@ class Follower:
         self._thread.start()
 
     def stop(self):
-        """Returns when everything that was written so far has been handed on."""
+        """Returns when everything written so far has been passed on."""
         self._stopping.set()
         self._thread.join()
 
     def _follow(self):
         following = 0
         while True:
-            # asked before the lines are read, so that none is left when it was
+            # Checked before the lines are read, so that the last look misses none.
             is_last_look = self._stopping.is_set()
             match, following = self._output.wait_for("", 0 if is_last_look else 0.1, following)
             while match:

@@ -2,4 +2,4 @@
 
 
 class DemoFailure(Exception):
-    """The demonstration did not go as it should; the text says what happened instead."""
+    """The demonstration went wrong; the text says how."""

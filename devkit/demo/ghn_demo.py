@@ -51,7 +51,7 @@ def unplug(scene, screen, story):
 
 
 def play(scene, screen, story):
-    """The whole story. Returns the sentences on what was not as it should be."""
+    """Plays the whole story. Returns a sentence for each problem."""
     introduce(scene, screen)
     watch(scene, story, lambda: story.passes > 0, "the first discovery pass")
     watch(scene, story, lambda: {SERIAL, ADDRESS} <= set(story.targets), "the adapters' attributes")
@@ -74,7 +74,7 @@ def play(scene, screen, story):
 
 
 def run(options):
-    """Returns the exit status; raises what the other demonstration raises, too."""
+    """Returns the exit status; raises the same errors as the other demonstration."""
     screen = Screen()
     story = GhnStory(screen, options.verbose)
     with GhnScene(options.build_dir) as scene:

@@ -1,4 +1,4 @@
-"""Tells what happens on the powerline network, each sentence caused by something that was seen."""
+"""Tells what happens on the powerline network; each sentence follows an observation."""
 from hawkbit_server import Event
 
 from .ghn_scene import GATEWAY
@@ -7,15 +7,15 @@ TOLD_ATTRIBUTES = ("device_name", "firmware_version", "parent")
 
 
 class GhnStory:
-    """Takes happenings in their order, and keeps what the play waits for and the verdict needs.
+    """Takes happenings in order, and keeps what the demonstration waits for and the verdict needs.
 
     passes    how many discovery passes have ended
     found     addresses of the adapters that discovery has found
-    lost      the same of those that it has lost
-    targets   ids of the targets whose attributes the server has got
+    lost      addresses of the adapters that it has lost
+    targets   ids of the targets whose attributes the server has received
     closed    ids of the targets that have reported the end of a deployment
     errors    lines of the log at level ERROR
-    refusals  what the server did not accept
+    refusals  what the server refused
     """
 
     def __init__(self, screen, verbose):

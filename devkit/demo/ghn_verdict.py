@@ -1,4 +1,4 @@
-"""Holds the records of server, gateway and adapters against what had to happen on the powerline."""
+"""Compares the records of server, gateway and adapters with what had to happen on the powerline network."""
 from .ghn_scene import ADDRESS, FILE_NAME, GATEWAY, NEW_FIRMWARE, OLD_FIRMWARE, SERIAL
 
 FIRMWARE = "SYSTEM.GENERAL.FW_VERSION"
@@ -7,7 +7,7 @@ ATTRIBUTES = {"device_type": "ghn", "firmware_version": OLD_FIRMWARE, "hw_produc
 
 
 def problems(scene, action, story, agents_before, agents_after):
-    """Sentences on everything that is not as it should be."""
+    """A sentence for each problem."""
     for what, agents, wanted in (("found", agents_before, {GATEWAY, SERIAL, ADDRESS}),
                                  ("unplugged one", agents_after, {GATEWAY, SERIAL})):
         if set(agents) != wanted:
@@ -47,7 +47,7 @@ def _problems_of_the_modems(scene):
 
 
 def _update_commands(scene):
-    """Command lines that did something to a modem, or that asked how it went."""
+    """Command lines that changed a modem, or asked for the result."""
     return [call for call in scene.gateway.calls()
             if " -o SET " in call or call.startswith("l2fwserver") or "FLUPGRADE" in call
             or " -t " in call]
@@ -65,7 +65,7 @@ def _wanted_commands(scene):
 
 
 def summarize(scene, action, screen, agents_before, agents_after):
-    """What has become of it, from the records."""
+    """Shows the outcome, from the records."""
     screen.heading("What is on record")
     screen.row("targets", ", ".join(sorted(agents_before)))
     screen.row(SERIAL, f"action {action.id} {action.status.value}; the adapter runs "

@@ -1,6 +1,6 @@
-"""What is on the gateway, as far as a release can change it."""
+"""The part of the gateway's state that a release can change."""
 import hashlib
-import os
+import itertools
 import re
 import shlex
 from collections.abc import Mapping
@@ -26,12 +26,12 @@ NAMES = {
 
 @dataclass(frozen=True)
 class Inventory:
-    """What was written, and what the gateway has on record of it.
+    """What was written, and what the gateway has recorded about it.
 
     packages     {name: (version, state)}, as the package manager knows them
-    files        names in /etc/installed and contents
+    files        names and contents of the files in /etc/installed
     records      the daemon's stored options: versions, and whether it waits for a reboot
-    timed        the parts for which the daemon has stored a time of installation
+    timed        the parts whose time of installation the daemon has stored
     tools        names of the tools that were called, in order
     left_behind  names in /tmp that nobody needs
     """
@@ -49,7 +49,7 @@ class Inventory:
     left_behind: tuple[str, ...]
 
     def differences(self, expected):
-        """Sentences on everything that is not as expected."""
+        """A sentence for each difference from what is expected."""
         for field in fields(self):
             yield from _differences(NAMES[field.name], getattr(self, field.name),
                                     getattr(expected, field.name))
@@ -95,8 +95,13 @@ def _differences(name, found, expected):
         return
     equal = ""
     if isinstance(found, bytes) and isinstance(expected, bytes):
-        equal = f"; they differ from byte {len(os.path.commonprefix([found, expected]))} on"
+        equal = f"; they differ from byte {_equal_bytes(found, expected)} on"
     yield f"{name}: found {_shown(found)} instead of {_shown(expected)}{equal}"
+
+
+def _equal_bytes(found, expected):
+    """How many bytes both have in common at their beginning."""
+    return sum(1 for _ in itertools.takewhile(lambda pair: pair[0] == pair[1], zip(found, expected, strict=False)))
 
 
 def _shown(value):

@@ -5,18 +5,18 @@ import time
 from .failure import DemoFailure
 
 OBJECT = "zephran"
-CALL_PATIENCE = 60
-# A poll that comes due takes the held-back deployment away for the moment it takes to fetch it anew.
+CALL_TIMEOUT = 60
+# During a poll no deployment is pending, until the poll has fetched it again.
 ATTEMPTS = 3
 
 
 class LocalControl:
-    """Makes calls as they are typed at the gateway, and keeps the replies for the verdict.
+    """Makes calls as a person would type them, and keeps the replies for the verdict.
 
     agents       reply to get_agents
     pending      the last reply to get_deployment
     accepted     the last reply to accept_deployment
-    accepted_at  when that call was begun, by the clock that the server stamps its records with
+    accepted_at  when that call began, by the server's clock
     """
 
     def __init__(self, gateway, screen):
@@ -29,10 +29,10 @@ class LocalControl:
         self.agents = self._call("get_agents")
 
     def decide(self, log, watch):
-        """Looks at the deployment that the gateway holds back, lets it wait, and accepts it.
+        """Looks at the pending deployment, lets it wait, and accepts it.
 
-        log    what the daemon's log has told so far
-        watch  called with a condition and its name, tells the story until the condition holds
+        log    what the daemon's log has said so far
+        watch  called with a condition and its name; tells the story until the condition holds
         """
         for _ in range(ATTEMPTS):
             self._watch_it_wait(log, watch, lambda: log.waits_for_user,
@@ -66,7 +66,7 @@ class LocalControl:
         command = " ".join(words)
         self._screen.quote(command, "#")
         program = self._gateway.start_program(words, "ubus")
-        if program.wait(CALL_PATIENCE) != 0:
+        if program.wait(CALL_TIMEOUT) != 0:
             raise DemoFailure(f"{command} ended with status {program.exit_status}: "
                               f"{program.err.strip() or 'it said nothing'}")
         self._screen.verbatim(program.out)

@@ -1,6 +1,6 @@
 """Tells what the daemon's log says, in plain sentences."""
 
-# What the agent asks itself before it starts a deployment, and what the answers mean.
+# The guards that the agent checks before it starts a deployment, and what their results mean.
 RULES = {
     ("is_forced_deployment", "0"): "the operator has not forced it",
     ("is_forced_deployment", "1"): "the operator has forced it",
@@ -29,11 +29,11 @@ MESSAGES = {
 
 
 class LogStory:
-    """Takes records of the log in their order. What it remembers is for its own sentences only.
+    """Takes log records in order. What it remembers serves only its own sentences.
 
     part             type of the chunk that is being installed; to be set from outside
-    waits_for_user   whether the deployment is held back for the user's decision
-    fruitless_looks  of the daemon's looks at this decision, those that found none
+    waits_for_user   whether the deployment waits for the user's decision
+    fruitless_looks  how often the daemon has looked for this decision in vain
     has_started      whether the deployment has started
     errors           what the daemon has logged as errors
     """
@@ -49,7 +49,7 @@ class LogStory:
         self.errors = []
 
     def take(self, record):
-        # Lines without a level are libcurl's, which accompanies every transfer with dozens of them.
+        # Lines without a level are libcurl's, which writes dozens of them for every transfer.
         if self._verbose and record.level:
             self._screen.quote(record.text, "|")
         fields = record.fields
@@ -64,7 +64,7 @@ class LogStory:
         if fields.get("message") in MESSAGES:
             self._screen.say(MESSAGES[fields["message"]])
         if "command" in fields and "start_installation" in record.text:
-            # It is the last one on its line, and what looks like further ones belongs to it.
+            # It is the last field on its line; what looks like further fields belongs to it.
             self._screen.quote(record.text.partition(" command=")[2], "$")
 
     def _on_error(self, record):
@@ -73,7 +73,7 @@ class LogStory:
         self._screen.say(f"The daemon logs an error: {what}.")
 
     def _on_retrieve_controller_status(self, _):
-        # Whatever was held back is fetched anew after a poll.
+        # A poll fetches a pending deployment again.
         self.waits_for_user = False
 
     def _on_retrieve_deployment_action(self, _):

@@ -1,9 +1,9 @@
-"""What the update server has on record of the rollout."""
+"""What the update server has recorded about the rollout."""
 from typing import NamedTuple
 
 
 class Report(NamedTuple):
-    """What the device reported, and the server took. `chunk` is empty in a closing report."""
+    """What the device reported and the server accepted. `chunk` is empty in a closing report."""
 
     title: str
     chunk: str
@@ -40,6 +40,6 @@ def first_attributes(scene):
 
 
 def premature(scene, control):
-    """What the device asked for or reported of the rollout before the user had accepted it."""
+    """Downloads and reports of the rollout from before the user accepted it."""
     return [each for kind in ("artifact", "feedback") for each in scene.server.exchanges(kind)
             if each.arrived < control.accepted_at]

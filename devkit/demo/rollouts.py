@@ -1,13 +1,13 @@
-"""What the demonstration rolls out, and what has to be found afterwards."""
+"""What the demonstration rolls out, and the expected result."""
 import random
+from collections.abc import Mapping
 from dataclasses import dataclass, replace
-from typing import Mapping
 
 from gateway import firmware_image, package
 
 from .inventory import Inventory
 
-# Part types in the order in which their installers take their turns.
+# Part types in the order in which their installers run.
 TURNS = ("os", "script", "zw", "bl", "plc", "opkg")
 
 PARTITION = "mtd1"
@@ -15,7 +15,7 @@ ERASE_SIZE = 16 * 1024
 PARTITION_SIZE = 8 * ERASE_SIZE
 OLD_FIRMWARE, NEW_FIRMWARE = "2.0_20250101", "2.1_20260101"
 
-# The same bytes in every run; the firmware is large enough to watch its download.
+# The same bytes in every run; the firmware is large enough for its download to be watched.
 _noise = random.Random(1).randbytes
 OLD_LOADER = _noise(PARTITION_SIZE)
 LOADER = _noise(90_000)
@@ -53,14 +53,14 @@ class Chunk:
 
 @dataclass(frozen=True)
 class Rollout:
-    """One distribution set, and how its installation has to end.
+    """One distribution set, and the expected end of its installation.
 
     chunks           in the order of the set
-    deployed         how many of them are installed, in the order of their turns
+    deployed         how many of them get installed, in the order of installation
     status           of the action on the server
     end              first detail of the last report
-    closing_details  texts that this report has to hold
-    left             what is found on the gateway
+    closing_details  texts that this report must contain
+    left             what is on the gateway afterwards
     """
 
     chunks: tuple[Chunk, ...]
@@ -80,12 +80,12 @@ class Rollout:
 
     @property
     def touched(self):
-        """The chunks whose installation is begun."""
+        """The chunks whose installation begins."""
         return self.in_turn[:self.deployed + (0 if self.succeeds else 1)]
 
     @property
     def reports(self):
-        """What the device has to report, in this order: (first detail, chunk, progress)."""
+        """The expected reports in order: (first detail, chunk, progress)."""
         count = len(self.chunks)
         told = []
         for number, chunk in enumerate(self.touched):

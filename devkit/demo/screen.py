@@ -1,4 +1,4 @@
-"""What the spectator sees: sentences with the time that has passed, and progress lines."""
+"""What the viewer sees: sentences with the elapsed time, and progress lines."""
 import os
 import shutil
 import sys
@@ -16,7 +16,7 @@ def megabytes(count):
 
 
 class Screen:
-    """On a terminal a progress line moves; elsewhere it becomes one line for each quarter."""
+    """On a terminal a progress line is updated in place; elsewhere each quarter gets a line."""
 
     def __init__(self, stream=sys.stdout):
         self.stream = stream
@@ -37,7 +37,7 @@ class Screen:
                                   subsequent_indent=INDENT, break_on_hyphens=False))
 
     def quote(self, text, mark=">"):
-        """Text of somebody else, for example what a script printed."""
+        """Quoted text, for example the output of a script."""
         for line in text.splitlines():
             self._write(f"{INDENT}{mark} {line}")
 
@@ -55,7 +55,7 @@ class Screen:
                                   subsequent_indent=" " * 18, break_on_hyphens=False))
 
     def progress(self, name, done, total):
-        """To be called as often as there is something new; `done` equal to `total` ends the line."""
+        """Shows progress; `done` equal to `total` ends the line."""
         share = done / total
         if self._moves:
             bar = "#" * int(share * BAR_WIDTH)

@@ -1,4 +1,4 @@
-"""Tells what happened in plain sentences, each of them caused by something that was seen."""
+"""Tells what happens in plain sentences; each follows an observation."""
 from hawkbit_server import Event
 
 from .life import Reboot
@@ -9,7 +9,7 @@ DEPLOYED = "Chunk deployed"
 
 
 class Story:
-    """Takes happenings in their order, and leaves those of the log to `log`."""
+    """Takes happenings in order; log records go to `log`."""
 
     def __init__(self, screen, rollout, verbose):
         self._screen = screen

@@ -1,4 +1,4 @@
-"""Holds what the server and the gateway have on record against what the rollout had to do."""
+"""Compares the records of server and gateway with what the rollout had to do."""
 import pathlib
 from collections import Counter
 
@@ -9,7 +9,7 @@ from .scene import DEVICE, PROPERTIES
 
 
 def problems(scene, action, rollout, story, control):
-    """Sentences on everything that is not as it should be."""
+    """A sentence for each problem."""
     yield from _problems_of_local_control(scene, action, rollout, control)
     yield from _problems_on_the_server(scene, action, rollout)
     yield from _problems_of_the_reports(scene, action, rollout)

@@ -1,15 +1,15 @@
-"""How a demonstration waits: it tells what happens meanwhile, and says what did not come."""
+"""How a demonstration waits: it tells what happens meanwhile, and names what did not happen in time."""
 import time
 
 from .failure import DemoFailure
 
-# For each point of a story; builds with sanitizers are slow.
-PATIENCE = 240
+# Time limit for each point of a story; builds with sanitizers are slow.
+TIMEOUT = 240
 
 
 def watch(scene, story, is_reached, what):
     """Tells what happens until a point of the story is reached."""
-    deadline = time.monotonic() + PATIENCE
+    deadline = time.monotonic() + TIMEOUT
     try:
         while not is_reached():
             if time.monotonic() > deadline:

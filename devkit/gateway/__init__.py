@@ -2,8 +2,8 @@
 from .bus import BusError
 from .gateway import Daemon, Gateway, GatewayError
 from .images import firmware_image, package
-from .powerline import Powerline, powerline_image
+from .powerline import Modem, Powerline, powerline_image
 from .supervisor import Supervisor
 
-__all__ = ["BusError", "Daemon", "Gateway", "GatewayError", "Powerline", "Supervisor",
+__all__ = ["BusError", "Daemon", "Gateway", "GatewayError", "Modem", "Powerline", "Supervisor",
            "firmware_image", "package", "powerline_image"]

@@ -8,7 +8,7 @@ import tempfile
 from . import Gateway, GatewayError
 
 
-def arguments():
+def arguments() -> argparse.Namespace:
     parser = argparse.ArgumentParser(prog="in-gateway", description="Runs one command in a "
                                      "simulated gateway and ends with its exit status.")
     parser.add_argument("--run-dir", help="where the gateway keeps /etc/config, tools and logs "
@@ -22,7 +22,8 @@ def arguments():
     return parser.parse_args()
 
 
-def run(options, run_dir):
+def run(options: argparse.Namespace, run_dir: str) -> int:
+    """Runs the command, passes its output on as it comes, and returns its exit status."""
     with Gateway(run_dir, library_path=options.library_path,
                  bus_path=options.bus_path) as gateway:
         for setting in options.config:
@@ -33,23 +34,23 @@ def run(options, run_dir):
             signal.signal(number, lambda received, _: daemon.signal(received))
         shown = 0
         while True:
-            running = daemon.is_running()
-            if not running:
+            status = daemon.exit_status
+            if status is not None:
                 daemon.wait()
             for line in daemon.output.lines[shown:]:
                 shown += 1
                 print(line.text, file=sys.stdout if line.stream == "out" else sys.stderr, flush=True)
-            if not running:
-                return daemon.exit_status
+            if status is not None:
+                return status
             daemon.output.wait_for("", timeout=0.2, start=shown)
 
 
-def main():
+def main() -> int:
     options = arguments()
     with tempfile.TemporaryDirectory(prefix="gateway-") as scratch:
         try:
             status = run(options, options.run_dir or scratch)
         except (GatewayError, OSError) as error:
             sys.exit(f"Error: {error}")
-    # a signal's number is reported as a shell does
+    # A signal is reported as a shell does.
     return status if status >= 0 else 128 - status

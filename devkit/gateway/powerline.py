@@ -1,6 +1,9 @@
 """The powerline network behind a simulated gateway: modems that `configlayer` and `l2fwserver` reach."""
 import os
-import pathlib
+from collections.abc import Mapping
+from pathlib import Path
+
+from .equipment import Equipment
 
 FIRST_VERSION = "1.0.0"
 UPGRADE_PARAMETERS = {
@@ -14,16 +17,16 @@ END_DEVICE_PARAMETER = "DHCP.GENERAL.ENABLED_IPV4"
 FIRMWARE_PARAMETER = "SYSTEM.GENERAL.FW_VERSION"
 
 
-def powerline_image(version, size=4096):
-    """Firmware for a modem; the version stands in its first line."""
+def powerline_image(version: str, size: int = 4096) -> bytes:
+    """Firmware for a modem; its first line holds the version."""
     header = f"GHN_FW_VERSION={version}\n".encode()
     return header + bytes(place * 11 % 256 for place in range(max(0, size - len(header))))
 
 
 class Modem:
-    """One modem of the network. A reboot of the gateway changes nothing of it."""
+    """One modem of the network. It is unaffected by a reboot of the gateway."""
 
-    def __init__(self, directory, parameters):
+    def __init__(self, directory: Path, parameters: Mapping[str, str]) -> None:
         self.mac = directory.name
         self._directory = directory
         directory.mkdir(parents=True)
@@ -32,69 +35,74 @@ class Modem:
     # ---- what it knows
 
     @property
-    def parameters(self):
+    def parameters(self) -> dict[str, str]:
+        """All parameters that it knows, by name."""
         lines = (self._directory / "parameters").read_text(encoding="utf-8").splitlines()
         return dict(line.split("=", 1) for line in lines)
 
     @property
-    def firmware(self):
+    def firmware(self) -> str:
+        """The version that it runs."""
         return self.parameters[FIRMWARE_PARAMETER]
 
-    def set(self, name, value):
+    def set(self, name: str, value: str) -> None:
+        """Sets one parameter."""
         self._write({**self.parameters, name: value})
 
-    def forget(self, name=END_DEVICE_PARAMETER):
-        """From now on it does not know this parameter; without this one it is no end device."""
+    def forget(self, name: str = END_DEVICE_PARAMETER) -> None:
+        """Removes a parameter. Without the default one the modem is no end device."""
         self._write({key: value for key, value in self.parameters.items() if key != name})
 
     # ---- how it behaves
 
-    def unplug(self):
-        """It is no longer in the network."""
+    def unplug(self) -> None:
+        """Takes it out of the network."""
         self._mark("absent")
 
-    def plug_in(self):
-        """It is in the network again, or answers again."""
+    def plug_in(self) -> None:
+        """Brings it back into the network, and makes it answer again."""
         for name in ("absent", "silent"):
             (self._directory / name).unlink(missing_ok=True)
 
     @property
-    def is_present(self):
+    def is_present(self) -> bool:
+        """Whether it is in the network."""
         return not (self._directory / "absent").exists()
 
-    def fall_silent(self):
-        """The gateway's modem still lists it, but it answers no more."""
+    def fall_silent(self) -> None:
+        """It no longer answers, but the gateway's modem still lists it."""
         self._mark("silent")
 
-    def hang(self):
-        """Every call for it waits until release()."""
+    def hang(self) -> None:
+        """Every call to it waits until release()."""
         (self._directory / "held").unlink(missing_ok=True)
         self._mark("hangs")
 
     @property
-    def is_held(self):
-        """Whether a call waits, or has waited, since hang()."""
+    def is_held(self) -> bool:
+        """Whether a call has waited since hang()."""
         return (self._directory / "held").exists()
 
-    def release(self):
+    def release(self) -> None:
+        """Lets hanging calls continue."""
         (self._directory / "hangs").unlink()
 
-    def vanish_at_reset(self):
-        """It does not return from its next reset."""
+    def vanish_at_reset(self) -> None:
+        """Its next reset is its end: it does not return."""
         self._mark("fate", "gone")
 
-    def keep_firmware_at_reset(self):
-        """It returns from its next reset with the firmware that it has now."""
+    def keep_firmware_at_reset(self) -> None:
+        """Its next reset leaves the current firmware running."""
         self._mark("fate", "old")
 
-    def vanish_while_pushed(self):
-        """It leaves the network when half of an image has come."""
+    def vanish_while_pushed(self) -> None:
+        """It leaves the network after half of an image has arrived."""
         self._mark("loses-link")
 
-    def _mark(self, name, text=""):
+    def _mark(self, name: str, text: str = "") -> None:
         (self._directory / name).write_text(f"{text}\n", encoding="utf-8")
 
-    def _write(self, parameters):
+    def _write(self, parameters: Mapping[str, str]) -> None:
         text = "".join(f"{name}={value}\n" for name, value in parameters.items())
         written = self._directory / "parameters.new"
         written.write_text(text, encoding="utf-8")
@@ -104,15 +112,15 @@ class Modem:
 class Powerline:
     """The network of one gateway, and the gateway's configuration for it.
 
-    gateway     the gateway; its packages "ghn" and "nevra" of the configuration are replaced
+    gateway     the gateway; replaces its configuration packages "ghn" and "nevra"
     controller  address of the gateway's own modem
-    password    what all modems demand; the configuration gets it too
+    password    required by all modems, and written to the configuration
     """
 
-    def __init__(self, gateway, controller="02:00:00:00:00:01", interface="br-lan",
-                 password="lan-secret"):
+    def __init__(self, gateway: Equipment, controller: str = "02:00:00:00:00:01", interface: str = "br-lan",
+                 password: str = "lan-secret") -> None:
         self._gateway = gateway
-        self._directory = pathlib.Path(gateway.run_dir) / "powerline"
+        self._directory = Path(gateway.run_dir) / "powerline"
         self._directory.mkdir()
         for name, value in (("controller", controller), ("interface", interface),
                             ("password", password)):
@@ -123,9 +131,10 @@ class Powerline:
         self.controller.forget()
         self.configure()
 
-    def configure(self, interface=None, password=None, controller=None):
-        """Writes the gateway's configuration; what is not given is right, what is "" is left out."""
-        def option(name, value, right):
+    def configure(self, interface: str | None = None, password: str | None = None,
+                  controller: str | None = None) -> None:
+        """Writes the gateway's configuration. None stands for the correct value, "" for no option."""
+        def option(name: str, value: str | None, right: str) -> str:
             value = right if value is None else value
             return f"\toption {name} '{value}'\n" if value else ""
 
@@ -135,12 +144,12 @@ class Powerline:
         self._gateway.config("nevra", "config baptization 'baptization'\n"
                              + option("LirnMacAddress", controller, self.controller.mac))
 
-    def configure_own_password(self, password):
-        """Gives the gateway a password of its own, which goes before the common one."""
+    def configure_own_password(self, password: str) -> None:
+        """Gives the gateway its own password, which takes precedence over the common one."""
         self._gateway.config("nevra-private", "config baptization 'baptization'\n"
                                               f"\toption PwdGhnConfig '{password}'\n")
 
-    def add(self, mac, serial="", firmware=FIRST_VERSION, name="adapter"):
+    def add(self, mac: str, serial: str = "", firmware: str = FIRST_VERSION, name: str = "adapter") -> Modem:
         """Plugs in a new modem and returns it. `mac` has lower-case digits and colons."""
         return Modem(self._directory / "devices" / mac, {
             END_DEVICE_PARAMETER: "YES",
@@ -152,12 +161,12 @@ class Powerline:
             FIRMWARE_PARAMETER: firmware,
             **UPGRADE_PARAMETERS})
 
-    def report_macs(self, text):
-        """Has the gateway's modem name these devices, whatever there is; None: those there are."""
+    def report_macs(self, text: str | None) -> None:
+        """Makes the gateway's modem list these addresses whatever is there; None: the real ones."""
         if text is None:
             (self._directory / "reported-macs").unlink(missing_ok=True)
         else:
             self._note("reported-macs", text)
 
-    def _note(self, name, value):
+    def _note(self, name: str, value: str) -> None:
         (self._directory / name).write_text(f"{value}\n", encoding="utf-8")

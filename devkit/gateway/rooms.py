@@ -1,23 +1,24 @@
 """Builds the gateway's view of the file system, inside its own mount namespace.
 
-A directory that the gateway has to itself is covered by an empty tmpfs. What the host's directory
-held is then shown again entry by entry, read-only, so that programs find their libraries'
-settings while nothing of the host can be changed (devices stay as they are). Overlay mounts would be shorter, but cannot be
-stacked often enough where the root is an overlay already.
+A private directory of the gateway is covered by an empty tmpfs. The entries of the host's directory are then
+mounted into it one by one and read-only, so that programs find the settings of their libraries but cannot change
+the host (devices stay as they are). Overlay mounts would be shorter, but cannot be stacked often enough where
+the root is an overlay already.
 """
 import os
 import pathlib
 import stat
+from collections.abc import Collection, Iterable, Mapping
 
 import kernel
 
 TMPFS_OPTIONS = "mode=0755"
 
 
-def cover(directory, stage, own):
-    """Covers `directory`. `own` maps names in it to what the gateway shows there instead.
+def cover(directory: str, stage: str, own: Mapping[str, str]) -> None:
+    """Covers `directory`. `own` maps names in it to the gateway's own files and directories.
 
-    Where the machine has no such directory, the one above is covered that shall hold it.
+    If the machine has no such directory, its parent is covered and gets one.
     """
     directory = os.path.realpath(directory)
     if not os.path.isdir(directory):
@@ -36,7 +37,7 @@ def cover(directory, stage, own):
         _show(source, os.path.join(directory, name))
 
 
-def _show_again(entry, target):
+def _show_again(entry: os.DirEntry[str], target: str) -> None:
     if entry.is_symlink():
         os.symlink(os.readlink(entry.path), target)
     elif entry.is_dir():
@@ -50,7 +51,7 @@ def _show_again(entry, target):
         kernel.bind(entry.path, target)
 
 
-def _show(source, target):
+def _show(source: str, target: str) -> None:
     if os.path.isdir(source):
         os.mkdir(target)
         kernel.bind(source, target)
@@ -58,8 +59,8 @@ def _show(source, target):
         os.symlink(source, target)
 
 
-def private_tmp(kept, size):
-    """An empty /tmp in which the directories in `kept` stay visible at their places.
+def private_tmp(kept: Iterable[str], size: str) -> list[str]:
+    """Mounts an empty /tmp in which the directories in `kept` stay visible at their paths.
 
     Returns the names in the new /tmp that exist for that reason only.
     """
@@ -74,8 +75,8 @@ def private_tmp(kept, size):
     return sorted({os.path.relpath(path, tmp).split("/")[0] for path in inside})
 
 
-def empty_tmp(keep):
-    """What a reboot does to /tmp, except for the names in `keep`."""
+def empty_tmp(keep: Collection[str]) -> None:
+    """Empties /tmp as a reboot does, except for the names in `keep`."""
     for entry in os.scandir("/tmp"):
         if entry.name in keep:
             continue
@@ -85,7 +86,7 @@ def empty_tmp(keep):
             os.unlink(entry.path)
 
 
-def _remove_tree(path):
+def _remove_tree(path: str) -> None:
     for entry in os.scandir(path):
         if entry.is_dir(follow_symlinks=False):
             _remove_tree(entry.path)

@@ -1,83 +1,87 @@
-"""Plays procd, and the boot loader: restarts the daemon when it has ended, and reboots the gateway."""
+"""Plays procd and the boot loader: restarts the daemon when it has ended, and reboots the gateway."""
 import threading
+from collections.abc import Callable, Sequence
+from typing import Self
 
-# procd would wait five seconds between two starts; nobody waits for that at a desk.
+from .gateway import Daemon, Gateway
+
+# Seconds. procd would wait five between two starts, which would only slow the tests down.
 STEP = 0.1
 
 
 class Supervisor:
-    """Starts a daemon, starts it again whenever it has ended, and reboots the gateway when its
-    firmware tool asks for that.
+    """Keeps a daemon running, and reboots the gateway when its firmware tool asks for that.
 
     gateway       the gateway to watch over
-    start         function that starts the daemon with the arguments it is given in addition to its
-                  own, and returns it
+    start         function that starts the daemon with the given additional arguments, and returns it
     after_reboot  the additional arguments after the reboot of a firmware installation
-    most_starts   a daemon that has to be started more often than that is broken
+    most_starts   limit of starts, above which the daemon counts as broken
     """
 
-    def __init__(self, gateway, start, after_reboot=("--dormant", "true"), most_starts=20):
+    def __init__(self, gateway: Gateway, start: Callable[..., Daemon],
+                 after_reboot: Sequence[str] = ("--dormant", "true"), most_starts: int = 20) -> None:
         self.gateway = gateway
-        self.daemons = []
+        self.daemons: list[Daemon] = []
         self.reboots = 0
         self._start = start
         self._after_reboot = after_reboot
         self._most_starts = most_starts
         self._lock = threading.RLock()
         self._stopping = threading.Event()
-        self._error = None
+        self._error: Exception | None = None
         self._thread = threading.Thread(target=self._watch, daemon=True)
 
-    def __enter__(self):
+    def __enter__(self) -> Self:
         return self.start()
 
-    def __exit__(self, *_):
+    def __exit__(self, *_: object) -> None:
         self.stop()
 
     @property
-    def daemon(self):
+    def daemon(self) -> Daemon:
         """The daemon that was started last."""
         return self.daemons[-1]
 
-    def start(self):
+    def start(self) -> Self:
+        """Starts the daemon and the watch over it."""
         self._launch()
         self._thread.start()
         return self
 
-    def stop(self):
+    def stop(self) -> None:
         """Ends the watch; the daemon stays as it is. Raises what went wrong while watching."""
         self._stopping.set()
         self._thread.join()
         self.check()
 
-    def check(self):
+    def check(self) -> None:
         """Raises what went wrong while watching."""
         if self._error:
             raise self._error
 
-    def power_cut(self, *arguments):
+    def power_cut(self, *arguments: str) -> None:
         """Switches the gateway off and on; the daemon starts again with these arguments added."""
         with self._lock:
             self.gateway.reboot_request.unlink(missing_ok=True)
             self.gateway.reboot()
             self._launch(*arguments)
 
-    def _watch(self):
+    def _watch(self) -> None:
         try:
             while not self._stopping.wait(STEP):
                 with self._lock:
                     self._look_after()
-        except Exception as error:  # it belongs to whoever asks for it next
+        except Exception as error:  # the next call of check() raises it
             self._error = error
 
-    def _look_after(self):
+    def _look_after(self) -> None:
         if self.gateway.reboot_request.exists():
             self.reboots += 1
             self.power_cut(*self._after_reboot)
         elif not self.daemon.is_running():
             self._launch()
 
-    def _launch(self, *arguments):
+    def _launch(self, *arguments: str) -> None:
         if len(self.daemons) == self._most_starts:
             raise AssertionError(f"the daemon was started {self._most_starts} times and has ended "
                                  f"with {self.daemon.exit_status}, log:\n{self.daemon.log[-6000:]}")

@@ -1,4 +1,4 @@
-"""A small update server that behaves towards a device as Eclipse hawkBit 0.9.0 does. See README.md."""
+"""A small update server that behaves like Eclipse hawkBit 0.9.0 towards a device. See README.md."""
 
 from .exchanges import Exchange
 from .faults import Code, Cut, Drop, Mutate, Order, Slow, Stall, Text

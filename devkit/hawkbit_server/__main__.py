@@ -1,10 +1,10 @@
-"""Serves what one JSON file describes, until interrupted.
+"""Serves what a JSON file describes, until interrupted.
 
     {"poll": "00:00:10",
      "modules": [{"type": "script", "name": "hello", "version": "1.0", "artifacts": ["hello.sh"]}],
      "assignments": [{"target": "gw-1", "modules": [0], "type": "forced"}]}
 
-Artifacts are files below the directory of the JSON file; `modules` of an assignment are indexes into the list.
+Artifacts are paths relative to the JSON file; `modules` of an assignment are indexes into the list.
 """
 
 from __future__ import annotations
@@ -35,14 +35,14 @@ def _arguments() -> argparse.Namespace:
 
 
 def print_event(event: Event) -> None:
-    """One line for each event, at once."""
+    """Prints one line for each event, at once."""
     action = "-" if event.action is None else event.action
     data = " ".join(f"{key}={value!r}" for key, value in event.data.items())
     print(f"{event.name}: target={event.target} action={action} {data}", flush=True)
 
 
 def prepare(server: UpdateServer, description: dict[str, Any], directory: Path) -> None:
-    """Makes the modules and the assignments that the description names."""
+    """Creates the modules and the assignments that the description names."""
     modules = []
     for each in description.get("modules", []):
         files = {name: (directory / name).read_bytes() for name in each.get("artifacts", [])}

@@ -15,8 +15,8 @@ _RANGE = re.compile(r"bytes=(\d*)-(\d*)")
 
 
 def _find(store: Store, target: Target, request: Request) -> tuple[Action, Artifact]:
-    """404 for an unknown module (with body), an unknown file (without), a module that no active, not cancelling
-    action of the target contains (with)."""
+    """Throws a 404 refusal: with a body for an unknown module and for one that is in no active action of the target
+    (a cancelling one does not count), without a body for an unknown file."""
     module_id = number(request.route.module)
     module = store.modules.get(module_id)
     if module is None:
@@ -50,7 +50,7 @@ def _disposition(filename: str) -> dict[str, str]:
 
 
 def _span(header: str | None, size: int) -> tuple[int, int] | None:
-    """First and last byte of a single range; None when there is none. Throws the 416 refusal."""
+    """First and last byte of a single range; None without one. Throws the 416 refusal."""
     if header is None:
         return None
     match = _RANGE.fullmatch(header.strip())
@@ -66,9 +66,9 @@ def _span(header: str | None, size: int) -> tuple[int, int] | None:
 
 
 def download(store: Store, target: Target, request: Request) -> Reply:
-    """The file with its SHA-1 as ETag (without quotes). A 200 carries a Content-Range, too.
+    """The file with its SHA-1 as ETag (without quotes). Even a 200 has a Content-Range.
 
-    412 for an If-Match that is not the ETag, 416 for a range that is none. Only a full GET or HEAD is noted in
+    412 for an If-Match that is not the ETag, 416 for an invalid range. Only a full GET or HEAD is recorded among
     the action's status entries.
     """
     action, artifact = _find(store, target, request)

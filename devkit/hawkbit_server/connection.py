@@ -1,4 +1,4 @@
-"""One connection of one device: reads requests, lets the resources answer, applies ordered faults."""
+"""One connection of a device: reads requests, passes them to the resources, injects the ordered faults."""
 
 from __future__ import annotations
 
@@ -7,7 +7,8 @@ import time
 from http.server import BaseHTTPRequestHandler
 from typing import TYPE_CHECKING, Any
 
-from . import faults, request as requests
+from . import faults
+from . import request as requests
 from .exchanges import Exchange
 from .reply import Reply
 from .tls import subject_of
@@ -17,12 +18,12 @@ if TYPE_CHECKING:
 
 PIECE = 65536
 SLOW_STEP = 0.05
-# What a client that goes away in the middle of an answer looks like; TLS errors are OSErrors, too.
+# Raised when a client goes away during an answer; TLS errors are OSErrors, too.
 CLIENT_GONE = OSError
 
 
 class BadBody(Exception):
-    """The body's framing is broken or the client went away in the middle of it."""
+    """The framing of the body is broken, or the client went away before its end."""
 
 
 class Connection(BaseHTTPRequestHandler):
@@ -42,7 +43,7 @@ class Connection(BaseHTTPRequestHandler):
             self.close_connection = True
 
     def log_message(self, format: str, *args: Any) -> None:
-        """The journal and the observers tell what happens; the base class would print it."""
+        """Prints nothing, unlike the base class: the journal and the observers tell what happens."""
 
     def handle_expect_100(self) -> bool:
         self.wfile.write(b"HTTP/1.1 100 Continue\r\n\r\n")
@@ -62,7 +63,7 @@ class Connection(BaseHTTPRequestHandler):
     do_GET = do_HEAD = do_POST = do_PUT = do_DELETE = do_PATCH = do_OPTIONS = do_request
 
     def _arrive(self) -> tuple[Exchange, requests.Route]:
-        # The base class folds leading slashes in self.path; the firewall's rules want what was sent.
+        # The base class merges leading slashes in self.path; the firewall's rules need what was sent.
         path, _, query = self.requestline.split()[1].partition("?")
         route = requests.find_route(path)
         headers = {name.lower(): value for name, value in self.headers.items()}
@@ -171,7 +172,7 @@ class Connection(BaseHTTPRequestHandler):
         self.close_connection = True
         self.server.journal.finish(exchange, outcome)
         try:
-            # Without TLS's own farewell, as when a cable is pulled.
+            # Without TLS's close_notify, as when a cable is pulled.
             socket.socket.shutdown(self.connection, socket.SHUT_RDWR)
         except OSError:
             return  # The client was faster.

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import random
-from typing import Callable
+from collections.abc import Callable
 
 from . import artifacts, documents, errors, feedback, reply, validation
 from .model import Action, Status, Target
@@ -19,7 +19,7 @@ RETRIEVED_CANCEL = "Target retrieved cancel action and should start now the canc
 
 
 class Ddi:
-    """Answers requests out of the store. `demand_certificate` refuses who has none, as a proxy in front does."""
+    """Answers requests from the store. `demand_certificate` refuses clients without one, as a proxy in front does."""
 
     def __init__(self, store: Store, demand_certificate: bool, chance: random.Random) -> None:
         self.store = store
@@ -44,7 +44,7 @@ class Ddi:
             return reply.refused(refusal, request.path)
 
     def _admit(self, request: Request) -> None:
-        """What is checked before any resource is asked, in the order of the real server."""
+        """The checks before any resource, in the order of the real server."""
         if self.demand_certificate and request.client_subject is None:
             raise errors.html_page(403)
         firewall(request.path)
@@ -84,7 +84,7 @@ class Ddi:
         return target
 
     def _action(self, request: Request, number: int) -> Action:
-        """404 with a body for an unknown action, without one for that of another target."""
+        """Throws a 404 refusal: with a body for an unknown action, without one for an action of another target."""
         target = self._target(request)
         action = self.store.actions.get(number)
         if action is None:
@@ -115,8 +115,8 @@ class Ddi:
         return reply.document(value, media, request.headers.get("if-none-match"))
 
     def deployment_base(self, request: Request) -> Reply:
-        """The history is read before the RETRIEVED entry is written. A closed action still answers and is marked
-        retrieved by that, which spoils its record."""
+        """The history is read before the RETRIEVED entry is written. A closed action still answers, but becomes
+        retrieved, which spoils its record."""
         media = self._media(request)
         history = request.history()
         action = self._action(request, request.route.action_number())
@@ -132,7 +132,7 @@ class Ddi:
         return answer
 
     def installed_base(self, request: Request) -> Reply:
-        """The document of an action that was installed; nothing is noted."""
+        """The document of an installed action; nothing is recorded."""
         media = self._media(request)
         history = request.history()
         action = self._action(request, request.route.action_number())
@@ -170,7 +170,7 @@ class Ddi:
                         details=sent.details, status=action.status.value, active=action.active)
 
     def config_data(self, request: Request) -> Reply:
-        """Taken at any time from a known target; replacing and merging end the server's wish for attributes."""
+        """Accepted at any time from a known target; replacing and merging end the server's request for attributes."""
         sent = validation.parse_config_data(request.body)
         target = self._target(request)
         target.attributes = validation.merge_attributes(target.attributes, sent, target.number)

@@ -1,4 +1,4 @@
-"""The JSON documents, member by member as hawkBit 0.9.0 sends them."""
+"""The JSON documents as hawkBit 0.9.0 sends them, member by member."""
 
 from __future__ import annotations
 
@@ -10,16 +10,15 @@ from . import history
 from .model import Action, ActionType, Artifact, SoftwareModule, Status, Target
 from .settings import Settings, format_sleep, parse_sleep
 
-# Two kinds of modules keep the names that devices knew before the kinds were renamed.
+# Two types of modules keep the names that devices knew before the types were renamed.
 LEGACY_PARTS = {"application": "bApp", "runtime": "jvm"}
 HASH_STEP = 29791
 
 
 class Links:
-    """Builds links the way the server does: host and port of the request.
+    """Builds links as the server does, with host and port of the request.
 
-    Ids are escaped (colons too), but not in the links of artifacts: those are made from a pattern that takes the
-    id as it is.
+    Ids are escaped (colons too), except in links to artifacts: their pattern takes the id as it is.
     """
 
     def __init__(self, settings: Settings, scheme: str, host: str, tenant: str, target_id: str) -> None:
@@ -32,7 +31,7 @@ class Links:
         return {"href": f"{self.base}/{resource}"}
 
     def artifact(self, module: SoftwareModule, artifact: Artifact) -> dict[str, dict[str, str]]:
-        """The file name goes through form encoding, so a blank becomes a plus that the server itself rejects."""
+        """The file name is form-encoded, so a blank becomes a plus, which the server itself rejects."""
         name = quote_plus(artifact.filename, safe="*").replace("~", "%7E")
         url = f"{self.artifacts}/softwaremodules/{module.id}/artifacts/{name}"
         return {rel: {"href": url + (".MD5SUM" if rel.startswith("md5sum") else "")}
@@ -50,7 +49,7 @@ def change_hash(action: Action, now: float) -> int:
 
 
 def sleep_time(settings: Settings, action: Action | None, now: float) -> str:
-    """The polling time; before a maintenance window about a third of the time that is left."""
+    """The polling time; before a maintenance window about a third of the remaining time."""
     usual = parse_sleep(settings.poll)
     left = action.window.time_left(now) if action is not None and action.window is not None else None
     if left is None:
@@ -60,9 +59,9 @@ def sleep_time(settings: Settings, action: Action | None, now: float) -> str:
 
 def controller_base(settings: Settings, links: Links, target: Target, action: Action | None,
                     installed: Action | None, now: float) -> dict[str, Any]:
-    """`_links` is absent when there is none; deploymentBase and cancelAction never come together.
+    """`_links` is absent when there are none; deploymentBase and cancelAction never occur together.
 
-    The link to the installed action goes by its recorded state: when that was spoilt, the link is gone, too.
+    The link to the installed action depends on its recorded state: a spoilt record loses it.
     """
     found: dict[str, Any] = {}
     if action is not None and action.is_cancelling():
@@ -97,7 +96,7 @@ def handling(action: Action, now: float) -> tuple[str, str]:
 
 def deployment_base(settings: Settings, links: Links, action: Action, requested_history: int,
                     now: float, chance: random.Random) -> dict[str, Any]:
-    """`actionHistory` is there only when history was asked for and there is something to show."""
+    """`actionHistory` is present only when history was requested and there is something to show."""
     download, update = handling(action, now)
     modules = list(action.distribution_set.modules)
     if settings.chunk_order == "reversed":
@@ -114,5 +113,5 @@ def deployment_base(settings: Settings, links: Links, action: Action, requested_
 
 
 def cancel_action(action: Action) -> dict[str, Any]:
-    """Both ids are that of the update action itself."""
+    """Both ids are the id of the update action itself."""
     return {"id": str(action.id), "cancelAction": {"stopId": str(action.id)}}

@@ -1,14 +1,14 @@
-"""Refusals of the server, with the bodies that hawkBit 0.9.0 was seen to send.
+"""Refusals of the server, with the bodies observed from hawkBit 0.9.0.
 
-Three kinds of body exist: hawkBit's own JSON (`exceptionClass`, `errorCode`, `message`), the framework's JSON
-(`timestamp`, `status`, `error`), an HTML page; and several refusals have no body at all. A device must not
-rely on any of them.
+There are three kinds of body: hawkBit's own JSON (`exceptionClass`, `errorCode`, `message`), the framework's JSON
+(`timestamp`, `status`, `error`), and an HTML page. Several refusals have no body at all. A device must not rely
+on any of them.
 """
 
 from __future__ import annotations
 
 import json
-from datetime import datetime, timezone
+from datetime import UTC, datetime
 from http import HTTPStatus
 
 JSON_TYPE = "application/json;charset=UTF-8"
@@ -16,7 +16,7 @@ REPOSITORY = "org.eclipse.hawkbit.repository.exception."
 
 
 class Refusal(Exception):
-    """A request is answered with an error status instead of a document."""
+    """A request gets an error status instead of a document."""
 
     def __init__(self, status: int, body: bytes = b"", content_type: str | None = None,
                  headers: dict[str, str] | None = None) -> None:
@@ -36,7 +36,7 @@ def hawkbit_body(exception_class: str, code: str, message: str,
 
 
 def framework_body(status: int) -> bytes:
-    stamp = datetime.now(timezone.utc).isoformat(timespec="milliseconds")
+    stamp = datetime.now(UTC).isoformat(timespec="milliseconds")
     document = {"timestamp": stamp, "status": status, "error": HTTPStatus(status).phrase}
     return json.dumps(document, separators=(",", ":")).encode()
 
@@ -64,13 +64,13 @@ def hawkbit(status: int, exception_class: str, code: str, message: str,
 
 
 def not_readable() -> Refusal:
-    """Malformed JSON, a wrong word, a wrong type, an id in the path that is no number."""
+    """Malformed JSON, an unknown word, a wrong type, or an id in the path that is no number."""
     return hawkbit(400, "org.eclipse.hawkbit.rest.exception.MessageNotReadableException",
                    "hawkbit.server.error.rest.body.notReadable", "The given request body is not well formed")
 
 
 def markup(method: str, index: int) -> Refusal:
-    """A detail of a feedback holds an XML or HTML element."""
+    """A detail of a feedback contains an XML or HTML element."""
     return hawkbit(400, "jakarta.validation.ConstraintViolationException",
                    "hawkbit.server.error.repo.constraintViolation",
                    f"{method}.create.messages[{index}].<list element> Invalid characters in string.")

@@ -1,4 +1,4 @@
-"""The record of every request and its answer, in the order of arrival."""
+"""The record of all requests and their answers, in order of arrival."""
 
 from __future__ import annotations
 
@@ -16,11 +16,11 @@ class Exchange:
     kind     base, deploymentBase, feedback, cancelAction, cancelFeedback, configData, artifact, md5sum,
              installedBase or other
     target   the controller id in the path, decoded; None where the path has none
-    path     as it was written in the request, without the query
+    path     as written in the request, without the query
     headers  names in lower case
-    status   of the answer; None while there is none, and for ever when the connection was dropped instead
-    sent     bytes of the answer's body that went out
-    outcome  "open" until it is over, then "answered", "dropped", "cut" or "client gone"
+    status   of the answer; None while there is none, and for good when the connection was dropped
+    sent     number of bytes of the answer's body that were sent
+    outcome  "open" at first, then "answered", "dropped", "cut" or "client gone"
     """
 
     number: int
@@ -50,7 +50,7 @@ class Exchange:
 
 
 class Journal:
-    """Exchanges of all connections; waking of those who wait goes through the store's condition."""
+    """Exchanges of all connections; waiting threads are woken through the store's condition."""
 
     def __init__(self, changed: threading.Condition) -> None:
         self._changed = changed

@@ -1,15 +1,16 @@
-"""Faults to order: what should go wrong with which request.
+"""Fault injection: what should go wrong with which request.
 
-An order names a kind of request (see `exchanges.Exchange.kind`, or "any"), optionally one target, the first
-request it concerns and for how many requests in a row.
+An order names a kind of request (see `exchanges.Exchange.kind`, or "any"), optionally one target, the number of
+the first affected request, and how many requests in a row are affected.
 """
 
 from __future__ import annotations
 
 import json
 import threading
+from collections.abc import Callable, Mapping
 from dataclasses import dataclass, field
-from typing import Any, Callable, Mapping
+from typing import Any
 
 from . import errors
 
@@ -19,9 +20,9 @@ KINDS = ("any", "base", "deploymentBase", "feedback", "cancelAction", "cancelFee
 
 @dataclass(frozen=True)
 class Code:
-    """Answer this status without doing anything. Without a body of its own it gets one such as hawkBit sends.
+    """Answer with this status and do nothing. Without a body, it gets one such as hawkBit sends.
 
-    `headers` are for what a proxy in front would add, for example Location or Retry-After.
+    `headers` are those that a proxy in front would add, for example Location or Retry-After.
     """
 
     status: int
@@ -29,6 +30,7 @@ class Code:
     headers: Mapping[str, str] = field(default_factory=dict)
 
     def content(self) -> tuple[bytes, str]:
+        """The body and its content type."""
         if self.body is not None:
             return self.body, errors.JSON_TYPE
         if self.status in (401, 410):
@@ -38,7 +40,7 @@ class Code:
 
 @dataclass(frozen=True)
 class Drop:
-    """Close the connection: before anything is done, or (`processed`) after the request took effect."""
+    """Close the connection before anything is done, or (`processed`) after the request took effect."""
 
     processed: bool = False
 
@@ -52,23 +54,25 @@ class Cut:
 
 @dataclass(frozen=True)
 class Text:
-    """Do what was asked for, but answer with this body, for example with JSON that is not one."""
+    """Carry out the request, but answer with this body, for example with broken JSON."""
 
     body: bytes | str
     status: int = 200
     content_type: str = "application/hal+json;charset=UTF-8"
 
     def content(self) -> bytes:
+        """The body as bytes."""
         return self.body.encode() if isinstance(self.body, str) else self.body
 
 
 @dataclass(frozen=True)
 class Mutate:
-    """Hand the JSON document to a function and send what it returns."""
+    """Pass the JSON document to a function and send its result."""
 
     change: Callable[[Any], Any]
 
     def apply(self, body: bytes) -> bytes:
+        """The changed document, encoded."""
         return json.dumps(self.change(json.loads(body)), ensure_ascii=False).encode("utf-8", "replace")
 
 
@@ -85,18 +89,20 @@ class Slow:
 
 @dataclass
 class Stall:
-    """Hold the request until `release()` is called or the server stops, then go on as usual.
+    """Hold the request until `release()` is called or the server stops, then continue as usual.
 
-    `reached` is set when a request is being held.
+    `reached` is set once a request is being held.
     """
 
     reached: threading.Event = field(default_factory=threading.Event)
     _released: threading.Event = field(default_factory=threading.Event)
 
     def release(self) -> None:
+        """Lets held requests continue."""
         self._released.set()
 
     def hold(self) -> None:
+        """Called by the server: returns when the fault is released."""
         self.reached.set()
         self._released.wait()
 
@@ -106,7 +112,7 @@ Fault = Code | Drop | Cut | Text | Mutate | Slow | Stall
 
 @dataclass
 class Order:
-    """One ordered fault; `seen` counts matching requests, `hits` those that it was applied to."""
+    """One ordered fault; `seen` counts matching requests, `hits` the affected ones."""
 
     kind: str
     fault: Fault
@@ -118,24 +124,27 @@ class Order:
     withdrawn: bool = False
 
     def withdraw(self) -> None:
-        """No further request is concerned."""
+        """No further request is affected."""
         self.withdrawn = True
 
     def matches(self, kind: str, target: str | None) -> bool:
+        """Whether the order is for such a request."""
         return not self.withdrawn and self.kind in ("any", kind) and self.target in (None, target)
 
     def is_due(self) -> bool:
+        """Whether the request just counted is affected."""
         return self.seen >= self.first and (self.times is None or self.hits < self.times)
 
 
 class Faults:
-    """All orders. At most one fault applies to a request, that of the oldest order that is due."""
+    """All orders. At most one fault is applied to a request: that of the oldest order that is due."""
 
     def __init__(self) -> None:
         self._lock = threading.Lock()
         self._orders: list[Order] = []
 
     def order(self, kind: str, fault: Fault, target: str | None, first: int, times: int | None) -> Order:
+        """Adds an order; ValueError for an impossible one."""
         if kind not in KINDS:
             raise ValueError(f"there is no kind of request {kind!r}, only {KINDS}")
         if first < 1 or (times is not None and times < 1):
@@ -146,6 +155,7 @@ class Faults:
         return order
 
     def take(self, kind: str, target: str | None) -> Fault | None:
+        """Counts a request, and returns the fault to inject into it."""
         with self._lock:
             matching = [order for order in self._orders if order.matches(kind, target)]
             for order in matching:

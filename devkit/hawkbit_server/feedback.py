@@ -1,4 +1,4 @@
-"""What a feedback does to an action: the two tables of hawkBit 0.9.0, one for each feedback resource."""
+"""The effect of feedback on an action: the two tables of hawkBit 0.9.0, one for each feedback resource."""
 
 from __future__ import annotations
 
@@ -36,13 +36,13 @@ def _check_quota(action: Action, messages: list[str | None], final: bool) -> Non
 
 
 def check_entries(action: Action) -> None:
-    """At most 1000 status entries for each action; a closing feedback is not counted, a download is."""
+    """An action has at most 1000 status entries; closing feedback does not count, downloads do."""
     if len(action.entries) >= validation.MAX_ENTRIES:
         raise errors.quota(1, "ActionStatus", "Action", str(action.id), validation.MAX_ENTRIES)
 
 
 def on_deployment(store: Store, action: Action, feedback: Feedback) -> None:
-    """Feedback on the deployment. Also a cancelling action takes it, and a closing one then closes the action.
+    """Feedback on the deployment. A cancelling action accepts it too, and closing feedback then closes the action.
 
     Throws the refusals 410 (the action is closed), 400 (markup) and 403 (too many pieces or entries).
     """
@@ -59,14 +59,12 @@ def on_deployment(store: Store, action: Action, feedback: Feedback) -> None:
         messages = [f"{OWN_PREFIX}Target reported {entry.value}."]
     _check_quota(action, messages, final)
     store.add_entry(action, entry, *messages, timestamp=feedback.timestamp)
-    if final:
-        store.close(action, entry)
-    elif entry is Status.DOWNLOADED and action.type is ActionType.DOWNLOADONLY:
+    if final or (entry is Status.DOWNLOADED and action.type is ActionType.DOWNLOADONLY):
         store.close(action, entry)
 
 
 def on_cancel(store: Store, action: Action, feedback: Feedback) -> None:
-    """Feedback on the cancellation: a refusal brings the action back to RUNNING, a confirmation closes it.
+    """Feedback on the cancellation: a refusal sets the action back to RUNNING, a confirmation closes it.
 
     Throws the refusals 405 (the action is not cancelling), 400 (markup) and 403 (too many pieces or entries).
     """

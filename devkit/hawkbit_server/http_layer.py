@@ -20,8 +20,8 @@ JOIN_SECONDS = 10.0
 
 
 class HttpLayer(HTTPServer):
-    """`handshake_failures` holds the reasons why connections ended before their first request, `errors` what went
-    wrong in the server itself (its tests must not overlook those)."""
+    """`handshake_failures` holds the reasons why connections ended before their first request, `errors` the failures of
+    the server itself (its tests must not overlook them)."""
 
     allow_reuse_address = True
     request_queue_size = 128
@@ -44,19 +44,19 @@ class HttpLayer(HTTPServer):
         return self.context is not None
 
     def server_bind(self) -> None:
-        """Without the look-up of the own name that the base class does."""
+        """Unlike the base class, does not look up the host's name."""
         socketserver.TCPServer.server_bind(self)
-        self.server_name, self.server_port = self.server_address[:2]
+        self.server_name, self.server_port = HOST, self.server_address[1]
 
     def process_request(self, request: Any, client_address: Any) -> None:
-        """Unlike the base class's threads these are daemons and yet are waited for at the end."""
+        """Unlike those of the base class, these threads are daemons, and are still waited for at the end."""
         thread = threading.Thread(target=self.process_request_thread, args=(request, client_address), daemon=True)
         with self._open_lock:
             self._threads.add(thread)
         thread.start()
 
     def process_request_thread(self, request: Any, client_address: Any) -> None:
-        """The handshake is done here, so that a slow client holds up nobody else."""
+        """Does the handshake in this thread, so that a slow client delays nobody else."""
         connection = request
         try:
             connection = self._wrap(request)
@@ -68,7 +68,7 @@ class HttpLayer(HTTPServer):
             self.handshake_failures.append(str(error))
             with self.ddi.store.changed:
                 self.ddi.store.changed.notify_all()
-        except Exception as error:  # whatever a bug raises is kept for stop(), which raises it again
+        except Exception as error:  # whatever a bug raises is kept, and raised again by stop()
             self.errors.append(error)
         finally:
             self.shutdown_request(connection)

@@ -7,10 +7,10 @@ from __future__ import annotations
 
 import hashlib
 from dataclasses import dataclass, field
-from enum import Enum
+from enum import StrEnum
 
 
-class Status(str, Enum):
+class Status(StrEnum):
     """State of an action and type of a status entry, written as the management interface does."""
 
     SCHEDULED = "scheduled"
@@ -26,8 +26,8 @@ class Status(str, Enum):
     ERROR = "error"
 
 
-class ActionType(str, Enum):
-    """How strongly an update is meant, as given with the assignment."""
+class ActionType(StrEnum):
+    """How urgent an update is, as given with the assignment."""
 
     FORCED = "forced"
     SOFT = "soft"
@@ -64,6 +64,7 @@ class SoftwareModule:
     artifacts: tuple[Artifact, ...] = ()
 
     def artifact(self, filename: str) -> Artifact | None:
+        """The file of this name; None without one."""
         return next((each for each in self.artifacts if each.filename == filename), None)
 
 
@@ -79,7 +80,7 @@ class DistributionSet:
 class StatusEntry:
     """One report about an action, by the device or by the server itself.
 
-    `occurred_at` is milliseconds: the device's own `timestamp` if it sent one, else the server's clock.
+    `occurred_at` is in milliseconds: the device's own `timestamp` if it sent one, else the server's clock.
     A message may be None: a cancel feedback without details leaves such an entry.
     """
 
@@ -90,16 +91,17 @@ class StatusEntry:
 
 @dataclass
 class Window:
-    """A maintenance window of one action: open or shut by hand, or opening at a time of the server's clock."""
+    """The maintenance window of an action: opened and closed by hand, or opening at a time of the server's clock."""
 
     is_open: bool = False
     opens_at: float | None = None
 
     def available(self, now: float) -> bool:
+        """Whether it is open."""
         return self.is_open or (self.opens_at is not None and now >= self.opens_at)
 
     def time_left(self, now: float) -> float | None:
-        """Seconds until it opens by itself; None when that is not planned or it is open."""
+        """Seconds until it opens by itself; None when it is open or no time is set."""
         if self.available(now) or self.opens_at is None:
             return None
         return self.opens_at - now
@@ -125,8 +127,8 @@ class Action:
     """One update of one target, from its assignment to its end.
 
     `revision` counts the changes of the record itself; the `c` of the deployment link follows it.
-    `spoilt` tells that the device read the action again after it was closed, which turns its recorded state
-    from finished to retrieved and keeps a rollout from going on.
+    `spoilt` means that the device read the action again after it was closed. This changes its recorded state from
+    finished to retrieved and stalls a rollout.
     """
 
     id: int
@@ -142,21 +144,25 @@ class Action:
     entries: list[StatusEntry] = field(default_factory=list)
 
     def set_status(self, status: Status) -> None:
+        """Changes the status, and with it the revision."""
         if self.status is not status:
             self.status = status
             self.revision += 1
 
     def is_cancelling(self) -> bool:
+        """Whether the device is, or was, asked to cancel."""
         return self.status in (Status.CANCELING, Status.CANCELED)
 
     def is_forced(self, now: float) -> bool:
+        """Whether the device must not wait."""
         if self.type is ActionType.TIMEFORCED:
             return self.force_time is not None and now >= self.force_time
         return self.type is not ActionType.SOFT
 
     def has_module(self, module_id: int) -> bool:
+        """Whether the module is part of the action."""
         return any(module.id == module_id for module in self.distribution_set.modules)
 
     def messages(self) -> list[str]:
-        """All texts of all entries in the order of events."""
+        """All texts of all entries, in order."""
         return [text for entry in self.entries for text in entry.messages if text is not None]

@@ -1,11 +1,12 @@
-"""An answer on its way out."""
+"""An answer that is about to be sent."""
 
 from __future__ import annotations
 
 import hashlib
 import json
+from collections.abc import Callable
 from dataclasses import dataclass, field
-from typing import Any, Callable
+from typing import Any
 
 from .errors import JSON_TYPE, Refusal
 
@@ -15,7 +16,7 @@ HARMLESS_ENDINGS = ("txt", "text", "yml", "properties", "csv", "json", "xml", "a
 
 @dataclass
 class Reply:
-    """`progress` is told bytes sent so far and in all while the body goes out."""
+    """`progress` is called with the bytes sent so far and in total while the body is sent."""
 
     status: int
     body: bytes = b""
@@ -25,9 +26,9 @@ class Reply:
 
 
 def document(value: Any, media: str, if_none_match: str | None) -> Reply:
-    """A JSON document with its ETag; 304 without body when the device has it already.
+    """A JSON document with its ETag; 304 without a body when the device already has it.
 
-    Half a character, where a text was cut inside of it, goes out as the escape of that half.
+    Where a text was cut inside a character, the half is sent as its escape.
     """
     body = json.dumps(value, ensure_ascii=False, separators=(",", ":")).encode("utf-8", "backslashreplace")
     tag = f'"0{hashlib.md5(body).hexdigest()}"'
@@ -37,10 +38,10 @@ def document(value: Any, media: str, if_none_match: str | None) -> Reply:
 
 
 def refused(refusal: Refusal, path: str) -> Reply:
-    """The answer to a path that is refused.
+    """The answer to a refused path.
 
-    The framework gives JSON a harmless file name where the path ends like a file of a kind that it does not know, so
-    that no browser runs it.
+    Where the path ends like a file of an unknown type, the framework gives the JSON a harmless file name, so that no
+    browser runs it.
     """
     headers = dict(refusal.headers)
     _, dot, ending = path.rpartition("/")[2].rpartition(".")

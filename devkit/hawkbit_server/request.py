@@ -1,4 +1,4 @@
-"""A request as the resources see it: the path taken apart, the firewall's rules, content negotiation."""
+"""A request as the resources see it: parsed path, firewall rules, content negotiation."""
 
 from __future__ import annotations
 
@@ -8,10 +8,10 @@ from urllib.parse import parse_qs, unquote, unquote_to_bytes
 
 from . import errors
 
-# Escapes and signs in a path that the real server's firewall answers with 400 whatever the resource.
+# Escapes and characters in a path that the real server's firewall answers with 400, whatever the resource.
 _FIREWALL = re.compile(r";|//|\\|%(?:00|0[aAdD]|25|2[eEfF]|3[bB]|5[cC])|/\.\.?(?:/|$)")
 _FIREWALL_HTML = re.compile(r"%(?:2[fF]|5[cC])")
-# Signs that have to be escaped in a request line; the real server's HTTP parser refuses them.
+# Characters that must be escaped in a request line; the real server's HTTP parser refuses them.
 _UNESCAPED = re.compile(r"[^\x21-\x7e]|[\"<>\\^`{|}#]")
 _ROUTE = re.compile(r"/(?P<tenant>[^/]+)/controller/v1/(?P<target>[^/]+)(?:/(?P<rest>.+))?")
 _ARTIFACT = re.compile(r"softwaremodules/(?P<module>[^/]+)/artifacts/(?P<file>[^/]+)")
@@ -22,7 +22,7 @@ MD5SUM = ".MD5SUM"
 
 @dataclass(frozen=True)
 class Route:
-    """Where a path leads. `tenant` is as written (it is matched ignoring case), `target` and `file` are decoded."""
+    """Where a path leads. `tenant` is as written (case is ignored), `target` and `file` are decoded."""
 
     kind: str
     tenant: str = ""
@@ -58,7 +58,7 @@ class Request:
         return parse_qs(self.query, keep_blank_values=True).get(name, [None])[0]
 
     def history(self) -> int:
-        """`actionHistory` and `c` must be numbers: else the 400 refusal."""
+        """Throws the 400 refusal unless `actionHistory` and `c` are numbers."""
         for name in ("c", "actionHistory"):
             text = self.parameter(name)
             if text:
@@ -73,7 +73,7 @@ def number(text: str | None) -> int:
 
 
 def firewall(path: str) -> None:
-    """Throws the 400 refusals for paths that reach no resource of the real server."""
+    """Throws the 400 refusals for paths that never reach a resource of the real server."""
     if _UNESCAPED.search(path) or _FIREWALL_HTML.search(path):
         raise errors.html_page(400)
     if _FIREWALL.search(path):
@@ -110,7 +110,7 @@ def find_route(path: str) -> Route:
 
 
 def negotiate(accept: str | None, offered: tuple[str, ...]) -> str:
-    """The first offered media type that fits the Accept header; throws the 406 refusal when none does."""
+    """The first offered media type that matches the Accept header; throws the 406 refusal when none does."""
     ranges = [part.strip().split(";") for part in (accept or "*/*").split(",") if part.strip()]
     wanted: list[tuple[float, int, str]] = []
     for name, *parameters in ranges:
@@ -136,6 +136,6 @@ def _weight(text: str) -> float:
 
 
 def demand_json(content_type: str | None) -> None:
-    """A body is taken as `application/json` only (also not as `application/hal+json`): else the 415 refusal."""
+    """Throws the 415 refusal unless the body is `application/json` (`application/hal+json` is refused, too)."""
     if (content_type or "").split(";")[0].strip().lower() != "application/json":
         raise errors.framework(415)

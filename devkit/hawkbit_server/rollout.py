@@ -2,8 +2,9 @@
 
 from __future__ import annotations
 
+import itertools
+from collections.abc import Sequence
 from dataclasses import dataclass, field
-from typing import Sequence
 
 from .model import Action, ActionType, DistributionSet, Status, Target
 from .store import Event, OperatorError, Store
@@ -20,16 +21,16 @@ class RolloutGroup:
     def succeeded(self) -> bool:
         """Whether all actions count as finished.
 
-        One that was read again after its end is "retrieved" and does not, so that its group runs for good.
+        An action that was read again after its end is "retrieved" and does not count, so its group runs forever.
         """
         return all(action.status is Status.FINISHED for action in self.actions)
 
 
 class Rollout:
-    """Begins with the first group; the next one follows when all actions of the one before have succeeded.
+    """Begins with the first group; the next one starts when all actions of the previous one have succeeded.
 
-    As with the real server a scheduler looks after the groups, so a group begins some time after the end of the
-    one before: at the first event, or question for the status, when `Settings.rollout_interval` is over.
+    As on the real server, a scheduler starts the groups, so a group begins some time after the end of the previous
+    one: at the first event or status query after `Settings.rollout_interval`.
     """
 
     def __init__(self, store: Store, name: str, targets: Sequence[Target], chosen: DistributionSet,
@@ -52,13 +53,13 @@ class Rollout:
         return "finished" if self.groups()[-1] == "finished" else "running"
 
     def groups(self) -> list[str]:
-        """The states of the groups in their order."""
+        """The states of the groups, in order."""
         with self._store.changed:
             self._look_after()
             return [group.status for group in self._groups]
 
     def action_of(self, target_id: str) -> Action | None:
-        """The action of a target; that of a group which has not begun is "scheduled" and not active."""
+        """The action of a target. It is "scheduled" and not active until its group begins."""
         found = (action for group in self._groups for action in group.actions if action.target.id == target_id)
         return next(found, None)
 
@@ -93,7 +94,7 @@ class Rollout:
 
 
 def _split(targets: Sequence[Target], groups: int) -> list[Sequence[Target]]:
-    """Equal shares in the given order; the first ones are larger by one where it does not come out even."""
+    """Equal shares in the given order; the remainder goes to the first ones."""
     share, rest = divmod(len(targets), groups)
     ends = [number * share + min(number, rest) for number in range(groups + 1)]
-    return [targets[begin:end] for begin, end in zip(ends, ends[1:])]
+    return [targets[begin:end] for begin, end in itertools.pairwise(ends)]

@@ -5,7 +5,8 @@ from __future__ import annotations
 import random
 import threading
 import time
-from typing import Any, Callable, Iterable, Mapping, Sequence
+from collections.abc import Callable, Iterable, Mapping, Sequence
+from typing import Any
 
 from .ddi import Ddi
 from .exchanges import Exchange, Journal
@@ -23,8 +24,8 @@ RECHECK = 0.05
 class UpdateServer:
     """An update server that keeps everything in memory.
 
-    Use it as a context manager, or call `start()` and `stop()`. `tls` is None for plain http. Further keywords are
-    those of `Settings`. `port` 0 takes a free port; after a stop the same port and all records are used again.
+    Use it as a context manager, or call `start()` and `stop()`. `tls` is None for plain HTTP. Other keywords are those
+    of `Settings`. `port` 0 takes a free port; a restart uses the same port and keeps all records.
     """
 
     def __init__(self, tls: Tls | None = None, *, port: int = 0, clock: Callable[[], float] = time.time,
@@ -47,7 +48,7 @@ class UpdateServer:
         self.stop()
 
     def start(self) -> None:
-        """Listens from here on."""
+        """Starts listening."""
         if self._http is not None and self._thread is not None:
             raise RuntimeError("the server runs already")
         context = self.tls.context() if self.tls is not None else None
@@ -58,7 +59,7 @@ class UpdateServer:
         self._thread.start()
 
     def stop(self) -> None:
-        """Closes every connection. Raises what went wrong inside the server meanwhile."""
+        """Closes all connections. Raises what has gone wrong inside the server."""
         if self._http is None or self._thread is None:
             return
         http, thread = self._http, self._thread
@@ -70,22 +71,23 @@ class UpdateServer:
 
     @property
     def address(self) -> str:
-        """host:port, as a gateway is told."""
+        """host:port, as given to a gateway."""
         return f"{HOST}:{self.port}"
 
     @property
     def url(self) -> str:
+        """Scheme and authority."""
         return f"{'http' if self.tls is None else 'https'}://{self.address}"
 
     @property
     def handshake_failures(self) -> list[str]:
-        """The reasons why TLS connections did not come about, since the last start."""
+        """The reasons of failed TLS handshakes since the last start."""
         return list(self._http.handshake_failures) if self._http is not None else []
 
-    # What an operator does.
+    # ---- what an operator does
 
     def target(self, target_id: str) -> Target:
-        """The target, created when there is none yet."""
+        """The target; it is created if it does not exist."""
         with self.store.changed:
             return self.store.targets.get(target_id) or self.store.register(target_id, "unknown")
 
@@ -95,16 +97,18 @@ class UpdateServer:
 
     def software_module(self, type: str, name: str, version: str,
                         artifacts: Mapping[str, bytes] | None = None) -> SoftwareModule:
+        """Creates a software module; `artifacts` maps file names to contents."""
         return self.store.add_module(type, name, version, artifacts or {})
 
     def distribution_set(self, modules: Iterable[SoftwareModule]) -> DistributionSet:
+        """Creates a set of these modules."""
         return DistributionSet(self.store.number("set"), tuple(modules))
 
     def assign(self, target: Target | str, what: DistributionSet | Iterable[SoftwareModule], type: str = "forced", *,
                force_time: float | None = None, window: Window | None = None) -> Action:
-        """Makes an action; `type` is "forced", "soft", "timeforced" (with `force_time`) or "downloadonly".
+        """Creates an action; `type` is "forced", "soft", "timeforced" (with `force_time`) or "downloadonly".
 
-        Modules are put into a new set. An older action of the target is cancelled by this.
+        The modules become a new set. This cancels an older action of the target.
         """
         kind = ActionType(type)
         if (kind is ActionType.TIMEFORCED) != (force_time is not None):
@@ -113,7 +117,7 @@ class UpdateServer:
         return self.store.assign(self.target(target_id), what, kind, force_time, window)
 
     def rollout(self, name: str, targets: Sequence[str], modules: Iterable[SoftwareModule], groups: int) -> Rollout:
-        """Rolls a new set of these modules out to targets that the server knows; it begins at once."""
+        """Rolls a new set of these modules out to known targets, beginning at once."""
         unknown = [each for each in targets if each not in self.store.targets]
         if unknown:
             raise OperatorError(f"the server does not know {', '.join(unknown)}")
@@ -121,9 +125,11 @@ class UpdateServer:
                        self.distribution_set(modules), groups)
 
     def cancel(self, action: Action) -> None:
+        """Asks the device to cancel the action."""
         self.store.cancel(action)
 
     def force_quit(self, action: Action) -> None:
+        """Closes a cancelling action without the device."""
         self.store.force_quit(action)
 
     def force(self, action: Action) -> None:
@@ -131,9 +137,11 @@ class UpdateServer:
         self.store.force(action)
 
     def open_window(self, action: Action) -> None:
+        """Opens the action's maintenance window."""
         self._set_window(action, True)
 
     def close_window(self, action: Action) -> None:
+        """Closes the action's maintenance window."""
         self._set_window(action, False)
 
     def _set_window(self, action: Action, is_open: bool) -> None:
@@ -143,32 +151,32 @@ class UpdateServer:
             action.window = Window(is_open)
 
     def request_attributes(self, target: Target | str) -> None:
-        """The next poll shows the configData link."""
+        """Has the next poll show the configData link."""
         with self.store.changed:
             self.target(target if isinstance(target, str) else target.id).attributes_requested = True
 
-    # What a test or a demo wants.
+    # ---- what tests and demos need
 
     def order(self, kind: str, fault: Fault, *, target: str | None = None, first: int = 1,
               times: int | None = 1) -> Order:
         """Orders a fault for requests of a kind (see `Exchange.kind`, or "any"), counted from now on.
 
-        `first` is the number of the first request concerned, `times` how many in a row (None: all from there).
+        `first` is the number of the first affected request, `times` how many in a row (None: all from there on).
         """
         return self.faults.order(kind, fault, target, first, times)
 
     def observe(self, observer: Observer) -> None:
-        """Calls the observer for each event, in the thread in which it happens; it must not wait for anything."""
+        """Calls the observer for each event, in the thread of the event; it must not block."""
         self.store.observers.append(observer)
 
     def exchanges(self, kind: str | None = None, target: str | None = None) -> list[Exchange]:
-        """Requests in the order of arrival, those included that are not answered yet."""
+        """Requests in order of arrival, including those that are not answered yet."""
         return self.journal.select(kind, target)
 
     def wait_for(self, condition: Callable[[], Any], timeout: float, what: str = "the condition") -> Any:
         """Waits until the condition holds and returns its value; TimeoutError after `timeout` seconds.
 
-        It is asked without the server's lock, so it may take its time and even send requests.
+        It is called without the server's lock, so it may block and even send requests.
         """
         end = time.monotonic() + timeout
         while True:

@@ -1,4 +1,4 @@
-"""Habits of the server that a site may configure or that differ between databases."""
+"""Behaviour of the server that a site may configure or that differs between databases."""
 
 from __future__ import annotations
 
@@ -15,7 +15,7 @@ _SLEEP = re.compile(r"([01]\d|2[0-3]):[0-5]\d:[0-5]\d")
 
 
 def parse_sleep(text: str) -> int:
-    """Seconds of an "HH:MM:SS"; hawkBit 0.9.0 sends nothing but 00:00:00 to 23:59:59."""
+    """Seconds of an "HH:MM:SS"; hawkBit 0.9.0 sends only 00:00:00 to 23:59:59."""
     if not _SLEEP.fullmatch(text):
         raise ValueError(f"polling time {text!r} is not HH:MM:SS")
     hours, minutes, seconds = map(int, text.split(":"))
@@ -23,25 +23,26 @@ def parse_sleep(text: str) -> int:
 
 
 def format_sleep(seconds: int) -> str:
+    """The reverse of parse_sleep()."""
     return f"{seconds // 3600:02}:{seconds // 60 % 60:02}:{seconds % 60:02}"
 
 
 @dataclass
 class Settings:
-    """May be changed while the server runs; the next request sees it.
+    """May be changed while the server runs; the next request uses the new values.
 
     poll                 the polling time of the controller base
-    min_poll             the shortest one, when a maintenance window draws near
+    min_poll             the shortest polling time as a maintenance window approaches
     history_order        "kept", "swapped" (the default database) or "shuffled", see `history.read`
-    assignment_message   whether a fresh action carries "Assignment initiated by user 'admin'" (since 0.3.0M8)
+    assignment_message   whether a new action carries "Assignment initiated by user 'admin'" (since 0.3.0M8)
     link_names           names of the artifact links; a name beginning with "md5sum" leads to the MD5SUM
     artifact_scheme      scheme of the artifact links; None is that of the request
-    base_scheme          the same for the links of the controller base
-    chunk_order          the real server promises no order of the chunks: "kept" or "reversed"
-    auto_close           a new assignment closes the older action at once instead of cancelling it
-    rollout_interval     seconds between two looks after the groups of a rollout
-    authorization        demanded value of the Authorization header; None lets everybody in
-    forwarded_headers    links follow X-Forwarded-Proto and -Host, as a server behind a proxy must be told to do
+    base_scheme          scheme of the links of the controller base; None is that of the request
+    chunk_order          "kept" or "reversed", as the real server guarantees no order of the chunks
+    auto_close           whether a new assignment closes the older action at once instead of cancelling it
+    rollout_interval     seconds between two runs of the scheduler of rollouts
+    authorization        required value of the Authorization header; None admits everybody
+    forwarded_headers    whether links follow X-Forwarded-Proto and -Host, as they must behind a proxy
     """
 
     poll: str = "00:05:00"

@@ -1,11 +1,12 @@
-"""The server's records and what the operator does to them."""
+"""The server's records, and the operator's changes to them."""
 
 from __future__ import annotations
 
 import threading
 import time
+from collections.abc import Callable, Iterable, Mapping
 from dataclasses import dataclass
-from typing import Any, Callable, Iterable, Mapping
+from typing import Any
 
 from .history import OWN_PREFIX
 from .model import Action, ActionType, Artifact, DistributionSet, SoftwareModule, Status, StatusEntry, Target, Window
@@ -13,7 +14,7 @@ from .settings import Settings
 
 
 class OperatorError(RuntimeError):
-    """The management side would refuse this step."""
+    """The management interface would refuse this step."""
 
 
 @dataclass(frozen=True)
@@ -32,8 +33,8 @@ Observer = Callable[[Event], None]
 class Store:
     """All records behind one lock. Methods of the operator raise OperatorError where the real server refuses.
 
-    `clock` gives seconds since the epoch. Entries get strictly increasing milliseconds, so that two reports can
-    never tie however fast a test sends them (the real server keeps reports apart by their milliseconds).
+    `clock` returns seconds since the epoch. Entries get strictly increasing milliseconds, so that two reports never
+    have the same time, however fast a test sends them (the real server distinguishes reports by milliseconds).
     """
 
     def __init__(self, settings: Settings, clock: Callable[[], float] = time.time) -> None:
@@ -59,7 +60,7 @@ class Store:
             self._numbers[kind] = following - 1
 
     def emit(self, name: str, target: str, action: int | None = None, **data: Any) -> None:
-        """Tells the observers, in the thread in which it happened, and wakes whoever waits."""
+        """Calls the observers in the thread of the event, and wakes waiting threads."""
         event = Event(name, target, action, data)
         for observer in list(self.observers):
             observer(event)
@@ -76,7 +77,7 @@ class Store:
         action.entries.append(StatusEntry(kind, messages, stamp if timestamp is None else timestamp))
 
     def add_retrieved(self, action: Action, text: str) -> bool:
-        """Adds a RETRIEVED entry unless the last one is such an entry already; tells whether it did."""
+        """Adds a RETRIEVED entry unless the last entry is one; returns whether it did."""
         if action.entries and action.entries[-1].type is Status.RETRIEVED:
             return False
         self.add_entry(action, Status.RETRIEVED, OWN_PREFIX + text)
@@ -103,7 +104,7 @@ class Store:
 
     def assign(self, target: Target, what: DistributionSet | Iterable[SoftwareModule], kind: ActionType,
                force_time: float | None, window: Window | None) -> Action:
-        """Makes the action. Every other active action of the target is cancelled by that (or closed at once)."""
+        """Creates the action. This cancels (or closes) every other active action of the target."""
         with self.changed:
             chosen = what if isinstance(what, DistributionSet) else DistributionSet(self.number("set"), tuple(what))
             if not chosen.modules:
@@ -115,14 +116,14 @@ class Store:
         return action
 
     def add_action(self, target: Target, chosen: DistributionSet, kind: ActionType, **state: Any) -> Action:
-        """A new record that nothing is done with yet; `state` are further members of it."""
+        """A new record without any effect yet; `state` holds further members of it."""
         with self.changed:
             action = Action(self.number("action"), target, chosen, kind, **state)
             self.actions[action.id] = action
             return action
 
     def begin(self, action: Action, text: str) -> None:
-        """Assigns the action's set; every other active action of the target is cancelled by that (or closed)."""
+        """Assigns the action's set. This cancels (or closes) every other active action of the target."""
         target = action.target
         with self.changed:
             for older in [each for each in self.actions.values() if each.target is target and each.active]:
@@ -144,7 +145,7 @@ class Store:
             older.set_status(Status.CANCELING)
 
     def cancel(self, action: Action) -> None:
-        """Asks the device to cancel; only an active action that is not cancelling already can be cancelled."""
+        """Asks the device to cancel. The action must be active and not yet cancelling."""
         with self.changed:
             if not action.active or action.is_cancelling():
                 raise OperatorError(f"action {action.id} is {action.status.value} and cannot be cancelled")
@@ -153,7 +154,7 @@ class Store:
         self.emit("cancelling", action.target.id, action.id)
 
     def force_quit(self, action: Action) -> None:
-        """Closes the action without the device; only after a cancel."""
+        """Closes the action without the device; a cancel must come first."""
         with self.changed:
             if not action.active or action.status is not Status.CANCELING:
                 raise OperatorError(f"action {action.id} is {action.status.value}: force quit needs a cancel before")
@@ -162,7 +163,7 @@ class Store:
         self.emit("force quit", action.target.id, action.id)
 
     def close(self, action: Action, status: Status) -> None:
-        """Ends an action and lets the target's state follow."""
+        """Ends an action and updates the state of its target."""
         target = action.target
         action.active = False
         action.set_status(status)

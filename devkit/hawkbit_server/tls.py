@@ -1,17 +1,18 @@
-"""TLS of the stand-in: the part that a proxy plays in front of a real server."""
+"""TLS of the stand-in, which with a real server is the job of a proxy."""
 
 from __future__ import annotations
 
 import ssl
 from dataclasses import dataclass
 from pathlib import Path
+from typing import cast
 
 CLIENT_MODES = ("ignored", "asked", "demanded", "required")
 
 
 @dataclass(frozen=True)
 class Tls:
-    """Certificate and key of the server (PEM), and what is wanted of the client.
+    """Certificate and key of the server (PEM), and what is required of the client.
 
     `client` is "ignored" (no certificate is asked for), "asked" (verified when there is one), "demanded" (as a
     proxy with optional verification does: the handshake works, a request without a certificate is answered
@@ -39,11 +40,11 @@ class Tls:
 
 
 def subject_of(connection: object) -> str | None:
-    """The common name in the client's verified certificate; None without certificate or without TLS."""
+    """The common name in the client's verified certificate; None without a certificate or without TLS."""
     if not isinstance(connection, ssl.SSLSocket):
         return None
     certificate = connection.getpeercert()
     if not certificate:
         return None
-    names = (pair for group in certificate.get("subject", ()) for pair in group)
-    return next((str(value) for key, value in names if key == "commonName"), "")
+    subject = cast("tuple[tuple[tuple[str, str], ...], ...]", certificate.get("subject", ()))
+    return next((value for group in subject for key, value in group if key == "commonName"), "")

@@ -1,4 +1,4 @@
-"""What the server accepts in the bodies that a device sends, measured on a running hawkBit 0.9.0."""
+"""What the server accepts in the bodies that a device sends, as observed on a running hawkBit 0.9.0."""
 
 from __future__ import annotations
 
@@ -29,7 +29,7 @@ _NO_BREAK_SPACES = "\u00a0\u2007\u202f"
 
 @dataclass(frozen=True)
 class Feedback:
-    """The members of a feedback that the server reads; all others are ignored on every level."""
+    """The members of a feedback that the server reads; it ignores all others at every level."""
 
     execution: str
     finished: str
@@ -47,10 +47,10 @@ class ConfigData:
 
 
 def contains_markup(text: str) -> bool:
-    """Whether the server takes part of the text for an XML or HTML element and refuses the whole feedback.
+    """Whether the server takes a part of the text for an XML or HTML element, and so refuses the whole feedback.
 
     Refused: `<` before an ASCII letter with a `>` somewhere after it; `<!` and `<?`, closed or not;
-    `</` before anything but an ASCII letter. A CDATA section counts as plain text.
+    and `</` before anything but an ASCII letter. A CDATA section counts as plain text.
     """
     at = text.find("<")
     while at >= 0:
@@ -73,7 +73,7 @@ def contains_markup(text: str) -> bool:
 
 
 def utf16_pieces(text: str, units: int = MESSAGE_UNITS) -> list[str]:
-    """The text cut into pieces of at most `units` UTF-16 units; an empty text is one empty piece."""
+    """Splits the text into pieces of at most `units` UTF-16 units; an empty text is one empty piece."""
     raw = text.encode("utf-16-le", "surrogatepass")
     size = 2 * units
     return [raw[at:at + size].decode("utf-16-le", "surrogatepass") for at in range(0, len(raw), size)] or [""]
@@ -86,7 +86,7 @@ def _is_space(character: str) -> bool:
 
 
 def strip(text: str) -> str:
-    """Removes white space at both ends the way Java's `strip` does (no-break spaces stay)."""
+    """Removes white space at both ends as Java's `strip` does (no-break spaces stay)."""
     begin, end = 0, len(text)
     while begin < end and _is_space(text[begin]):
         begin += 1
@@ -96,7 +96,7 @@ def strip(text: str) -> str:
 
 
 def to_messages(details: tuple[str, ...]) -> list[str]:
-    """Each detail stripped and cut into the pieces that are stored as separate messages."""
+    """Strips each detail and splits it into the pieces that are stored as separate messages."""
     return [piece for detail in details for piece in utf16_pieces(strip(detail))]
 
 
@@ -127,7 +127,7 @@ def _word(value: Any, words: tuple[str, ...]) -> str:
 
 
 def _text(value: Any) -> str:
-    """A string, or a number or boolean turned into one."""
+    """A string, or a number or boolean converted to one."""
     if isinstance(value, bool):
         return "true" if value else "false"
     if isinstance(value, (str, int, float)):
@@ -150,7 +150,7 @@ def _integer(value: Any, limit: int) -> int | None:
 
 
 def parse_feedback(body: bytes) -> Feedback:
-    """Throws the 400 refusal for a wrong or missing word, a bare string as details, a number that does not fit."""
+    """Throws the 400 refusal for a wrong or missing word, a bare string as details, or a number out of range."""
     status = _object(parse_object(body).get("status"))
     execution = _word(status.get("execution"), EXECUTIONS)
     result = _object(status.get("result"))
@@ -168,7 +168,7 @@ def parse_feedback(body: bytes) -> Feedback:
 
 
 def parse_config_data(body: bytes) -> ConfigData:
-    """Throws the 400 refusal for empty or missing data, nested values and a wrong mode."""
+    """Throws the 400 refusal for empty or missing data, nested values, or a wrong mode."""
     document = parse_object(body)
     mode = document.get("mode")
     data = _object(document.get("data"))
@@ -179,12 +179,12 @@ def parse_config_data(body: bytes) -> ConfigData:
 
 
 def is_attribute_text(text: str) -> bool:
-    """At most 128 characters out of ASCII letters, digits, white space and a fixed set of signs."""
+    """At most 128 characters: ASCII letters, digits, white space, and a fixed set of others."""
     return len(text) <= MAX_ATTRIBUTE_LENGTH and _ATTRIBUTE.fullmatch(text) is not None
 
 
 def merge_attributes(current: dict[str, str], sent: ConfigData, target_number: int) -> dict[str, str]:
-    """The attributes after the update; one bad key or value refuses the whole of it (400), too many are 403."""
+    """The attributes after the update. One bad key or value refuses all of it (400); too many are a 403."""
     if sent.mode == "remove":
         return {key: value for key, value in current.items() if key not in sent.data}
     for key, value in sent.data.items():
@@ -202,6 +202,6 @@ def merge_attributes(current: dict[str, str], sent: ConfigData, target_number: i
 
 
 def check_controller_id(controller_id: str) -> None:
-    """The rules for a target that a poll creates: 1 to 128 characters, no white space; else the 400 refusal."""
+    """The rules for a target that a poll creates: 1 to 128 characters without white space, else the 400 refusal."""
     if not 1 <= len(controller_id) <= MAX_CONTROLLER_ID or any(map(str.isspace, controller_id)):
         raise errors.bad_controller_id()

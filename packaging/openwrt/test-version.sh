@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# The daemon prints no version. That it prints its options shows that it runs, with all its
-# libraries, on the target.
+# The daemon prints no version. If it prints its options, it runs on the target with all its
+# libraries.
 
 help=$(/usr/sbin/zephran --help) || exit 1
 case $help in

@@ -16,7 +16,7 @@ test_packages=(python3-pytest python3-pytest-xdist python3-pytest-timeout
     nginx-light busybox make shellcheck)
 # The second line is for the clang-tidy module in tidy_own_code.cpp.
 # shellcheck disable=SC2034
-lint_packages=(clang-14 clang-tidy-14 clang-format-14 shellcheck python3
+lint_packages=(clang-14 clang-tidy-14 clang-format-14 shellcheck python3 python3-venv
     libclang-14-dev llvm-14-dev)
 # shellcheck disable=SC2034
 clang_packages=(clang-14)

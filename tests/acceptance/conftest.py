@@ -1,10 +1,10 @@
-"""Which server the scenarios run against: pytest --server devkit|devkit-nginx|hawkbit tests/acceptance.
+"""Selects the server for the scenarios: pytest --server devkit|devkit-nginx|hawkbit tests/acceptance.
 
-`hawkbit` needs its jar in HAWKBIT_JAR; script/acceptance sees to that. Without the option the
-scenarios run against the development kit's server, once alone and once behind nginx.
+`hawkbit` needs its jar in HAWKBIT_JAR, which script/acceptance provides. Without the option the
+scenarios run against the development kit's server, once directly and once behind nginx.
 
-All scenarios share one hawkBit, those of all workers, too: it belongs to the process that pytest was
-started as. Scenarios marked `alone` then need a run without workers.
+All scenarios of all workers share one hawkBit, which belongs to the main process of pytest. Scenarios
+marked `alone` therefore need a run without workers.
 """
 import contextlib
 import itertools
@@ -13,6 +13,7 @@ import tempfile
 from pathlib import Path
 
 import pytest
+
 from devkit_driver import DevkitServer
 from gateway_bench import DAEMON
 from hawkbit_driver import HawkbitServer
@@ -23,7 +24,7 @@ from recording import Recording
 from recording_site import recorded_server
 from results import Results, name_scenario
 
-# Their assertions should tell the values, too.
+# Shows the values in failed assertions of these modules.
 pytest.register_assert_rewrite("flow", "outcomes")
 
 # The shortest polling time at which a deployment still starts by itself is about 6 s.
@@ -78,7 +79,7 @@ def pytest_collection_modifyitems(config, items):
 
 
 def _site(config):
-    """The one hawkBit of this run, started when it is first wanted."""
+    """The only hawkBit of this run, started on first use."""
     if site_key not in config.stash:
         directory = tempfile.TemporaryDirectory(prefix="zephran-hawkbit-")
         config.add_cleanup(directory.cleanup)
@@ -125,7 +126,7 @@ def fixture_server(request, tmp_path, label):
 
 
 def _is_recorded(request):
-    """Scenarios that change the server for all cannot be replayed by themselves."""
+    """Scenarios that change the server for all others cannot be replayed alone."""
     return request.config.getoption("--record") and not request.node.get_closest_marker("alone")
 
 
@@ -146,14 +147,14 @@ def _real_server(request):
 
 @pytest.fixture(name="label")
 def fixture_label(request):
-    """A word that belongs to this scenario alone."""
+    """A name that only this scenario uses."""
     name = re.sub(r"-(devkit(-nginx)?|hawkbit)(?=\])|(devkit(-nginx)?|hawkbit)-?", "", request.node.name)
     return re.sub(r"[^a-z0-9]+", "-", name.removeprefix("test_").lower()).strip("-")
 
 
 @pytest.fixture(name="make_home")
 def fixture_make_home(tmp_path, server, label):
-    """For scenarios of several gateways, or of one with a name of its own: make_home(device="00:11:22")."""
+    """For scenarios with several gateways, or with a given device id: make_home(device="00:11:22")."""
     numbers = itertools.count(1)
     with contextlib.ExitStack() as homes:
         def make(device=None):

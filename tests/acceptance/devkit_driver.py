@@ -1,4 +1,4 @@
-"""The development kit's update server as the scenarios see it, alone or behind a proxy."""
+"""The development kit's update server as the scenarios see it, directly or behind a proxy."""
 from __future__ import annotations
 
 import time
@@ -120,7 +120,7 @@ class DevkitRollout(driver.Rollout):
 
 
 class _refusals:
-    """Turns the stand-in's refusals of an operator's step into those of the interface."""
+    """Converts the stand-in's refusals of an operator's step to those of the interface."""
 
     def __enter__(self):
         return self

@@ -1,7 +1,7 @@
-"""What the scenarios ask of an update server: the steps of an operator, and what the server recorded.
+"""What the scenarios need of an update server: the steps of an operator, and the server's records.
 
 Each scenario is written once against this interface; `devkit_driver` and `hawkbit_driver` implement it.
-Words of states and entries are those of hawkBit's management interface (version 0.9.0).
+States and entries have the names of hawkBit's management interface (version 0.9.0).
 """
 from __future__ import annotations
 
@@ -14,7 +14,7 @@ from typing import Any
 
 RECHECK = 0.2
 SLOW_BYTES_PER_SECOND = 20_000
-# How the texts begin that the server adds to those of the device.
+# Prefix of the texts that the server adds to those of the device.
 SERVER_TEXTS = ("Update Server: ", "Assignment initiated by", "Initiated by Rollout")
 
 
@@ -22,10 +22,10 @@ SERVER_TEXTS = ("Update Server: ", "Assignment initiated by", "Initiated by Roll
 class Access:
     """How a gateway reaches the server.
 
-    address      host:port, as the daemon is told
-    ca           certificate (PEM) of the authority of the server's certificate
-    certificate  certificate of the client (PEM), with its key
-    stranger     the same of an authority that the server does not know: certificate and key
+    address      host:port, as given to the daemon
+    ca           certificate (PEM) of the authority that signed the server's certificate
+    certificate  certificate of the client (PEM) and its key
+    stranger     a certificate of an authority that the server does not know, and its key
     """
 
     address: str
@@ -60,7 +60,7 @@ class Entry:
 
 @dataclass(frozen=True)
 class ActionRecord:
-    """What the server knows of an action: `status` is its detailed status, entries are in order of time."""
+    """The server's record of an action: `status` is its detailed status, entries are in order of time."""
 
     active: bool
     status: str
@@ -73,21 +73,21 @@ class ActionRecord:
 
     @property
     def reported(self) -> list[str]:
-        """The device's texts, without those of the server."""
+        """The texts of the device, without those of the server."""
         return [text for text in self.messages
                 if not text.startswith(SERVER_TEXTS)]
 
 
 @dataclass(frozen=True)
 class TargetRecord:
-    """What the server knows of a target: update_status is unknown, registered, pending, in_sync or error."""
+    """The server's record of a target: update_status is unknown, registered, pending, in_sync or error."""
 
     attributes: Mapping[str, str]
     update_status: str
 
 
 class Rollout(abc.ABC):
-    """A rollout that has been started."""
+    """A started rollout."""
 
     @abc.abstractmethod
     def status(self) -> str:
@@ -95,7 +95,7 @@ class Rollout(abc.ABC):
 
     @abc.abstractmethod
     def groups(self) -> list[str]:
-        """The states of its groups in their order: "scheduled", "running" or "finished"."""
+        """The states of its groups, in order: "scheduled", "running" or "finished"."""
 
     @abc.abstractmethod
     def action_of(self, target: str) -> int | None:
@@ -103,15 +103,15 @@ class Rollout(abc.ABC):
 
 
 class Server(abc.ABC):
-    """An update server that gateways can reach. Actions are named by their numbers.
+    """An update server that gateways can reach. Actions are identified by their numbers.
 
     A step that the server refuses raises `ServerRefusal`.
     """
 
     access: Access
-    # Something stands in front of it that can be restarted without it.
+    # Whether there is a proxy that can be restarted independently.
     has_proxy: bool
-    # The server's own habits, for scenarios that cannot be the same on all of them.
+    # Differences between the servers, for scenarios that depend on them.
     is_real: bool
 
     # ---- the operator
@@ -126,41 +126,43 @@ class Server(abc.ABC):
         """Assigns a new set of these modules and returns the action.
 
         type             forced, soft, timeforced or downloadonly
-        force_time       of a timeforced one: seconds since the epoch
-        window_opens_in  gives it a maintenance window that opens in so many seconds and stays open
+        force_time       for type timeforced: seconds since the epoch
+        window_opens_in  seconds until its maintenance window opens, which then stays open
         """
 
     @abc.abstractmethod
-    def cancel(self, action: int) -> None: ...
+    def cancel(self, action: int) -> None:
+        """Asks the gateway to cancel the action."""
 
     @abc.abstractmethod
     def force_quit(self, action: int) -> None:
-        """Ends an action that is being cancelled without the device."""
+        """Ends an action that is being cancelled, without the device."""
 
     @abc.abstractmethod
     def force(self, action: int) -> None:
         """Turns a soft action into a forced one."""
 
     @abc.abstractmethod
-    def request_attributes(self, target: str) -> None: ...
+    def request_attributes(self, target: str) -> None:
+        """Has the server ask the target for its attributes."""
 
     @abc.abstractmethod
     def start_rollout(self, name: str, targets: list[str], modules: Iterable[Module], groups: int) -> Rollout:
-        """Rolls a set out to targets that exist, group after group; the next begins when all of one succeeded."""
+        """Rolls a set out to existing targets; each group begins when all of the previous one has succeeded."""
 
     @abc.abstractmethod
     def set_polling_time(self, text: str) -> None:
-        """For all gateways, "HH:MM:SS"."""
+        """Sets the polling time ("HH:MM:SS") of all gateways."""
 
     @abc.abstractmethod
     def slow_down(self, target: str) -> None:
-        """From now on the target's downloads come at SLOW_BYTES_PER_SECOND."""
+        """Limits the target's downloads to SLOW_BYTES_PER_SECOND from now on."""
 
     # ---- what it recorded
 
     @abc.abstractmethod
     def target(self, target: str) -> TargetRecord | None:
-        """None for a target that it does not know."""
+        """The target's record; None for an unknown target."""
 
     @abc.abstractmethod
     def action(self, action: int) -> ActionRecord: ...
@@ -169,11 +171,11 @@ class Server(abc.ABC):
 
     @abc.abstractmethod
     def stop(self) -> None:
-        """Ends it; it keeps what it knows. A proxy in front of it goes on."""
+        """Stops it; its records stay. A proxy in front of it keeps running."""
 
     @abc.abstractmethod
     def start(self) -> None:
-        """Brings it back at the same address."""
+        """Starts it again at the same address."""
 
     @abc.abstractmethod
     def stop_proxy(self) -> None: ...
@@ -183,11 +185,11 @@ class Server(abc.ABC):
 
     @abc.abstractmethod
     def close(self) -> None:
-        """The scenario is over."""
+        """Called at the end of the scenario."""
 
 
 class ServerRefusal(RuntimeError):
-    """The server refused a step of the operator; the text holds what it answered."""
+    """The server refused a step of the operator; the text holds its answer."""
 
 
 def wait_for(condition: Callable[[], Any], timeout: float, what: str) -> Any:

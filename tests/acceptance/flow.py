@@ -1,4 +1,4 @@
-"""Steps and records that several scenarios of the flow share."""
+"""Steps and records that several scenarios share."""
 from driver import SERVER_TEXTS, Entry
 from gateway import package
 from held_script import HeldScript
@@ -18,7 +18,7 @@ def deployed(chunk, *output):
 
 
 def reports(record):
-    """The device's own entries, without what the server has added to them."""
+    """The device's own entries, without the server's additions."""
     entries = (Entry(each.type, tuple(text for text in each.messages if not text.startswith(SERVER_TEXTS)))
                for each in record.entries)
     return [each for each in entries if each.messages]
@@ -32,26 +32,26 @@ def start_known(home, *arguments, **options):
 
 
 def start_rarely_polling(home):
-    """Starts a daemon that polls when it is told to; so nothing on the server reaches it in between."""
+    """Starts a daemon that polls only when told to, so that nothing reaches it in between."""
     daemon = home.start("--dormant", "true")
     rest_until_polled(home, daemon)
     return daemon
 
 
 def rest_until_polled(home, daemon):
-    """Lets a dormant daemon make itself known to the server, and waits until it rests."""
+    """Has a dormant daemon register with the server, and waits until it is idle."""
     home.poll_now()
     home.wait_until_registered()
     comes_to_rest_in(daemon, FINISHED)
 
 
 def package_module(home, name="two"):
-    """A module whose installer comes after that of scripts."""
+    """A module whose installer runs after that of scripts."""
     return home.module("opkg", name, "1.0", {f"{name}.ipk": package(name, "1.0", {f"{name}.txt": b"it\n"})})
 
 
 def hold_back(home, name):
-    """Assigns a script that waits for the user, as the gateway's configuration wants it; returns the action."""
+    """Assigns a script that, by the gateway's configuration, waits for the user; returns the action."""
     home.configure("service.automatic_update", "0")
     daemon = start_known(home)
     action = home.assign(home.script(name, "touch /tmp/ran"), type="soft")
@@ -61,7 +61,7 @@ def hold_back(home, name):
 
 
 def hold_installation(home, *following, name="one"):
-    """Assigns a script that is held, with others after it, and waits until it runs.
+    """Assigns a held script, with other modules after it, and waits until it runs.
 
     Returns the script and the action.
     """
@@ -73,7 +73,7 @@ def hold_installation(home, *following, name="one"):
 
 
 def polls_again(home, times=3):
-    """Follows the daemon through some more polls: the chance to do what it should not do any more."""
+    """Follows the daemon through some more polls, in which it could do something wrong."""
     for _ in range(times):
         daemon = home.gateway.daemons[-1]
         start = len(daemon.output.lines)
@@ -93,14 +93,14 @@ def poll_until_closed(home, action):
 
 
 def takes_the_next(home):
-    """The gateway is as good as new: it carries out a fresh deployment."""
+    """Asserts that the gateway still works: it carries out a new deployment."""
     action = home.assign(home.script("next", "echo next"))
     home.poll_now()
     return home.wait_for_end(action).status == "finished"
 
 
 def assert_closed_once(home, action, status):
-    """The action ends like this, and later polls leave it alone. Returns what the server recorded."""
+    """Asserts that the action ends like this and that later polls leave it alone. Returns the server's record."""
     record = home.wait_for_end(action)
     polls_again(home)
     assert was_closed_once(home, action, status) == record

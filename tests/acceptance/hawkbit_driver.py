@@ -15,11 +15,11 @@ from hawkbit_management import Management, Refusal, segment
 from hawkbit_site import SET_TYPE, HawkbitSite, Whereabouts
 
 NOT_FOUND = 404
-# hawkBit knows no window without an end; this is the longest it takes.
+# hawkBit has no window without an end; this is the longest that it accepts.
 WINDOW_DURATION = "23:59:59"
-# Its scheduler makes the groups of a rollout in the background.
-ROLLOUT_PATIENCE = 60
-# A group is done when all of its gateways have succeeded, and stops the rollout when all have failed.
+# Its scheduler creates the groups of a rollout in the background.
+ROLLOUT_TIMEOUT = 60
+# A group is finished when all of its gateways have succeeded; the rollout stops when all have failed.
 GROUP_CONDITIONS = {
     "successCondition": {"condition": "THRESHOLD", "expression": "100"},
     "successAction": {"action": "NEXTGROUP", "expression": ""},
@@ -29,7 +29,7 @@ GROUP_CONDITIONS = {
 
 
 class HawkbitServer(driver.Server):
-    """`site` is None where other processes use the same server: then it cannot be stopped."""
+    """`site` is None if other processes use the same server, which then cannot be stopped."""
 
     has_proxy = True
     is_real = True
@@ -60,7 +60,7 @@ class HawkbitServer(driver.Server):
             yield
 
     def _make_set(self, modules):
-        # A name of its own for each: hawkBit takes no second set of the same name and version.
+        # Each needs its own name: hawkBit refuses a second set of the same name and version.
         return self._management.create("distributionsets", {
             "name": f"set-{uuid.uuid4()}", "version": "1", "type": SET_TYPE,
             "modules": [{"id": each.id} for each in modules]})["id"]
@@ -85,7 +85,7 @@ class HawkbitServer(driver.Server):
         try:
             self._management.create("targets", {"controllerId": target, "name": target})
         except Refusal:
-            # It may have registered itself meanwhile.
+            # It may have registered itself in the meantime.
             if self.target(target) is None:
                 raise
 
@@ -110,9 +110,9 @@ class HawkbitServer(driver.Server):
             "targetFilterQuery": f"tag=={tag['name']}", "type": "forced", "amountGroups": groups,
             **GROUP_CONDITIONS})
         rollout = HawkbitRollout(self._management, made["id"], self._targets)
-        wait_for(lambda: rollout.status() == "ready", ROLLOUT_PATIENCE, f"rollout {name} that can be started")
+        wait_for(lambda: rollout.status() == "ready", ROLLOUT_TIMEOUT, f"rollout {name} that can be started")
         self._management.post(f"rollouts/{made['id']}/start")
-        wait_for(lambda: rollout.status() != "starting", ROLLOUT_PATIENCE, f"the start of rollout {name}")
+        wait_for(lambda: rollout.status() != "starting", ROLLOUT_TIMEOUT, f"the start of rollout {name}")
         return rollout
 
     def set_polling_time(self, text):
@@ -136,7 +136,7 @@ class HawkbitServer(driver.Server):
         return TargetRecord(self._management.get(f"{path}/attributes") or {}, status)
 
     def action(self, action):
-        # The entries are read last: those of an action that was closed before are complete.
+        # The entries are read last, so that they are complete if the action was closed.
         record = self._management.get(self._path(action))
         entries = tuple(Entry(each["type"], tuple(text for text in each["messages"] if text is not None))
                         for each in self._management.pages(f"{self._path(action)}/status", sort="id:ASC"))
@@ -166,7 +166,7 @@ class HawkbitServer(driver.Server):
         self._own_site("start_proxy").proxy.start()
 
     def close(self):
-        """What the scenario has stopped runs again, and the server has its own polling time."""
+        """Restarts what the scenario has stopped, and restores the polling time."""
         if self._site:
             self._site.mend()
         if self._polling_time_changed:
@@ -174,7 +174,7 @@ class HawkbitServer(driver.Server):
 
 
 class HawkbitRollout(driver.Rollout):
-    """`targets` is told which target the actions belong to."""
+    """`targets` gets the target of each action."""
 
     def __init__(self, management: Management, number: int, targets: dict[int, str]) -> None:
         self._management = management
@@ -189,7 +189,7 @@ class HawkbitRollout(driver.Rollout):
         return [each["status"] for each in self._management.pages(path, sort="id:ASC")]
 
     def action_of(self, target):
-        """An action whose group has not begun yet does not count: the gateway is not offered it."""
+        """Ignores an action whose group has not begun: the gateway is not offered it."""
         for each in self._management.pages(f"targets/{segment(target)}/actions", sort="id:DESC"):
             if each.get("rollout") == self._number and each["detailStatus"] != "scheduled":
                 self._targets[each["id"]] = target
@@ -198,7 +198,7 @@ class HawkbitRollout(driver.Rollout):
 
 
 def _window(opens_at: float) -> dict:
-    """A window that opens once, at this time (seconds since the epoch, rounded up)."""
+    """A window that opens once at this time (seconds since the epoch, rounded up)."""
     start = time.gmtime(math.ceil(opens_at))
     fields = (start.tm_sec, start.tm_min, start.tm_hour, start.tm_mday, start.tm_mon, "?", start.tm_year)
     return {"schedule": " ".join(map(str, fields)), "duration": WINDOW_DURATION, "timezone": "+00:00"}

@@ -13,15 +13,15 @@ from urllib.parse import quote, urlencode
 
 from driver import ServerRefusal
 
-# As the server comes.
+# The server's defaults.
 USER, PASSWORD = "admin", "admin"
-# Generous, because scenarios share the server.
+# Seconds; generous, because scenarios share the server.
 TIMEOUT = 120
 PAGE = 200
 
 
 class Refusal(ServerRefusal):
-    """The server answered with a status of failure; `status` is its code."""
+    """The server answered with an error status; `status` is its code."""
 
     def __init__(self, request: str, status: int, answer: str) -> None:
         super().__init__(f"{request}: {status} {answer}")
@@ -33,12 +33,12 @@ class Unreachable(RuntimeError):
 
 
 def segment(text: str) -> str:
-    """A text as one segment of a path."""
+    """Quotes a text as one segment of a path."""
     return quote(text, safe="")
 
 
 class Management:
-    """Paths are relative to /rest/v1/. Every call raises Refusal or Unreachable when it has not succeeded."""
+    """Paths are relative to /rest/v1/. Every call raises Refusal or Unreachable when it fails."""
 
     def __init__(self, port: int) -> None:
         self._base = f"http://127.0.0.1:{port}/rest/v1/"
@@ -51,7 +51,7 @@ class Management:
         return self._json("GET", path, query)
 
     def pages(self, path: str, **query: Any) -> Iterator[dict]:
-        """All elements of a list, however many there are."""
+        """All elements of a list, read page by page."""
         offset = 0
         while True:
             page = self.get(path, limit=PAGE, offset=offset, **query)
@@ -64,7 +64,7 @@ class Management:
         return self._json("POST", path, {}, body)
 
     def create(self, path: str, body: dict) -> dict:
-        """Creates one thing and returns what the server made of it."""
+        """Creates one element and returns it as the server does."""
         return self.post(path, [body])[0]
 
     def put(self, path: str, body: Any) -> Any:
@@ -74,7 +74,7 @@ class Management:
         self._json("DELETE", path, query)
 
     def upload(self, path: str, filename: str, content: bytes) -> Any:
-        """Uploads a file; any name will do, since it travels in the address and not in the body."""
+        """Uploads a file; any name works, since it is sent in the address and not in the body."""
         boundary = secrets.token_hex(16)
         body = (f'--{boundary}\r\nContent-Disposition: form-data; name="file"; filename="file"\r\n'
                 "Content-Type: application/octet-stream\r\n\r\n").encode() + content
@@ -99,7 +99,7 @@ class Management:
             with error:
                 answer = error.read().decode(errors="replace")
                 raise Refusal(f"{method} {path}", error.code, answer) from error
-        # The second is what becomes of an answer that breaks off.
+        # The second is raised when an answer breaks off.
         except (OSError, http.client.HTTPException) as error:
             raise Unreachable(f"{method} {address}: {error}") from error
         return json.loads(text) if text else None

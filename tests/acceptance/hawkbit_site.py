@@ -1,4 +1,4 @@
-"""A real hawkBit with nginx in front of it: one for a whole test run."""
+"""A real hawkBit behind nginx: one for a whole test run."""
 from __future__ import annotations
 
 from dataclasses import asdict, dataclass
@@ -11,13 +11,13 @@ from nginx import Nginx
 from pki import Pki
 
 SET_TYPE = "gateway"
-# What the server does not know by itself (it has "os"), and how many modules of a type a set may have.
+# Types of modules that the server lacks (it has "os"), and how many modules of a type a set may contain.
 MODULE_TYPES = {"script": 10, "opkg": 50, "bl": 1, "plc": 1, "plc_ghn": 1, "zw": 1}
 
 
 @dataclass(frozen=True)
 class Whereabouts:
-    """Where the server is and what gateways need to reach it, in values that another process can be told."""
+    """Where the server is and what gateways need to reach it, in values that can be passed to another process."""
 
     management_port: int
     proxy_port: int
@@ -38,7 +38,7 @@ class Whereabouts:
 
 
 class HawkbitSite:
-    """Runs from its creation until close(); everything it writes is below `directory`."""
+    """Runs from its creation until close(); writes only below `directory`."""
 
     def __init__(self, directory: Path, poll: str) -> None:
         pki = Pki(directory / "pki", client_name="gateways")
@@ -57,7 +57,7 @@ class HawkbitSite:
             raise
 
     def mend(self) -> None:
-        """Starts what has been stopped."""
+        """Restarts what has been stopped."""
         if not self.process.is_running():
             self.process.start()
         if not self.proxy.is_running():

@@ -5,7 +5,7 @@ import contextlib
 
 from driver import Server, wait_for
 from gateway import BusError
-from gateway_bench import PATIENCE, GatewayBench
+from gateway_bench import TIMEOUT, GatewayBench
 
 
 class Home(GatewayBench):
@@ -23,7 +23,7 @@ class Home(GatewayBench):
         self.assert_no_findings()
 
     def start(self, *arguments, certificate=None, **options):
-        """Starts the daemon; `certificate` replaces the client's: (certificate, key)."""
+        """Starts the daemon; `certificate` (certificate, key) replaces the client's."""
         access = self.server.access
         certificate, key = certificate or (access.certificate, access.key)
         return self.start_for(self.device, access.address, access.ca,
@@ -31,9 +31,9 @@ class Home(GatewayBench):
                               *arguments, **options)
 
     def poll_now(self):
-        """Has the daemon poll at its next step instead of when its next poll is due."""
+        """Has the daemon poll at its next step instead of at the due time."""
         self.wait_until(lambda: "zephran" in self.gateway.bus.objects(), "the object zephran")
-        # A supervised daemon may be just about to be started again; it polls by itself then.
+        # A supervised daemon may be restarting; it then polls by itself.
         with contextlib.suppress(BusError):
             self.gateway.bus.call("force_poll")
 
@@ -52,13 +52,13 @@ class Home(GatewayBench):
     # ---- waiting
 
     def wait_until(self, condition, what):
-        """Waits for something that a living daemon will bring about, and returns it."""
+        """Waits for something that a running daemon will bring about, and returns it."""
         def came_or_never_will():
             value = condition()
             if not value:
                 self.check_alive(what)
             return value
-        return wait_for(came_or_never_will, PATIENCE, what)
+        return wait_for(came_or_never_will, TIMEOUT, what)
 
     def wait_until_registered(self):
         """Waits until the server knows the target and its attributes."""

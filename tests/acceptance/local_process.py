@@ -1,17 +1,17 @@
-"""What the programs that a server consists of have in common."""
+"""What the programs of a server have in common."""
 from __future__ import annotations
 
 import random
 import socket
 import subprocess
 
-# Below the ports that the kernel gives to outgoing connections: a server that is away for a while must
-# find its own free when it comes back.
+# Below the ports that the kernel gives to outgoing connections, so that the port of a stopped server
+# is still free when it restarts.
 PORTS = range(20_000, 32_000)
 
 
 def free_port() -> int:
-    """A port of the loopback interface that nobody listens on."""
+    """A free port of the loopback interface."""
     while True:
         port = random.choice(PORTS)
         with socket.socket() as probe:
@@ -22,11 +22,11 @@ def free_port() -> int:
             return port
 
 
-def end(process: subprocess.Popen, patience: float) -> None:
-    """Asks a program to end, and kills it when it has not after `patience` seconds."""
+def end(process: subprocess.Popen, timeout: float) -> None:
+    """Asks a program to end, and kills it after `timeout` seconds."""
     process.terminate()
     try:
-        process.wait(patience)
+        process.wait(timeout)
     except subprocess.TimeoutExpired:
         process.kill()
         process.wait()

@@ -1,4 +1,4 @@
-"""nginx as it stands in front of an update server, with the configuration that the documentation gives."""
+"""nginx in front of an update server, with the configuration from the documentation."""
 from __future__ import annotations
 
 import os
@@ -13,10 +13,10 @@ import local_process
 
 CONFIGURATION = Path(__file__).resolve().parents[2] / "docs/nginx/hawkbit-front.conf"
 GATEWAY_TOKEN = "testkey"
-PATIENCE = 30
+TIMEOUT = 30
 ENVIRONMENT = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin"}
 
-# What surrounds the documented file: ports, paths and programs of this one run.
+# Around the documented configuration: ports, paths and programs of this run.
 FRAME = """
 {user}
 daemon off;
@@ -46,7 +46,7 @@ http {{
 
 
 class NginxError(RuntimeError):
-    """nginx is missing or does not start; the text holds what it said."""
+    """nginx is missing or does not start; the text holds its output."""
 
 
 class Nginx:
@@ -74,7 +74,7 @@ class Nginx:
     def start(self) -> None:
         try:
             self._process = subprocess.Popen(
-                # The kernel ends it with the test run, however that ends.
+                # Has the kernel end it with the test run, however that ends.
                 ["setpriv", "--pdeathsig", "TERM", *_command(self.directory)], env=ENVIRONMENT,
                 stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         except OSError as error:
@@ -82,7 +82,7 @@ class Nginx:
         self._wait_until_it_listens()
 
     def _wait_until_it_listens(self) -> None:
-        end = time.monotonic() + PATIENCE
+        end = time.monotonic() + TIMEOUT
         while True:
             with socket.socket() as probe:
                 if probe.connect_ex(("127.0.0.1", self.port)) == 0:
@@ -92,7 +92,7 @@ class Nginx:
             time.sleep(0.02)
 
     def slow_down(self, target: str, bytes_per_second: int) -> None:
-        """Limits the downloads of a target's artifacts, from the next one on."""
+        """Limits downloads of a target's artifacts, starting with the next one."""
         slow_down(self.directory, target, bytes_per_second)
 
     def is_running(self) -> bool:
@@ -101,14 +101,14 @@ class Nginx:
     def stop(self) -> None:
         if self._process is None:
             return
-        local_process.end(self._process, PATIENCE)
+        local_process.end(self._process, TIMEOUT)
         self._process = None
 
 
 def slow_down(directory: Path, target: str, bytes_per_second: int) -> None:
-    """The same for a running nginx of another process, by its directory; several may do so at once."""
+    """Does the same for an nginx of another process, by its directory. Several processes may do so at once."""
     line = f'"~^/[^/]+/controller/v1/{re.escape(target)}/softwaremodules/" {bytes_per_second};\n'
-    # One write at the end of the file, so that none of the lines is lost or torn.
+    # A single write at the end of the file, so that no line is lost or torn.
     with (directory / "slow.conf").open("ab", buffering=0) as file:
         file.write(line.encode())
     subprocess.run([*_command(directory), "-s", "reload"], env=ENVIRONMENT, check=True)

@@ -1,4 +1,4 @@
-"""What several themes of scenarios ask about the end of a deployment."""
+"""What several scenarios check at the end of a deployment."""
 CLOSING = ("finished", "error", "canceled", "downloaded")
 ANSWERED_POLL = r"method=GET url=https://[^/]+/DEFAULT/controller/v1/[^/ ]+ response="
 
@@ -14,14 +14,14 @@ def poll_again(*homes):
 
 
 def assert_closed_once(home, action, status="finished"):
-    """Waits for the end, lets the gateway do what it should not do any more, and returns the record."""
+    """Waits for the end and some more polls, checks that the action was closed once, and returns the record."""
     home.wait_for_end(action)
     poll_again(home)
     return was_closed_once(home, action, status)
 
 
 def was_closed_once(home, action, status="finished"):
-    """The same of an action that has ended some polls ago."""
+    """Checks the same for an action that ended some polls ago."""
     record = home.server.action(action)
     assert record.status == status, record
     assert [entry.type for entry in record.entries if entry.type in CLOSING] == [status], record

@@ -1,14 +1,14 @@
-"""Writes what a scenario and the real server said to each other as a fixture for the stand-in's tests.
+"""Records the exchanges of a scenario with the real server as a fixture for the stand-in's tests.
 
 `tests/devkit/hawkbit_server/test_server_replay.py` replays the files. A fixture is a list, a line for each
 element and in order of time, of the operator's steps, of every exchange of the scenario's gateways, and of
 the final records of actions and targets. `{server}` stands for scheme and authority; the token that the proxy
-adds is left out. An artifact's content stands with the module, its downloads have the sum only.
+adds is left out. An artifact's content is stored with the module, its downloads have only the checksum.
 
-Not recorded are scenarios that stop the server or the proxy or change the server for all (the stand-in keeps
-its records in memory, and what a proxy answers by itself is not the server's), rollouts (their scheduler has
-its own time), artifacts longer than LONGEST_ARTIFACT and scenarios whose file would be longer than
-LONGEST_FIXTURE. Those in LIKE_ANOTHER are left out because the server says the same in another one.
+The following are not recorded: scenarios that stop the server or the proxy or change the server for all (the
+stand-in keeps its records in memory, and a proxy's own answers are not the server's), rollouts (their scheduler
+has its own timing), artifacts longer than LONGEST_ARTIFACT, and scenarios whose file would be longer than
+LONGEST_FIXTURE. Those in LIKE_ANOTHER are left out because another one shows the same answers.
 """
 from __future__ import annotations
 
@@ -67,18 +67,18 @@ class Recording:
         self._obstacle: str | None = None
 
     def time(self, moment: float | None = None) -> float:
-        """Seconds since the beginning."""
+        """Seconds since the start."""
         return round((time.time() if moment is None else moment) - self.began, 3)
 
     def step(self, what: str, **members: Any) -> None:
         self._steps.append({"t": self.time(), "operator": what, **members})
 
     def refuse(self, why: str) -> None:
-        """From now on there is nothing to write."""
+        """Stops recording."""
         self._obstacle = self._obstacle or why
 
     def exchange(self, passed: Passed) -> None:
-        """Takes down what the relay has seen."""
+        """Records an exchange that the relay has seen."""
         target = requests.find_route(passed.path.partition("?")[0]).target
         if target is not None and target not in self.targets:
             self.targets[target] = None
@@ -89,7 +89,7 @@ class Recording:
                             "request": _request(passed), "response": _response(passed)})
 
     def write(self, server: driver.Server, directory: Path = FIXTURES) -> Path:
-        """Adds what the server has recorded and writes the file. NotRecorded when that is of no use."""
+        """Adds the server's records and writes the file. Raises NotRecorded when it cannot be replayed."""
         if self._obstacle is not None:
             raise NotRecorded(self._obstacle)
         if not any("request" in step for step in self._steps):
@@ -98,7 +98,7 @@ class Recording:
             raise NotRecorded("another one is like it")
         with self.lock:
             steps = [*self._steps, *self._records(server)]
-        # Escaped, since the server cuts texts between the halves of a character.
+        # Escaped, since the server cuts texts inside characters.
         text = "[\n" + ",\n".join(json.dumps(step, separators=(",", ":")) for step in steps) + "\n]\n"
         if len(text.encode()) > LONGEST_FIXTURE:
             raise NotRecorded(f"{len(text.encode())} bytes are more than {LONGEST_FIXTURE}")
@@ -134,7 +134,7 @@ def _request(passed: Passed) -> dict[str, Any]:
 
 
 def _response(passed: Passed) -> dict[str, Any]:
-    """The ETag of a JSON document is left out: it hashes the authority."""
+    """Without the ETag of a JSON document, which depends on the authority."""
     kind = passed.response_headers.get("content-type", "")
     is_json = "json" in kind
     names = [name for name in RESPONSE_HEADERS if name in passed.response_headers
@@ -164,9 +164,9 @@ def _content(raw: bytes) -> Any:
 
 
 class RecordingServer(driver.Server):
-    """Takes down the operator's steps on their way to another server.
+    """Records the operator's steps on their way to another server.
 
-    A step holds the recording's lock, so that what the gateways ask comes before or after it, as is written.
+    A step holds the recording's lock, so that each exchange is recorded either before or after it.
     """
 
     def __init__(self, server: driver.Server, recording: Recording) -> None:
@@ -193,7 +193,7 @@ class RecordingServer(driver.Server):
             if force_time is not None:
                 members["force_time"] = self.recording.time(force_time)
             if window_opens_in is not None:
-                # Windows open at whole seconds, and the steps up to the assignment take some of one.
+                # Windows open at whole seconds, and the steps before the assignment take a part of one.
                 opens_at = math.ceil(time.time() + window_opens_in)
                 members["window_opens_at"] = self.recording.time(opens_at)
                 window_opens_in = opens_at - 0.5 - time.time()

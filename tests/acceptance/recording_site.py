@@ -1,4 +1,4 @@
-"""A way of its own to the real server for a scenario that is recorded."""
+"""A private path to the real server for a recorded scenario."""
 from __future__ import annotations
 
 import contextlib
@@ -22,7 +22,7 @@ def recorded_server(whereabouts: Whereabouts, directory: Path, recording: Record
                     has_passed: Callable[[], bool]) -> Iterator[Server]:
     """The real server behind an nginx and a relay that nobody else uses.
 
-    At the end the fixture is written if the scenario has passed; a warning tells why when there is none.
+    At the end, writes the fixture if the scenario has passed; a warning says why if there is none.
     """
     relay = Relay(whereabouts.management_port, recording.exchange, recording.lock)
     proxy = Nginx(directory / "recording-nginx", _pki(whereabouts), relay.port)
@@ -41,6 +41,6 @@ def recorded_server(whereabouts: Whereabouts, directory: Path, recording: Record
 
 
 def _pki(whereabouts: Whereabouts) -> SimpleNamespace:
-    """What the other nginx shows and trusts."""
+    """The certificates that the other nginx presents and trusts."""
     tls = Path(whereabouts.proxy_directory) / "tls"
     return SimpleNamespace(ca=whereabouts.ca, server=KeyPair(tls / "server.crt", tls / "server.key", tls))

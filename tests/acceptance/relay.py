@@ -1,8 +1,7 @@
-"""A relay between the proxy and the update server that shows every exchange and changes none.
+"""A relay between the proxy and the update server that observes every exchange and changes none.
 
-Bytes pass as they come, heads included; what is shown was taken apart from a copy. The proxy must use one
-connection for each request, as nginx does unless told otherwise, since the end of an answer is the end of
-its connection.
+Bytes pass unchanged, headers included; a copy of them is parsed. The proxy must use one connection for each
+request, as nginx does by default, since the end of an answer is the end of its connection.
 """
 from __future__ import annotations
 
@@ -20,14 +19,14 @@ from email.parser import BytesHeaderParser
 HOST = "127.0.0.1"
 PIECE = 65536
 LONGEST_HEAD = 65536
-PATIENCE = 120
+TIMEOUT = 120
 
 
 @dataclass(frozen=True)
 class Passed:
-    """One request with its answer. Names of headers are in lower case; bodies are without their framing.
+    """One request with its answer. Header names are in lower case; bodies are without their framing.
 
-    began  seconds since the epoch when the request was passed on
+    began  when the request was passed on, in seconds since the epoch
     """
 
     began: float
@@ -43,9 +42,9 @@ class Passed:
 class Relay:
     """Listens on a free port of the loopback interface for a server on `upstream`.
 
-    `observe` gets each exchange that the server has answered, before the answer goes on to the proxy. It, and
-    the time in which the server works on a request, is guarded by `lock`: whoever holds it knows that no
-    request is under way.
+    `observe` gets each exchange that the server has answered, before the answer is passed on to the proxy.
+    `lock` is held during that call and while the server works on a request: its holder knows that no request
+    is in progress.
     """
 
     def __init__(self, upstream: int, observe: Callable[[Passed], None], lock: threading.RLock) -> None:
@@ -64,7 +63,7 @@ class Relay:
         return self._listener.server_address[1]
 
     def close(self) -> None:
-        """Ends it. Raises what went wrong in it."""
+        """Stops it. Raises what has gone wrong in it."""
         self._listener.shutdown()
         self._thread.join()
         self._listener.server_close()
@@ -100,7 +99,7 @@ class _Connection(socketserver.StreamRequestHandler):
                     return
                 relay.observe(_taken_apart(began, head, body, answer))
         except OSError:
-            return  # One of the two went away, which the other notices by its closed connection.
+            return  # One of the two has gone; the other one notices its closed connection.
         except Exception as error:
             relay.errors.append(error)
             raise
@@ -119,9 +118,9 @@ class _Connection(socketserver.StreamRequestHandler):
         return (head, body) if len(body) == length else None
 
     def _ask(self, request: bytes) -> bytes:
-        """The whole answer; nothing when the server went away without one."""
+        """The whole answer; empty when the server closed the connection without one."""
         answer = b""
-        with socket.create_connection((HOST, self.server.relay.upstream), PATIENCE) as upstream:
+        with socket.create_connection((HOST, self.server.relay.upstream), TIMEOUT) as upstream:
             upstream.sendall(request)
             while piece := upstream.recv(PIECE):
                 answer += piece
@@ -134,7 +133,7 @@ def _headers(head: bytes) -> dict[str, str]:
 
 
 class _Copy:
-    """Looks to the standard library's client like the socket that an answer came from."""
+    """Looks like the socket of an answer to the standard library's client."""
 
     def __init__(self, answer: bytes) -> None:
         self._answer = answer

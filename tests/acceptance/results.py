@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""One line for each scenario: its name, the server, the result, the seconds it took.
+"""Collects one line for each scenario: its name, the server, the result, and its duration in seconds.
 
-As a plugin of pytest it prints the table of a run; with --results FILE the lines go to the end of that file,
-too. As a program it prints the table of such a file:
+As a pytest plugin it prints the table of a run; with --results FILE the lines are also appended to that file.
+As a program it prints the table of such a file:
 
     results.py FILE
 
-It ends with 0 when there is at least one line and all of them passed.
+Its exit status is 0 if there is at least one line and all scenarios passed.
 """
 from __future__ import annotations
 
@@ -16,7 +16,7 @@ from dataclasses import asdict, dataclass
 from pathlib import Path
 
 PASSED = "passed"
-# From harmless to bad: the worst of a scenario's phases is its result.
+# In increasing order of severity: the worst of a scenario's phases is its result.
 RESULTS = (PASSED, "skipped", "error", "failed")
 
 
@@ -35,7 +35,7 @@ class Line:
 
 
 def table(lines: list[Line]) -> list[str]:
-    """The lines in columns, by server and name, and their sum."""
+    """The lines in columns, sorted by server and name, and their total."""
     if not lines:
         return ["no scenario was run"]
     ordered = sorted(lines, key=lambda line: (line.server, line.scenario))
@@ -53,7 +53,7 @@ def all_passed(lines: list[Line]) -> bool:
 
 
 def read(path: Path) -> list[Line]:
-    """A file that no run has written yet has no lines."""
+    """The lines of a file; none if no run has written it yet."""
     if not path.exists():
         return []
     return [Line(**json.loads(text)) for text in path.read_text(encoding="utf-8").splitlines()]
@@ -65,7 +65,7 @@ def append(path: Path, lines: list[Line]) -> None:
 
 
 class Results:
-    """Collects the reports of a run; under xdist those of all workers."""
+    """Collects the reports of a run; with xdist those of all workers."""
 
     def __init__(self, path: Path | None) -> None:
         self._path = path

@@ -1,10 +1,10 @@
-"""File names that the server hands out as they were uploaded, and that must not lead a gateway astray."""
+"""File names that the server passes on as they were uploaded, and that must do no harm on a gateway."""
 from outcomes import poll_again, texts_of, was_closed_once
 
 RAN = "state-ran"
 UNSAFE = ("../x.sh", "/etc/x.sh", "-rf", ".hidden", "$(touch state-ran).sh", "`touch state-ran`.sh",
           ";touch state-ran;.sh", "&x.sh", "'x\".sh", "a b.sh", "a\nb.sh", "*.sh", "é.sh")
-# Safe to use, but the server does not answer the address that it gives for it, or no file can be called so.
+# Safe to use, but either the server rejects its own link to it or no file can have this name.
 UNREACHABLE = {"100%.sh": "HTTP server returned an error code", "x" * 256: "Failed to open file for writing"}
 HARMLESS = "a_b+c~d=e@f,g:h-1.sh"
 
@@ -12,7 +12,7 @@ HARMLESS = "a_b+c~d=e@f,g:h-1.sh"
 def start(make_home, number, filename):
     home = make_home()
     home.start()
-    # A server may trip over the same content from two of them at once.
+    # The server may fail on concurrent uploads of the same content.
     text = f"#!/bin/sh\n# {home.device} {number}\ntouch /tmp/{RAN}\necho ran\n"
     module = home.module("script", f"name-{number}", "1.0", {filename: text.encode()})
     return home, module
@@ -27,11 +27,11 @@ def deploy(make_home, filenames):
         before.append(files_outside(home))
         actions.append(home.assign(module))
         home.poll_now()
-    for (home, _), action in zip(started, actions):
+    for (home, _), action in zip(started, actions, strict=True):
         home.wait_for_end(action)
     poll_again(*(home for home, _ in started))
     assert [files_outside(home) for home, _ in started] == before
-    return [(home, module, action) for (home, module), action in zip(started, actions)]
+    return [(home, module, action) for (home, module), action in zip(started, actions, strict=True)]
 
 
 def files_outside(home):
@@ -42,7 +42,7 @@ def files_outside(home):
 
 
 def assert_was_one_failure(home, module, action, message):
-    """Nothing of the file has come to the gateway, nor was anything of its name run."""
+    """Asserts that nothing of the file arrived at the gateway, and that nothing of its name was run."""
     record = was_closed_once(home, action, "error")
     [(reported, *details, chunk)] = texts_of(record, "error")
     assert (reported, chunk) == (message, module.chunk), details
@@ -61,7 +61,7 @@ def test_unsafe_names_are_refused_before_the_download(make_home):
 
 
 def test_names_that_cannot_be_fetched_are_one_failure(make_home):
-    for deployed, message in zip(deploy(make_home, UNREACHABLE), UNREACHABLE.values()):
+    for deployed, message in zip(deploy(make_home, UNREACHABLE), UNREACHABLE.values(), strict=True):
         assert_was_one_failure(*deployed, message)
 
 

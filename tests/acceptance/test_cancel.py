@@ -1,7 +1,20 @@
-"""The operator takes a deployment back, at every moment of it."""
-from flow import (NOTHING_TO_DO, SUCCESSFUL, assert_closed_once, deployed, hold_back, hold_installation,
-                  package_module, poll_until_closed, reports, rest_until_polled, start_known,
-                  start_rarely_polling, started, takes_the_next)
+"""The operator cancels a deployment at various stages."""
+from flow import (
+    NOTHING_TO_DO,
+    SUCCESSFUL,
+    assert_closed_once,
+    deployed,
+    hold_back,
+    hold_installation,
+    package_module,
+    poll_until_closed,
+    reports,
+    rest_until_polled,
+    start_known,
+    start_rarely_polling,
+    started,
+    takes_the_next,
+)
 
 SLOW_SCRIPT_SIZE = 160_000
 
@@ -41,7 +54,7 @@ def test_cancelled_while_the_gateway_downloads(home):
 
 
 def cancel_during(home, held, action):
-    """Cancels while the script is held; it cannot be stopped and is reported. Returns the server's record."""
+    """Cancels while the script is held; it cannot be stopped, and is reported. Returns the server's record."""
     home.server.cancel(action)
     home.poll_now()
     held.release()
@@ -52,7 +65,7 @@ def cancel_during(home, held, action):
 
 
 def test_cancelled_while_the_gateway_installs(home):
-    """A module that is being installed cannot be stopped; the ones after it are not begun."""
+    """The installation of a module cannot be stopped; the modules after it are not installed."""
     start_rarely_polling(home)
     held, action = hold_installation(home, package_module(home))
 
@@ -65,7 +78,7 @@ def test_cancelled_while_the_gateway_installs(home):
 
 
 def test_cancelled_while_the_gateway_installs_the_last_module(home):
-    """There is nothing left to be spared, but the operator's word holds: the action is cancelled."""
+    """No module is left to skip, but the action still becomes cancelled."""
     start_rarely_polling(home)
     held, action = hold_installation(home)
 
@@ -77,7 +90,7 @@ def test_cancelled_while_the_gateway_installs_the_last_module(home):
 
 
 def test_cancelled_between_two_polls_the_gateway_runs_into_it(home):
-    """The server takes the report of the module that is done, but hands out no further file."""
+    """The server accepts the report on the finished module, but refuses further downloads."""
     start_rarely_polling(home)
     package = package_module(home)
     held, action = hold_installation(home, package)
@@ -96,7 +109,7 @@ def test_cancelled_between_two_polls_the_gateway_runs_into_it(home):
 
 
 def test_force_quit_while_the_gateway_installs(home):
-    """The daemon finds the deployment withdrawn and drops it without a word."""
+    """The daemon notices the withdrawal and drops the deployment without a report."""
     daemon = start_rarely_polling(home)
     held, action = hold_installation(home, package_module(home))
 
@@ -114,7 +127,7 @@ def test_force_quit_while_the_gateway_installs(home):
 
 
 def test_force_quit_between_two_polls_refuses_the_next_report(home):
-    """The refusal ends the daemon; its supervisor starts it again, and it takes the next deployment."""
+    """The refusal ends the daemon; its supervisor restarts it, and it carries out the next deployment."""
     supervisor = home.supervise("--dormant", "true")
     rest_until_polled(home, supervisor.daemon)
     held, action = hold_installation(home, package_module(home))

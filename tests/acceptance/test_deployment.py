@@ -1,4 +1,4 @@
-"""Deployments that are meant to be carried out at once."""
+"""Deployments that are to be carried out at once."""
 from flow import SUCCESSFUL, deployed, polls_again, reports, start_known, started
 from release import Release
 
@@ -23,7 +23,7 @@ def test_release_of_every_part_type(home):
     assert record.status == "finished"
     assert reported[:10] == [report for part in ("os", "script", "zw", "bl", "plc")
                              for report in (started(chunks[part]), deployed(chunks[part]))]
-    # the server gives no order to modules of one type
+    # The server does not order modules of one type.
     in_order = [report.messages[1] for report in reported[10:14:2]]
     assert sorted(in_order) == sorted(packages)
     assert reported[10:] == [
@@ -49,7 +49,7 @@ def test_second_deployment_follows_the_first(home):
     assert [record.status for record in ended] == ["finished", "finished"]
     assert [reports(record) for record in ended] == [
         [started(chunk), deployed(chunk, f"did {name}"), SUCCESSFUL]
-        for chunk, name in zip(chunks, ("one", "two"))]
+        for chunk, name in zip(chunks, ("one", "two"), strict=True)]
     assert home.server.action(action) == ended[-1]
 
 

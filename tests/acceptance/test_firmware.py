@@ -6,7 +6,7 @@ OLD, NEW, OTHER = "2.0_20250101", "2.1_20260101", "2.0.5_20250601"
 
 
 def firmware(home, announced, contained):
-    # A server may trip over the same content from two scenarios at once.
+    # The server may fail on concurrent uploads of the same content.
     image = firmware_image(contained) + home.label.encode()
     return home.module("os", "firmware", announced, {"fw.bin": image})
 

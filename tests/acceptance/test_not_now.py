@@ -1,13 +1,13 @@
-"""Deployments that the server tells the gateway not to install, for now or at all."""
+"""Deployments that the server tells the gateway not to install, now or ever."""
 from outcomes import assert_closed_once, is_downloading
 
 SKIPPED = "ERROR .*event=exception_caught action=fsm_agent_event what=Invalid update type"
-# Long enough for the gateway to be offered it twice before it opens.
+# Long enough for two offers before it opens.
 OPENS_IN = 30
 
 
 def wait_until_skipped(home, daemon):
-    """Waits until the gateway has read the offer and has let it be, and then once more."""
+    """Waits until the gateway has read the offer twice without acting on it."""
     for _ in range(2):
         seen = len(daemon.output.lines)
         home.poll_now()

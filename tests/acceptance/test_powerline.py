@@ -26,7 +26,7 @@ def test_adapter_and_its_gateway_are_two_targets(home):
     assert dict(known.attributes).items() >= {"parent": home.device, "device_type": "ghn",
                                               "device_name": "living room", "firmware_version": OLD}.items()
     assert adapter.firmware == NEW
-    for record, own, other in zip(records, (image, script), (script, image)):
+    for record, own, other in zip(records, (image, script), (script, image), strict=True):
         assert ["Installation started", own.chunk] in texts_of(record, "running")
         assert other.chunk not in record.reported
         assert texts_of(record, "finished") == [["Deployment successful"]]

@@ -1,4 +1,4 @@
-"""The recorder itself: it changes nothing of what passes, and writes down what the stand-in can replay."""
+"""The recorder itself: it changes no exchange, and writes what the stand-in can replay."""
 import json
 import re
 import socket
@@ -6,6 +6,7 @@ import threading
 from pathlib import Path
 
 import pytest
+
 from devkit_driver import DevkitServer
 from recording import FIXTURES, LIKE_ANOTHER, LONGEST_ARTIFACT, NotRecorded, Recording, RecordingServer
 from relay import Passed, Relay
@@ -18,7 +19,7 @@ REQUEST = (b"POST /DEFAULT/controller/v1/gw%3A1/configData?x=%20 HTTP/1.1\r\nhos
 
 @pytest.fixture(name="upstream")
 def fixture_upstream():
-    """A server that answers one request with ANSWER: its port, and a list of what it was asked."""
+    """A server that answers one request with ANSWER: its port, and a list of its requests."""
     asked = []
     with socket.create_server(("127.0.0.1", 0)) as listener:
         def serve():

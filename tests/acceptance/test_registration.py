@@ -1,4 +1,4 @@
-"""A gateway that the server has not known before."""
+"""A gateway that is new to the server."""
 
 
 def test_registers_itself_with_its_attributes(home):

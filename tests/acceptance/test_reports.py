@@ -1,7 +1,8 @@
-"""What the server has recorded of a program's output, however long and odd it is."""
+"""The server's record of a program's output, however long and unusual it is."""
 import re
 
 import pytest
+
 from flow import assert_closed_once, reports, start_known, started, takes_the_next
 
 PIECE = 512
@@ -13,19 +14,19 @@ LEFT_OUT = re.compile(r"\n\[\.\.\. (\d+) characters left out \.\.\.\]\n")
 
 
 def units(text):
-    """Length in the unit that the server counts in."""
+    """Length in the units that the server counts."""
     return len(text.encode("utf-16-le", "surrogatepass")) // 2
 
 
 def joined(pieces):
-    """The text as it was before a blank kept each cut from going through a character of two units."""
+    """The text without the blanks that keep a cut from splitting a character of two units."""
     following = [*pieces[1:], "\n"]
     return "".join(piece[:-1] if piece.endswith(" ") and ord(after[0]) > 0xFFFF else piece
-                   for piece, after in zip(pieces, following))
+                   for piece, after in zip(pieces, following, strict=True))
 
 
 def printing(line, times):
-    """A script that prints a line over and over, between a first and a last one."""
+    """A script that prints a line many times, between a first and a last one."""
     return (f"echo first; i=0; while [ $i -lt {times} ]; do\ncat <<'END'\n{line}\nEND\n"
             "i=$((i+1)); done; echo last\n")
 

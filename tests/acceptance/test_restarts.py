@@ -1,4 +1,4 @@
-"""The server, or the proxy in front of it, goes away and comes back while gateways are at work.
+"""The server, or the proxy in front of it, restarts while gateways are at work.
 
 There is one gateway in each phase of a deployment, and all of them meet the same outage.
 """
@@ -6,23 +6,24 @@ import contextlib
 from dataclasses import dataclass
 
 import pytest
+
 from held_script import HeldScript
 from home import Home
 from local_control import LocalControl
 from outcomes import is_downloading, poll_again, texts_of, was_closed_once
 
-# At the speed of a slowed down download this lasts well beyond the beginning of the outage.
+# At the limited speed, the download lasts well beyond the start of the outage.
 LARGE = 300_000
 
 
 @dataclass
 class Phase:
-    """A gateway that has been brought so far, and what it takes from there.
+    """A gateway in one phase of a deployment, and how it continues.
 
-    action        what it is carrying out
-    in_outage     done while nobody answers
-    after_outage  done when somebody answers again
-    polls         whether it polls in that state; a script that runs holds up everything else
+    action        its current action
+    in_outage     called during the outage
+    after_outage  called after the outage
+    polls         whether it polls in that phase; a running script blocks everything else
     """
 
     home: Home
@@ -33,7 +34,7 @@ class Phase:
 
 
 def idle(home):
-    """Gets its deployment when all is well again."""
+    """Is assigned its deployment after the outage."""
     phase = Phase(home)
 
     def assign():
@@ -73,7 +74,7 @@ def installing(home):
 
 
 def about_to_report(home):
-    """Its script ends while there is nobody to tell."""
+    """Its script ends during the outage."""
     held = HeldScript(home, "silent", after="echo done")
     action = home.assign(held.module)
     home.poll_now()
@@ -82,12 +83,12 @@ def about_to_report(home):
     def end_it():
         ended = len(home.supervisor.daemons)
         held.release()
-        # A report that fails ends the daemon, which is started again and cannot reach the server either.
+        # The failed report ends the daemon, which is restarted and cannot reach the server either.
         home.wait_until(lambda: len(home.supervisor.daemons) > ended, "the end of the daemon")
     return Phase(home, action, in_outage=end_it)
 
 
-# The download comes last, since it does not wait.
+# The download comes last, since it cannot be held.
 PHASES = (idle, waiting_for_the_user, installing, about_to_report, downloading)
 
 
@@ -101,7 +102,7 @@ def outage(stop, start):
 
 
 def go_through(make_home, stop, start, cuts_downloads):
-    """Brings a gateway into each phase, has them meet the outage and returns them when all have finished.
+    """Brings a gateway into each phase, causes the outage, and returns the phases when all have finished.
 
     cuts_downloads  whether a download breaks off; through a proxy it may outlive the server
     """
@@ -110,7 +111,7 @@ def go_through(make_home, stop, start, cuts_downloads):
         home.supervise()
     for home in homes:
         home.wait_until_registered()
-    phases = [enter(home) for enter, home in zip(PHASES, homes)]
+    phases = [enter(home) for enter, home in zip(PHASES, homes, strict=True)]
     loading = phases[-1].home
     assert loading.server.action(phases[-1].action).reported == []
 
@@ -128,13 +129,13 @@ def go_through(make_home, stop, start, cuts_downloads):
         phase.home.wait_for_end(phase.action)
     poll_again(*homes)
     if cuts_downloads:
-        # The failure could not be reported, which ended the daemon; the next one began anew.
+        # The failure could not be reported, which ended the daemon; the next one started from the beginning.
         assert loading.supervisor.daemons[0].exit_status == 1, loading.supervisor.daemons[0].log[-3000:]
     return phases
 
 
 def poll_until_backed_off(home):
-    """One by its own poll; others after a failed report, which has ended the daemon."""
+    """Polls until a poll fails; after a failed report, the daemon has been restarted first."""
     def has_backed_off():
         home.poll_now()
         return any("event=backoff" in line.text for line in home.gateway.daemons[-1].output.lines)
@@ -147,8 +148,8 @@ def assert_all_told_the_truth(phases):
         assert texts_of(record, "finished") == [["Deployment successful"]]
         assert phase.home.server.target(phase.home.device).update_status == "in_sync"
     ran = {enter.__name__: phase.home.server.action(phase.action).reported.count("done")
-           for enter, phase in zip(PHASES, phases)}
-    # What a script has said goes with the daemon that could not report it.
+           for enter, phase in zip(PHASES, phases, strict=True)}
+    # The output of a script is lost with the daemon that could not report it.
     assert ran == {**dict.fromkeys((each.__name__ for each in PHASES), 1), "about_to_report": 0}
 
 

@@ -1,4 +1,4 @@
-"""The table of results, and what script/acceptance refuses before it starts anything."""
+"""The table of results, and what script/acceptance refuses before it starts."""
 import os
 import subprocess
 import sys
@@ -6,6 +6,7 @@ from pathlib import Path
 from types import SimpleNamespace
 
 import pytest
+
 import results
 from results import Line, Results
 
@@ -41,7 +42,7 @@ def test_the_times_of_all_phases_count(tmp_path):
     (("skipped", None, "passed"), "skipped"),
 ])
 def test_the_worst_phase_is_the_result(tmp_path, phases, result):
-    reports = [report(when, outcome) for when, outcome in zip(("setup", "call", "teardown"), phases)
+    reports = [report(when, outcome) for when, outcome in zip(("setup", "call", "teardown"), phases, strict=True)
                if outcome]
 
     lines = written(tmp_path / "results", *reports)

@@ -1,13 +1,13 @@
-"""A power cut in the middle of a release whose reports are more than the server hands back."""
+"""A power cut during a release with more reports than the server's history returns."""
 import re
 
-from flow import (SUCCESSFUL, assert_closed_once, deployed, package_module, polls_again, reports, started)
+from flow import SUCCESSFUL, assert_closed_once, deployed, package_module, polls_again, reports, started
 
 SCRIPTS = ("one", "two", "three", "four", "five")
 HELD = 2
 PARTY = "\N{PARTY POPPER}"
 HALF = re.compile("[\ud800-\udfff]")
-# The server gives no order to modules of one type, so each script finds out itself which it is.
+# The server does not order modules of one type, so each script counts for itself.
 SCRIPT = """
 mine=$(ls /etc/installed | wc -l)
 touch /etc/installed/ran-{name}
@@ -23,7 +23,7 @@ echo "{name} is done"
 
 def test_power_cut_during_a_long_release(home):
     modules = [home.script(name, SCRIPT.format(name=name, held=HELD)) for name in SCRIPTS]
-    names = {module.chunk: name for module, name in zip(modules, SCRIPTS)}
+    names = {module.chunk: name for module, name in zip(modules, SCRIPTS, strict=True)}
     supervisor = home.supervise()
     home.wait_until_registered()
     action = home.assign(*modules)
@@ -41,9 +41,9 @@ def test_power_cut_during_a_long_release(home):
     assert closing == SUCCESSFUL
     assert sorted(chunks) == sorted(names)
     assert reported[::2] == [started(chunk) for chunk in chunks]
-    # The script that was interrupted counts as done; its output went with the daemon.
+    # The interrupted script counts as done; its output was lost with the daemon.
     assert reported[2 * HELD + 1] == deployed(chunks[HELD])
-    for chunk, report in zip(chunks, reported[1::2]):
+    for chunk, report in zip(chunks, reported[1::2], strict=True):
         assert report.messages[:2] == ("Chunk deployed", chunk)
         if chunk != chunks[HELD]:
             assert report.messages[-1].endswith(f"{names[chunk]} is done")
@@ -52,8 +52,8 @@ def test_power_cut_during_a_long_release(home):
 
 
 def test_power_cut_after_an_output_of_characters_outside_the_basic_plane(home):
-    """The server cuts a long text where it likes, and hands the pieces back in the history."""
-    # Each character takes two of its units, and without a remedy every cut would go through one.
+    """The server splits a long text anywhere, and returns the pieces in the history."""
+    # Each character takes two of its units; without a remedy every cut would split one.
     talkative = home.script(
         "one", f"printf x; i=0; while [ $i -lt 60 ]; do printf '{PARTY * 40}'; i=$((i+1)); done")
     package = package_module(home)

@@ -1,8 +1,8 @@
-"""A rollout over a fleet, each gateway with a daemon of its own."""
+"""A rollout over a fleet, each gateway with its own daemon."""
 import re
 
 from driver import wait_for
-from gateway_bench import PATIENCE
+from gateway_bench import TIMEOUT
 from outcomes import poll_again, texts_of, was_closed_once
 
 FLEET = 20
@@ -31,7 +31,7 @@ def test_rollout_goes_group_after_group(make_home, label):
         for home in fleet:
             home.check_alive("the end of the rollout")
         return rollout.status() == "finished"
-    wait_for(is_over, PATIENCE, "the end of the rollout")
+    wait_for(is_over, TIMEOUT, "the end of the rollout")
     poll_again(*fleet)
 
     groups = {"1": set(), "2": set()}

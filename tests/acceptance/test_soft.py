@@ -1,11 +1,20 @@
-"""Deployments that leave the moment to the gateway: its window, its user, and the operator's patience."""
+"""Deployments whose start depends on the gateway's window, on its user, and on the operator."""
 import time
 
 import pytest
+
 from flow import SUCCESSFUL, deployed, reports, start_known, started
 from local_control import FAILURE, NOTHING_PENDING, SUCCESS, LocalControl
-from update_window import (DAYS, WAITING_DELAY, WAITING_ON_SCHEDULE, WAITING_ON_USER,
-                           comes_to_rest_in, day_after, rests_in, set_schedule)
+from update_window import (
+    DAYS,
+    WAITING_DELAY,
+    WAITING_ON_SCHEDULE,
+    WAITING_ON_USER,
+    comes_to_rest_in,
+    day_after,
+    rests_in,
+    set_schedule,
+)
 
 
 def shut_window(home):
@@ -33,7 +42,7 @@ def assign_soft(home):
 
 
 def assert_waits_unreported(home, daemon, action, state):
-    """The gateway reads the offer more than once and rests, and the server hears nothing of it."""
+    """Asserts that the gateway reads the offer more than once, stays idle, and reports nothing."""
     rests_in(daemon, state)
     seen = len(daemon.output.lines)
     home.poll_now()
@@ -85,7 +94,7 @@ def test_accepted_on_the_bus_it_starts_whatever_it_waits_for(home, configure, st
     assert_waits_unreported(home, daemon, action, state)
 
     pending = control.wait_for_pending()
-    # Nothing is pending in the moment in which the daemon polls.
+    # Nothing is pending while the daemon polls.
     home.wait_until(lambda: control.accept_deployment() == SUCCESS, "the acceptance")
     record = home.wait_for_end(action)
 

@@ -1,6 +1,17 @@
-"""A second assignment takes the place of the first one."""
-from flow import (NOTHING_TO_DO, SUCCESSFUL, assert_closed_once, deployed, hold_back, hold_installation,
-                  package_module, poll_until_closed, reports, start_rarely_polling, started)
+"""A second assignment replaces the first one."""
+from flow import (
+    NOTHING_TO_DO,
+    SUCCESSFUL,
+    assert_closed_once,
+    deployed,
+    hold_back,
+    hold_installation,
+    package_module,
+    poll_until_closed,
+    reports,
+    start_rarely_polling,
+    started,
+)
 
 
 def newer_module(home):
@@ -48,7 +59,7 @@ def test_replaced_while_the_gateway_installs(home):
 
 
 def test_replaced_while_its_replacement_is_taken_back(home):
-    """Both are cancelled before the gateway looks, one after the other; the third one is carried out."""
+    """Both are cancelled, one after the other, before the gateway polls; the third one is carried out."""
     older = hold_back(home, "older")
 
     middle = home.assign(home.script("middle", "touch /tmp/ran"))

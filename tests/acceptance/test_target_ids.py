@@ -1,5 +1,6 @@
-"""Ids of targets that are no plain words."""
+"""Target ids with special characters."""
 import pytest
+
 from outcomes import assert_closed_once, texts_of
 
 
@@ -11,7 +12,7 @@ def fixture_home(make_home, label):
 def test_links_of_an_id_with_colons_come_back_escaped_and_are_followed(home):
     daemon = home.start(properties={"serial": "A-17"})
     known = home.wait_until_registered()
-    # More messages than the history shows, so that the gateway's reports are read back, too.
+    # More messages than the history shows.
     modules = [home.script(name, f"echo {name}") for name in ("one", "two", "three")]
     action = home.assign(*modules)
     home.poll_now()
@@ -22,7 +23,7 @@ def test_links_of_an_id_with_colons_come_back_escaped_and_are_followed(home):
     assert known.attributes["serial"] == "A-17"
     for method, resource in (("PUT", "configData"), ("GET", "deploymentBase/"), ("POST", "deploymentBase/")):
         daemon.wait_for_line(rf"method={method} url=\S+/controller/v1/{escaped}/{resource}")
-    # those of artifacts come as the id is written
+    # Links to artifacts contain the unescaped id.
     daemon.wait_for_line(rf"^> GET \S+/controller/v1/{home.device}/softwaremodules/\d+/artifacts/one\.sh ")
     assert {"one", "two", "three"} <= set(record.reported)
     assert texts_of(record, "finished") == [["Deployment successful"]]

@@ -1,4 +1,4 @@
-"""Gateways that cannot prove who they are: they are turned away before the server gets to know them."""
+"""Gateways that cannot prove their identity are turned away before they reach the server."""
 import http.client
 import ssl
 
@@ -10,7 +10,7 @@ BACKED_OFF = r"WARNING .*event=backoff delay=00h:\d\dm:\d\ds$"
 
 
 def assert_turned_away(home, daemon, statuses):
-    """Twice, the second time because local software has asked for a poll."""
+    """Asserts two failed polls, the second of them forced by local software."""
     for _ in range(2):
         seen = len(daemon.output.lines)
         home.poll_now()
@@ -26,7 +26,7 @@ def assert_turned_away(home, daemon, statuses):
 def test_certificate_of_an_unknown_authority_is_refused(home):
     daemon = home.start(certificate=home.server.access.stranger)
 
-    # nginx answers a certificate that it cannot verify with a status of its own, 400
+    # nginx answers a certificate that it cannot verify with status 400.
     assert_turned_away(home, daemon, {"400", "403"})
 
 

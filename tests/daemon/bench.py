@@ -1,7 +1,7 @@
 """A test bench: the real daemon in a simulated gateway, and an update server for it."""
 import socket
 
-from gateway_bench import PATIENCE, GatewayBench
+from gateway_bench import TIMEOUT, GatewayBench
 from hawkbit_server import Stall, Tls, UpdateServer
 
 DEVICE = "gw-1"
@@ -14,8 +14,8 @@ POLL_SECONDS = 8
 class Bench(GatewayBench):
     """One gateway, one server, one device.
 
-    `settings` are habits of the update server; `tls` replaces its certificates; `uci` tells whether
-    the gateway has the library of its configuration store.
+    `settings` are those of the update server; `tls` replaces its certificates; `uci` says whether the gateway
+    has the library of its configuration store.
     """
 
     def __init__(self, directory, pki, tls=None, tmp_size="256m", uci=True, **settings):
@@ -44,9 +44,9 @@ class Bench(GatewayBench):
                               **options)
 
     def start_without_server(self, *arguments):
-        """Starts the daemon for a server that refuses every connection, at its own log level."""
+        """Starts the daemon for a server that refuses every connection, at the default log level."""
         if self._closed_port is None:
-            # a port that is taken and that nobody listens on stays closed
+            # A bound port on which nobody listens refuses connections.
             self._closed_port = socket.socket()
             self._closed_port.bind(("127.0.0.1", 0))
         port = self._closed_port.getsockname()[1]
@@ -71,15 +71,15 @@ class Bench(GatewayBench):
         return self.server.assign(DEVICE, modules, type)
 
     def stall(self, kind, first=1):
-        """Has the server hold one request of this kind until the returned fault is released."""
+        """Makes the server hold one request of this kind until the returned fault is released."""
         fault = Stall()
         self.server.order(kind, fault, first=first)
         return fault
 
     def wait_until(self, condition, what):
-        """Waits for something that a living daemon will bring about, and returns it.
+        """Waits for something that a running daemon will bring about, and returns it.
 
-        A supervised daemon may end: it is started again.
+        A supervised daemon may end: it is restarted.
         """
         def came_or_never_will():
             value = condition()
@@ -87,24 +87,24 @@ class Bench(GatewayBench):
                 self.check_alive(what)
             return value
 
-        return self.server.wait_for(came_or_never_will, PATIENCE, what)
+        return self.server.wait_for(came_or_never_will, TIMEOUT, what)
 
     def wait_for_end(self, action):
         self.wait_until(lambda: not action.active, f"the end of action {action.id}")
 
     def exchanges(self, *kinds):
-        """Answered requests of these kinds, or all, in the order of arrival."""
+        """Answered requests of these kinds, or of all kinds, in order of arrival."""
         return [each for each in self.server.exchanges()
                 if each.status is not None and (not kinds or each.kind in kinds)]
 
     def wait_for_exchanges(self, kind, count):
-        """Waits for that many answers of a kind and returns them."""
+        """Waits for that many answers of a kind, and returns them."""
         return self.wait_until(
             lambda: len(self.exchanges(kind)) >= count and self.exchanges(kind),
             f"{count} requests of kind {kind}")
 
     def reports(self, kind="feedback"):
-        """What the device reported: (execution, result, progress, details), refused ones included."""
+        """The device's reports, including refused ones: (execution, result, progress, details)."""
         return [read_report(each.json()) for each in self.exchanges(kind)]
 
     def closing_reports(self):

@@ -1,9 +1,11 @@
-"""Fixtures of the daemon's tests. Each test has a gateway and a server to itself."""
+"""Fixtures of the daemon's tests. Each test has its own gateway and server."""
 import contextlib
 
 import pytest
+
 from bench import Bench
 from gateway_bench import DAEMON
+from local_control import LocalControl
 from pki import Pki
 
 
@@ -19,7 +21,7 @@ def fixture_pki(tmp_path_factory):
 
 @pytest.fixture(name="make_bench")
 def fixture_make_bench(tmp_path, pki):
-    """For tests that need other certificates or habits of the server: make_bench(poll="00:01:00")."""
+    """For tests that need other certificates or settings of the server: make_bench(poll="00:01:00")."""
     with contextlib.ExitStack() as benches:
         def make(**options):
             bench = Bench(tmp_path, pki, **options)
@@ -31,3 +33,8 @@ def fixture_make_bench(tmp_path, pki):
 @pytest.fixture(name="bench")
 def fixture_bench(make_bench):
     return make_bench()
+
+
+@pytest.fixture(name="control")
+def fixture_control(bench):
+    return LocalControl(bench)

@@ -1,4 +1,4 @@
-"""The gateway's half of a test bench: the real daemon in a simulated gateway."""
+"""The gateway's part of a test bench: the real daemon in a simulated gateway."""
 import json
 import os
 import pathlib
@@ -11,8 +11,8 @@ BUILD = pathlib.Path(os.environ.get("ZEPHRAN_BUILD_DIR", PROJECT / "build/debug"
 DAEMON = BUILD / "src/zephran"
 BUS_PROGRAMS = BUILD / "devkit/openwrt/bin"
 
-# Sanitized builds on a busy machine are slow, and no test is about speed.
-PATIENCE = 180
+# Seconds; generous, as builds with sanitizers are slow on a busy machine.
+TIMEOUT = 180
 
 CONFIG = """
 config service 'service'
@@ -24,7 +24,7 @@ config schedule 'schedule'
 config device 'device'
 """
 
-# A sanitizer's own status, so that a finding is never mistaken for the daemon's 1.
+# A status for sanitizers, so that a finding is never mistaken for the daemon's status 1.
 SANITIZER_STATUS = 86
 SANITIZER_FINDING = re.compile(r"(Address|Leak|Thread|UndefinedBehavior)Sanitizer|runtime error:")
 SANITIZER_OPTIONS = {
@@ -35,9 +35,9 @@ SANITIZER_OPTIONS = {
 
 
 class GatewayBench:
-    """One gateway with the daemon on it; subclasses say in start() which server the daemon is for.
+    """One gateway with the daemon on it; subclasses choose the server in start().
 
-    `uci` tells whether the gateway has the library of its configuration store.
+    `uci` says whether the gateway has the library of its configuration store.
     """
 
     def __init__(self, directory, visible, tmp_size="256m", uci=True):
@@ -56,19 +56,19 @@ class GatewayBench:
             self.gateway.close()
 
     def assert_no_findings(self):
-        """No sanitizer has complained of what ran on the closed gateway."""
+        """Asserts that no sanitizer has found anything on the closed gateway."""
         for daemon in self.gateway.daemons:
             assert not SANITIZER_FINDING.search(daemon.log), daemon.log
         assert not SANITIZER_FINDING.search(self.gateway.bus.log), self.gateway.bus.log
 
     def file(self, name, text):
-        """A file that the daemon can be told the path of."""
+        """Writes a file whose path can be given to the daemon."""
         path = self.gateway.run_dir / name
         path.write_text(text, encoding="utf-8")
         return path
 
     def configure(self, option, value):
-        """Sets an option of the sections "service" or "schedule" in the stored configuration."""
+        """Sets an option of section "service" or "schedule" in the stored configuration."""
         section, name = option.split(".")
         lines = [line for line in self.gateway.config("zephran").splitlines()
                  if f"option {name} " not in line]
@@ -88,7 +88,7 @@ class GatewayBench:
         raise NotImplementedError
 
     def start_for(self, device, server, ca, *arguments, level="DEBUG", properties=None, env=None):
-        """Starts the daemon as this device of this server."""
+        """Starts the daemon for this device of this server."""
         if properties is not None:
             text = json.dumps(properties, ensure_ascii=False)
             arguments = ("--properties-file", self.file("properties.json", text), *arguments)
@@ -96,7 +96,7 @@ class GatewayBench:
                             "--ca-bundle", ca, "--log-level", level, *arguments], env)
 
     def supervise(self, *arguments, **options):
-        """Starts the daemon and keeps it running, as a gateway does; `options` are those of start()."""
+        """Starts the daemon and restarts it whenever it ends; `options` are those of start()."""
         self.supervisor = Supervisor(
             self.gateway, lambda *more: self.start(*arguments, *more, **options)).start()
         return self.supervisor
@@ -109,11 +109,11 @@ class GatewayBench:
     def run(self, arguments):
         """Starts the daemon with exactly these arguments and waits for its end."""
         daemon = self.launch(arguments)
-        daemon.wait(PATIENCE)
+        daemon.wait(TIMEOUT)
         return daemon
 
     def check_alive(self, what):
-        """Raises when the daemon has ended. A supervised daemon may: it is started again."""
+        """Raises when the daemon has ended. A supervised daemon may end: it is restarted."""
         if self.supervisor:
             self.supervisor.check()
             return
@@ -124,7 +124,7 @@ class GatewayBench:
 
 
 def uci_directory():
-    """Where the build has put the configuration library's stand-in."""
+    """Directory of the stand-in for the configuration library in the build."""
     found = sorted(BUILD.rglob("libuci.so"))
     if not found:
         raise FileNotFoundError(f"no libuci.so below {BUILD}; build with ZEPHRAN_BUILD_DEVKIT=ON")

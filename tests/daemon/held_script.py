@@ -1,4 +1,4 @@
-"""A script on the gateway that runs until a test lets it go on."""
+"""A script on the gateway that runs until a test releases it."""
 
 
 class HeldScript:
@@ -16,13 +16,13 @@ class HeldScript:
 
     @property
     def own_files(self):
-        """What it leaves in the gateway's /tmp by itself."""
+        """The files that the script itself leaves in the gateway's /tmp."""
         names = (self._mark(what) for what in ("go", "runs"))
         return [name for name in names if (self._bench.gateway.tmp / name).exists()]
 
     @property
     def runs(self):
-        """How often it was started since the last reboot."""
+        """How often it has been started since the last reboot."""
         path = self._bench.gateway.tmp / self._mark("runs")
         return path.read_text().count("run") if path.exists() else 0
 

@@ -1,4 +1,4 @@
-"""What local software asks of the daemon over the message bus."""
+"""Calls of local software to the daemon over the message bus."""
 import datetime
 import json
 import re
@@ -6,7 +6,7 @@ import re
 SUCCESS, FAILURE = {"success": True}, {"success": False}
 NOTHING_PENDING = "no pending deployment"
 BEFORE_THE_FIRST_POLL = "1970-01-01T00:00:00Z"
-# Polls so rare that a test meets no other than those it forces.
+# So rare that a test sees only the polls that it forces.
 RARE = "00:10:00"
 
 
@@ -18,7 +18,7 @@ class LocalControl:
         self.bus = bench.gateway.bus
 
     def wait_until_served(self):
-        """Waits for the object; until the daemon has registered it, calls find none."""
+        """Waits until the daemon has registered its object; calls fail before."""
         self._bench.wait_until(lambda: "zephran" in self.bus.objects(), "the object zephran")
 
     def force_poll(self, arguments=None):
@@ -34,17 +34,17 @@ class LocalControl:
         return self.bus.call("get_agents")
 
     def last_poll(self):
-        """The time of the last poll in seconds."""
+        """The time of the last poll, in seconds."""
         text = self.get_deployment()["last_poll"]
         assert re.fullmatch(r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ", text), text
         return datetime.datetime.fromisoformat(text).timestamp()
 
     def wait_for_pending(self):
-        """What get_deployment says as soon as a deployment is held back."""
+        """Waits for a pending deployment, and returns the reply of get_deployment."""
         return self._wait_for_reply(lambda reply: reply["success"], "a pending deployment")
 
     def wait_for_none_pending(self):
-        """What it says as soon as none is held back any more."""
+        """Waits until none is pending, and returns the reply of get_deployment."""
         return self._wait_for_reply(lambda reply: reply.get("message") == NOTHING_PENDING,
                                     "the end of the pending deployment")
 
@@ -56,9 +56,9 @@ class LocalControl:
 
 
 class CallLoop:
-    """A program on the gateway that calls methods over and over until it is stopped.
+    """A program on the gateway that calls methods repeatedly until it is stopped.
 
-    Each reply is one line of its output. A call that fails leaves a line "failed STATUS METHOD".
+    Each reply is one line of its output. A failed call leaves a line "failed STATUS METHOD".
     """
 
     def __init__(self, bench, name, script):
@@ -69,11 +69,11 @@ class CallLoop:
         self.program = bench.gateway.start_program(["/bin/sh", "-c", body], f"calls-{name}")
 
     def stop(self):
-        """Ends it after the round that it is in, and returns the lines of its output."""
+        """Stops it after the current round, and returns the lines of its output."""
         self._mark.touch()
         assert self.program.wait() == 0, self.program.log
         return self.program.out.splitlines()
 
     def replies(self):
-        """The same, as what the lines mean."""
+        """Does the same, and returns the parsed replies."""
         return [json.loads(line) for line in self.stop()]

@@ -1,4 +1,4 @@
-"""A gateway's powerline network, as the tests of the daemon use it."""
+"""A gateway's powerline network for the tests of the daemon."""
 import re
 
 from gateway import Powerline, powerline_image
@@ -11,7 +11,7 @@ OLD, NEW = "1.2.3", "2.0.1"
 
 
 class PowerlineNetwork:
-    """What is behind the gateway of a bench, and what its daemon makes of it."""
+    """The network behind the gateway of a bench, and the daemon's view of it."""
 
     def __init__(self, bench):
         self._bench = bench
@@ -28,11 +28,11 @@ class PowerlineNetwork:
         return self._bench.start("--ghn-agents", *arguments, **options)
 
     def agents(self):
-        """What the daemon says of its agents over the bus: {id: attributes}."""
+        """The daemon's agents as reported over the bus: {id: attributes}."""
         return {agent["id"]: agent["config"] for agent in self.control.get_agents()["agents"]}
 
     def wait_for_agents(self, *ids):
-        """Waits until there are these agents and no others, and returns them."""
+        """Waits until exactly these agents exist, and returns them."""
         self.control.wait_until_served()
 
         def exactly_these():
@@ -41,12 +41,12 @@ class PowerlineNetwork:
         return self._bench.wait_until(exactly_these, f"exactly the agents {ids}")
 
     def image(self, version, name="plc.bin"):
-        """A software module that brings firmware for a modem."""
+        """A software module with firmware for a modem."""
         return self._bench.server.software_module("plc_ghn", "adapter-firmware", version,
                                                   {name: powerline_image(version)})
 
     def reports(self, target):
-        """The details of what was reported for a target."""
+        """The details of the reports for a target."""
         return [each.json()["status"]["details"]
                 for each in self._bench.server.exchanges("feedback", target)]
 

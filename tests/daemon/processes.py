@@ -1,4 +1,4 @@
-"""What the kernel tells about a program in the simulated gateway."""
+"""The kernel's view of a program in the simulated gateway."""
 import pathlib
 import re
 import signal
@@ -11,7 +11,7 @@ def process_directory(program):
 
 
 def dispositions(status_text):
-    """The signals that a process catches and those that it ignores, from its /proc/PID/status."""
+    """The signals that a process catches and those that it ignores, from the text of its /proc/PID/status."""
     def signals(name):
         mask = int(re.search(rf"^{name}:\s+([0-9a-f]+)$", status_text, re.M).group(1), 16)
         return {number for number in signal.Signals if mask >> (number - 1) & 1}
@@ -19,9 +19,9 @@ def dispositions(status_text):
 
 
 def wake_ups(daemon, seconds):
-    """How often each thread but the main one slept and woke up again, in a second.
+    """How often each thread except the main one wakes up, per second.
 
-    The time is that of the daemon's own steps, so that nothing is measured while it is held up.
+    Time is measured in the daemon's own steps, so that pauses of the whole daemon do not count.
     """
     before, started = _switches(daemon), time.monotonic()
     for _ in range(seconds):

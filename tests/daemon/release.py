@@ -1,4 +1,4 @@
-"""A release: one software module of every part type, for a gateway that has all of these parts."""
+"""A release: one software module for each part type, for a gateway with all of these parts."""
 import contextlib
 
 from gateway import BusError, firmware_image, package
@@ -11,7 +11,7 @@ LOADER = bytes(range(256)) * 40
 RADIO = b"\0\1radio" * 500
 POWERLINE = b"\0\2powerline" * 500
 PARTITION = "mtd1"
-# in another order than the one they are installed in
+# Not in the order of installation.
 PARTS = ("opkg", "plc", "bl", "zw", "script", "os")
 CHUNKS = {"os": f"os:firmware:{NEW}", "script": "script:settings:3", "zw": "zw:radio:6",
           "bl": "bl:loader:7", "plc": "plc:powerline:5", "opkg": "opkg:tool:1.4"}
@@ -19,10 +19,10 @@ VERSIONS = {"os": NEW, "script": None, "zw": "6", "bl": "7", "plc": "5", "opkg":
 
 
 class Release:
-    """Made before the gateway's first start.
+    """Must be made before the gateway's first start.
 
-    parts     the part types that it has a module of
-    packages  names of the packages that part type "opkg" comes in, a module each
+    parts     the part types that it has a module for
+    packages  names of the packages for part type "opkg", one module each
     modules   its software modules
     """
 
@@ -56,7 +56,7 @@ class Release:
         return self.bench.supervise("--bootloader-mtd", PARTITION, *arguments, **options)
 
     def assert_installed(self):
-        """Everything is where it belongs, and is whole; what is no part of the release is untouched."""
+        """Asserts that everything is installed completely, and that nothing else was touched."""
         gateway = self.bench.gateway
         has = self.parts.__contains__
         expected_files = {f"{name}.txt": f"the {name}\n".encode() for name in self.packages}
@@ -68,7 +68,7 @@ class Release:
         assert gateway.chip("plc") == (POWERLINE if has("plc") else None)
         assert self.flash.read_bytes() == (LOADER.ljust(FLASH_SIZE, b"\377") if has("bl")
                                            else b"\0" * FLASH_SIZE)
-        assert gateway.packages == {name: ("1.4", "installed") for name in self.packages}
+        assert gateway.packages == dict.fromkeys(self.packages, ("1.4", "installed"))
         assert gateway.installed_files == expected_files
         assert {part: self.bench.option(f"version_{part}") for part in self.parts} == {
             part: VERSIONS[part] for part in self.parts}
@@ -79,17 +79,17 @@ class Release:
 
 
 def let_it_poll_again(bench):
-    """Gives the daemon the chance to tidy up, and to do something that it should not do any more."""
+    """Gives the daemon time to clean up, and to do something wrong."""
     for _ in range(2):
         polls = len(bench.exchanges("base"))
-        # one that has just been started polls by itself
+        # A restarted daemon polls by itself.
         with contextlib.suppress(BusError):
             bench.gateway.bus.call("force_poll")
         bench.wait_for_exchanges("base", polls + 1)
 
 
 def closing_report(bench):
-    """The only closing report; there must be no second one."""
+    """The closing report; asserts that there is only one."""
     let_it_poll_again(bench)
     reports = bench.closing_reports()
     assert len(reports) == 1
@@ -98,7 +98,7 @@ def closing_report(bench):
 
 
 def failure(bench, action, part, message="External program returned an error"):
-    """Waits for the failure of a part's installation; returns what is reported besides the message."""
+    """Waits for the failure of a part's installation; returns the reported details except the message."""
     bench.wait_for_end(action)
     execution, result, _, (reported, *details, chunk) = closing_report(bench)
     assert (execution, result) == ("closed", "failure")

@@ -1,9 +1,20 @@
 """The user's consent to a deployment, given over the message bus."""
 import pytest
+
 from hawkbit_server import Status
 from local_control import FAILURE, NOTHING_PENDING, RARE, SUCCESS, LocalControl
-from update_window import (DAYS, FINISHED, WAITING_DELAY, WAITING_ON_SCHEDULE, WAITING_ON_USER,
-                           comes_to_rest_in, day_after, goes_on_resting, rests_in, set_schedule)
+from update_window import (
+    DAYS,
+    FINISHED,
+    WAITING_DELAY,
+    WAITING_ON_SCHEDULE,
+    WAITING_ON_USER,
+    comes_to_rest_in,
+    day_after,
+    goes_on_resting,
+    rests_in,
+    set_schedule,
+)
 
 REFUSED = {**FAILURE, "message": NOTHING_PENDING}
 
@@ -11,11 +22,6 @@ REFUSED = {**FAILURE, "message": NOTHING_PENDING}
 @pytest.fixture(name="bench")
 def fixture_bench(make_bench):
     return make_bench(poll=RARE)
-
-
-@pytest.fixture(name="control")
-def fixture_control(bench):
-    return LocalControl(bench)
 
 
 def shut_window(bench):
@@ -62,7 +68,7 @@ def test_acceptance_may_be_repeated(bench, control):
     daemon = bench.start()
     rests_in(daemon, WAITING_ON_USER)
 
-    # The next step comes within a second and starts the deployment; so both in one go.
+    # Both calls in one command, as the next step starts the deployment within a second.
     accept = "ubus -S call zephran accept_deployment"
     both = bench.gateway.start_program(["/bin/sh", "-c", f"{accept}; {accept}"], "accept-twice")
     both.wait()
@@ -73,7 +79,7 @@ def test_acceptance_may_be_repeated(bench, control):
     assert len(bench.closing_reports()) == 1
 
 
-def test_nothing_can_be_accepted_while_nothing_is_pending(bench, control):
+def test_acceptance_is_refused_while_nothing_is_pending(bench, control):
     leave_it_to_the_user(bench)
     daemon = bench.start()
     control.wait_until_served()
@@ -90,7 +96,7 @@ def test_nothing_can_be_accepted_while_nothing_is_pending(bench, control):
     assert bench.exchanges("artifact") == []
 
 
-def test_deployment_that_the_server_took_back_cannot_be_accepted(bench, control):
+def test_withdrawn_deployment_cannot_be_accepted(bench, control):
     leave_it_to_the_user(bench)
     action = soft_action(bench)
     daemon = bench.start()
@@ -106,7 +112,7 @@ def test_deployment_that_the_server_took_back_cannot_be_accepted(bench, control)
     assert bench.exchanges("artifact") == []
 
 
-def test_acceptance_that_overtakes_the_servers_cancel_is_survived(bench, control):
+def test_acceptance_before_the_servers_cancel_arrives_does_no_harm(bench, control):
     leave_it_to_the_user(bench)
     action = soft_action(bench)
     daemon = bench.start()
@@ -126,7 +132,7 @@ def test_acceptance_that_overtakes_the_servers_cancel_is_survived(bench, control
     assert daemon.is_running()
 
 
-def test_acceptance_holds_for_one_deployment_only(bench, control):
+def test_acceptance_applies_to_one_deployment_only(bench, control):
     leave_it_to_the_user(bench)
     first = soft_action(bench)
     daemon = bench.start()
@@ -149,7 +155,7 @@ def test_acceptance_holds_for_one_deployment_only(bench, control):
     assert first.status is second.status is Status.FINISHED
 
 
-def test_while_a_poll_is_under_way_there_is_nothing_to_accept(bench, control):
+def test_nothing_is_pending_during_a_poll(bench, control):
     leave_it_to_the_user(bench)
     poll_held = bench.stall("base", first=3)
     soft_action(bench)
@@ -157,7 +163,7 @@ def test_while_a_poll_is_under_way_there_is_nothing_to_accept(bench, control):
     rests_in(daemon, WAITING_ON_USER)
     before = control.get_deployment()
 
-    # The agent forgets the pending deployment before it asks the server what there is now.
+    # The agent drops the pending deployment before it polls.
     control.force_poll()
     bench.wait_until(poll_held.reached.is_set, "the poll")
     during = control.accept_deployment()
@@ -175,7 +181,7 @@ def test_while_a_poll_is_under_way_there_is_nothing_to_accept(bench, control):
     assert bench.exchanges("artifact") == []
 
 
-def test_without_acceptance_a_soft_deployment_waits_from_poll_to_poll(bench, control):
+def test_soft_deployment_waits_for_acceptance_over_several_polls(bench, control):
     leave_it_to_the_user(bench)
     action = soft_action(bench)
     daemon = bench.start()
@@ -194,7 +200,7 @@ def test_without_acceptance_a_soft_deployment_waits_from_poll_to_poll(bench, con
     assert bench.exchanges("artifact", "feedback") == []
 
 
-def test_dormant_gateway_keeps_what_it_found_until_its_next_poll_would_be_due(make_bench):
+def test_dormant_gateway_keeps_a_pending_deployment_until_its_next_poll_would_be_due(make_bench):
     bench = make_bench()
     leave_it_to_the_user(bench)
     action = soft_action(bench)

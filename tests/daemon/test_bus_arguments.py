@@ -1,11 +1,27 @@
-"""Arguments that no sensible caller would send."""
+"""Malformed and extreme arguments."""
 import struct
 
 import pytest
+
 from bench import DEVICE
-from bus_wire import (A_DATA, A_ID, A_METHOD, ARRAY, DOUBLE, INT8, INT32, INT64, STRING, TABLE,
-                      attribute, named, named_text, number, text)
-from local_control import FAILURE, RARE, SUCCESS, LocalControl
+from bus_wire import (
+    A_DATA,
+    A_ID,
+    A_METHOD,
+    ARRAY,
+    DOUBLE,
+    INT8,
+    INT32,
+    INT64,
+    STRING,
+    TABLE,
+    attribute,
+    named,
+    named_text,
+    number,
+    text,
+)
+from local_control import FAILURE, RARE, SUCCESS
 from raw_bus import FAILED, SUCCEEDED, raw_caller
 
 METHODS = ("force_poll", "get_deployment", "accept_deployment", "get_agents")
@@ -14,11 +30,6 @@ METHODS = ("force_poll", "get_deployment", "accept_deployment", "get_agents")
 @pytest.fixture(name="bench")
 def fixture_bench(make_bench):
     return make_bench(poll=RARE)
-
-
-@pytest.fixture(name="control")
-def fixture_control(bench):
-    return LocalControl(bench)
 
 
 @pytest.fixture(name="daemon")
@@ -45,7 +56,7 @@ def still_serves(daemon, control):
     ('{"agent_id":null}', "ubus error=no such agent agent=null"),
     ('{"agent_id":""}', 'ubus error=no such agent agent=""'),
 ])
-def test_agent_id_that_names_no_agent(bench, control, daemon, arguments, reason):
+def test_unknown_agent_id_is_refused(bench, control, daemon, arguments, reason):
     reply = control.force_poll(arguments)
 
     assert reply == FAILURE
@@ -54,7 +65,7 @@ def test_agent_id_that_names_no_agent(bench, control, daemon, arguments, reason)
     assert still_serves(daemon, control)
 
 
-def test_methods_without_arguments_ignore_what_they_get(control, daemon):
+def test_methods_without_parameters_ignore_arguments(control, daemon):
     arguments = '{"agent_id":["gw-1"],"":{"x":[1,2,{"y":null}]}}'
 
     replies = [control.bus.call(method, arguments) for method in METHODS[1:]]
@@ -63,7 +74,7 @@ def test_methods_without_arguments_ignore_what_they_get(control, daemon):
     assert still_serves(daemon, control)
 
 
-def test_huge_arguments_are_taken(bench, control, daemon):
+def test_huge_arguments_are_accepted(bench, control, daemon):
     huge = named_text("agent_id", "x" * 900_000)
     table = b"".join(named_text(f"key{number}", "value" * 20) for number in range(7000))
 
@@ -80,13 +91,13 @@ def test_huge_arguments_are_taken(bench, control, daemon):
 
 
 def nested(kind, depth):
-    """So many containers one in the other, outermost first."""
+    """Containers nested to this depth, outermost first."""
     return b"".join(struct.pack(">II", (0x80 | kind) << 24 | 8 * (depth - level), 0)
                     for level in range(depth))
 
 
 @pytest.mark.parametrize("kind", [TABLE, ARRAY])
-def test_deep_nesting_does_not_use_up_the_stack(bench, control, daemon, kind):
+def test_deep_nesting_does_not_overflow_the_stack(bench, control, daemon, kind):
     with raw_caller(bench) as caller:
         replies = {method: caller.call(method, nested(kind, 100_000)) for method in METHODS}
 
@@ -115,7 +126,7 @@ HOSTILE = {
 }
 
 
-def test_broken_arguments_are_survived(bench, control, daemon):
+def test_daemon_survives_broken_arguments(bench, control, daemon):
     for name, arguments in HOSTILE.items():
         with raw_caller(bench) as caller:
             for method in METHODS:
@@ -126,7 +137,7 @@ def test_broken_arguments_are_survived(bench, control, daemon):
     assert still_serves(daemon, control)
 
 
-def test_broken_calls_are_survived(bench, control, daemon):
+def test_daemon_survives_broken_calls(bench, control, daemon):
     with raw_caller(bench) as caller:
         own = number(A_ID, caller.object_id)
         method = text(A_METHOD, "force_poll")

@@ -1,14 +1,14 @@
-"""Looking at the daemon over the message bus, and making it poll."""
+"""Queries and forced polls over the message bus."""
 import json
 import re
 import time
 
 import pytest
+
 from bench import DEVICE
 from hawkbit_server import Code, Status
 from held_script import HeldScript
-from local_control import (BEFORE_THE_FIRST_POLL, FAILURE, NOTHING_PENDING, RARE, SUCCESS,
-                           LocalControl)
+from local_control import BEFORE_THE_FIRST_POLL, FAILURE, NOTHING_PENDING, RARE, SUCCESS
 from update_window import BACKOFF, FINISHED, comes_to_rest_in, goes_on_resting, rests_in
 
 
@@ -17,13 +17,8 @@ def fixture_bench(make_bench):
     return make_bench(poll=RARE)
 
 
-@pytest.fixture(name="control")
-def fixture_control(bench):
-    return LocalControl(bench)
-
-
 def at_rest(bench, control, *arguments):
-    """A daemon that has introduced itself and now waits for its next poll."""
+    """Starts a daemon and waits until it has sent its attributes and waits for its next poll."""
     daemon = bench.start(*arguments)
     bench.wait_for_exchanges("base", 2)
     rests_in(daemon, FINISHED)
@@ -44,7 +39,7 @@ def test_object_is_listed_with_its_methods_and_their_arguments(bench, control):
                         '\t"get_agents":{}\n', listed)
 
 
-def test_agents_are_shown_with_what_the_server_is_told(bench, control):
+def test_agents_are_listed_with_the_attributes_sent_to_the_server(bench, control):
     attributes_held = bench.stall("configData")
     bench.start(properties={"hw_revision": "3", "serial": 17, "installed_flash_type": "nand"})
     control.wait_until_served()
@@ -60,7 +55,7 @@ def test_agents_are_shown_with_what_the_server_is_told(bench, control):
                     "serial": "17"}
 
 
-def test_dormant_gateway_is_shown_before_it_has_spoken_to_the_server(bench, control):
+def test_dormant_gateway_is_listed_before_it_contacts_the_server(bench, control):
     bench.start("--dormant", "true")
     control.wait_until_served()
 
@@ -71,7 +66,7 @@ def test_dormant_gateway_is_shown_before_it_has_spoken_to_the_server(bench, cont
     assert bench.server.exchanges() == []
 
 
-def test_before_the_first_poll_there_is_no_deployment_and_no_time(bench, control):
+def test_before_the_first_poll_no_deployment_and_no_time_are_shown(bench, control):
     poll_held = bench.stall("base")
     daemon = bench.start()
     control.wait_until_served()
@@ -84,7 +79,7 @@ def test_before_the_first_poll_there_is_no_deployment_and_no_time(bench, control
     daemon.wait_for_line("INFO .* handle_get_deployment: event=ubus method=get_deployment$")
 
 
-def test_last_poll_is_the_time_of_the_last_poll(bench, control):
+def test_get_last_poll_returns_the_time_of_the_last_poll(bench, control):
     at_rest(bench, control)
 
     first = control.last_poll()
@@ -99,7 +94,7 @@ def test_last_poll_is_the_time_of_the_last_poll(bench, control):
     assert control.get_deployment()["message"] == NOTHING_PENDING
 
 
-def test_deployment_is_shown_from_its_fetching_to_its_start(bench, control):
+def test_deployment_is_pending_from_the_poll_that_found_it_to_its_start(bench, control):
     bench.configure("service.automatic_update", "0")
     held = HeldScript(bench, "b")
     action = bench.assign(held.module, bench.script("c", "echo c", "2.1"),
@@ -134,7 +129,7 @@ def test_deployment_is_shown_from_its_fetching_to_its_start(bench, control):
     (None, "all"), ("{}", "all"), ('{"agent":"other"}', "all"),
     (json.dumps({"agent_id": DEVICE}), f'"{DEVICE}"'),
 ])
-def test_forced_poll_is_made_once_and_at_once(bench, control, arguments, logged):
+def test_forced_poll_happens_once_and_immediately(bench, control, arguments, logged):
     daemon = at_rest(bench, control)
 
     reply = control.force_poll(arguments)
@@ -160,7 +155,7 @@ def test_forced_poll_of_an_unknown_agent_fails(bench, control):
     assert len(bench.exchanges("base")) == 2
 
 
-def test_dormant_gateway_polls_once_when_it_is_forced(bench, control):
+def test_dormant_gateway_polls_once_when_forced(bench, control):
     daemon = bench.start("--dormant", "true")
     control.wait_until_served()
     rests_in(daemon, FINISHED)
@@ -176,7 +171,7 @@ def test_dormant_gateway_polls_once_when_it_is_forced(bench, control):
     assert [each.kind for each in bench.exchanges()] == ["base", "configData", "base"]
 
 
-def test_forced_poll_does_not_wait_for_the_end_of_a_back_off(bench, control):
+def test_forced_poll_ends_a_back_off(bench, control):
     bench.server.order("base", Code(503), times=4)
     daemon = bench.start()
     control.wait_until_served()
@@ -188,7 +183,7 @@ def test_forced_poll_does_not_wait_for_the_end_of_a_back_off(bench, control):
     bench.wait_for_exchanges("configData", 1)
     polls = bench.exchanges("base")
 
-    # minutes in all, where the polls lie seconds apart
+    # The back-off takes minutes in all, the polls are seconds apart.
     delays = re.findall(r"event=backoff delay=(\d+)h:(\d+)m:(\d+)s", daemon.out)
     seconds = [int(hours) * 3600 + int(minutes) * 60 + int(rest) for hours, minutes, rest in delays]
     assert len(seconds) == 4
@@ -196,7 +191,7 @@ def test_forced_poll_does_not_wait_for_the_end_of_a_back_off(bench, control):
     assert [poll.status for poll in polls[:5]] == [503, 503, 503, 503, 200]
 
 
-def test_forced_poll_during_a_deployment_waits_for_its_step_only(bench, control):
+def test_forced_poll_during_a_deployment_waits_only_for_the_current_step(bench, control):
     held = HeldScript(bench, "one")
     action = bench.assign(held.module, bench.script("two", "echo two"))
     bench.start()

@@ -1,4 +1,4 @@
-"""A broker that goes away, comes back, or says nothing."""
+"""A broker that ends, restarts, or does not respond."""
 import contextlib
 import os
 import re
@@ -6,23 +6,19 @@ import signal
 import socket
 
 import pytest
+
 from bench import DEVICE
 from hawkbit_server import Status
 from held_script import HeldScript
-from local_control import SUCCESS, CallLoop, LocalControl
+from local_control import SUCCESS, CallLoop
 from processes import wake_ups
 from raw_bus import bus_directory
 from update_window import FINISHED, rests_in
 
 LOST = r"WARNING \S+ \S+: event=ubus message=connection lost$"
 RESTORED = r"INFO \S+ \S+: event=ubus message=connection restored$"
-# The receiver looks around ten times a second; twice as often is no spinning yet.
+# The receiver thread wakes up ten times a second; twice as often is still not a busy loop.
 MOST_WAKE_UPS = 20
-
-
-@pytest.fixture(name="control")
-def fixture_control(bench):
-    return LocalControl(bench)
 
 
 @pytest.fixture(name="daemon")
@@ -38,7 +34,7 @@ def count(pattern, daemon):
 
 
 def outage(control, daemon):
-    """The broker crashes; its successor is not started before the daemon has noticed."""
+    """The broker crashes, and is restarted after the daemon has noticed."""
     start = len(daemon.output.lines)
     control.bus.kill()
     daemon.wait_for_line(LOST, start=start)
@@ -47,7 +43,7 @@ def outage(control, daemon):
 
 
 def test_daemon_without_a_broker_ends(bench):
-    assert bench.gateway.outer_pid  # it has booted, and its broker runs
+    assert bench.gateway.outer_pid  # boots it, with its broker
     bench.gateway.bus.stop()
 
     daemon = bench.start()
@@ -71,7 +67,7 @@ def test_second_daemon_on_the_bus_ends_and_the_first_goes_on(bench, control, dae
     status = second.wait()
     polls = len(bench.exchanges("base"))
     reply = control.force_poll()
-    # the bench's own waiting looks at the daemon that was started last
+    # The bench's own waiting watches the daemon that was started last.
     bench.server.wait_for(lambda: len(bench.exchanges("base")) > polls, 60, "another poll")
 
     assert status == 1
@@ -108,13 +104,13 @@ def test_outage_in_the_middle_of_calls(bench, control, daemon):
     assert count(LOST, daemon) == count(RESTORED, daemon) == 2
     answers = [line for line in lines if line.startswith("{")]
     assert len(set(answers)) == 1
-    # calls may fail meanwhile, but nothing false is answered
+    # Calls may fail during the outage, but must not return anything wrong.
     failures = [line for line in lines if line not in answers]
     assert all(line.startswith(("Command failed: ", "Failed to connect to ubus"))
                for line in failures), failures
 
 
-def test_deployment_does_not_mind_an_outage(bench, control, daemon):
+def test_deployment_continues_during_an_outage(bench, control, daemon):
     held = HeldScript(bench, "one")
     action = bench.assign(held.module, bench.script("two", "echo two"))
     held.wait_until_it_runs()
@@ -143,8 +139,20 @@ def test_daemon_can_be_stopped_during_an_outage(control, daemon, number):
 
 
 @contextlib.contextmanager
+def connected_to_a_mute_broker(bench, daemon):
+    """Crashes the broker and has the daemon connect to a mute one."""
+    bench.gateway.bus.kill()
+    with mute_broker(bench) as listener:
+        listener.settimeout(60)
+        connection, _ = listener.accept()
+        with connection:
+            daemon.wait_for_line("event=tick ", start=len(daemon.output.lines))
+            yield
+
+
+@contextlib.contextmanager
 def mute_broker(bench):
-    """Takes connections, in place of the broker, and never says anything."""
+    """Accepts connections in place of the broker, but never answers."""
     with bus_directory(bench) as directory, socket.socket(socket.AF_UNIX) as listener:
         path = f"{directory}/ubus.sock"
         with contextlib.suppress(FileNotFoundError):
@@ -154,27 +162,16 @@ def mute_broker(bench):
         yield listener
 
 
-def test_daemon_can_be_stopped_while_a_new_broker_says_nothing(bench, control, daemon):
-    control.bus.kill()
-    with mute_broker(bench) as listener:
-        listener.settimeout(60)
-        connection, _ = listener.accept()
-        with connection:
-            daemon.wait_for_line("event=tick ", start=len(daemon.output.lines))
+def test_daemon_can_be_stopped_while_a_new_broker_is_unresponsive(bench, daemon):
+    with connected_to_a_mute_broker(bench, daemon):
+        daemon.signal(signal.SIGTERM)
 
-            daemon.signal(signal.SIGTERM)
-
-            assert daemon.wait(60) == 0
+        assert daemon.wait(60) == 0
 
 
-def test_daemon_finds_the_broker_that_follows_a_mute_one(bench, control, daemon):
-    control.bus.kill()
-    with mute_broker(bench) as listener:
-        listener.settimeout(60)
-        connection, _ = listener.accept()
-        with connection:
-            daemon.wait_for_line("event=tick ", start=len(daemon.output.lines))
-
+def test_daemon_finds_a_working_broker_after_an_unresponsive_one(bench, control, daemon):
+    with connected_to_a_mute_broker(bench, daemon):
+        pass
     control.bus.start()
     daemon.wait_for_line(RESTORED)
 
@@ -182,7 +179,7 @@ def test_daemon_finds_the_broker_that_follows_a_mute_one(bench, control, daemon)
     assert count(LOST, daemon) == count(RESTORED, daemon) == 1
 
 
-def test_broker_that_stands_still_does_not_hold_the_daemon_up(bench, control, daemon):
+def test_suspended_broker_does_not_block_the_daemon(bench, control, daemon):
     control.bus.signal(signal.SIGSTOP)
     polls = len(bench.exchanges("base"))
     bench.wait_for_exchanges("base", polls + 2)
@@ -194,7 +191,7 @@ def test_broker_that_stands_still_does_not_hold_the_daemon_up(bench, control, da
     assert count(LOST, daemon) == 0
 
 
-def test_daemon_can_be_stopped_while_the_broker_stands_still(control, daemon):
+def test_daemon_can_be_stopped_while_the_broker_is_suspended(control, daemon):
     control.bus.signal(signal.SIGSTOP)
 
     daemon.signal(signal.SIGTERM)
@@ -203,7 +200,7 @@ def test_daemon_can_be_stopped_while_the_broker_stands_still(control, daemon):
     control.bus.signal(signal.SIGCONT)
 
 
-def test_receiver_sleeps_at_rest_and_during_an_outage(control, daemon):
+def test_receiver_thread_sleeps_when_idle_and_during_an_outage(control, daemon):
     at_rest = wake_ups(daemon, 5)
     control.bus.kill()
     daemon.wait_for_line(LOST)
@@ -213,5 +210,5 @@ def test_receiver_sleeps_at_rest_and_during_an_outage(control, daemon):
     afterwards = wake_ups(daemon, 5)
 
     for rates in (at_rest, without_a_broker, afterwards):
-        # it does wake up, too: that bounds how long the daemon takes to stop
+        # It must wake up, too, as that limits how long the daemon takes to stop.
         assert 5 < max(rates) < MOST_WAKE_UPS

@@ -1,10 +1,11 @@
-"""Signals and the end of the daemon while it is on the bus, whose library has ideas of its own."""
+"""Signals and shutdown of the daemon while it is on the bus, whose library changes signal handlers."""
 import re
 import signal
 
 import pytest
+
 from hawkbit_server import Status
-from local_control import RARE, CallLoop, LocalControl
+from local_control import RARE, CallLoop
 from processes import dispositions, process_directory
 from update_window import FINISHED, WAITING_ON_USER, rests_in
 
@@ -16,17 +17,12 @@ def fixture_bench(make_bench):
     return make_bench(poll=RARE)
 
 
-@pytest.fixture(name="control")
-def fixture_control(bench):
-    return LocalControl(bench)
-
-
 def dispositions_of(daemon):
     caught, ignored = dispositions((process_directory(daemon) / "status").read_text())
     return caught & OF_INTEREST, ignored & OF_INTEREST
 
 
-def test_dispositions_are_the_daemons_own(bench, control):
+def test_bus_library_leaves_the_daemons_signal_dispositions_alone(bench, control):
     daemon = bench.start()
     control.wait_until_served()
     rests_in(daemon, FINISHED)
@@ -41,7 +37,7 @@ def test_dispositions_are_the_daemons_own(bench, control):
     assert at_first == after_an_outage == ({signal.SIGINT, signal.SIGTERM}, {signal.SIGPIPE})
 
 
-def test_scripts_find_the_default_dispositions(bench, control):
+def test_scripts_start_with_default_signal_dispositions(bench, control):
     action = bench.assign(bench.script("one", "cat /proc/self/status >/tmp/state-signals"))
     bench.start()
     bench.wait_for_end(action)
@@ -53,7 +49,7 @@ def test_scripts_find_the_default_dispositions(bench, control):
 
 
 @pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT])
-def test_daemon_is_stopped_in_the_middle_of_calls(bench, control, number):
+def test_daemon_can_be_stopped_during_calls(bench, control, number):
     daemon = bench.start()
     control.wait_until_served()
     rests_in(daemon, FINISHED)
@@ -68,13 +64,13 @@ def test_daemon_is_stopped_in_the_middle_of_calls(bench, control, number):
     assert status == 0
     assert control.bus.objects() == []
     assert len(re.findall(r"action=signal message=received exit signal$", daemon.out, re.M)) == 1
-    # The agents are gone a moment before the object is.
+    # The agents disappear shortly before the object.
     assert {line for line in lines if line.startswith("{")} <= {
         '{"agents":[{"config":{"dormant":"0","installed_flash_type":""},"id":"gw-1"}]}',
         '{"agents":null}'}
 
 
-def test_forced_end_takes_the_object_off_the_bus_first(bench, control):
+def test_forced_exit_removes_the_object_from_the_bus_first(bench, control):
     bench.configure("service.automatic_update", "0")
     bench.assign(bench.script("one", "echo one"), type="soft")
     daemon = bench.start()

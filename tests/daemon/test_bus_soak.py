@@ -1,4 +1,4 @@
-"""Many clients at once, for a while. Meant for a build with a thread sanitizer above all."""
+"""Many concurrent clients for some time, mainly for builds with a thread sanitizer."""
 import os
 import time
 
@@ -8,8 +8,8 @@ from local_control import FAILURE, NOTHING_PENDING, SUCCESS, CallLoop, LocalCont
 
 SECONDS = float(os.environ.get("ZEPHRAN_SOAK_SECONDS", "5"))
 
-# Polls that are forced in every second of a while keep an agent from starting anything, so that
-# these come in bursts of a second each.
+# Forcing a poll every second would keep an agent from starting anything, so polls are forced in
+# bursts of a second.
 EACH_ROUND = """
 call get_agents
 call get_deployment

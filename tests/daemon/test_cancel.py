@@ -1,4 +1,4 @@
-"""Cancelling and withdrawing, before and during a deployment."""
+"""Cancelling and withdrawing a deployment, before and during it."""
 import time
 
 from bench import POLL_SECONDS
@@ -9,19 +9,19 @@ NOTHING_TO_DO = ("closed", "success", "None/None", ["Deployment not running. Not
 
 
 def installs_the_next(bench):
-    """The gateway is as good as new: it carries out a fresh deployment."""
+    """Whether the gateway still works: it carries out a new deployment."""
     action = bench.assign(bench.script("next", "echo next"))
     bench.wait_for_end(action)
     return action.status is Status.FINISHED
 
 
 def wait_for_due_poll(bench):
-    """Waits until the next poll is due. The daemon is held up meanwhile, so none is made."""
+    """Waits until the next poll is due. The daemon is blocked meanwhile, so it does not poll."""
     last = bench.exchanges("base")[-1].arrived
     time.sleep(max(0.0, last + POLL_SECONDS + 1 - time.time()))
 
 
-def test_cancel_at_rest_is_confirmed(bench):
+def test_cancel_while_waiting_is_confirmed(bench):
     bench.configure("service.automatic_update", "0")
     action = bench.assign(bench.script("one", "echo fine"), type="soft")
     bench.start()
@@ -56,7 +56,7 @@ def test_cancel_during_a_chunk_takes_effect_after_it(bench):
     assert installs_the_next(bench)
 
 
-def test_withdrawn_deployment_is_dropped_without_a_word(bench):
+def test_withdrawn_deployment_is_dropped_without_a_report(bench):
     held = HeldScript(bench, "one")
     action = bench.assign(held.module, bench.script("two", "touch /tmp/state-two-ran"))
     daemon = bench.start()

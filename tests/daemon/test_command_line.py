@@ -1,4 +1,4 @@
-"""Arguments: what is refused, with which words and which status, and what is tolerated."""
+"""Arguments: what is refused, with which message and status, and what is tolerated."""
 import re
 import signal
 
@@ -33,13 +33,13 @@ def assert_refused(daemon, message, with_help=True):
         assert daemon.err == message + "\n"
 
 
-def test_device_id_is_needed(bench):
+def test_device_id_is_required(bench):
     daemon = bench.run(["--hawkbit-server", "localhost:1"])
 
     assert_refused(daemon, "Error: You must specify the device ID\n")
 
 
-def test_server_is_needed(bench):
+def test_server_is_required(bench):
     daemon = bench.run(["--device-id", "gw-1"])
 
     assert_refused(daemon,
@@ -54,7 +54,7 @@ def test_unknown_options_are_ignored(bench):
 
 
 @pytest.mark.parametrize("given", ["--client-certificate", "--client-certificate-key"])
-def test_half_a_client_certificate_is_refused(bench, given):
+def test_client_certificate_and_key_are_required_together(bench, given):
     daemon = bench.run([*NAMED, given, bench.pki.client.certificate])
 
     assert_refused(daemon, "Error: you must specify both a client certificate and "
@@ -68,7 +68,7 @@ def test_both_missing_certificate_files_are_named(bench):
                            "Error: could not find client certificate key path: /a.key")
 
 
-def test_missing_certificate_key_is_named_alone(bench):
+def test_missing_certificate_key_alone_is_named(bench):
     daemon = bench.run([*NAMED, "--client-certificate", bench.pki.client.certificate,
                         "--client-certificate-key", "/a.key"])
 
@@ -88,7 +88,7 @@ def test_dormant_needs_a_value(bench):
     assert CAUGHT.search(daemon.err)
 
 
-def test_missing_properties_file_is_called_ignored_and_ends_the_start_all_the_same(bench):
+def test_missing_properties_file_is_reported_as_ignored_but_ends_the_start(bench):
     daemon = bench.run([*NAMED, "--properties-file", "/missing.json"])
 
     assert daemon.exit_status == 1
@@ -105,7 +105,7 @@ def test_properties_file_must_be_json(bench, text):
     assert CAUGHT.search(daemon.err)
 
 
-def test_properties_with_inner_structure_end_the_process_abnormally(bench):
+def test_nested_properties_end_the_process_abnormally(bench):
     daemon = bench.run([*NAMED, "--properties-file",
                         bench.file("properties.json", '{"a": {"b": 1}}')])
 
@@ -113,7 +113,7 @@ def test_properties_with_inner_structure_end_the_process_abnormally(bench):
 
 
 @pytest.mark.parametrize("word", ["verbose", "debug", "INFO "])
-def test_unknown_log_level_is_warned_about_and_gives_info(bench, word):
+def test_unknown_log_level_causes_a_warning_and_means_info(bench, word):
     daemon = bench.start_without_server(f"--log-level={word}")
 
     daemon.wait_for_line("action=factory_report")
@@ -125,6 +125,24 @@ def test_unknown_log_level_is_warned_about_and_gives_info(bench, word):
     assert " DEBUG " not in daemon.out
 
 
+def registered_installers():
+    """Part type and priority of every installer that the sources register, as texts in order."""
+    registration = re.compile(r'InstallerRegistration \w+\{"(\w+)", (\d+),')
+    return sorted(match.groups() for source in (PROJECT / "src").rglob("*.cpp")
+                  for match in registration.finditer(source.read_text(encoding="utf-8")))
+
+
+def test_start_reports_the_installers_of_this_build(bench):
+    daemon = bench.start_without_server()
+
+    daemon.wait_for_line("event=backoff")
+    daemon.kill()
+
+    reported = re.findall(r"INFO \S+ report: action=factory_report part=(\w+) priority=(\d+)$",
+                          daemon.out, re.M)
+    assert reported == registered_installers() != []
+
+
 def documented_installers():
     """Part type and priority of every installer, from the table that users read."""
     text = (PROJECT / "docs/configuration.md").read_text(encoding="utf-8")
@@ -133,18 +151,11 @@ def documented_installers():
     return rows
 
 
-def test_start_reports_the_installers_that_are_documented(bench):
-    daemon = bench.start_without_server()
-
-    daemon.wait_for_line("event=backoff")
-    daemon.kill()
-
-    reported = re.findall(r"INFO \S+ report: action=factory_report part=(\w+) priority=(\d+)$",
-                          daemon.out, re.M)
-    assert reported == sorted(documented_installers())
+def test_documentation_lists_the_installers_of_this_build():
+    assert sorted(documented_installers()) == registered_installers()
 
 
-def test_start_says_what_was_switched_on(bench):
+def test_start_logs_the_enabled_options(bench):
     pair = bench.pki.client
     daemon = bench.start_without_server("--client-certificate", pair.certificate,
                                         "--client-certificate-key", pair.key)
@@ -157,7 +168,7 @@ def test_start_says_what_was_switched_on(bench):
         assert re.search(rf"INFO \S+ {re.escape(line)}$", daemon.out, re.M)
 
 
-def test_discovery_is_switched_on_by_its_option(bench):
+def test_option_enables_discovery(bench):
     daemon = bench.start_without_server("--ghn-agents")
 
     daemon.wait_for_line("event=backoff")
@@ -167,7 +178,7 @@ def test_discovery_is_switched_on_by_its_option(bench):
                      r"message=enabling G\.hn LAN discovery handler$", daemon.out, re.M)
 
 
-def test_discovery_is_off_unless_asked_for(bench):
+def test_discovery_is_disabled_by_default(bench):
     daemon = bench.start_without_server()
 
     daemon.wait_for_line("event=backoff")

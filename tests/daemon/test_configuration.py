@@ -1,10 +1,10 @@
-"""The configuration store as the daemon meets it: missing, broken, or overlaid by run-time state."""
+"""The configuration store: missing, broken, or overlaid by run-time state."""
 from hawkbit_server import Status
 
 DEFAULT_SET = "WARNING .*message=missing config entry, setting default enabled"
 
 
-def test_gateway_without_the_library_installs_all_the_same(make_bench):
+def test_gateway_without_the_library_still_installs(make_bench):
     bench = make_bench(uci=False)
     before = bench.gateway.config("zephran")
     action = bench.assign(bench.script("one", "echo fine"), type="soft")
@@ -18,7 +18,7 @@ def test_gateway_without_the_library_installs_all_the_same(make_bench):
     assert action.status is Status.FINISHED
 
 
-def test_broken_store_is_a_missing_one(bench):
+def test_broken_store_is_treated_as_missing(bench):
     bench.gateway.config("zephran", "config service 'service\n\toption\n")
     action = bench.assign(bench.script("one", "echo fine"), type="soft")
     daemon = bench.start()
@@ -26,14 +26,14 @@ def test_broken_store_is_a_missing_one(bench):
     bench.wait_for_end(action)
 
     daemon.wait_for_line(DEFAULT_SET)
-    # the default could not be stored, and that is said too
+    # The default could not be stored, which is logged too.
     warnings = [line for line in daemon.out.splitlines() if " WARNING " in line]
     assert len(warnings) >= 2
     assert bench.gateway.config("zephran") == "config service 'service\n\toption\n"
     assert action.status is Status.FINISHED
 
 
-def test_run_time_state_counts_more_than_what_is_stored(bench):
+def test_run_time_state_overrides_the_stored_configuration(bench):
     state = bench.gateway.tmp / "state"
     state.mkdir()
     (state / "zephran").write_text("zephran.service.automatic_update='0'\n")

@@ -1,4 +1,4 @@
-"""The demonstration tells the truth: its exit status follows what really happened."""
+"""The demonstration's exit status and text follow what really happened."""
 import os
 import pathlib
 import re
@@ -7,9 +7,10 @@ import subprocess
 import sys
 
 import pytest
-from gateway_bench import BUILD, BUS_PROGRAMS, PATIENCE, PROJECT, uci_directory
 
-# as the command prints it, behind the demonstration's own margin
+from gateway_bench import BUILD, BUS_PROGRAMS, PROJECT, TIMEOUT, uci_directory
+
+# As the command prints it, after the demonstration's margin.
 PENDING = """
          # ubus call zephran get_deployment
          {
@@ -29,15 +30,15 @@ ACCEPTED = """
 
 
 def run_demo(*arguments, build=BUILD, directory):
-    """Its temporary files go below `directory`."""
+    """Runs the demonstration, with its temporary files below `directory`."""
     environment = {**os.environ, "PYTHONPATH": str(PROJECT / "devkit"), "TMPDIR": str(directory)}
     return subprocess.run(
         [sys.executable, "-B", "-P", "-m", "demo", "--build-dir", str(build), *arguments],
-        env=environment, capture_output=True, text=True, timeout=2 * PATIENCE, check=False)
+        env=environment, capture_output=True, text=True, timeout=2 * TIMEOUT, check=False)
 
 
 def build_with_daemon(directory, script):
-    """A build directory whose daemon is a shell script."""
+    """Makes a build directory whose daemon is a shell script."""
     daemon = directory / "build/src/zephran"
     daemon.parent.mkdir(parents=True)
     daemon.write_text("#!/bin/sh\n" + script, encoding="utf-8")
@@ -48,7 +49,7 @@ def build_with_daemon(directory, script):
     return directory / "build"
 
 
-def test_release_succeeds(tmp_path):
+def test_demo_of_a_release_succeeds(tmp_path):
     done = run_demo(directory=tmp_path)
 
     assert (done.returncode, done.stderr) == (0, "")
@@ -74,7 +75,7 @@ def test_release_succeeds(tmp_path):
     assert list(tmp_path.iterdir()) == []
 
 
-def test_failing_release_is_reported(tmp_path):
+def test_demo_reports_a_failing_release(tmp_path):
     done = run_demo("--fail", "--verbose", directory=tmp_path)
 
     assert (done.returncode, done.stderr) == (0, "")
@@ -87,7 +88,7 @@ def test_failing_release_is_reported(tmp_path):
     assert list(tmp_path.iterdir()) == []
 
 
-def test_daemon_that_ends_is_told_and_no_success(tmp_path):
+def test_demo_fails_when_the_daemon_ends(tmp_path):
     build = build_with_daemon(tmp_path, "echo nothing works; exit 7\n")
 
     done = run_demo(build=build, directory=tmp_path)
@@ -100,7 +101,7 @@ def test_daemon_that_ends_is_told_and_no_success(tmp_path):
 
 @pytest.mark.parametrize("missing", ["src/zephran", "libuci.so", "message-bus.txt",
                                      "devkit/openwrt/bin/ubusd", "devkit/openwrt/bin/ubus"])
-def test_incomplete_build_is_named(tmp_path, missing):
+def test_demo_names_what_an_incomplete_build_lacks(tmp_path, missing):
     build = build_with_daemon(tmp_path, "exit 0\n")
     (build / missing).unlink()
 

@@ -1,8 +1,8 @@
-"""The demonstration of the powerline network tells the truth."""
+"""The demonstration of the powerline network reports what really happened."""
 from test_demo import run_demo
 
 
-def test_adapters_are_found_updated_and_unplugged(tmp_path):
+def test_demo_finds_updates_and_unplugs_adapters(tmp_path):
     done = run_demo("--ghn", "--verbose", directory=tmp_path)
 
     assert (done.returncode, done.stderr) == (0, "")
@@ -16,7 +16,7 @@ def test_adapters_are_found_updated_and_unplugged(tmp_path):
     assert list(tmp_path.iterdir()) == []
 
 
-def test_it_excludes_the_failing_release(tmp_path):
+def test_ghn_demo_excludes_the_failing_release(tmp_path):
     done = run_demo("--ghn", "--fail", directory=tmp_path)
 
     assert done.returncode == 2

@@ -43,7 +43,7 @@ def test_forced_deployment_of_two_scripts(bench):
     assert " ERROR " not in daemon.log
 
 
-def test_requests_are_made_as_the_interface_wants_them(bench):
+def test_requests_follow_the_interface(bench):
     action = bench.assign(bench.script("one", "exit 0"))
     bench.start()
 

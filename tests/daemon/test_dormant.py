@@ -1,11 +1,11 @@
-"""A gateway agent that is started inactive."""
+"""A gateway agent that starts inactive."""
 import pytest
 
 DORMANT = ("--dormant", "true")
 
 
 def lies_still(daemon, ticks=8):
-    """Follows the daemon for some steps, all of them at rest."""
+    """Asserts that the daemon stays idle for some steps."""
     for _ in range(ticks):
         daemon.wait_for_line("event=tick .*to_state=12", start=len(daemon.output.lines))
 
@@ -19,7 +19,7 @@ def test_dormant_agent_makes_no_request(bench):
     assert bench.server.handshake_failures == []
 
 
-def test_after_an_installers_reboot_it_reports_back_once(bench):
+def test_dormant_agent_polls_once_after_the_reboot_of_an_installer(bench):
     bench.configure("service.rebooted", "1")
     daemon = bench.start(*DORMANT)
 
@@ -36,7 +36,7 @@ def test_after_an_installers_reboot_it_reports_back_once(bench):
 
 
 @pytest.mark.parametrize("value", ["true", "0", "11"])
-def test_other_values_of_the_mark_mean_nothing(bench, value):
+def test_other_values_of_the_reboot_mark_are_ignored(bench, value):
     bench.configure("service.rebooted", value)
     daemon = bench.start(*DORMANT)
 
@@ -46,7 +46,7 @@ def test_other_values_of_the_mark_mean_nothing(bench, value):
     assert bench.option("rebooted") == value
 
 
-def test_mark_is_not_touched_by_an_active_agent(bench):
+def test_active_agent_leaves_the_reboot_mark_alone(bench):
     bench.configure("service.rebooted", "1")
     daemon = bench.start()
 
@@ -57,7 +57,7 @@ def test_mark_is_not_touched_by_an_active_agent(bench):
 
 
 @pytest.mark.parametrize("word", ["false", "0", "no", "off"])
-def test_dormant_can_be_denied(bench, word):
+def test_dormant_can_be_switched_off(bench, word):
     bench.start("--dormant", word)
 
     put = bench.wait_for_exchanges("configData", 1)[0]
@@ -66,7 +66,7 @@ def test_dormant_can_be_denied(bench, word):
 
 
 @pytest.mark.parametrize("word", ["1", "yes", "on"])
-def test_dormant_has_several_words(bench, word):
+def test_dormant_accepts_several_spellings(bench, word):
     daemon = bench.start("--dormant", word)
 
     lies_still(daemon, 3)

@@ -1,14 +1,15 @@
-"""Deployments that cannot succeed: one closing report, nothing left behind, ready for the next."""
+"""Deployments that cannot succeed: one closing report, no files left, ready for the next."""
 import pathlib
 
 import pytest
+
 from hawkbit_server import Code, Cut, Drop, Mutate, Status
 
 SCRIPT = "script:one:1.0"
 
 
 def fails(bench, action):
-    """Waits for the end, and returns the details of the one closing report."""
+    """Waits for the end, and returns the details of the only closing report."""
     bench.wait_for_end(action)
     bench.wait_for_exchanges("base", len(bench.exchanges("base")) + 1)
     closing = bench.closing_reports()
@@ -32,7 +33,7 @@ def installs_the_next(bench):
     (Drop(), "HTTP request failed", ""),
     (Cut(10), "HTTP request failed", ""),
 ], ids=["not found", "unavailable", "dropped", "truncated"])
-def test_failed_download(bench, fault, message, record):
+def test_failed_download_fails_the_deployment(bench, fault, message, record):
     bench.server.order("artifact", fault)
     action = bench.assign(bench.script("one", "touch /tmp/ran"), bench.script("two", "touch /tmp/ran"))
     bench.start()
@@ -46,7 +47,7 @@ def test_failed_download(bench, fault, message, record):
     assert installs_the_next(bench)
 
 
-def test_second_file_that_cannot_be_had_takes_the_first_away(bench):
+def test_failed_download_of_the_second_file_removes_the_first(bench):
     bench.server.order("artifact", Code(404), first=2)
     action = bench.assign(bench.script("one", "echo one"), bench.script("two", "touch /tmp/ran"))
     bench.start()
@@ -58,7 +59,7 @@ def test_second_file_that_cannot_be_had_takes_the_first_away(bench):
 
 
 @pytest.mark.parametrize("md5", ["0" * 32, "0" * 30, "no digits", ""])
-def test_wrong_checksum(bench, md5):
+def test_wrong_checksum_fails_the_deployment(bench, md5):
     def change(document):
         document["deployment"]["chunks"][0]["artifacts"][0]["hashes"]["md5"] = md5
         return document
@@ -73,7 +74,7 @@ def test_wrong_checksum(bench, md5):
     assert details[2] == SCRIPT
 
 
-def test_failing_script(bench):
+def test_failing_script_fails_the_deployment(bench):
     action = bench.assign(bench.script("one", "echo it broke; exit 3"),
                           bench.script("two", "touch /tmp/ran"))
     bench.start()
@@ -88,7 +89,7 @@ def test_failing_script(bench):
     assert installs_the_next(bench)
 
 
-def test_killed_script(bench):
+def test_killed_script_fails_the_deployment(bench):
     action = bench.assign(bench.script("one", "echo before; kill -9 $$"))
     bench.start()
 
@@ -99,7 +100,7 @@ def test_killed_script(bench):
     assert "9" in details[1]
 
 
-def test_script_without_a_file(bench):
+def test_script_without_a_file_fails(bench):
     action = bench.assign(bench.server.software_module("script", "one", "1.0"))
     bench.start()
 
@@ -109,7 +110,7 @@ def test_script_without_a_file(bench):
     assert details[2] == SCRIPT
 
 
-def test_part_without_an_installer(bench):
+def test_part_without_an_installer_fails(bench):
     action = bench.assign(bench.server.software_module("toaster", "one", "1.0", {"a.bin": b"x"}))
     bench.start()
 
@@ -136,8 +137,8 @@ def test_unsafe_file_name_is_refused_before_the_download(bench, name):
 
 
 @pytest.mark.parametrize("name", ["a.sh", "A-1_b+c~d=e@f,g%h:i.sh"])
-def test_safe_file_names_are_taken(bench, name):
-    # the server itself refuses an escaped percent sign in a path
+def test_safe_file_names_are_accepted(bench, name):
+    # The server itself refuses an escaped percent sign in a path.
     name = name.replace("%h", "h")
     module = bench.server.software_module("script", "one", "1.0", {name: b"#!/bin/sh\necho ran\n"})
     action = bench.assign(module)
@@ -149,8 +150,8 @@ def test_safe_file_names_are_taken(bench, name):
     assert bench.reports()[1][3][2] == "ran\n"
 
 
-def test_full_disk_is_a_failure_and_not_the_end(make_bench):
-    # a thread sanitizer needs some of it for itself
+def test_full_disk_fails_the_deployment_but_not_the_daemon(make_bench):
+    # A thread sanitizer needs some of it.
     bench = make_bench(tmp_size="2m")
     action = bench.assign(bench.server.software_module(
         "script", "one", "1.0", {"big.sh": b"#!/bin/sh\ntouch /tmp/ran\n" + b"#" * 4000000}))

@@ -3,11 +3,11 @@ import re
 import signal
 
 import pytest
+
 from bench import DEVICE
 from hawkbit_server import Status
 from local_control import RARE, CallLoop
-from powerline_network import (CONTROLLER, NEW, OLD, SERIAL, WITH_SERIAL, WITHOUT_SERIAL,
-                               PowerlineNetwork, count)
+from powerline_network import CONTROLLER, NEW, OLD, SERIAL, WITH_SERIAL, WITHOUT_SERIAL, PowerlineNetwork, count
 
 STARTING = r"INFO \S+ discover_once: action=discover_once message=starting discovery"
 PENDING = "action=pending discover status=1"
@@ -39,7 +39,7 @@ def fixture_network(bench):
 
 
 def wait_for_passes(daemon, count_of_passes):
-    """Waits for the end of that many more passes."""
+    """Waits for the end of this many more passes."""
     start = len(daemon.output.lines)
     for _ in range(count_of_passes):
         daemon.wait_for_line(COLLECTED, start=start)
@@ -66,7 +66,7 @@ def test_adapters_become_targets_of_their_own(bench, network):
     assert count(found(CONTROLLER), daemon) == count(ignored(CONTROLLER), daemon) == 0
 
 
-def test_adapter_that_goes_loses_its_agent_only_if_it_has_no_serial_number(network):
+def test_lost_adapter_keeps_its_agent_only_with_a_serial_number(network):
     leaving = [network.add_with_serial(), network.add_without_serial()]
     daemon = network.start()
     network.wait_for_agents(DEVICE, SERIAL, WITHOUT_SERIAL)
@@ -131,7 +131,7 @@ def unknown_list(bench, _):
 
 def adapter_that_falls_silent(bench, network):
     network.add_with_serial()
-    # after the list and the question what it is
+    # after the list and the query of its type
     bench.gateway.tell("configlayer", exit=1, first=3)
 
 
@@ -142,7 +142,7 @@ def adapter_that_falls_silent(bench, network):
     (adapter_that_falls_silent, ["configlayer returned an error", "1"]),
     (unknown_list, ["configlayer returned data in an unknown format", "no such thing"]),
 ])
-def test_pass_that_fails_ends_the_daemon_and_the_reason_is_logged(bench, network, break_it, reasons):
+def test_failed_pass_ends_the_daemon_and_logs_the_reason(bench, network, break_it, reasons):
     break_it(bench, network)
     daemon = network.start()
 
@@ -179,7 +179,7 @@ def test_without_the_option_nothing_is_discovered(bench, network):
     assert bench.gateway.calls("configlayer") == []
 
 
-def test_tool_that_hangs_holds_up_neither_the_loop_nor_more_of_the_end_than_it_must(bench, network):
+def test_hanging_tool_delays_neither_the_main_loop_nor_the_start_of_the_shutdown(bench, network):
     network.line.controller.hang()
     daemon = network.start()
     bench.wait_until(lambda: network.line.controller.is_held, "the call that hangs")
@@ -189,7 +189,7 @@ def test_tool_that_hangs_holds_up_neither_the_loop_nor_more_of_the_end_than_it_m
     bench.wait_for_exchanges("base", polls + 1)
     daemon.signal(signal.SIGTERM)
     daemon.wait_for_line("run: action=run remaining_agents=0")
-    # The object goes when the daemon has left its loop; now it waits for the tool alone.
+    # The object disappears when the daemon has left its loop; then it waits only for the tool.
     bench.wait_until(lambda: "zephran" not in network.control.bus.objects(), "the end of the loop")
     waiting = daemon.is_running()
     network.line.controller.release()

@@ -1,8 +1,9 @@
 """New firmware for modems on the powerline network."""
 import pytest
+
 from bench import DEVICE
 from hawkbit_server import Status
-from powerline_network import (CONTROLLER, NEW, OLD, SERIAL, WITH_SERIAL, PowerlineNetwork, count)
+from powerline_network import CONTROLLER, NEW, OLD, SERIAL, WITH_SERIAL, PowerlineNetwork, count
 
 VERSION = "SYSTEM.GENERAL.FW_VERSION"
 CHUNK = f"plc_ghn:adapter-firmware:{NEW}"
@@ -32,7 +33,7 @@ def command_lines_of_an_update(mac, file="/tmp/plc.bin"):
 
 
 def command_lines_of_a_pass(network, mac):
-    """Those that name a modem which has just been found."""
+    """The calls that query a newly found modem."""
     kind = "DHCP.GENERAL.ENABLED_IPV4"
     production = ("PRODUCT_CLASS", "DEVICE_NAME", "HW_REVISION", "HW_PRODUCT")
     return [network.get(mac, name) for name in (
@@ -48,7 +49,7 @@ def test_adapter_gets_new_firmware(bench, network, adapter):
 
     assert action.status is Status.FINISHED
     assert adapter.firmware == NEW
-    # later passes only ask whether it is still there
+    # Later passes only check whether it is still there.
     calls = network.calls(WITH_SERIAL)
     found, updated, later = calls[:8], calls[8:14], calls[14:]
     assert found == command_lines_of_a_pass(network, WITH_SERIAL)
@@ -67,7 +68,7 @@ def test_adapter_gets_new_firmware(bench, network, adapter):
     ("vanish_at_reset", "Device did not return after reset", ""),
     ("vanish_while_pushed", "External program returned an error", "1"),
 ])
-def test_update_that_goes_wrong_is_reported(bench, network, adapter, mishap, message, record):
+def test_failed_update_is_reported(bench, network, adapter, mishap, message, record):
     getattr(adapter, mishap)()
     action = bench.server.assign(SERIAL, [network.image(NEW)])
     daemon = network.start()
@@ -85,7 +86,7 @@ def test_update_that_goes_wrong_is_reported(bench, network, adapter, mishap, mes
     assert daemon.is_running()
 
 
-def test_firmware_that_is_there_already_is_not_pushed_again(bench, network, adapter):
+def test_installed_firmware_is_not_pushed_again(bench, network, adapter):
     action = bench.server.assign(SERIAL, [network.image("2.3")])
     adapter.set(VERSION, "1.2.3-r4")
     network.start()
@@ -101,7 +102,7 @@ def test_firmware_that_is_there_already_is_not_pushed_again(bench, network, adap
 
 
 @pytest.mark.parametrize("part", ["script", "os"])
-def test_adapter_takes_nothing_but_its_firmware(bench, network, adapter, part):
+def test_adapter_accepts_only_its_firmware(bench, network, adapter, part):
     module = bench.server.software_module(part, "one", "1.0", {"one.sh": b"#!/bin/sh\ntouch /tmp/ran\n"})
     action = bench.server.assign(SERIAL, [module])
     network.start()
@@ -128,7 +129,7 @@ def test_gateways_own_modem_gets_new_firmware_without_discovery(bench, network):
     assert bench.gateway.calls() == command_lines_of_an_update(CONTROLLER)
 
 
-def test_gateway_without_a_modem_refuses_its_firmware(bench, network):
+def test_gateway_without_a_modem_refuses_modem_firmware(bench, network):
     network.line.configure(controller="no address")
     action = bench.assign(network.image(NEW))
     daemon = bench.start()
@@ -142,8 +143,8 @@ def test_gateway_without_a_modem_refuses_its_firmware(bench, network):
                  daemon) == 1
 
 
-def test_update_that_costs_the_adapter_its_agent_is_completed_by_the_next_one(bench, network):
-    # The pass asks the modems in the order of their addresses, so this one holds it up.
+def test_update_during_which_the_adapter_loses_its_agent_is_completed_by_the_next_agent(bench, network):
+    # A pass queries the modems in the order of their addresses, so this one blocks it.
     first = network.add_with_serial()
     adapter = network.add_without_serial()
     daemon = network.start()

@@ -1,12 +1,11 @@
-"""Firmware, packages, boot loaders and chips: what the daemon asks of the gateway's tools."""
+"""Firmware, packages, boot loaders and chips: how the daemon uses the gateway's tools."""
 import signal
 
 import pytest
+
 from gateway import firmware_image, package
 from hawkbit_server import Status
-from release import (ERASE_SIZE, FLASH_SIZE, LOADER, NEW, OLD, PARTITION, Release, closing_report,
-                     failure)
-
+from release import ERASE_SIZE, FLASH_SIZE, LOADER, NEW, OLD, PARTITION, Release, closing_report, failure
 
 # ---- firmware
 
@@ -15,7 +14,7 @@ def firmware(bench, content, version=NEW):
     return bench.server.software_module("os", "firmware", version, {"fw.bin": content})
 
 
-def test_firmware_that_did_not_take_is_one_failure_and_the_next_deployment_is_taken(bench):
+def test_unexpected_firmware_version_fails_once_and_the_next_deployment_succeeds(bench):
     release = Release(bench, ["os", "opkg"])
     _, tool = release.modules
     broken = bench.assign(firmware(bench, firmware_image("2.0.9_20251231")), tool)
@@ -43,7 +42,7 @@ def test_firmware_that_did_not_take_is_one_failure_and_the_next_deployment_is_ta
     assert bench.gateway.packages == {"tool": ("1.4", "installed")}
 
 
-def test_firmware_that_is_no_image_is_refused_by_its_tool(bench):
+def test_invalid_firmware_image_is_refused_by_the_tool(bench):
     release = Release(bench, ["os"])
     action = bench.assign(firmware(bench, b"no image"))
     supervisor = release.supervise()
@@ -56,7 +55,7 @@ def test_firmware_that_is_no_image_is_refused_by_its_tool(bench):
     assert bench.gateway.firmware == OLD
 
 
-def test_firmware_that_runs_already_is_not_written_again(bench):
+def test_running_firmware_is_not_written_again(bench):
     release = Release(bench, ["os"])
     bench.gateway.install_firmware(NEW)
     action = release.assign()
@@ -71,7 +70,7 @@ def test_firmware_that_runs_already_is_not_written_again(bench):
     assert bench.option("version_os") == NEW
 
 
-def test_firmware_that_is_recorded_is_not_even_downloaded(bench):
+def test_recorded_firmware_version_is_not_downloaded(bench):
     bench.gateway.config("zephran", bench.gateway.config("zephran") +
                          f"\toption version_os '{NEW}'\n"
                          "\toption installation_time_os '2026-01-02T03:04:05Z'\n")
@@ -87,7 +86,7 @@ def test_firmware_that_is_recorded_is_not_even_downloaded(bench):
     assert action.status is Status.FINISHED
 
 
-def test_gateway_that_does_not_say_its_firmware_gets_none(bench):
+def test_gateway_with_an_unknown_firmware_version_gets_none(bench):
     action = Release(bench, ["os"]).assign()
     (bench.gateway.run_dir / "etc/nevra-version").unlink()
     bench.start()
@@ -98,7 +97,7 @@ def test_gateway_that_does_not_say_its_firmware_gets_none(bench):
     assert bench.gateway.calls("sysupgrade") == []
 
 
-def test_flash_type_of_the_gateway_reaches_the_firmware_tool(bench):
+def test_flash_type_is_passed_to_the_firmware_tool(bench):
     release = Release(bench, ["os"])
     action = release.assign()
     release.supervise(properties={"installed_flash_type": "nand"})
@@ -109,7 +108,7 @@ def test_flash_type_of_the_gateway_reaches_the_firmware_tool(bench):
     assert bench.gateway.calls("sysupgrade") == ["sysupgrade nand /tmp/fw.bin"]
 
 
-def test_failed_preparations_do_not_keep_firmware_from_being_installed(bench):
+def test_failed_preparations_do_not_prevent_the_installation_of_firmware(bench):
     release = Release(bench, ["os"])
     action = release.assign()
     bench.gateway.tell("prepare_download.sh", exit=1)
@@ -124,7 +123,7 @@ def test_failed_preparations_do_not_keep_firmware_from_being_installed(bench):
     release.assert_installed()
 
 
-def test_gateway_without_the_service_in_the_way(bench):
+def test_firmware_is_installed_without_the_opensync_service(bench):
     release = Release(bench, ["os"])
     bench.gateway.take_away("opensync")
     action = release.assign()
@@ -139,7 +138,7 @@ def test_gateway_without_the_service_in_the_way(bench):
 # ---- packages
 
 
-def test_package_is_installed_and_its_output_reported(bench):
+def test_package_is_installed_and_its_output_is_reported(bench):
     release = Release(bench, ["opkg"])
     action = release.assign()
     bench.start()
@@ -152,7 +151,7 @@ def test_package_is_installed_and_its_output_reported(bench):
     release.assert_installed()
 
 
-def test_package_that_is_corrupt_leaves_no_trace(bench):
+def test_corrupt_package_leaves_nothing_behind(bench):
     content = package("tool", "1.4", {"tool.txt": b"the tool\n"})
     action = bench.assign(bench.server.software_module(
         "opkg", "tool", "1.4", {"tool.ipk": content[:len(content) // 2]}))
@@ -168,7 +167,7 @@ def test_package_that_is_corrupt_leaves_no_trace(bench):
 # ---- boot loaders
 
 
-def test_boot_loader_that_is_there_already_is_left_alone(bench):
+def test_identical_boot_loader_is_not_written_again(bench):
     release = Release(bench, ["bl"])
     release.flash.write_bytes(LOADER.ljust(FLASH_SIZE, b"\377"))
     action = release.assign()
@@ -185,7 +184,7 @@ def test_boot_loader_that_is_there_already_is_left_alone(bench):
 
 @pytest.mark.parametrize("mtd, file", [(["--bootloader-mtd", "mtd9"], "/sys/class/mtd/mtd9/erasesize"),
                                        ([], "/sys/class/mtd//erasesize")], ids=["other", "none"])
-def test_boot_loader_without_its_partition_is_a_failure(bench, mtd, file):
+def test_boot_loader_without_a_partition_fails(bench, mtd, file):
     action = Release(bench, ["bl"]).assign()
     bench.start(*mtd)
 
@@ -197,7 +196,7 @@ def test_boot_loader_without_its_partition_is_a_failure(bench, mtd, file):
     assert bench.gateway.calls() == []
 
 
-def test_boot_loader_is_written_again_until_it_is_there(bench):
+def test_writing_the_boot_loader_is_retried(bench):
     release = Release(bench, ["bl"])
     action = release.assign()
     bench.gateway.tell("dd", when="midway", exit=1, times=3)
@@ -208,12 +207,12 @@ def test_boot_loader_is_written_again_until_it_is_there(bench):
 
     write, erase = f"dd if=/tmp/loader.bin of=/dev/mtd1 bs={ERASE_SIZE}", "flash_erase /dev/mtd1 0 0"
     assert action.status is Status.FINISHED
-    # an erase that failed is tried again before anything is written
+    # A failed erase is retried before anything is written.
     assert bench.gateway.calls() == [erase, write, erase, write, erase, erase, write, erase, write]
     release.assert_installed()
 
 
-def test_boot_loader_that_cannot_be_written_is_given_up(bench):
+def test_boot_loader_fails_after_the_last_retry(bench):
     action = Release(bench, ["bl"]).assign()
     bench.gateway.tell("dd", exit=1, times=None)
     bench.start("--bootloader-mtd", PARTITION)
@@ -228,7 +227,7 @@ def test_boot_loader_that_cannot_be_written_is_given_up(bench):
     assert bench.option("version_bl") is None
 
 
-def test_boot_loader_that_reads_back_differently_is_a_failure(bench):
+def test_boot_loader_that_fails_verification_is_a_failure(bench):
     action = Release(bench, ["bl"]).assign()
     bench.gateway.tell("dd", when="midway", exit=0)
     bench.start("--bootloader-mtd", PARTITION)
@@ -244,7 +243,7 @@ def test_boot_loader_that_reads_back_differently_is_a_failure(bench):
 # ---- powerline
 
 
-def test_powerline_service_that_does_not_start_again_is_a_failure(bench):
+def test_powerline_service_that_does_not_restart_is_a_failure(bench):
     action = Release(bench, ["plc"]).assign()
     bench.gateway.tell("plc", exit=4, first=2)
     bench.start()
@@ -255,7 +254,7 @@ def test_powerline_service_that_does_not_start_again_is_a_failure(bench):
     assert bench.gateway.calls() == ["plc stop", "plc start"]
 
 
-def test_powerline_firmware_that_cannot_be_stored_does_not_leave_the_service_stopped(bench):
+def test_powerline_service_is_restarted_when_its_firmware_cannot_be_stored(bench):
     action = Release(bench, ["plc"]).assign()
     (bench.gateway.run_dir / "lib/firmware/plc/user.nvm.tmp").mkdir()
     bench.start()

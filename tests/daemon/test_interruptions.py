@@ -1,5 +1,6 @@
-"""The power fails while an installer is at work, and the supervisor starts the daemon again."""
+"""The power fails while an installer is running, and the supervisor restarts the daemon."""
 import pytest
+
 from hawkbit_server import Status
 from release import NEW, OLD, Release, let_it_poll_again
 
@@ -25,7 +26,7 @@ def assert_closed_once(bench, action, status=Status.FINISHED):
 
 
 @pytest.mark.parametrize("part, tool, moment", INTERRUPTIONS)
-def test_interrupted_part_is_installed_anew(bench, part, tool, moment):
+def test_interrupted_part_is_installed_again(bench, part, tool, moment):
     release = Release(bench, ["script", part])
     action = release.assign()
     bench.gateway.tell(tool, when=moment, hang=True)
@@ -36,13 +37,13 @@ def test_interrupted_part_is_installed_anew(bench, part, tool, moment):
 
     supervisor.daemon.wait_for_line("WARNING .*action=resume message=restarting chunk$")
     assert_closed_once(bench, action)
-    # the part twice, and the script that was done before it once
+    # The part twice, the script that was finished before it once.
     assert len(bench.exchanges("artifact")) == 3
     assert bench.reports()[-1][2:] == ("1/1", ["Deployment successful"])
     release.assert_installed()
 
 
-def test_powerline_service_that_was_interrupted_in_its_start(bench):
+def test_powerline_service_interrupted_during_its_start_is_installed_again(bench):
     release = Release(bench, ["plc"])
     action = release.assign()
     bench.gateway.tell("plc", hang=True, first=2)
@@ -57,7 +58,7 @@ def test_powerline_service_that_was_interrupted_in_its_start(bench):
 
 
 @pytest.mark.parametrize("moment", ["before", "midway"])
-def test_firmware_that_was_interrupted_before_it_was_written_is_a_failure(bench, moment):
+def test_firmware_interrupted_before_it_was_written_fails(bench, moment):
     release = Release(bench, ["os", "opkg"])
     action = release.assign()
     bench.gateway.tell("sysupgrade", when=moment, hang=True)
@@ -77,7 +78,7 @@ def test_firmware_that_was_interrupted_before_it_was_written_is_a_failure(bench,
 
 
 @pytest.mark.parametrize("cuts", [1, 3])
-def test_firmware_that_was_written_counts_however_often_the_power_fails(bench, cuts):
+def test_written_firmware_counts_however_often_the_power_fails(bench, cuts):
     release = Release(bench, ["os", "opkg"])
     action = release.assign()
     bench.gateway.tell("sysupgrade", when="after", hang=True)
@@ -95,7 +96,7 @@ def test_firmware_that_was_written_counts_however_often_the_power_fails(bench, c
 
 
 @pytest.mark.parametrize("part", ["os", "opkg"])
-def test_power_cut_during_a_download(bench, part):
+def test_download_is_repeated_after_a_power_cut(bench, part):
     release = Release(bench, [part])
     action = release.assign()
     stall = bench.stall("artifact")
@@ -112,7 +113,7 @@ def test_power_cut_during_a_download(bench, part):
     release.assert_installed()
 
 
-def test_package_manager_that_outlives_its_daemon(bench):
+def test_package_manager_may_outlive_its_daemon(bench):
     release = Release(bench, ["opkg"])
     action = release.assign()
     bench.gateway.tell("opkg", when="after", hang=True)
@@ -130,7 +131,7 @@ def test_package_manager_that_outlives_its_daemon(bench):
     release.assert_installed()
 
 
-def test_soft_release_that_had_begun_goes_on_without_a_second_consent(bench):
+def test_started_soft_release_resumes_without_a_second_consent(bench):
     bench.configure("service.automatic_update", "0")
     release = Release(bench, ["os"])
     action = release.assign("soft")

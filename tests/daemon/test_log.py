@@ -1,4 +1,4 @@
-"""Form of the log: lines, streams, levels."""
+"""The format of the log: lines, streams, levels."""
 import datetime
 import re
 
@@ -10,15 +10,15 @@ LEVELS = ["DEBUG", "INFO", "WARNING", "ERROR"]
 
 
 def levels_of(text):
-    """Levels of the lines that begin an entry; a diagnostic text may go on over several lines."""
+    """Levels of the lines that begin an entry; a diagnostic text may span several lines."""
     return {match.group(2) for match in map(LINE.match, text.splitlines()) if match}
 
 
 @pytest.mark.parametrize("level", LEVELS)
-def test_level_lets_itself_and_everything_above_through(bench, level):
+def test_log_level_shows_its_own_and_more_severe_entries(bench, level):
     daemon = bench.start_without_server("--log-level", level)
 
-    # the failing poll is logged at every level; at ERROR it is all there is
+    # The failed poll is logged at every level; at ERROR it is the only entry.
     daemon.wait_for_line(" ERROR ")
     if level != "ERROR":
         daemon.wait_for_line("event=backoff")
@@ -48,15 +48,15 @@ def test_every_line_of_a_quiet_run_has_the_form(bench):
 
 
 def test_time_is_utc_whatever_the_time_zone(bench):
-    # a zone without a database entry, 14 hours ahead of UTC
+    # A zone without a database entry, 14 hours ahead of UTC.
     daemon = bench.start(level="INFO", env={"TZ": "AHEAD-14"})
 
     line = LINE.match(daemon.wait_for_line(" INFO ").string)
     daemon.kill()
 
-    now = datetime.datetime.now(datetime.timezone.utc)
+    now = datetime.datetime.now(datetime.UTC)
     logged = datetime.datetime.combine(
-        now.date(), datetime.time.fromisoformat(line.group(1)), datetime.timezone.utc)
+        now.date(), datetime.time.fromisoformat(line.group(1)), datetime.UTC)
     distance = abs((now - logged).total_seconds())
-    # within an hour, also over midnight: the zone is much further away
+    # Within an hour, even over midnight; the zone is much further away.
     assert min(distance, 86400 - distance) < 3600

@@ -1,17 +1,18 @@
-"""A power cut at any moment of a release, and the release is installed all the same.
+"""A power cut at any moment of a release does not prevent its installation.
 
-The release comes in three pieces, which together take every part. ZEPHRAN_POWER_CUT_STEP, in
-seconds between two cuts, makes the search finer or coarser.
+The release is split into three, which together cover every part. ZEPHRAN_POWER_CUT_STEP, in seconds
+between two cuts, makes the search finer or coarser.
 """
 import os
 import time
 
 import pytest
+
 from hawkbit_server import Status
 from release import NEW, OLD, Release, let_it_poll_again
 
 STEP = float(os.environ.get("ZEPHRAN_POWER_CUT_STEP", "3"))
-# How long each piece takes on an idle machine. A cut that comes too late for it is harmless, too.
+# How long each piece takes on an idle machine. A cut after its end is harmless.
 DURATIONS = {("script", "os"): 38, ("bl", "zw"): 31, ("opkg", "plc"): 31}
 CUTS = [pytest.param(parts, 1 + number * STEP, id=f"{'+'.join(parts)}-{1 + number * STEP:g}s")
         for parts, duration in DURATIONS.items() for number in range(int(duration / STEP))]
@@ -20,7 +21,7 @@ SCRIPT_STARTED = ["Installation started", "script:settings:3"]
 
 
 @pytest.mark.parametrize("parts, second", CUTS)
-def test_power_cut(bench, parts, second):
+def test_power_cut_at_any_moment_is_survived(bench, parts, second):
     release = Release(bench, parts)
     action = release.assign()
     supervisor = release.supervise()
@@ -28,7 +29,7 @@ def test_power_cut(bench, parts, second):
 
     supervisor.power_cut()
     reported = [report[3] for report in bench.reports()]
-    # Between the announcement and the work the two that can resume take one for the other.
+    # After a cut between its report and its work, a resumable installer takes the work for done.
     firmware_was_lost = FIRMWARE_STARTED in reported and bench.gateway.firmware == OLD
     script_was_lost = SCRIPT_STARTED in reported and bench.gateway.installed_files == {}
     bench.wait_for_end(action)

@@ -1,4 +1,4 @@
-"""The gateway's properties: from the file, over the log, to the server."""
+"""The gateway's properties: read from the file, logged, and sent to the server."""
 import re
 
 import pytest
@@ -23,7 +23,7 @@ def test_properties_are_logged_in_the_order_of_names_and_sent(bench):
                    "data": {"a": "1", "b": "2", "dormant": "0", "installed_flash_type": ""}}
 
 
-def test_flash_type_comes_from_the_properties_and_not_from_the_option(bench):
+def test_flash_type_is_taken_from_the_properties_only(bench):
     bench.start("--installed-flash-type", "nor", properties={"installed_flash_type": "nand"})
     put = bench.wait_for_exchanges("configData", 1)[0].json()
 
@@ -40,7 +40,7 @@ def test_without_a_file_the_daemon_sends_its_own_properties(bench):
     ("path", "~/.profile `id`", ("path", "?/.profile ?id?"), 1),
     ("k" * 200, "v" * 129, ("k" * 128, "v" * 128), 2),
 ], ids=["value", "key", "shell", "too long"])
-def test_properties_that_the_server_would_refuse_are_cleaned(bench, key, value, kept, changes):
+def test_properties_that_the_server_would_refuse_are_sanitized(bench, key, value, kept, changes):
     daemon = bench.start(properties={key: value}, level="INFO")
     put = bench.wait_for_exchanges("configData", 1)[0]
 
@@ -52,7 +52,7 @@ def test_properties_that_the_server_would_refuse_are_cleaned(bench, key, value, 
     assert all(f"key={kept[0]}" in line or f"key={key}" in line for line in warnings)
 
 
-def test_cleaning_is_logged_once_however_often_the_properties_are_sent(bench):
+def test_sanitizing_is_logged_once_however_often_the_properties_are_sent(bench):
     daemon = bench.start(properties={"t": "21 °C"}, level="INFO")
     bench.wait_for_exchanges("configData", 1)
     bench.server.request_attributes("gw-1")
@@ -62,7 +62,7 @@ def test_cleaning_is_logged_once_however_often_the_properties_are_sent(bench):
     assert daemon.out.count(" WARNING ") == 1
 
 
-def test_more_than_a_hundred_properties_are_cut_to_the_servers_limit(bench):
+def test_properties_are_limited_to_the_hundred_that_the_server_accepts(bench):
     names = [f"p{number:03}" for number in range(150)]
     stored = attributes_after(bench, properties=dict.fromkeys(names, "x"))
 
@@ -70,7 +70,7 @@ def test_more_than_a_hundred_properties_are_cut_to_the_servers_limit(bench):
     assert sorted(stored) == ["dormant", "installed_flash_type", *names[:98]]
 
 
-def test_asked_for_again_they_are_sent_again(bench):
+def test_properties_are_sent_again_on_request(bench):
     bench.start(properties={"a": "1"})
     bench.wait_for_exchanges("configData", 1)
     bench.server.request_attributes("gw-1")

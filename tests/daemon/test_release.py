@@ -1,4 +1,4 @@
-"""A whole release in one deployment: every part type, and the reboot in the middle."""
+"""A complete release in one deployment: every part type, with a reboot in between."""
 import re
 
 from hawkbit_server import Status
@@ -40,7 +40,7 @@ def test_release_of_every_part_in_the_order_of_the_installers(bench):
     release.assert_installed()
 
 
-def test_release_that_is_installed_is_not_installed_again(bench):
+def test_installed_release_is_not_installed_again(bench):
     release = Release(bench)
     first = release.assign()
     release.supervise()
@@ -54,7 +54,7 @@ def test_release_that_is_installed_is_not_installed_again(bench):
     bench.wait_for_end(second)
 
     assert second.status is Status.FINISHED
-    # nothing is known of what a script or a package has left behind
+    # There is no record of what a script or a package has installed.
     assert len(bench.exchanges("artifact")) == downloads + 2
     assert bench.gateway.calls()[calls:] == ["opkg --force-overwrite install /tmp/tool.ipk"]
     deployed = [report[3] for report in bench.reports()[reports:] if "Chunk deployed" in report[3]]
@@ -67,7 +67,7 @@ def test_release_that_is_installed_is_not_installed_again(bench):
     release.assert_installed()
 
 
-def test_release_during_which_the_power_fails_in_every_part(bench):
+def test_release_survives_a_power_cut_in_every_part(bench):
     release = Release(bench)
     action = release.assign()
     tools = [("sysupgrade", "after"), ("zwprogrammer", "midway"), ("dd", "midway"), ("plc", "after"),
@@ -90,7 +90,7 @@ def test_release_during_which_the_power_fails_in_every_part(bench):
     release.assert_installed()
 
 
-def test_next_release_completes_what_a_failed_one_has_begun(bench):
+def test_next_release_completes_a_failed_one(bench):
     release = Release(bench, ["plc", "bl", "zw"])
     failing = release.assign()
     bench.gateway.tell("flash_erase", exit=1)

@@ -1,7 +1,8 @@
-"""Reports on their way: texts the server would refuse, and a server that takes no report."""
+"""Reports: texts that the server would refuse, and a server that accepts no report."""
 import re
 
 import pytest
+
 from hawkbit_server import Code, Drop, Status
 
 
@@ -16,7 +17,7 @@ def output_of(bench):
     ("<!-- c --><?xml?>", "< !-- c -->< ?xml?>\n"),
     ("1 < 2, a<2, <<EOF, &lt;", "1 < 2, a<2, << EOF, &lt;\n"),
 ])
-def test_markup_in_an_output_is_made_acceptable(bench, printed, recorded):
+def test_markup_in_output_is_made_acceptable(bench, printed, recorded):
     action = bench.assign(bench.script("one", f"cat <<'END'\n{printed}\nEND"))
     bench.start()
 
@@ -36,7 +37,7 @@ def test_control_characters_become_blanks(bench):
     assert output_of(bench) == "a b [1mc\td \n"
 
 
-def test_bytes_that_are_no_text_do_no_harm(bench):
+def test_output_that_is_not_text_does_no_harm(bench):
     action = bench.assign(bench.script("one", r"printf 'a\377\376b\n'"))
     bench.start()
 
@@ -47,7 +48,7 @@ def test_bytes_that_are_no_text_do_no_harm(bench):
 
 
 @pytest.mark.parametrize("character", ["x", "ä", "\N{PARTY POPPER}"], ids=["ascii", "umlaut", "emoji"])
-def test_long_output_keeps_its_beginning_and_its_end(bench, character):
+def test_long_output_keeps_its_beginning_and_end(bench, character):
     script = (f"echo first; i=0; while [ $i -lt 1200 ]; do "
               f"echo '{character * 49}'; i=$((i+1)); done; echo last")
     action = bench.assign(bench.script("one", script))
@@ -78,7 +79,7 @@ def test_long_output_of_a_failure_is_recorded_too(bench):
 
 
 @pytest.mark.parametrize("fault", [Code(500), Code(410), Drop()], ids=["500", "410", "dropped"])
-def test_report_that_fails_ends_the_process_and_a_restart_goes_on(bench, fault):
+def test_failed_report_ends_the_process_and_a_restart_resumes_the_deployment(bench, fault):
     bench.server.order("feedback", fault)
     action = bench.assign(bench.script("one", "echo fine"))
     daemon = bench.start()
@@ -93,7 +94,7 @@ def test_report_that_fails_ends_the_process_and_a_restart_goes_on(bench, fault):
     assert bench.gateway.leftovers() == []
 
 
-def test_lost_closing_report_is_made_up_for(bench):
+def test_lost_closing_report_is_sent_again(bench):
     bench.server.order("feedback", Code(500), first=3)
     action = bench.assign(bench.script("one", "echo fine"))
     daemon = bench.start()
@@ -107,7 +108,7 @@ def test_lost_closing_report_is_made_up_for(bench):
     assert [report[0] for report in bench.reports()][-1] == "closed"
 
 
-def test_closing_report_whose_answer_was_lost_does_no_harm(bench):
+def test_closing_report_with_a_lost_answer_does_no_harm(bench):
     bench.server.order("feedback", Drop(processed=True), first=3)
     action = bench.assign(bench.script("one", "echo fine"))
     daemon = bench.start()

@@ -1,4 +1,4 @@
-"""A deployment goes on where a power cut or a killed daemon has left it."""
+"""A deployment resumes after a power cut or after the daemon was killed."""
 from hawkbit_server import Status
 from held_script import HeldScript
 
@@ -7,7 +7,7 @@ def details(bench):
     return [report[3] for report in bench.reports()]
 
 
-def test_killed_in_the_first_chunk(bench):
+def test_deployment_resumes_after_a_kill_during_the_first_chunk(bench):
     held = HeldScript(bench, "one")
     action = bench.assign(held.module, bench.script("two", "echo two"))
     daemon = bench.start()
@@ -22,7 +22,7 @@ def test_killed_in_the_first_chunk(bench):
     assert action.status is Status.FINISHED
     assert held.runs == 1
     assert len(bench.exchanges("artifact")) == 2
-    # a script that was started counts as done; its output went with the daemon
+    # A started script counts as done; its output was lost with the daemon.
     assert details(bench) == [
         ["Installation started", "script:one:1.0"], ["Chunk deployed", "script:one:1.0"],
         ["Installation started", "script:two:1.0"], ["Chunk deployed", "script:two:1.0", "two\n"],
@@ -30,7 +30,7 @@ def test_killed_in_the_first_chunk(bench):
     assert bench.gateway.leftovers() == held.own_files
 
 
-def test_power_cut_in_the_third_chunk_with_the_report_read_back_in_the_other_order(bench):
+def test_deployment_resumes_from_a_reordered_history_after_a_power_cut(bench):
     held = HeldScript(bench, "three")
     long_output = "i=0; while [ $i -lt 30 ]; do echo 'a line of some length:' $i; i=$((i+1)); done"
     action = bench.assign(bench.script("one", long_output), bench.script("two", long_output),
@@ -55,7 +55,7 @@ def test_power_cut_in_the_third_chunk_with_the_report_read_back_in_the_other_ord
     assert bench.gateway.leftovers() == []
 
 
-def test_soft_deployment_that_had_begun_needs_no_consent_to_go_on(bench):
+def test_started_soft_deployment_needs_no_consent_to_resume(bench):
     held = HeldScript(bench, "one")
     action = bench.assign(held.module, type="soft")
     bench.start()
@@ -69,8 +69,8 @@ def test_soft_deployment_that_had_begun_needs_no_consent_to_go_on(bench):
     assert action.status is Status.FINISHED
 
 
-def test_killed_between_two_chunks_starts_from_the_beginning(bench):
-    # the newest report is then "Chunk deployed", which tells nothing about an installation
+def test_deployment_restarts_after_a_kill_between_two_chunks(bench):
+    # The newest report is then "Chunk deployed", which says nothing about a running installation.
     held = HeldScript(bench, "two")
     action = bench.assign(bench.script("one", "echo one"), held.module)
     stall = bench.stall("artifact", first=2)

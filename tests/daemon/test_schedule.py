@@ -2,8 +2,7 @@
 import re
 
 from hawkbit_server import Status
-from update_window import (DAYS, WAITING_ON_SCHEDULE, WAITING_ON_USER, day_after, rests_in,
-                           set_schedule)
+from update_window import DAYS, WAITING_ON_SCHEDULE, WAITING_ON_USER, day_after, rests_in, set_schedule
 
 
 def test_without_a_schedule_a_soft_deployment_starts_at_once(bench):
@@ -12,7 +11,7 @@ def test_without_a_schedule_a_soft_deployment_starts_at_once(bench):
 
     bench.wait_for_end(action)
 
-    # the history that the server handed out held nothing but its own note
+    # The history from the server contained only its own entry.
     offered = bench.exchanges("deploymentBase")[0].response_json()
     assert offered["actionHistory"]["messages"] == ["Assignment initiated by user 'admin'"]
     assert offered["deployment"]["update"] == "attempt"
@@ -74,14 +73,14 @@ def test_schedule_is_logged_at_the_start(bench):
                          r"weekdays=34$")
 
 
-def test_schedule_that_is_off_is_logged_too(bench):
+def test_disabled_schedule_is_logged_too(bench):
     daemon = bench.start(level="INFO")
 
     daemon.wait_for_line(r"INFO \S+ read_update_schedule: action=read_update_schedule "
                          r"message=schedule disabled in config$")
 
 
-def test_unreadable_schedule_is_no_schedule(bench):
+def test_unreadable_schedule_is_ignored(bench):
     set_schedule(bench, "monday")
     daemon = bench.start()
 

@@ -1,5 +1,8 @@
-"""A server that errs: back-off where the poll fails, one retry where anything else does."""
+"""Server errors: back-off when a poll fails, one retry when anything else does."""
+import itertools
+
 import pytest
+
 from hawkbit_server import Code, Drop, Mutate, Status, Text
 
 FINISHED = 12
@@ -28,7 +31,7 @@ def test_failed_poll_backs_off(bench, fault):
     assert [each.kind for each in bench.server.exchanges()] == ["base"]
 
 
-def test_poll_follows_at_once_when_the_properties_were_sent(bench):
+def test_poll_follows_immediately_after_the_properties(bench):
     daemon = bench.start()
 
     bench.wait_for_exchanges("base", 2)
@@ -37,19 +40,19 @@ def test_poll_follows_at_once_when_the_properties_were_sent(bench):
     assert [each.kind for each in bench.exchanges()][:3] == ["base", "configData", "base"]
 
 
-def test_polling_time_is_the_servers(bench):
+def test_server_sets_the_polling_time(bench):
     bench.start()
 
     polls = bench.wait_for_exchanges("base", 4)
 
-    # between two polls lies the server's 8 s, and at most a few seconds of a busy machine more
+    # The server's polling time is 8 s; a busy machine adds a few seconds at most.
     assert all(later.arrived - earlier.arrived >= 7
-               for earlier, later in zip(polls[1:], polls[2:]))
+               for earlier, later in itertools.pairwise(polls))
 
 
 @pytest.mark.parametrize("kind", ["configData", "deploymentBase"])
 @pytest.mark.parametrize("fault", [Code(503), Drop()], ids=["503", "dropped"])
-def test_one_failure_is_retried(bench, kind, fault):
+def test_single_failure_is_retried(bench, kind, fault):
     bench.server.order(kind, fault)
     action = bench.assign(bench.script("one", "echo fine"))
     daemon = bench.start()
@@ -60,7 +63,7 @@ def test_one_failure_is_retried(bench, kind, fault):
     assert action.status is Status.FINISHED
 
 
-def test_second_failure_ends_the_cycle_and_the_next_poll_goes_on(bench):
+def test_second_failure_ends_the_cycle_and_the_next_poll_continues(bench):
     bench.server.order("deploymentBase", Code(503), times=2)
     action = bench.assign(bench.script("one", "echo fine"))
     daemon = bench.start()
@@ -85,7 +88,7 @@ def text_for_chunks(document):
 @pytest.mark.parametrize("fault", [
     Text("{"), Text("null"), Text("{}"), Mutate(without_hashes), Mutate(text_for_chunks)],
     ids=["broken", "null", "empty", "no hashes", "chunks are text"])
-def test_unusable_deployment_is_survived(bench, fault):
+def test_daemon_survives_an_unusable_deployment(bench, fault):
     bench.server.order("deploymentBase", fault, times=2)
     action = bench.assign(bench.script("one", "echo fine"))
     daemon = bench.start()
@@ -96,7 +99,7 @@ def test_unusable_deployment_is_survived(bench, fault):
     assert action.status is Status.FINISHED
 
 
-def test_unusable_cancel_action_is_survived(bench):
+def test_daemon_survives_an_unusable_cancel_action(bench):
     bench.configure("service.automatic_update", "0")
     bench.server.order("cancelAction", Text("{}"), times=2)
     action = bench.assign(bench.script("one", "echo fine"), type="soft")
@@ -110,7 +113,7 @@ def test_unusable_cancel_action_is_survived(bench):
     assert action.status is Status.CANCELED
 
 
-def test_server_that_comes_back_is_found_again(bench):
+def test_daemon_reconnects_to_a_server_that_comes_back(bench):
     bench.start()
     bench.wait_for_exchanges("configData", 1)
     action = bench.assign(bench.script("one", "echo fine"))

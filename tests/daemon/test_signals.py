@@ -3,6 +3,7 @@ import re
 import signal
 
 import pytest
+
 from hawkbit_server import Status
 
 FORCED = "action=run message=process was signaled but we didn't return, forcing exit"
@@ -18,7 +19,7 @@ def is_at_rest(daemon):
 
 
 @pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT])
-def test_at_rest_it_stops_with_status_0(bench, number):
+def test_idle_daemon_stops_with_status_0(bench, number):
     daemon = bench.start()
     is_at_rest(daemon)
 
@@ -30,7 +31,7 @@ def test_at_rest_it_stops_with_status_0(bench, number):
     assert re.search(r"WARNING \S+ abort_agents: event=abort_agents$", daemon.out, re.M)
 
 
-def test_agent_that_cannot_finish_is_left_behind_with_status_1(bench):
+def test_agent_that_cannot_finish_is_abandoned_with_status_1(bench):
     daemon = bench.start_without_server()
     daemon.wait_for_line("event=backoff")
 
@@ -43,7 +44,7 @@ def test_agent_that_cannot_finish_is_left_behind_with_status_1(bench):
     assert len(signal_lines(daemon)) == 1
 
 
-def test_every_signal_is_logged_and_none_hastens_the_end(bench):
+def test_every_signal_is_logged_and_none_speeds_up_the_shutdown(bench):
     daemon = bench.start_without_server()
     daemon.wait_for_line("event=backoff")
 
@@ -65,7 +66,7 @@ def test_other_signals_keep_their_effect(bench):
     assert daemon.wait() == -signal.SIGHUP
 
 
-def test_broken_pipe_does_not_end_it(bench):
+def test_broken_pipe_does_not_end_the_daemon(bench):
     daemon = bench.start()
     is_at_rest(daemon)
 
@@ -75,7 +76,7 @@ def test_broken_pipe_does_not_end_it(bench):
     assert daemon.is_running()
 
 
-def test_deployment_that_was_stopped_is_taken_up_by_the_next_start(bench):
+def test_stopped_deployment_is_resumed_by_the_next_start(bench):
     action = bench.assign(bench.script("one", "echo one"), bench.script("two", "echo two"))
     daemon = bench.start()
     bench.wait_until(bench.reports, "the start of the first script")

@@ -1,5 +1,6 @@
-"""Whom the daemon trusts, and as whom it presents itself."""
+"""Which servers the daemon trusts, and how it authenticates itself."""
 import pytest
+
 from hawkbit_server import Status, Tls
 
 
@@ -9,13 +10,13 @@ def refuses(daemon, bench):
     assert bench.server.exchanges() == []
 
 
-def test_server_of_a_foreign_authority_is_refused(make_bench, pki):
+def test_server_of_an_unknown_authority_is_refused(make_bench, pki):
     bench = make_bench(tls=Tls(pki.stranger_server.certificate, pki.stranger_server.key))
 
     refuses(bench.start(), bench)
 
 
-def test_given_bundle_is_the_only_one_that_counts(bench):
+def test_given_bundle_is_the_only_one_trusted(bench):
     refuses(bench.start(ca=bench.pki.stranger.certificate), bench)
 
 
@@ -25,13 +26,13 @@ def test_server_with_another_name_is_refused(make_bench, pki):
     refuses(bench.start(), bench)
 
 
-def test_server_may_be_given_by_its_address(bench):
+def test_server_may_be_given_as_an_address(bench):
     bench.start(server=f"127.0.0.1:{bench.server.port}")
 
     assert bench.wait_for_exchanges("base", 1)[0].status == 200
 
 
-def test_link_without_encryption_is_refused(make_bench):
+def test_unencrypted_link_is_refused(make_bench):
     bench = make_bench(base_scheme="http")
     bench.assign(bench.script("one", "touch /tmp/ran"))
     daemon = bench.start()
@@ -47,7 +48,7 @@ def start_with(bench, pair):
 
 
 @pytest.mark.parametrize("mode", ["demanded", "required"])
-def test_client_certificate_is_presented_on_every_request(make_bench, pki, mode):
+def test_client_certificate_is_sent_with_every_request(make_bench, pki, mode):
     bench = make_bench(tls=Tls(pki.server.certificate, pki.server.key, pki.ca, client=mode))
     action = bench.assign(bench.script("one", "echo fine"))
     start_with(bench, pki.client)
@@ -60,7 +61,7 @@ def test_client_certificate_is_presented_on_every_request(make_bench, pki, mode)
         "base", "configData", "deploymentBase", "artifact", "feedback"}
 
 
-def test_without_the_demanded_certificate_the_poll_fails(make_bench, pki):
+def test_poll_fails_without_the_required_certificate(make_bench, pki):
     bench = make_bench(tls=Tls(pki.server.certificate, pki.server.key, pki.ca, client="demanded"))
     daemon = bench.start()
 
@@ -69,7 +70,7 @@ def test_without_the_demanded_certificate_the_poll_fails(make_bench, pki):
     assert {each.status for each in bench.exchanges()} == {403}
 
 
-def test_certificate_of_a_foreign_authority_does_not_help(make_bench, pki):
+def test_certificate_of_an_unknown_authority_is_refused(make_bench, pki):
     bench = make_bench(tls=Tls(pki.server.certificate, pki.server.key, pki.ca, client="required"))
     daemon = start_with(bench, pki.stranger_client)
 

@@ -1,12 +1,13 @@
-"""A tool that fails, dies, is missing or says odd things ends in one report that the server takes."""
+"""A tool that fails, is killed, is missing or prints unusual text leads to one report that the server accepts."""
 import re
 import signal
 
 import pytest
+
 from hawkbit_server import Status
 from release import CHUNKS, PARTITION, Release, closing_report, failure
 
-# What a program says that was not made with an update server in mind.
+# Output of a program that knows nothing of update servers.
 ODD_OUTPUTS = {
     "markup": b"<error code='5'>cannot <b>write</b></error>\n",
     "100 kB": b"a line of some length, over and over again\n" * 2300,
@@ -15,7 +16,7 @@ ODD_OUTPUTS = {
 TOOLS = {"os": "sysupgrade", "zw": "zwprogrammer", "bl": "flash_erase", "plc": "plc", "opkg": "opkg"}
 MESSAGES = dict.fromkeys(TOOLS, "External program returned an error") | {
     "opkg": "Failed to install the package"}
-# after a tool that printed "out of order" and ended with 3
+# Expected after a tool that printed "out of order" and ended with 3.
 DETAILS = {
     "os": "program_exit_code: 3\nprogram_output: out of order\n",
     "zw": "popen_command: zwprogrammer --progzwave '/tmp/zw.bin'\nprogram_exit_code: 3",
@@ -26,7 +27,7 @@ DETAILS = {
 
 
 @pytest.mark.parametrize("part", TOOLS)
-def test_tool_that_fails(bench, part):
+def test_failing_tool_is_reported(bench, part):
     action = Release(bench, [part]).assign()
     bench.gateway.tell(TOOLS[part], exit=3, output="out of order\n")
     bench.start("--bootloader-mtd", PARTITION)
@@ -38,7 +39,7 @@ def test_tool_that_fails(bench, part):
 
 
 @pytest.mark.parametrize("part", TOOLS)
-def test_tool_that_is_missing(bench, part):
+def test_missing_tool_is_reported(bench, part):
     action = Release(bench, [part]).assign()
     bench.gateway.take_away(TOOLS[part])
     bench.start("--bootloader-mtd", PARTITION)
@@ -52,7 +53,7 @@ def test_tool_that_is_missing(bench, part):
 
 
 @pytest.mark.parametrize("part", TOOLS)
-def test_tool_that_is_killed(bench, part):
+def test_killed_tool_is_reported(bench, part):
     action = Release(bench, [part]).assign()
     bench.gateway.tell(TOOLS[part], output="so far, so good\n", kill=signal.SIGKILL)
     bench.start("--bootloader-mtd", PARTITION)
@@ -62,7 +63,7 @@ def test_tool_that_is_killed(bench, part):
     execution, result, _, (message, details, chunk) = closing_report(bench)
     assert (execution, result) == ("closed", "failure")
     assert message in (MESSAGES[part], "Program terminated abnormally")
-    # a shell of its own stands between the daemon and the tool
+    # A shell runs between the daemon and the tool.
     assert re.search("program_signal: 9|program_exit_code: 137|Killed", details)
     assert chunk == CHUNKS[part]
     assert ("so far, so good" in details) == (part in ("os", "opkg"))
@@ -71,7 +72,7 @@ def test_tool_that_is_killed(bench, part):
 
 @pytest.mark.parametrize("printed", ODD_OUTPUTS.values(), ids=ODD_OUTPUTS)
 @pytest.mark.parametrize("part, status", [("os", 1), ("opkg", 255)])
-def test_odd_output_of_a_failure_is_accepted(bench, part, status, printed):
+def test_server_accepts_the_unusual_output_of_a_failure(bench, part, status, printed):
     action = Release(bench, [part]).assign()
     bench.gateway.tell(TOOLS[part], exit=status, output=b"begin\n" + printed + b"end\n")
     bench.start()
@@ -84,7 +85,7 @@ def test_odd_output_of_a_failure_is_accepted(bench, part, status, printed):
 
 @pytest.mark.parametrize("printed", ODD_OUTPUTS.values(), ids=ODD_OUTPUTS)
 @pytest.mark.parametrize("part", ["bl", "opkg", "plc", "zw"])
-def test_odd_output_does_not_keep_a_part_from_being_installed(bench, part, printed):
+def test_unusual_output_does_not_prevent_an_installation(bench, part, printed):
     release = Release(bench, [part])
     action = release.assign()
     bench.gateway.tell(TOOLS[part], output=b"begin\n" + printed + b"end\n")
@@ -96,7 +97,7 @@ def test_odd_output_does_not_keep_a_part_from_being_installed(bench, part, print
     assert closing_report(bench)[1] == "success"
     deployed = bench.reports()[1][3]
     assert deployed[:2] == ["Chunk deployed", CHUNKS[part]]
-    # only the package manager's output is the server's business
+    # Only the output of the package manager is reported.
     if part == "opkg":
         assert deployed[2].startswith("begin\n")
         assert deployed[2].rstrip().endswith("end\nInstalling tool (1.4) to root...\nConfiguring tool.")

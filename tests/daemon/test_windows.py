@@ -1,14 +1,14 @@
-"""Deployments that the server tells the device not to install, for now or at all."""
+"""Deployments that the server tells the device not to install, now or ever."""
 from bench import DEVICE
 from hawkbit_server import Status, Window
 
 
 def refusals(bench):
-    """Offers that were read and not acted on."""
+    """The number of offers that were read but not acted on."""
     return bench.wait_for_exchanges("deploymentBase", 2)
 
 
-def test_outside_its_maintenance_window_a_deployment_waits(bench):
+def test_deployment_waits_outside_its_maintenance_window(bench):
     action = bench.server.assign(DEVICE, [bench.script("one", "echo fine")], window=Window())
     daemon = bench.start()
 
@@ -23,7 +23,7 @@ def test_outside_its_maintenance_window_a_deployment_waits(bench):
     assert action.status is Status.FINISHED
 
 
-def test_deployment_for_download_only_is_not_installed_and_can_be_cancelled(bench):
+def test_download_only_deployment_is_not_installed_and_can_be_cancelled(bench):
     action = bench.assign(bench.script("one", "touch /tmp/ran"), type="downloadonly")
     bench.start()
 

@@ -1,4 +1,4 @@
-"""The weekly window, and the states in which an agent rests."""
+"""The weekly window, and the states in which an agent is idle."""
 import datetime
 
 DAYS = ["Monday", "Tuesday", "Wednesday", "Thursday", "Friday", "Saturday", "Sunday"]
@@ -13,7 +13,7 @@ def set_schedule(bench, days, start="00:00", stop="24:00"):
 
 def day_after(days):
     """A weekday that is neither today nor near, in the gateway's time zone."""
-    now = datetime.datetime.now(datetime.timezone.utc)
+    now = datetime.datetime.now(datetime.UTC)
     return DAYS[(now + datetime.timedelta(days=days)).weekday()]
 
 
@@ -22,13 +22,13 @@ def rests_in(daemon, state):
 
 
 def comes_to_rest_in(daemon, state):
-    """The same from now on; what the daemon did before does not count."""
+    """Waits for the same from now on; earlier log lines do not count."""
     daemon.wait_for_line(rf"event=tick .*from_state={state} to_state={state}$",
                          start=len(daemon.output.lines))
 
 
 def goes_on_resting(daemon, state, ticks=4):
-    """Follows the daemon for some steps from now on, all of them in this state."""
+    """Asserts that the daemon stays in this state for some steps from now on."""
     start = len(daemon.output.lines)
     for _ in range(ticks):
         daemon.wait_for_line("event=tick ", start=len(daemon.output.lines))

@@ -1,4 +1,4 @@
-"""Which libraries of the message bus the build takes, and that a package never gets stand-ins."""
+"""Which bus libraries the build uses; a package never gets stand-ins."""
 import pathlib
 import shutil
 import subprocess
@@ -22,12 +22,12 @@ message(STATUS "linked: ${{linked}}")
 
 @pytest.fixture(name="configure")
 def fixture_configure(tmp_path):
-    """Configures a project of nothing but the search; returns its exit status and what it said."""
+    """Configures a project that only searches; returns its exit status and its output."""
     module = PROJECT / "cmake/ZephranBusLibraries.cmake"
     (tmp_path / "CMakeLists.txt").write_text(PROJECT_TEXT.format(module=module), encoding="utf-8")
 
     def configure(*options):
-        # whatever this machine itself has
+        # Independent of what this machine has.
         alone = ("-DCMAKE_FIND_USE_CMAKE_SYSTEM_PATH=OFF",
                  "-DCMAKE_FIND_USE_SYSTEM_ENVIRONMENT_PATH=OFF",
                  "-G", "Ninja", f"-DCMAKE_MAKE_PROGRAM={shutil.which('ninja')}")
@@ -39,7 +39,7 @@ def fixture_configure(tmp_path):
 
 @pytest.fixture(name="prefix")
 def fixture_prefix(tmp_path):
-    """A place where the system's own libraries seem to lie."""
+    """A prefix with files that look like the system's libraries."""
     for name in (*(f"lib/{name}" for name in LIBRARIES), *(f"include/{name}" for name in HEADERS)):
         path = tmp_path / "prefix" / name
         path.parent.mkdir(parents=True, exist_ok=True)
@@ -51,7 +51,7 @@ def noted(tmp_path):
     return (tmp_path / "build/message-bus.txt").read_text(encoding="utf-8")
 
 
-def test_libraries_of_the_system_come_first(configure, prefix, tmp_path):
+def test_system_libraries_take_precedence(configure, prefix, tmp_path):
     status, said = configure(f"-DCMAKE_PREFIX_PATH={prefix}", "-DZEPHRAN_BUILD_DEVKIT=ON")
 
     assert status == 0, said
@@ -61,7 +61,7 @@ def test_libraries_of_the_system_come_first(configure, prefix, tmp_path):
     assert "libubus of the system" in noted(tmp_path)
 
 
-def test_without_them_the_development_kit_has_stand_ins(configure, tmp_path):
+def test_stand_ins_are_used_without_system_libraries(configure, tmp_path):
     status, said = configure("-DZEPHRAN_BUILD_DEVKIT=ON")
 
     assert status == 0, said
@@ -70,7 +70,7 @@ def test_without_them_the_development_kit_has_stand_ins(configure, tmp_path):
     assert "stand-ins" in noted(tmp_path)
 
 
-def test_without_the_development_kit_there_is_no_way_around_them(configure):
+def test_libraries_are_required_without_the_development_kit(configure):
     status, said = configure("-DZEPHRAN_BUILD_DEVKIT=OFF")
 
     assert status != 0
@@ -81,7 +81,7 @@ def test_without_the_development_kit_there_is_no_way_around_them(configure):
 
 @pytest.mark.parametrize("missing", [*(f"lib/{name}" for name in LIBRARIES),
                                      *(f"include/{name}" for name in HEADERS)])
-def test_half_of_them_is_not_enough(configure, prefix, missing):
+def test_incomplete_system_libraries_are_refused(configure, prefix, missing):
     (prefix / missing).unlink()
 
     status, said = configure(f"-DCMAKE_PREFIX_PATH={prefix}", "-DZEPHRAN_BUILD_DEVKIT=OFF")

@@ -1,16 +1,16 @@
-"""What the demonstration follows and finds in a simulated gateway; shell scripts are the daemons."""
+"""What the demonstration observes in a simulated gateway, with shell scripts as daemons."""
 import queue
 import time
 from dataclasses import replace
 
 import pytest
+
 from demo.failure import DemoFailure
 from demo.inventory import take_inventory
 from demo.life import Life, Reboot
 from demo.rollouts import BEFORE, ERASE_SIZE, PARTITION
 from gateway import Gateway
-
-PATIENCE = 60
+from gateway_helpers import TIMEOUT
 
 STORED = """
 config service 'service'
@@ -24,7 +24,7 @@ config device 'device'
 """
 
 
-def test_inventory_is_what_a_gateway_has(tmp_path):
+def test_inventory_lists_what_is_on_the_gateway(tmp_path):
     with Gateway(tmp_path) as gateway:
         gateway.config("zephran", STORED)
         partition = gateway.flash(PARTITION, BEFORE.boot_loader, ERASE_SIZE)
@@ -41,11 +41,11 @@ def test_inventory_is_what_a_gateway_has(tmp_path):
 
 
 def happenings_of(gateway, script, count):
-    """So many happenings in the life of a daemon that is a shell script."""
+    """The first happenings in the life of a daemon that is a shell script."""
     happenings, told = queue.Queue(), []
     life = Life(gateway, ["sh", "-c", script, "daemon"], happenings.put)
     life.start()
-    deadline = time.monotonic() + PATIENCE
+    deadline = time.monotonic() + TIMEOUT
     while len(told) < count:
         life.check()
         assert time.monotonic() < deadline, told
@@ -57,7 +57,7 @@ def happenings_of(gateway, script, count):
     return told
 
 
-def test_reboot_is_told_between_the_lines_of_both_daemons(tmp_path):
+def test_reboot_is_reported_between_the_lines_of_both_daemons(tmp_path):
     with Gateway(tmp_path) as gateway:
         image = tmp_path / "fw.img"
         image.write_bytes(b"FIRMWARE_VERSION=2.1 FIRMWARE_DATE=20260101\n")
@@ -69,7 +69,6 @@ def test_reboot_is_told_between_the_lines_of_both_daemons(tmp_path):
         "here with ", Reboot(-9, "2.1_20260101", (), ("--dormant", "true")), "here with --dormant true"]
 
 
-def test_daemon_that_ends_by_itself_is_not_started_again(tmp_path):
-    with Gateway(tmp_path) as gateway:
-        with pytest.raises(DemoFailure, match="ended by itself, with status 7"):
-            happenings_of(gateway, "exit 7", count=1)
+def test_daemon_that_ends_by_itself_is_not_restarted(tmp_path):
+    with Gateway(tmp_path) as gateway, pytest.raises(DemoFailure, match="ended by itself, with status 7"):
+        happenings_of(gateway, "exit 7", count=1)

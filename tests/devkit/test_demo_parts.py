@@ -3,6 +3,7 @@ import io
 from types import SimpleNamespace
 
 import pytest
+
 from demo import daemon_log
 from demo.failure import DemoFailure
 from demo.life import Reboot
@@ -13,14 +14,14 @@ from demo.screen import Screen
 from demo.story import Story
 
 
-def test_log_line_is_taken_apart():
+def test_log_line_is_parsed():
     record = daemon_log.parse("18:00:01 WARNING a.cpp:12 spawn: action=spawn message=two words key=")
 
     assert (record.level, record.event) == ("WARNING", "")
     assert record.fields == {"action": "spawn", "message": "two words", "key": ""}
 
 
-def test_other_output_is_no_log_line():
+def test_other_output_is_not_a_log_line():
     assert daemon_log.parse("Error: something").level == ""
 
 
@@ -65,7 +66,7 @@ def log_story_after(*lines):
     return story
 
 
-def test_look_at_the_user_s_decision_counts_while_the_gateway_waits_for_it():
+def test_user_guard_is_counted_while_the_gateway_waits_for_the_user():
     before = "event=is_user_forced status=0"
 
     story = log_story_after(before, "event=is_automatic_update_disabled status=1", before, before)
@@ -75,7 +76,7 @@ def test_look_at_the_user_s_decision_counts_while_the_gateway_waits_for_it():
 
 @pytest.mark.parametrize("last", ["event=retrieve_controller_status fsm=x",
                                   "event=is_automatic_update_disabled status=0"])
-def test_wait_for_the_user_ends(last):
+def test_waiting_for_the_user_ends(last):
     story = log_story_after("event=is_automatic_update_disabled status=1", last)
 
     assert not story.waits_for_user
@@ -122,7 +123,7 @@ def decide(gateway, sign_of_waiting="event=is_automatic_update_disabled status=1
     return control, story, stream.getvalue()
 
 
-def test_pending_deployment_is_shown_waits_and_is_accepted():
+def test_pending_deployment_is_shown_then_accepted():
     gateway = FakeGateway(get_deployment=[HELD_BACK], accept_deployment=[DONE])
 
     control, story, shown = decide(gateway)
@@ -133,7 +134,7 @@ def test_pending_deployment_is_shown_waits_and_is_accepted():
     assert f"# ubus call zephran get_deployment\n         {HELD_BACK}\n" in shown
 
 
-def test_deployment_that_a_poll_took_away_is_looked_at_again():
+def test_deployment_hidden_by_a_poll_is_looked_up_again():
     gateway = FakeGateway(get_deployment=[NOTHING, HELD_BACK, HELD_BACK], accept_deployment=[NOTHING, DONE])
 
     control, _, _ = decide(gateway)
@@ -154,6 +155,6 @@ def test_deployment_that_cannot_be_accepted_ends_the_demonstration(outputs, told
         decide(FakeGateway(get_deployment=outputs))
 
 
-def test_deployment_that_starts_unasked_ends_the_demonstration():
+def test_deployment_that_starts_without_consent_ends_the_demonstration():
     with pytest.raises(DemoFailure, match="started before the user had accepted it"):
         decide(FakeGateway(), sign_of_waiting="event=start_deployment_action fsm=x")

@@ -1,9 +1,10 @@
-"""The demonstration's verdict finds what is not as it should be, however small."""
+"""The demonstration's verdict finds every deviation, however small."""
 import io
 from dataclasses import replace
 from types import SimpleNamespace
 
 import pytest
+
 from demo import daemon_log, verdict
 from demo.rollouts import FAILING, GOOD, LOADER, PARTITION_SIZE
 from demo.scene import DEVICE, PROPERTIES
@@ -27,7 +28,7 @@ def feedback(title, chunk, progress, result="success"):
 
 
 class Records:
-    """What server, gateway and bus have on record when the release went well."""
+    """The records of server, gateway and bus after a good release."""
 
     def __init__(self):
         sent = {"dormant": "0", **PROPERTIES}
@@ -50,7 +51,7 @@ class Records:
         return self.left
 
     def change(self, **fields):
-        """Of what is found on the gateway."""
+        """Changes the inventory of the gateway."""
         self.left = replace(self.left, **fields)
 
     def problems(self, story=None):
@@ -58,7 +59,7 @@ class Records:
         return list(verdict.problems(self, self.action, GOOD, story, self.control))
 
 
-def test_chunks_are_expected_in_the_turns_of_their_installers():
+def test_chunks_are_expected_in_the_order_of_their_installers():
     assert [chunk.type for chunk in GOOD.in_turn] == ["os", "script", "zw", "bl", "plc", "opkg", "opkg"]
     assert [chunk.type for chunk in FAILING.touched] == ["os", "script"]
     assert FAILING.reports == [
@@ -68,7 +69,7 @@ def test_chunks_are_expected_in_the_turns_of_their_installers():
         ("Script returned an error", "", "1/7")]
 
 
-def test_no_problem_when_all_is_well():
+def test_good_record_has_no_problem():
     assert Records().problems() == []
 
 
@@ -119,7 +120,7 @@ def swap_reports(records):
     (lambda records: records.change(tools=("sysupgrade", *GOOD.left.tools)), "tools that were called"),
     (lambda records: records.change(left_behind=("x.bin",)), "left behind in /tmp: found x.bin"),
 ])
-def test_what_is_not_as_it_should_be_is_a_problem(spoil, told):
+def test_deviation_is_a_problem(spoil, told):
     records = Records()
 
     spoil(records)

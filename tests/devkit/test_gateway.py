@@ -1,4 +1,4 @@
-"""The simulated gateway keeps to itself, and ends with whoever made it."""
+"""The simulated gateway is isolated, and ends with the process that made it."""
 import os
 import pathlib
 import shutil
@@ -10,21 +10,12 @@ import time
 import pytest
 
 from gateway import Gateway, GatewayError
+from gateway_helpers import shell
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 
 
-@pytest.fixture(name="gateway")
-def fixture_gateway(tmp_path):
-    with Gateway(tmp_path / "gateway") as gateway:
-        yield gateway
-
-
-def shell(gateway, script, **options):
-    return gateway.run(["sh", "-c", script], **options)
-
-
-def test_streams_are_kept_apart_and_lines_come_as_they_are_written(gateway):
+def test_streams_are_kept_apart_and_lines_arrive_at_once(gateway):
     program = gateway.start_daemon(["sh", "-c", "echo one; echo two >&2; exec sleep 100"])
 
     program.wait_for_line("^one$")
@@ -35,7 +26,7 @@ def test_streams_are_kept_apart_and_lines_come_as_they_are_written(gateway):
     assert program.exit_status is None
 
 
-def test_signals_that_the_caller_ignores_still_reach_programs(gateway):
+def test_signals_ignored_by_the_caller_still_reach_programs(gateway):
     before = signal.signal(signal.SIGHUP, signal.SIG_IGN)
     try:
         daemon = gateway.start_daemon(["sleep", "100"])
@@ -53,7 +44,7 @@ def test_exit_status_and_signals_are_reported(gateway):
     assert gateway.start_daemon(["sleep", "100"]).kill() == -signal.SIGKILL
 
 
-def test_program_starts_with_its_three_streams_and_nothing_else(gateway):
+def test_program_inherits_only_its_three_streams(gateway):
     program = shell(gateway, "for n in 0 1 2 3 4 5 6 7 8 9; do"
                              " [ ! -e /proc/$$/fd/$n ] || echo $n; done")
 
@@ -167,11 +158,11 @@ AS_NOBODY = ["setpriv", "--reuid=nobody", "--regid=nogroup", "--clear-groups"]
 
 
 @pytest.mark.skipif(os.geteuid() != 0, reason="every other test runs as an ordinary user already")
-def test_ordinary_user_needs_no_privileges():
+def test_gateway_needs_no_privileges():
     if subprocess.run([*AS_NOBODY, "unshare", "--user", "true"], check=False,
                       capture_output=True).returncode != 0:
         pytest.skip("ordinary users may not make namespaces here, as inside a chroot")
-    # a checkout below /root, and pytest's own directories, are closed to others
+    # Others cannot read a checkout below /root, nor pytest's own directories.
     place = pathlib.Path(subprocess.check_output(["mktemp", "-d", "/var/tmp/ordinary.XXXXXX"],
                                                  text=True).strip())
     try:
@@ -192,7 +183,7 @@ def test_ordinary_user_needs_no_privileges():
     assert done.returncode == 3
 
 
-def test_flash_partition_is_a_device_of_the_gateway_alone(gateway):
+def test_flash_partition_exists_on_the_gateway_only(gateway):
     content = gateway.flash("mtd1", b"old" + b"\0" * 4093, erase_size=4096)
 
     program = shell(gateway, "cat /sys/class/mtd/mtd1/erasesize; head -c 3 /dev/mtd1;"
@@ -206,7 +197,7 @@ def test_flash_partition_is_a_device_of_the_gateway_alone(gateway):
     assert not pathlib.Path("/dev/mtd1").exists()
 
 
-def test_files_of_etc_are_the_gateways(gateway):
+def test_files_in_etc_can_be_replaced_while_the_gateway_runs(gateway):
     gateway.etc_file("nevra-version", "FIRMWARE_VERSION=1\n")
     before = shell(gateway, "cat /etc/nevra-version").out
     gateway.etc_file("nevra-version", "FIRMWARE_VERSION=2\n")

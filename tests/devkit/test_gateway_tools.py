@@ -1,36 +1,23 @@
-"""The simulated gateway's tools behave as those of a gateway, and misbehave when they are told to."""
+"""The simulated gateway's tools behave like those of a gateway, and misbehave on request."""
 import pathlib
 import signal
-import time
 
 import pytest
 
-from gateway import Gateway, firmware_image, package
+from gateway import firmware_image, package
+from gateway_helpers import shell, wait_for
 
 OLD, NEW = "2.0_20250101", "2.1_20260101"
-PATIENCE = 60
 
 
 @pytest.fixture(name="gateway")
-def fixture_gateway(tmp_path):
-    with Gateway(tmp_path / "gateway") as gateway:
-        gateway.install_firmware(OLD)
-        yield gateway
-
-
-def shell(gateway, script):
-    return gateway.run(["sh", "-c", script])
+def fixture_gateway(gateway):
+    gateway.install_firmware(OLD)
+    return gateway
 
 
 def put(gateway, name, content):
     (gateway.tmp / name).write_bytes(content)
-
-
-def wait_for(condition):
-    deadline = time.monotonic() + PATIENCE
-    while not condition():
-        assert time.monotonic() < deadline
-        time.sleep(0.02)
 
 
 # ---- firmware
@@ -50,7 +37,7 @@ def test_firmware_tool_installs_the_version_that_the_image_names(gateway):
     assert gateway.calls() == ["sysupgrade nand /tmp/fw.bin"]
 
 
-def test_new_firmware_is_there_after_the_reboot(gateway):
+def test_new_firmware_runs_after_the_reboot(gateway):
     put(gateway, "fw.bin", firmware_image(NEW))
     shell(gateway, "sysupgrade /tmp/fw.bin")
 
@@ -90,7 +77,7 @@ def install(gateway, content):
     return shell(gateway, "opkg --force-overwrite install /tmp/tool.ipk 2>&1")
 
 
-def test_package_is_installed_and_stays(gateway):
+def test_installed_package_survives_a_reboot(gateway):
     program = install(gateway, TOOL)
     gateway.reboot()
 
@@ -103,7 +90,7 @@ def test_package_is_installed_and_stays(gateway):
     assert not pathlib.Path("/etc/installed").exists()
 
 
-def test_package_that_is_installed_is_up_to_date(gateway):
+def test_installed_package_is_up_to_date(gateway):
     install(gateway, TOOL)
 
     program = install(gateway, TOOL)
@@ -144,7 +131,7 @@ def test_missing_package_and_wrong_arguments_are_refused(gateway):
     assert "usage" in wrong.out
 
 
-def test_package_cannot_leave_its_place(gateway):
+def test_package_cannot_install_outside_its_directory(gateway):
     program = install(gateway, package("tool", "1", {"../../escaped": b""}))
 
     assert program.exit_status == 255
@@ -219,7 +206,7 @@ def test_image_larger_than_the_flash_is_refused(gateway, flash):
 @pytest.mark.parametrize("tool, left", [
     ("flash_erase", b"\377" * 8192 + b"o" * 8192),
     ("dd", b"n" * 4096 + b"\377" * 12288)])
-def test_interrupted_flash_tool_leaves_half_of_its_work(gateway, flash, tool, left):
+def test_interrupted_flash_tool_leaves_half_of_its_result(gateway, flash, tool, left):
     put(gateway, "image", b"n" * 8192)
     gateway.tell(tool, when="midway", kill=signal.SIGKILL)
 
@@ -228,7 +215,7 @@ def test_interrupted_flash_tool_leaves_half_of_its_work(gateway, flash, tool, le
     assert flash.read_bytes() == left
 
 
-def test_elsewhere_dd_is_the_systems_own(gateway):
+def test_dd_elsewhere_is_the_systems_own(gateway):
     program = shell(gateway, "printf abc | dd of=/tmp/copy bs=1 count=2; cat /tmp/copy")
 
     assert program.exit_status == 0
@@ -238,7 +225,7 @@ def test_elsewhere_dd_is_the_systems_own(gateway):
 # ---- chips and services
 
 
-def test_radio_is_programmed_and_keeps_it(gateway):
+def test_radio_keeps_its_firmware_over_a_reboot(gateway):
     put(gateway, "zw.bin", b"\0\1radio")
 
     program = shell(gateway, "zwprogrammer --progzwave '/tmp/zw.bin'")
@@ -257,7 +244,7 @@ def test_radio_programmer_refuses(gateway, arguments, status):
     assert gateway.chip("zwave") is None
 
 
-def test_interrupted_radio_holds_half_an_image(gateway):
+def test_interrupted_radio_programmer_leaves_half_an_image(gateway):
     gateway.tell("zwprogrammer", when="midway", kill=signal.SIGTERM)
     put(gateway, "zw.bin", b"12345678")
 
@@ -267,7 +254,7 @@ def test_interrupted_radio_holds_half_an_image(gateway):
     assert gateway.chip("zwave") == b"1234"
 
 
-def test_powerline_chip_takes_its_firmware_at_the_start_of_its_service(gateway):
+def test_powerline_chip_loads_its_firmware_when_its_service_starts(gateway):
     put(gateway, "plc.nvm", b"powerline")
 
     program = shell(gateway, "/etc/init.d/plc start && /etc/init.d/plc stop &&"
@@ -283,7 +270,7 @@ def test_powerline_chip_takes_its_firmware_at_the_start_of_its_service(gateway):
     assert not pathlib.Path("/lib/firmware/plc").exists()
 
 
-def test_services_and_preparation_note_their_calls(gateway):
+def test_services_and_preparation_record_their_calls(gateway):
     program = shell(gateway, "/sbin/prepare_download.sh; /etc/init.d/opensync stop;"
                              "/etc/init.d/plc restart")
 
@@ -291,14 +278,14 @@ def test_services_and_preparation_note_their_calls(gateway):
     assert gateway.calls() == ["prepare_download.sh ", "opensync stop", "plc restart"]
 
 
-def test_libraries_are_still_there(gateway):
+def test_system_libraries_remain_visible(gateway):
     assert shell(gateway, "ls /lib/firmware/plc /usr/lib/os-release").exit_status == 0
 
 
 # ---- orders
 
 
-def test_tool_fails_as_told_and_then_works_again(gateway):
+def test_tool_fails_on_request_and_then_works_again(gateway):
     gateway.tell("prepare_download.sh", exit=3, output=b"<\377>\n", first=2)
 
     statuses = [shell(gateway, "prepare_download.sh; s=$?; echo; exit $s") for _ in range(3)]
@@ -314,7 +301,7 @@ def test_tool_fails_always(gateway):
     assert gateway.packages == {}
 
 
-def test_much_output_does_not_keep_a_tool_from_its_work(gateway):
+def test_large_output_does_not_stop_a_tool(gateway):
     gateway.tell("opkg", output="x" * 99_999 + "\n")
 
     program = install(gateway, TOOL)
@@ -336,12 +323,12 @@ def test_tool_hangs_until_it_is_released(gateway):
     assert program.wait() == 0
 
 
-def test_order_for_no_known_moment_is_refused(gateway):
+def test_order_for_an_unknown_moment_is_refused(gateway):
     with pytest.raises(ValueError, match="soon"):
         gateway.tell("opkg", when="soon")
 
 
-def test_tool_that_was_taken_away_is_missing(gateway):
+def test_removed_tool_is_missing(gateway):
     gateway.take_away("zwprogrammer")
     gateway.take_away("opensync")
 

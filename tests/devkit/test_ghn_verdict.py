@@ -1,7 +1,8 @@
-"""The verdict on the powerline network finds what is not as it should be."""
+"""The verdict on the powerline network finds every deviation."""
 from types import SimpleNamespace
 
 import pytest
+
 from demo import ghn_verdict
 from demo.ghn_scene import ADDRESS, GATEWAY, NEW_FIRMWARE, OLD_FIRMWARE, SERIAL
 from demo.ghn_story import GhnStory
@@ -21,7 +22,7 @@ CALLS = [
 
 
 class Records:
-    """What is on record when all went well."""
+    """The records after a good demonstration."""
 
     def __init__(self):
         self.calls = list(CALLS)
@@ -51,7 +52,7 @@ def fixture_records():
     return Records()
 
 
-def test_no_fault_is_found_when_all_went_well(records):
+def test_good_record_has_no_fault(records):
     assert records.problems() == []
 
 

@@ -1,21 +1,15 @@
-"""The simulated powerline network answers as modems do, and as broken ones do."""
+"""The simulated powerline network answers like working and like broken modems."""
 import time
 
 import pytest
 
-from gateway import Gateway, Powerline, powerline_image
+from gateway import Powerline, powerline_image
+from gateway_helpers import TIMEOUT, shell, wait_for
 
 CONTROLLER, ADAPTER = "02:00:00:00:00:01", "02:00:00:00:00:0a"
 VERSION = "SYSTEM.GENERAL.FW_VERSION"
 END_DEVICE = "DHCP.GENERAL.ENABLED_IPV4"
 ARM = "-p FLUPGRADE.GENERAL.SOURCE=L2 -p FLUPGRADE.GENERAL.SECTION=OSUP -p FLUPGRADE.GENERAL.START=YES"
-PATIENCE = 60
-
-
-@pytest.fixture(name="gateway")
-def fixture_gateway(tmp_path):
-    with Gateway(tmp_path / "gateway") as gateway:
-        yield gateway
 
 
 @pytest.fixture(name="powerline")
@@ -35,26 +29,15 @@ def fixture_ask(gateway, powerline):
     return ask
 
 
-def shell(gateway, script):
-    return gateway.run(["sh", "-c", script])
-
-
 def push(gateway, content, arguments=f"br-lan -m {ADAPTER}"):
     (gateway.tmp / "plc.bin").write_bytes(content)
     return shell(gateway, f"l2fwserver /tmp/plc.bin {arguments}")
 
 
-def wait_for(condition):
-    deadline = time.monotonic() + PATIENCE
-    while not condition():
-        assert time.monotonic() < deadline
-        time.sleep(0.02)
-
-
 # ---- reading
 
 
-def test_several_parameters_are_read_in_the_order_of_the_question(gateway, adapter, ask):
+def test_several_parameters_are_read_in_the_requested_order(gateway, adapter, ask):
     program = ask(f"-o GET -p SYSTEM.PRODUCTION.SERIAL_NUMBER -p {VERSION} -p {END_DEVICE}")
 
     assert program.exit_status == 0
@@ -64,7 +47,7 @@ def test_several_parameters_are_read_in_the_order_of_the_question(gateway, adapt
                                f"-p SYSTEM.PRODUCTION.SERIAL_NUMBER -p {VERSION} -p {END_DEVICE}"]
 
 
-def test_unknown_parameter_is_told_in_its_value(adapter, ask):
+def test_unknown_parameter_is_reported_in_its_value(adapter, ask):
     adapter.forget()
 
     program = ask(f"-o GET -p {END_DEVICE} -p {VERSION}")
@@ -73,7 +56,7 @@ def test_unknown_parameter_is_told_in_its_value(adapter, ask):
     assert program.out == f"{END_DEVICE}=ERROR -36\n{VERSION}=1.2.3\n"
 
 
-def test_values_are_taken_as_they_are(adapter, ask):
+def test_values_are_stored_unchanged(adapter, ask):
     adapter.set("SYSTEM.PRODUCTION.DEVICE_NAME", r"a=b  \n * $(reboot)")
 
     program = ask("-o GET -p SYSTEM.PRODUCTION.DEVICE_NAME")
@@ -81,7 +64,7 @@ def test_values_are_taken_as_they_are(adapter, ask):
     assert program.out == "SYSTEM.PRODUCTION.DEVICE_NAME=a=b  \\n * $(reboot)\n"
 
 
-def test_gateways_own_modem_lists_those_that_are_there(powerline, adapter, ask):
+def test_gateways_own_modem_lists_the_present_modems(powerline, adapter, ask):
     other = powerline.add("02:00:00:00:00:0b")
     question = "-o GET -p DIDMNG.GENERAL.MACS"
 
@@ -117,7 +100,7 @@ def test_modem_that_cannot_be_reached_or_refuses(adapter, ask, differing, status
 
 
 @pytest.mark.parametrize("make_unreachable", ["fall_silent", "unplug"])
-def test_modem_that_does_not_answer_is_given_up_at_once(adapter, ask, make_unreachable):
+def test_silent_modem_is_given_up_at_once(adapter, ask, make_unreachable):
     getattr(adapter, make_unreachable)()
 
     begin = time.monotonic()
@@ -126,7 +109,7 @@ def test_modem_that_does_not_answer_is_given_up_at_once(adapter, ask, make_unrea
     adapter.plug_in()
 
     assert (silent.exit_status, silent.out) == (1, "")
-    assert spent < PATIENCE
+    assert spent < TIMEOUT
     assert ask(f"-o GET -p {VERSION}").out == f"{VERSION}=1.2.3\n"
 
 
@@ -156,7 +139,7 @@ def test_wrong_arguments_are_refused(adapter, ask, words):
     assert "usage" in program.err
 
 
-def test_password_with_a_blank_falls_apart(adapter, ask):
+def test_password_with_a_blank_is_split(adapter, ask):
     assert ask(f"-o GET -p {VERSION}", password="lan secret").exit_status == 2
 
 
@@ -191,7 +174,7 @@ def test_new_firmware_runs_after_the_reset_and_stays(gateway, adapter, ask):
     "-p FLUPGRADE.GENERAL.SOURCE=L2 -p FLUPGRADE.GENERAL.SECTION=OSUP",
     "-p FLUPGRADE.GENERAL.SOURCE=TFTP -p FLUPGRADE.GENERAL.SECTION=OSUP -p FLUPGRADE.GENERAL.START=YES",
 ])
-def test_modem_takes_no_firmware_that_it_does_not_wait_for(gateway, adapter, ask, half_armed):
+def test_modem_accepts_firmware_only_when_armed(gateway, adapter, ask, half_armed):
     if half_armed:
         ask(f"-o SET {half_armed}")
 
@@ -228,7 +211,7 @@ def test_firmware_server_refuses_a_missing_image(gateway, adapter):
     assert "cannot read /tmp/none" in program.err
 
 
-def test_modem_returns_from_its_reset_with_the_old_firmware_once(gateway, adapter, ask):
+def test_modem_keeps_the_old_firmware_once_at_a_reset(gateway, adapter, ask):
     adapter.keep_firmware_at_reset()
     for version in ("2.0.1", "2.0.2"):
         ask(f"-o SET {ARM}")
@@ -253,7 +236,7 @@ def test_modem_does_not_return_from_its_reset(gateway, adapter, ask):
     assert ask(f"-o GET -p {VERSION}").exit_status == 1
 
 
-def test_modem_leaves_while_it_gets_its_firmware(gateway, adapter, ask):
+def test_modem_leaves_during_its_update(gateway, adapter, ask):
     ask(f"-o SET {ARM}")
     adapter.vanish_while_pushed()
 
@@ -290,7 +273,7 @@ def test_gateway_is_configured_for_its_network(gateway, powerline):
     assert "option PwdGhnConfig 'other'" in gateway.config("nevra-private")
 
 
-def test_tools_take_orders_as_the_others_do(gateway, adapter, ask):
+def test_powerline_tools_take_orders_like_the_others(gateway, adapter, ask):
     gateway.tell("configlayer", exit=7, output="broken\n")
 
     ordered, normal = (ask(f"-o GET -p {VERSION}") for _ in range(2))

@@ -1,26 +1,12 @@
-"""The supervisor restarts the daemon, and reboots the gateway when that is asked for."""
+"""The supervisor restarts the daemon, and reboots the gateway on request."""
 import signal
-import time
 
 import pytest
 
-from gateway import Gateway, Supervisor, firmware_image
+from gateway import Supervisor, firmware_image
+from gateway_helpers import wait_for
 
 NEW = "2.1_20260101"
-PATIENCE = 60
-
-
-@pytest.fixture(name="gateway")
-def fixture_gateway(tmp_path):
-    with Gateway(tmp_path / "gateway") as gateway:
-        yield gateway
-
-
-def wait_for(condition):
-    deadline = time.monotonic() + PATIENCE
-    while not condition():
-        assert time.monotonic() < deadline
-        time.sleep(0.02)
 
 
 def supervised(gateway, script, **options):
@@ -28,7 +14,7 @@ def supervised(gateway, script, **options):
                       **options)
 
 
-def test_supervisor_starts_the_daemon_again(gateway):
+def test_supervisor_restarts_the_daemon(gateway):
     with supervised(gateway, "exec sleep 100") as supervisor:
         first = supervisor.daemon
         first.kill()
@@ -38,7 +24,7 @@ def test_supervisor_starts_the_daemon_again(gateway):
         assert supervisor.reboots == 0
 
 
-def test_supervisor_reboots_when_the_firmware_tool_asks(gateway):
+def test_supervisor_reboots_on_request_of_the_firmware_tool(gateway):
     (gateway.tmp / "fw.bin").write_bytes(firmware_image(NEW))
     with supervised(gateway, 'echo started "$@"; test -n "$1" || sysupgrade /tmp/fw.bin;'
                              "exec sleep 100") as supervisor:
@@ -62,9 +48,9 @@ def test_supervisor_cuts_the_power(gateway):
         assert supervisor.reboots == 0
 
 
-def test_supervisor_gives_up_a_daemon_that_never_stays(gateway):
+def test_supervisor_gives_up_a_daemon_that_always_ends(gateway):
     supervisor = supervised(gateway, "echo broken; exit 5", most_starts=3).start()
 
-    with pytest.raises(AssertionError, match="3 times and has ended with 5(.|\n)*broken"):
+    with pytest.raises(AssertionError, match=r"3 times and has ended with 5(.|\n)*broken"):
         wait_for(supervisor.check)
     assert len(supervisor.daemons) == 3

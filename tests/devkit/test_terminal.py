@@ -1,7 +1,8 @@
-"""What a program has written is there as soon as somebody asks for it."""
+"""Everything that a program has written is available at once."""
 import os
 
 import pytest
+
 from gateway.terminal import Output
 
 
@@ -26,7 +27,7 @@ def fixture_program(tmp_path):
     program.end()
 
 
-def test_everything_written_before_the_question_is_told(program):
+def test_everything_written_before_the_call_is_returned(program):
     for number in range(200):
         os.write(program.out, f"line {number}\n".encode())
 
@@ -41,7 +42,7 @@ def test_lines_of_both_streams_are_counted_at_once(program):
         assert len(program.output.lines) == 2 * (number + 1)
 
 
-def test_last_line_without_an_end_is_told_when_the_program_is_over(tmp_path):
+def test_last_line_without_an_end_is_returned_when_the_program_has_ended(tmp_path):
     program = Program(tmp_path / "program.log")
     os.write(program.out, b"whole\nhalf")
 

@@ -1,7 +1,8 @@
-"""Fixtures of the package's tests: everything runs under each shell that a gateway may have."""
+"""Fixtures of the package's tests, which run with each shell that a gateway may have."""
 import shutil
 
 import pytest
+
 from package_bench import Gateway
 
 

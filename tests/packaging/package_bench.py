@@ -1,4 +1,4 @@
-"""The package's scripts, run below a directory that takes the place of a gateway's /."""
+"""Runs the package's scripts below a directory that replaces a gateway's /."""
 import os
 import pathlib
 import subprocess
@@ -23,26 +23,26 @@ class Gateway:
         return self.root / "etc/config/zephran"
 
     def configure(self, service_options=None, **sections):
-        """Writes the configuration: options of the section service, other sections by name."""
+        """Writes the configuration: options of section service, other sections by name."""
         sections = {"service": service_options or {}, **sections}
         self.config_path.write_text(uci_file.render(
             [uci_file.Section(name, name, options) for name, options in sections.items()]))
 
     def file(self, name):
-        """The path of a file that exists."""
+        """Creates a file and returns its path."""
         path = self.root / name
         path.touch()
         return os.fspath(path)
 
     def command(self, name, text):
-        """A program that is found before the machine's own."""
+        """Adds a program that takes precedence over the machine's own."""
         path = self.root / "bin" / name
         path.write_text(text)
         path.chmod(0o755)
         return path
 
     def place(self, name, directory="."):
-        """A copy of a script of the package that uses this directory instead of the real ones."""
+        """Copies a script of the package, with this directory instead of the real ones."""
         text = (FILES / name).read_text()
         places = {"/var/run/": f"{self.root}/run/",
                   "/usr/libexec/zephran-poll": f"{self.root}/libexec/zephran.poll"}
@@ -59,7 +59,7 @@ class Gateway:
         return service.run(self.place("zephran.init"), action, self.root, self.shell)
 
     def instance(self):
-        """The one instance that the configuration asks for."""
+        """The only instance that the configuration asks for."""
         started = self.init()
         assert (started.exit_status, started.errors, started.log) == (0, "", [])
         [instance] = started.instances.values()
@@ -68,7 +68,7 @@ class Gateway:
     def source(self, name, **variables):
         """Runs a hotplug or defaults script as the system does. Returns its exit status.
 
-        Also returned is a function that waits for everything that it left in the background.
+        Also returns a function that waits for its background processes.
         """
         read_end, write_end = os.pipe()
         environment = service.environment(self.root, self.record)

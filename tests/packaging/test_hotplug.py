@@ -1,11 +1,11 @@
-"""Which events make the daemon poll at once."""
+"""Which events make the daemon poll immediately."""
 import os
 
 import pytest
 
 FORCE_POLL = ["-t", "5", "call", "zephran", "force_poll", "{}"]
 
-# waits for the gate where there is one, so that a test can tell who waits for whom
+# Waits for the gate if there is one, so that a test can see who waits for whom.
 UBUS = """#!/bin/sh
 echo noise
 echo noise >&2
@@ -54,7 +54,7 @@ class Hotplug:
 
 
 @EVENTS
-def test_event_forces_one_poll(hotplug, script, event):
+def test_event_causes_one_poll(hotplug, script, event):
     hotplug.event(script, event)
 
     assert hotplug.calls() == [FORCE_POLL]
@@ -74,14 +74,14 @@ def test_other_events_do_nothing(hotplug, script, event):
     assert hotplug.calls() == []
 
 
-def test_other_time_events_do_not_use_up_the_first_one(hotplug):
+def test_other_time_events_do_not_count_as_the_first_one(hotplug):
     hotplug.event("zephran.ntp", {"ACTION": "step"})
     hotplug.event("zephran.ntp", STRATUM)
 
     assert hotplug.calls() == [FORCE_POLL]
 
 
-def test_time_counts_once_per_boot(hotplug):
+def test_time_event_counts_once_per_boot(hotplug):
     for _ in range(3):
         hotplug.event("zephran.ntp", STRATUM)
     assert hotplug.calls() == [FORCE_POLL]
@@ -93,7 +93,7 @@ def test_time_counts_once_per_boot(hotplug):
     assert hotplug.calls() == [FORCE_POLL, FORCE_POLL]
 
 
-def test_uplink_counts_each_time(hotplug):
+def test_uplink_event_counts_each_time(hotplug):
     hotplug.event("zephran.iface", WAN_UP)
     hotplug.event("zephran.iface", WAN_UP)
 
@@ -102,7 +102,7 @@ def test_uplink_counts_each_time(hotplug):
 
 @EVENTS
 @pytest.mark.parametrize("status", [4, 7, 255])
-def test_daemon_or_bus_that_is_not_there_does_no_harm(hotplug, script, event, status):
+def test_missing_daemon_or_bus_does_no_harm(hotplug, script, event, status):
     hotplug.ubus_exits_with(status)
 
     hotplug.event(script, event)
@@ -111,7 +111,7 @@ def test_daemon_or_bus_that_is_not_there_does_no_harm(hotplug, script, event, st
 
 
 @EVENTS
-def test_machine_without_ubus_does_no_harm(hotplug, script, event):
+def test_missing_ubus_command_does_no_harm(hotplug, script, event):
     (hotplug.gateway.root / "bin/ubus").unlink()
 
     hotplug.event(script, event)
@@ -120,7 +120,7 @@ def test_machine_without_ubus_does_no_harm(hotplug, script, event):
 
 
 @EVENTS
-def test_others_do_not_wait_for_the_answer(hotplug, script, event):
+def test_other_hotplug_scripts_do_not_wait_for_the_answer(hotplug, script, event):
     gate = hotplug.gateway.root / "gate"
     os.mkfifo(gate)
 
@@ -155,7 +155,7 @@ def test_daemon_that_is_not_dormant_polls(hotplug, script, event, dormant):
 
 
 @EVENTS
-def test_dormant_daemon_polls_after_the_reboot_of_an_installation(hotplug, script, event):
+def test_dormant_daemon_polls_after_an_installers_reboot(hotplug, script, event):
     hotplug.gateway.configure({"dormant": "1"})
     hotplug.mark_reboot()
 
@@ -164,7 +164,7 @@ def test_dormant_daemon_polls_after_the_reboot_of_an_installation(hotplug, scrip
     assert hotplug.calls() == [FORCE_POLL]
 
 
-def test_reboot_counts_until_network_and_time_are_there(hotplug):
+def test_reboot_mark_stays_until_network_and_time_are_there(hotplug):
     hotplug.gateway.configure({"dormant": "1"})
     hotplug.mark_reboot()
 

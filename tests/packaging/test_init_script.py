@@ -1,5 +1,6 @@
-"""What the init script makes of a configuration."""
+"""What the init script does with a configuration."""
 import pytest
+
 from openwrt.procd.service import needs_restart
 from package_bench import FILES
 
@@ -17,26 +18,26 @@ def assert_not_started(service, *sentences):
                            for sentence in sentences]
 
 
-def test_shipped_configuration_starts_nothing_and_says_nothing(gateway):
+def test_shipped_configuration_starts_and_logs_nothing(gateway):
     gateway.config_path.write_bytes((FILES / "zephran.config").read_bytes())
 
     assert_not_started(gateway.init())
 
 
 @pytest.mark.parametrize("options", [{}, {"enabled": "0"}, {"enabled": "no"}])
-def test_disabled_service_starts_nothing_and_says_nothing(gateway, options):
+def test_disabled_service_starts_and_logs_nothing(gateway, options):
     gateway.configure({**MINIMAL, "enabled": "", **options})
 
     assert_not_started(gateway.init())
 
 
-def test_minimal_configuration(gateway):
+def test_minimal_configuration_starts_the_daemon(gateway):
     gateway.configure(MINIMAL)
 
     assert gateway.instance()["command"] == MINIMAL_COMMAND
 
 
-def test_every_option(gateway):
+def test_every_option_is_passed_on(gateway):
     paths = {name: gateway.file(name)
              for name in ("ca.pem", "client.pem", "client.key", "properties.json")}
     gateway.configure({**MINIMAL, "log_level": "DEBUG", "ca_bundle": paths["ca.pem"],
@@ -57,7 +58,7 @@ def test_every_option(gateway):
 @pytest.mark.parametrize("value", [
     "two words", "  blanks around  ", "it's", 'say "yes"', "$(touch x) `id` $HOME", "a\\b", "*",
     "semi;colon & more", "tab\there", "two\nlines", "größe", "#no comment", "-n"])
-def test_values_arrive_as_they_were_written(gateway, value):
+def test_values_are_passed_unchanged(gateway, value):
     path = gateway.file("ca 'of' \"mine\".pem")
     gateway.configure({**MINIMAL, "device_id": value, "bootloader_mtd": value, "ca_bundle": path})
 
@@ -69,20 +70,20 @@ def test_values_arrive_as_they_were_written(gateway, value):
 
 
 @pytest.mark.parametrize("word", ["1", "on", "true", "yes", "enabled"])
-def test_truth_values_in_every_spelling(gateway, word):
+def test_booleans_are_accepted_in_every_spelling(gateway, word):
     gateway.configure({**MINIMAL, "enabled": word, "dormant": word, "ghn_agents": word})
 
     assert gateway.instance()["command"] == [*MINIMAL_COMMAND, "--dormant", "true", "--ghn-agents"]
 
 
-def test_false_switches_add_nothing(gateway):
+def test_false_switches_add_no_option(gateway):
     gateway.configure({**MINIMAL, "dormant": "0", "ghn_agents": "off"})
 
     assert gateway.instance()["command"] == MINIMAL_COMMAND
 
 
 @pytest.mark.parametrize("level", ["DEBUG", "INFO", "WARNING", "ERROR"])
-def test_each_log_level(gateway, level):
+def test_each_log_level_is_passed_on(gateway, level):
     gateway.configure({**MINIMAL, "log_level": level})
 
     assert gateway.instance()["command"][-2:] == ["--log-level", level]
@@ -111,7 +112,8 @@ def test_every_invalid_value_is_named(gateway):
     texts = [text for _, _, text in gateway.init().log]
 
     assert len(texts) == 3
-    assert "'log_level'" in texts[0] and "'dormant'" in texts[1]
+    assert "'log_level'" in texts[0]
+    assert "'dormant'" in texts[1]
 
 
 @pytest.mark.parametrize("text", [None, "config service 'serv", "option lost 'x'\n"])
@@ -130,7 +132,7 @@ def test_missing_or_broken_file_is_named_and_nothing_is_started(gateway, text):
     ("client_certificate_key", {"client_certificate": "client.pem"}),
     ("client_certificate", {"client_certificate_key": "client.key"}),
     ("server client_certificate", {"server": "", "client_certificate_key": "client.key"})])
-def test_what_is_missing_is_named_and_nothing_is_started(gateway, missing, present):
+def test_missing_requirement_is_named_and_nothing_is_started(gateway, missing, present):
     present = {name: gateway.file(value) if value else "" for name, value in present.items()}
     gateway.configure({**MINIMAL, **present})
 
@@ -138,19 +140,19 @@ def test_what_is_missing_is_named_and_nothing_is_started(gateway, missing, prese
                        f"section 'service' of /etc/config/zephran lacks: {missing}")
 
 
-def test_procd_never_gives_up_and_leaves_time_for_a_stop(gateway):
+def test_procd_never_gives_up_restarting_and_allows_time_to_stop(gateway):
     gateway.configure(MINIMAL)
 
     instance = gateway.instance()
 
-    # within an hour, after a pause of 30 s, without a limit
+    # Within an hour, after a pause of 30 s, without a limit.
     assert instance["respawn"] == ["3600", "30", "0"]
     assert instance["term_timeout"] == "20"
     assert (instance["stdout"], instance["stderr"]) == ("1", "1")
     assert sorted(instance) == ["command", "env", "respawn", "stderr", "stdout", "term_timeout"]
 
 
-def test_schedule_is_carried_in_the_environment(gateway):
+def test_schedule_is_part_of_the_environment(gateway):
     gateway.configure(MINIMAL, schedule=SCHEDULE)
 
     assert gateway.instance()["env"] == {"ZEPHRAN_SCHEDULE": "1/Monday Friday/08:00/17:00"}
@@ -179,7 +181,7 @@ def test_changed_option_restarts_the_daemon(gateway, changed):
 
 @pytest.mark.parametrize("options", [
     {"automatic_update": "0"}, {"automatic_update": "1"}, {"rebooted": "1"}, {"rebooted": "0"}])
-def test_what_the_daemon_reads_while_it_runs_changes_nothing(gateway, options):
+def test_options_read_at_run_time_do_not_restart_the_daemon(gateway, options):
     gateway.configure(MINIMAL, schedule=SCHEDULE)
     before = gateway.instance()
     gateway.configure({**MINIMAL, **options}, schedule=SCHEDULE)
@@ -187,7 +189,7 @@ def test_what_the_daemon_reads_while_it_runs_changes_nothing(gateway, options):
     assert gateway.instance() == before
 
 
-def test_records_of_the_daemon_change_nothing(gateway):
+def test_records_of_the_daemon_do_not_restart_it(gateway):
     gateway.configure(MINIMAL, schedule=SCHEDULE, device={})
     before = gateway.instance()
     gateway.configure(MINIMAL, schedule=SCHEDULE,
@@ -199,8 +201,7 @@ def test_records_of_the_daemon_change_nothing(gateway):
 @pytest.mark.parametrize("dormant, rebooted, marked", [
     ("1", "1", True), ("yes", "1", True), ("1", "0", False), ("1", "", False), ("0", "1", False),
     ("1", "true", False)])
-def test_reboot_of_an_installation_is_marked_for_a_dormant_daemon(gateway, dormant, rebooted,
-                                                                  marked):
+def test_reboot_mark_is_created_for_a_dormant_daemon(gateway, dormant, rebooted, marked):
     gateway.configure({**MINIMAL, "dormant": dormant, "rebooted": rebooted})
 
     gateway.instance()
@@ -209,7 +210,7 @@ def test_reboot_of_an_installation_is_marked_for_a_dormant_daemon(gateway, dorma
 
 
 @pytest.mark.parametrize("action", ["boot", "reload"])
-def test_boot_and_reload_ask_for_the_same_as_a_start(gateway, action):
+def test_boot_and_reload_start_the_same_instance(gateway, action):
     gateway.configure(MINIMAL)
 
     assert gateway.init(action).instances == gateway.init("start").instances != {}

@@ -1,10 +1,11 @@
-"""The package's Makefile, read by make with a few rules in the place of OpenWrt's."""
+"""The package's Makefile, read by make with a few rules in place of OpenWrt's."""
 import re
 import shutil
 import stat
 import subprocess
 
 import pytest
+
 from package_bench import FILES, PACKAGE, PROJECT
 
 TEXT = (PACKAGE / "Makefile").read_text()
@@ -56,7 +57,7 @@ def fixture_make(tmp_path):
 
 @pytest.fixture(name="values")
 def fixture_values(make):
-    names = re.findall(r"^(\w+)\s*[:+]?=", TEXT, re.MULTILINE) + ["DEPENDS", "built-package"]
+    names = [*re.findall(r"^(\w+)\s*[:+]?=", TEXT, re.MULTILINE), "DEPENDS", "built-package"]
     shown = make("show", f"NAMES={' '.join(names)}")
     settings, conffiles = shown.split("conffiles=")
     return {**dict(line.split("=", 1) for line in settings.splitlines()),
@@ -77,7 +78,7 @@ def project_text(path):
     return (PROJECT / path).read_text()
 
 
-def test_version_is_the_projects(values):
+def test_version_is_that_of_the_project(values):
     version = re.search(r"project\(zephran VERSION (\S+)", project_text("CMakeLists.txt"))[1]
 
     assert values["PKG_VERSION"] == version
@@ -103,7 +104,7 @@ def test_every_file_is_installed_once(installed):
         [path.read_bytes() for path in FILES.iterdir()] + [b"the daemon"])
 
 
-def test_directory_of_keys_is_closed_to_others(installed):
+def test_key_directory_is_closed_to_others(installed):
     assert installed["/etc/zephran"] == (0o700, None)
 
 
@@ -116,7 +117,7 @@ def test_paths_in_scripts_are_installed(installed):
     assert named <= set(installed)
 
 
-def test_what_the_daemon_must_remember_is_kept(values, installed):
+def test_state_of_the_daemon_survives_an_upgrade(values, installed):
     kept = (FILES / "zephran.upgrade").read_text().split()
 
     assert kept == values["conffiles"] == ["/etc/config/zephran", "/etc/zephran/"]
@@ -125,7 +126,7 @@ def test_what_the_daemon_must_remember_is_kept(values, installed):
         assert (content is None) == path.endswith("/")
 
 
-def test_neither_tests_nor_devkit_get_into_a_package(values):
+def test_package_contains_neither_tests_nor_devkit(values):
     options = values["CMAKE_OPTIONS"].split()
     known = re.findall(r"^option\((\w+) ", project_text("CMakeLists.txt"), re.MULTILINE)
 
@@ -133,12 +134,12 @@ def test_neither_tests_nor_devkit_get_into_a_package(values):
     assert [re.fullmatch(r"-D(\w+)=OFF", option)[1] for option in options] == known
 
 
-def test_build_is_not_made_in_the_source_directory(values):
+def test_package_is_built_outside_the_source_directory(values):
     assert values["CMAKE_BINARY_SUBDIR"] not in ("", ".")
     assert TEXT.index("CMAKE_BINARY_SUBDIR:=") < TEXT.index("/cmake.mk")
 
 
-def test_every_library_that_is_looked_for_is_a_dependency(values):
+def test_every_required_library_is_a_dependency(values):
     packages = {"Boost": "boost-program_options", "jsoncpp": "jsoncpp", "CURL": "libcurl",
                 "OpenSSL": "libopenssl", "Threads": None, "GTest": None}
     found = re.findall(r"find_package\((\w+)", project_text("CMakeLists.txt"))
@@ -150,7 +151,7 @@ def test_every_library_that_is_looked_for_is_a_dependency(values):
     assert values["PKG_BUILD_DEPENDS"] == "boost"
 
 
-def test_form_is_what_the_feed_expects():
+def test_makefile_has_the_form_that_the_feed_expects():
     assert TEXT.startswith("# SPDX-License-Identifier: ")
     assert not re.findall(r"^(?:define|\$\(eval).*PKG_NAME", TEXT, re.MULTILINE)
     blocks = dict(re.findall(r"^define (\S+)\n(.*?)^endef", TEXT, re.MULTILINE | re.DOTALL))

@@ -1,10 +1,11 @@
-"""What the files of the package say about each other, the daemon and its documentation."""
+"""The package's files are consistent with each other, the daemon and the documentation."""
 import json
 import re
 import shutil
 import subprocess
 
 import pytest
+
 from openwrt.procd import uci_file
 from package_bench import FILES, PACKAGE, PROJECT
 
@@ -13,9 +14,9 @@ SCRIPTS = sorted(path for path in PACKAGE.rglob("*")
 INIT = (FILES / "zephran.init").read_text()
 DOCUMENTATION = (PROJECT / "docs/openwrt.md").read_text()
 
-# Written or read by the daemon itself, and not by the init script.
+# Written or read by the daemon itself, not by the init script.
 READ_BY_THE_DAEMON = {"automatic_update", "rebooted"}
-# --help starts nothing, the other one is read by nothing.
+# --help starts nothing, and nothing reads the other one.
 NOT_FOR_A_GATEWAY = {"help", "installed-flash-type"}
 
 
@@ -43,7 +44,7 @@ def test_every_script_is_checked():
 
 
 @pytest.mark.parametrize("script", SCRIPTS, ids=lambda path: path.name)
-def test_shellcheck_finds_nothing(script):
+def test_shellcheck_accepts_every_script(script):
     if not shutil.which("shellcheck"):
         pytest.skip("shellcheck is not installed")
     done = subprocess.run(["shellcheck", script], capture_output=True, text=True, check=False)
@@ -51,7 +52,7 @@ def test_shellcheck_finds_nothing(script):
     assert (done.returncode, done.stdout) == (0, "")
 
 
-def test_every_passed_option_is_one_of_the_daemons():
+def test_every_passed_option_exists_in_the_daemon():
     known = set(re.findall(r'_arg = "([\w-]+)";', (PROJECT / "src/command_line_options.cpp")
                            .read_text()))
     passed = set(re.findall(r"--([a-z-]+)", INIT))
@@ -72,7 +73,7 @@ def test_shipped_service_options_are_known_and_have_their_defaults():
         assert shipped[name] == validated[name][1]
 
 
-def test_schedule_is_what_the_daemon_reads_and_the_instance_carries():
+def test_schedule_options_match_the_daemon_and_the_instance():
     reader = (PROJECT / "src/update_schedule_reader.cpp").read_text()
     read = re.findall(r'get_schedule_option\(config, "(\w+)"\)', reader)
     carried = re.findall(r"config_get \w+ schedule (\w+)", INIT)
@@ -91,13 +92,13 @@ def test_every_section_that_the_daemon_uses_is_shipped_by_name():
     assert all(section.type == name for name, section in shipped.items())
 
 
-def test_defaults_make_the_shipped_sections():
+def test_defaults_create_the_shipped_sections():
     made = re.search(r"for section in (.*); do", (FILES / "zephran.defaults").read_text())[1]
 
     assert made.split() == list(shipped_sections())
 
 
-def test_web_interface_may_look_with_one_right_and_act_with_another():
+def test_web_interface_has_separate_rights_to_read_and_to_act():
     [rights] = json.loads((FILES / "zephran.acl.json").read_text()).values()
 
     assert rights["read"] == {"ubus": {"zephran": ["get_agents", "get_deployment"]},
@@ -136,7 +137,7 @@ def test_every_option_is_documented_with_type_and_default():
     ("echo '  --device-id arg'; echo '  --hawkbit-server arg'", 0),
     ("echo 'something else'", 1),
     ("echo '  --hawkbit-server arg'; exit 127", 1)])
-def test_version_test_sees_whether_the_program_runs(tmp_path, program, exit_status):
+def test_version_test_notices_whether_the_program_runs(tmp_path, program, exit_status):
     daemon = tmp_path / "zephran"
     daemon.write_text(f'#!/bin/sh\n[ "$*" = --help ] || exit 2\n{program}\n')
     daemon.chmod(0o755)

@@ -1,5 +1,6 @@
-"""What runs once after an installation and after each upgrade of the firmware."""
+"""What runs once after an installation and after each firmware upgrade."""
 import pytest
+
 from openwrt.procd import uci_file
 from package_bench import FILES
 
@@ -16,7 +17,7 @@ def sections(gateway):
     return uci_file.parse(gateway.config_path.read_text())
 
 
-def test_shipped_configuration_stays_as_it_is(gateway):
+def test_shipped_configuration_stays_unchanged(gateway):
     shipped = (FILES / "zephran.config").read_bytes()
     gateway.config_path.write_bytes(shipped)
 
@@ -26,7 +27,7 @@ def test_shipped_configuration_stays_as_it_is(gateway):
     assert not (gateway.root / "tmp/.uci").exists()
 
 
-def test_missing_file_is_made_with_all_sections(gateway):
+def test_missing_file_is_created_with_all_sections(gateway):
     assert run(gateway) == 0
 
     assert [(each.name, each.type, each.options) for each in sections(gateway)] == [
@@ -34,7 +35,7 @@ def test_missing_file_is_made_with_all_sections(gateway):
 
 
 @pytest.mark.parametrize("lost", SECTIONS)
-def test_lost_section_comes_back_and_values_stay(gateway, lost):
+def test_lost_section_is_restored_and_values_stay(gateway, lost):
     options = {"service": {"enabled": "1", "device_id": "it's mine", "rebooted": "1"},
                "schedule": {"starttime": "23:00"}, "device": {"version_os": "2.1"}}
     del options[lost]
@@ -59,7 +60,7 @@ def test_second_run_changes_nothing(gateway, text):
     assert [each.name for each in sections(gateway)] == SECTIONS
 
 
-def test_failure_of_uci_does_not_keep_the_script_for_the_next_boot(gateway):
+def test_failure_of_uci_does_not_repeat_the_script_at_the_next_boot(gateway):
     gateway.command("uci", "#!/bin/sh\nexit 1\n")
 
     assert run(gateway) == 0

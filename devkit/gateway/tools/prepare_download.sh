@@ -1,5 +1,5 @@
 #!/bin/sh
-# Makes room for a firmware image on the real gateway.
+# Makes room for a firmware image on the real gateway; does nothing here.
 # shellcheck source=simulated-tool
 . /usr/sbin/simulated-tool
 obey before

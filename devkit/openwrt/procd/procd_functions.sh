@@ -1,6 +1,6 @@
 # shellcheck shell=dash
 # Stand-ins for procd's shell functions.
-# uci_load_validate asks whether it is called for a validation.
+# uci_load_validate reads standin_validating.
 # shellcheck disable=SC2034
 
 standin_instance=''

@@ -1,4 +1,4 @@
-"""Runs a procd init script against the stand-ins and tells what it asked procd for."""
+"""Runs a procd init script against the stand-ins and returns what it asked procd for."""
 import dataclasses
 import os
 import pathlib
@@ -6,16 +6,16 @@ import subprocess
 
 HERE = pathlib.Path(__file__).resolve().parent
 
-# Kinds of parameters, as procd has them; all others hold one value.
+# procd's parameters that hold lists and tables; all others hold one value.
 LISTS = ("command", "netdev", "file", "respawn", "watch")
 TABLES = ("env", "data", "limits")
 
-# A reload starts an instance anew if one of these differs, and leaves it alone otherwise.
+# A reload restarts an instance if one of these differs, and leaves it alone otherwise.
 RESTARTING = ("command", "env", "netdev", "file", "user", "group", "limits", "respawn")
 
 
 class RecordError(Exception):
-    """The script used procd's functions in a way that procd does not know."""
+    """The script used procd's functions in a way that procd does not support."""
 
 
 @dataclasses.dataclass
@@ -25,7 +25,7 @@ class Service:
     name: str = ""
     # instance name to its parameters
     instances: dict = dataclasses.field(default_factory=dict)
-    # (tag, priority, text) of each line that went to the system log
+    # (tag, priority, text) of each line in the system log
     log: list = dataclasses.field(default_factory=list)
     reload_triggers: list = dataclasses.field(default_factory=list)
     # (package, type) to the checked options
@@ -33,7 +33,7 @@ class Service:
 
 
 def needs_restart(running, wanted):
-    """Whether procd ends a running instance to start it with other parameters."""
+    """Whether procd restarts a running instance to give it these parameters."""
     return any(running.get(key) != wanted.get(key) for key in RESTARTING)
 
 

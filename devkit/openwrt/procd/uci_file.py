@@ -1,11 +1,11 @@
-"""Configuration files of UCI: reading, changing, writing."""
+"""Reads, changes and writes configuration files of UCI."""
 import dataclasses
 import os
 import pathlib
 
 
 class UciError(Exception):
-    """What the real command ends with status 1 for."""
+    """The real command ends with status 1."""
 
 
 @dataclasses.dataclass
@@ -17,7 +17,7 @@ class Section:
 
 
 def root():
-    """The directory that takes the place of / for configuration and pending changes."""
+    """The directory that replaces / for the configuration and pending changes."""
     return pathlib.Path(os.environ["OPENWRT_ROOT"])
 
 
@@ -30,7 +30,7 @@ def quote(value):
 
 
 def split_lines(text):
-    """The words of each line. Quotes may go over several lines, # begins a comment."""
+    """The words of each line. Quotes may span several lines, # begins a comment."""
     lines, words, word, quoted_by, escaped = [], [], None, None, False
     position = 0
     while position < len(text):
@@ -62,7 +62,7 @@ def split_lines(text):
             word = (word or "") + char
     if quoted_by:
         raise UciError("Parse error (unterminated quote)")
-    return lines + [words + ([word] if word is not None else [])]
+    return [*lines, words + ([word] if word is not None else [])]
 
 
 def parse(text):
@@ -74,7 +74,7 @@ def parse(text):
             case ["config", type_, name]:
                 sections.append(Section(type_, name))
             case ["option", name, value] if sections:
-                # an option can never hold the empty string
+                # An option never holds the empty string.
                 if value:
                     sections[-1].options[name] = value
             case ["list", name, value] if sections:
@@ -101,7 +101,7 @@ def find(sections, name):
 
 
 def apply(sections, key, value):
-    """Sets an option, or makes a section where the key names no option."""
+    """Sets an option, or creates a section if the key names no option."""
     _, name, *option = key.split(".")
     section = find(sections, name)
     if not option:
@@ -122,7 +122,7 @@ def delta_path(package):
 
 
 def load(package):
-    """The sections of a package, with the changes that wait for a commit."""
+    """The sections of a package, including uncommitted changes."""
     try:
         sections = parse(config_path(package).read_text(encoding="utf-8"))
     except FileNotFoundError:

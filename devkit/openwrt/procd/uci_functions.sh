@@ -8,7 +8,7 @@ config_load() {
 	eval "$exported"
 }
 
-# The exported text is made of calls of these four.
+# The exported text consists of calls of these four.
 package() {
 	:
 }

@@ -1,18 +1,14 @@
-"""Makes the development kit importable and offers what the tests of the update server share."""
+"""What the tests of the update server share."""
 
 from __future__ import annotations
 
-import sys
-from pathlib import Path
-from typing import Iterator
+from collections.abc import Iterator
 
 import pytest
+from throwaway_device import SCRIPT, Device
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[3] / "devkit"))
-
-from hawkbit_server import UpdateServer  # noqa: E402
-from pki import Pki  # noqa: E402
-from throwaway_device import Device  # noqa: E402
+from hawkbit_server import Action, UpdateServer
+from pki import Pki
 
 
 @pytest.fixture
@@ -26,6 +22,13 @@ def device(server: UpdateServer) -> Iterator[Device]:
     client = Device(server, "gw-1")
     yield client
     client.connection.close()
+
+
+@pytest.fixture
+def action(server: UpdateServer) -> Action:
+    """Assigns a module with the file a.sh, whose content is SCRIPT, to gw-1."""
+    module = server.software_module("script", "hello", "1.0", {"a.sh": SCRIPT})
+    return server.assign("gw-1", [module])
 
 
 @pytest.fixture(scope="session")

@@ -7,22 +7,9 @@ import socket
 import threading
 
 import pytest
+from throwaway_device import SCRIPT, Device, artifact_path
 
 from hawkbit_server import Action, Status, UpdateServer
-
-from throwaway_device import Device
-
-SCRIPT = b"#!/bin/sh\necho hello\n"
-
-
-@pytest.fixture
-def action(server: UpdateServer) -> Action:
-    module = server.software_module("script", "hello", "1.0", {"a.sh": SCRIPT})
-    return server.assign("gw-1", [module])
-
-
-def artifact_path(action: Action, suffix: str = "") -> str:
-    return f"softwaremodules/{action.distribution_set.modules[0].id}/artifacts/a.sh{suffix}"
 
 
 def test_artifact_comes_with_its_hashes(device: Device, action: Action) -> None:
@@ -50,7 +37,7 @@ def test_links_escape_the_id_of_the_target_but_for_those_of_artifacts(server: Up
     assert device.get(address[address.index("/DEFAULT"):]).body == SCRIPT
 
 
-@pytest.mark.parametrize(("wanted", "status", "content_range", "body"), [
+@pytest.mark.parametrize("wanted, status, content_range, body", [
     ("bytes=0-3", 206, "bytes 0-3/21", SCRIPT[:4]), ("bytes=5-", 206, "bytes 5-20/21", SCRIPT[5:]),
     ("bytes=-4", 206, "bytes 17-20/21", SCRIPT[-4:]), ("bytes=0-99", 206, "bytes 0-20/21", SCRIPT),
     ("bytes=21-", 416, "bytes */21", b""), ("bytes=5-2", 416, "bytes */21", b""),
@@ -61,15 +48,15 @@ def test_ranges(device: Device, action: Action, wanted: str, status: int, conten
     assert (answer.status, answer.headers["content-range"], answer.body) == (status, content_range, body)
 
 
-def test_artifact_that_is_not_the_expected_one(device: Device, action: Action) -> None:
+def test_if_match_is_compared_with_the_etag(device: Device, action: Action) -> None:
     assert device.get(artifact_path(action), If_Match="0123").status == 412
     assert device.get(artifact_path(action), If_Match=hashlib.sha1(SCRIPT).hexdigest()).status == 200
 
 
-@pytest.mark.parametrize(("name", "status"), [
+@pytest.mark.parametrize("name, status", [
     ("a b", 404), ("a%b", 400), ("a/b", 400), ("a;b", 400), ("a\\b", 400), ("a\nb", 400),
     ("a+b", 200), ("a~b", 200), ("a@b,c:d=e&f", 200), ("#?'\"$()*!^|{}", 200), ("gr\u00fcn", 200), ("a.b-c_d", 200)])
-def test_download_link_of_unusual_file_names(server: UpdateServer, device: Device, name: str, status: int) -> None:
+def test_file_name_decides_whether_its_link_works(server: UpdateServer, device: Device, name: str, status: int) -> None:
     action = server.assign("gw-1", [server.software_module("script", "a", "1", {name: b"x"})])
     artifact = device.get(f"deploymentBase/{action.id}").json()["deployment"]["chunks"][0]["artifacts"][0]
 
@@ -79,7 +66,7 @@ def test_download_link_of_unusual_file_names(server: UpdateServer, device: Devic
     assert device.get(href[len(server.url):]).status == status
 
 
-def test_names_and_schemes_of_links_are_settings(server: UpdateServer, device: Device, action: Action) -> None:
+def test_settings_decide_the_names_and_schemes_of_links(server: UpdateServer, device: Device, action: Action) -> None:
     server.settings.link_names = ("download", "md5sum", "download-http", "md5sum-http")
     server.settings.artifact_scheme = "ftp"
 
@@ -90,7 +77,7 @@ def test_names_and_schemes_of_links_are_settings(server: UpdateServer, device: D
                      "md5sum": {"href": url + ".MD5SUM"}, "md5sum-http": {"href": url + ".MD5SUM"}}
 
 
-def test_expectation_is_answered_before_the_body_is_read(server: UpdateServer) -> None:
+def test_expect_continue_is_answered_before_the_body_is_read(server: UpdateServer) -> None:
     server.target("gw-1")
     body = b'{"data":{"a":"1"}}'
     with socket.create_connection(("127.0.0.1", server.port), timeout=20) as connection:
@@ -139,8 +126,8 @@ def test_many_devices_at_once(server: UpdateServer) -> None:
     assert {target: action.messages()[-1] for target, action in actions.items()} == {each: each for each in actions}
 
 
-@pytest.mark.parametrize(("name", "disposition"), [("a%25.sh", "inline;filename=f.txt"), ("a%25.txt", None)])
-def test_refusal_has_a_harmless_name_where_the_path_ends_like_a_file(device: Device, name: str,
+@pytest.mark.parametrize("name, disposition", [("a%25.sh", "inline;filename=f.txt"), ("a%25.txt", None)])
+def test_refusal_gets_a_harmless_file_name_if_the_path_looks_like_a_file(device: Device, name: str,
                                                                      disposition: str | None) -> None:
     answer = device.get(f"softwaremodules/1/artifacts/{name}")
 

@@ -27,7 +27,7 @@ def run(*arguments: str | Path) -> subprocess.CompletedProcess[str]:
     return subprocess.run([COMMAND, *arguments], capture_output=True, text=True, timeout=30, check=False)
 
 
-def test_serves_what_the_description_says_until_it_is_ended(tmp_path: Path) -> None:
+def test_description_is_served_until_the_server_is_stopped(tmp_path: Path) -> None:
     with subprocess.Popen([COMMAND, describe(tmp_path)], stdout=subprocess.PIPE, text=True) as process:
         try:
             assert process.stdout is not None
@@ -47,7 +47,7 @@ def test_serves_what_the_description_says_until_it_is_ended(tmp_path: Path) -> N
     assert "target=gw-1" in polled
 
 
-@pytest.mark.parametrize(("members", "named"), [
+@pytest.mark.parametrize("members, named", [
     ({"poll": "7"}, "polling time '7'"), ({"modules": [{"type": "script"}]}, "KeyError: 'name'"),
     ({"modules": []}, "IndexError"),
     ({"modules": [{"type": "script", "name": "a", "version": "1", "artifacts": ["missing.sh"]}]}, "missing.sh"),
@@ -69,7 +69,7 @@ def test_missing_certificate_is_named(tmp_path: Path) -> None:
     assert done.stderr.startswith("hawkbit-server: FileNotFoundError: ")
 
 
-def test_certificate_without_key_is_an_error_of_usage(tmp_path: Path) -> None:
+def test_certificate_without_a_key_is_a_usage_error(tmp_path: Path) -> None:
     done = run("--certificate", tmp_path / "x.crt")
 
     assert (done.returncode, done.stderr) == (2, "hawkbit-server: --certificate and --key need each other\n")

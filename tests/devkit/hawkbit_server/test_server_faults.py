@@ -1,4 +1,4 @@
-"""Faults to order."""
+"""Fault injection."""
 
 from __future__ import annotations
 
@@ -7,10 +7,9 @@ import threading
 import time
 
 import pytest
+from throwaway_device import Device
 
 from hawkbit_server import Code, Cut, Drop, Mutate, Slow, Stall, Text, UpdateServer
-
-from throwaway_device import Device
 
 
 def assign(server: UpdateServer, content: bytes = b"content") -> str:
@@ -37,7 +36,7 @@ def test_code_with_a_body_and_headers_of_its_own(server: UpdateServer, device: D
     assert (answer.status, answer.body, answer.headers["location"]) == (302, b"elsewhere", "http://elsewhere.example/")
 
 
-@pytest.mark.parametrize(("status", "body"), [(401, b""), (410, b"")])
+@pytest.mark.parametrize("status, body", [(401, b""), (410, b"")])
 def test_code_that_has_no_body_on_the_real_server(server: UpdateServer, device: Device, status: int,
                                                   body: bytes) -> None:
     server.order("base", Code(status))
@@ -47,7 +46,7 @@ def test_code_that_has_no_body_on_the_real_server(server: UpdateServer, device: 
     assert (answer.status, answer.body) == (status, body)
 
 
-def test_fault_concerns_the_ordered_requests_only(server: UpdateServer, device: Device) -> None:
+def test_fault_affects_only_the_ordered_requests(server: UpdateServer, device: Device) -> None:
     server.order("base", Code(500), target="gw-1", first=2, times=2)
     other = Device(server, "gw-2")
 
@@ -58,7 +57,7 @@ def test_fault_concerns_the_ordered_requests_only(server: UpdateServer, device: 
     assert device.send("PUT", "configData", {"data": {"a": "1"}}).status == 200
 
 
-def test_endless_order_lasts_until_it_is_withdrawn(server: UpdateServer, device: Device) -> None:
+def test_unlimited_order_lasts_until_it_is_withdrawn(server: UpdateServer, device: Device) -> None:
     order = server.order("any", Code(500), times=None)
 
     assert [device.get().status for _ in range(4)] == [500] * 4
@@ -66,7 +65,7 @@ def test_endless_order_lasts_until_it_is_withdrawn(server: UpdateServer, device:
     assert device.get().status == 200
 
 
-def test_orders_of_one_kind_follow_one_another(server: UpdateServer, device: Device) -> None:
+def test_orders_of_one_kind_are_applied_in_turn(server: UpdateServer, device: Device) -> None:
     server.order("base", Code(500))
     server.order("base", Code(503), first=3)
 
@@ -133,7 +132,7 @@ def test_stopping_ends_a_stalled_request() -> None:
     assert not thread.is_alive()
 
 
-def test_nothing_is_under_way_after_stopping() -> None:
+def test_no_request_is_in_progress_after_stopping() -> None:
     server = UpdateServer()
     server.start()
     device = Device(server, "gw-1")
@@ -148,7 +147,7 @@ def test_nothing_is_under_way_after_stopping() -> None:
     assert server.exchanges("artifact")[0].sent < 1_000_000
 
 
-def test_cut_body_is_announced_whole(server: UpdateServer, device: Device) -> None:
+def test_cut_body_announces_its_full_length(server: UpdateServer, device: Device) -> None:
     path = assign(server, b"x" * 1000)
     server.order("artifact", Cut(100))
 
@@ -175,7 +174,7 @@ def test_mutated_document(server: UpdateServer, device: Device) -> None:
     assert device.get().json()["config"] != {}
 
 
-def test_slow_artifact_takes_its_time_and_tells_how_far_it_is(server: UpdateServer, device: Device) -> None:
+def test_slow_artifact_is_throttled_and_reports_progress(server: UpdateServer, device: Device) -> None:
     path = assign(server, b"x" * 100)
     server.order("artifact", Slow(400))
     sent: list[tuple[int, int]] = []
@@ -206,9 +205,9 @@ def test_client_that_goes_away_during_a_slow_download_is_noticed(server: UpdateS
     assert 1000 < exchange.sent < 1_000_000
 
 
-@pytest.mark.parametrize(("kind", "first", "times"), [("poll", 1, 1), ("base", 0, 1), ("base", 1, 0)])
+@pytest.mark.parametrize("kind, first, times", [("poll", 1, 1), ("base", 0, 1), ("base", 1, 0)])
 def test_impossible_orders_are_refused(kind: str, first: int, times: int) -> None:
-    with pytest.raises(ValueError):
+    with pytest.raises(ValueError, match=r"no kind of request|count from 1"):
         UpdateServer().order(kind, Code(500), first=first, times=times)
 
 

@@ -5,10 +5,9 @@ from __future__ import annotations
 import random
 
 import pytest
+from throwaway_device import Device
 
 from hawkbit_server import Status, StatusEntry, UpdateServer, history
-
-from throwaway_device import Device
 
 ASSIGNMENT = "Assignment initiated by user 'admin'"
 
@@ -39,7 +38,7 @@ def test_reports_are_sorted_by_their_time_not_by_their_arrival() -> None:
     assert read(reports, 10, "kept") == ["late", "early"]
 
 
-@pytest.mark.parametrize(("requested", "shown"), [(0, 0), (1, 1), (10, 10), (100, 100), (101, 100), (-1, 100)])
+@pytest.mark.parametrize("requested, shown", [(0, 0), (1, 1), (10, 10), (100, 100), (101, 100), (-1, 100)])
 def test_number_of_messages(requested: int, shown: int) -> None:
     reports = entries(*((str(number),) for number in range(150)))
 

@@ -1,14 +1,13 @@
-"""The operator's steps and how the device comes to see them."""
+"""The operator's steps, and how the device sees them."""
 
 from __future__ import annotations
 
 import re
 
 import pytest
+from throwaway_device import Device
 
 from hawkbit_server import Event, OperatorError, SoftwareModule, Status, UpdateServer, Window
-
-from throwaway_device import Device
 
 
 def module(server: UpdateServer, name: str = "a") -> SoftwareModule:
@@ -30,7 +29,7 @@ def handling(device: Device, action_id: int) -> tuple[str, str]:
     return deployment["download"], deployment["update"]
 
 
-def test_soft_action_turned_forced(server: UpdateServer, device: Device) -> None:
+def test_soft_action_can_become_forced(server: UpdateServer, device: Device) -> None:
     action = server.assign("gw-1", [module(server)], "soft")
     assert handling(device, action.id) == ("attempt", "attempt")
     before = change_hash(device)
@@ -53,7 +52,7 @@ def test_time_forced_action_becomes_forced_at_its_time() -> None:
         assert handling(device, action.id) == ("forced", "forced")
 
 
-def test_maintenance_window_by_hand(server: UpdateServer, device: Device) -> None:
+def test_maintenance_window_opens_and_closes_by_hand(server: UpdateServer, device: Device) -> None:
     action = server.assign("gw-1", [module(server)], "soft", window=Window())
     before = change_hash(device)
     assert handling(device, action.id) == ("attempt", "skip")
@@ -81,7 +80,7 @@ def test_polls_get_shorter_towards_the_window() -> None:
     assert sleeps == ["00:05:00", "00:00:20", "00:00:05", "00:00:02", "00:05:00"]
 
 
-def test_cancelled_action_shows_its_cancellation_only(server: UpdateServer, device: Device) -> None:
+def test_cancelled_action_shows_only_its_cancellation(server: UpdateServer, device: Device) -> None:
     action = server.assign("gw-1", [module(server)])
     path = f"softwaremodules/{action.distribution_set.modules[0].id}/artifacts/a.sh"
     assert device.get(path).status == 200
@@ -160,7 +159,7 @@ def test_failed_set_may_be_assigned_again_but_not_an_installed_one(server: Updat
 
 @pytest.mark.parametrize("files", [{"": b"x"}, {"a.sh": b""}])
 def test_artifact_without_name_or_content_is_refused(server: UpdateServer, files: dict[str, bytes]) -> None:
-    with pytest.raises(ValueError):
+    with pytest.raises(ValueError, match=r"needs a file name|is empty"):
         server.software_module("script", "a", "1", files)
 
 
@@ -177,7 +176,7 @@ def test_legacy_names_of_parts_and_order_of_chunks(server: UpdateServer, device:
     assert parts() == ["os", "jvm", "bApp"]
 
 
-def test_observers_see_a_deployment(server: UpdateServer, device: Device) -> None:
+def test_observers_get_the_events_of_a_deployment(server: UpdateServer, device: Device) -> None:
     events: list[Event] = []
     server.observe(events.append)
     action = server.assign("gw-1", [module(server)])
@@ -193,7 +192,7 @@ def test_observers_see_a_deployment(server: UpdateServer, device: Device) -> Non
     assert events[6].data["status"] == 410
 
 
-def test_record_of_exchanges(server: UpdateServer, device: Device) -> None:
+def test_exchanges_are_recorded_in_order(server: UpdateServer, device: Device) -> None:
     action = server.assign("gw-1", [module(server)])
     device.get()
     device.get(f"deploymentBase/{action.id}?actionHistory=10")
@@ -217,7 +216,7 @@ def test_waiting_ends_with_the_condition_or_with_an_error(server: UpdateServer) 
         server.wait_for(lambda: False, 0.1, "the moon")
 
 
-def test_condition_may_send_requests(server: UpdateServer, device: Device) -> None:
+def test_condition_of_wait_for_may_send_requests(server: UpdateServer, device: Device) -> None:
     assert server.wait_for(lambda: device.get().status == 200 and server.target("gw-1").polls > 2, 20)
 
 
@@ -240,7 +239,7 @@ def test_server_comes_back_at_the_same_address_with_its_records() -> None:
 
 def test_settings_are_checked() -> None:
     for name, value in (("poll", "24:00:00"), ("poll", "1:00:00"), ("history_order", "any"), ("chunk_order", "any")):
-        with pytest.raises(ValueError):
+        with pytest.raises(ValueError, match=r"is not HH:MM:SS|must be one of"):
             UpdateServer(**{name: value})
     server = UpdateServer()
     with pytest.raises(AttributeError):

@@ -1,13 +1,13 @@
 """Replays what was recorded from a running hawkBit 0.9.0 and compares every answer and the final records.
 
-traces/ was recorded with a throw-away device and by hand, recorded/ by `script/acceptance --record` with the daemon
-itself. A file is a list of operator's steps, exchanges and, at the end, the server's records of the actions and
-targets. Compared are status, headers and bodies with their ids and hashes; `{server}` stands for scheme and authority.
-Not compared are the value of `c` (only that it changes when the recorded one did), the ETag of JSON documents (it
-hashes the authority), texts of HTML pages, times, and where the real server has no order either: the chunks of a
-deployment, the entries of a history that does not show all messages (in recorded/ also within the newest report), and
-the polling time before a maintenance window to the second. When the maintenance window of a file in traces/ opened
-was concluded from the recorded polling times.
+traces/ was recorded manually with a throw-away device, recorded/ by `script/acceptance --record` with the daemon
+itself. A file is a list of the operator's steps, of exchanges, and finally of the server's records of actions and
+targets. Status, headers and bodies are compared, with their ids and hashes; `{server}` stands for scheme and authority.
+The following is not compared: the value of `c` (it must change when the recorded one did), the ETag of JSON documents
+(it depends on the authority), texts of HTML pages, times, the exact polling time before a maintenance window, and
+whatever the real server does not order: the chunks of a deployment, and the entries of a history that does not show
+all messages (in recorded/ also within the newest report). The opening times of maintenance windows in traces/ were
+inferred from the recorded polling times.
 """
 
 from __future__ import annotations
@@ -34,7 +34,7 @@ START = 1_795_000_000.0
 
 
 class Replay:
-    """Plays a trace; `is_order_lost` tells that the newest report of a cut history may come in any order."""
+    """Plays a trace; `is_order_lost` allows any order within the newest report of a cut history."""
 
     def __init__(self, trace: list[dict[str, Any]], is_order_lost: bool) -> None:
         self.trace = trace
@@ -146,7 +146,7 @@ class Replay:
             assert own[:newest] == recorded[:newest], where
 
     def compare_cut_history(self, where: str, action: int, recorded: list[str]) -> None:
-        """Reports come newest first and whole, each in any order; of the last one any pieces are left."""
+        """Reports come newest first and complete, each in any order; the last one may lack any pieces."""
         left = recorded
         for report in history.visible_reports(self.actions[action].entries):
             shown, left = left[:len(report)], left[len(report):]
@@ -166,7 +166,7 @@ class Replay:
                 document["deployment"]["chunks"].sort(key=json.dumps)
 
     def forgive_a_second(self, got: Any, expected: Any) -> None:
-        """The shrinking polling time before a window is a third of what is left, rounded."""
+        """The polling time before a window is a third of the remaining time, rounded."""
         if not (isinstance(got, dict) and "config" in got and any(each.window for each in self.actions.values())):
             return
         own, recorded = (parse_sleep(document["config"]["polling"]["sleep"]) for document in (got, expected))
@@ -179,7 +179,7 @@ class Replay:
                     if messages[0] in entry.messages)
 
     def with_own_hashes(self, expected: Any, got: Any) -> Any:
-        """Replaces the recorded `c` by the stand-in's, each by the same one every time."""
+        """Replaces each recorded `c` by the stand-in's, always by the same one."""
         links = expected.get("_links", {}) if isinstance(expected, dict) else {}
         if "deploymentBase" not in links:
             return expected

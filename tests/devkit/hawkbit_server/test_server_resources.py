@@ -1,27 +1,15 @@
-"""What each resource answers: words, refusals and their bodies."""
+"""The answers of each resource: values, refusals and their bodies."""
 
 from __future__ import annotations
 
 from urllib.parse import quote
 
 import pytest
+from throwaway_device import Device, artifact_path
 
 from hawkbit_server import Action, Status, UpdateServer
 
-from throwaway_device import Device
-
 NOT_READABLE = "hawkbit.server.error.rest.body.notReadable"
-SCRIPT = b"#!/bin/sh\necho hello\n"
-
-
-@pytest.fixture
-def action(server: UpdateServer) -> Action:
-    module = server.software_module("script", "hello", "1.0", {"a.sh": SCRIPT})
-    return server.assign("gw-1", [module])
-
-
-def artifact_path(action: Action, suffix: str = "") -> str:
-    return f"softwaremodules/{action.distribution_set.modules[0].id}/artifacts/a.sh{suffix}"
 
 
 def test_poll_registers_an_unknown_target(server: UpdateServer, device: Device) -> None:
@@ -44,11 +32,11 @@ def test_links_follow_the_proxy_only_when_the_server_was_told_to(server: UpdateS
     assert given == "https://gw.example:8443" + path
 
 
-def test_polling_time_is_that_of_the_settings(server: UpdateServer, device: Device) -> None:
+def test_settings_decide_the_polling_time(server: UpdateServer, device: Device) -> None:
     server.settings.poll = "00:00:07"
 
     assert device.get().json()["config"]["polling"]["sleep"] == "00:00:07"
-    with pytest.raises(ValueError):
+    with pytest.raises(ValueError, match="is not HH:MM:SS"):
         server.settings.poll = "7"
 
 
@@ -78,7 +66,7 @@ def test_bad_target_is_refused(server: UpdateServer, target: str) -> None:
 
 @pytest.mark.parametrize("path", ["//DEFAULT/controller/v1/gw-1", "/DEFAULT//controller/v1/gw-1",
                                   "/DEFAULT/controller/v1/../v1/gw-1", "/DEFAULT/controller/v1/gw{1}"])
-def test_path_that_the_firewall_stops(device: Device, path: str) -> None:
+def test_firewall_refuses_the_path(device: Device, path: str) -> None:
     assert device.get(path).status == 400
 
 
@@ -88,7 +76,7 @@ def test_unknown_path(device: Device, path: str) -> None:
     assert device.get(path).status == 404
 
 
-@pytest.mark.parametrize(("accept", "status", "media"), [
+@pytest.mark.parametrize("accept, status, media", [
     ("*/*", 200, "application/hal+json"), ("application/json", 200, "application/json"),
     ("application/*", 200, "application/hal+json"), ("application/json;q=0.5, */*;q=0.1", 200, "application/json"),
     ("text/html", 406, "text/html"), ("application/json;q=0", 406, "text/html")])
@@ -106,7 +94,7 @@ def test_body_of_another_type_is_refused(device: Device, action: Action, content
     assert device.send("PUT", "configData", b"{}", Content_Type=content_type).status == 415
 
 
-@pytest.mark.parametrize(("method", "path"), [
+@pytest.mark.parametrize("method, path", [
     ("POST", ""), ("DELETE", ""), ("POST", "configData"), ("GET", "configData"), ("PUT", "deploymentBase/1/feedback"),
     ("GET", "deploymentBase/1/feedback"), ("POST", "deploymentBase/1"), ("POST", "cancelAction/1")])
 def test_wrong_method(device: Device, action: Action, method: str, path: str) -> None:
@@ -117,7 +105,7 @@ def test_wrong_method(device: Device, action: Action, method: str, path: str) ->
 
 @pytest.mark.parametrize("path", ["deploymentBase/x", "deploymentBase/1?c=x", "deploymentBase/1?actionHistory=ten",
                                   "cancelAction/x", "deploymentBase/1.0", "softwaremodules/x/artifacts/a.sh"])
-def test_number_that_is_none(device: Device, action: Action, path: str) -> None:
+def test_invalid_number_in_the_path_or_query_is_refused(device: Device, action: Action, path: str) -> None:
     answer = device.get(path)
 
     assert (answer.status, answer.json()["errorCode"]) == (400, NOT_READABLE)
@@ -158,7 +146,7 @@ def test_unchanged_document_is_not_sent_again(device: Device) -> None:
     assert device.get(If_None_Match='"other"').status == 200
 
 
-@pytest.mark.parametrize(("execution", "finished", "entry", "status", "active"), [
+@pytest.mark.parametrize("execution, finished, entry, status, active", [
     ("closed", "success", "finished", "finished", False), ("closed", "none", "finished", "finished", False),
     ("closed", "failure", "error", "error", False), ("proceeding", "none", "running", "retrieved", True),
     ("scheduled", "none", "running", "retrieved", True), ("resumed", "failure", "running", "retrieved", True),
@@ -176,7 +164,7 @@ def test_effect_of_a_deployment_feedback(device: Device, action: Action, executi
     assert device.report(action.id, execution, finished).status == (200 if active else 410)
 
 
-@pytest.mark.parametrize(("execution", "finished", "entry", "status", "active"), [
+@pytest.mark.parametrize("execution, finished, entry, status, active", [
     ("closed", "success", "canceled", "canceled", False), ("closed", "none", "canceled", "canceled", False),
     ("closed", "failure", "error", "running", True), ("rejected", "none", "cancel_rejected", "running", True),
     ("canceled", "success", "warning", "canceling", True), ("proceeding", "none", "running", "canceling", True),
@@ -202,11 +190,12 @@ def test_download_only_action_ends_with_downloaded(server: UpdateServer, device:
     assert list(device.get().json()["_links"]) == ["configData"]
 
 
-@pytest.mark.parametrize(("details", "status"), [
+@pytest.mark.parametrize("details, status", [
     (["x" * 512] * 50, 200), (["x"] * 51, 403), (["x" * 25600], 200), (["x" * 25601], 403),
     (["\U0001f600" * 256 * 50], 200), (["\U0001f600" * 256 * 50, "x"], 403)])
 @pytest.mark.parametrize("execution", ["proceeding", "closed"])
-def test_at_most_fifty_pieces(device: Device, action: Action, execution: str, details: list[str], status: int) -> None:
+def test_at_most_fifty_pieces_are_accepted(device: Device, action: Action, execution: str, details: list[str],
+                                           status: int) -> None:
     before = len(action.entries)
 
     answer = device.report(action.id, execution, "failure", *details)
@@ -217,7 +206,7 @@ def test_at_most_fifty_pieces(device: Device, action: Action, execution: str, de
         assert (len(action.entries), action.active) == (before, True)
 
 
-def test_at_most_a_thousand_entries_but_a_closing_one(device: Device, action: Action) -> None:
+def test_at_most_a_thousand_entries_are_accepted_besides_the_closing_one(device: Device, action: Action) -> None:
     while len(action.entries) < 1000:
         assert device.report(action.id, "proceeding", "none", "x").status == 200
 
@@ -226,7 +215,7 @@ def test_at_most_a_thousand_entries_but_a_closing_one(device: Device, action: Ac
     assert device.report(action.id, "closed", "success", "x").status == 200
 
 
-def test_markup_refuses_the_whole_feedback(server: UpdateServer, device: Device, action: Action) -> None:
+def test_markup_in_one_detail_refuses_the_whole_feedback(server: UpdateServer, device: Device, action: Action) -> None:
     before = len(action.entries)
 
     refused = device.report(action.id, "closed", "failure", "fine", "a <b> c")
@@ -258,7 +247,7 @@ def test_reading_a_closed_action_spoils_its_record(device: Device, action: Actio
     assert device.get(artifact_path(action)).status == 404
 
 
-def test_attributes_are_wanted_again_after_a_success_only(server: UpdateServer, device: Device) -> None:
+def test_attributes_are_requested_again_only_after_a_success(server: UpdateServer, device: Device) -> None:
     def wanted() -> bool:
         return "configData" in device.get().json().get("_links", {})
 
@@ -278,7 +267,7 @@ def test_attributes_are_wanted_again_after_a_success_only(server: UpdateServer, 
     assert server.target("gw-1").attributes == {}
 
 
-def test_authorization_is_demanded_when_set(server: UpdateServer, device: Device) -> None:
+def test_authorization_is_required_when_set(server: UpdateServer, device: Device) -> None:
     server.settings.authorization = "GatewayToken key"
 
     refused = device.get()

@@ -5,17 +5,16 @@ from __future__ import annotations
 from collections.abc import Iterator
 
 import pytest
+from throwaway_device import Device
 
 from hawkbit_server import OperatorError, Rollout, Status, UpdateServer
-
-from throwaway_device import Device
 
 TARGETS = ["gw-1", "gw-2", "gw-3"]
 INTERVAL = 2.0
 
 
 class Scene:
-    """A server whose clock is turned by hand, and a device for each target."""
+    """A server with a manual clock, and a device for each target."""
 
     def __init__(self) -> None:
         self.now = 1000.0
@@ -98,7 +97,7 @@ def test_rollout_is_finished_with_its_last_group(scene: Scene) -> None:
     assert (rollout.status, rollout.groups()) == ("finished", ["finished"])
 
 
-def test_action_that_is_read_again_after_its_end_holds_the_rollout_up_for_good(scene: Scene) -> None:
+def test_action_read_again_after_its_end_stalls_the_rollout(scene: Scene) -> None:
     rollout = scene.roll_out()
 
     scene.finish(rollout, "gw-1", "gw-2")
@@ -111,7 +110,7 @@ def test_action_that_is_read_again_after_its_end_holds_the_rollout_up_for_good(s
     assert rollout.groups() == ["running", "scheduled"]
 
 
-def test_failed_action_holds_the_rollout_up(scene: Scene) -> None:
+def test_failed_action_stalls_the_rollout(scene: Scene) -> None:
     rollout = scene.roll_out()
 
     scene.finish(rollout, "gw-1")

@@ -1,4 +1,4 @@
-"""TLS with and without client certificates, with certificates that the devkit's own authority made."""
+"""TLS with and without client certificates."""
 
 from __future__ import annotations
 
@@ -9,11 +9,10 @@ from pathlib import Path
 from typing import Any
 
 import pytest
+from throwaway_device import Device
 
 from hawkbit_server import Cut, Tls, UpdateServer
 from pki import Authority, KeyPair, Pki, PkiError
-
-from throwaway_device import Device
 
 
 def context(pki: Pki, client: KeyPair | None = None, ca: Path | None = None) -> ssl.SSLContext:
@@ -77,7 +76,7 @@ def test_without_certificate_where_one_is_required(pki: Pki) -> None:
 
 
 @pytest.mark.parametrize("mode", ["asked", "demanded", "required"])
-def test_certificate_of_a_stranger_ends_the_handshake(pki: Pki, mode: str) -> None:
+def test_certificate_of_an_unknown_authority_fails_the_handshake(pki: Pki, mode: str) -> None:
     with serve(pki, mode) as server:
         with pytest.raises(OSError):
             poll(server, context(pki, pki.stranger_client))
@@ -87,9 +86,9 @@ def test_certificate_of_a_stranger_ends_the_handshake(pki: Pki, mode: str) -> No
 
 
 def test_client_refuses_a_server_for_another_host(pki: Pki) -> None:
-    with serve(pki, pair=pki.wrong_host) as server:
-        with pytest.raises(ssl.SSLCertVerificationError, match="not valid for"):
-            poll(server, context(pki))
+    with serve(pki, pair=pki.wrong_host) as server, \
+            pytest.raises(ssl.SSLCertVerificationError, match="not valid for"):
+        poll(server, context(pki))
 
 
 def test_client_refuses_a_server_of_another_authority(pki: Pki) -> None:
@@ -99,10 +98,9 @@ def test_client_refuses_a_server_of_another_authority(pki: Pki) -> None:
         assert poll(server, context(pki, ca=pki.stranger.certificate)) == 200
 
 
-def test_silent_client_holds_up_nobody(pki: Pki) -> None:
-    with serve(pki) as server:
-        with socket.create_connection(("127.0.0.1", server.port), timeout=20):
-            assert poll(server, context(pki)) == 200
+def test_silent_client_delays_nobody(pki: Pki) -> None:
+    with serve(pki) as server, socket.create_connection(("127.0.0.1", server.port), timeout=20):
+        assert poll(server, context(pki)) == 200
 
 
 def test_cut_download_over_tls(pki: Pki) -> None:
@@ -116,13 +114,13 @@ def test_cut_download_over_tls(pki: Pki) -> None:
 
 
 def test_client_certificates_need_an_authority(pki: Pki) -> None:
-    with pytest.raises(ValueError):
+    with pytest.raises(ValueError, match="only be required with a client_ca"):
         Tls(pki.server.certificate, pki.server.key, None, "required")
-    with pytest.raises(ValueError):
+    with pytest.raises(ValueError, match="client must be one of"):
         Tls(pki.server.certificate, pki.server.key, pki.ca, "sometimes")
 
 
-def test_key_pair_comes_in_one_file_too(pki: Pki) -> None:
+def test_key_pair_is_also_available_in_one_file(pki: Pki) -> None:
     assert pki.client.bundle.read_bytes() == pki.client.certificate.read_bytes() + pki.client.key.read_bytes()
 
 

@@ -1,4 +1,4 @@
-"""What is accepted in bodies and what is not."""
+"""Which bodies are accepted and which are refused."""
 
 from __future__ import annotations
 
@@ -27,7 +27,7 @@ def test_text_without_an_element_is_not_markup(text: str) -> None:
     assert not validation.contains_markup(text)
 
 
-@pytest.mark.parametrize(("text", "lengths"), [
+@pytest.mark.parametrize("text, lengths", [
     ("", [0]), ("x" * 512, [512]), ("x" * 513, [512, 1]), ("\u00e9" * 512, [512]),
     ("\U0001f600" * 256, [256]), ("\U0001f600" * 257, [256, 1])])
 def test_pieces_count_utf16_units(text: str, lengths: list[int]) -> None:
@@ -44,9 +44,9 @@ def test_piece_may_end_between_the_halves_of_a_character() -> None:
     assert pieces[0][-1] + pieces[1] == "\ud83d\ude00"
 
 
-@pytest.mark.parametrize(("text", "stripped"), [
+@pytest.mark.parametrize("text, stripped", [
     ("  a b \n", "a b"), ("\t\x1f\u2003a\u3000", "a"), ("\u00a0a\u00a0", "\u00a0a\u00a0"), (" \n ", ""), ("", "")])
-def test_details_lose_white_space_at_their_ends_but_no_breaking_blanks(text: str, stripped: str) -> None:
+def test_details_lose_white_space_at_their_ends_except_no_break_spaces(text: str, stripped: str) -> None:
     assert validation.strip(text) == stripped
 
 
@@ -79,7 +79,7 @@ def test_malformed_feedback_is_refused(body: bytes) -> None:
 
 @pytest.mark.parametrize("execution", validation.EXECUTIONS)
 @pytest.mark.parametrize("finished", validation.RESULTS)
-def test_every_known_word_is_taken(execution: str, finished: str) -> None:
+def test_every_known_word_is_accepted(execution: str, finished: str) -> None:
     feedback = validation.parse_feedback(feedback_body(execution=execution, result={"finished": finished}))
 
     assert (feedback.execution, feedback.finished) == (execution, finished)
@@ -94,7 +94,8 @@ def test_numbers_become_texts_and_null_details_are_dropped() -> None:
 
 def test_unknown_members_are_ignored_whatever_their_type() -> None:
     body = b"""{"id":[1],"time":{},"x":null,"timestamp":12,
-                "status":{"execution":"closed","y":1,"result":{"finished":"none","progress":{"count":0,"of":1}}}} rest"""
+                "status":{"execution":"closed","y":1,"result":{"finished":"none",
+                "progress":{"count":0,"of":1}}}} rest"""
 
     feedback = validation.parse_feedback(body)
 
@@ -117,10 +118,10 @@ def test_attribute_values_become_texts() -> None:
     assert sent == ConfigData("merge", {"a": "1", "b": "true", "c": None, "d": ""})
 
 
-@pytest.mark.parametrize(("key", "value"), [
+@pytest.mark.parametrize("key, value", [
     ("a", "b~c"), ("a", "`"), ("a", "gr\u00fcn"), ("a", "20 \u00b0C"), ("a~", "b"), ("a", "x" * 129),
     ("k" * 129, "b"), ("a", "\x01"), ("a", "\u00a0")])
-def test_one_bad_attribute_refuses_all(key: str, value: str) -> None:
+def test_one_bad_attribute_refuses_all_of_them(key: str, value: str) -> None:
     with pytest.raises(errors.Refusal) as refusal:
         validation.merge_attributes({}, ConfigData("replace", {"good": "1", key: value}), 1)
 
@@ -129,7 +130,7 @@ def test_one_bad_attribute_refuses_all(key: str, value: str) -> None:
 
 
 @pytest.mark.parametrize("text", ["", " a ", "x" * 128, "_-!@#$%^&*()+=[]{}|;:'\",.<>/\\?", "<b>", "a\tb\nc"])
-def test_good_attribute_is_kept_as_it_is(text: str) -> None:
+def test_valid_attribute_is_kept_unchanged(text: str) -> None:
     assert validation.merge_attributes({}, ConfigData("merge", {"key": text}), 1) == {"key": text}
 
 

@@ -1,4 +1,4 @@
-"""A client that does what a test says, with none of a real device's sense."""
+"""A client that sends whatever a test wants, sensible or not."""
 
 from __future__ import annotations
 
@@ -7,9 +7,16 @@ import json
 import ssl
 from typing import Any
 
-from hawkbit_server import UpdateServer
+from hawkbit_server import Action, UpdateServer
 
 BASE = "/DEFAULT/controller/v1/"
+# The content of a.sh, the file of the action that the fixture of that name assigns.
+SCRIPT = b"#!/bin/sh\necho hello\n"
+
+
+def artifact_path(action: Action, suffix: str = "") -> str:
+    """The path of that file below the controller base."""
+    return f"softwaremodules/{action.distribution_set.modules[0].id}/artifacts/a.sh{suffix}"
 
 
 class Answer:
@@ -23,7 +30,7 @@ class Answer:
 
 
 class Device:
-    """One kept connection, requests relative to the controller base of one target."""
+    """A persistent connection, with requests relative to the controller base of one target."""
 
     def __init__(self, server: UpdateServer, target: str, context: ssl.SSLContext | None = None) -> None:
         self.base = BASE + target
@@ -33,7 +40,7 @@ class Device:
             self.connection = http.client.HTTPSConnection(server.address, timeout=20, context=context)
 
     def send(self, method: str, path: str, body: Any = None, **headers: str) -> Answer:
-        """`path` is absolute or below the controller base; a body that is not bytes goes out as JSON."""
+        """`path` is absolute or below the controller base; a body other than bytes is sent as JSON."""
         fields = {name.replace("_", "-"): value for name, value in headers.items()}
         if body is not None and not isinstance(body, bytes):
             body = json.dumps(body).encode()

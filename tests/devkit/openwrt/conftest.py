@@ -1,5 +1,6 @@
 """What the tests of the broker and of its command line share."""
 import pytest
+
 from bus_wire import STRING, Bus, method
 
 POLL = method("poll", agent_id=STRING) + method("fail")

@@ -1,7 +1,8 @@
-"""The stand-ins for procd's and UCI's shell side are as strict as they have to be."""
+"""The stand-ins for the shell interfaces of procd and UCI are as strict as the real ones."""
 import subprocess
 
 import pytest
+
 from openwrt.procd import service, uci_file
 
 HEADER = "#!/bin/sh /etc/rc.common\nUSE_PROCD=1\n"
@@ -36,7 +37,7 @@ def test_values_survive_writing_and_reading(value):
     assert uci_file.parse(uci_file.render(sections)) == sections
 
 
-def test_quotes_may_be_left_out_and_comments_are_not_read():
+def test_quotes_are_optional_and_comments_are_skipped():
     text = "# begin\nconfig demo one # here\n\toption a b#c\n\toption d \"e \\\" 'f'\"\n"
 
     assert uci_file.parse(text) == [
@@ -50,7 +51,7 @@ def test_broken_file_is_an_error(text):
         uci_file.parse(text)
 
 
-def test_setting_an_option_makes_no_section(root):
+def test_setting_an_option_creates_no_section(root):
     root.config.write_text("config demo 'one'\n")
 
     assert root.call("uci", "-q", "set", "demo.two.option=x").returncode == 1
@@ -58,7 +59,7 @@ def test_setting_an_option_makes_no_section(root):
     assert root.config.read_text() == "config demo 'one'\n"
 
 
-def test_change_is_seen_at_once_and_written_by_a_commit(root):
+def test_change_is_visible_at_once_and_written_by_a_commit(root):
     root.config.write_text("config demo 'one'\n")
 
     assert root.call("uci", "set", "demo.one.a=it's").returncode == 0
@@ -112,7 +113,7 @@ def test_parameters_are_kept_by_kind(root):
 @pytest.mark.parametrize("body", [
     "procd_set_param command prog", "procd_append_param command prog", "procd_close_instance",
     "procd_open_instance", "procd_open_instance; procd_open_instance"])
-def test_misuse_of_procds_functions_is_an_error(root, body):
+def test_wrong_use_of_procds_functions_is_an_error(root, body):
     started = root.run(f"start_service() {{\n{body}\n}}\n")
 
     assert started.exit_status == 70
