@@ -1,8 +1,10 @@
-"""A broker for a test, and clients that speak the wire format by hand: bytes in, bytes out."""
+"""A broker for a test, and clients that speak the wire format by hand: bytes in, bytes out.
+
+The programs under test are those of the development kit, or what ZEPHRAN_UBUSD and ZEPHRAN_UBUS name.
+"""
 import contextlib
 import os
 import pathlib
-import re
 import shutil
 import signal
 import socket
@@ -11,22 +13,16 @@ import subprocess
 import tempfile
 import time
 
+from openwrt.bus.wire import (ADD_OBJECT, A_DATA, A_ID, A_METHOD, A_PATH, A_SIGNATURE, A_STATUS, DATA, INVOKE, PING,
+                              STATUS, TABLE, Frame, attribute, frame, named, named_number, number, split, text)
+
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("ZEPHRAN_BUILD_DIR", PROJECT / "build/debug"))
-UBUSD = BUILD / "devkit/openwrt/bin/ubusd"
-UBUS = BUILD / "devkit/openwrt/bin/ubus"
-
-# Sanitizers keep freed memory to themselves for a while.
-SANITIZED = not re.search(r"^ZEPHRAN_SANITIZE:STRING=$", (BUILD / "CMakeCache.txt").read_text(
-    encoding="utf-8"), re.MULTILINE)
+UBUSD = pathlib.Path(os.environ.get("ZEPHRAN_UBUSD", BUILD / "devkit/openwrt/bin/ubusd"))
+UBUS = pathlib.Path(os.environ.get("ZEPHRAN_UBUS", BUILD / "devkit/openwrt/bin/ubus"))
 
 # Sanitized builds on a busy machine are slow, and no test is about speed.
 PATIENCE = 120
-
-HELLO, STATUS, DATA, PING, LOOKUP, INVOKE, ADD_OBJECT, REMOVE_OBJECT = range(8)
-A_STATUS, A_PATH, A_ID, A_METHOD, A_TYPE, A_SIGNATURE, A_DATA = range(1, 8)
-A_NO_REPLY, A_USER, A_GROUP = 10, 12, 13
-ARRAY, TABLE, STRING, INT64, INT32, INT16, INT8, DOUBLE = range(1, 9)
 
 
 def words(text):
@@ -34,56 +30,9 @@ def words(text):
     return bytes.fromhex(text)
 
 
-def padded(data):
-    return data + bytes(-len(data) % 4)
-
-
-def attribute(number, payload):
-    return padded(struct.pack(">I", number << 24 | len(payload) + 4) + payload)
-
-
-def number(attribute_id, value):
-    return attribute(attribute_id, struct.pack(">I", value))
-
-
-def text(attribute_id, value):
-    return attribute(attribute_id, value.encode() + b"\0")
-
-
-def named(kind, name, value=b""):
-    head = padded(struct.pack(">H", len(name)) + name.encode() + b"\0")
-    return attribute(0x80 | kind, head + value)
-
-
-def named_text(name, value):
-    return named(STRING, name, value.encode() + b"\0")
-
-
-def named_number(name, value):
-    return named(INT32, name, struct.pack(">I", value % (1 << 32)))
-
-
 def method(name, **arguments):
     """One method of a signature, with the types of its arguments."""
     return named(TABLE, name, b"".join(named_number(*item) for item in arguments.items()))
-
-
-def frame(kind, sequence, peer, payload=b""):
-    return struct.pack(">BBHII", 0, kind, sequence, peer, len(payload) + 4) + payload
-
-
-def attributes(payload):
-    """The attributes of a frame by number; those that are numbers as such."""
-    found = {}
-    while payload:
-        word, = struct.unpack(">I", payload[:4])
-        length = word & 0xffffff
-        assert 4 <= length <= len(payload), payload.hex(" ", -4)
-        value = payload[4:length]
-        found[word >> 24] = struct.unpack(">I", value)[0] if word >> 24 in (
-            A_STATUS, A_ID, A_TYPE) else value
-        payload = payload[length + -length % 4:]
-    return found
 
 
 def until(condition, what):
@@ -92,17 +41,6 @@ def until(condition, what):
     while not condition():
         assert time.monotonic() < deadline, f"not within {PATIENCE} s: {what}"
         time.sleep(0.005)
-
-
-class Frame:
-    def __init__(self, data):
-        self.bytes = data
-        _, self.type, self.sequence, self.peer, _ = struct.unpack(">BBHII", data[:12])
-        self.payload = data[12:]
-
-    @property
-    def attributes(self):
-        return attributes(self.payload)
 
 
 class RawConnection:
@@ -129,7 +67,9 @@ class RawConnection:
 
     def frame(self):
         head = self._receive(12)
-        return Frame(head + self._receive(struct.unpack(">I", head[8:])[0] - 4))
+        received = Frame(head + self._receive(struct.unpack(">I", head[8:])[0] - 4))
+        assert split(received.payload)[1], received.bytes.hex(" ", -4)
+        return received
 
 
 class RawClient(RawConnection):
