@@ -36,7 +36,7 @@ class Bus:
 
     @property
     def log(self):
-        """What the broker and its sanitizers have said."""
+        """What the broker has said."""
         return self._broker.log if self._broker else ""
 
     def start(self):

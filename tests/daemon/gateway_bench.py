@@ -56,10 +56,10 @@ class GatewayBench:
             self.gateway.close()
 
     def assert_no_findings(self):
-        """No sanitizer has complained of what ran on the closed gateway."""
+        """No sanitizer has complained of a daemon on the closed gateway, and its broker has not failed."""
         for daemon in self.gateway.daemons:
             assert not SANITIZER_FINDING.search(daemon.log), daemon.log
-        assert not SANITIZER_FINDING.search(self.gateway.bus.log), self.gateway.bus.log
+        assert "Traceback" not in self.gateway.bus.log, self.gateway.bus.log
 
     def file(self, name, text):
         """A file that the daemon can be told the path of."""
