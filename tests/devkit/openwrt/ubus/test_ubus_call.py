@@ -5,8 +5,8 @@ import struct
 import time
 
 import pytest
-from bus_wire import (ARRAY, A_DATA, A_METHOD, DOUBLE, INT8, INT64, TABLE, named, named_number,
-                      named_text)
+from openwrt.bus.wire import (ARRAY, A_DATA, A_METHOD, DOUBLE, INT8, INT64, TABLE, named,
+                              named_number, named_text)
 from ubus_command import result, serve, start, ubus
 
 

@@ -5,9 +5,10 @@ import signal
 import socket
 
 import pytest
-from bus_wire import (ADD_OBJECT, A_DATA, A_ID, A_METHOD, A_STATUS, DATA, HELLO, INVOKE, LOOKUP,
-                      PATIENCE, STATUS, RawConnection, attribute, frame, named_number, named_text,
-                      number, text, until)
+from bus_bench import PATIENCE, RawConnection, until
+from openwrt.bus.wire import (ADD_OBJECT, A_DATA, A_ID, A_METHOD, A_STATUS, DATA, HELLO, INVOKE,
+                              LOOKUP, STATUS, attribute, frame, named_number, named_text, number,
+                              text)
 from ubus_command import result, start, ubus
 
 
