@@ -3,8 +3,7 @@ import contextlib
 import os
 
 from bus_bench import RawClient
-from openwrt.bus.wire import (A_DATA, A_ID, A_METHOD, A_PATH, INT8, INVOKE, LOOKUP, attribute,
-                              frame, named, number, text)
+from openwrt.bus.wire import A_DATA, A_ID, A_METHOD, A_PATH, INT8, INVOKE, LOOKUP, attribute, frame, named, number, text
 
 FAILED = named(INT8, "success", b"\0")
 SUCCEEDED = named(INT8, "success", b"\1")

@@ -4,9 +4,24 @@ import struct
 import pytest
 
 from bench import DEVICE
-from local_control import FAILURE, RARE, SUCCESS, LocalControl
-from openwrt.bus.wire import (A_DATA, A_ID, A_METHOD, ARRAY, DOUBLE, INT8, INT32, INT64, STRING,
-                              TABLE, attribute, named, named_text, number, text)
+from local_control import FAILURE, RARE, SUCCESS
+from openwrt.bus.wire import (
+    A_DATA,
+    A_ID,
+    A_METHOD,
+    ARRAY,
+    DOUBLE,
+    INT8,
+    INT32,
+    INT64,
+    STRING,
+    TABLE,
+    attribute,
+    named,
+    named_text,
+    number,
+    text,
+)
 from raw_bus import FAILED, SUCCEEDED, raw_caller
 
 METHODS = ("force_poll", "get_deployment", "accept_deployment", "get_agents")

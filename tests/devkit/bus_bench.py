@@ -13,8 +13,28 @@ import subprocess
 import tempfile
 import time
 
-from openwrt.bus.wire import (ADD_OBJECT, A_DATA, A_ID, A_METHOD, A_PATH, A_SIGNATURE, A_STATUS, DATA, INVOKE, PING,
-                              STATUS, TABLE, Frame, attribute, frame, named, named_number, number, split, text)
+from openwrt.bus.wire import (
+    A_DATA,
+    A_ID,
+    A_METHOD,
+    A_PATH,
+    A_SIGNATURE,
+    A_STATUS,
+    ADD_OBJECT,
+    DATA,
+    INVOKE,
+    PING,
+    STATUS,
+    TABLE,
+    Frame,
+    attribute,
+    frame,
+    named,
+    named_number,
+    number,
+    split,
+    text,
+)
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("ZEPHRAN_BUILD_DIR", PROJECT / "build/debug"))
@@ -137,7 +157,7 @@ class Bus(contextlib.ExitStack):
         self.directory = pathlib.Path(tempfile.mkdtemp(prefix="zb-", dir="/tmp"))
         self.callback(shutil.rmtree, self.directory)
         self.path = self.directory / "bus"
-        self.log = self.enter_context(open(self.directory / "log", "w+", encoding="utf-8"))
+        self.log = self.enter_context((self.directory / "log").open("w+", encoding="utf-8"))
         self.process = None
 
     def start(self):

@@ -15,7 +15,7 @@ DEEPEST_VALUE = 300
 
 _NUMBERS = {wire.INT64: ">q", wire.INT32: ">i", wire.INT16: ">h", wire.DOUBLE: ">d"}
 _ESCAPES = {**{number: f"\\u{number:04x}" for number in range(32)},
-            **{ord(plain): "\\" + name for plain, name in zip("\b\n\t\r\"\\", "bntr\"\\")}}
+            **{ord(plain): "\\" + name for plain, name in zip("\b\n\t\r\"\\", "bntr\"\\", strict=True)}}
 
 
 # ---- from JSON

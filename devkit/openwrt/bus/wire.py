@@ -148,7 +148,7 @@ def attributes(payload: bytes) -> dict[int, Any]:
         if key in _NUMBERS:
             if len(value) == 4:
                 found[key] = _WORD.unpack(value)[0]
-        elif not (key in _TEXTS and value[-1:] != b"\0" or key == A_NO_REPLY and len(value) != 1):
+        elif not ((key in _TEXTS and value[-1:] != b"\0") or (key == A_NO_REPLY and len(value) != 1)):
             found[key] = value
     return found
 

@@ -1,5 +1,6 @@
 """What the tests of the broker and of its command line share."""
 import pytest
+
 from bus_bench import Bus, method
 from openwrt.bus.wire import STRING
 

@@ -1,5 +1,6 @@
 """The wire format, held against traffic of a real broker and against bytes that nobody should send."""
 import pytest
+
 from bus_bench import words
 from openwrt.bus import wire
 

@@ -3,11 +3,28 @@ import os
 import pwd
 
 import pytest
-from bus_bench import until, words
-from openwrt.bus.wire import (A_DATA, A_GROUP, A_ID, A_METHOD, A_NO_REPLY, A_STATUS, A_USER, DATA,
-                              INVOKE, LOOKUP, PING, STATUS, attribute, frame, named_number, number,
-                              text)
 from recorded_traffic import GATEWAY_ARGUMENT, ROOT_NAMES, add_demo, poll_call
+
+from bus_bench import until, words
+from openwrt.bus.wire import (
+    A_DATA,
+    A_GROUP,
+    A_ID,
+    A_METHOD,
+    A_NO_REPLY,
+    A_STATUS,
+    A_USER,
+    DATA,
+    INVOKE,
+    LOOKUP,
+    PING,
+    STATUS,
+    attribute,
+    frame,
+    named_number,
+    number,
+    text,
+)
 
 
 @pytest.mark.skipif(os.getuid() != 0, reason="the traffic was recorded as root")

@@ -5,6 +5,7 @@ import stat
 import subprocess
 
 import pytest
+
 from bus_bench import PATIENCE, UBUS, UBUSD, words
 from openwrt.bus.wire import A_PATH, LOOKUP, text
 

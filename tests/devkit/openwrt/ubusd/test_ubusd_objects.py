@@ -1,9 +1,23 @@
 """The stand-in broker, byte for byte: objects, and looking them up."""
 import pytest
-from bus_bench import method, words
-from openwrt.bus.wire import (ADD_OBJECT, A_ID, A_PATH, A_SIGNATURE, A_TYPE, LOOKUP, REMOVE_OBJECT,
-                              attribute, named, named_number, named_text, number, text)
 from recorded_traffic import ADD_DEMO, LOOKUP_DEMO, NAME, SIGNATURE, add_demo
+
+from bus_bench import method, words
+from openwrt.bus.wire import (
+    A_ID,
+    A_PATH,
+    A_SIGNATURE,
+    A_TYPE,
+    ADD_OBJECT,
+    LOOKUP,
+    REMOVE_OBJECT,
+    attribute,
+    named,
+    named_number,
+    named_text,
+    number,
+    text,
+)
 
 # --- objects
 
@@ -57,7 +71,8 @@ def test_malformed_registration_is_refused(bus, payload):
 
 @pytest.mark.parametrize("signature", [
     "0200000c 00046661 696c0000", "8100000c 00046661 696c0000", "82000014 00016d00 8300000c 00016100 78797a00",
-    "82000014 00016d00 8500000a 00016100 00030000", "8200000c 00016d00 85000000", "8200000c 00046661 696c0000 82000002"],
+    "82000014 00016d00 8500000a 00016100 00030000", "8200000c 00016d00 85000000",
+    "8200000c 00046661 696c0000 82000002"],
     ids=["method without name", "method that is an array", "argument that is a string", "argument of two bytes",
          "broken argument", "broken method"])
 def test_refused_signature_leaves_the_name_free(bus, signature):
