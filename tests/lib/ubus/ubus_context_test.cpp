@@ -4,9 +4,7 @@
 #include <cerrno>
 #include <csignal>
 #include <future>
-#include <limits>
 #include <system_error>
-#include <thread>
 #include <vector>
 
 #include <boost/exception/errinfo_errno.hpp>
@@ -210,20 +208,32 @@ TEST_F(UbusContextOutage, EveryOutageIsLoggedOnceHoweverManyAttemptsItTakes) {
 }
 
 TEST_F(UbusContextOutage, ConnectionLostWhileItIsRestoredIsTheSameOutage) {
-    needed_restorations = std::numeric_limits<int>::max();
     connect();
-    broker.kill();
-    broker.start();
-    first_restoration.get_future().wait();
+    context.stop_receiver();
+    std::promise<void> second_outage;
+    std::promise<void> second_restoration;
+    context.set_restorer([&] {
+        ++restorations;
+        if (restorations == 1) {
+            second_outage.get_future().wait();
+            broker.kill();
+            broker.start();
+        } else {
+            second_restoration.set_value();
+        }
+        return restorations == 2;
+    });
+    context.start_receiver();
 
     broker.kill();
-    std::this_thread::sleep_for(20 * soon);
     broker.start();
-    std::this_thread::sleep_for(20 * soon);
+    second_outage.set_value();
+    second_restoration.get_future().wait();
     context.disconnect();
 
+    EXPECT_EQ(restorations, 2);
     EXPECT_EQ(count(log.text(), "connection lost"), 1U) << log.text();
-    EXPECT_THAT(log.text(), Not(HasSubstr("connection restored")));
+    EXPECT_EQ(count(log.text(), "connection restored"), 1U) << log.text();
 }
 
 TEST_F(UbusContextOutage, StopsWhileANewBrokerStalls) {
