@@ -210,10 +210,12 @@ TEST_F(UbusContextOutage, EveryOutageIsLoggedOnceHoweverManyAttemptsItTakes) {
 TEST_F(UbusContextOutage, ConnectionLostWhileItIsRestoredIsTheSameOutage) {
     connect();
     context.stop_receiver();
+    std::promise<void> second_outage;
     std::promise<void> second_restoration;
     context.set_restorer([&] {
         ++restorations;
         if (restorations == 1) {
+            second_outage.get_future().wait();
             broker.kill();
             broker.start();
         } else {
@@ -225,6 +227,7 @@ TEST_F(UbusContextOutage, ConnectionLostWhileItIsRestoredIsTheSameOutage) {
 
     broker.kill();
     broker.start();
+    second_outage.set_value();
     second_restoration.get_future().wait();
     context.disconnect();
 
