@@ -19,16 +19,20 @@ constexpr std::chrono::seconds default_polling_time{600};
 constexpr std::chrono::hours longest_backoff{24};
 constexpr std::chrono::minutes shortest_backoff{5};
 
-HawkbitAgent::Surroundings real_surroundings() {
-    return {std::make_unique<hawkbit::Client>(),
-            [] { return http::Client{http::ClientImplementationType::curl}; },
+}  // namespace
+
+HawkbitAgent::Surroundings HawkbitAgent::Surroundings::real(
+    const http::TransportSettings& transport) {
+    return {std::make_unique<hawkbit::Client>(transport),
+            [transport] {
+                return http::Client{http::ClientImplementationType::curl, transport};
+            },
             std::chrono::system_clock::now};
 }
 
-}  // namespace
-
-HawkbitAgent::HawkbitAgent(const std::string& server, const std::string& controller_id)
-    : HawkbitAgent{server, controller_id, real_surroundings()} {}
+HawkbitAgent::HawkbitAgent(const std::string& server, const std::string& controller_id,
+                           const http::TransportSettings& transport)
+    : HawkbitAgent{server, controller_id, Surroundings::real(transport)} {}
 
 HawkbitAgent::HawkbitAgent(const std::string& server, const std::string& controller_id,
                            Surroundings surroundings)
@@ -46,9 +50,6 @@ HawkbitAgent::~HawkbitAgent() = default;
 void HawkbitAgent::configure(AgentSettings new_settings) {
     settings = std::move(new_settings);
     shared_control->set_attributes(settings.attributes);
-    if (settings.client_certificate) {
-        client->set_client_certificate(*settings.client_certificate);
-    }
 }
 
 void HawkbitAgent::tick() {
@@ -111,7 +112,7 @@ void HawkbitAgent::start_deployer() {
 
     deployment = std::make_unique<RunningDeployment>(
         std::make_unique<HawkbitDeployer>(settings.attributes, std::move(action), settings.context,
-                                          download_client()),
+                                          make_http_client),
         controller);
     if (is_interrupted) {
         resume_deployer();
@@ -178,16 +179,6 @@ void HawkbitAgent::send_cancel_feedback(hawkbit::ActionFeedbackMessage::FinalRes
 
 long HawkbitAgent::epoch_seconds() const {
     return static_cast<long>(std::chrono::system_clock::to_time_t(now()));
-}
-
-HawkbitDeployer::MakeHttpClient HawkbitAgent::download_client() const {
-    return [make = make_http_client, certificate = settings.client_certificate] {
-        http::Client download = make();
-        if (certificate) {
-            download.set_client_certificate(*certificate);
-        }
-        return download;
-    };
 }
 
 }  // namespace zephran
