@@ -128,9 +128,8 @@ void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& prope
     if (id != settings.gateway_id) {
         properties[hawkbit::parent_attribute] = settings.gateway_id;
     }
-    auto agent = std::make_unique<HawkbitAgent>(settings.server, id);
-    agent->configure(
-        {context, properties, settings.schedule, settings.client_certificate, dormant});
+    auto agent = std::make_unique<HawkbitAgent>(settings.server, id, settings.transport);
+    agent->configure({context, properties, settings.schedule, dormant});
     if (agents.emplace(id, std::move(agent)).second) {
         publish_controls();
     }

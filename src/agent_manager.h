@@ -12,7 +12,7 @@
 #include "agent/hawkbit_agent.h"
 #include "discovery_handler.h"
 #include "hawkbit/attributes.h"
-#include "http/httpclient.h"
+#include "http/transport_settings.h"
 #include "installer/installer_context.h"
 #include "schedule/update_schedule.h"
 
@@ -30,7 +30,7 @@ struct AgentManagerSettings {
     std::string bootloader_mtd;
     /// Without one, deployments may start at any time.
     std::optional<UpdateSchedule> schedule;
-    std::optional<http::ClientCertificate> client_certificate;
+    http::TransportSettings transport;
     /// Starts the gateway's agent dormant.
     bool dormant = false;
 };

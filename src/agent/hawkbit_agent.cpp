@@ -14,16 +14,20 @@ constexpr std::chrono::seconds default_polling_time{600};
 constexpr std::chrono::hours longest_backoff{24};
 constexpr std::chrono::minutes shortest_backoff{5};
 
-HawkbitAgent::Environment real_environment() {
-    return {std::make_unique<hawkbit::Client>(),
-            [] { return http::Client{http::ClientImplementationType::curl}; },
+}  // namespace
+
+HawkbitAgent::Environment HawkbitAgent::Environment::real(
+    const http::TransportSettings& transport) {
+    return {std::make_unique<hawkbit::Client>(transport),
+            [transport] {
+                return http::Client{http::ClientImplementationType::curl, transport};
+            },
             std::chrono::system_clock::now};
 }
 
-}  // namespace
-
-HawkbitAgent::HawkbitAgent(const std::string& server, const std::string& controller_id)
-    : HawkbitAgent{server, controller_id, real_environment()} {}
+HawkbitAgent::HawkbitAgent(const std::string& server, const std::string& controller_id,
+                           const http::TransportSettings& transport)
+    : HawkbitAgent{server, controller_id, Environment::real(transport)} {}
 
 HawkbitAgent::HawkbitAgent(const std::string& server, const std::string& controller_id,
                            Environment environment)
@@ -41,9 +45,6 @@ HawkbitAgent::~HawkbitAgent() = default;
 void HawkbitAgent::configure(AgentSettings new_settings) {
     settings = std::move(new_settings);
     control_->set_attributes(settings.attributes);
-    if (settings.client_certificate) {
-        client->set_client_certificate(*settings.client_certificate);
-    }
 }
 
 void HawkbitAgent::tick() {
@@ -75,16 +76,6 @@ void HawkbitAgent::reset_polling_time() {
 
 long HawkbitAgent::epoch_seconds() const {
     return static_cast<long>(std::chrono::system_clock::to_time_t(now()));
-}
-
-HawkbitDeployer::MakeHttpClient HawkbitAgent::download_client() const {
-    return [make = make_http_client, certificate = settings.client_certificate] {
-        http::Client download = make();
-        if (certificate) {
-            download.set_client_certificate(*certificate);
-        }
-        return download;
-    };
 }
 
 }  // namespace zephran

@@ -43,7 +43,6 @@ struct AgentSettings {
     hawkbit::Attributes attributes;
     /// Without a schedule, deployments may start at any time.
     std::optional<UpdateSchedule> schedule;
-    std::optional<http::ClientCertificate> client_certificate;
     /// A dormant agent polls only when forced.
     bool dormant = false;
 };
@@ -59,6 +58,9 @@ public:
 
     /// What reaches outside. Other values than the daemon's own are for unit tests.
     struct Environment {
+        /// The update server over HTTP, and the system's clock.
+        static Environment real(const http::TransportSettings& transport);
+
         std::unique_ptr<hawkbit::ClientInterface> client;
         HawkbitDeployer::MakeHttpClient make_http_client;
         std::function<time_point()> now;
@@ -68,7 +70,8 @@ public:
     static constexpr const char* any_deployment = "ANY";
 
     /// @param server host name or address of the update server, optionally with ":port"
-    HawkbitAgent(const std::string& server, const std::string& controller_id);
+    HawkbitAgent(const std::string& server, const std::string& controller_id,
+                 const http::TransportSettings& transport = {});
     HawkbitAgent(const std::string& server, const std::string& controller_id,
                  Environment environment);
     ~HawkbitAgent() override;
@@ -151,7 +154,6 @@ private:
     void send_cancel_feedback(hawkbit::ActionFeedbackMessage::FinalResult result,
                               const std::vector<std::string>& details) const;
     [[nodiscard]] long epoch_seconds() const;
-    [[nodiscard]] HawkbitDeployer::MakeHttpClient download_client() const;
 
     std::string cancel_action_id;
     std::string cancel_stop_id;

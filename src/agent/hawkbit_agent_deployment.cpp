@@ -47,7 +47,7 @@ void HawkbitAgent::start_deployer() {
 
     deployment = std::make_unique<RunningDeployment>(
         std::make_unique<HawkbitDeployer>(settings.attributes, std::move(action), settings.context,
-                                          download_client()),
+                                          make_http_client),
         controller);
     if (is_interrupted) {
         resume_deployer();
