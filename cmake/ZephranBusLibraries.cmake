@@ -1,5 +1,6 @@
-# The libraries of the message bus as one target, zephran_bus_libraries: the system's own where they
-# are found, else the stand-ins of the development kit. They bring no package files of their own.
+# SPDX-License-Identifier: Apache-2.0
+# zephran_bus_libraries: the libraries of the message bus as one target. They are the system's libraries if all are
+# found, else the stand-ins of the development kit. The system's libraries provide no CMake or pkg-config files.
 
 find_path(UBUS_INCLUDE_DIR libubus.h)
 find_path(UBOX_INCLUDE_DIR libubox/blobmsg_json.h)
@@ -29,8 +30,8 @@ elseif(ZEPHRAN_BUILD_DEVKIT)
 else()
     message(FATAL_ERROR
         "The libraries of the message bus (libubus, libubox, libblobmsg_json) are incomplete, "
-        "missing: ${zephran_missing_bus_parts}. Name their prefix in CMAKE_PREFIX_PATH, or switch on "
-        "ZEPHRAN_BUILD_DEVKIT to build with stand-ins, which are never to reach a gateway.")
+        "missing: ${zephran_missing_bus_parts}. Add their prefix to CMAKE_PREFIX_PATH, or set "
+        "ZEPHRAN_BUILD_DEVKIT to build with stand-ins, which must never be installed on a gateway.")
 endif()
 message(STATUS "Message bus: ${ZEPHRAN_BUS}")
 file(WRITE ${PROJECT_BINARY_DIR}/message-bus.txt "${ZEPHRAN_BUS}\n")

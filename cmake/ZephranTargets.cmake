@@ -1,15 +1,16 @@
-# How every target of the project is declared: same warnings, same sanitizers.
+# SPDX-License-Identifier: Apache-2.0
+# Functions that declare the project's targets, all with the same warnings and sanitizers.
 
 add_library(zephran_options INTERFACE)
 target_compile_options(zephran_options INTERFACE
     -Wall -Wextra -Wpedantic
-    # sizes and times cross between 32 and 64 bit on the gateway
+    # the gateway has 32-bit sizes and 64-bit times
     $<$<COMPILE_LANGUAGE:CXX>:-Wconversion>
     -Wshadow)
 target_compile_definitions(zephran_options INTERFACE
-    # Boost.MSM still includes headers that Boost itself calls deprecated
+    # Boost.MSM includes headers that Boost has deprecated
     BOOST_BIND_GLOBAL_PLACEHOLDERS BOOST_ALLOW_DEPRECATED_HEADERS
-    # 64-bit time and file sizes on 32-bit systems, whatever the C library
+    # 64-bit times and file sizes on 32-bit systems, with every C library
     _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 if(ZEPHRAN_SANITIZE)
     target_compile_options(zephran_options INTERFACE
@@ -18,7 +19,7 @@ if(ZEPHRAN_SANITIZE)
 endif()
 
 # zephran_add_library(NAME INCLUDE_ROOT dir SOURCES ... [DEPENDS ...] [PRIVATE_DEPENDS ...] [OBJECT])
-# Headers are included relative to INCLUDE_ROOT; nothing is on every target's include path.
+# Headers are included relative to INCLUDE_ROOT. No directory is on the include path of every target.
 function(zephran_add_library name)
     cmake_parse_arguments(ARG "OBJECT" "INCLUDE_ROOT" "SOURCES;DEPENDS;PRIVATE_DEPENDS" ${ARGN})
     if(ARG_OBJECT)
@@ -32,25 +33,26 @@ function(zephran_add_library name)
         PRIVATE ${ARG_PRIVATE_DEPENDS} zephran_options)
 endfunction()
 
-# zephran_add_test(NAME SOURCES ... DEPENDS ...)   one GoogleTest executable, its cases known to CTest
+# zephran_add_test(NAME SOURCES ... DEPENDS ...)
+# Adds one GoogleTest executable and registers its cases with CTest.
 function(zephran_add_test name)
     cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE ${ARG_DEPENDS} zephran_options GTest::gmock GTest::gtest_main)
     if(ZEPHRAN_SANITIZE)
-        # Most of a test's compilation goes to headers that it shares with its neighbours. The other
-        # builds compile each file by itself, for warnings and forgotten includes.
+        # Most of the compile time is spent on headers that the sources of a test share. The other builds compile
+        # each source separately, which shows warnings and missing includes.
         set_target_properties(${name} PROPERTIES UNITY_BUILD ON)
     endif()
     gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
 endfunction()
 
-# State machine tables cost gigabytes of memory with full debug information.
+# With full debug information, compiling a transition table takes gigabytes of memory.
 function(zephran_light_debug_info)
     set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS -g1)
 endfunction()
 
-# Tests that are compiled together with sanitizers, and have names of their own in common.
+# Excludes sources whose internal names clash from the common compilation of the sanitizer builds.
 function(zephran_compile_apart)
     set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 endfunction()

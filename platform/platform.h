@@ -13,7 +13,7 @@ class Config;
 /// in its own library; unit tests link their own implementation.
 namespace zephran::platform {
 
-/// A new agent manager of this platform, not configured yet.
+/// Creates an agent manager of this platform, not yet configured.
 std::unique_ptr<AgentManager> create_agent_manager();
 
 /// Directory for downloads, with a trailing slash.
@@ -22,11 +22,11 @@ const char* get_temp_directory();
 /// The process-wide configuration store. It lives as long as the process.
 Config* get_config();
 
-/// Makes room on the device before an artifact is downloaded.
+/// Frees space on the device before an artifact is downloaded.
 void prepare_download(const hawkbit::DeploymentActionMessage::Chunk& chunk,
                       const hawkbit::DeploymentActionMessage::Artifact& artifact);
 
-/// Makes room on the device before a chunk is installed.
+/// Frees space on the device before a chunk is installed.
 void prepare_install(const hawkbit::DeploymentActionMessage::Chunk& chunk);
 
 /// Undoes prepare_download() after a deployment has ended.

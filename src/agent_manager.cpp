@@ -6,10 +6,10 @@
 #include <unistd.h>
 
 #include "common/logprint.h"
-#include "config.h"
 #include "exit_handler.h"
 #include "ghn/ghn_config.h"
 #include "platform.h"
+#include "store/device_store.h"
 
 namespace zephran {
 
@@ -17,8 +17,9 @@ namespace {
 
 constexpr std::uint32_t gateway_mtd_write_attempts = 100;
 constexpr unsigned longest_wind_down = 10;
+constexpr const char* flash_type_property = "installed_flash_type";
 
-/// @return whether there were any
+/// @returns whether any agent was erased
 template <class Predicate>
 bool erase_agents(AgentManager::Agents& agents, Predicate is_to_go) {
     const std::size_t count = agents.size();
@@ -95,31 +96,27 @@ void AgentManager::spawn_gateway_agent() {
     if (agents.count(settings.gateway_id) != 0) {
         return;
     }
+    // A missing flash type is reported to the server as an empty one.
+    settings.properties.emplace(flash_type_property, "");
     spawn_agent(settings.gateway_id, settings.properties, gateway_context(), settings.dormant);
     if (settings.dormant) {
         force_poll_after_reboot();
     }
 }
 
-InstallerContext AgentManager::gateway_context() {
+InstallerContext AgentManager::gateway_context() const {
     InstallerContext context;
-    // An absent flash type is reported to the server as an empty one.
-    context.installed_flash_type = settings.properties["installed_flash_type"];
+    context.installed_flash_type = settings.properties.at(flash_type_property);
     context.bootloader_mtd = settings.bootloader_mtd;
     context.mtd_write_attempts = gateway_mtd_write_attempts;
-    context.mac_address = ghn::GhnConfig::get_controller_mac();
+    context.mac_address = DeviceStore{*platform::get_config()}.ghn_config().get_controller_mac();
     return context;
 }
 
 void AgentManager::force_poll_after_reboot() {
-    constexpr const char* key = "zephran.service.rebooted";
-    Config& config = *platform::get_config();
-    if (!config.has_option(key) || config.get_option(key) != "1") {
+    DeviceStore store{*platform::get_config()};
+    if (!store.take_reboot_mark({"spawn_gateway_agent"})) {
         return;
-    }
-    if (!config.set_option(key, "0")) {
-        ZLOG_WARNING_AS("spawn_gateway_agent", "action", "spawn_gateway_agent", "message",
-                        "could not store config entry", "key", key, "value", "0");
     }
     agents.at(settings.gateway_id)->force_poll();
     ZLOG_WARNING_AS("spawn_gateway_agent", "action", "spawn_gateway_agent", "message",
@@ -131,9 +128,8 @@ void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& prope
     if (id != settings.gateway_id) {
         properties[hawkbit::parent_attribute] = settings.gateway_id;
     }
-    auto agent = std::make_unique<HawkbitAgent>(settings.server, id);
-    agent->configure(
-        {context, properties, settings.schedule, settings.client_certificate, dormant});
+    auto agent = std::make_unique<HawkbitAgent>(settings.server, id, settings.transport);
+    agent->configure({context, properties, settings.schedule, dormant});
     if (agents.emplace(id, std::move(agent)).second) {
         publish_controls();
     }

@@ -12,25 +12,25 @@
 #include "agent/hawkbit_agent.h"
 #include "discovery_handler.h"
 #include "hawkbit/attributes.h"
-#include "http/httpclient.h"
+#include "http/transport_settings.h"
 #include "installer/installer_context.h"
 #include "schedule/update_schedule.h"
 
 namespace zephran {
 
-/// What start-up gives the agent manager.
+/// What the agent manager gets from the command line and the configuration.
 struct AgentManagerSettings {
     /// Id of the gateway's own agent.
     std::string gateway_id;
     /// Host name or address of the update server.
     std::string server;
-    /// What the gateway tells the server about itself.
+    /// Attributes that the gateway reports to the server.
     hawkbit::Attributes properties;
     /// Name of the MTD device for bootloaders; may be empty.
     std::string bootloader_mtd;
     /// Without one, deployments may start at any time.
     std::optional<UpdateSchedule> schedule;
-    std::optional<http::ClientCertificate> client_certificate;
+    http::TransportSettings transport;
     /// Starts the gateway's agent dormant.
     bool dormant = false;
 };
@@ -49,20 +49,20 @@ public:
     void configure(AgentManagerSettings new_settings) { settings = std::move(new_settings); }
     void add_discovery_handler(std::unique_ptr<DiscoveryHandler> handler);
 
-    /// Runs until a stop was requested and no agent is left. Ends the process with status 1 when
-    /// agents are still there ten iterations after the request.
+    /// Runs until a stop has been requested and no agents remain. Ends the process with status 1 if
+    /// there are still agents ten iterations after the request.
     void run();
 
-    /// Creates the gateway's agent unless it exists. After a reboot that an installer caused, a
-    /// dormant one polls at once.
+    /// Creates the gateway's agent unless it exists. If it is dormant, it polls once after a reboot
+    /// caused by an installer.
     void spawn_gateway_agent();
 
-    /// Creates an agent; one that exists under this id stays as it is.
-    /// @param properties gain "parent" for an agent that is not the gateway's own
+    /// Creates an agent. An existing agent with this id is left unchanged.
+    /// @param properties gain "parent" unless the agent is the gateway's own
     void spawn_agent(const std::string& id, hawkbit::Attributes& properties,
                      const InstallerContext& context, bool dormant);
 
-    /// Gives an agent up; it is removed once it rests. Unknown ids are ignored.
+    /// Aborts an agent; it is removed once it is at rest. Unknown ids are ignored.
     void abort_agent(const std::string& id);
 
     /// @name Steps of the main loop
@@ -78,17 +78,17 @@ public:
     [[nodiscard]] const std::string& gateway_id() const { return settings.gateway_id; }
 
 protected:
-    /// @param loop_pause passes the time between two iterations; tests put something else there
+    /// @param loop_pause waits between two iterations. Other values than this are for unit tests.
     explicit AgentManager(std::function<void()> loop_pause = sleep_one_second);
 
-    /// Starts what the platform adds, such as local control, before the loop begins.
+    /// Starts the platform's own services, such as local control, before the loop begins.
     virtual void run_setup() = 0;
 
-    /// Ends what run_setup() has started. Called before the process is ended with agents left,
-    /// when no destructor of the manager runs.
+    /// Stops what run_setup() started. Called before the process is ended with agents left, when
+    /// the manager's destructor does not run.
     virtual void run_teardown() {}
 
-    /// The controls of all agents at this moment, for other threads than the main one; never null.
+    /// The current controls of all agents, for threads other than the main one; never null.
     [[nodiscard]] std::shared_ptr<const AgentControls> controls() const {
         return published_controls.read();
     }
@@ -98,7 +98,7 @@ private:
     void run_iteration();
     void wind_down(unsigned iteration);
     void force_poll_after_reboot();
-    [[nodiscard]] InstallerContext gateway_context();
+    [[nodiscard]] InstallerContext gateway_context() const;
     void publish_controls();
 
     AgentManagerSettings settings;

@@ -61,7 +61,7 @@ CommandLineOptions::CommandLineOptions() : description{"Available options"} {
 CommandLineOptions::~CommandLineOptions() = default;
 
 void CommandLineOptions::from_command_line(int argc, const char* const* argv) {
-    // The beginning of a name is an unknown option like any other.
+    // An abbreviated name is an unknown option.
     constexpr int style =
         po::command_line_style::default_style & ~po::command_line_style::allow_guessing;
     po::store(po::command_line_parser(argc, argv)

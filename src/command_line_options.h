@@ -8,7 +8,7 @@
 
 namespace zephran {
 
-/// The daemon's command line. Errors in it are plain sentences on the terminal, not log lines.
+/// The daemon's command line. Errors are reported as plain sentences, not as log lines.
 class CommandLineOptions {
 public:
     static const std::string bootloader_mtd_arg;
@@ -24,7 +24,7 @@ public:
     static const std::string ghn_agents_arg;
     static const std::string ca_bundle_arg;
 
-    /// What start-up does after check().
+    /// What the caller does after check().
     enum CheckResult { help_printed = 0, failed = 1, may_continue = 2 };
 
     CommandLineOptions();
@@ -36,11 +36,11 @@ public:
     /// @throws boost::program_options::error for a missing or malformed value
     void from_command_line(int argc, const char* const* argv);
 
-    /// Reports what is wrong with the options.
+    /// Prints what is wrong with the options, or the help.
     /// @returns one of CheckResult
     [[nodiscard]] int check() const;
 
-    /// True exactly for "ERROR", "WARNING", "INFO" and "DEBUG".
+    /// True only for "ERROR", "WARNING", "INFO" and "DEBUG".
     [[nodiscard]] static bool is_valid_log_level(const std::string& level);
 
     void print_help_message(std::ostream& stream) const;

@@ -4,7 +4,7 @@ namespace zephran {
 
 class AgentManager;
 
-/// Finds devices behind the gateway and has agents spawned for them.
+/// Finds devices behind the gateway and requests agents for them.
 class DiscoveryHandler {
 public:
     DiscoveryHandler() = default;
@@ -15,7 +15,7 @@ public:
     /// Called once, before the first tick.
     /// @param manager outlives the handler
     virtual void setup(AgentManager* manager) = 0;
-    /// Called by the main loop once an iteration, on the main thread.
+    /// Called by the main loop once per iteration, on the main thread.
     virtual void tick() = 0;
 };
 

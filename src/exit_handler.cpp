@@ -10,7 +10,7 @@ namespace {
 
 void set_dispositions(void (*disposition)(int)) {
     for (const int number : {SIGINT, SIGTERM}) {
-        // Fails only for numbers that are no signals.
+        // Fails only for invalid signal numbers.
         static_cast<void>(std::signal(number, disposition));
     }
 }
@@ -35,10 +35,9 @@ ExitHandler::~ExitHandler() {
 
 void ExitHandler::setup() {
     set_dispositions(ExitHandler::signal);
-    // A peer that hangs up is an error of the write to it, no reason for the process to end.
+    // A closed connection must fail the write, not end the process.
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
-    // Were it ignored, as whoever started the daemon may have left it, no child could be waited
-    // for.
+    // If it were ignored, which a child inherits, the daemon could not wait for its own children.
     static_cast<void>(std::signal(SIGCHLD, SIG_DFL));
 }
 

@@ -4,11 +4,11 @@
 
 namespace zephran {
 
-/// Turns SIGINT and SIGTERM into a request to stop that the main loop asks for. SIGPIPE is ignored,
-/// SIGCHLD has its default effect; all other signals stay as they are.
+/// Turns SIGINT and SIGTERM into a stop request that the main loop checks. SIGPIPE is ignored,
+/// SIGCHLD is set to its default; other signals are left alone.
 class ExitHandler {
 public:
-    /// The process-wide handler. The first call installs it; before that a signal ends the process.
+    /// The process-wide handler. The first call installs it; until then a signal ends the process.
     static ExitHandler& instance();
 
     ExitHandler(const ExitHandler&) = delete;
@@ -17,8 +17,8 @@ public:
 
     [[nodiscard]] bool is_exit_requested() const { return exit_requested; }
 
-    /// Writes one line for every signal since the last call. The handler itself must not log: it
-    /// may interrupt a thread that holds the logging mutex.
+    /// Logs one line for every signal since the last call. The signal handler cannot do so: it may
+    /// interrupt a thread that holds the logging mutex.
     void log_signals();
 
 private:
@@ -26,7 +26,7 @@ private:
     void setup();
     static void signal(int number);
 
-    // Not in the instance: a signal may come while that is still being made.
+    // Static because a signal may arrive while the instance is being constructed.
     static std::atomic<bool> exit_requested;
     static std::atomic<unsigned> unlogged_signals;
 };

@@ -24,7 +24,7 @@ hawkbit::Attributes extract_gateway_config(const Json::Value& object) {
 
 hawkbit::Attributes read_gateway_properties(const std::string& path) {
     std::ifstream file{path};
-    // Inserted as a whole, what cannot be read (a directory, say) leaves the text empty.
+    // If the path cannot be read, for example because it is a directory, the text stays empty.
     std::ostringstream text;
     text << file.rdbuf();
     return extract_gateway_config(common::JSONDefaultParser{}(text.str()));

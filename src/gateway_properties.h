@@ -7,7 +7,7 @@
 namespace zephran {
 
 /// Reads the properties of the gateway from a JSON file with one flat object. Every member is
-/// converted to a string and logged.
+/// logged and converted to a string.
 ///
 /// @throws common::ParserException when the file cannot be read or is not JSON
 /// @throws Json::Exception when a member is an array or an object

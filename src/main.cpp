@@ -8,23 +8,24 @@
 #include "discovery/ghn_discovery_handler.h"
 #include "discovery/mqtt_discovery_handler.h"
 #include "gateway_properties.h"
-#include "http/httpclient.h"
+#include "http/transport_settings.h"
 #include "installer/installer_factory.h"
 #include "platform.h"
 #include "schedule/update_schedule_reader.h"
+#include "store/device_store.h"
 
 namespace zephran {
 namespace {
 
 constexpr std::chrono::milliseconds ghn_discovery_period{30'000};
 
-void use_ca_bundle(const CommandLineOptions& options) {
-    if (options.has(CommandLineOptions::ca_bundle_arg)) {
-        const std::string& bundle = options.get_ca_bundle();
-        http::curl_configuration::set_ca_bundle_path(bundle.c_str());
-        ZLOG_INFO_AS("main", "action", "set_ca_bundle_path", "message", "using custom ca bundle",
-                     "bundle", bundle);
+std::optional<std::string> ca_bundle(const CommandLineOptions& options) {
+    if (!options.has(CommandLineOptions::ca_bundle_arg)) {
+        return std::nullopt;
     }
+    ZLOG_INFO_AS("main", "action", "set_ca_bundle_path", "message", "using custom ca bundle",
+                 "bundle", options.get_ca_bundle());
+    return options.get_ca_bundle();
 }
 
 hawkbit::Attributes gateway_properties(const CommandLineOptions& options) {
@@ -37,7 +38,8 @@ hawkbit::Attributes gateway_properties(const CommandLineOptions& options) {
 }
 
 std::optional<UpdateSchedule> configured_schedule() {
-    const std::unique_ptr<UpdateSchedule> schedule = read_update_schedule(*platform::get_config());
+    const std::unique_ptr<UpdateSchedule> schedule =
+        read_update_schedule(DeviceStore{*platform::get_config()});
     return schedule ? std::make_optional(*schedule) : std::nullopt;
 }
 
@@ -60,8 +62,8 @@ void add_discovery_handlers(AgentManager& manager, const CommandLineOptions& opt
 }
 
 void run_agents(const CommandLineOptions& options) {
-    use_ca_bundle(options);
     AgentManagerSettings settings;
+    settings.transport.ca_bundle = ca_bundle(options);
     settings.properties = gateway_properties(options);
     settings.schedule = configured_schedule();
     settings.dormant = options.is_dormant();
@@ -71,7 +73,7 @@ void run_agents(const CommandLineOptions& options) {
 
     const std::unique_ptr<AgentManager> manager = platform::create_agent_manager();
     InstallerFactory::report();
-    settings.client_certificate = client_certificate(options);
+    settings.transport.client_certificate = client_certificate(options);
     manager->configure(std::move(settings));
     add_discovery_handlers(*manager, options);
     manager->run();

@@ -41,7 +41,7 @@ class Bus:
 
     @property
     def log(self) -> str:
-        """The output of the broker and of its sanitizers."""
+        """What the broker has printed."""
         return self._broker.log if self._broker else ""
 
     def start(self) -> None:

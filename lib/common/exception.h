@@ -15,14 +15,14 @@ namespace zephran::common {
 /// records (common/record.h), and BOOST_THROW_EXCEPTION adds function, file and line.
 class Exception : public virtual boost::exception, public virtual std::exception {
 public:
-    const char* what() const noexcept override { return text; }
+    const char* what() const noexcept override { return what_; }
 
 protected:
     /// @param fixed_text a string literal; only the pointer is kept.
-    explicit Exception(const char* fixed_text) noexcept : text{fixed_text} {}
+    explicit Exception(const char* fixed_text) noexcept : what_{fixed_text} {}
 
 private:
-    const char* text;
+    const char* what_;
 };
 
 /// Path of the file that an operation failed on.

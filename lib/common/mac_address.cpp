@@ -25,10 +25,10 @@ unsigned char parse_group(const std::string& text, std::size_t begin) {
 }  // namespace
 
 MacAddress::MacAddress(const std::initializer_list<unsigned char>& initial) {
-    if (initial.size() > address.size()) {
+    if (initial.size() > bytes_.size()) {
         BOOST_THROW_EXCEPTION(std::invalid_argument{"bytes"});
     }
-    std::copy(initial.begin(), initial.end(), address.begin());
+    std::copy(initial.begin(), initial.end(), bytes_.begin());
 }
 
 MacAddress MacAddress::parse(const std::string& text) {
@@ -36,22 +36,21 @@ MacAddress MacAddress::parse(const std::string& text) {
         BOOST_THROW_EXCEPTION(std::invalid_argument{"mac"});
     }
     MacAddress parsed;
-    for (std::size_t i = 0; i < parsed.address.size(); ++i) {
-        parsed.address.at(i) = parse_group(text, i * group_length);
+    for (std::size_t i = 0; i < parsed.bytes_.size(); ++i) {
+        parsed.bytes_.at(i) = parse_group(text, i * group_length);
     }
     return parsed;
 }
 
 bool MacAddress::is_valid() const {
-    return std::any_of(address.begin(), address.end(),
-                       [](unsigned char byte) { return byte != 0; });
+    return std::any_of(bytes_.begin(), bytes_.end(), [](unsigned char byte) { return byte != 0; });
 }
 
 std::string MacAddress::str() const {
     constexpr const char* digits = "0123456789abcdef";
     std::string text;
     text.reserve(text_length);
-    for (const unsigned char byte : address) {
+    for (const unsigned char byte : bytes_) {
         if (!text.empty()) {
             text += ':';
         }

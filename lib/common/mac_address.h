@@ -24,18 +24,18 @@ public:
 
     /// True when at least one byte is not zero.
     [[nodiscard]] bool is_valid() const;
-    [[nodiscard]] const Bytes& bytes() const { return address; }
+    [[nodiscard]] const Bytes& bytes() const { return bytes_; }
 
     /// Lower-case, colon-separated, always 17 characters.
     [[nodiscard]] std::string str() const;
 
     friend bool operator==(const MacAddress& a, const MacAddress& b) {
-        return a.address == b.address;
+        return a.bytes_ == b.bytes_;
     }
     friend bool operator!=(const MacAddress& a, const MacAddress& b) { return !(a == b); }
 
 private:
-    Bytes address{};
+    Bytes bytes_{};
 };
 
 std::ostream& operator<<(std::ostream& stream, const MacAddress& address);

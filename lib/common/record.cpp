@@ -9,9 +9,10 @@ namespace zephran::common {
 
 namespace {
 
-// Set before any description is made, since it needs no code to run.
+// Initialised before any description is made, because it needs no code to run.
 const RecordDescription* first_description = nullptr;
 
+// The records of Boost itself that exceptions of ours carry.
 const RecordDescription api_function{"api_function", reported_at(110),
                                      print_record<boost::errinfo_api_function>};
 const RecordDescription error_number{"errno", reported_at(115), print_record<boost::errinfo_errno>};
@@ -23,9 +24,9 @@ RecordDescription::RecordDescription(const char* record_name, ReportRank report_
     : name{record_name}, rank{report_rank}, print{print_value} {
     const RecordDescription** place = &first_description;
     while (*place != nullptr && (*place)->rank.position < rank.position) {
-        place = &(*place)->following;
+        place = &(*place)->next_;
     }
-    following = *place;
+    next_ = *place;
     *place = this;
 }
 

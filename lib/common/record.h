@@ -15,8 +15,8 @@ struct ReportRank {
     int position;
 };
 
-/// Shown in reports, where the lines stand in the order of their positions. Positions are unique;
-/// each subject has its hundred: 1xx files, system calls and configuration, 2xx programs,
+/// Shown in reports, in the order of positions. Every position is used once (script/check-records).
+/// Each subject has its hundred: 1xx files, system calls and configuration, 2xx programs,
 /// 3xx transfers, 4xx documents, 5xx deployments.
 constexpr ReportRank reported_at(int position) {
     return {true, position};
@@ -25,8 +25,8 @@ constexpr ReportRank reported_at(int position) {
 /// Shown in the log only.
 inline constexpr ReportRank not_reported{false, 0};
 
-/// What is known of one kind of record. ZEPHRAN_RECORD makes these objects; they live as long as
-/// the program and form a list in the order of their positions.
+/// What reports need to know about one kind of record. ZEPHRAN_RECORD makes these objects. They
+/// live as long as the program and enter a list, sorted by position, before main() runs.
 class RecordDescription {
 public:
     /// Writes the value of an exception's record; false when the exception has none of this kind.
@@ -42,15 +42,15 @@ public:
 
     /// The first one in the list, null when there is none.
     [[nodiscard]] static const RecordDescription* first();
-    [[nodiscard]] const RecordDescription* next() const { return following; }
+    [[nodiscard]] const RecordDescription* next() const { return next_; }
 
     const char* const name;
     const ReportRank rank;
     const Print print;
 
 private:
-    // The list grows while the records, which are constants, come to life.
-    mutable const RecordDescription* following = nullptr;
+    // Constants that are initialised later still enter the list behind this one.
+    mutable const RecordDescription* next_ = nullptr;
 };
 
 template <class Record>
@@ -79,8 +79,7 @@ std::string describe_records(const std::exception& error);
 /// @param NAME name of the record in reports
 /// @param TYPE of its value, which must have an insertion operator
 /// @param RANK reported_at() or not_reported
-#define ZEPHRAN_RECORD(NAME, TYPE, RANK)                                              \
-    using NAME##_tag = ::boost::error_info<struct NAME##_record, TYPE>;               \
-    inline const ::zephran::common::RecordDescription NAME##_description {            \
-#NAME, ::zephran::common::RANK, ::zephran::common::print_record < NAME##_tag> \
-    }
+#define ZEPHRAN_RECORD(NAME, TYPE, RANK)                                  \
+    using NAME##_tag = ::boost::error_info<struct NAME##_record, TYPE>;   \
+    inline const ::zephran::common::RecordDescription NAME##_description( \
+        #NAME, ::zephran::common::RANK, ::zephran::common::print_record<NAME##_tag>)

@@ -27,45 +27,45 @@ std::vector<std::string> split(const std::string& text) {
 
 URI::URI(const std::string& text) {
     const auto results = split(text);
-    scheme_part = results[2];
-    authority_part = results[4];
-    path_part = results[5];
-    query_part = results[7];
-    fragment_part = results[9];
+    scheme_ = results[2];
+    authority_ = results[4];
+    path_ = results[5];
+    query_ = results[7];
+    fragment_ = results[9];
 }
 
 std::string URI::str() const {
     std::string text;
-    if (!scheme_part.empty()) {
-        text += scheme_part + ":";
+    if (!scheme_.empty()) {
+        text += scheme_ + ":";
     }
-    if (!authority_part.empty()) {
-        text += "//" + authority_part;
+    if (!authority_.empty()) {
+        text += "//" + authority_;
     }
-    text += path_part;
-    if (!query_part.empty()) {
-        text += "?" + query_part;
+    text += path_;
+    if (!query_.empty()) {
+        text += "?" + query_;
     }
-    if (!fragment_part.empty()) {
-        text += "#" + fragment_part;
+    if (!fragment_.empty()) {
+        text += "#" + fragment_;
     }
     return text;
 }
 
 bool URI::empty() const {
-    return scheme_part.empty() && authority_part.empty() && path_part.empty() &&
-           query_part.empty() && fragment_part.empty();
+    return scheme_.empty() && authority_.empty() && path_.empty() && query_.empty() &&
+           fragment_.empty();
 }
 
 URI URI::with_query(const std::string& query) const {
     URI copy{*this};
-    copy.query_part = query;
+    copy.query_ = query;
     return copy;
 }
 
 URI URI::with_path_suffix(const std::string& suffix) const {
     URI copy{*this};
-    copy.path_part += suffix;
+    copy.path_ += suffix;
     return copy;
 }
 

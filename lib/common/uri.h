@@ -33,11 +33,11 @@ public:
     /// True when every part is empty.
     [[nodiscard]] bool empty() const;
 
-    [[nodiscard]] const std::string& scheme() const { return scheme_part; }
-    [[nodiscard]] const std::string& authority() const { return authority_part; }
-    [[nodiscard]] const std::string& path() const { return path_part; }
-    [[nodiscard]] const std::string& query() const { return query_part; }
-    [[nodiscard]] const std::string& fragment() const { return fragment_part; }
+    [[nodiscard]] const std::string& scheme() const { return scheme_; }
+    [[nodiscard]] const std::string& authority() const { return authority_; }
+    [[nodiscard]] const std::string& path() const { return path_; }
+    [[nodiscard]] const std::string& query() const { return query_; }
+    [[nodiscard]] const std::string& fragment() const { return fragment_; }
 
     /// Copy with another query ("" removes it).
     [[nodiscard]] URI with_query(const std::string& query) const;
@@ -45,11 +45,11 @@ public:
     [[nodiscard]] URI with_path_suffix(const std::string& suffix) const;
 
 private:
-    std::string authority_part;
-    std::string fragment_part;
-    std::string path_part;
-    std::string query_part;
-    std::string scheme_part;
+    std::string authority_;
+    std::string fragment_;
+    std::string path_;
+    std::string query_;
+    std::string scheme_;
 };
 
 }  // namespace zephran::common

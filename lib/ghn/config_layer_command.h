@@ -21,7 +21,7 @@ public:
     ConfigLayerCommand& operator=(ConfigLayerCommand&&) = default;
     ~ConfigLayerCommand() = default;
 
-    /// A copy of the text so far, to go on with.
+    /// A copy to extend further.
     [[nodiscard]] ConfigLayerCommand clone() const { return *this; }
 
     ConfigLayerCommand& timeout(int seconds);
@@ -30,7 +30,7 @@ public:
     ConfigLayerCommand& password(const std::string& word);
     ConfigLayerCommand& mac_address(const std::string& address);
     ConfigLayerCommand& mac_address(const common::MacAddress& address);
-    /// @throws std::invalid_argument "op" for a value that is none of the enumeration
+    /// @throws std::invalid_argument "op" for a value outside the enumeration
     ConfigLayerCommand& operation(ConfigLayerOperation chosen);
     ConfigLayerCommand& parameter(const std::string& name);
     ConfigLayerCommand& parameter(const std::string& name, const std::string& value);

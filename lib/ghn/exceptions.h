@@ -11,8 +11,8 @@ namespace zephran::ghn {
 ZEPHRAN_RECORD(configlayer_output, std::string, reported_at(240));
 
 /// Carries common::program_exit_code_tag and configlayer_output_tag, or boost::errinfo_errno when
-/// configlayer could not be started. The command is left out: it holds the password, and records
-/// reach the update server.
+/// configlayer could not be started. It does not carry the command, which contains the password:
+/// records are sent to the update server.
 struct ConfigLayerFailedException : common::Exception {
     ConfigLayerFailedException() : Exception{"configlayer returned an error"} {}
 };

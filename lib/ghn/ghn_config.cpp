@@ -1,46 +1,35 @@
 #include "ghn/ghn_config.h"
 
 #include <stdexcept>
+#include <utility>
 
 #include "common/logprint.h"
-#include "uci/exceptions.h"
-#include "uci/uci_config.h"
 
 namespace zephran::ghn {
 
-namespace {
+GhnConfig::GhnConfig(Keys option_keys, ReadOption option_reader)
+    : keys{std::move(option_keys)}, read_option{std::move(option_reader)} {}
 
-std::string option_or_empty(const std::string& key) {
-    try {
-        return UciConfig::Default.get_option(key);
-    } catch (const PackageNotFoundException&) {
-        return {};
-    }
+std::string GhnConfig::get_interface() const {
+    return read_option(keys.interface);
 }
 
-}  // namespace
-
-std::string GhnConfig::get_interface() {
-    return option_or_empty("ghn.ghn.interface");
+std::string GhnConfig::get_password() const {
+    const std::string own = read_option(keys.own_password);
+    return own.empty() ? read_option(keys.common_password) : own;
 }
 
-std::string GhnConfig::get_password() {
-    const std::string own = option_or_empty("nevra-private.baptization.PwdGhnConfig");
-    return own.empty() ? option_or_empty("ghn.ghn.password") : own;
-}
-
-common::MacAddress GhnConfig::get_controller_mac() {
-    constexpr const char* key = "nevra.baptization.LirnMacAddress";
-    const std::string text = option_or_empty(key);
+common::MacAddress GhnConfig::get_controller_mac() const {
+    const std::string text = read_option(keys.controller_mac);
     if (text.empty()) {
         return {};
     }
     try {
         return common::MacAddress::parse(text);
     } catch (const std::invalid_argument&) {
-        // A wrong address must not keep the gateway from its own updates.
-        ZLOG_WARNING("action", "get_controller_mac", "message", "not a MAC address", "key", key,
-                     "value", text);
+        // An invalid address must not prevent the gateway from updating itself.
+        ZLOG_WARNING("action", "get_controller_mac", "message", "not a MAC address", "key",
+                     keys.controller_mac, "value", text);
         return {};
     }
 }

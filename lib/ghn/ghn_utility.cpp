@@ -21,7 +21,7 @@ int run(const ConfigLayerCommand& command, std::string& output) {
         }
         BOOST_THROW_EXCEPTION(failure);
     } catch (common::AbnormalTerminationException& error) {
-        // Records reach the update server, and the command line holds the password.
+        // Records are sent to the update server, and the command line contains the password.
         error << common::popen_command_tag{"configlayer"};
         throw;
     }
@@ -42,7 +42,7 @@ std::string GhnUtility::get_parameter_value(const ConfigLayerCommand& base,
     if (output.find(name + "=") == std::string::npos) {
         BOOST_THROW_EXCEPTION(ConfigLayerFormatException{} << configlayer_output_tag{output});
     }
-    // The first mention counts, also one without "=" before the one that was found.
+    // The first occurrence counts, even if only a later one is followed by "=".
     return boost::trim_right_copy(output.substr(output.find(name) + name.size() + 1));
 }
 

@@ -7,14 +7,14 @@
 namespace zephran::ghn {
 
 struct GhnUtility {
-    /// Reads one parameter of a modem, and waits for the answer as long as configlayer does.
+    /// Reads one parameter of a modem. There is no time limit beyond configlayer's own.
     ///
-    /// The value is what follows the first mention of the name in the tool's output, one character
-    /// further on, up to the end: later lines belong to it. White space at its end is removed.
+    /// The value starts one character after the first occurrence of the name in the output and ends
+    /// with the output, later lines included. Trailing white space is removed.
     ///
-    /// @param base names the modem and how to reach it
-    /// @throws ConfigLayerFailedException when the tool cannot be started, or ends with another
-    ///         status than 0
+    /// @param base addresses the modem
+    /// @throws ConfigLayerFailedException when the tool cannot be started or exits with a status
+    ///         other than 0
     /// @throws ConfigLayerFormatException when the output lacks the name followed by "="
     /// @throws common::AbnormalTerminationException when the tool's shell was killed
     static std::string get_parameter_value(const ConfigLayerCommand& base, const std::string& name);

@@ -1,27 +1,24 @@
 #pragma once
 
-#include <optional>
+#include <utility>
 
 #include "hawkbit/controller.h"
 #include "hawkbit/messages/cancel_action.h"
 #include "hawkbit/messages/controller_status.h"
 #include "hawkbit/messages/deployment_action.h"
 #include "hawkbit/messages/feedback.h"
-#include "http/httpclient.h"
+#include "http/transport_settings.h"
 
 namespace zephran::hawkbit {
 
-/// The six exchanges of the DDI. Failures are those of the HTTP client, the JSON helpers and the
-/// messages; nothing is retried.
+/// The six exchanges of the DDI. They throw what the HTTP client, the JSON helpers and the messages
+/// throw, and retry nothing.
 class ClientInterface {
 public:
     ClientInterface() = default;
     ClientInterface(const ClientInterface&) = delete;
     ClientInterface& operator=(const ClientInterface&) = delete;
     virtual ~ClientInterface() = default;
-
-    /// Every later exchange presents this certificate.
-    virtual void set_client_certificate(const http::ClientCertificate& certificate) = 0;
 
     [[nodiscard]] virtual ControllerStatusMessage fetch_controller_status(
         const Controller& controller) const = 0;
@@ -41,7 +38,9 @@ public:
 /// The exchanges over HTTP.
 class Client : public ClientInterface {
 public:
-    void set_client_certificate(const http::ClientCertificate& certificate) override;
+    explicit Client(http::TransportSettings transport_settings = {})
+        : settings{std::move(transport_settings)} {}
+
     [[nodiscard]] ControllerStatusMessage fetch_controller_status(
         const Controller& controller) const override;
     [[nodiscard]] DeploymentActionMessage fetch_deployment_action(
@@ -57,7 +56,7 @@ public:
                           const ConfigDataFeedbackMessage& message) const override;
 
 private:
-    std::optional<http::ClientCertificate> client_certificate;
+    http::TransportSettings settings;
 };
 
 }  // namespace zephran::hawkbit

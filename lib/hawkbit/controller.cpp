@@ -47,8 +47,8 @@ common::URI ControllerURLBuilder::config_data_url() const {
 }
 
 void Controller::extract_from(const ControllerURLBuilder& builder) {
-    base_uri = builder.base_url();
-    config_data_uri = builder.config_data_url();
+    base_ = builder.base_url();
+    config_data_ = builder.config_data_url();
 }
 
 void Controller::extract_links(const ControllerStatusMessage& status) {
@@ -56,23 +56,23 @@ void Controller::extract_links(const ControllerStatusMessage& status) {
     const auto deployment_link = status.deployment_base().value_or(common::URI{});
 
     if (!config_link.empty()) {
-        refuse_downgrade(base_uri, config_link);
-        config_data_uri = config_link;
+        refuse_downgrade(base_, config_link);
+        config_data_ = config_link;
     }
     // Nothing but the end of an action can be had through this link, so any scheme will do.
-    cancel_action_uri = status.cancel_action().value_or(common::URI{});
+    cancel_action_ = status.cancel_action().value_or(common::URI{});
     if (!deployment_link.empty()) {
-        refuse_downgrade(base_uri, deployment_link);
+        refuse_downgrade(base_, deployment_link);
     }
-    deployment_base_uri = deployment_link;
+    deployment_base_ = deployment_link;
 
     // The feedback addresses outlive their links: a closing report is still due when the server
     // has taken the link back.
-    if (!cancel_action_uri.empty()) {
-        cancel_feedback_uri = cancel_action_uri.with_path_suffix(feedback_suffix);
+    if (!cancel_action_.empty()) {
+        cancel_feedback_ = cancel_action_.with_path_suffix(feedback_suffix);
     }
-    if (!deployment_base_uri.empty()) {
-        deployment_feedback_uri = deployment_base_uri.with_path_suffix(feedback_suffix);
+    if (!deployment_base_.empty()) {
+        deployment_feedback_ = deployment_base_.with_path_suffix(feedback_suffix);
     }
 }
 

@@ -52,31 +52,31 @@ public:
     template <class CurrentTimeProvider>
     void extract_from(const ControllerStatusMessage& status, CurrentTimeProvider now) {
         extract_links(status);
-        next_poll_time = now() + std::chrono::seconds{status.sleep_time()};
+        next_poll_ = now() + std::chrono::seconds{status.sleep_time()};
     }
 
-    [[nodiscard]] const common::URI& base() const { return base_uri; }
-    [[nodiscard]] const common::URI& cancel_action() const { return cancel_action_uri; }
-    [[nodiscard]] const common::URI& cancel_feedback() const { return cancel_feedback_uri; }
-    [[nodiscard]] const common::URI& config_data() const { return config_data_uri; }
-    [[nodiscard]] const common::URI& deployment_base() const { return deployment_base_uri; }
-    [[nodiscard]] const common::URI& deployment_feedback() const { return deployment_feedback_uri; }
-    [[nodiscard]] time_point next_poll() const { return next_poll_time; }
+    [[nodiscard]] const common::URI& base() const { return base_; }
+    [[nodiscard]] const common::URI& cancel_action() const { return cancel_action_; }
+    [[nodiscard]] const common::URI& cancel_feedback() const { return cancel_feedback_; }
+    [[nodiscard]] const common::URI& config_data() const { return config_data_; }
+    [[nodiscard]] const common::URI& deployment_base() const { return deployment_base_; }
+    [[nodiscard]] const common::URI& deployment_feedback() const { return deployment_feedback_; }
+    [[nodiscard]] time_point next_poll() const { return next_poll_; }
 
-    void set_next_poll(time_point time) { next_poll_time = time; }
+    void set_next_poll(time_point time) { next_poll_ = time; }
     /// Drops the deployment link; the feedback address stays.
-    void forget_deployment() { deployment_base_uri = common::URI{}; }
+    void forget_deployment() { deployment_base_ = common::URI{}; }
 
 private:
     void extract_links(const ControllerStatusMessage& status);
 
-    common::URI base_uri;
-    common::URI cancel_action_uri;
-    common::URI cancel_feedback_uri;
-    common::URI config_data_uri;
-    common::URI deployment_base_uri;
-    common::URI deployment_feedback_uri;
-    time_point next_poll_time{};
+    common::URI base_;
+    common::URI cancel_action_;
+    common::URI cancel_feedback_;
+    common::URI config_data_;
+    common::URI deployment_base_;
+    common::URI deployment_feedback_;
+    time_point next_poll_{};
 };
 
 }  // namespace zephran::hawkbit

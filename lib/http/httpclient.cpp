@@ -1,30 +1,14 @@
 #include "http/httpclient.h"
 
 #include <fstream>
+#include <utility>
 
 #include <boost/throw_exception.hpp>
 
-#include "http/httpclient_curl.h"
-
 namespace zephran::http {
-namespace {
 
-const char*& ca_bundle_path() {
-    static const char* path = nullptr;
-    return path;
-}
-
-std::unique_ptr<ClientInterface> make_transport(const ClientImplementationType& type) {
-    switch (type) {
-        case ClientImplementationType::curl:
-            return std::make_unique<CurlImpl>();
-    }
-    BOOST_THROW_EXCEPTION(common::NotImplementedException{});
-}
-
-}  // namespace
-
-Client::Client(const ClientImplementationType& type) : transport{make_transport(type)} {}
+Client::Client(const ClientImplementationType& type, TransportSettings settings)
+    : transport{make_transport(type, std::move(settings))} {}
 
 Client::Client(std::unique_ptr<ClientInterface> implementation)
     : transport{std::move(implementation)} {}
@@ -63,14 +47,6 @@ void Client::download_to_file(const std::string& url, const std::string& filenam
     }
     transport->download_to_file(url, file);
     file.close();
-}
-
-void curl_configuration::set_ca_bundle_path(const char* path) {
-    ca_bundle_path() = path;
-}
-
-const char* curl_configuration::get_ca_bundle_path() {
-    return ca_bundle_path();
 }
 
 }  // namespace zephran::http

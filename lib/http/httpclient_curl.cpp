@@ -1,6 +1,7 @@
 #include "http/httpclient_curl.h"
 
 #include <exception>
+#include <utility>
 
 #include <boost/throw_exception.hpp>
 
@@ -18,8 +19,8 @@ namespace {
 
 void reload_resolver_configuration() {
 #ifdef ZEPHRAN_HAS_RES_INIT
-    // The daemon outlives changes of the uplink. A failure leaves the configuration as it was,
-    // which the transfer itself will report if it matters.
+    // The uplink may change while the daemon runs. A failure leaves the old configuration in place;
+    // the transfer itself reports it if it matters.
     static_cast<void>(res_init());
 #endif
 }
@@ -46,12 +47,12 @@ const char* certificate_type_name(CertificateType type) {
 
 }  // namespace
 
-CurlImpl::CurlImpl() {
+CurlImpl::CurlImpl(TransportSettings transport_settings) : settings{std::move(transport_settings)} {
     static const CurlGlobal global;
 }
 
 void CurlImpl::set_client_certificate(const ClientCertificate& certificate) {
-    client_certificate = certificate;
+    settings.client_certificate = certificate;
 }
 
 void CurlImpl::download_to_file(const std::string& url, std::ostream& out) {
@@ -124,19 +125,24 @@ void CurlImpl::set_common_options(CurlHandle& handle) {
     setopt(handle, CURLOPT_FAILONERROR, 1L);
     error_buffer.front() = '\0';
     setopt(handle, CURLOPT_ERRORBUFFER, error_buffer.data());
-    if (client_certificate) {
-        setopt(handle, CURLOPT_SSLCERTTYPE, certificate_type_name(client_certificate->type));
-        setopt(handle, CURLOPT_SSLCERT, client_certificate->certificate.c_str());
-        setopt(handle, CURLOPT_SSLKEY, client_certificate->key.c_str());
+    if (const auto& certificate = settings.client_certificate) {
+        setopt(handle, CURLOPT_SSLCERTTYPE, certificate_type_name(certificate->type));
+        setopt(handle, CURLOPT_SSLCERT, certificate->certificate.c_str());
+        setopt(handle, CURLOPT_SSLKEY, certificate->key.c_str());
     }
-    if (const char* const bundle = curl_configuration::get_ca_bundle_path()) {
+    if (const char* const bundle = ca_bundle_path()) {
         setopt(handle, CURLOPT_CAINFO, bundle);
-        // The bundle alone is trusted, not also whatever the system's directory holds.
+        // Only the bundle is trusted, not the system's certificate directory as well.
         setopt(handle, CURLOPT_CAPATH, static_cast<const char*>(nullptr));
     }
     if (debug_logger.enabled) {
         setopt(handle, CURLOPT_VERBOSE, 1L);
     }
+}
+
+const char* CurlImpl::ca_bundle_path() const {
+    return settings.ca_bundle ? settings.ca_bundle->c_str()
+                              : curl_configuration::get_ca_bundle_path();
 }
 
 void CurlImpl::perform(CurlHandle& handle) {
@@ -160,7 +166,7 @@ std::size_t CurlImpl::write_string_cb(char* data, std::size_t size, std::size_t 
     try {
         static_cast<std::string*>(userdata)->append(data, size * nmemb);
     } catch (const std::exception&) {
-        // libcurl ends the transfer with CURLE_WRITE_ERROR, which perform() reports.
+        // Out of memory: libcurl ends the transfer with CURLE_WRITE_ERROR, which perform() reports.
         return 0;
     }
     return size * nmemb;
@@ -172,7 +178,8 @@ std::size_t CurlImpl::write_file_cb(char* data, std::size_t size, std::size_t nm
         static_cast<std::ostream*>(userdata)->write(data,
                                                     static_cast<std::streamsize>(size * nmemb));
     } catch (const std::exception& error) {
-        // Only a stream that was told to throw gets here; it keeps its bad state for its owner.
+        // Only a stream with exceptions switched on gets here; it keeps its bad state for its
+        // owner.
         ZLOG_WARNING("event", "exception_caught", "action", "download", "what", error.what());
     }
     return size * nmemb;

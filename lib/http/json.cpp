@@ -3,69 +3,71 @@
 #include <string>
 
 #include "common/logprint.h"
+#include "http/httpclient.h"
 
 namespace zephran::http {
 namespace {
 
 constexpr const char* json_content_type = "application/json";
 
-/// @param certificate null for a client without one
-Client make_client(const ClientCertificate* certificate) {
-    Client client{ClientImplementationType::curl};
-    if (certificate != nullptr) {
-        client.set_client_certificate(*certificate);
-    }
-    return client;
+TransportSettings with_certificate(TransportSettings settings,
+                                   const ClientCertificate& certificate) {
+    settings.client_certificate = certificate;
+    return settings;
 }
 
-Json::Value get(const ClientCertificate* certificate, const common::URI& uri) {
+Client make_client(const TransportSettings& settings) {
+    return Client{ClientImplementationType::curl, settings};
+}
+
+Json::Value get(const TransportSettings& settings, const common::URI& uri) {
     const auto url = uri.str();
-    const auto response = make_client(certificate).send_get_request(url);
+    const auto response = make_client(settings).send_get_request(url);
     ZLOG_DEBUG("method", "GET", "url", url, "response", response);
     return common::JSONDefaultParser{}(response);
 }
 
-void post(const ClientCertificate* certificate, const common::URI& uri, const Json::Value& value) {
+void post(const TransportSettings& settings, const common::URI& uri, const Json::Value& value) {
     const auto url = uri.str();
     const auto data = common::JSONDefaultWriter{}(value);
     ZLOG_DEBUG("method", "POST", "url", url, "data", data);
-    make_client(certificate).send_post_request(url, data, json_content_type);
+    make_client(settings).send_post_request(url, data, json_content_type);
 }
 
-void put(const ClientCertificate* certificate, const common::URI& uri, const Json::Value& value) {
+void put(const TransportSettings& settings, const common::URI& uri, const Json::Value& value) {
     const auto url = uri.str();
     const auto data = common::JSONDefaultWriter{}(value);
     ZLOG_DEBUG("method", "PUT", "url", url, "data", data);
-    make_client(certificate).send_put_request(url, data, json_content_type);
+    make_client(settings).send_put_request(url, data, json_content_type);
 }
 
 }  // namespace
 
 Json::Value JSONGETRequester::operator()(const common::URI& uri) const {
-    return get(nullptr, uri);
+    return get(settings, uri);
 }
 
 Json::Value JSONGETRequester::operator()(const ClientCertificate& certificate,
                                          const common::URI& uri) const {
-    return get(&certificate, uri);
+    return get(with_certificate(settings, certificate), uri);
 }
 
 void JSONPOSTRequester::operator()(const common::URI& uri, const Json::Value& value) const {
-    post(nullptr, uri, value);
+    post(settings, uri, value);
 }
 
 void JSONPOSTRequester::operator()(const ClientCertificate& certificate, const common::URI& uri,
                                    const Json::Value& value) const {
-    post(&certificate, uri, value);
+    post(with_certificate(settings, certificate), uri, value);
 }
 
 void JSONPUTRequester::operator()(const common::URI& uri, const Json::Value& value) const {
-    put(nullptr, uri, value);
+    put(settings, uri, value);
 }
 
 void JSONPUTRequester::operator()(const ClientCertificate& certificate, const common::URI& uri,
                                   const Json::Value& value) const {
-    put(&certificate, uri, value);
+    put(with_certificate(settings, certificate), uri, value);
 }
 
 }  // namespace zephran::http

@@ -1,39 +1,59 @@
 #pragma once
 
+#include <utility>
+
 #include <json/json.h>
 
 #include "common/json.h"
 #include "common/uri.h"
-#include "http/httpclient.h"
+#include "http/transport_settings.h"
 
 namespace zephran::http {
 
-/// Fetches JSON documents. As the other requesters it makes a client for every call, so that no
-/// connection outlives it, and lets the exceptions of http/exceptions.h through.
+/// Fetches JSON documents. Like the other requesters it makes a new client for every call, so no
+/// connection is kept, and passes on the exceptions of http/exceptions.h.
 class JSONGETRequester : public common::JSONReceiver<common::URI> {
 public:
+    explicit JSONGETRequester(TransportSettings transport_settings = {})
+        : settings{std::move(transport_settings)} {}
+
     /// @throws common::ParserException for a body that is not JSON
     Json::Value operator()(const common::URI& uri) const override;
-    /// The same, presenting a client certificate.
+    /// The same with this client certificate.
     Json::Value operator()(const ClientCertificate& certificate, const common::URI& uri) const;
+
+private:
+    TransportSettings settings;
 };
 
-/// Sends JSON documents by POST; the body of the answer is not looked at.
+/// Sends JSON documents by POST and ignores the body of the answer.
 class JSONPOSTRequester : public common::JSONTransmitter<common::URI> {
 public:
+    explicit JSONPOSTRequester(TransportSettings transport_settings = {})
+        : settings{std::move(transport_settings)} {}
+
     void operator()(const common::URI& uri, const Json::Value& value) const override;
-    /// The same, presenting a client certificate.
+    /// The same with this client certificate.
     void operator()(const ClientCertificate& certificate, const common::URI& uri,
                     const Json::Value& value) const;
+
+private:
+    TransportSettings settings;
 };
 
-/// Sends JSON documents by PUT; the body of the answer is not looked at.
+/// Sends JSON documents by PUT and ignores the body of the answer.
 class JSONPUTRequester : public common::JSONTransmitter<common::URI> {
 public:
+    explicit JSONPUTRequester(TransportSettings transport_settings = {})
+        : settings{std::move(transport_settings)} {}
+
     void operator()(const common::URI& uri, const Json::Value& value) const override;
-    /// The same, presenting a client certificate.
+    /// The same with this client certificate.
     void operator()(const ClientCertificate& certificate, const common::URI& uri,
                     const Json::Value& value) const;
+
+private:
+    TransportSettings settings;
 };
 
 }  // namespace zephran::http

@@ -11,7 +11,7 @@ namespace zephran::ubox {
 /// Zeroes the structure and starts an empty message in it.
 void reset_buffer(blob_buf* buffer);
 
-/// Owns a message under construction.
+/// Owns a message that is being built.
 class BlobBuffer {
 public:
     BlobBuffer();

@@ -14,7 +14,7 @@ constexpr int no_descriptor = -1;
 
 BrokerProbe::BrokerProbe(const sockaddr_un& address)
     : descriptor{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)} {
-    // Without SOCK_NONBLOCK this would wait for a broker whose queue of connections is full.
+    // Without SOCK_NONBLOCK this would block while the broker's backlog is full.
     if (is_open() &&
         ::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         close();

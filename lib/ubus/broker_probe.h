@@ -6,12 +6,12 @@
 
 namespace zephran::ubus {
 
-/// Finds out whether a broker greets who connects. The bus library waits for the greeting without
-/// limit: with a broker that takes connections and stands still, the thread that connects would
-/// hang, and with it the end of the process.
+/// Finds out whether a broker greets its clients. The bus library waits for the greeting without a
+/// time limit: with a broker that accepts connections and then stalls, the connecting thread would
+/// hang, and the process could not end.
 class BrokerProbe {
 public:
-    /// Connects, if there is somebody to connect to.
+    /// Connects, if a broker is listening.
     explicit BrokerProbe(const sockaddr_un& address);
     BrokerProbe(const BrokerProbe&) = delete;
     BrokerProbe& operator=(const BrokerProbe&) = delete;
@@ -19,7 +19,7 @@ public:
 
     /// Whether a greeting may still come.
     [[nodiscard]] bool is_open() const { return descriptor >= 0; }
-    /// Waits for the greeting. When the other end hangs up instead, the probe is closed.
+    /// Waits for the greeting. The probe is closed if the broker hangs up instead.
     [[nodiscard]] bool is_greeted_within(std::chrono::milliseconds time);
 
 private:

@@ -18,7 +18,7 @@ struct UbusConnectException : common::Exception {
 struct ObjectAddException : common::Exception {
     ObjectAddException() : Exception{"Failed to add object"} {}
 };
-/// The broker would disconnect the sender of such a message.
+/// The broker disconnects a client that sends such a message.
 struct MessageTooLargeException : common::Exception {
     MessageTooLargeException() : Exception{"Message is too large for ubus"} {}
 };
@@ -30,7 +30,7 @@ struct ReplyException : common::Exception {
 
 namespace zephran::ubox {
 
-/// The text that could not be taken over.
+/// The text that was rejected.
 ZEPHRAN_RECORD(json_text, std::string, not_reported);
 
 struct NotAnObjectException : common::Exception {

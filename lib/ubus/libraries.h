@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// Most of these headers are written for C alone.
+// Most of these headers are C only.
 extern "C" {
 #include <libubox/blob.h>
 #include <libubox/blobmsg.h>

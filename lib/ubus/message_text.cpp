@@ -11,7 +11,7 @@ namespace zephran::ubox {
 namespace {
 
 struct Free {
-    // the library allocates for C
+    // The library allocates with malloc().
     void operator()(char* text) const { std::free(text); }  // NOLINT
 };
 

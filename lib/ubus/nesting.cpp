@@ -23,7 +23,8 @@ std::size_t padded(std::size_t size) {
     return (size + word_size - 1) / word_size * word_size;
 }
 
-/// Bytes from the start of an attribute to its value; more than it has when its name does not fit.
+/// Bytes from the start of an attribute to its value; more than its length if the name does not
+/// fit.
 std::size_t header_size(const unsigned char* attribute, std::size_t length) {
     if ((read_word(attribute) & has_name) == 0) {
         return word_size;
@@ -38,7 +39,7 @@ std::size_t header_size(const unsigned char* attribute, std::size_t length) {
 
 }  // namespace
 
-// NOLINTNEXTLINE(misc-no-recursion): it ends at the depth that it checks
+// NOLINTNEXTLINE(misc-no-recursion): bounded by the depth it checks
 bool is_nested_at_most(unsigned depth, const unsigned char* values, std::size_t size) {
     constexpr std::uint32_t length_bits = 0xffffff;
     constexpr std::uint32_t type_bits = 0x7f;

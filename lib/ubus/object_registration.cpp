@@ -7,7 +7,7 @@ namespace zephran::ubus {
 ObjectRegistration::ObjectRegistration(const std::string& name, const std::vector<Method>& methods,
                                        ubus_handler_t handler, void* owner) {
     static_assert(std::is_standard_layout_v<Record>, "owner_of() converts the address");
-    // Growing would move records that others point to.
+    // Reallocation would invalidate the pointers to these records.
     method_records.reserve(methods.size());
     policies.reserve(methods.size());
     for (const Method& method : methods) {

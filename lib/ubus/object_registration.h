@@ -10,21 +10,21 @@
 
 namespace zephran::ubus {
 
-/// Names of a method's arguments and their types. The bus only shows them; it checks nothing. The
-/// library has a function of the same name as the type.
+/// Names of a method's arguments and their types. The bus only lists them; it checks nothing.
+/// "enum" is needed: the library has a function of the same name as the type.
 using ArgumentPolicy = std::list<std::pair<std::string, enum blobmsg_type>>;
 
 /// The bus library's records of one object. The library keeps pointers to them and to the names:
-/// they must stay where they are until the connection is closed and nothing dispatches on it.
+/// they must stay in place until the connection is closed and no call is being dispatched.
 class ObjectRegistration {
 public:
-    /// A method as the bus shows it. What is named here must outlive the registration.
+    /// A method as the bus lists it. What these references name must outlive the registration.
     struct Method {
         const std::string& name;
         const ArgumentPolicy& arguments;
     };
 
-    /// @param owner   given back by owner_of()
+    /// @param owner   returned by owner_of()
     /// @param handler called for every method
     ObjectRegistration(const std::string& name, const std::vector<Method>& methods,
                        ubus_handler_t handler, void* owner);
@@ -35,11 +35,11 @@ public:
     [[nodiscard]] ubus_object* object() { return &record.object; }
     /// Whether the broker knows the object.
     [[nodiscard]] bool is_registered() const { return record.object.id != 0; }
-    /// What the constructor was given as the owner of this record.
+    /// The owner that the constructor was given.
     [[nodiscard]] static void* owner_of(ubus_object* object);
 
 private:
-    /// The library hands out the address of its first member only.
+    /// The library knows only the address of the first member.
     struct Record {
         ubus_object object;
         void* owner;

@@ -6,13 +6,13 @@
 
 namespace zephran::ubus {
 
-/// Keeps the dispositions of the signals that the bus library takes for itself when it connects
-/// (SIGINT, SIGTERM and SIGCHLD), and puts them back at the end of its life. SIGPIPE is ignored
-/// from then on: a library older than 2017 would end the process when the broker goes away.
+/// Saves the dispositions of the signals for which the bus library installs handlers when it
+/// connects (SIGINT, SIGTERM and SIGCHLD), and restores them in its destructor. SIGPIPE is ignored
+/// from then on: with a library older than 2017, a broker that goes away would end the process.
 class SignalDispositions {
 public:
     SignalDispositions() : SignalDispositions{SIGINT, SIGTERM, SIGCHLD} {}
-    /// For some of them only.
+    /// Only for the given signals.
     SignalDispositions(std::initializer_list<int> numbers);
     SignalDispositions(const SignalDispositions&) = delete;
     SignalDispositions& operator=(const SignalDispositions&) = delete;

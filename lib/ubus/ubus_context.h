@@ -1,17 +1,13 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <functional>
-#include <future>
-#include <memory>
-#include <optional>
 #include <string>
-#include <thread>
+#include <utility>
 
-#include <sys/un.h>
-
+#include "ubus/broker_connection.h"
 #include "ubus/libraries.h"
+#include "ubus/stoppable_thread.h"
 
 namespace zephran::ubus {
 
@@ -23,43 +19,44 @@ namespace zephran::ubus {
 class UbusContext {
 public:
     /// Other values than these are for unit tests.
-    struct Settings {
+    struct Environment {
         /// Path of the broker's socket; empty for the one that the bus library was built with.
         std::string socket_path;
         /// Longest sleep of the receiver, and so the longest it takes to stop it.
         std::chrono::milliseconds poll_interval{100};
         /// Time between two attempts to reach a broker that went away.
         std::chrono::milliseconds reconnect_interval{1000};
-        /// A receiver that has not stopped after this time is held up by the bus library, which
-        /// waits for a broker that stands still; its connection is then shut down under it.
-        std::chrono::milliseconds stop_patience{2000};
+        /// A receiver that has not stopped after this time is blocked in the bus library, which is
+        /// waiting for a stalled broker; its connection is then shut down.
+        std::chrono::milliseconds stop_grace_period{2000};
     };
 
     /// No connection yet.
     UbusContext();
-    explicit UbusContext(Settings chosen_settings);
+    explicit UbusContext(const Environment& environment);
     UbusContext(const UbusContext&) = delete;
     UbusContext& operator=(const UbusContext&) = delete;
     virtual ~UbusContext();
 
-    /// Connects to the broker. Waits without limit for one that accepts and says nothing.
+    /// Connects to the broker. Waits without a time limit for a broker that accepts but stalls.
     /// @throws UbusConnectException with the error number of connect(2)
     void connect();
     /// Stops the receiver and closes the connection.
     void disconnect();
     /// The connection, null until connect().
-    [[nodiscard]] ubus_context* get() const { return context; }
+    [[nodiscard]] ubus_context* get() const { return connection.get(); }
 
-    /// Called on the receiver thread after a lost connection was made anew, and about once a second
-    /// until it returns true: everything that the broker knew of this process is there again.
+    /// Sets a function that restores what the broker knew about this process. The receiver thread
+    /// calls it after a lost connection was re-established, and about once a second until it
+    /// returns true.
     void set_restorer(std::function<bool()> new_restorer) { restore = std::move(new_restorer); }
 
     /// Starts the receiver thread; one that runs already is stopped first.
     void start_receiver();
-    /// Ends the receiver thread, if there is one, and waits for that.
+    /// Stops the receiver thread, if there is one, and waits for its end.
     void stop_receiver();
-    /// What the receiver thread does until it is stopped: it serves the connection and, when the
-    /// broker has gone away, tries to reach it again.
+    /// The receiver thread: serves the connection and, after the broker has gone away, tries to
+    /// reconnect, until it is stopped.
     void receiver_thread();
     /// Lets the bus library read and dispatch what has arrived.
     void poll_events();
@@ -67,27 +64,40 @@ public:
 private:
     using steady = std::chrono::steady_clock;
 
-    [[nodiscard]] bool wait_for_input() const;
+    /// connect() leads from disconnected to connected, and disconnect() from any state back. The
+    /// receiver thread makes all other changes: from connected or restoring to lost, from lost to
+    /// restoring, from restoring to connected.
+    enum class ConnectionState {
+        disconnected,
+        connected,
+        /// The broker has gone away.
+        lost,
+        /// Connected again, but the broker does not know everything about this process yet.
+        restoring
+    };
+
+    [[nodiscard]] bool has_connection() const;
+    [[nodiscard]] bool is_attempt_due() const;
     void lose_connection();
     void try_to_recover();
     [[nodiscard]] bool reconnect();
-    void note_broker_address();
-    void adopt_descriptor();
     [[nodiscard]] bool is_broker_wedged() const;
 
-    std::atomic<bool> running{false};
-    std::unique_ptr<std::thread> receiver;
-    std::future<void> receiver_end;
-    /// The connection's socket while there is one, for the thread that stops the receiver.
-    std::atomic<int> descriptor;
-    ubus_context* context = nullptr;
-    Settings settings;
+    // Constant, and so for every thread.
+    const std::chrono::milliseconds poll_interval;
+    const std::chrono::milliseconds reconnect_interval;
+    const std::chrono::milliseconds stop_grace_period;
+
+    // Owned by the receiver thread while there is one, otherwise by the thread that starts and
+    // stops it. Only BrokerConnection::shut_down() is called while the receiver runs.
+    BrokerConnection connection;
+    ConnectionState state = ConnectionState::disconnected;
+    /// In the states lost and restoring: when to try again.
+    steady::time_point next_attempt;
     std::function<bool()> restore;
-    bool connected = false;
-    /// Where the broker was reached the first time.
-    sockaddr_un broker_address{};
-    /// Set while the broker is away, or does not know this process again yet.
-    std::optional<steady::time_point> next_attempt;
+
+    // Owned by the thread that starts and stops the receiver, which itself only calls is_wanted().
+    StoppableThread receiver;
 };
 
 }  // namespace zephran::ubus

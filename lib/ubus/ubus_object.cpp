@@ -12,8 +12,8 @@ namespace zephran::ubus {
 
 namespace {
 
-// The broker disconnects who sends more than 1 MiB. Around a reply count the length of the message
-// and the id of the object, of two words.
+// The broker disconnects clients that send more than 1 MiB. A reply is wrapped in the length of the
+// message (one word) and the id of the object (two words).
 constexpr std::size_t largest_message = 1U << 20U;
 constexpr std::size_t bytes_around_a_reply = 12;
 
@@ -33,9 +33,9 @@ void log_exception(const char* action, const std::string& method) {
 }  // namespace
 
 UbusObject::UbusObject(std::string object_name, std::list<Method> object_methods,
-                       UbusContext::Settings settings)
+                       const UbusContext::Environment& environment)
     : methods{std::move(object_methods)},
-      context{std::move(settings)},
+      context{environment},
       name{std::move(object_name)},
       registration{std::make_unique<ObjectRegistration>(name, listed(methods),
                                                         ubus_method_handler_internal, this)} {
@@ -43,14 +43,14 @@ UbusObject::UbusObject(std::string object_name, std::list<Method> object_methods
     context.set_restorer([this] { return register_again(); });
     const int result = ubus_add_object(context.get(), registration->object());
     if (result != UBUS_STATUS_OK) {
-        // The records go before the context does.
+        // The records are destroyed before the context is.
         context.disconnect();
         BOOST_THROW_EXCEPTION(ObjectAddException{} << ubus_error_tag{ubus_strerror(result)});
     }
 }
 
 UbusObject::~UbusObject() {
-    // The records may only go when nobody dispatches to them any more.
+    // No call may be dispatched to the records while they are destroyed.
     context.disconnect();
 }
 
@@ -75,7 +75,7 @@ int UbusObject::ubus_method_handler_internal(ubus_context* /*connection*/, ubus_
     try {
         return owner->dispatch(request, method, message);
     } catch (...) {
-        // Only where there is no memory left, not even for a line in the log.
+        // Only when there is not even memory for a log line.
         return UBUS_STATUS_UNKNOWN_ERROR;
     }
 }
@@ -88,7 +88,7 @@ int UbusObject::dispatch(ubus_request_data* request, const std::string& method,
     return found == methods.end() ? UBUS_STATUS_OK : call(*found, request, message);
 }
 
-// An exception that reached the C code which called would end the process.
+// An exception must not reach the calling C code: it would end the process.
 int UbusObject::call(const Method& method, ubus_request_data* request, blob_attr* message) {
     try {
         return std::get<1>(method)(this, request, message);

@@ -18,20 +18,19 @@ namespace zephran::ubus {
 /// receiver thread of its context, one at a time.
 class UbusObject {
 public:
-    /// Serves one call. What it returns is the status of the call, 0 for success. An exception that
-    /// leaves it is logged, and the caller gets {"success": false}.
+    /// Serves one call and returns its status, 0 for success. An exception that it throws is
+    /// logged, and the caller gets {"success": false}.
     using Handler = std::function<int(UbusObject*, ubus_request_data*, blob_attr*)>;
     /// Name, handler, arguments.
     using Method = std::tuple<std::string, Handler, ArgumentPolicy>;
 
     /// Connects to the bus and registers the object. Calls are served once the receiver of the
-    /// context has been started; a broker that comes back after an outage learns of the object
-    /// again.
+    /// context has been started. After an outage of the broker the object is registered again.
     ///
     /// @throws UbusConnectException
     /// @throws ObjectAddException with ubus_error_tag, for example when the name is taken
     UbusObject(std::string object_name, std::list<Method> object_methods,
-               UbusContext::Settings settings = {});
+               const UbusContext::Environment& environment = {});
     UbusObject(const UbusObject&) = delete;
     UbusObject& operator=(const UbusObject&) = delete;
     virtual ~UbusObject();
@@ -39,7 +38,7 @@ public:
     [[nodiscard]] UbusContext& get_context() { return context; }
     [[nodiscard]] const std::string& get_name() const { return name; }
 
-    /// Answers a call; may be used several times for one.
+    /// Answers a call; may be called several times for one call.
     ///
     /// @param value an object
     /// @throws MessageTooLargeException with message_size_tag; nothing was sent
@@ -47,9 +46,8 @@ public:
     /// @throws ubox::NotAnObjectException
     void reply(ubus_request_data* request, const Json::Value& value);
 
-    /// Handler of all methods of all objects: finds the object and the method and calls it. A name
-    /// that is not in the list gives 0 and no reply; the bus library itself refuses such calls
-    /// before they come here.
+    /// The one handler of all methods of all objects: finds the object and the method and calls it.
+    /// An unknown name gives 0 and no reply; normally the bus library rejects such calls itself.
     static int ubus_method_handler_internal(ubus_context* connection, ubus_object* object,
                                             ubus_request_data* request, const char* method,
                                             blob_attr* message);

@@ -9,8 +9,8 @@
 #include <cstddef>
 
 /// The part of libuci's binary interface that the daemon uses, for build machines without its
-/// header. Only two structures have to be known; their layouts and the names of the members used
-/// here are the same in all libuci releases since 2017, so that sources compile against either.
+/// header. Only two structures are needed. Their layouts, and the names of the members used here,
+/// are the same in all libuci releases since 2017, so the sources compile against either.
 extern "C" {
 
 struct uci_context;

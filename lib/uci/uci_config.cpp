@@ -11,7 +11,7 @@ namespace zephran {
 
 namespace {
 
-/// One resolved key, together with everything that must outlive the pointers in it.
+/// A resolved key, with everything that its pointers refer to.
 class Lookup {
 public:
     Lookup(const UciLibrary& bound_library, const std::string& delta_path,
@@ -30,8 +30,8 @@ public:
         succeeded = bound_library.lookup_ptr(context.get(), &pointer, text.data(), true) == 0;
     }
 
-    /// The option's value, or null when the key does not lead to a string option. A bare package
-    /// or section is complete as well, and a list has other things where a string has its text.
+    /// The option's value, or null when the key does not name a string option. The lookup of a
+    /// package or section is complete too, and a list has no text where a string has one.
     [[nodiscard]] const char* string_value() const {
         const bool is_string = succeeded && (pointer.flags & uci_ptr::UCI_LOOKUP_COMPLETE) != 0 &&
                                pointer.o != nullptr && pointer.o->type == UCI_TYPE_STRING;
@@ -46,29 +46,32 @@ public:
 
 }  // namespace
 
-// Never destroyed: a thread may still read the configuration while the process ends.
-UciConfig& UciConfig::Default = *std::make_unique<UciConfig>("/tmp/state/").release();
+// Never destroyed: threads may still read the configuration while the process ends.
+UciConfig& UciConfig::Default = *new UciConfig{"/tmp/state/"};
 
-UciConfig::UciConfig(std::string overlay_directory) : delta_path{std::move(overlay_directory)} {}
+UciConfig::UciConfig(std::string overlay_directory)
+    : UciConfig{std::move(overlay_directory), Environment{}} {}
 
-UciConfig::UciConfig(std::string overlay_directory, Backend replaced_backend)
-    : delta_path{std::move(overlay_directory)}, backend{std::move(replaced_backend)} {}
+UciConfig::UciConfig(std::string overlay_directory, Environment environment)
+    : delta_path{std::move(overlay_directory)},
+      library_{environment.library},
+      prepare_context{std::move(environment.prepare_context)} {}
 
 const UciLibrary& UciConfig::library() const {
-    return backend.library == nullptr ? UciLibrary::Default : *backend.library;
+    return library_ == nullptr ? UciLibrary::Default : *library_;
 }
 
 bool UciConfig::has_option(const std::string& key) {
     if (!library().available) {
         return false;
     }
-    const Lookup lookup{library(), delta_path, backend.prepare_context, key};
+    const Lookup lookup{library(), delta_path, prepare_context, key};
     return lookup.string_value() != nullptr;
 }
 
 std::string UciConfig::get_option(const std::string& key) {
     if (library().available) {
-        const Lookup lookup{library(), delta_path, backend.prepare_context, key};
+        const Lookup lookup{library(), delta_path, prepare_context, key};
         if (const char* const value = lookup.string_value()) {
             return value;
         }
@@ -82,12 +85,12 @@ bool UciConfig::set_option(const std::string& key, const std::string& value) {
     }
     std::string assignment = key;
     assignment.append("=").append(value);
-    Lookup lookup{library(), delta_path, backend.prepare_context, std::move(assignment)};
+    Lookup lookup{library(), delta_path, prepare_context, std::move(assignment)};
     if (!lookup.succeeded) {
         return false;
     }
-    // A save and a commit are worth their while even after a failed set: they keep what other
-    // writers left pending. Only the first of the three results tells about a missing section.
+    // Save and commit even after a failed set: they keep the pending changes of other writers. Only
+    // the result of the set shows that the section is missing.
     const int set_result = library().set(lookup.context.get(), &lookup.pointer);
     const int save_result = library().save(lookup.context.get(), lookup.pointer.p);
     const int commit_result = library().commit(lookup.context.get(), &lookup.pointer.p, false);
@@ -98,11 +101,11 @@ bool UciConfig::delete_option(const std::string& key) {
     if (!library().available) {
         return false;
     }
-    Lookup lookup{library(), delta_path, backend.prepare_context, key};
+    Lookup lookup{library(), delta_path, prepare_context, key};
     if (!lookup.succeeded || library().remove(lookup.context.get(), &lookup.pointer) != 0) {
         return false;
     }
-    // An unsaved deletion is lost with its context.
+    // Without this, the deletion would be lost with the context.
     return library().save(lookup.context.get(), lookup.pointer.p) == 0;
 }
 

@@ -10,12 +10,12 @@ class UciLibrary;
 /// Key/value access to the UCI configuration store of the device through libuci.
 ///
 /// Keys have the form "package.section.option". libuci splits them at the first "=" and at dots:
-/// a key built from foreign text must hold nothing but ASCII letters, digits and "_" there. Every
-/// call works on a context of its own, so calls from several threads do not disturb each other.
+/// external text may become part of a key only if it consists of ASCII letters, digits and "_".
+/// Every call uses its own context, so several threads may use one object.
 class UciConfig {
 public:
-    /// What tests replace. A production object keeps the defaults.
-    struct Backend {
+    /// What it depends on. Other values than these are for unit tests.
+    struct Environment {
         /// Null for the process-wide binding, UciLibrary::Default.
         const UciLibrary* library = nullptr;
         /// Called with each new uci_context before it is used, if set.
@@ -24,7 +24,7 @@ public:
 
     /// @param overlay_directory see delta_path
     explicit UciConfig(std::string overlay_directory);
-    UciConfig(std::string overlay_directory, Backend replaced_backend);
+    UciConfig(std::string overlay_directory, Environment environment);
 
     /// The store of the device, with run-time values from "/tmp/state/" layered over it.
     static UciConfig& Default;
@@ -36,8 +36,8 @@ public:
     [[nodiscard]] std::string get_option(const std::string& key);
 
     /// Sets, saves and commits. libuci commits all pending changes of the package along with it,
-    /// those of other programs included; it deletes the option when the value is empty, writes
-    /// nothing when the value is already there, and never creates a section.
+    /// including those of other programs. It deletes the option when the value is empty, writes
+    /// nothing when the value is unchanged, and never creates a section.
     ///
     /// @returns true when all three steps succeeded
     [[nodiscard]] bool set_option(const std::string& key, const std::string& value);
@@ -45,7 +45,7 @@ public:
     /// Deletes the option or section until the next reboot, or for good with the next commit of
     /// the package.
     ///
-    /// @returns true when it was deleted and the deletion saved
+    /// @returns true when the deletion was made and saved
     [[nodiscard]] bool delete_option(const std::string& key);
 
     /// Directory added to the delta search path of every context; none if empty. What lies there
@@ -55,7 +55,8 @@ public:
 private:
     [[nodiscard]] const UciLibrary& library() const;
 
-    Backend backend;
+    const UciLibrary* library_;
+    std::function<void(void* context)> prepare_context;
 };
 
 }  // namespace zephran

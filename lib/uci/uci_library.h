@@ -8,22 +8,21 @@ struct uci_ptr;
 
 namespace zephran {
 
-/// libuci, bound at run time, so that the daemon also starts where the library is missing.
+/// libuci, loaded at run time so that the daemon starts without it too.
 ///
-/// A library once opened is never closed: threads that still read the configuration while the
-/// process ends must not lose the code they run.
+/// The library is never closed: threads may still be running its code while the process ends.
 class UciLibrary {
 public:
-    /// Opens the library lazily and looks all functions up; failures only leave `available` false.
+    /// Opens the library and looks up its functions. On failure `available` stays false.
     ///
-    /// @param file_name a path, or a bare name for the search of dlopen(3)
+    /// @param file_name a path, or a name that dlopen(3) searches for
     explicit UciLibrary(const char* file_name);
 
     /// The binding of "libuci.so", made before main() runs.
     static const UciLibrary Default;
 
-    /// Functions without exception: all of them are bound exactly when `available` is true. Those
-    /// that return int give 0 for success, else one of libuci's error numbers.
+    /// Valid only if `available`. Those that return int return 0 on success, otherwise one of
+    /// libuci's error numbers.
     uci_context* (*alloc_context)() = nullptr;
     void (*free_context)(uci_context*) = nullptr;
     /// Modifies the text and keeps pointers to it.

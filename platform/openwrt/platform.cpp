@@ -24,9 +24,9 @@ const char* get_temp_directory() {
 }
 
 Config* get_config() {
-    // Never destroyed: other static objects may ask for it until the very end of the process.
-    static Config* const config = std::make_unique<openwrt::UciConfigWrapper>().release();
-    return config;
+    // Never destroyed: threads may still read the configuration while the process ends.
+    static Config& config = *new openwrt::UciConfigWrapper;
+    return &config;
 }
 
 void prepare_download(const hawkbit::DeploymentActionMessage::Chunk& chunk,

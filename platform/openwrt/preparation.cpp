@@ -12,7 +12,7 @@ namespace {
 
 constexpr const char* firmware_part = "os";
 
-/// Making room is an attempt: whether it was enough shows in the download or the installation.
+/// A failure is only logged: if there is too little room, the download or installation fails.
 void run(const std::string& command) {
     constexpr int no_limit = 0;
     try {
@@ -25,13 +25,15 @@ void run(const std::string& command) {
 
 }  // namespace
 
-Preparation::Preparation(Programs replaced_programs) : programs{std::move(replaced_programs)} {}
+Preparation::Preparation(Environment environment)
+    : download_script{std::move(environment.download_script)},
+      service_script{std::move(environment.service_script)} {}
 
 void Preparation::prepare_download(const std::string& part) {
     if (download_prepared || part != firmware_part) {
         return;
     }
-    run(programs.download_script);
+    run(download_script);
     download_prepared = true;
 }
 
@@ -39,10 +41,10 @@ void Preparation::prepare_install(const std::string& part) {
     if (install_prepared || part != firmware_part) {
         return;
     }
-    if (!std::ifstream{programs.service_script}.is_open()) {
+    if (!std::ifstream{service_script}.is_open()) {
         return;
     }
-    run(programs.service_script + " stop");
+    run(service_script + " stop");
     install_prepared = true;
 }
 

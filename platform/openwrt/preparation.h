@@ -4,33 +4,34 @@
 
 namespace zephran::platform::openwrt {
 
-/// Makes room on the device for a firmware image, each step at most once per object. Nothing is
-/// undone afterwards: a firmware installation ends in a reboot.
+/// Frees memory for a firmware image. Each object takes each step at most once. Nothing is undone,
+/// since a firmware installation ends in a reboot.
 class Preparation {
 public:
-    /// What is run; only unit tests run something else.
-    struct Programs {
+    /// The programs that it runs. Other values than these are for unit tests.
+    struct Environment {
         std::string download_script = "/sbin/prepare_download.sh";
-        /// Stopped before an installation on devices that have it.
+        /// Stopped before an installation, on devices that have it.
         std::string service_script = "/etc/init.d/opensync";
     };
 
-    Preparation() = default;
-    explicit Preparation(Programs replaced_programs);
+    Preparation() : Preparation{Environment{}} {}
+    explicit Preparation(Environment environment);
 
-    /// Runs the download script for a firmware part, to its end and whatever comes of it.
+    /// Runs the download script for a firmware part and waits for it. Its result is ignored.
     /// @param part type of the chunk that is about to be downloaded
-    /// @throws common::POpenFailedException when there is no process to run it in
+    /// @throws common::POpenFailedException when no process can be started
     void prepare_download(const std::string& part);
 
-    /// Stops the service for a firmware part. On a device without it the next firmware part asks
-    /// again.
+    /// Stops the service for a firmware part. If the device does not have the service, the next
+    /// firmware part checks again.
     /// @param part type of the chunk that is about to be installed
-    /// @throws common::POpenFailedException when there is no process to run it in
+    /// @throws common::POpenFailedException when no process can be started
     void prepare_install(const std::string& part);
 
 private:
-    Programs programs;
+    std::string download_script;
+    std::string service_script;
     bool download_prepared = false;
     bool install_prepared = false;
 };

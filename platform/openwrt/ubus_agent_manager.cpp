@@ -32,9 +32,9 @@ void send_json_response(ubus::UbusObject& object, ubus_request_data* request,
 
 }  // namespace
 
-UbusAgentManager::UbusAgentManager(ubus::UbusContext::Settings chosen_bus,
+UbusAgentManager::UbusAgentManager(ubus::UbusContext::Environment environment,
                                    std::function<void()> loop_pause)
-    : AgentManager{std::move(loop_pause)}, bus{std::move(chosen_bus)} {}
+    : AgentManager{std::move(loop_pause)}, bus{std::move(environment)} {}
 
 void UbusAgentManager::run_setup() {
     const auto served_by = [this](auto handler) -> ubus::UbusObject::Handler {

@@ -13,17 +13,17 @@ namespace zephran::platform::openwrt {
 /// local software lists the agents, forces polls, and accepts the deployment that the gateway holds
 /// back for its user.
 ///
-/// The handlers run on the receiver thread of the object. They see the agents through their
-/// controls only, and neither they nor the main loop ever wait for one another.
+/// The handlers run on the receiver thread of the object. They access the agents only through their
+/// controls. Neither they nor the main loop ever wait for each other.
 class UbusAgentManager : public AgentManager {
 public:
     UbusAgentManager() = default;
     /// For tests, which have a broker of their own and put something else in place of the pause.
-    UbusAgentManager(ubus::UbusContext::Settings chosen_bus, std::function<void()> loop_pause);
+    UbusAgentManager(ubus::UbusContext::Environment environment, std::function<void()> loop_pause);
     ~UbusAgentManager() override = default;
 
     /// @name Methods of the object
-    /// Each answers with one JSON object and returns 0; "success" tells what came of it.
+    /// Each answers with one JSON object and returns 0; "success" tells the outcome.
     /// @{
 
     /// "agent_id" (string) names the agent that is to poll; without it all do.
@@ -46,7 +46,7 @@ private:
     [[nodiscard]] std::shared_ptr<AgentControl> gateway_control() const;
     [[nodiscard]] bool force_polls(const Json::Value& arguments) const;
 
-    ubus::UbusContext::Settings bus;
+    ubus::UbusContext::Environment bus;
     // The last member: its receiver must be gone before anything that the handlers use.
     std::unique_ptr<ubus::UbusObject> object;
 };

@@ -1,25 +1,26 @@
+# SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash
-# Every Debian package the project uses on a development machine, by what it is for.
-# mount(8) and unshare(8) belong to the simulated gateway.
+# The Debian packages that the project needs on a development machine, by purpose.
 # shellcheck disable=SC2034
 build_packages=(
-    g++ cmake ninja-build
+    g++ ccache cmake ninja-build
     libboost-dev libboost-program-options-dev libjsoncpp-dev libcurl4-openssl-dev libssl-dev
     libgtest-dev libgmock-dev libjson-c-dev
 )
+# The simulated gateway needs mount(8) and unshare(8).
 # shellcheck disable=SC2034
 run_packages=(python3 openssl curl util-linux mount)
-# The second line is for the tests of the OpenWrt package: the shell of a gateway, and what reads its files.
+# The second line is for the tests of the OpenWrt package: a gateway's shell and the programs that read its files.
 # shellcheck disable=SC2034
 test_packages=(python3-pytest python3-pytest-xdist python3-pytest-timeout
     nginx-light busybox make shellcheck)
-# The second line is for the module that script/lint adds to clang-tidy.
+# The second line is for the clang-tidy module in tidy_own_code.cpp.
 # shellcheck disable=SC2034
 lint_packages=(clang-14 clang-tidy-14 clang-format-14 shellcheck python3 python3-venv
     libclang-14-dev llvm-14-dev)
 # shellcheck disable=SC2034
 clang_packages=(clang-14)
-# A real hawkBit 0.9.0 runs on Java 17 or newer; Maven fetches it.
+# hawkBit 0.9.0 needs Java 17 or newer. Maven fetches it.
 # shellcheck disable=SC2034
 java_packages=(openjdk-17-jre-headless)
 # shellcheck disable=SC2034

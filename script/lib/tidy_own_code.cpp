@@ -1,8 +1,10 @@
-// A module for clang-tidy that confines the checks to declarations outside of the system's headers.
+// SPDX-License-Identifier: Apache-2.0
+// A clang-tidy module that limits the checks to declarations outside of system headers.
 //
-// The checks look at every node of a translation unit, and nine of ten nodes come from the headers
-// of Boost, GoogleTest and the standard library, about which clang-tidy then keeps silent. Most of
-// its time goes there. Code outside of those headers is looked at exactly as it is without this.
+// By default the checks visit every node of a translation unit. Nine of ten nodes come from the
+// headers of Boost, GoogleTest and the standard library, for which clang-tidy suppresses the
+// warnings afterwards. Most of its time is spent there. All other code is checked as without this
+// module.
 #include <vector>
 
 #include <clang-tidy/ClangTidyCheck.h>
@@ -19,7 +21,8 @@ public:
         finder->addMatcher(clang::ast_matchers::translationUnitDecl(), this);
     }
 
-    /// The unit itself is visited first, and only what the scope has by then is visited after it.
+    /// The translation unit is visited first. Only the declarations in the scope set here are
+    /// visited after it.
     void check(const clang::ast_matchers::MatchFinder::MatchResult& result) override {
         std::vector<clang::Decl*> own;
         for (clang::Decl* declaration : result.Context->getTranslationUnitDecl()->decls()) {
@@ -40,6 +43,6 @@ public:
 };
 
 const clang::tidy::ClangTidyModuleRegistry::Add<OwnCodeModule> registration{
-    "zephran", "Confines the checks to code outside of the system's headers."};
+    "zephran", "Limits the checks to code outside of system headers."};
 
 }  // namespace

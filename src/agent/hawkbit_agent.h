@@ -41,64 +41,65 @@ struct DeploymentInProgressException : common::Exception {
 struct AgentSettings {
     InstallerContext context;
     hawkbit::Attributes attributes;
-    /// Without one, deployments may start at any time.
+    /// Without a schedule, deployments may start at any time.
     std::optional<UpdateSchedule> schedule;
-    std::optional<http::ClientCertificate> client_certificate;
-    /// A dormant agent polls only when it is forced to.
+    /// A dormant agent polls only when forced.
     bool dormant = false;
 };
 
-/// One target of the update server: the gateway itself, or a device behind it. It polls the server
-/// cycle by cycle, waits until a deployment may start, lets a deployer carry it out and reports
-/// what became of it.
+/// One target of the update server: the gateway itself or a device behind it. It polls the server
+/// in cycles, waits until a deployment may start, has a deployer carry it out and reports the
+/// result.
 class HawkbitAgent
     : public AdvancingFSM<hawkbit_agent_fsm::FSMDef, hawkbit_agent_fsm::events::error,
                           hawkbit_agent_fsm::events::advance, HawkbitAgent> {
 public:
     using time_point = std::chrono::system_clock::time_point;
 
-    /// What reaches outside, so that tests can put something else in its place.
-    struct Surroundings {
+    /// What reaches outside. Other values than the daemon's own are for unit tests.
+    struct Environment {
+        /// The update server over HTTP, and the system's clock.
+        static Environment real(const http::TransportSettings& transport);
+
         std::unique_ptr<hawkbit::ClientInterface> client;
         HawkbitDeployer::MakeHttpClient make_http_client;
         std::function<time_point()> now;
     };
 
-    /// Stands for the user's acceptance of whatever deployment comes.
+    /// Accepts the next deployment, whatever its id.
     static constexpr const char* any_deployment = "ANY";
 
     /// @param server host name or address of the update server, optionally with ":port"
-    HawkbitAgent(const std::string& server, const std::string& controller_id);
     HawkbitAgent(const std::string& server, const std::string& controller_id,
-                 Surroundings surroundings);
+                 const http::TransportSettings& transport = {});
+    HawkbitAgent(const std::string& server, const std::string& controller_id,
+                 Environment environment);
     ~HawkbitAgent() override;
 
     /// Called once, before the first tick.
     void configure(AgentSettings new_settings);
 
-    /// One step of the polling cycle and of the running deployment. A report that the server does
-    /// not take leaves this function as the client's exception.
+    /// One step of the polling cycle and of the running deployment. Throws what the client throws
+    /// if a report cannot be delivered.
     void tick();
-    /// Begins the next polling cycle, if the agent is finished or waiting.
+    /// Starts the next polling cycle if the agent is finished or waiting.
     void restart();
-    /// Polls at the next occasion, dormant or not.
+    /// Makes the agent poll at the next opportunity, even a dormant one.
     void force_poll();
-    /// Gives the agent up: a running deployment is cancelled without a report on that.
+    /// Gives up the agent: a running deployment is cancelled without a report.
     void abort();
     /// Lets the deployment with this id start, or any with any_deployment.
-    void accept_deployment(const std::string& action_id) {
-        shared_control->accept_deployment(action_id);
-    }
+    void accept_deployment(const std::string& action_id) { control_->accept_deployment(action_id); }
 
     [[nodiscard]] bool is_finished() const { return finished; }
     [[nodiscard]] bool is_waiting() const { return waiting; }
     [[nodiscard]] bool is_aborted() const { return aborted; }
-    [[nodiscard]] bool is_poll_forced() const { return shared_control->is_poll_forced(); }
+    [[nodiscard]] bool is_poll_forced() const { return control_->is_poll_forced(); }
     [[nodiscard]] bool is_deploying() const;
     [[nodiscard]] time_point next_poll() const { return controller.next_poll(); }
     [[nodiscard]] const hawkbit::Attributes& attributes() const { return settings.attributes; }
-    /// What other threads see of this agent and may ask of it; never null.
-    [[nodiscard]] const std::shared_ptr<AgentControl>& control() const { return shared_control; }
+    /// The part of this agent that other threads can use; never null.
+    [[nodiscard]] const std::shared_ptr<AgentControl>& control() const { return control_; }
 
     /// @name Guards of the state machine
     /// @{
@@ -153,7 +154,6 @@ private:
     void send_cancel_feedback(hawkbit::ActionFeedbackMessage::FinalResult result,
                               const std::vector<std::string>& details) const;
     [[nodiscard]] long epoch_seconds() const;
-    [[nodiscard]] HawkbitDeployer::MakeHttpClient download_client() const;
 
     std::string cancel_action_id;
     std::string cancel_stop_id;
@@ -163,7 +163,7 @@ private:
     HawkbitDeployer::MakeHttpClient make_http_client;
     std::function<time_point()> now;
     hawkbit::Controller controller;
-    std::shared_ptr<AgentControl> shared_control = std::make_shared<AgentControl>();
+    std::shared_ptr<AgentControl> control_ = std::make_shared<AgentControl>();
     bool cancel_action_requested = false;
     bool config_data_requested = false;
     bool deployment_action_requested = false;

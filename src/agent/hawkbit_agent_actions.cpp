@@ -9,7 +9,7 @@ namespace zephran {
 
 void HawkbitAgent::enter_retrieving_controller_status() {
     reset_polling_time();
-    shared_control->drop_pending_deployment();
+    control_->drop_pending_deployment();
 }
 
 void HawkbitAgent::set_startup() {
@@ -26,7 +26,7 @@ void HawkbitAgent::retrieve_controller_status() {
     controller.extract_from(status, now);
     backoff_timer.reset();
     if (!deployment_action_requested) {
-        shared_control->set_last_poll(now());
+        control_->set_last_poll(now());
     }
 }
 
@@ -52,7 +52,7 @@ void HawkbitAgent::send_config_data() {
     message.time = epoch_seconds();
     client->send_config_data(controller, message);
     starting_up = false;
-    shared_control->force_poll();
+    control_->force_poll();
 }
 
 void HawkbitAgent::retrieve_cancel_action() {
@@ -69,8 +69,8 @@ void HawkbitAgent::cancel_deployment_action() {
 
 void HawkbitAgent::retrieve_deployment_action() {
     ZLOG_INFO("event", "retrieve_deployment_action", "fsm", fsm_identity());
-    shared_control->set_pending_deployment(client->fetch_deployment_action(controller));
-    shared_control->set_last_poll(now());
+    control_->set_pending_deployment(client->fetch_deployment_action(controller));
+    control_->set_last_poll(now());
 }
 
 void HawkbitAgent::abort_deployment_action() {
@@ -105,8 +105,8 @@ void HawkbitAgent::pick_deployment_delay() {
 
 void HawkbitAgent::start_deployment_action() {
     ZLOG_INFO("event", "start_deployment_action", "fsm", fsm_identity());
-    if (shared_control->accepted_deployment() == any_deployment) {
-        shared_control->accept_deployment("");
+    if (control_->accepted_deployment() == any_deployment) {
+        control_->accept_deployment("");
     }
     start_deployer();
 }

@@ -25,7 +25,7 @@ template <class Owner>
 struct BasicFSMDef : fsm_rows::FrontEnd<BasicFSMDef<Owner>, Owner> {
     using fsm_rows::FrontEnd<BasicFSMDef<Owner>, Owner>::FrontEnd;
 
-    /// A state in which a restart may begin the next cycle although this one has not ended.
+    /// A state in which a restart may start the next cycle although this one has not ended.
     struct WaitingState
         : fsm_rows::StateWithEntryAndExit<&Owner::enter_waiting, &Owner::leave_waiting> {};
 

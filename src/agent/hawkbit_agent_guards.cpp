@@ -1,20 +1,19 @@
 #include "agent/hawkbit_agent.h"
-#include "config.h"
 #include "deployment/deployment_history.h"
 #include "platform.h"
-#include "uci/exceptions.h"
+#include "store/device_store.h"
 
 namespace zephran {
 
 bool HawkbitAgent::is_dormant() {
-    // A forced poll is spent here, so that even a dormant agent polls once for it.
-    const bool status = !shared_control->take_forced_poll() && settings.dormant;
+    // This consumes the forced poll, so that a dormant agent polls exactly once.
+    const bool status = !control_->take_forced_poll() && settings.dormant;
     ZLOG_INFO("event", "is_dormant", "status", status);
     return status;
 }
 
 bool HawkbitAgent::is_backoff_delay_elapsed() {
-    const bool status = shared_control->is_poll_forced() || backoff_until < now();
+    const bool status = control_->is_poll_forced() || backoff_until < now();
     ZLOG_INFO("event", "is_backoff_delay_elapsed", "status", status);
     return status;
 }
@@ -38,7 +37,7 @@ bool HawkbitAgent::is_new_config_data_required() {
 }
 
 bool HawkbitAgent::has_active_deployment() {
-    // The offer is gone as well when its deployment ended after this cycle had chosen to fetch it.
+    // The offer may also have gone since this cycle decided to fetch it: its deployment has ended.
     const bool status = is_deploying() || !deployment_action_requested;
     ZLOG_INFO("event", "has_active_deployment", "status", status);
     return status;
@@ -51,24 +50,15 @@ bool HawkbitAgent::is_inside_update_schedule() {
 }
 
 bool HawkbitAgent::is_automatic_update_disabled() {
-    constexpr const char* key = "zephran.service.automatic_update";
-    bool status = false;
-    try {
-        status = platform::get_config()->get_option(key) == "0";
-    } catch (const PackageNotFoundException&) {
-        ZLOG_WARNING("event", "is_automatic_update_disabled", "message",
-                     "missing config entry, setting default enabled");
-        if (!platform::get_config()->set_option(key, "1")) {
-            ZLOG_WARNING("event", "is_automatic_update_disabled", "message",
-                         "could not store config entry", "key", key, "value", "1");
-        }
-    }
+    DeviceStore store{*platform::get_config()};
+    const bool status =
+        !store.is_automatic_update_enabled({"is_automatic_update_disabled", "event"});
     ZLOG_INFO("event", "is_automatic_update_disabled", "status", status);
     return status;
 }
 
 bool HawkbitAgent::is_resumed_deployment() {
-    const auto deployment_action = shared_control->pending_deployment();
+    const auto deployment_action = control_->pending_deployment();
     const auto& history = deployment_action->action_history();
     const bool is_interrupted =
         deployment_history::ends_with_installation_started(history, deployment_action->chunks());
@@ -83,16 +73,15 @@ bool HawkbitAgent::is_resumed_deployment() {
 }
 
 bool HawkbitAgent::is_user_forced() {
-    const std::string accepted = shared_control->accepted_deployment();
-    const bool is_this_one =
-        !accepted.empty() && accepted == shared_control->pending_deployment()->id();
+    const std::string accepted = control_->accepted_deployment();
+    const bool is_this_one = !accepted.empty() && accepted == control_->pending_deployment()->id();
     const bool status = is_this_one || accepted == any_deployment;
     ZLOG_INFO("event", "is_user_forced", "status", status);
     return status;
 }
 
 bool HawkbitAgent::is_forced_deployment() {
-    const bool status = shared_control->pending_deployment()->forced();
+    const bool status = control_->pending_deployment()->forced();
     ZLOG_INFO("event", "is_forced_deployment", "status", status);
     return status;
 }

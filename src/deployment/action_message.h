@@ -10,7 +10,7 @@
 
 namespace zephran {
 
-/// The texts that the agent puts into its reports, and finds again in an action's history.
+/// The texts of the agent's reports, which it later recognises in an action's history.
 enum class ActionMessage {
     ChunkDeployed,
     DeploymentNotRunning,
@@ -21,7 +21,7 @@ enum class ActionMessage {
     FinishedWaiting
 };
 
-/// Number of a message that has no text: the message itself could not be printed.
+/// The numeric value of a message that has no text.
 ZEPHRAN_RECORD(action_message, int, reported_at(440));
 ZEPHRAN_RECORD(action_message_string, std::string, reported_at(445));
 
@@ -32,7 +32,7 @@ struct UnsupportedActionMessageException : common::Exception {
 /// @throws UnsupportedActionMessageException with action_message_tag
 std::ostream& operator<<(std::ostream& stream, const ActionMessage& message);
 
-/// Takes the whole rest of the stream as the text.
+/// Reads the rest of the stream as the text.
 /// @throws UnsupportedActionMessageException with action_message_string_tag
 std::istream& operator>>(std::istream& stream, ActionMessage& message);
 

@@ -9,7 +9,7 @@
 #include "crypto/md5.h"
 #include "hawkbit/artifact_name.h"
 #include "hawkbit/exceptions.h"
-#include "platform.h"
+#include "installer/artifact_path.h"
 
 namespace zephran::artifact_files {
 
@@ -17,10 +17,6 @@ namespace {
 
 using Artifact = hawkbit::DeploymentActionMessage::Artifact;
 using Chunk = hawkbit::DeploymentActionMessage::Chunk;
-
-std::string in_temp_directory(const std::string& filename) {
-    return platform::get_temp_directory() + filename;
-}
 
 void require_checksum(const std::string& path, const std::vector<std::uint8_t>& expected) {
     std::ifstream file{path, std::ios::binary};
@@ -36,13 +32,8 @@ void require_checksum(const std::string& path, const std::vector<std::uint8_t>& 
 
 }  // namespace
 
-std::string path_of(const Artifact& artifact) {
-    hawkbit::require_safe_artifact_name(artifact.filename());
-    return in_temp_directory(artifact.filename());
-}
-
 void verify(const Artifact& artifact) {
-    const std::string path = path_of(artifact);
+    const std::string path = artifact_path(artifact);
     try {
         require_checksum(path, artifact.md5());
     } catch (const std::exception& error) {
@@ -55,7 +46,7 @@ void verify(const Artifact& artifact) {
 void remove(const Chunk& chunk) {
     for (const Artifact& artifact : chunk.artifacts()) {
         if (hawkbit::is_safe_artifact_name(artifact.filename())) {
-            ::unlink(in_temp_directory(artifact.filename()).c_str());
+            ::unlink(artifact_path(artifact).c_str());
         }
     }
 }

@@ -1,23 +1,17 @@
 #pragma once
 
-#include <string>
-
 #include "hawkbit/messages/deployment_action.h"
 
-/// The downloaded files of a deployment. Their names come from the network, so nothing here touches
-/// a file whose name could lead out of the temporary directory.
+/// The downloaded files of a deployment. Their names come from the network: files whose names could
+/// lead out of the temporary directory are never touched.
 namespace zephran::artifact_files {
 
-/// Where an artifact is downloaded to: the temporary directory followed by its file name.
-/// @throws hawkbit::UnsafeFilenameException
-std::string path_of(const hawkbit::DeploymentActionMessage::Artifact& artifact);
-
-/// Compares the MD5 sum of the downloaded file with the announced one.
+/// Compares the MD5 sum of the downloaded file with the expected one.
 /// @throws hawkbit::VerificationFailedException with common::filename_tag, whatever went wrong; the
 ///         cause is logged
 void verify(const hawkbit::DeploymentActionMessage::Artifact& artifact);
 
-/// Deletes the files of a chunk, whether or not they are there.
+/// Deletes the files of a chunk that exist.
 void remove(const hawkbit::DeploymentActionMessage::Chunk& chunk);
 
 }  // namespace zephran::artifact_files

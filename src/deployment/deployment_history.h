@@ -21,24 +21,25 @@ struct ChunkNotFoundException : common::Exception {
     ChunkNotFoundException() : Exception{"Cannot find chunk"} {}
 };
 
-/// Finding one's place again in the history that the server keeps of an action.
+/// Finds where an interrupted deployment stood, from the history that the server keeps of an
+/// action.
 ///
-/// The newest report comes first, but a real server keeps the order of the details inside one
-/// report only while the action has at most ten messages; and it puts notes of its own in between,
-/// the oldest always "Assignment initiated by ...".
+/// The newest report comes first. A real server keeps the order of the details within one report
+/// only while the action has at most ten messages, and it adds notes of its own; the oldest is
+/// always "Assignment initiated by ...".
 namespace deployment_history {
 
 using ActionHistory = hawkbit::DeploymentActionMessage::ActionHistory;
 using Chunk = hawkbit::DeploymentActionMessage::Chunk;
 
-/// True when at least one message is a text that this agent reports. A history without one is that
-/// of an action that has not been worked on yet.
+/// True if at least one message is a text that this agent reports. Otherwise the action has not
+/// been worked on yet.
 bool holds_own_report(const ActionHistory& history);
 
-/// True when the newest report says that an installation was started and nothing came after it.
+/// True if the newest report is the start of an installation.
 bool ends_with_installation_started(const ActionHistory& history, const std::vector<Chunk>& chunks);
 
-/// True when the newest message is none of the agent's texts although an older one is.
+/// True if the newest message is not one of the agent's texts but an older one is.
 bool has_unknown_message_on_top(const ActionHistory& history);
 
 /// The chunk string of the newest report, which must be that of an installation's start.

@@ -11,7 +11,7 @@ namespace zephran {
 
 class HawkbitDeployer;
 
-/// What a deployer's step is compared with to find out what happened in it.
+/// The state of a deployer before a step, to find out what the step has changed.
 struct DeployerSnapshot {
     explicit DeployerSnapshot(const HawkbitDeployer& deployer);
 
@@ -24,7 +24,7 @@ struct DeployerSnapshot {
     std::string chunk;
 };
 
-/// What the server is to be told about one step of a deployment.
+/// A report to the server on one step of a deployment.
 struct DeploymentReport {
     using ExecutionStatus = hawkbit::ActionFeedbackMessage::ExecutionStatus;
     using FinalResult = hawkbit::ActionFeedbackMessage::FinalResult;
@@ -38,11 +38,11 @@ struct DeploymentReport {
     std::vector<std::string> details;
 };
 
-/// True when the deployer has failed in the step since the snapshot was taken.
+/// True if the deployer has failed since the snapshot was taken.
 bool has_newly_failed(const DeployerSnapshot& before, const HawkbitDeployer& after);
 
-/// The one report on the step since the snapshot; none when nothing worth telling happened. A
-/// failure outranks everything else.
+/// The report on the step since the snapshot; none if there is nothing to report. A failure takes
+/// precedence over everything else.
 std::optional<DeploymentReport> report_step(const DeployerSnapshot& before,
                                             const HawkbitDeployer& after);
 

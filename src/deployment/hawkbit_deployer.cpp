@@ -3,35 +3,17 @@
 #include <algorithm>
 #include <utility>
 
-#include "config.h"
-#include "deployment/artifact_files.h"
 #include "deployment/deployment_history.h"
-#include "hawkbit/controller.h"
 #include "installer/hawkbit_installer.h"
 #include "installer/installer_factory.h"
 #include "platform.h"
+#include "store/device_store.h"
 
 namespace zephran {
 
 namespace {
 
-void store_rebooted(const char* value) {
-    constexpr const char* key = "zephran.service.rebooted";
-    if (!platform::get_config()->set_option(key, value)) {
-        ZLOG_WARNING("action", "store_rebooted", "message", "could not store config entry", "key",
-                     key, "value", value);
-    }
-}
-
-std::string download_url(const HawkbitDeployer::Artifact& artifact) {
-    const common::URI& link =
-        artifact.download().empty() ? artifact.download_http() : artifact.download();
-    // The transport knows more schemes, "file" among them, which are none of the server's business.
-    if (link.scheme() != "https" && link.scheme() != "http") {
-        BOOST_THROW_EXCEPTION(hawkbit::InsecureURLException{} << hawkbit::url_tag{link.str()});
-    }
-    return link.str();
-}
+constexpr DeviceStore::Caller store_rebooted{"store_rebooted"};
 
 }  // namespace
 
@@ -47,7 +29,7 @@ HawkbitDeployer::HawkbitDeployer(const hawkbit::Attributes& attributes,
 HawkbitDeployer::~HawkbitDeployer() = default;
 
 void HawkbitDeployer::tick() {
-    const bool had_error = first_error.has_error;
+    const bool had_error = error_.has_error;
     AdvancingFSM::tick();
     if (had_error && !finished && !cancelled) {
         cancel();
@@ -56,7 +38,7 @@ void HawkbitDeployer::tick() {
         return;
     }
     installer->tick();
-    first_error.keep_first(installer->error());
+    error_.keep_first(installer->error());
     if (installer->is_finished() || installer->is_cancelled()) {
         release_installer();
     }
@@ -97,28 +79,13 @@ bool HawkbitDeployer::is_device_behind_gateway() const {
 }
 
 bool HawkbitDeployer::has_current_artifact() const {
-    return has_current_chunk() && current_artifact < chunk().artifacts().size();
+    return has_current_chunk() && artifact_index < chunk().artifacts().size();
 }
 
 void HawkbitDeployer::continue_with(std::vector<Chunk> chunks) {
     action.replace_chunks(std::move(chunks));
-    current_chunk = 0;
-    current_artifact = 0;
-}
-
-bool HawkbitDeployer::chunks_left() {
-    ZLOG_DEBUG("event", "chunks_left", "fsm", fsm_identity());
-    return has_current_chunk();
-}
-
-bool HawkbitDeployer::artifacts_left() {
-    ZLOG_DEBUG("event", "artifacts_left", "fsm", fsm_identity());
-    return has_current_artifact();
-}
-
-bool HawkbitDeployer::installer_done() {
-    ZLOG_DEBUG("event", "installer_done", "fsm", fsm_identity());
-    return installer == nullptr;
+    chunk_index_ = 0;
+    artifact_index = 0;
 }
 
 bool HawkbitDeployer::is_current_chunk_recorded() const {
@@ -127,52 +94,6 @@ bool HawkbitDeployer::is_current_chunk_recorded() const {
     }
     const std::string recorded = HawkbitInstaller::get_installed_version(chunk().part());
     return !recorded.empty() && recorded == chunk().version();
-}
-
-bool HawkbitDeployer::chunk_already_installed() {
-    const bool installed = is_current_chunk_recorded();
-    ZLOG_DEBUG("event", "chunk_already_installed", "fsm", fsm_identity(), "installed", installed);
-    if (installed) {
-        output = "Already installed\nInstalled " + chunk().part() + " " + chunk().version() +
-                 " on " + HawkbitInstaller::get_installed_version_time(chunk().part()) + "\n";
-    }
-    return installed;
-}
-
-void HawkbitDeployer::select_next_chunk() {
-    ZLOG_DEBUG("event", "select_next_chunk", "fsm", fsm_identity());
-    if (has_current_chunk()) {
-        ++current_chunk;
-        current_artifact = 0;
-    }
-}
-
-void HawkbitDeployer::select_next_artifact() {
-    ZLOG_DEBUG("event", "select_next_artifact", "fsm", fsm_identity());
-    if (has_current_artifact()) {
-        ++current_artifact;
-    }
-}
-
-void HawkbitDeployer::download_artifact() {
-    ZLOG_DEBUG("event", "download_artifact", "fsm", fsm_identity());
-    const std::string file = artifact_files::path_of(artifact());
-    const http::Client client = make_http_client();
-    platform::prepare_download(chunk(), artifact());
-    client.download_to_file(download_url(artifact()), file);
-}
-
-void HawkbitDeployer::verify_artifact() {
-    ZLOG_DEBUG("event", "verify_artifact", "fsm", fsm_identity());
-    artifact_files::verify(artifact());
-}
-
-void HawkbitDeployer::start_installer() {
-    ZLOG_DEBUG("event", "start_installer", "fsm", fsm_identity());
-    if (installer != nullptr && !installer->is_finished() && !installer->is_cancelled()) {
-        BOOST_THROW_EXCEPTION(InstallationInProgressException{});
-    }
-    adopt_installer(make_installer(chunk()));
 }
 
 std::unique_ptr<HawkbitInstaller> HawkbitDeployer::make_installer(const Chunk& for_chunk) const {
@@ -189,35 +110,17 @@ std::unique_ptr<HawkbitInstaller> HawkbitDeployer::make_installer(const Chunk& f
 void HawkbitDeployer::adopt_installer(std::unique_ptr<HawkbitInstaller> new_installer) {
     installer = std::move(new_installer);
     if (installer->will_reboot()) {
-        store_rebooted("1");
+        DeviceStore{*platform::get_config()}.mark_rebooted(store_rebooted);
     }
 }
 
 void HawkbitDeployer::release_installer() {
-    output = installer->hawkbit_log();
+    installer_output_ = installer->hawkbit_log();
     if (installer->will_reboot()) {
         // It is still running, so the reboot did not happen.
-        store_rebooted("0");
+        DeviceStore{*platform::get_config()}.clear_reboot_mark(store_rebooted);
     }
     installer.reset();
-}
-
-void HawkbitDeployer::cancel_installer() {
-    ZLOG_DEBUG("event", "cancel_installer", "fsm", fsm_identity());
-    if (installer == nullptr) {
-        BOOST_THROW_EXCEPTION(NoInstallationInProgressException{});
-    }
-    installer->cancel();
-}
-
-void HawkbitDeployer::remove_artifacts() {
-    ZLOG_DEBUG("event", "remove_artifacts", "fsm", fsm_identity());
-    artifact_files::remove(chunk());
-}
-
-void HawkbitDeployer::cleanup() {
-    ZLOG_DEBUG("event", "cleanup", "fsm", fsm_identity());
-    std::for_each(action.chunks().begin(), action.chunks().end(), artifact_files::remove);
 }
 
 }  // namespace zephran

@@ -36,9 +36,9 @@ struct InstallationInProgressException : common::Exception {
     InstallationInProgressException() : Exception{"An installation is already in progress"} {}
 };
 
-/// Carries out one deployment action: per chunk, it downloads and verifies every artifact, hands
-/// the chunk to the installer of its part type, waits for that and deletes the files again. Chunks
-/// whose version is installed already are passed over.
+/// Carries out one deployment action. For each chunk it downloads and verifies every artifact,
+/// hands the chunk to the installer of its part type, waits for it and deletes the files. Chunks
+/// whose version is already installed are skipped.
 class HawkbitDeployer
     : public AdvancingFSM<hawkbit_deployer_fsm::FSMDef, hawkbit_deployer_fsm::events::cancel,
                           hawkbit_deployer_fsm::events::advance, HawkbitDeployer> {
@@ -49,7 +49,7 @@ public:
 
     /// @param attributes of the target; must outlive the deployer
     /// @param deployment with its chunks in the order of installation
-    /// @param make_client makes the client of each download
+    /// @param make_client creates the client of each download
     HawkbitDeployer(const hawkbit::Attributes& attributes,
                     hawkbit::DeploymentActionMessage deployment, InstallerContext installer_context,
                     MakeHttpClient make_client);
@@ -57,12 +57,12 @@ public:
 
     /// One step of the deployment and of its installer.
     void tick();
-    /// Before an installation runs this ends the deployment at once; a running one is asked to
-    /// cancel itself.
+    /// Ends the deployment at once if no installation is running; otherwise asks the installer to
+    /// cancel.
     void cancel();
 
     /// Finds the interrupted installation in the action's history and continues with its chunk.
-    /// Without a history nothing happens. When it throws, the deployer is as it was before.
+    /// Does nothing without a history. If it throws, the deployer is unchanged.
     /// @throws UnsupportedHistoryForResumeException, InvalidChunkStringFormatException,
     ///         ChunkNotFoundException, UnsupportedPartException
     void resume();
@@ -73,16 +73,16 @@ public:
     /// True while a running installation is being cancelled.
     [[nodiscard]] bool is_cancelling() const { return cancelling; }
     [[nodiscard]] bool is_resumed() const { return resumed; }
-    /// True when a cancellation was the user's refusal.
+    /// True if the user has rejected the deployment.
     [[nodiscard]] bool is_rejected() const { return rejected; }
-    /// Makes a cancellation count as the user's refusal. Nothing in the daemon asks users yet.
+    /// Makes a cancellation count as a rejection by the user. The daemon does not ask users yet.
     void mark_rejected() { rejected = true; }
-    [[nodiscard]] const ErrorRecord& error() const { return first_error; }
+    [[nodiscard]] const ErrorRecord& error() const { return error_; }
     [[nodiscard]] bool has_installer() const { return installer != nullptr; }
-    /// What the last installer reported, or that the chunk was installed already.
-    [[nodiscard]] const std::string& installer_output() const { return output; }
+    /// The report of the last installer, or the statement that the chunk was already installed.
+    [[nodiscard]] const std::string& installer_output() const { return installer_output_; }
     /// Number of chunks that are done.
-    [[nodiscard]] std::uint32_t chunk_index() const { return current_chunk; }
+    [[nodiscard]] std::uint32_t chunk_index() const { return chunk_index_; }
     [[nodiscard]] std::uint32_t chunk_count() const;
     /// part:name:version of the current chunk, "" when all are done.
     [[nodiscard]] std::string current_chunk_string() const;
@@ -110,15 +110,15 @@ public:
     void exception_caught(const std::exception& error) {
         ZLOG_ERROR("event", "exception_caught", "action", "fsm_deployer_event", "what",
                    error.what());
-        first_error.keep_first(error);
+        error_.keep_first(error);
     }
     /// @}
 
 private:
     [[nodiscard]] bool is_device_behind_gateway() const;
-    [[nodiscard]] const Chunk& chunk() const { return action.chunks()[current_chunk]; }
-    [[nodiscard]] const Artifact& artifact() const { return chunk().artifacts()[current_artifact]; }
-    [[nodiscard]] bool has_current_chunk() const { return current_chunk < chunk_count(); }
+    [[nodiscard]] const Chunk& chunk() const { return action.chunks()[chunk_index_]; }
+    [[nodiscard]] const Artifact& artifact() const { return chunk().artifacts()[artifact_index]; }
+    [[nodiscard]] bool has_current_chunk() const { return chunk_index_ < chunk_count(); }
     [[nodiscard]] bool has_current_artifact() const;
     [[nodiscard]] bool is_current_chunk_recorded() const;
     [[nodiscard]] std::unique_ptr<HawkbitInstaller> make_installer(const Chunk& for_chunk) const;
@@ -132,15 +132,15 @@ private:
     InstallerContext context;
     MakeHttpClient make_http_client;
     std::unique_ptr<HawkbitInstaller> installer;
-    std::uint32_t current_chunk = 0;
-    std::size_t current_artifact = 0;
+    std::uint32_t chunk_index_ = 0;
+    std::size_t artifact_index = 0;
     bool resumed = false;
     bool cancelled = false;
     bool cancelling = false;
     bool finished = false;
     bool rejected = false;
-    std::string output;
-    ErrorRecord first_error;
+    std::string installer_output_;
+    ErrorRecord error_;
 };
 
 }  // namespace zephran

@@ -100,7 +100,7 @@ struct BasicFSMDef : fsm_rows::FrontEnd<BasicFSMDef<Owner>, Owner> {
         Row<Cancelled,           cancel,  Cancelled,           none,                 none>>;
     // clang-format on
 
-    /// A cancel that throws is not answered with another one: that would never end.
+    /// A cancel that throws does not lead to another cancel: that would never end.
     template <class Machine, class Event>
     void exception_caught(const Event& /*event*/, Machine& machine, std::exception& error) {
         this->owner().exception_caught(error);

@@ -6,37 +6,37 @@ namespace zephran {
 
 RunningDeployment::RunningDeployment(std::unique_ptr<HawkbitDeployer> new_deployer,
                                      hawkbit::Controller start_address)
-    : running{std::move(new_deployer)}, address_at_start{std::move(start_address)} {}
+    : deployer_{std::move(new_deployer)}, address_{std::move(start_address)} {}
 
 RunningDeployment::~RunningDeployment() {
     if (!has_ended()) {
-        running->cleanup();
+        deployer_->cleanup();
     }
 }
 
 bool RunningDeployment::has_ended() const {
-    return running->is_finished() || running->is_cancelled();
+    return deployer_->is_finished() || deployer_->is_cancelled();
 }
 
 bool RunningDeployment::was_fetched_from(const common::URI& link) const {
     return !link.empty() &&
-           link.with_query("").str() == address_at_start.deployment_base().with_query("").str();
+           link.with_query("").str() == address_.deployment_base().with_query("").str();
 }
 
 void RunningDeployment::withdraw() {
     withdrawn = true;
-    running->cancel();
+    deployer_->cancel();
 }
 
 std::optional<DeploymentReport> RunningDeployment::step() {
-    const DeployerSnapshot before{*running};
-    running->tick();
-    failed_in_last_step = has_newly_failed(before, *running);
+    const DeployerSnapshot before{*deployer_};
+    deployer_->tick();
+    failed_in_last_step = has_newly_failed(before, *deployer_);
     if (failure_reported) {
         return std::nullopt;
     }
     failure_reported = failed_in_last_step;
-    auto report = report_step(before, *running);
+    auto report = report_step(before, *deployer_);
     if (report && withdrawn && report->recipient == DeploymentReport::Recipient::cancellation) {
         return std::nullopt;
     }

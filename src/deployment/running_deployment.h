@@ -9,41 +9,41 @@
 
 namespace zephran {
 
-/// A deployer together with what its reports need to know of its start and its end.
+/// A deployer together with what its reports need to know about its start and end.
 class RunningDeployment {
 public:
     /// @param start_address the controller's addresses when the deployment was started. Reports go
-    ///        there even if the server offers another action meanwhile: it knows an action by its
-    ///        URL alone and would take them for that one's.
+    ///        there even if the server now offers another action: it identifies an action by its
+    ///        URL alone and would attribute them to that one.
     RunningDeployment(std::unique_ptr<HawkbitDeployer> new_deployer,
                       hawkbit::Controller start_address);
-    /// A deployment that is given up on the way leaves no downloads behind.
+    /// Deletes the downloaded files of a deployment that has not ended.
     ~RunningDeployment();
     RunningDeployment(const RunningDeployment&) = delete;
     RunningDeployment& operator=(const RunningDeployment&) = delete;
 
-    [[nodiscard]] HawkbitDeployer& deployer() { return *running; }
-    [[nodiscard]] const HawkbitDeployer& deployer() const { return *running; }
-    [[nodiscard]] const hawkbit::Controller& address() const { return address_at_start; }
+    [[nodiscard]] HawkbitDeployer& deployer() { return *deployer_; }
+    [[nodiscard]] const HawkbitDeployer& deployer() const { return *deployer_; }
+    [[nodiscard]] const hawkbit::Controller& address() const { return address_; }
 
     /// Finished or cancelled.
     [[nodiscard]] bool has_ended() const;
-    /// True when the step just taken has failed the deployment.
+    /// True if the deployment failed in its last step.
     [[nodiscard]] bool has_failed_in_last_step() const { return failed_in_last_step; }
-    /// True when this link, whatever its query, is the one that the deployment was fetched from.
+    /// True if the deployment was fetched from this link; the query is ignored.
     [[nodiscard]] bool was_fetched_from(const common::URI& link) const;
 
-    /// Cancels the deployment because the server no longer asks for it. Nobody waits for an answer
-    /// to that.
+    /// Cancels the deployment because the server no longer asks for it. The cancellation is not
+    /// reported.
     void withdraw();
 
     /// Lets the deployer take a step.
-    /// @returns what the server is to be told; nothing more once a failure has been reported
+    /// @returns the report for the server; none after a failure has been reported
     std::optional<DeploymentReport> step();
 
 private:
-    std::unique_ptr<HawkbitDeployer> running;
-    hawkbit::Controller address_at_start;
+    std::unique_ptr<HawkbitDeployer> deployer_;
+    hawkbit::Controller address_;
     bool withdrawn = false;
     bool failed_in_last_step = false;
     bool failure_reported = false;

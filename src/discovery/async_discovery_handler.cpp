@@ -31,13 +31,13 @@ bool AsyncDiscoveryHandler::pass_has_ended() const {
 
 void AsyncDiscoveryHandler::apply_pass() {
     discovery.get();
-    for (SpawnRequest& request : pending_spawns) {
+    for (SpawnRequest& request : spawn_requests_) {
         if (manager->get_agents().count(request.id) == 0) {
             constexpr bool dormant = false;
             manager->spawn_agent(request.id, request.properties, request.context, dormant);
         }
     }
-    for (const std::string& id : pending_aborts) {
+    for (const std::string& id : abort_requests_) {
         manager->abort_agent(id);
     }
     last_discover = now();
@@ -48,19 +48,19 @@ void AsyncDiscoveryHandler::start_pass_when_due() {
         return;
     }
     ZLOG_DEBUG_AS("tick", "action", "starting discover");
-    pending_spawns.clear();
-    pending_aborts.clear();
+    spawn_requests_.clear();
+    abort_requests_.clear();
     discovery = std::async(std::launch::async, [this] { discover_once(); });
 }
 
 void AsyncDiscoveryHandler::spawn_agent(const std::string& id,
                                         const hawkbit::Attributes& properties,
                                         const InstallerContext& context) {
-    pending_spawns.push_back({context, properties, id});
+    spawn_requests_.push_back({context, properties, id});
 }
 
 void AsyncDiscoveryHandler::abort_agent(const std::string& id) {
-    pending_aborts.push_back(id);
+    abort_requests_.push_back(id);
 }
 
 void AsyncDiscoveryHandler::discard_pass() noexcept {

@@ -12,27 +12,27 @@
 
 namespace zephran::discovery {
 
-/// Looks for devices on a thread of its own, one pass at a time, and hands what a pass has found to
-/// the agent manager on the main thread. The future of the pass is the only synchronisation: while
-/// it runs, the main thread touches nothing that the pass uses.
+/// Looks for devices on a worker thread, one pass at a time, and passes the results to the agent
+/// manager on the main thread. The future of the pass is the only synchronisation: while it runs,
+/// the main thread does not touch anything that the pass uses.
 class AsyncDiscoveryHandler : public DiscoveryHandler {
 public:
     using Clock = std::function<std::chrono::system_clock::time_point()>;
 
-    /// The longest that one tick waits for a pass.
+    /// The longest time that one tick waits for a pass.
     static constexpr std::chrono::milliseconds longest_wait{100};
 
-    /// @param period_between_passes from the end of one to the start of the next; the first one
-    ///                              starts as long after the construction
-    /// @param current_time          replaces the system clock in tests
+    /// @param period_between_passes from the end of one pass to the start of the next; the first
+    ///                              pass starts one period after construction
+    /// @param current_time          Other values than this are for unit tests.
     explicit AsyncDiscoveryHandler(std::chrono::milliseconds period_between_passes,
                                    Clock current_time = std::chrono::system_clock::now);
 
     void setup(AgentManager* agent_manager) override { manager = agent_manager; }
-    /// Applies a pass that has ended, or starts one that is due.
-    /// @throws what the pass has thrown
+    /// Applies the results of a finished pass, and starts a pass that is due.
+    /// @throws what the pass threw
     void tick() override;
-    /// One pass. It runs on the worker thread and uses nothing of the manager but the two requests
+    /// One pass. It runs on the worker thread and reaches the manager only through the two requests
     /// below.
     virtual void discover_once() = 0;
 
@@ -49,12 +49,14 @@ protected:
                      const InstallerContext& context);
     void abort_agent(const std::string& id);
     /// The requests of the latest pass, until the next one starts.
-    [[nodiscard]] const std::vector<SpawnRequest>& spawn_requests() const { return pending_spawns; }
-    [[nodiscard]] const std::vector<std::string>& abort_requests() const { return pending_aborts; }
+    [[nodiscard]] const std::vector<SpawnRequest>& spawn_requests() const {
+        return spawn_requests_;
+    }
+    [[nodiscard]] const std::vector<std::string>& abort_requests() const { return abort_requests_; }
     /// @}
 
-    /// Waits for the end of a running pass and forgets it, whatever it threw. To be called in the
-    /// destructor of the class that implements discover_once().
+    /// Waits for a running pass to end and ignores its result, exceptions included. The class that
+    /// implements discover_once() must call this in its destructor.
     void discard_pass() noexcept;
 
 private:
@@ -62,9 +64,9 @@ private:
     void apply_pass();
     void start_pass_when_due();
 
-    std::vector<SpawnRequest> pending_spawns;
+    std::vector<SpawnRequest> spawn_requests_;
     std::future<void> discovery;
-    std::vector<std::string> pending_aborts;
+    std::vector<std::string> abort_requests_;
     Clock now;
     std::chrono::system_clock::time_point last_discover;
     std::chrono::milliseconds period;

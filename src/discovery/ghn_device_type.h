@@ -4,16 +4,16 @@
 
 namespace zephran::discovery {
 
-/// What a device of the powerline network turned out to be.
+/// The kind of a device on the powerline network.
 enum class DeviceType {
-    unknown_parameter = 0,  ///< it does not know the parameter that end devices have
-    end_device = 1,         ///< one that gets an agent of its own
-    no_answer = 2,          ///< configlayer could not ask it
+    unknown_parameter = 0,  ///< lacks the parameter that end devices have
+    end_device = 1,         ///< gets its own agent
+    no_answer = 2,          ///< configlayer failed
 };
 
 /// Classifies a device by whether it knows "DHCP.GENERAL.ENABLED_IPV4".
-/// @param command names the device and how to reach it
-/// @throws what ghn::GhnUtility::get_parameter_value() throws, save ConfigLayerFailedException
+/// @param command addresses the device
+/// @throws what ghn::GhnUtility::get_parameter_value() throws, except ConfigLayerFailedException
 DeviceType get_device_type(const ghn::ConfigLayerCommand& command);
 
 }  // namespace zephran::discovery

@@ -10,6 +10,8 @@
 #include "discovery/ghn_device_type.h"
 #include "ghn/ghn_config.h"
 #include "ghn/ghn_utility.h"
+#include "platform.h"
+#include "store/device_store.h"
 
 namespace zephran::discovery {
 
@@ -19,7 +21,7 @@ bool contains(const std::vector<common::MacAddress>& list, const common::MacAddr
     return std::find(list.begin(), list.end(), address) != list.end();
 }
 
-/// An empty piece anywhere empties the whole list, whatever else is in it.
+/// A list with an empty item counts as empty.
 std::vector<common::MacAddress> parse_list(const std::string& text) {
     std::vector<std::string> pieces;
     boost::split(pieces, text, boost::is_any_of(","), boost::token_compress_on);
@@ -51,8 +53,8 @@ void GhnDiscoveryHandler::discover_once() {
 }
 
 GhnDiscoveryHandler::Access GhnDiscoveryHandler::configured_access() {
-    return {ghn::GhnConfig::get_interface(), ghn::GhnConfig::get_password(),
-            ghn::GhnConfig::get_controller_mac()};
+    const ghn::GhnConfig config = DeviceStore{*platform::get_config()}.ghn_config();
+    return {config.get_interface(), config.get_password(), config.get_controller_mac()};
 }
 
 ghn::ConfigLayerCommand GhnDiscoveryHandler::command_for(const Access& access,
@@ -83,7 +85,7 @@ void GhnDiscoveryHandler::look_for_new_devices(const Access& access, const Addre
     }
 }
 
-// Devices that the same pass has just found are classified again here.
+// Devices found in this very pass are classified again here.
 void GhnDiscoveryHandler::look_for_lost_devices(const Access& access, const Addresses& present) {
     Addresses kept;
     for (const common::MacAddress& mac : known_devices) {
@@ -93,7 +95,7 @@ void GhnDiscoveryHandler::look_for_lost_devices(const Access& access, const Addr
             continue;
         }
         ZLOG_WARNING_AS("discover_once", "event", "ghn_lost", "mac", mac);
-        // An agent that was spawned under a serial number does not bear this id and stays.
+        // An agent that was spawned under a serial number does not have this id and stays.
         abort_agent(mac.str());
     }
     known_devices = kept;

@@ -10,21 +10,21 @@
 namespace zephran::discovery {
 
 /// Finds the adapters on the G.hn powerline network behind the gateway. Each becomes a target of
-/// its own and takes firmware of the part type "plc_ghn" only.
+/// its own that only accepts firmware of the part type "plc_ghn".
 class GhnDiscoveryHandler : public AsyncDiscoveryHandler {
 public:
     using AsyncDiscoveryHandler::AsyncDiscoveryHandler;
     GhnDiscoveryHandler(const GhnDiscoveryHandler&) = delete;
     GhnDiscoveryHandler& operator=(const GhnDiscoveryHandler&) = delete;
-    /// Waits for a running pass, and so for the tool that it has called.
+    /// Waits for a running pass, including the tool that it has started.
     ~GhnDiscoveryHandler() override { discard_pass(); }
 
-    /// Asks the gateway's modem which devices there are, queues an agent for each new one, and
-    /// gives up the agents of those that have gone. Without a usable configuration there is one
-    /// warning and no discovery until the next start.
+    /// Reads the list of devices from the gateway's modem, requests an agent for each new device,
+    /// and aborts the agents of lost ones. If the configuration is incomplete, it logs one warning
+    /// and discovery is off until the next start.
     ///
     /// @throws what ghn::GhnUtility::get_parameter_value() throws
-    /// @throws std::invalid_argument "mac" when the list holds anything but addresses
+    /// @throws std::invalid_argument "mac" when the list contains anything but addresses
     void discover_once() override;
 
 private:
@@ -45,7 +45,7 @@ private:
     void spawn_ghn_agent(const common::MacAddress& mac, const ghn::ConfigLayerCommand& command);
 
     bool enabled = true;
-    /// Devices for which an agent was requested and that have not been lost since.
+    /// Devices that have been found and not lost since.
     Addresses known_devices;
 };
 

@@ -4,7 +4,7 @@
 
 namespace zephran::discovery {
 
-/// Holds the place of a discovery over MQTT. It finds nothing.
+/// Placeholder for discovery over MQTT. It finds nothing.
 class MQTTDiscoveryHandler : public DiscoveryHandler {
 public:
     void setup(AgentManager* /*manager*/) override {}

@@ -6,12 +6,12 @@
 namespace zephran {
 
 /// The Boost.MSM back end around a front end. It is defined in advancing_fsm_impl.h, which only the
-/// source file of a machine includes: the machines are expensive to compile.
+/// source file of a machine includes: the machines are slow to compile.
 template <class FSM>
 struct FSMBackend;
 
-/// Drives a state machine by ticks: one AdvanceEvent a tick, unless an action has asked for a
-/// pause, and a small retry budget for actions that failed.
+/// Drives a state machine by ticks: one AdvanceEvent per tick, unless an action has asked for a
+/// pause. Actions that fail have a small retry budget.
 ///
 /// @tparam FSM          front end of the machine, constructed with a reference to the owner
 /// @tparam ErrorEvent   sent when the retries are used up
@@ -24,14 +24,14 @@ public:
     AdvancingFSM& operator=(const AdvancingFSM&) = delete;
     virtual ~AdvancingFSM();
 
-    /// Takes one step, or lets one of the ticks to wait pass.
+    /// Takes one step, or skips one of the ticks to wait.
     void tick();
 
-    /// Starts or continues a retry run, or gives up by sending ErrorEvent. A run that succeeds is
-    /// never closed: after one success the next failure, however much later, still belongs to it.
+    /// Starts or continues a retry run, or gives up by sending ErrorEvent. Success
+    /// does not end a run: the next failure, however much later, still belongs to it.
     ///
     /// @param delay   ticks to wait before the next attempt
-    /// @param retries how often a new run may retry
+    /// @param retries number of retries in a new run
     void wait_and_retry(std::uint32_t delay, std::uint32_t retries);
 
 protected:

@@ -5,7 +5,7 @@
 #include "common/logprint.h"
 #include "fsm/advancing_fsm.h"
 
-/// Definitions of the frame, for the one source file of each machine that instantiates it.
+/// Definitions of the frame, included by the one source file of each machine that instantiates it.
 namespace zephran {
 
 template <class FSM>

@@ -11,22 +11,22 @@ namespace zephran::fsm_rows {
 using boost::msm::front::none;
 using boost::msm::front::Row;
 
-/// What the front ends have in common: an owner, whose data guards and actions work on. Events
-/// without a row are ignored.
+/// Base of the front ends: guards and actions work on the owner's data. Events without a row are
+/// ignored.
 ///
 /// @tparam Def the front end itself
 template <class Def, class Owner>
 class FrontEnd : public boost::msm::front::state_machine_def<Def> {
 public:
-    explicit FrontEnd(Owner& owner_of_machine) : machine_owner{&owner_of_machine} {}
+    explicit FrontEnd(Owner& owner) : owner_{&owner} {}
 
-    Owner& owner() { return *machine_owner; }
+    Owner& owner() { return *owner_; }
 
     template <class Machine, class Event>
     void no_transition(const Event& /*event*/, Machine& /*machine*/, int /*state*/) {}
 
 private:
-    Owner* machine_owner;
+    Owner* owner_;
 };
 
 /// State without entry or exit.
@@ -70,7 +70,7 @@ struct Tell {
     }
 };
 
-/// mpl::vector holds only twenty types when they are given at once; appended it holds any number.
+/// mpl::vector takes at most twenty types at once, but any number one by one.
 template <class Sequence, class... Rows>
 struct Append {
     using type = Sequence;

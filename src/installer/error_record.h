@@ -5,16 +5,16 @@
 
 namespace zephran {
 
-/// What went wrong in a deployment or an installation. The first error is the cause of what follows
-/// and stays; later ones are only logged.
+/// The error of a deployment or an installation. The first error is kept, as the likely cause of
+/// later ones, which are only logged.
 struct ErrorRecord {
     bool has_error = false;
     std::string error_message;
     std::string error_details;
 
-    /// Takes the exception's text and records unless there is an error already.
+    /// Stores the exception's text and records unless there is already an error.
     void keep_first(const std::exception& error);
-    /// Takes over another record unless there is an error already.
+    /// Copies the other record unless there is already an error.
     void keep_first(const ErrorRecord& other);
 };
 

@@ -9,11 +9,11 @@ namespace zephran::installer {
 
 ZEPHRAN_RECORD(expected_version, std::string, reported_at(245));
 ZEPHRAN_RECORD(found_version, std::string, reported_at(250));
-/// What a package manager wrote.
+/// The output of a package manager.
 ZEPHRAN_RECORD(installer_output, std::string, reported_at(235));
 
-/// Carries what is known of common::program_output_tag, common::program_exit_code_tag,
-/// common::program_signal_tag and common::popen_command_tag.
+/// Carries those of common::program_output_tag, common::program_exit_code_tag,
+/// common::program_signal_tag and common::popen_command_tag that are known.
 struct ProgramExecutionFailedException : common::Exception {
     ProgramExecutionFailedException() : Exception{"External program returned an error"} {}
 };

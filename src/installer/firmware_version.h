@@ -4,9 +4,9 @@
 
 namespace zephran::installer {
 
-/// Version of the firmware that is running, such as "2.1_20260101".
+/// Version of the running firmware, such as "2.1_20260101".
 ///
-/// @param version_file shell file that sets FIRMWARE_VERSION and FIRMWARE_DATE; tests pass another
+/// @param version_file shell script that sets FIRMWARE_VERSION and FIRMWARE_DATE
 /// @throws ProgramExecutionFailedException with common::program_output_tag
 std::string get_installed_nevra_version(const std::string& version_file = "/etc/nevra-version");
 

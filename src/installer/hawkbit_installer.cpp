@@ -1,45 +1,17 @@
 #include "installer/hawkbit_installer.h"
 
+#include <algorithm>
 #include <array>
 #include <ctime>
-#include <fstream>
 #include <utility>
 
-#include "config.h"
+#include "installer/file_copy.h"
 #include "platform.h"
+#include "store/device_store.h"
 
 namespace zephran {
 
 namespace {
-
-constexpr const char* device_key_prefix = "zephran.device.";
-
-std::string version_key(const std::string& part) {
-    return std::string{device_key_prefix} + "version_" + part;
-}
-
-std::string installation_time_key(const std::string& part) {
-    return std::string{device_key_prefix} + "installation_time_" + part;
-}
-
-// A part type comes from the network. The store would read "=" and "." in it as the end of the key.
-bool can_stand_in_key(const std::string& part) {
-    static const std::string plain =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_";
-    return part.find_first_not_of(plain) == std::string::npos;
-}
-
-std::string option_or_empty(const std::string& key) {
-    Config& config = *platform::get_config();
-    return config.has_option(key) ? config.get_option(key) : std::string{};
-}
-
-void store_option(const std::string& key, const std::string& value) {
-    if (!platform::get_config()->set_option(key, value)) {
-        ZLOG_WARNING_AS("store_installed_version_time", "action", "store_installed_version_time",
-                        "message", "could not store config entry", "key", key, "value", value);
-    }
-}
 
 std::string format_installation_time(std::chrono::system_clock::time_point time) {
     const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
@@ -59,9 +31,9 @@ HawkbitInstaller::HawkbitInstaller(Clock current_time)
 
 HawkbitInstaller::~HawkbitInstaller() = default;
 
-void HawkbitInstaller::assign(const hawkbit::DeploymentActionMessage::Chunk& assigned_chunk,
+void HawkbitInstaller::assign(const hawkbit::DeploymentActionMessage::Chunk& new_chunk,
                               const hawkbit::Attributes& attributes) {
-    chunk_to_install = assigned_chunk;
+    chunk_ = new_chunk;
     target_attributes = &attributes;
 }
 
@@ -90,7 +62,7 @@ bool HawkbitInstaller::installation_has_timeout() {
 
 bool HawkbitInstaller::ask_cancellation_has_finished() {
     ZLOG_DEBUG("event", "cancellation_has_finished", "fsm", fsm_identity());
-    return cancellation_abandoned || cancellation_has_finished();
+    return outcome == Outcome::abandoned || cancellation_has_finished();
 }
 
 void HawkbitInstaller::tell_check_artifact_count() {
@@ -108,14 +80,14 @@ void HawkbitInstaller::tell_cancel_installation() {
     try {
         cancel_installation();
     } catch (const std::exception& error) {
-        // An installation that has failed is over, whether or not it can be cancelled.
-        if (!failed_by_itself) {
+        // A failed installation has ended, whether or not it can be cancelled.
+        if (outcome == Outcome::open) {
             throw;
         }
         ZLOG_WARNING("event", "exception_caught", "action", "cancel_installation", "what",
                      boost::diagnostic_information(error), "message",
                      "giving up a failed installation");
-        cancellation_abandoned = true;
+        move_to(Outcome::abandoned);
     }
 }
 
@@ -126,11 +98,15 @@ void HawkbitInstaller::fail_cancellation() {
 
 void HawkbitInstaller::enter_finished() {
     store_installed_version_time();
-    finished = true;
+    move_to(Outcome::finished);
 }
 
 void HawkbitInstaller::enter_cancelled() {
-    cancelled = true;
+    move_to(Outcome::cancelled);
+}
+
+void HawkbitInstaller::move_to(Outcome next) {
+    outcome = std::max(outcome, next);
 }
 
 void HawkbitInstaller::store_installed_version_time() {
@@ -139,39 +115,21 @@ void HawkbitInstaller::store_installed_version_time() {
     if (!records_installed_version() || is_device_behind_gateway) {
         return;
     }
-    store_option(version_key(chunk().part()), chunk().version());
-    store_option(installation_time_key(chunk().part()), format_installation_time(now()));
+    DeviceStore{*platform::get_config()}.record_installation(chunk().part(), chunk().version(),
+                                                             format_installation_time(now()),
+                                                             {"store_installed_version_time"});
 }
 
 std::string HawkbitInstaller::get_installed_version(const std::string& part) {
-    return can_stand_in_key(part) ? option_or_empty(version_key(part)) : std::string{};
+    return DeviceStore{*platform::get_config()}.installed_version(part);
 }
 
 std::string HawkbitInstaller::get_installed_version_time(const std::string& part) {
-    return can_stand_in_key(part) ? option_or_empty(installation_time_key(part)) : std::string{};
+    return DeviceStore{*platform::get_config()}.installation_time(part);
 }
 
 void HawkbitInstaller::copy_file(const std::string& source, const std::string& destination) {
-    std::ifstream input{source, std::ios::binary};
-    if (!input) {
-        BOOST_THROW_EXCEPTION(common::InputFileOpenException{} << common::filename_tag{source});
-    }
-    std::ofstream output{destination, std::ios::binary | std::ios::trunc};
-    if (!output) {
-        BOOST_THROW_EXCEPTION(common::OutputFileOpenException{}
-                              << common::filename_tag{destination});
-    }
-    // Inserting an empty buffer counts as a failure of the output stream.
-    if (input.peek() != std::ifstream::traits_type::eof()) {
-        output << input.rdbuf();
-    }
-    output.flush();
-    if (!output) {
-        BOOST_THROW_EXCEPTION(common::FileWriteException{} << common::filename_tag{destination});
-    }
-    if (!input) {
-        BOOST_THROW_EXCEPTION(common::FileReadException{} << common::filename_tag{source});
-    }
+    installer::copy_file(source, destination);
 }
 
 }  // namespace zephran

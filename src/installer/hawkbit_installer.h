@@ -43,51 +43,50 @@ struct CannotBeCancelledException : common::Exception {
     CannotBeCancelledException() : Exception{"Installation cannot be cancelled"} {}
 };
 
-/// Installs one chunk of a deployment. A concrete installer says how to start, to question and to
-/// cancel; this base drives it through its state machine, one step a tick, and keeps the record of
-/// installed versions in the configuration store.
+/// Installs one chunk of a deployment. A concrete installer knows how to start, query and cancel
+/// its installation; this base class drives it through its state machine, one step per tick, and
+/// keeps the record of installed versions in the configuration store.
 class HawkbitInstaller
     : public AdvancingFSM<hawkbit_installer_fsm::FSMDef, hawkbit_installer_fsm::events::cancel,
                           hawkbit_installer_fsm::events::advance, HawkbitInstaller> {
 public:
     using Clock = std::function<std::chrono::system_clock::time_point()>;
 
-    /// An installation that takes this long has failed.
+    /// An installation fails if it takes this long.
     static constexpr std::chrono::seconds time_limit{7200};
 
     ~HawkbitInstaller() override;
 
-    /// Says what to install, and for which target, before the first tick.
+    /// Sets what to install, and for which target, before the first tick.
     /// @param attributes of the target; must outlive the installer
-    void assign(const hawkbit::DeploymentActionMessage::Chunk& assigned_chunk,
+    void assign(const hawkbit::DeploymentActionMessage::Chunk& new_chunk,
                 const hawkbit::Attributes& attributes);
 
     void cancel();
-    /// Takes up an installation that was started before an interruption: it is not started again,
-    /// only asked whether it has finished.
+    /// Resumes an installation that was started before an interruption: it is not started again,
+    /// but only asked whether it has finished.
     void resume();
 
-    [[nodiscard]] bool is_finished() const { return finished; }
-    [[nodiscard]] bool is_cancelled() const { return cancelled; }
-    [[nodiscard]] const ErrorRecord& error() const { return first_error; }
+    [[nodiscard]] bool is_finished() const { return outcome == Outcome::finished; }
+    [[nodiscard]] bool is_cancelled() const { return outcome == Outcome::cancelled; }
+    [[nodiscard]] const ErrorRecord& error() const { return error_; }
     /// The installer's own report, sent to the server when the chunk is done.
-    [[nodiscard]] std::string hawkbit_log() const { return log.str(); }
+    [[nodiscard]] std::string hawkbit_log() const { return report_.str(); }
 
     /// True if the installation reboots the device.
     [[nodiscard]] virtual bool will_reboot() const { return false; }
     /// True if a finished installation is recorded in the configuration store.
     [[nodiscard]] virtual bool records_installed_version() const { return true; }
-    /// True if an interrupted installation can tell afterwards whether it has finished. The others
-    /// would wait for their time limit, so their chunk is installed anew.
+    /// True if it can be determined after an interruption whether the installation has finished.
+    /// Otherwise the chunk is installed again: waiting would only end at the time limit.
     [[nodiscard]] virtual bool can_resume() const { return false; }
 
-    /// The recorded version of a part type, "" when there is none.
+    /// The recorded version of a part type, "" if there is none.
     static std::string get_installed_version(const std::string& part);
-    /// When that version was installed, such as "2024-03-01T12:00:00Z"; "" when there is none.
+    /// When that version was installed, such as "2024-03-01T12:00:00Z"; "" if there is none.
     static std::string get_installed_version_time(const std::string& part);
 
-    /// @throws common::InputFileOpenException, common::OutputFileOpenException,
-    ///         common::FileWriteException, common::FileReadException, each with the path
+    /// Forwards to installer::copy_file() and throws what that throws.
     static void copy_file(const std::string& source, const std::string& destination);
 
     /// @name Guards, actions and entries of the state machine
@@ -103,12 +102,14 @@ public:
     void enter_cancelled();
 
     /// Keeps the error of an exception that a guard or an action threw.
-    /// @param while_cancelling the exception answers a cancel, it is no failure of its own
+    /// @param while_cancelling it was thrown while a cancel was processed: the cancel is refused
     void exception_caught(const std::exception& error, bool while_cancelling) {
         ZLOG_ERROR("event", "exception_caught", "action", "fsm_installer_event", "what",
                    error.what());
-        first_error.keep_first(error);
-        failed_by_itself = failed_by_itself || !while_cancelling;
+        error_.keep_first(error);
+        if (!while_cancelling) {
+            move_to(Outcome::failed);
+        }
     }
     /// @}
 
@@ -119,33 +120,43 @@ protected:
     /// Throws unless the chunk has the number of artifacts that the installer can handle.
     /// @throws ArtifactCountMismatchException unless there is exactly one
     virtual void check_artifact_count();
-    /// Starts the installation; short ones run to their end in here.
+    /// Starts the installation; a short one may run to its end here.
     virtual void start_installation() = 0;
     /// @throws any exception to report that the installation has failed
     [[nodiscard]] virtual bool installation_has_finished() = 0;
     /// Starts to cancel the running installation.
-    /// @throws CannotBeCancelledException when that is impossible
+    /// @throws CannotBeCancelledException if that is impossible
     virtual void cancel_installation() = 0;
     [[nodiscard]] virtual bool cancellation_has_finished() = 0;
 
-    [[nodiscard]] const hawkbit::DeploymentActionMessage::Chunk& chunk() const {
-        return chunk_to_install;
-    }
+    [[nodiscard]] const hawkbit::DeploymentActionMessage::Chunk& chunk() const { return chunk_; }
     [[nodiscard]] bool is_resumed() const { return resumed; }
-    std::ostream& report() { return log; }
+    std::ostream& report() { return report_; }
 
 private:
+    /// The outcome of the installation, from the least to the most final. A requested cancel and a
+    /// failure lead through the same states of the machine; the outcome distinguishes them.
+    enum class Outcome {
+        /// Not known yet. If a cancel is refused, the installation continues.
+        open,
+        /// An exception has ended it. A refused cancel no longer keeps it running.
+        failed,
+        /// It has failed and cannot be cancelled: there is no cancellation to wait for.
+        abandoned,
+        finished,
+        cancelled
+    };
+
+    /// The only function that changes the outcome; it never makes it less final.
+    void move_to(Outcome next);
     void store_installed_version_time();
 
-    hawkbit::DeploymentActionMessage::Chunk chunk_to_install;
+    hawkbit::DeploymentActionMessage::Chunk chunk_;
     const hawkbit::Attributes* target_attributes = nullptr;
-    bool cancelled = false;
-    bool finished = false;
+    Outcome outcome = Outcome::open;
     bool resumed = false;
-    bool failed_by_itself = false;
-    bool cancellation_abandoned = false;
-    ErrorRecord first_error;
-    std::ostringstream log;
+    ErrorRecord error_;
+    std::ostringstream report_;
     Clock now;
     std::chrono::system_clock::time_point start_time;
 };

@@ -8,7 +8,7 @@
 
 namespace zephran {
 
-/// What installers need to know of the target they install for.
+/// What installers need to know about their target.
 struct InstallerContext {
     /// Part types that may be installed; empty means all.
     std::vector<std::string> accepted_parts;
@@ -16,9 +16,9 @@ struct InstallerContext {
     std::string installed_flash_type;
     /// Name of the MTD device for bootloaders, without "/dev/".
     std::string bootloader_mtd;
-    /// The most erase-and-write attempts on an MTD device.
+    /// Maximum number of erase-and-write attempts on an MTD device.
     std::uint32_t mtd_write_attempts = 0;
-    /// Address of the device that the agent stands for.
+    /// Address of the device that the agent represents.
     common::MacAddress mac_address;
 };
 

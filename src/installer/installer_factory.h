@@ -15,7 +15,7 @@ namespace zephran {
 
 class HawkbitInstaller;
 
-/// Type of a software module, as the server names it.
+/// Part type: the software module type at the server.
 ZEPHRAN_RECORD(part, std::string, reported_at(510));
 
 struct DuplicatePartInstallerException : common::Exception {
@@ -25,8 +25,8 @@ struct UnsupportedPartException : common::Exception {
     UnsupportedPartException() : Exception{"Unsupported part in deployment"} {}
 };
 
-/// The process-wide registry of installers: which one handles a part type, and how early in a
-/// deployment. It is filled before main() runs and only read afterwards, from the main thread.
+/// The process-wide registry of installers by part type, with their priorities. It is filled before
+/// main() runs and afterwards only read, by the main thread.
 class InstallerFactory {
 public:
     using Chunk = hawkbit::DeploymentActionMessage::Chunk;
@@ -35,21 +35,21 @@ public:
 
     InstallerFactory() = delete;
 
-    /// @param priority chunks with a lower one are installed earlier
-    /// @throws DuplicatePartInstallerException when the part type has an installer already
+    /// @param priority chunks with a lower priority are installed earlier
+    /// @throws DuplicatePartInstallerException if the part type already has an installer
     static void register_installer(const std::string& part, unsigned priority,
                                    FactoryFunction factory);
 
-    /// A new installer for the part type; its chunk is assigned by the caller.
+    /// Creates an installer for the part type; the caller assigns its chunk.
     /// @throws UnsupportedPartException, std::bad_function_call for an empty factory function
     static std::unique_ptr<HawkbitInstaller> create_installer(const std::string& part,
                                                               const InstallerContext& context);
 
-    /// Takes the installer of a part type away; its place in the order of chunks stays.
+    /// Removes the installer of a part type; its priority stays.
     static void disable_installer(const std::string& part);
 
-    /// The chunks in the order of their installation. Unknown part types come first, so that a
-    /// deployment with one fails before anything is installed; equal priorities keep their order.
+    /// Sorts chunks into installation order. Unknown part types come first, so that their
+    /// deployment fails before anything is installed; chunks of equal priority keep their order.
     static std::vector<Chunk> reorder_chunks(const std::vector<Chunk>& chunks);
 
     /// Logs every installer with its priority.
@@ -58,13 +58,13 @@ public:
 private:
     static unsigned priority_of(const std::string& part);
 
-    // Made by the first registration and never freed: sources register in any order, before other
-    // static objects of this process exist and until after they are gone.
+    // Created by the first registration and never freed: static objects register in any order, and
+    // the maps must outlive them all.
     static std::map<std::string, FactoryFunction>* factories;
     static std::map<std::string, unsigned>* priorities;
 };
 
-/// A static object of this type in an installer's source file registers the installer.
+/// Registers an installer: a static object in the installer's source file.
 struct InstallerRegistration {
     InstallerRegistration(const std::string& part, unsigned priority,
                           InstallerFactory::FactoryFunction factory) {

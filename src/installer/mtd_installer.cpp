@@ -3,11 +3,10 @@
 #include <chrono>
 #include <fstream>
 #include <thread>
-#include <utility>
 
 #include <unistd.h>
 
-#include "deployment/artifact_files.h"
+#include "installer/artifact_path.h"
 #include "installer/exceptions.h"
 #include "installer/file_md5.h"
 #include "installer/installer_factory.h"
@@ -26,12 +25,12 @@ void log_command(const std::string& command) {
 }  // namespace
 
 MTDInstaller::MTDInstaller(const std::string& device_name, std::uint32_t write_attempts)
-    : MTDInstaller{device_name, write_attempts, Directories{}} {}
+    : MTDInstaller{device_name, write_attempts, Environment{}} {}
 
 MTDInstaller::MTDInstaller(const std::string& device_name, std::uint32_t write_attempts,
-                           Directories directories)
-    : device{std::move(directories.devices) + device_name},
-      erase_size_file{std::move(directories.partitions) + device_name + "/erasesize"},
+                           const Environment& environment)
+    : device{environment.device_directory + device_name},
+      erase_size_file{environment.partition_directory + device_name + "/erasesize"},
       attempts{write_attempts} {}
 
 std::unique_ptr<HawkbitInstaller> MTDInstaller::create(const InstallerContext& context) {
@@ -63,7 +62,7 @@ bool MTDInstaller::holds_image() const {
     return get_file_md5(device, static_cast<std::size_t>(image.size())) == image.md5();
 }
 
-// The text goes to dd as it stands.
+// The text is passed to dd unchanged.
 std::string MTDInstaller::erase_size() const {
     std::ifstream file{erase_size_file};
     if (!file) {
@@ -78,7 +77,7 @@ std::string MTDInstaller::erase_size() const {
 }
 
 std::string MTDInstaller::write_command() const {
-    return "dd if=" + artifact_files::path_of(chunk().artifacts().front()) + " of=" + device +
+    return "dd if=" + artifact_path(chunk().artifacts().front()) + " of=" + device +
            " bs=" + erase_size();
 }
 

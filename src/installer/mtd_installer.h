@@ -9,31 +9,31 @@
 
 namespace zephran::installer {
 
-/// Writes a boot loader to a flash partition, and reads it back.
+/// Writes a boot loader to a flash partition and reads it back.
 class MTDInstaller : public OneTickInstaller {
 public:
-    /// Other directories than these are for unit tests.
-    struct Directories {
-        std::string devices = "/dev/";
-        std::string partitions = "/sys/class/mtd/";
+    /// Other values than these are for unit tests.
+    struct Environment {
+        std::string device_directory = "/dev/";
+        std::string partition_directory = "/sys/class/mtd/";
     };
 
     /// @param device_name    name of the partition, such as "mtd1"
-    /// @param write_attempts the most erase-and-write attempts
+    /// @param write_attempts maximum number of erase-and-write attempts
     MTDInstaller(const std::string& device_name, std::uint32_t write_attempts);
     MTDInstaller(const std::string& device_name, std::uint32_t write_attempts,
-                 Directories directories);
+                 const Environment& environment);
 
     static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
 
 protected:
-    /// Skips a partition that holds the image already.
+    /// Skips a partition that already holds the image.
     ///
-    /// @throws common::InputFileOpenException, common::FileReadException when the size of an erase
-    ///         block is not known
-    /// @throws ProgramExecutionFailedException when the first erase fails
-    /// @throws InstallationFailedException when no write succeeds
-    /// @throws VerificationFailedException when the partition reads back otherwise
+    /// @throws common::InputFileOpenException, common::FileReadException if the erase block size is
+    ///         unknown
+    /// @throws ProgramExecutionFailedException if the first erase fails
+    /// @throws InstallationFailedException if no write succeeds
+    /// @throws VerificationFailedException if the partition reads back differently
     void start_installation() override;
 
 private:

@@ -4,8 +4,8 @@
 
 namespace zephran::installer {
 
-/// An installer that runs its tools to their end within start_installation(). The daemon does
-/// nothing else meanwhile, so there is nothing that could be cancelled.
+/// An installer that runs its tools to their end within start_installation(). The daemon is blocked
+/// meanwhile, so there is never a running installation to cancel.
 class OneTickInstaller : public HawkbitInstaller {
 protected:
     [[nodiscard]] bool installation_has_finished() override { return installed; }
@@ -13,7 +13,7 @@ protected:
     void cancel_installation() override { BOOST_THROW_EXCEPTION(CannotBeCancelledException{}); }
     [[nodiscard]] bool cancellation_has_finished() override { return false; }
 
-    /// To be called when the installation has succeeded.
+    /// To be called once the installation has succeeded.
     void set_installed() { installed = true; }
 
 private:

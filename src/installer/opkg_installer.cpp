@@ -1,7 +1,7 @@
 #include "installer/opkg_installer.h"
 
 #include "common/popen.h"
-#include "deployment/artifact_files.h"
+#include "installer/artifact_path.h"
 #include "installer/exceptions.h"
 #include "installer/installer_factory.h"
 
@@ -18,8 +18,8 @@ std::unique_ptr<HawkbitInstaller> OpkgInstaller::create(const InstallerContext& 
 }
 
 void OpkgInstaller::start_installation() {
-    const std::string command = "opkg --force-overwrite install " +
-                                artifact_files::path_of(chunk().artifacts().front()) + " 2>&1";
+    const std::string command =
+        "opkg --force-overwrite install " + artifact_path(chunk().artifacts().front()) + " 2>&1";
     ZLOG_INFO("action", "start_installation", "installer", "opkg", "command", command);
 
     std::string output;

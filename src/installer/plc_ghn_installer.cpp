@@ -3,12 +3,14 @@
 #include <thread>
 
 #include "common/popen.h"
-#include "deployment/artifact_files.h"
 #include "ghn/ghn_config.h"
 #include "ghn/ghn_utility.h"
+#include "installer/artifact_path.h"
 #include "installer/exceptions.h"
 #include "installer/installer_factory.h"
 #include "installer/system_command.h"
+#include "platform.h"
+#include "store/device_store.h"
 
 namespace zephran::installer {
 
@@ -18,6 +20,10 @@ const InstallerRegistration registration{"plc_ghn", 50, PLCGhnInstaller::create}
 
 constexpr const char* version_parameter = "SYSTEM.GENERAL.FW_VERSION";
 
+ghn::GhnConfig ghn_config() {
+    return DeviceStore{*platform::get_config()}.ghn_config();
+}
+
 void log_command(const std::string& command) {
     ZLOG_INFO_AS("start_installation", "event", "executing", "command", command);
 }
@@ -26,8 +32,8 @@ bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
-/// Runs a tool without a time limit. Its command line, which may hold the password, is kept out of
-/// the records: those reach the update server.
+/// Runs a tool without a time limit. Its command line may contain the password and is kept out of
+/// the records, which are sent to the update server.
 /// @return its exit code
 int run(const std::string& command, const char* tool, std::string& output) {
     try {
@@ -56,7 +62,7 @@ std::unique_ptr<HawkbitInstaller> PLCGhnInstaller::create(const InstallerContext
 }
 
 void PLCGhnInstaller::start_installation() {
-    const std::string interface = ghn::GhnConfig::get_interface();
+    const std::string interface = ghn_config().get_interface();
     const ghn::ConfigLayerCommand base = base_command(interface);
     const std::string current = ghn::GhnUtility::get_parameter_value(base, version_parameter);
     if (contains(current, chunk().version())) {
@@ -80,7 +86,7 @@ void PLCGhnInstaller::start_installation() {
 }
 
 ghn::ConfigLayerCommand PLCGhnInstaller::base_command(const std::string& interface) const {
-    const std::string password = ghn::GhnConfig::get_password();
+    const std::string password = ghn_config().get_password();
     if (interface.empty() || password.empty() || !mac.is_valid()) {
         BOOST_THROW_EXCEPTION(NotAGhnDeviceException{});
     }
@@ -108,8 +114,7 @@ void PLCGhnInstaller::arm_upgrade(const ghn::ConfigLayerCommand& base) const {
 }
 
 void PLCGhnInstaller::push_image(const std::string& interface) const {
-    const std::string command = "l2fwserver " +
-                                artifact_files::path_of(chunk().artifacts().front()) + " " +
+    const std::string command = "l2fwserver " + artifact_path(chunk().artifacts().front()) + " " +
                                 interface + " -m " + mac.str();
     log_command(command);
     std::string output;
@@ -139,11 +144,11 @@ void PLCGhnInstaller::reset_device(const ghn::ConfigLayerCommand& base) const {
 }
 
 std::string PLCGhnInstaller::version_after_reset(const ghn::ConfigLayerCommand& base) const {
-    constexpr int patience_in_seconds = 5000;
+    constexpr int timeout_in_seconds = 5000;
     constexpr int retries = 15;
     try {
         return ghn::GhnUtility::get_parameter_value(
-            base.clone().timeout(patience_in_seconds).retries(retries), version_parameter);
+            base.clone().timeout(timeout_in_seconds).retries(retries), version_parameter);
     } catch (const std::exception& error) {
         ZLOG_WARNING("event", "exception_caught", "action", "version_after_reset", "what",
                      boost::diagnostic_information(error));

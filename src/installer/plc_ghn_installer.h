@@ -18,10 +18,10 @@ struct DeviceResetException : common::Exception {
     DeviceResetException() : Exception{"Device did not return after reset"} {}
 };
 
-/// Pushes firmware to a modem on the G.hn powerline network, resets it and asks for its version.
+/// Pushes firmware to a modem on the G.hn powerline network, resets it and checks its version.
 class PLCGhnInstaller : public OneTickInstaller {
 public:
-    /// A device that was reset is asked for its version after this time.
+    /// Time between the reset of a device and the query of its version.
     static constexpr std::chrono::seconds default_reset_pause{2};
 
     /// @param device the modem
@@ -31,13 +31,13 @@ public:
     static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
 
 protected:
-    /// A modem whose version contains the one to install is left alone.
+    /// Skips a modem whose version already contains the one to install.
     ///
-    /// @throws NotAGhnDeviceException when there is no configuration or no address
-    /// @throws what ghn::GhnUtility::get_parameter_value() throws for the first question
-    /// @throws ProgramExecutionFailedException when a tool fails
-    /// @throws DeviceResetException when the modem does not answer after the reset
-    /// @throws VersionMismatchException when it comes back with another version
+    /// @throws NotAGhnDeviceException if there is no configuration or no address
+    /// @throws what ghn::GhnUtility::get_parameter_value() throws for the first query
+    /// @throws ProgramExecutionFailedException if a tool fails
+    /// @throws DeviceResetException if the modem does not answer after the reset
+    /// @throws VersionMismatchException if it comes back with another version
     void start_installation() override;
 
 private:

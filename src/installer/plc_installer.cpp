@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "deployment/artifact_files.h"
+#include "installer/artifact_path.h"
 #include "installer/installer_factory.h"
 #include "installer/system_command.h"
 
@@ -14,29 +14,30 @@ const InstallerRegistration registration{"plc", 40, PLCInstaller::create};
 
 }  // namespace
 
-PLCInstaller::PLCInstaller() : PLCInstaller{Paths{}} {}
+PLCInstaller::PLCInstaller() : PLCInstaller{Environment{}} {}
 
-PLCInstaller::PLCInstaller(Paths chosen_paths) : paths{std::move(chosen_paths)} {}
+PLCInstaller::PLCInstaller(Environment environment)
+    : service{std::move(environment.service)}, firmware{std::move(environment.firmware)} {}
 
 std::unique_ptr<HawkbitInstaller> PLCInstaller::create(const InstallerContext& /*context*/) {
     return std::make_unique<PLCInstaller>();
 }
 
 void PLCInstaller::start_installation() {
-    const std::string source = artifact_files::path_of(chunk().artifacts().front());
-    run_required_command(paths.service + " stop");
+    const std::string source = artifact_path(chunk().artifacts().front());
+    run_required_command(service + " stop");
     store_firmware(source);
-    run_required_command(paths.service + " start");
+    run_required_command(service + " start");
     set_installed();
 }
 
 void PLCInstaller::store_firmware(const std::string& source) const {
-    ZLOG_INFO_AS("start_installation", "event", "copy_file", "from", source, "to", paths.firmware,
+    ZLOG_INFO_AS("start_installation", "event", "copy_file", "from", source, "to", firmware,
                  "message", "storing new PLC firmware");
     try {
-        copy_file(source, paths.firmware);
+        copy_file(source, firmware);
     } catch (const std::exception&) {
-        const std::string start = paths.service + " start";
+        const std::string start = service + " start";
         if (!run_command(start)) {
             ZLOG_WARNING_AS("start_installation", "action", "start_installation", "message",
                             "could not start service again", "command", start);

@@ -8,31 +8,32 @@
 
 namespace zephran::installer {
 
-/// Hands a firmware file to the service that drives the gateway's own powerline chip.
+/// Installs a firmware file for the service that drives the gateway's own powerline chip.
 class PLCInstaller : public OneTickInstaller {
 public:
-    /// Other paths than these are for unit tests.
-    struct Paths {
+    /// Other values than these are for unit tests.
+    struct Environment {
         std::string service = "/etc/init.d/plc";
         std::string firmware = "/lib/firmware/plc/user.nvm.tmp";
     };
 
     PLCInstaller();
-    explicit PLCInstaller(Paths chosen_paths);
+    explicit PLCInstaller(Environment environment);
 
     static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
 
 protected:
-    /// The service runs again afterwards, whether or not the file could be copied.
+    /// The service is started again even if the file cannot be copied.
     ///
-    /// @throws ProgramExecutionFailedException when the service cannot be stopped or started
+    /// @throws ProgramExecutionFailedException if the service cannot be stopped or started
     /// @throws what copy_file() throws
     void start_installation() override;
 
 private:
     void store_firmware(const std::string& source) const;
 
-    Paths paths;
+    std::string service;
+    std::string firmware;
 };
 
 }  // namespace zephran::installer

@@ -5,7 +5,7 @@
 
 #include <sys/stat.h>
 
-#include "deployment/artifact_files.h"
+#include "installer/artifact_path.h"
 #include "installer/installer_factory.h"
 
 namespace zephran::installer {
@@ -16,7 +16,7 @@ const InstallerRegistration registration{"script", 15, ScriptInstaller::create};
 
 void make_executable(const std::string& path) {
     if (chmod(path.c_str(), S_IRWXU) != 0) {
-        // Running it fails as well then, with an exit code that reaches the server.
+        // Running the script will fail as well, with an exit code that is reported to the server.
         ZLOG_WARNING("action", "start_installation", "message", "could not make script executable",
                      "path", path, "what", std::generic_category().message(errno));
     }
@@ -25,8 +25,8 @@ void make_executable(const std::string& path) {
 }  // namespace
 
 ScriptInstaller::ScriptInstaller(std::chrono::milliseconds script_time_limit,
-                                 const common::TimeLimits& kill_patience)
-    : time_limit_of_script{script_time_limit}, patience{kill_patience} {}
+                                 const common::TimeLimits& process_limits)
+    : time_limit_of_script{script_time_limit}, limits{process_limits} {}
 
 std::unique_ptr<HawkbitInstaller> ScriptInstaller::create(const InstallerContext& /*context*/) {
     return std::make_unique<ScriptInstaller>();
@@ -39,13 +39,12 @@ void ScriptInstaller::check_artifact_count() {
 }
 
 void ScriptInstaller::start_installation() {
-    const std::string path = artifact_files::path_of(chunk().artifacts().front());
+    const std::string path = artifact_path(chunk().artifacts().front());
     make_executable(path);
 
-    // The script takes the place of the shell, so that the time limit ends the script itself.
+    // exec replaces the shell, so that the time limit applies to the script itself.
     std::string output;
-    const int exit_code =
-        common::POpen{"exec " + path, patience}.wait(output, time_limit_of_script);
+    const int exit_code = common::POpen{"exec " + path, limits}.wait(output, time_limit_of_script);
     report() << output;
     if (exit_code != 0) {
         BOOST_THROW_EXCEPTION(ScriptExecutionFailedException{} << script_exit_code_tag{exit_code}

@@ -12,7 +12,7 @@
 namespace zephran::installer {
 
 ZEPHRAN_RECORD(script_exit_code, int, reported_at(225));
-/// What the script wrote to its standard output.
+/// The script's standard output.
 ZEPHRAN_RECORD(script_output, std::string, reported_at(230));
 
 struct ScriptExecutionFailedException : common::Exception {
@@ -20,25 +20,25 @@ struct ScriptExecutionFailedException : common::Exception {
 };
 
 /// Runs an executable artifact on the device; its exit code decides whether the chunk is installed.
-/// The script runs to its end within one tick. Only the first artifact of a chunk is run, the
-/// others are there for it.
+/// The script runs to its end within one tick. Only the first artifact of a chunk is run; the
+/// others are its data files.
 class ScriptInstaller : public OneTickInstaller {
 public:
-    /// A script that runs longer is killed, and the installation has failed.
+    /// A script that runs longer is killed, and the installation fails.
     static constexpr std::chrono::seconds default_time_limit{900};
 
     explicit ScriptInstaller(std::chrono::milliseconds script_time_limit = default_time_limit,
-                             const common::TimeLimits& kill_patience = {});
+                             const common::TimeLimits& process_limits = {});
 
     static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
 
-    /// Scripts are run whenever they are deployed, so none counts as installed already.
+    /// Scripts run every time they are deployed; they never count as already installed.
     [[nodiscard]] bool records_installed_version() const override { return false; }
-    /// A script that was started counts as done: rebooting the device may be its purpose.
+    /// A script that was started counts as finished: its purpose may be to reboot the device.
     [[nodiscard]] bool can_resume() const override { return true; }
 
 protected:
-    /// @throws ArtifactCountMismatchException when there is nothing to run
+    /// @throws ArtifactCountMismatchException if there is no artifact
     void check_artifact_count() override;
     /// @throws ScriptExecutionFailedException, common::AbnormalTerminationException,
     ///         common::POpenFailedException
@@ -47,7 +47,7 @@ protected:
 
 private:
     std::chrono::milliseconds time_limit_of_script;
-    common::TimeLimits patience;
+    common::TimeLimits limits;
 };
 
 }  // namespace zephran::installer

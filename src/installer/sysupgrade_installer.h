@@ -9,12 +9,12 @@
 
 namespace zephran::installer {
 
-/// Writes a firmware image. The tool reboots the device; after that the installation is resumed,
-/// and the version that runs then tells whether it succeeded.
+/// Writes a firmware image. The tool reboots the device. The installation is then resumed, and the
+/// running version shows whether it has succeeded.
 class SysupgradeInstaller : public OneTickInstaller {
 public:
     /// Other values than these are for unit tests.
-    struct Settings {
+    struct Environment {
         std::string version_file = "/etc/nevra-version";
         /// The device is expected to reboot within this time after the tool has handed over.
         std::chrono::milliseconds upgrade_pause{std::chrono::seconds{300}};
@@ -22,7 +22,7 @@ public:
 
     /// @param flash_type the gateway property "installed_flash_type"
     explicit SysupgradeInstaller(std::string flash_type);
-    SysupgradeInstaller(std::string flash_type, Settings chosen_settings);
+    SysupgradeInstaller(std::string flash_type, Environment environment);
 
     static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
 
@@ -30,11 +30,11 @@ public:
     [[nodiscard]] bool can_resume() const override { return true; }
 
 protected:
-    /// Returns only when the version runs already: otherwise the device reboots, or
+    /// Returns only if the version is already running; otherwise the device reboots, or it throws.
     /// @throws ProgramExecutionFailedException, common::AbnormalTerminationException,
     ///         common::POpenFailedException
     void start_installation() override;
-    /// @throws VersionMismatchException when another version runs after the reboot
+    /// @throws VersionMismatchException if another version is running after the reboot
     [[nodiscard]] bool installation_has_finished() override;
 
 private:
@@ -43,7 +43,8 @@ private:
     void confirm_previous_version() const;
 
     std::string installed_flash_type;
-    Settings settings;
+    std::string version_file;
+    std::chrono::milliseconds upgrade_pause;
 };
 
 }  // namespace zephran::installer

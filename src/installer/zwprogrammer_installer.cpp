@@ -1,6 +1,6 @@
 #include "installer/zwprogrammer_installer.h"
 
-#include "deployment/artifact_files.h"
+#include "installer/artifact_path.h"
 #include "installer/installer_factory.h"
 #include "installer/system_command.h"
 
@@ -19,7 +19,7 @@ std::unique_ptr<HawkbitInstaller> ZWProgrammerInstaller::create(
 
 void ZWProgrammerInstaller::start_installation() {
     const std::string command =
-        "zwprogrammer --progzwave '" + artifact_files::path_of(chunk().artifacts().front()) + "'";
+        "zwprogrammer --progzwave '" + artifact_path(chunk().artifacts().front()) + "'";
     ZLOG_INFO("event", "executing", "command", command);
     run_required_command(command);
     set_installed();

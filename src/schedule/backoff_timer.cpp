@@ -11,14 +11,14 @@ namespace {
 
 constexpr std::int64_t overflowed = -1;
 
-// The conversion of a number that does not fit would be undefined.
+// Converting a number that does not fit would be undefined behaviour.
 std::int64_t power_of_two(std::uint32_t exponent) {
     const double power = std::exp2(static_cast<double>(exponent));
     const double limit = std::exp2(std::numeric_limits<std::int64_t>::digits);
     return power < limit ? static_cast<std::int64_t>(power) : overflowed;
 }
 
-// Signed overflow would be undefined, unsigned overflow is not.
+// Signed overflow is undefined behaviour; unsigned overflow is not.
 std::int64_t wrapping_product(std::int64_t a, std::int64_t b) {
     return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) * static_cast<std::uint64_t>(b));
 }

@@ -7,11 +7,11 @@
 
 namespace zephran::common {
 
-/// Waiting times between failed attempts: drawn at random below a bound that doubles with every
-/// failure up to a cap, so that devices that lost the server together do not return together.
+/// Random delays after failed attempts. Their upper bound doubles with every failure, up to a cap.
+/// Devices that lost the server at the same time thus do not return at the same time.
 class BackoffTimer {
 public:
-    /// @param max  the cap of all delays
+    /// @param max  the longest delay
     /// @param base half of the bound of the first delay
     BackoffTimer(const std::chrono::milliseconds& max, const std::chrono::milliseconds& base,
                  unsigned long long seed);

@@ -40,8 +40,8 @@ std::tm local_time(const time_point& time) {
     return broken_down;
 }
 
-// The date may lie beyond the end of its month. Whether daylight saving time is in force then, may
-// differ from the moment that the date was derived from.
+// The day may exceed the length of the month: mktime() normalises it, and determines whether
+// daylight saving time applies.
 time_point full_hour(const std::tm& date, int days_later, int hour) {
     std::tm broken_down{};
     broken_down.tm_year = date.tm_year;
@@ -106,8 +106,8 @@ bool UpdateSchedule::is_allowed_on(const time_point& time) const {
 }
 
 UpdateSchedule::time_point UpdateSchedule::next_window_start(const time_point& time) const {
-    // Every window opens within eight days, except that one hour of one day of the year may be
-    // skipped by the change to daylight saving time.
+    // Every window opens within eight days, unless its opening hour is skipped by the change to
+    // daylight saving time.
     constexpr int days_to_try = 22;
     const std::tm today = local_time(time);
     for (int days_later = 0; days_later < days_to_try; ++days_later) {
@@ -124,7 +124,7 @@ minutes UpdateSchedule::get_remaining_time(const time_point& time) const {
         return minutes::zero();
     }
     const auto remaining = whole_minutes(full_hour(local_time(time), 0, end_hour) - time);
-    // The closing hour may be one that the change to daylight saving time skips.
+    // The closing hour may be skipped by the change to daylight saving time.
     return std::max(remaining, minutes::zero());
 }
 

@@ -11,11 +11,11 @@
 
 namespace zephran {
 
-/// Text that was taken for the name of a day.
+/// Text that is not the name of a day.
 ZEPHRAN_RECORD(weekday, std::string, reported_at(525));
-/// First hour of a refused window.
+/// Opening hour of an invalid window.
 ZEPHRAN_RECORD(start_hour, int, reported_at(530));
-/// Closing hour of a refused window.
+/// Closing hour of an invalid window.
 ZEPHRAN_RECORD(end_hour, int, reported_at(535));
 
 struct EmptyHoursException : common::Exception {
@@ -28,7 +28,7 @@ struct UnknownWeekdayException : common::Exception {
     UnknownWeekdayException() : Exception{"Unknown weekday"} {}
 };
 
-/// Every day is one bit; a set of days is their bitwise OR.
+/// Each day is one bit; a set of days is their bitwise OR.
 enum class Weekday : std::uint32_t {
     Sunday = 1,
     Monday = 2,
@@ -39,12 +39,12 @@ enum class Weekday : std::uint32_t {
     Saturday = 64
 };
 
-/// The set that holds this one day.
+/// The set that contains only this day.
 constexpr std::uint32_t to_bit(Weekday day) {
     return static_cast<std::uint32_t>(day);
 }
 
-/// Knows exactly the English names with a capital first letter.
+/// Accepts only the English names, capitalized.
 /// @throws UnknownWeekdayException with weekday_tag
 Weekday parse_weekday(const std::string& name);
 
@@ -56,7 +56,7 @@ std::ostream& operator<<(std::ostream& stream, Weekday day);
 /// @throws UnknownWeekdayException with weekday_tag
 std::istream& operator>>(std::istream& stream, Weekday& day);
 
-/// The weekly window in which a deployment may begin: whole hours of local time on some weekdays.
+/// The weekly window in which deployments may begin: whole hours of local time on some weekdays.
 class UpdateSchedule {
 public:
     using time_point = std::chrono::system_clock::time_point;
@@ -67,17 +67,17 @@ public:
     [[nodiscard]] int get_start_hour() const { return start_hour; }
     [[nodiscard]] int get_end_hour() const { return end_hour; }
 
-    /// Only the day and the hour count, not the minutes.
+    /// Considers only the day and the hour, not the minutes.
     [[nodiscard]] bool is_allowed_on(const time_point& time) const;
 
-    /// The first opening of the window strictly after a time; time_point::max() when there is none.
+    /// The first time after this one at which the window opens; time_point::max() if it never does.
     [[nodiscard]] time_point next_window_start(const time_point& time) const;
 
     /// Whole minutes until the window closes, zero outside of it.
     [[nodiscard]] std::chrono::minutes get_remaining_time(const time_point& time) const;
 
-    /// Draws how long to wait with a deployment, so that those of many devices are spread evenly
-    /// over the window. A delay that would miss the end of the window leads into the next one.
+    /// Picks a random delay for a deployment, so that many devices are spread evenly over the
+    /// window. A delay that would end after the window is counted from the start of the next one.
     std::chrono::minutes pick_update_delay(RandomEngine& engine, const time_point& time) const;
 
     /// OR of the bits of the allowed days.

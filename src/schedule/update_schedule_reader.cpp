@@ -9,8 +9,8 @@
 #include <boost/lexical_cast.hpp>
 
 #include "common/logprint.h"
-#include "config.h"
 #include "schedule/update_schedule.h"
+#include "store/device_store.h"
 
 namespace zephran {
 
@@ -18,10 +18,6 @@ namespace {
 
 constexpr const char* reading_function = "read_update_schedule_from_config";
 constexpr std::size_t hour_length = 2;
-
-std::string get_schedule_option(Config& config, const char* option) {
-    return config.get_option(std::string{"zephran.schedule."} + option);
-}
 
 std::uint32_t parse_weekdays(const std::string& names) {
     std::uint32_t weekdays = 0;
@@ -37,10 +33,10 @@ int parse_hour(const std::string& time) {
     return boost::lexical_cast<int>(time.substr(0, hour_length));
 }
 
-std::unique_ptr<UpdateSchedule> read_update_schedule_from_config(Config& config) {
-    const auto days = get_schedule_option(config, "daysofweek");
-    const auto start_time = get_schedule_option(config, "starttime");
-    const auto stop_time = get_schedule_option(config, "stoptime");
+std::unique_ptr<UpdateSchedule> read_update_schedule_from_config(const DeviceStore& store) {
+    const auto days = store.schedule_days();
+    const auto start_time = store.schedule_start_time();
+    const auto stop_time = store.schedule_stop_time();
     auto schedule = std::make_unique<UpdateSchedule>();
     schedule->weekdays = parse_weekdays(days);
     if (schedule->weekdays == 0) {
@@ -59,13 +55,13 @@ std::unique_ptr<UpdateSchedule> read_update_schedule_from_config(Config& config)
 
 }  // namespace
 
-std::unique_ptr<UpdateSchedule> read_update_schedule(Config& config) {
+std::unique_ptr<UpdateSchedule> read_update_schedule(const DeviceStore& store) {
     try {
-        if (get_schedule_option(config, "enabled") != "1") {
+        if (!store.is_schedule_enabled()) {
             ZLOG_INFO("action", "read_update_schedule", "message", "schedule disabled in config");
             return nullptr;
         }
-        return read_update_schedule_from_config(config);
+        return read_update_schedule_from_config(store);
     } catch (const std::exception& e) {
         ZLOG_DEBUG_AS(reading_function, "event", "exception_caught", "action", reading_function,
                       "what", boost::diagnostic_information(e));

@@ -4,15 +4,13 @@
 
 namespace zephran {
 
-class Config;
+class DeviceStore;
 class UpdateSchedule;
 
-/// Reads the schedule from the options "zephran.schedule.enabled" ("1" switches it on),
-/// ".daysofweek" (English names separated by blanks), ".starttime" and ".stoptime" ("HH:MM", of
-/// which the hours count).
+/// Reads the schedule from the device's configuration. Only the hours of its times count.
 ///
-/// @returns empty when the schedule is disabled or its options cannot be used, which is logged;
-///          deployments are not restricted then
-[[nodiscard]] std::unique_ptr<UpdateSchedule> read_update_schedule(Config& config);
+/// @returns null when the schedule is disabled or its options are missing or invalid, which is
+///          logged; deployments are not restricted then
+[[nodiscard]] std::unique_ptr<UpdateSchedule> read_update_schedule(const DeviceStore& store);
 
 }  // namespace zephran

@@ -2,8 +2,8 @@
 import contextlib
 import os
 
-from bus_wire import (A_DATA, A_ID, A_METHOD, A_PATH, INT8, INVOKE, LOOKUP, RawClient, attribute,
-                      frame, named, number, text)
+from bus_bench import RawClient
+from openwrt.bus.wire import A_DATA, A_ID, A_METHOD, A_PATH, INT8, INVOKE, LOOKUP, attribute, frame, named, number, text
 
 FAILED = named(INT8, "success", b"\0")
 SUCCEEDED = named(INT8, "success", b"\1")

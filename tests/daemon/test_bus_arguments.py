@@ -4,7 +4,8 @@ import struct
 import pytest
 
 from bench import DEVICE
-from bus_wire import (
+from local_control import FAILURE, RARE, SUCCESS
+from openwrt.bus.wire import (
     A_DATA,
     A_ID,
     A_METHOD,
@@ -21,7 +22,6 @@ from bus_wire import (
     number,
     text,
 )
-from local_control import FAILURE, RARE, SUCCESS
 from raw_bus import FAILED, SUCCEEDED, raw_caller
 
 METHODS = ("force_poll", "get_deployment", "accept_deployment", "get_agents")

@@ -143,6 +143,18 @@ def test_start_reports_the_installers_of_this_build(bench):
     assert reported == registered_installers() != []
 
 
+def documented_installers():
+    """Part type and priority of every installer, from the table that users read."""
+    text = (PROJECT / "docs/configuration.md").read_text(encoding="utf-8")
+    rows = re.findall(r"^\| `(\w+)` \| (\d+) \| ", text, re.M)
+    assert ("os", "10") in rows
+    return rows
+
+
+def test_documentation_lists_the_installers_of_this_build():
+    assert sorted(documented_installers()) == registered_installers()
+
+
 def test_start_logs_the_enabled_options(bench):
     pair = bench.pki.client
     daemon = bench.start_without_server("--client-certificate", pair.certificate,

@@ -74,8 +74,8 @@ def test_shipped_service_options_are_known_and_have_their_defaults():
 
 
 def test_schedule_options_match_the_daemon_and_the_instance():
-    reader = (PROJECT / "src/update_schedule_reader.cpp").read_text()
-    read = re.findall(r'get_schedule_option\(config, "(\w+)"\)', reader)
+    keys = (PROJECT / "src/store/device_store.cpp").read_text()
+    read = re.findall(r'"zephran\.schedule\.(\w+)"', keys)
     carried = re.findall(r"config_get \w+ schedule (\w+)", INIT)
     shipped = shipped_sections()["schedule"].options
 

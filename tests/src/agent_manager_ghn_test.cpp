@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include "support/captured_log.h"
-#include "support/device_configuration.h"
 #include "support/discovery_bench.h"
 #include "support/fake_platform.h"
+#include "support/ghn_options.h"
 
 namespace zephran::test {
 namespace {
@@ -14,17 +14,16 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-/// A gateway whose configuration names its own powerline modem.
+/// A gateway whose configuration may name its own powerline modem.
 class AgentManagerGhn : public ::testing::Test {
 protected:
     CapturedLog log;
     FakePlatform platform;
-    DeviceConfiguration store;
     UnreachableServerManager manager;
 };
 
-TEST_F(AgentManagerGhn, AddressOfTheGatewaysModemIsReadWhenItsAgentIsMade) {
-    store.set_controller_mac("02:00:00:00:00:0g");
+TEST_F(AgentManagerGhn, ModemAddressIsReadWhenTheGatewayAgentIsSpawned) {
+    set_controller_mac(platform.config, "02:00:00:00:00:0g");
 
     manager.spawn_gateway_agent();
 
@@ -34,15 +33,15 @@ TEST_F(AgentManagerGhn, AddressOfTheGatewaysModemIsReadWhenItsAgentIsMade) {
                                       "value=02:00:00:00:00:0g"));
 }
 
-TEST_F(AgentManagerGhn, GatewayWithoutAModemGetsItsAgentWithoutAWord) {
+TEST_F(AgentManagerGhn, GatewayWithoutAModemGetsItsAgentWithoutAWarning) {
     manager.spawn_gateway_agent();
 
     EXPECT_EQ(manager.get_agents().count("gateway"), 1U);
     EXPECT_THAT(log.text(), Not(HasSubstr("WARNING")));
 }
 
-TEST_F(AgentManagerGhn, AddressIsNotReadForOtherDevices) {
-    store.set_controller_mac("02:00:00:00:00:0g");
+TEST_F(AgentManagerGhn, ModemAddressIsNotReadForOtherDevices) {
+    set_controller_mac(platform.config, "02:00:00:00:00:0g");
     hawkbit::Attributes properties;
 
     manager.spawn_agent("device", properties, {}, true);

@@ -19,12 +19,12 @@ namespace {
 
 using ::testing::ElementsAre;
 
-/// Leaves the main loop, which has no other end without a signal.
+/// Thrown to leave the main loop, which otherwise only ends after a signal.
 struct LoopLeft : std::runtime_error {
     LoopLeft() : std::runtime_error{"The test has seen enough"} {}
 };
 
-/// What happened in a loop, in order.
+/// The events of a loop, in order.
 using Events = std::vector<std::string>;
 
 class RecordingManager : public AgentManager {
@@ -62,7 +62,7 @@ private:
     std::string name;
 };
 
-TEST(AgentManagerRun, SetsUpTheGatewayThenTheHandlersThenThePlatform) {
+TEST(AgentManagerRun, SetsUpGatewayHandlersAndPlatformInThisOrder) {
     const FakePlatform platform;
     Events events;
     RecordingManager manager{events, [] { throw LoopLeft{}; }};
@@ -127,7 +127,7 @@ TEST(AgentManagerRun, RemovesAbortedAgents) {
     std::exit(pauses);
 }
 
-TEST(AgentManagerRunDeathTest, ReturnsWhenTheLastAgentHasComeToRestAfterASignal) {
+TEST(AgentManagerRunDeathTest, ReturnsAfterASignalOnceAllAgentsAreAtRest) {
     ::testing::FLAGS_gtest_death_test_style = "threadsafe";
 
     EXPECT_EXIT(run_and_exit_with_number_of_pauses(), ::testing::ExitedWithCode(3), "");

@@ -89,7 +89,7 @@ TEST_F(AgentManagerStep, GatewayReportsItsPropertiesAndAnEmptyFlashType) {
                 ElementsAre(Pair("dormant", "1"), Pair("installed_flash_type", "")));
 }
 
-TEST_F(AgentManagerStep, FlashTypeOfTheGatewayStays) {
+TEST_F(AgentManagerStep, GivenFlashTypeIsKept) {
     AgentManagerSettings with_properties = settings(true);
     with_properties.properties = {{"installed_flash_type", "nand"}};
     manager.configure(with_properties);
@@ -110,7 +110,7 @@ TEST_F(AgentManagerStep, DeviceReportsItsGateway) {
     EXPECT_EQ(manager.agent("device").attributes(), properties);
 }
 
-TEST_F(AgentManagerStep, AgentThatExistsStaysAsItIs) {
+TEST_F(AgentManagerStep, ExistingAgentIsLeftUnchanged) {
     configure();
     hawkbit::Attributes properties{{"model", "x"}};
     manager.spawn_agent("device", properties, {}, true);
@@ -135,7 +135,7 @@ TEST_F(AgentManagerStep, DormantGatewayPollsAfterARebootByAnInstaller) {
                                       "message=forcing poll after installer reboot"));
 }
 
-TEST_F(AgentManagerStep, OnlyTheValueOneStandsForAReboot) {
+TEST_F(AgentManagerStep, OnlyTheValueOneMeansAReboot) {
     for (const char* const value : {"true", "0", "11", "yes"}) {
         platform.config.values[rebooted_key] = value;
         TestManager fresh;
@@ -158,7 +158,7 @@ TEST_F(AgentManagerStep, AbsentRebootOptionForcesNothing) {
     EXPECT_THAT(log.text(), Not(HasSubstr("WARNING")));
 }
 
-TEST_F(AgentManagerStep, RebootOptionIsLeftAloneUnlessTheGatewayIsDormant) {
+TEST_F(AgentManagerStep, RebootOptionIsIgnoredUnlessTheGatewayIsDormant) {
     platform.config.values[rebooted_key] = "1";
     configure(false);
 
@@ -191,7 +191,7 @@ TEST_F(AgentManagerStep, EveryAgentIsTicked) {
     EXPECT_TRUE(manager.agent("device").is_finished());
 }
 
-TEST_F(AgentManagerStep, FinishedAgentsAreRemovedAtTheEndOnly) {
+TEST_F(AgentManagerStep, FinishedAgentsAreOnlyRemovedAtShutdown) {
     configure();
     manager.spawn_dormant("resting");
     bring_to_rest();
@@ -204,7 +204,7 @@ TEST_F(AgentManagerStep, FinishedAgentsAreRemovedAtTheEndOnly) {
     EXPECT_THAT(ids(), ElementsAre("busy"));
 }
 
-TEST_F(AgentManagerStep, AbortedAgentIsRemovedOnceItRests) {
+TEST_F(AgentManagerStep, AbortedAgentIsRemovedOnceItIsAtRest) {
     configure();
     manager.spawn_dormant("device");
     manager.spawn_dormant("other");
@@ -286,7 +286,7 @@ TEST_F(AgentManagerStep, ControlsOfAllAgentsArePublished) {
                             Pair("gateway", manager.agent("gateway").control())));
 }
 
-TEST_F(AgentManagerStep, ControlOfARemovedAgentIsNoLongerPublishedButStaysUsable) {
+TEST_F(AgentManagerStep, ControlOfARemovedAgentIsWithdrawnButStaysUsable) {
     configure();
     manager.spawn_dormant("device");
     manager.spawn_dormant("other");

@@ -28,7 +28,7 @@ protected:
         options.from_command_line(static_cast<int>(argv.size()), argv.data());
     }
 
-    /// Parses the arguments after the two that are always needed, and checks them.
+    /// Parses and checks the two mandatory arguments followed by these.
     int check(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), {"--device-id", "X", "--hawkbit-server", "S"});
         parse(arguments);
@@ -66,7 +66,7 @@ TEST_F(CommandLine, NoArgumentsPrintTheHelp) {
     EXPECT_EQ(errors, "");
 }
 
-TEST_F(CommandLine, HelpGoesBeforeEveryError) {
+TEST_F(CommandLine, HelpTakesPrecedenceOverErrors) {
     parse({"--help", "--log-level", "verbose", "--ca-bundle", directory.path("absent")});
 
     EXPECT_EQ(check_parsed(), 0);
@@ -107,7 +107,7 @@ TEST_F(CommandLine, MissingServerIsReported) {
     EXPECT_EQ(output, "");
 }
 
-TEST_F(CommandLine, DeviceAndServerAreEnough) {
+TEST_F(CommandLine, DeviceAndServerAreSufficient) {
     EXPECT_EQ(check({}), 2);
     EXPECT_EQ(output, "");
     EXPECT_EQ(errors, "");
@@ -127,7 +127,7 @@ TEST_F(CommandLine, UnknownLogLevelIsAWarningAndMeansInfo) {
     EXPECT_EQ(options.get_log_level(), "INFO");
 }
 
-TEST_F(CommandLine, LogLevelsAreWrittenInCapitals) {
+TEST_F(CommandLine, LogLevelsAreUpperCase) {
     for (const char* level : {"ERROR", "WARNING", "INFO", "DEBUG"}) {
         EXPECT_TRUE(options.is_valid_log_level(level)) << level;
     }
@@ -195,7 +195,7 @@ TEST_F(CommandLine, UnreadableCertificateAndKeyAreBothNamedBeforeOneHelp) {
                           help());
 }
 
-TEST_F(CommandLine, UnreadablePropertiesFileIsMentionedButNoError) {
+TEST_F(CommandLine, UnreadablePropertiesFileIsReportedButIgnored) {
     const std::string absent = directory.path("absent");
 
     EXPECT_EQ(check({"--properties-file", absent}), 2);
@@ -235,7 +235,7 @@ INSTANTIATE_TEST_SUITE_P(All, DormantValue,
                                          std::pair{"false", false}, std::pair{"0", false},
                                          std::pair{"no", false}, std::pair{"off", false}));
 
-TEST_F(CommandLine, DormantWithoutAValueThrowsWhatStartUpReports) {
+TEST_F(CommandLine, DormantWithoutAValueThrows) {
     const std::vector<std::string> arguments{"--device-id", "X", "--hawkbit-server", "S",
                                              "--dormant"};
 
@@ -243,7 +243,7 @@ TEST_F(CommandLine, DormantWithoutAValueThrowsWhatStartUpReports) {
     EXPECT_THROW(parse(arguments), boost::program_options::invalid_command_line_syntax);
 }
 
-TEST_F(CommandLine, DormantWithAnOddValueThrowsWhatStartUpReports) {
+TEST_F(CommandLine, DormantWithAnInvalidValueThrows) {
     EXPECT_THROW(parse({"--dormant", "perhaps"}), boost::exception);
 }
 
@@ -253,7 +253,7 @@ TEST_F(CommandLine, UnknownOptionsAreIgnored) {
     EXPECT_EQ(errors, "");
 }
 
-TEST_F(CommandLine, BeginningOfANameIsAnUnknownOption) {
+TEST_F(CommandLine, AbbreviatedNameIsAnUnknownOption) {
     EXPECT_EQ(check({"--ca", "/no/such/bundle", "--h", "--d"}), 2);
     EXPECT_FALSE(options.has(CommandLineOptions::ca_bundle_arg));
 }

@@ -15,7 +15,7 @@ namespace {
 using testing::ExitedWithCode;
 using testing::KilledBySignal;
 
-// There is one handler a process, so each case has a process of its own. It reports on standard
+// There is one handler per process, so each test runs in its own process. It reports on standard
 // error, the only stream that the parent sees.
 class ExitHandlerDeathTest : public testing::Test {
 protected:
@@ -77,7 +77,7 @@ TEST_F(ExitHandlerDeathTest, TerminationRequestsTheExitAndIsLoggedOnce) {
     EXPECT_EXIT(raise_then_report(SIGTERM), ExitedWithCode(7), "requested=1 lines=1 warnings=1");
 }
 
-TEST_F(ExitHandlerDeathTest, EverySignalHasALineOfItsOwn) {
+TEST_F(ExitHandlerDeathTest, EverySignalIsLoggedOnItsOwnLine) {
     EXPECT_EXIT(raise_then_report(SIGINT, SIGTERM), ExitedWithCode(7), "requested=1 lines=2 ");
 }
 
@@ -111,7 +111,7 @@ TEST_F(ExitHandlerDeathTest, SignalBeforeTheFirstUseEndsTheProcess) {
         KilledBySignal(SIGTERM), "");
 }
 
-TEST_F(ExitHandlerDeathTest, OtherSignalsKeepTheirEffect) {
+TEST_F(ExitHandlerDeathTest, OtherSignalsKeepTheirDefaultEffect) {
     EXPECT_EXIT(
         {
             ExitHandler::instance();

@@ -17,7 +17,7 @@ using testing::MatchesRegex;
 using testing::Pair;
 using testing::UnorderedElementsAre;
 
-TEST(GatewayProperties, MembersBecomeStringsLoggedInTheOrderOfTheirNames) {
+TEST(GatewayProperties, MembersBecomeStringsAndAreLoggedSortedByName) {
     const TemporaryDirectory directory;
     const std::string path = directory.write("properties", R"({"b":"2","a":1,"dormant":"1"})");
     const CapturedLog log;
@@ -42,25 +42,25 @@ TEST(GatewayProperties, BooleansNumbersAndNullAreConverted) {
                                      Pair("i", "-7"), Pair("r", "1.5"), Pair("e", "")));
 }
 
-TEST(GatewayProperties, EmptyObjectHasNone) {
+TEST(GatewayProperties, EmptyObjectYieldsNoProperties) {
     const TemporaryDirectory directory;
 
     EXPECT_THAT(read_gateway_properties(directory.write("properties", "{}")), IsEmpty());
 }
 
-TEST(GatewayProperties, AbsentFileIsNotJson) {
+TEST(GatewayProperties, MissingFileIsAParserError) {
     const TemporaryDirectory directory;
 
     EXPECT_THROW(read_gateway_properties(directory.path("absent")), common::ParserException);
 }
 
-TEST(GatewayProperties, DirectoryIsNotJson) {
+TEST(GatewayProperties, DirectoryIsAParserError) {
     const TemporaryDirectory directory;
 
     EXPECT_THROW(read_gateway_properties(directory.path()), common::ParserException);
 }
 
-TEST(GatewayProperties, BrokenTextIsRefused) {
+TEST(GatewayProperties, MalformedTextIsAParserError) {
     const TemporaryDirectory directory;
 
     EXPECT_THROW(read_gateway_properties(directory.write("properties", R"({"a":)")),

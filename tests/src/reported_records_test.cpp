@@ -5,6 +5,7 @@
 
 #include "common/exception.h"
 #include "common/json.h"
+#include "common/option_not_found.h"
 #include "common/popen.h"
 #include "common/record.h"
 #include "common/uri.h"
@@ -18,7 +19,6 @@
 #include "installer/installer_factory.h"
 #include "installer/script_installer.h"
 #include "schedule/update_schedule.h"
-#include "uci/exceptions.h"
 
 namespace zephran {
 namespace {
@@ -77,7 +77,7 @@ TEST(ReportedRecords, DeploymentsAreDescribed) {
     EXPECT_EQ(describe<end_hour_tag>(-1), "end_hour: -1");
 }
 
-TEST(ReportedRecords, HaveAPlaceOfTheirOwn) {
+TEST(ReportedRecords, HaveUniquePositions) {
     std::set<int> positions;
     for (const auto* record = common::RecordDescription::first(); record != nullptr;
          record = record->next()) {

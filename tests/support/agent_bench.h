@@ -17,7 +17,7 @@
 
 namespace zephran::test {
 
-/// An agent with everything around it replaced.
+/// An agent in a simulated environment.
 struct AgentBench {
     static constexpr unsigned ticks_to_config_data = 4;
     /// Ticks from the first to the end of a cycle that finds nothing to do.
@@ -26,8 +26,8 @@ struct AgentBench {
     HawkbitAgent& make(AgentSettings settings = {}) {
         agent = std::make_unique<HawkbitAgent>(
             "update.example", "gateway",
-            HawkbitAgent::Surroundings{server.make_client(), files.client_maker(),
-                                       [this] { return now; }});
+            HawkbitAgent::Environment{server.make_client(), files.client_maker(),
+                                      [this] { return now; }});
         agent->configure(std::move(settings));
         return *agent;
     }
@@ -52,7 +52,7 @@ struct AgentBench {
         }
     }
 
-    /// Begins the next cycle and ticks until it is at rest.
+    /// Starts the next cycle and ticks until it has ended or waits.
     void run_cycle() const {
         agent->restart();
         run_to_rest();
@@ -66,7 +66,7 @@ struct AgentBench {
         tick_while([this] { return agent->is_deploying(); });
     }
 
-    /// Makes an agent and ticks it until its deployment of so many chunks runs.
+    /// Makes an agent and ticks it until a deployment of this many chunks is running.
     void start_deployment(const DeploymentText& text, AgentSettings settings = {}) {
         make_introduced(std::move(settings));
         offer(text);

@@ -12,7 +12,7 @@
 
 namespace zephran::test {
 
-/// A deployer with everything around it replaced.
+/// A deployer in a simulated environment.
 struct DeployerBench {
     /// Ticks from the beginning of a chunk with one artifact until its installer is made.
     static constexpr unsigned ticks_to_installer = 8;

@@ -7,7 +7,7 @@
 
 namespace zephran::test {
 
-/// A manager that is never run. Its server cannot be reached, not even through a network.
+/// A manager that is never run. The address of its server is invalid.
 class UnreachableServerManager : public AgentManager {
 public:
     UnreachableServerManager() : AgentManager{[] {}} {
@@ -21,7 +21,7 @@ protected:
     void run_setup() override {}
 };
 
-/// The clock of a discovery handler, and the means to drive its passes by it.
+/// The clock of a discovery handler; advancing it drives the passes.
 class PassClock {
 public:
     static constexpr std::chrono::milliseconds period{30'000};
@@ -38,7 +38,7 @@ public:
         time += period;
         handler.tick();
     }
-    /// Ticks until the pass was collected: a tick before that does not look at the clock.
+    /// Ticks until the pass has been collected: earlier ticks do not read the clock.
     void collect_pass(discovery::AsyncDiscoveryHandler& handler) const {
         const unsigned looks_before = looks;
         while (looks == looks_before) {

@@ -50,7 +50,7 @@ private:
     Backend backend;
 };
 
-/// Every combination of answers of the guards that the event has in the state.
+/// All combinations of answers of the guards in these rows.
 inline std::vector<std::map<std::string, bool>> guard_combinations(
     const std::vector<TransitionTable::Row>& rows) {
     std::vector<std::map<std::string, bool>> combinations{{}};
@@ -84,7 +84,7 @@ inline std::string event_in_state(
     return parameter.param.first + "_" + parameter.param.second;
 }
 
-/// Guards and actions that the table names, and so may throw.
+/// Guards and actions in these rows: any of them may throw.
 inline std::set<std::string> calls_of(const std::vector<TransitionTable::Row>& rows) {
     std::set<std::string> names;
     for (const TransitionTable::Row& row : rows) {

@@ -49,10 +49,6 @@ void UpdateServer::fail_if_asked(Exchange exchange) {
     }
 }
 
-void FakeDdiClient::set_client_certificate(const http::ClientCertificate& certificate) {
-    server.certificates.push_back(certificate.certificate);
-}
-
 hawkbit::ControllerStatusMessage FakeDdiClient::fetch_controller_status(
     const hawkbit::Controller& /*controller*/) const {
     server.fail_if_asked(Exchange::fetch_status);

@@ -69,8 +69,6 @@ public:
     std::vector<DeploymentFeedback> deployment_feedbacks;
     std::vector<CancelFeedback> cancel_feedbacks;
     std::vector<hawkbit::ConfigDataFeedbackMessage> config_data;
-    /// The certificate files that the client was given.
-    std::vector<std::string> certificates;
 
 private:
     friend class FakeDdiClient;
@@ -84,7 +82,6 @@ class FakeDdiClient : public hawkbit::ClientInterface {
 public:
     explicit FakeDdiClient(UpdateServer& update_server) : server{update_server} {}
 
-    void set_client_certificate(const http::ClientCertificate& certificate) override;
     [[nodiscard]] hawkbit::ControllerStatusMessage fetch_controller_status(
         const hawkbit::Controller& controller) const override;
     [[nodiscard]] hawkbit::DeploymentActionMessage fetch_deployment_action(

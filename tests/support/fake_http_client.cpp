@@ -31,8 +31,8 @@ HawkbitDeployer::MakeHttpClient FileServer::client_maker() {
     return [this] { return http::Client{std::make_unique<FakeHttpClient>(*this)}; };
 }
 
-void FakeHttpClient::set_client_certificate(const http::ClientCertificate& certificate) {
-    server.certificates.push_back(certificate.certificate);
+void FakeHttpClient::set_client_certificate(const http::ClientCertificate& /*certificate*/) {
+    refuse();
 }
 
 void FakeHttpClient::download_to_file(const std::string& url, std::ostream& out) {

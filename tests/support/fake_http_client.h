@@ -22,8 +22,6 @@ struct FileServer {
     std::map<std::string, std::string> files;
     /// The addresses that were asked for, in order.
     std::vector<std::string> requests;
-    /// The certificate files that clients were given, in order.
-    std::vector<std::string> certificates;
 };
 
 /// A transport that only knows downloads.

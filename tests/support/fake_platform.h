@@ -8,8 +8,8 @@
 
 namespace zephran {
 
-/// What the platform:: functions of a unit test work on, while the object lives. One at a time:
-/// asking the platform without one, or making a second one, is an error of the test.
+/// The state behind the platform:: functions in unit tests. Calling these functions without such an
+/// object, or creating a second one, is a mistake in the test.
 class FakePlatform {
 public:
     FakePlatform();
@@ -19,18 +19,18 @@ public:
     FakePlatform& operator=(FakePlatform&&) = delete;
     ~FakePlatform();
 
-    /// The one that lives now.
+    /// The current one.
     /// @throws std::logic_error
     static FakePlatform& current();
 
     TemporaryDirectory directory;
-    /// With a trailing slash. It is the directory above unless a test sets another one.
+    /// With a trailing slash. The directory above unless a test sets another one.
     std::string temp_directory = directory.path() + "/";
     MemoryConfig config;
 
-    /// File names of the artifacts for whose download room was to be made.
+    /// File names of the artifacts passed to prepare_download().
     std::vector<std::string> prepared_downloads;
-    /// Part types of the chunks for whose installation room was to be made.
+    /// Part types of the chunks passed to prepare_install().
     std::vector<std::string> prepared_installs;
     unsigned recovered_downloads = 0;
     unsigned recovered_installs = 0;

@@ -8,14 +8,14 @@
 
 #include "discovery/ghn_discovery_handler.h"
 #include "support/captured_log.h"
-#include "support/device_configuration.h"
 #include "support/discovery_bench.h"
 #include "support/fake_platform.h"
+#include "support/ghn_options.h"
 #include "support/simulated_modems.h"
 
 namespace zephran::test {
 
-/// Shows what a pass has asked for.
+/// Exposes the requests of a pass.
 class ObservedGhnDiscovery : public discovery::GhnDiscoveryHandler {
 public:
     using GhnDiscoveryHandler::abort_requests;
@@ -31,7 +31,7 @@ public:
     }
 };
 
-/// A gateway with a modem of its own on a powerline network without other devices.
+/// A gateway whose modem is alone on its powerline network.
 class GhnDiscoveryTest : public testing::Test {
 protected:
     static constexpr const char* controller = "02:00:00:00:00:01";
@@ -40,8 +40,8 @@ protected:
     static constexpr const char* type_parameter = "DHCP.GENERAL.ENABLED_IPV4";
 
     GhnDiscoveryTest() {
-        store.set_ghn("br-lan", "hush");
-        store.set_controller_mac(controller);
+        set_ghn(platform.config, "br-lan", "hush");
+        set_controller_mac(platform.config, controller);
         set_domain(controller);
         handler.setup(&manager);
     }
@@ -52,7 +52,7 @@ protected:
     }
     void run_pass() { clock.run_pass(handler); }
 
-    /// The lines that passes have written, without what stands before their fields.
+    /// The log lines of all passes, reduced to their fields.
     [[nodiscard]] std::vector<std::string> lines() const {
         return logged_after(" discover_once: ", log.text());
     }
@@ -69,7 +69,6 @@ protected:
 
     CapturedLog log;
     FakePlatform platform;
-    DeviceConfiguration store;
     SimulatedModems modems;
     UnreachableServerManager manager;
     PassClock clock;

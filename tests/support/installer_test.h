@@ -21,7 +21,7 @@ struct VersionMismatchException : common::Exception {
     VersionMismatchException() : Exception{"Installed version differs"} {}
 };
 
-/// Does nothing but what a test tells it, and notes what it is asked.
+/// Does only what a test tells it, and records the calls.
 class TestInstaller : public HawkbitInstaller {
 public:
     explicit TestInstaller(Clock clock) : HawkbitInstaller{std::move(clock)} {}
@@ -36,6 +36,7 @@ public:
     bool start_fails = false;
     bool can_be_cancelled = true;
     bool cancellation_done = false;
+    bool cancellation_fails = false;
     bool records_version = true;
 
 protected:
@@ -60,11 +61,14 @@ protected:
     }
     [[nodiscard]] bool cancellation_has_finished() override {
         calls.emplace_back("cancelled?");
+        if (cancellation_fails) {
+            BOOST_THROW_EXCEPTION(CancellationFailedException{});
+        }
         return cancellation_done;
     }
 };
 
-/// One installer of a chunk os:firmware:2.1.0 and what surrounds it.
+/// One installer of a chunk os:firmware:2.1.0 in a simulated environment.
 class InstallerTest : public testing::Test {
 protected:
     InstallerTest() {

@@ -57,7 +57,7 @@ void send_all(int connection, const std::string& text) {
     while (sent < text.size()) {
         const auto count = send(connection, text.data() + sent, text.size() - sent, MSG_NOSIGNAL);
         if (count <= 0) {
-            return;  // a client that has gone away is the test's business
+            return;  // The client has gone away; the test notices.
         }
         sent += static_cast<std::size_t>(count);
     }
@@ -80,13 +80,19 @@ HttpRequest parse_head(const std::string& head) {
     return request;
 }
 
-/// False when the connection ended before the request was complete.
+/// The first byte of a TLS connection, where a plain request has the first letter of its method.
+bool begins_handshake(const std::string& text) {
+    constexpr char handshake_record = 22;
+    return text.front() == handshake_record;
+}
+
+/// False when the connection ended before the request was complete, or is not plain HTTP.
 bool receive_request(int connection, HttpRequest& request) {
     const std::string end_of_head = "\r\n\r\n";
     std::string text;
     std::size_t head_size = std::string::npos;
     while ((head_size = text.find(end_of_head)) == std::string::npos) {
-        if (!receive_more(connection, text)) {
+        if (!receive_more(connection, text) || begins_handshake(text)) {
             return false;
         }
     }
@@ -124,7 +130,7 @@ LoopbackHttpServer::LoopbackHttpServer(std::vector<HttpAnswer> scripted_answers)
     : answers{std::move(scripted_answers)} {
     const auto [descriptor, port] = listen_on_loopback();
     listener = descriptor;
-    host_and_port = "127.0.0.1:" + std::to_string(port);
+    authority_ = "127.0.0.1:" + std::to_string(port);
     thread = std::thread{[this] { serve(); }};
 }
 
@@ -136,12 +142,12 @@ LoopbackHttpServer::~LoopbackHttpServer() {
 }
 
 std::string LoopbackHttpServer::url(const std::string& path, const std::string& scheme) const {
-    return scheme + "://" + host_and_port + path;
+    return scheme + "://" + authority_ + path;
 }
 
 std::vector<HttpRequest> LoopbackHttpServer::requests() const {
     const std::lock_guard<std::mutex> lock{mutex};
-    return received;
+    return requests_;
 }
 
 void LoopbackHttpServer::serve() {
@@ -164,11 +170,11 @@ void LoopbackHttpServer::serve_connection(int connection) {
 
 HttpAnswer LoopbackHttpServer::record(const HttpRequest& request) {
     const std::lock_guard<std::mutex> lock{mutex};
-    received.push_back(request);
-    if (received.size() > answers.size()) {
+    requests_.push_back(request);
+    if (requests_.size() > answers.size()) {
         return HttpAnswer{500, "no answer left", {}, false};
     }
-    return answers[received.size() - 1];
+    return answers[requests_.size() - 1];
 }
 
 }  // namespace zephran::test

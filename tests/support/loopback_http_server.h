@@ -25,8 +25,8 @@ struct HttpRequest {
     std::string body;
 };
 
-/// A plain HTTP server on 127.0.0.1 with a port of its own. It serves one connection after the
-/// other, one request each, on a thread of its own: the answers in their order, then 500s.
+/// A plain HTTP server on 127.0.0.1, on a free port. Its thread serves one connection at a time,
+/// with one request each: first the scripted answers in order, then status 500.
 class LoopbackHttpServer {
 public:
     explicit LoopbackHttpServer(std::vector<HttpAnswer> scripted_answers);
@@ -35,12 +35,12 @@ public:
     LoopbackHttpServer& operator=(const LoopbackHttpServer&) = delete;
 
     /// "127.0.0.1:port"
-    [[nodiscard]] const std::string& authority() const { return host_and_port; }
+    [[nodiscard]] const std::string& authority() const { return authority_; }
     /// @param scheme "https" for an address at which every handshake fails
     [[nodiscard]] std::string url(const std::string& path,
                                   const std::string& scheme = "http") const;
 
-    /// The requests that were received completely so far.
+    /// The complete requests received so far.
     [[nodiscard]] std::vector<HttpRequest> requests() const;
 
 private:
@@ -49,10 +49,10 @@ private:
     HttpAnswer record(const HttpRequest& request);
 
     std::vector<HttpAnswer> answers;
-    std::vector<HttpRequest> received;
+    std::vector<HttpRequest> requests_;
     mutable std::mutex mutex;
     int listener;
-    std::string host_and_port;
+    std::string authority_;
     std::thread thread;
 };
 

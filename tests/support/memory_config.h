@@ -11,7 +11,7 @@
 
 namespace zephran {
 
-/// A configuration store in memory that keeps the rules of the real one and fails on demand.
+/// A configuration store in memory. It follows the rules of the real one and fails on demand.
 class MemoryConfig : public Config {
 public:
     MemoryConfig() = default;
@@ -26,7 +26,11 @@ public:
         if (!has_option(key)) {
             BOOST_THROW_EXCEPTION(PackageNotFoundException{} << config_key_tag{key});
         }
-        return values.at(key);
+        const std::string value = values.at(key);
+        if (read_once_keys.count(key) != 0) {
+            values.erase(key);
+        }
+        return value;
     }
 
     [[nodiscard]] bool set_option(const std::string& key, const std::string& value) override {
@@ -47,13 +51,15 @@ public:
     }
 
     std::map<std::string, std::string> values;
-    /// Every attempt to write in order, also those that failed; a deletion has an empty value.
+    /// Every attempt to write, in order and including failed ones; a deletion has an empty value.
     std::vector<std::pair<std::string, std::string>> writes;
     /// Keys that cannot be written, as if their section did not exist.
     std::set<std::string> read_only_keys;
-    /// Nothing can be written, as if the file system were full.
+    /// Keys whose value disappears once it has been read, as if somebody had deleted it.
+    std::set<std::string> read_once_keys;
+    /// All writes fail, as if the file system were full.
     bool read_only = false;
-    /// Nothing is found and nothing can be written, as if the library were missing.
+    /// All reads and writes fail, as if the library were missing.
     bool unavailable = false;
 
 private:

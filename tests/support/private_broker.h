@@ -8,7 +8,7 @@
 
 namespace zephran::test {
 
-/// A message bus of one test's own: the development kit's broker as a child process.
+/// A message bus for one test: the development kit's broker as a child process.
 class PrivateBroker {
 public:
     /// Starts it and waits until it accepts connections.
@@ -20,11 +20,11 @@ public:
     ~PrivateBroker();
 
     void start();
-    /// Ends it as a crash would: its socket's file stays.
+    /// Ends it like a crash would: the file of its socket stays.
     void kill();
 
     [[nodiscard]] std::string socket() const { return directory.path("bus"); }
-    /// The command line's way to this broker, for example command("list").
+    /// The ubus command line for this broker, for example command("list").
     [[nodiscard]] std::string command(const std::string& arguments) const;
 
 private:

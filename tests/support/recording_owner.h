@@ -7,8 +7,8 @@
 
 namespace zephran::test {
 
-/// Base of the owners that stand in for the real ones in tests of the state machines: it answers
-/// guards as told and writes down, in order, everything that its machine asks and tells it.
+/// Base of the owners that replace the real ones in tests of the state machines: it answers guards
+/// as told and records all calls by its machine in order.
 class RecordingOwner {
 public:
     /// Guards that hold; all others do not.

@@ -9,15 +9,15 @@
 
 namespace zephran {
 
-/// The stand-in for libuci, with its directories in a temporary one. It must outlive what it is
-/// the backend of.
+/// The stand-in for libuci, with its directories in a temporary one. It must outlive the
+/// stores that use it.
 class RedirectedUci {
 public:
     RedirectedUci() = default;
     RedirectedUci(const RedirectedUci&) = delete;
     RedirectedUci& operator=(const RedirectedUci&) = delete;
 
-    [[nodiscard]] UciConfig::Backend backend() const {
+    [[nodiscard]] UciConfig::Environment environment() const {
         return {&library, [this](void* opened) {
                     auto* const context = static_cast<uci_standin::uci_context*>(opened);
                     context->confdir = confdir.c_str();

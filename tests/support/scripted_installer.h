@@ -11,7 +11,7 @@ struct ScriptedFailure : common::Exception {
     ScriptedFailure() : Exception{"The installer failed as it was told"} {}
 };
 
-/// How the installers of a part type behave, and what was asked of them.
+/// How the installers of a part type behave, and which calls they received.
 struct InstallerScript {
     bool will_reboot = false;
     bool can_resume = false;
@@ -19,7 +19,7 @@ struct InstallerScript {
     bool fails_to_start = false;
     bool fails_while_installing = false;
     bool is_cancellable = true;
-    /// How often it answers that it has not finished yet, or was not cancelled yet.
+    /// How many queries it answers with "not finished yet" or "not cancelled yet".
     unsigned steps_to_install = 0;
     unsigned steps_to_cancel = 0;
     /// What it reports to the server.
@@ -27,7 +27,7 @@ struct InstallerScript {
 
     /// Chunks that were started, as "name:version", in order.
     std::vector<std::string> started;
-    /// The same for those whose interrupted installation was taken up.
+    /// The same for those whose interrupted installation was resumed.
     std::vector<std::string> taken_up;
     unsigned cancellations = 0;
 };

@@ -8,7 +8,7 @@
 
 namespace zephran::test {
 
-/// How a state machine is meant to behave, written down independently of its implementation.
+/// The specified behaviour of a state machine, independent of its implementation.
 struct TransitionTable {
     struct State {
         std::string name;
@@ -21,7 +21,7 @@ struct TransitionTable {
         std::string action;
         std::string target;
     };
-    /// One event on the way to a state, with the guards that hold while it is processed.
+    /// One event on the path to a state, with the guards that hold while it is processed.
     struct Step {
         std::string event;
         std::vector<std::string> holding;
@@ -64,7 +64,7 @@ struct TransitionTable {
     }
 };
 
-/// What one event is expected to do to a machine that behaves as its table says.
+/// The expected effect of one event on a machine with this table.
 class ExpectedStep {
 public:
     /// @param guards   answers by name

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 
 #include "attribute.h"
@@ -13,14 +12,9 @@ bool is_string(const void* ptr, std::size_t length) {
     return length > 0 && static_cast<const char*>(ptr)[length - 1] == '\0';
 }
 
-bool accepts(const blob_attr_info& info, blob_attr& attr) {
-    const std::size_t length = blob_len(&attr);
-    if (length < info.minlen || (info.maxlen != 0 && length > info.maxlen)) {
-        return false;
-    }
-    return blob_check_type(blob_data(&attr), static_cast<unsigned>(length),
-                           static_cast<int>(info.type)) &&
-           (info.validate == nullptr || info.validate(&info, &attr));
+bool accepts(const blob_attr_info& info, const blob_attr& attr) {
+    return blob_check_type(blob_data(&attr), static_cast<unsigned>(blob_len(&attr)),
+                           static_cast<int>(info.type));
 }
 
 }  // namespace
@@ -38,26 +32,6 @@ blob_attr* blob_put(blob_buf* buf, int id, const void* ptr, unsigned len) {
     }
     count_in(*buf, *attr);
     return attr;
-}
-
-blob_attr* blob_put_raw(blob_buf* buf, const void* ptr, unsigned len) {
-    if (ptr == nullptr || len < sizeof(blob_attr)) {
-        return nullptr;
-    }
-    blob_attr* const attr = place(*buf, 0, len - sizeof(blob_attr));
-    if (attr == nullptr) {
-        return nullptr;
-    }
-    // The placed word still has the length of all the bytes; the first of them overwrites it.
-    count_in(*buf, *attr);
-    std::memcpy(static_cast<void*>(attr), ptr, len);
-    return attr;
-}
-
-blob_attr* blob_memdup(blob_attr* attr) {
-    const std::size_t length = blob_pad_len(attr);
-    void* const copy = std::malloc(length);
-    return copy == nullptr ? nullptr : static_cast<blob_attr*>(std::memcpy(copy, attr, length));
 }
 
 bool blob_check_type(const void* ptr, unsigned len, int type) {

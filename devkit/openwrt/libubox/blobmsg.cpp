@@ -75,27 +75,6 @@ bool blobmsg_check_attr(const blob_attr* attr, bool name) {
                            blob_type_of(blobmsg_type(attr)));
 }
 
-int blobmsg_parse(const blobmsg_policy* policy, int policy_len, blob_attr** tb, void* data,
-                  unsigned len) {
-    std::fill_n(tb, policy_len, nullptr);
-    std::size_t rest = len;
-    for (auto* attr = static_cast<blob_attr*>(data); blob_fits(attr, rest);
-         rest -= blob_pad_len(attr), attr = blob_next(attr)) {
-        if (!blobmsg_check_attr(attr, false)) {
-            return -1;
-        }
-        for (int i = 0; i < policy_len; ++i) {
-            const bool type_fits = policy[i].type == BLOBMSG_TYPE_UNSPEC ||
-                                   static_cast<int>(policy[i].type) == blobmsg_type(attr);
-            if (type_fits && policy[i].name != nullptr &&
-                std::strcmp(policy[i].name, blobmsg_name(attr)) == 0) {
-                tb[i] = attr;
-            }
-        }
-    }
-    return 0;
-}
-
 int blobmsg_add_field(blob_buf* buf, int type, const char* name, const void* data, unsigned len) {
     blob_attr* const attr = place_named(*buf, type, name, len);
     if (attr == nullptr) {

@@ -15,12 +15,8 @@ constexpr int deepest = 1000;
 
 class JsonWriter {
 public:
-    JsonWriter(blobmsg_json_format_t callback, void* callback_data, bool is_indented)
-        : format{callback}, format_data{callback_data}, indented{is_indented} {}
-
     void members(const blob_attr& container, bool array, int depth) {
         text += array ? '[' : '{';
-        new_line(depth + 1);
         blob_attr* attr = nullptr;
         std::size_t rest = 0;
         bool first = true;
@@ -30,38 +26,20 @@ public:
             }
             if (!first) {
                 text += ',';
-                new_line(depth + 1);
             }
             first = false;
-            member(*attr, array, depth + 1);
+            if (!array && *blobmsg_name(attr) != '\0') {
+                string(blobmsg_name(attr));
+                text += ':';
+            }
+            value(*attr, depth + 1);
         }
-        new_line(depth);
         text += array ? ']' : '}';
-    }
-
-    void member(blob_attr& attr, bool in_array, int depth) {
-        if (!in_array && *blobmsg_name(&attr) != '\0') {
-            string(blobmsg_name(&attr));
-            text += indented ? ": " : ":";
-        }
-        const char* const given = format == nullptr ? nullptr : format(format_data, &attr);
-        if (given != nullptr) {
-            text += given;
-        } else {
-            value(attr, depth);
-        }
     }
 
     std::string text;
 
 private:
-    void new_line(int depth) {
-        if (indented) {
-            text += '\n';
-            text.append(static_cast<std::size_t>(depth), '\t');
-        }
-    }
-
     void value(const blob_attr& attr, int depth) {
         const int type = blobmsg_type(&attr);
         switch (type) {
@@ -124,10 +102,6 @@ private:
             text += byte;
         }
     }
-
-    blobmsg_json_format_t format;
-    void* format_data;
-    bool indented;
 };
 
 bool is_array(const blob_attr& attr) {
@@ -137,14 +111,13 @@ bool is_array(const blob_attr& attr) {
 }  // namespace
 
 extern "C" char* blobmsg_format_json_with_cb(blob_attr* attr, bool list, blobmsg_json_format_t cb,
-                                             void* priv, int indent) {
+                                             void* /*priv*/, int indent) {
+    if (!list || cb != nullptr || indent >= 0) {
+        return nullptr;
+    }
     try {
-        JsonWriter writer{cb, priv, indent >= 0};
-        if (list) {
-            writer.members(*attr, is_array(*attr), indent < 0 ? 0 : indent);
-        } else if (blobmsg_check_attr(attr, false)) {
-            writer.member(*attr, false, indent < 0 ? 0 : indent);
-        }
+        JsonWriter writer;
+        writer.members(*attr, is_array(*attr), 0);
         return strdup(writer.text.c_str());
     } catch (const std::bad_alloc&) {
         return nullptr;

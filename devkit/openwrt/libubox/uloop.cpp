@@ -48,17 +48,13 @@ bool open_descriptors() {
 
 extern "C" {
 
-bool uloop_handle_sigchld = true;
-
 int uloop_init() {
     if (!open_descriptors()) {
         return -1;
     }
     replace_default(SIGINT, swallow);
     replace_default(SIGTERM, swallow);
-    if (uloop_handle_sigchld) {
-        replace_default(SIGCHLD, swallow);
-    }
+    replace_default(SIGCHLD, swallow);
     replace_default(SIGPIPE, SIG_IGN);
     return 0;
 }

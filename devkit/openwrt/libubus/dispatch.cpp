@@ -12,37 +12,35 @@ namespace zephran::ubus_standin {
 
 namespace {
 
-ubus_request* request_of(const State& state, const Frame& frame) {
-    for (ubus_request* const request : state.requests) {
-        if (request->seq == frame.seq && request->peer == frame.peer) {
-            return request;
-        }
-    }
-    return nullptr;
+Request* request_of(const State& state, const Frame& frame) {
+    const bool is_answer =
+        state.request != nullptr && state.request->seq == frame.seq && frame.peer == 0;
+    return is_answer ? state.request : nullptr;
 }
 
-void take_status(ubus_request& request, Frame& frame) {
+void take_status(Request& request, Frame& frame) {
     const blob_attr* const status = attributes_of(*frame.body())[UBUS_ATTR_STATUS];
-    request.status_code = status == nullptr ? static_cast<int>(UBUS_STATUS_INVALID_ARGUMENT)
-                                            : static_cast<int>(blob_get_u32(status));
-    request.status_msg = true;
+    request.status = status == nullptr ? static_cast<int>(UBUS_STATUS_INVALID_ARGUMENT)
+                                       : static_cast<int>(blob_get_u32(status));
+    request.is_answered = true;
 }
 
-void take_data(ubus_request& request, Frame& frame) {
-    if (request.raw_data_cb != nullptr) {
-        request.raw_data_cb(&request, frame.type, frame.body());
+void take_ids(State& state, ubus_object& object, Frame& frame) {
+    const auto& attributes = attributes_of(*frame.body());
+    if (attributes[UBUS_ATTR_OBJID] == nullptr) {
         return;
     }
-    blob_attr* const data = attributes_of(*frame.body())[UBUS_ATTR_DATA];
-    if (data != nullptr && request.data_cb != nullptr) {
-        request.data_cb(&request, frame.type, data);
+    object.id = blob_get_u32(attributes[UBUS_ATTR_OBJID]);
+    if (attributes[UBUS_ATTR_OBJTYPE] != nullptr) {
+        object.type->id = blob_get_u32(attributes[UBUS_ATTR_OBJTYPE]);
     }
+    state.objects[object.id] = &object;
 }
 
 const ubus_method* method_of(const ubus_object& object, const char* name) {
     for (int i = 0; i < object.n_methods; ++i) {
         const ubus_method& method = object.methods[i];
-        if (method.name == nullptr || std::strcmp(method.name, name) == 0) {
+        if (std::strcmp(method.name, name) == 0) {
             return &method;
         }
     }
@@ -106,9 +104,9 @@ void dispatch(ubus_context& context, Frame frame) {
     switch (frame.type) {
         case UBUS_MSG_STATUS:
         case UBUS_MSG_DATA:
-            if (ubus_request* const request = request_of(state, frame); request != nullptr) {
+            if (Request* const request = request_of(state, frame); request != nullptr) {
                 frame.type == UBUS_MSG_STATUS ? take_status(*request, frame)
-                                              : take_data(*request, frame);
+                                              : take_ids(state, request->object, frame);
             }
             break;
         case UBUS_MSG_INVOKE:

@@ -25,41 +25,13 @@ void put_signature(blob_buf& message, const ubus_object_type& type) {
     blob_nest_end(&message, signature);
 }
 
-void take_ids(ubus_request* request, int /*type*/, blob_attr* message) {
-    auto& object = *static_cast<ubus_object*>(request->priv);
-    const auto& attributes = attributes_of(*message);
-    if (attributes[UBUS_ATTR_OBJID] == nullptr) {
-        return;
-    }
-    object.id = blob_get_u32(attributes[UBUS_ATTR_OBJID]);
-    if (object.type != nullptr && attributes[UBUS_ATTR_OBJTYPE] != nullptr) {
-        object.type->id = blob_get_u32(attributes[UBUS_ATTR_OBJTYPE]);
-    }
-    state_of(*request->ctx).objects[object.id] = &object;
-}
-
-void drop_ids(ubus_request* request, int /*type*/, blob_attr* message) {
-    auto& object = *static_cast<ubus_object*>(request->priv);
-    const auto& attributes = attributes_of(*message);
-    if (attributes[UBUS_ATTR_OBJID] == nullptr) {
-        return;
-    }
-    if (object.type != nullptr && attributes[UBUS_ATTR_OBJTYPE] != nullptr) {
-        object.type->id = 0;
-    }
-    state_of(*request->ctx).objects.erase(object.id);
-    object.id = 0;
-}
-
 }  // namespace
 
 void add_objects_again(ubus_context& context) {
     const auto objects = std::exchange(state_of(context).objects, {});
     for (const auto& [id, object] : objects) {
         object->id = 0;
-        if (object->type != nullptr) {
-            object->type->id = 0;
-        }
+        object->type->id = 0;
     }
     for (const auto& [id, object] : objects) {
         ubus_add_object(&context, object);
@@ -70,31 +42,17 @@ extern "C" {
 
 int ubus_add_object(ubus_context* ctx, ubus_object* obj) {
     blob_buf& message = fresh_message();
-    if (obj->name != nullptr && obj->type != nullptr) {
-        blob_put_string(&message, UBUS_ATTR_OBJPATH, obj->name);
-        if (obj->type->id != 0) {
-            blob_put_u32(&message, UBUS_ATTR_OBJTYPE, obj->type->id);
-        } else {
-            put_signature(message, *obj->type);
-        }
+    blob_put_string(&message, UBUS_ATTR_OBJPATH, obj->name);
+    if (obj->type->id != 0) {
+        blob_put_u32(&message, UBUS_ATTR_OBJTYPE, obj->type->id);
+    } else {
+        put_signature(message, *obj->type);
     }
-    ubus_request request{};
-    request.raw_data_cb = take_ids;
-    request.priv = obj;
-    const int status = run_request(*ctx, request, UBUS_MSG_ADD_OBJECT, *message.head, 0);
+    const int status = register_object(*ctx, *obj, *message.head);
     if (status == UBUS_STATUS_OK && obj->id == 0) {
         return UBUS_STATUS_NO_DATA;
     }
     return status;
-}
-
-int ubus_remove_object(ubus_context* ctx, ubus_object* obj) {
-    blob_buf& message = fresh_message();
-    blob_put_u32(&message, UBUS_ATTR_OBJID, obj->id);
-    ubus_request request{};
-    request.raw_data_cb = drop_ids;
-    request.priv = obj;
-    return run_request(*ctx, request, UBUS_MSG_REMOVE_OBJECT, *message.head, 0);
 }
 
 int ubus_send_reply(ubus_context* ctx, ubus_request_data* req, blob_attr* msg) {

@@ -8,10 +8,17 @@ extern "C" {
 
 namespace zephran::ubus_standin {
 
-/// Sends a request and waits for its status, without limit when timeout (milliseconds) is 0. Calls
-/// that arrive meanwhile are served before it returns. The status, or one of the library's own for
-/// a request that is too long, a connection that is broken, and a time that has run out.
-int run_request(ubus_context& context, ubus_request& request, ubus_msg_type type,
-                const blob_attr& body, int timeout);
+/// A registration that the broker is asked for.
+struct Request {
+    ubus_object& object;
+    std::uint16_t seq;
+    bool is_answered;
+    int status;
+};
+
+/// Sends the request and waits for its status without limit. Calls that arrive meanwhile are served
+/// before it returns. The status, or one of the library's own for a request that is too long and a
+/// connection that is broken.
+int register_object(ubus_context& context, ubus_object& object, const blob_attr& body);
 
 }  // namespace zephran::ubus_standin

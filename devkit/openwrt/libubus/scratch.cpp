@@ -7,26 +7,22 @@ namespace {
 blob_buf message_buffer{};
 std::array<blob_attr*, UBUS_ATTR_MAX> attribute_table{};
 
-constexpr blob_attr_info of_type(unsigned type) {
-    return {type, 0, 0, nullptr};
-}
-
-constexpr std::array<blob_attr_info, UBUS_ATTR_MAX> attribute_types{
-    of_type(BLOB_ATTR_UNSPEC),  // UBUS_ATTR_UNSPEC
-    of_type(BLOB_ATTR_INT32),   // UBUS_ATTR_STATUS
-    of_type(BLOB_ATTR_STRING),  // UBUS_ATTR_OBJPATH
-    of_type(BLOB_ATTR_INT32),   // UBUS_ATTR_OBJID
-    of_type(BLOB_ATTR_STRING),  // UBUS_ATTR_METHOD
-    of_type(BLOB_ATTR_INT32),   // UBUS_ATTR_OBJTYPE
-    of_type(BLOB_ATTR_NESTED),  // UBUS_ATTR_SIGNATURE
-    of_type(BLOB_ATTR_NESTED),  // UBUS_ATTR_DATA
-    of_type(BLOB_ATTR_INT32),   // UBUS_ATTR_TARGET
-    of_type(BLOB_ATTR_INT8),    // UBUS_ATTR_ACTIVE
-    of_type(BLOB_ATTR_INT8),    // UBUS_ATTR_NO_REPLY
-    of_type(BLOB_ATTR_NESTED),  // UBUS_ATTR_SUBSCRIBERS
-    of_type(BLOB_ATTR_STRING),  // UBUS_ATTR_USER
-    of_type(BLOB_ATTR_STRING),  // UBUS_ATTR_GROUP
-};
+constexpr std::array<blob_attr_info, UBUS_ATTR_MAX> attribute_types{{
+    {BLOB_ATTR_UNSPEC},  // UBUS_ATTR_UNSPEC
+    {BLOB_ATTR_INT32},   // UBUS_ATTR_STATUS
+    {BLOB_ATTR_STRING},  // UBUS_ATTR_OBJPATH
+    {BLOB_ATTR_INT32},   // UBUS_ATTR_OBJID
+    {BLOB_ATTR_STRING},  // UBUS_ATTR_METHOD
+    {BLOB_ATTR_INT32},   // UBUS_ATTR_OBJTYPE
+    {BLOB_ATTR_NESTED},  // UBUS_ATTR_SIGNATURE
+    {BLOB_ATTR_NESTED},  // UBUS_ATTR_DATA
+    {BLOB_ATTR_INT32},   // UBUS_ATTR_TARGET
+    {BLOB_ATTR_INT8},    // UBUS_ATTR_ACTIVE
+    {BLOB_ATTR_INT8},    // UBUS_ATTR_NO_REPLY
+    {BLOB_ATTR_NESTED},  // UBUS_ATTR_SUBSCRIBERS
+    {BLOB_ATTR_STRING},  // UBUS_ATTR_USER
+    {BLOB_ATTR_STRING},  // UBUS_ATTR_GROUP
+}};
 
 }  // namespace
 

@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <deque>
 #include <map>
-#include <vector>
 
 #include "frame.h"
+#include "request.h"
 
 extern "C" {
 #include <libubus.h>
@@ -16,9 +16,9 @@ namespace zephran::ubus_standin {
 /// What a context keeps besides its public members.
 struct State {
     std::map<std::uint32_t, ubus_object*> objects;
-    /// Being waited for, the innermost last.
-    std::vector<ubus_request*> requests;
-    /// Calls that arrived while a request was being waited for.
+    /// Being waited for, or nullptr.
+    Request* request = nullptr;
+    /// Calls that arrived meanwhile.
     std::deque<Frame> waiting_calls;
 };
 

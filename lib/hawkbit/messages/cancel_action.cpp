@@ -5,9 +5,9 @@ namespace zephran::hawkbit {
 void CancelActionMessage::from_json(const Json::Value& object) {
     constexpr common::JSONValueExtractor required{};
 
-    action_id = required(object, "id", Json::stringValue).asString();
+    id_ = required(object, "id", Json::stringValue).asString();
     const auto& cancel_action = required(object, "cancelAction", Json::objectValue);
-    stopped_action_id = required(cancel_action, "stopId", Json::stringValue).asString();
+    stop_id_ = required(cancel_action, "stopId", Json::stringValue).asString();
 }
 
 }  // namespace zephran::hawkbit

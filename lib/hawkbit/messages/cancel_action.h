@@ -13,13 +13,13 @@ public:
     void from_json(const Json::Value& object) override;
 
     /// Id of the cancel action itself, as received.
-    [[nodiscard]] const std::string& id() const { return action_id; }
+    [[nodiscard]] const std::string& id() const { return id_; }
     /// Id of the action to stop, as received.
-    [[nodiscard]] const std::string& stop_id() const { return stopped_action_id; }
+    [[nodiscard]] const std::string& stop_id() const { return stop_id_; }
 
 private:
-    std::string action_id;
-    std::string stopped_action_id;
+    std::string id_;
+    std::string stop_id_;
 };
 
 }  // namespace zephran::hawkbit

@@ -41,12 +41,12 @@ void ControllerStatusMessage::from_json(const Json::Value& object) {
 
     const auto& config = required(object, "config", Json::objectValue);
     const auto& polling = required(config, "polling", Json::objectValue);
-    sleep_seconds = parse_sleep_time(required(polling, "sleep", Json::stringValue).asString());
+    sleep_time_ = parse_sleep_time(required(polling, "sleep", Json::stringValue).asString());
 
     if (const auto links = optional(object, "_links", Json::objectValue)) {
-        cancel_link = read_link(*links, "cancelAction");
-        deployment_link = read_link(*links, "deploymentBase");
-        config_link = read_link(*links, "configData");
+        cancel_action_ = read_link(*links, "cancelAction");
+        deployment_base_ = read_link(*links, "deploymentBase");
+        config_data_ = read_link(*links, "configData");
     }
 }
 

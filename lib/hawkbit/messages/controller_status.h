@@ -27,21 +27,19 @@ public:
     ///         HH:MM:SS somewhere
     void from_json(const Json::Value& object) override;
 
-    [[nodiscard]] const std::optional<common::URI>& cancel_action() const { return cancel_link; }
-    [[nodiscard]] const std::optional<common::URI>& config_data() const { return config_link; }
+    [[nodiscard]] const std::optional<common::URI>& cancel_action() const { return cancel_action_; }
+    [[nodiscard]] const std::optional<common::URI>& config_data() const { return config_data_; }
     [[nodiscard]] const std::optional<common::URI>& deployment_base() const {
-        return deployment_link;
+        return deployment_base_;
     }
-    /// In seconds.
-    [[nodiscard]] std::uint64_t sleep_time() const { return sleep_seconds; }
+    /// In seconds; 0 until a document has been read.
+    [[nodiscard]] std::uint64_t sleep_time() const { return sleep_time_; }
 
 private:
-    static constexpr std::uint64_t default_sleep_seconds = 300;
-
-    std::optional<common::URI> cancel_link;
-    std::optional<common::URI> config_link;
-    std::optional<common::URI> deployment_link;
-    std::uint64_t sleep_seconds = default_sleep_seconds;
+    std::optional<common::URI> cancel_action_;
+    std::optional<common::URI> config_data_;
+    std::optional<common::URI> deployment_base_;
+    std::uint64_t sleep_time_ = 0;
 };
 
 }  // namespace zephran::hawkbit

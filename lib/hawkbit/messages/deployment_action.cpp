@@ -110,22 +110,21 @@ std::vector<std::uint8_t> DeploymentActionMessage::Artifact::hash_from_string(
 }
 
 void DeploymentActionMessage::Artifact::from_json(const Json::Value& object) {
-    name_of_file = read_text(object, "filename");
+    filename_ = read_text(object, "filename");
     const auto& hashes = required(object, "hashes", Json::objectValue);
-    md5_bytes = hash_from_string(read_text(hashes, "md5"));
-    sha1_bytes = hash_from_string(read_text(hashes, "sha1"));
-    size_in_bytes = read_size(object);
+    md5_ = hash_from_string(read_text(hashes, "md5"));
+    sha1_ = hash_from_string(read_text(hashes, "sha1"));
+    size_ = read_size(object);
     const auto& links = required(object, "_links", Json::objectValue);
-    std::tie(download_link, download_http_link) =
-        read_link_pair(links, "download", "download-http");
-    std::tie(md5sum_link, md5sum_http_link) = read_link_pair(links, "md5sum", "md5sum-http");
+    std::tie(download_, download_http_) = read_link_pair(links, "download", "download-http");
+    std::tie(md5sum_, md5sum_http_) = read_link_pair(links, "md5sum", "md5sum-http");
 }
 
 void DeploymentActionMessage::Chunk::from_json(const Json::Value& object) {
-    part_type = read_text(object, "part");
-    module_version = read_text(object, "version");
-    module_name = read_text(object, "name");
-    files = read_list<Artifact>(object, "artifacts");
+    part_ = read_text(object, "part");
+    version_ = read_text(object, "version");
+    name_ = read_text(object, "name");
+    artifacts_ = read_list<Artifact>(object, "artifacts");
 }
 
 void DeploymentActionMessage::ActionHistory::from_json(const Json::Value& object) {
@@ -135,26 +134,26 @@ void DeploymentActionMessage::ActionHistory::from_json(const Json::Value& object
     if (known == status_words.end()) {
         BOOST_THROW_EXCEPTION(InvalidActionStatusException{} << common::value_tag{word});
     }
-    action_status = known->second;
+    status_ = known->second;
 
     const auto& messages_array = required(object, "messages", Json::arrayValue);
-    texts.clear();
+    messages_.clear();
     for (const auto& element : messages_array) {
         require_type(element, "messages", Json::stringValue);
-        texts.push_back(element.asString());
+        messages_.push_back(element.asString());
     }
 }
 
 void DeploymentActionMessage::from_json(const Json::Value& object) {
     *this = DeploymentActionMessage{};
 
-    action_id = read_text(object, "id");
+    id_ = read_text(object, "id");
     const auto& deployment = required(object, "deployment", Json::objectValue);
-    download_mode = read_text(deployment, "download");
-    is_forced = read_forced(read_text(deployment, "update"));
-    modules = read_list<Chunk>(deployment, "chunks");
+    download_ = read_text(deployment, "download");
+    forced_ = read_forced(read_text(deployment, "update"));
+    chunks_ = read_list<Chunk>(deployment, "chunks");
     if (const auto action_history_object = optional(object, "actionHistory", Json::objectValue)) {
-        history.from_json(*action_history_object);
+        action_history_.from_json(*action_history_object);
     }
 }
 

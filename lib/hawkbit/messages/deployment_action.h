@@ -46,26 +46,26 @@ public:
         /// checked: a bad pair gives what strtoul(3) makes of it.
         static std::vector<std::uint8_t> hash_from_string(const std::string& hex);
 
-        [[nodiscard]] const std::string& filename() const { return name_of_file; }
-        [[nodiscard]] const std::vector<std::uint8_t>& md5() const { return md5_bytes; }
-        [[nodiscard]] const std::vector<std::uint8_t>& sha1() const { return sha1_bytes; }
+        [[nodiscard]] const std::string& filename() const { return filename_; }
+        [[nodiscard]] const std::vector<std::uint8_t>& md5() const { return md5_; }
+        [[nodiscard]] const std::vector<std::uint8_t>& sha1() const { return sha1_; }
         /// In bytes.
-        [[nodiscard]] std::int32_t size() const { return size_in_bytes; }
+        [[nodiscard]] std::int32_t size() const { return size_; }
         /// The four links; each is empty when the server sent none.
-        [[nodiscard]] const common::URI& download() const { return download_link; }
-        [[nodiscard]] const common::URI& download_http() const { return download_http_link; }
-        [[nodiscard]] const common::URI& md5sum() const { return md5sum_link; }
-        [[nodiscard]] const common::URI& md5sum_http() const { return md5sum_http_link; }
+        [[nodiscard]] const common::URI& download() const { return download_; }
+        [[nodiscard]] const common::URI& download_http() const { return download_http_; }
+        [[nodiscard]] const common::URI& md5sum() const { return md5sum_; }
+        [[nodiscard]] const common::URI& md5sum_http() const { return md5sum_http_; }
 
     private:
-        std::string name_of_file;
-        std::vector<std::uint8_t> md5_bytes;
-        std::vector<std::uint8_t> sha1_bytes;
-        std::int32_t size_in_bytes = 0;
-        common::URI download_link;
-        common::URI download_http_link;
-        common::URI md5sum_link;
-        common::URI md5sum_http_link;
+        std::string filename_;
+        std::vector<std::uint8_t> md5_;
+        std::vector<std::uint8_t> sha1_;
+        std::int32_t size_ = 0;
+        common::URI download_;
+        common::URI download_http_;
+        common::URI md5sum_;
+        common::URI md5sum_http_;
     };
 
     /// One software module.
@@ -73,17 +73,17 @@ public:
     public:
         void from_json(const Json::Value& object) override;
 
-        [[nodiscard]] const std::vector<Artifact>& artifacts() const { return files; }
+        [[nodiscard]] const std::vector<Artifact>& artifacts() const { return artifacts_; }
         /// The type of the module, which selects its installer.
-        [[nodiscard]] const std::string& part() const { return part_type; }
-        [[nodiscard]] const std::string& version() const { return module_version; }
-        [[nodiscard]] const std::string& name() const { return module_name; }
+        [[nodiscard]] const std::string& part() const { return part_; }
+        [[nodiscard]] const std::string& version() const { return version_; }
+        [[nodiscard]] const std::string& name() const { return name_; }
 
     private:
-        std::vector<Artifact> files;
-        std::string part_type;
-        std::string module_version;
-        std::string module_name;
+        std::vector<Artifact> artifacts_;
+        std::string part_;
+        std::string version_;
+        std::string name_;
     };
 
     /// What was reported for the action so far, newest report first. The order of the details
@@ -92,34 +92,34 @@ public:
     public:
         void from_json(const Json::Value& object) override;
 
-        [[nodiscard]] ActionStatus status() const { return action_status; }
-        [[nodiscard]] const std::vector<std::string>& messages() const { return texts; }
+        [[nodiscard]] ActionStatus status() const { return status_; }
+        [[nodiscard]] const std::vector<std::string>& messages() const { return messages_; }
 
     private:
-        ActionStatus action_status = ActionStatus::RUNNING;
-        std::vector<std::string> texts;
+        ActionStatus status_ = ActionStatus::RUNNING;
+        std::vector<std::string> messages_;
     };
 
     /// @throws InvalidUpdateTypeException, InvalidActionStatusException
     void from_json(const Json::Value& object) override;
 
     /// Without messages when the server sent no history.
-    [[nodiscard]] const ActionHistory& action_history() const { return history; }
-    [[nodiscard]] const std::string& id() const { return action_id; }
-    [[nodiscard]] const std::vector<Chunk>& chunks() const { return modules; }
+    [[nodiscard]] const ActionHistory& action_history() const { return action_history_; }
+    [[nodiscard]] const std::string& id() const { return id_; }
+    [[nodiscard]] const std::vector<Chunk>& chunks() const { return chunks_; }
     /// The download mode as received; nothing acts on it.
-    [[nodiscard]] const std::string& download() const { return download_mode; }
+    [[nodiscard]] const std::string& download() const { return download_; }
     /// False for an update that the device may put off ("attempt").
-    [[nodiscard]] bool forced() const { return is_forced; }
+    [[nodiscard]] bool forced() const { return forced_; }
 
-    void replace_chunks(std::vector<Chunk> replacement) { modules = std::move(replacement); }
+    void replace_chunks(std::vector<Chunk> replacement) { chunks_ = std::move(replacement); }
 
 private:
-    ActionHistory history;
-    std::string action_id;
-    std::vector<Chunk> modules;
-    std::string download_mode;
-    bool is_forced = true;
+    ActionHistory action_history_;
+    std::string id_;
+    std::vector<Chunk> chunks_;
+    std::string download_;
+    bool forced_ = true;
 };
 
 /// part:name:version, as chunks are named in reports and histories.

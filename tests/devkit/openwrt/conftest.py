@@ -1,7 +1,8 @@
 """What the tests of the broker and of its command line share."""
 import pytest
 
-from bus_wire import STRING, Bus, method
+from bus_bench import Bus, method
+from openwrt.bus.wire import STRING
 
 POLL = method("poll", agent_id=STRING) + method("fail")
 

@@ -9,11 +9,11 @@
 namespace zephran::ghn {
 namespace {
 
-TEST(ConfigLayerCommand, FreshCommandIsTheBareTool) {
+TEST(ConfigLayerCommand, NewCommandIsOnlyTheToolName) {
     EXPECT_EQ(ConfigLayerCommand{}.build(), "configlayer");
 }
 
-TEST(ConfigLayerCommand, OptionsAndValuesAreSeparatedByOneBlank) {
+TEST(ConfigLayerCommand, OptionsAndValuesAreSeparatedByOneSpace) {
     ConfigLayerCommand command;
 
     command.interface("I").password("P").operation(ConfigLayerOperation::get).parameter("X");
@@ -54,7 +54,7 @@ TEST(ConfigLayerCommand, UnsetAddressIsWrittenAsZeros) {
               "configlayer -m 00:00:00:00:00:00");
 }
 
-TEST(ConfigLayerCommand, TextOfAnAddressIsNotLookedAt) {
+TEST(ConfigLayerCommand, AddressTextIsNotValidated) {
     EXPECT_EQ(ConfigLayerCommand{}.mac_address("AA:bb").build(), "configlayer -m AA:bb");
 }
 
@@ -67,13 +67,13 @@ TEST(ConfigLayerCommand, OperationsAreWrittenAsWords) {
               "configlayer -o DISCOVER");
 }
 
-TEST(ConfigLayerCommand, OperationsHaveTheirNumbers) {
+TEST(ConfigLayerCommand, OperationsHaveFixedNumbers) {
     EXPECT_EQ(static_cast<int>(ConfigLayerOperation::get), 0);
     EXPECT_EQ(static_cast<int>(ConfigLayerOperation::set), 1);
     EXPECT_EQ(static_cast<int>(ConfigLayerOperation::discover), 2);
 }
 
-TEST(ConfigLayerCommand, UnknownOperationIsRefused) {
+TEST(ConfigLayerCommand, UnknownOperationIsRejected) {
     for (const int number : {-1, 3}) {
         ConfigLayerCommand command;
         try {
@@ -86,12 +86,12 @@ TEST(ConfigLayerCommand, UnknownOperationIsRefused) {
     }
 }
 
-TEST(ConfigLayerCommand, BlankInAValueIsNotQuoted) {
+TEST(ConfigLayerCommand, SpacesInValuesAreNotQuoted) {
     EXPECT_EQ(ConfigLayerCommand{}.password("two words").parameter("A", "$x 'y'").build(),
               "configlayer -w two words -p A=$x 'y'");
 }
 
-TEST(ConfigLayerCommand, EmptyValuesLeaveTheirOptions) {
+TEST(ConfigLayerCommand, OptionsWithEmptyValuesAreKept) {
     EXPECT_EQ(ConfigLayerCommand{}.interface("").password("").parameter("A", "").build(),
               "configlayer -i  -w  -p A=");
 }
@@ -104,7 +104,7 @@ TEST(ConfigLayerCommand, BuildingChangesNothing) {
     EXPECT_EQ(command.password("P").build(), "configlayer -i I -w P");
 }
 
-TEST(ConfigLayerCommand, CloneAndOriginalGoTheirOwnWays) {
+TEST(ConfigLayerCommand, CloneAndOriginalAreIndependent) {
     ConfigLayerCommand original;
     original.interface("I");
 
@@ -116,7 +116,7 @@ TEST(ConfigLayerCommand, CloneAndOriginalGoTheirOwnWays) {
     EXPECT_EQ(original.build(), "configlayer -i I -p Y");
 }
 
-TEST(ConfigLayerCommand, CopyGoesOnAfterTheTextSoFar) {
+TEST(ConfigLayerCommand, CopyAppendsToTheTextSoFar) {
     ConfigLayerCommand original;
     original.interface("I");
 
@@ -132,7 +132,7 @@ TEST(ConfigLayerCommand, CopyGoesOnAfterTheTextSoFar) {
     EXPECT_EQ(original.build(), "configlayer -i I");
 }
 
-TEST(ConfigLayerCommand, AssignmentToItselfChangesNothing) {
+TEST(ConfigLayerCommand, SelfAssignmentChangesNothing) {
     ConfigLayerCommand command;
     command.interface("I");
     const ConfigLayerCommand& same = command;
@@ -143,7 +143,7 @@ TEST(ConfigLayerCommand, AssignmentToItselfChangesNothing) {
     EXPECT_EQ(command.build(), "configlayer -i I -p X");
 }
 
-TEST(ConfigLayerCommand, MovedCommandGoesOnAfterTheTextSoFar) {
+TEST(ConfigLayerCommand, MovedCommandAppendsToTheTextSoFar) {
     ConfigLayerCommand original;
     original.interface("I");
 

@@ -19,7 +19,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-/// What the error carries as this record, as text.
+/// The value of a record as text.
 template <class Record>
 std::string record(const boost::exception& error) {
     const auto* const value = boost::get_error_info<Record>(error);
@@ -31,7 +31,7 @@ std::string record(const boost::exception& error) {
     return text.str();
 }
 
-/// Lets this process open no further file while it lives.
+/// Keeps this process from opening files while it lives.
 class NoFurtherFiles {
 public:
     NoFurtherFiles() {
@@ -53,7 +53,7 @@ class GhnUtilityTest : public testing::Test {
 protected:
     GhnUtilityTest() { base.interface("br-lan").password("hush").mac_address("02:00:00:00:00:01"); }
 
-    /// Lets the tool write a text, in the notation of printf(1).
+    /// Makes the tool print a text, in the notation of printf(1).
     void answer(const std::string& text) const {
         tools.add("configlayer", "printf '" + text + "'");
     }
@@ -65,7 +65,7 @@ protected:
     ConfigLayerCommand base;
 };
 
-TEST_F(GhnUtilityTest, ParameterIsAskedForBehindTheBase) {
+TEST_F(GhnUtilityTest, QueryIsAppendedToTheBaseCommand) {
     answer("A.B=1");
 
     static_cast<void>(value_of("A.B"));
@@ -74,7 +74,7 @@ TEST_F(GhnUtilityTest, ParameterIsAskedForBehindTheBase) {
                 ElementsAre("configlayer -i br-lan -w hush -m 02:00:00:00:00:01 -o GET -p A.B"));
 }
 
-TEST_F(GhnUtilityTest, BaseStaysAsItIs) {
+TEST_F(GhnUtilityTest, BaseCommandIsLeftUnchanged) {
     const std::string before = base.build();
     answer("X=1");
 
@@ -83,50 +83,50 @@ TEST_F(GhnUtilityTest, BaseStaysAsItIs) {
     EXPECT_EQ(base.build(), before);
 }
 
-TEST_F(GhnUtilityTest, PasswordWithABlankBecomesTwoWords) {
+TEST_F(GhnUtilityTest, PasswordWithASpaceBecomesTwoWords) {
     base = ConfigLayerCommand{}.password("two words");
     tools.add("configlayer", "echo \"X=$#\"");
 
     EXPECT_EQ(value_of("X"), "7");
 }
 
-TEST_F(GhnUtilityTest, ValueEndsBeforeTheLineEnd) {
+TEST_F(GhnUtilityTest, LineEndIsNotPartOfTheValue) {
     answer("X=1.2.3\\n");
 
     EXPECT_EQ(value_of("X"), "1.2.3");
 }
 
-TEST_F(GhnUtilityTest, AllWhiteSpaceAtTheEndIsRemoved) {
+TEST_F(GhnUtilityTest, TrailingWhiteSpaceIsRemoved) {
     answer(R"(X=1 2 \t\v\f\r\n \n)");
 
     EXPECT_EQ(value_of("X"), "1 2");
 }
 
-TEST_F(GhnUtilityTest, WhiteSpaceAtTheBeginningStays) {
+TEST_F(GhnUtilityTest, LeadingWhiteSpaceIsKept) {
     answer("X= 1\\n");
 
     EXPECT_EQ(value_of("X"), " 1");
 }
 
-TEST_F(GhnUtilityTest, LaterLinesBelongToTheValue) {
+TEST_F(GhnUtilityTest, LaterLinesArePartOfTheValue) {
     answer("X=1\\nY=2\\n");
 
     EXPECT_EQ(value_of("X"), "1\nY=2");
 }
 
-TEST_F(GhnUtilityTest, EarlierLinesDoNotBelongToTheValue) {
+TEST_F(GhnUtilityTest, EarlierLinesAreNotPartOfTheValue) {
     answer("Y=2\\nX=1\\n");
 
     EXPECT_EQ(value_of("X"), "1");
 }
 
-TEST_F(GhnUtilityTest, EarlierBareMentionIsTaken) {
+TEST_F(GhnUtilityTest, FirstOccurrenceCountsEvenWithoutAnEqualsSign) {
     answer("reading X from device\\nX=1\\n");
 
     EXPECT_EQ(value_of("X"), "from device\nX=1");
 }
 
-TEST_F(GhnUtilityTest, NameWithinALongerOneIsTaken) {
+TEST_F(GhnUtilityTest, NameInsideALongerNameCounts) {
     answer("AX=1\\nX=2\\n");
 
     EXPECT_EQ(value_of("X"), "1\nX=2");
@@ -140,7 +140,7 @@ TEST_F(GhnUtilityTest, ValueMayBeEmpty) {
     EXPECT_EQ(value_of("X"), "");
 }
 
-TEST_F(GhnUtilityTest, LongValueIsReadToItsEnd) {
+TEST_F(GhnUtilityTest, LongValuesAreReadCompletely) {
     tools.add("configlayer", "printf 'X='; head -c 70000 /dev/zero | tr '\\0' a; echo b");
 
     const std::string value = value_of("X");
@@ -148,13 +148,13 @@ TEST_F(GhnUtilityTest, LongValueIsReadToItsEnd) {
     EXPECT_EQ(value, std::string(70000, 'a') + "b");
 }
 
-TEST_F(GhnUtilityTest, StandardErrorIsNotTheAnswer) {
+TEST_F(GhnUtilityTest, StandardErrorIsIgnored) {
     tools.add("configlayer", "echo X=wrong >&2; echo X=right");
 
     EXPECT_EQ(value_of("X"), "right");
 }
 
-TEST_F(GhnUtilityTest, AnswerWithoutTheNameIsInAnUnknownFormat) {
+TEST_F(GhnUtilityTest, AnswerWithoutTheNameIsAFormatError) {
     for (const std::string text : {"", "Y=1\\n", "X:1\\n", "X =1\\n", "x=1\\n"}) {
         answer(text);
         try {
@@ -166,7 +166,7 @@ TEST_F(GhnUtilityTest, AnswerWithoutTheNameIsInAnUnknownFormat) {
     }
 }
 
-TEST_F(GhnUtilityTest, UnknownFormatIsReportedAsItIs) {
+TEST_F(GhnUtilityTest, FormatErrorReportsTheOutputUnchanged) {
     answer("login failed\\n");
 
     try {
@@ -178,7 +178,7 @@ TEST_F(GhnUtilityTest, UnknownFormatIsReportedAsItIs) {
     }
 }
 
-TEST_F(GhnUtilityTest, StatusOtherThanZeroIsAFailureWhateverTheAnswer) {
+TEST_F(GhnUtilityTest, NonZeroExitStatusIsAFailureWhateverTheAnswer) {
     tools.add("configlayer", "echo X=1; exit 3");
 
     try {
@@ -218,7 +218,7 @@ TEST_F(GhnUtilityTest, ToolThatCannotBeStartedIsAFailureWithoutThePassword) {
     }
 }
 
-TEST_F(GhnUtilityTest, KilledToolIsToldFromAFailedOneWithoutThePassword) {
+TEST_F(GhnUtilityTest, KilledToolIsDistinguishedFromAFailedOneWithoutThePassword) {
     tools.add("configlayer", "echo X=1; kill -9 0");
 
     try {

@@ -170,11 +170,13 @@ void expect_certificate_problem(Exchange exchange) {
     }
 }
 
-TEST_F(HawkbitClient, CertificateIsPresentedInEveryExchange) {
+TEST(HawkbitClientSettings, CertificateIsPresentedInEveryExchange) {
     const LoopbackHttpServer server{{}};
     const auto controller = make_controller(server, true);
-    client.set_client_certificate(
-        {http::CertificateType::pem, "/nonexistent.crt", "/nonexistent.key"});
+    http::TransportSettings settings;
+    settings.client_certificate.emplace(http::CertificateType::pem, "/nonexistent.crt",
+                                        "/nonexistent.key");
+    const Client client{settings};
 
     expect_certificate_problem(
         [&] { static_cast<void>(client.fetch_controller_status(controller)); });

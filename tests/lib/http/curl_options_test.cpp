@@ -6,6 +6,7 @@
 #include "common/logprint.h"
 #include "curl_probe.h"
 #include "http/httpclient_curl.h"
+#include "http/json.h"
 
 namespace zephran::http {
 namespace {
@@ -138,6 +139,45 @@ TEST_F(CurlOptions, OfCaBundleShutOutTheSystemDirectory) {
                     CURLOPT_ERRORBUFFER, CURLOPT_CAINFO, CURLOPT_CAPATH));
     EXPECT_EQ(probe.value(CURLOPT_CAINFO), "/etc/own-ca.pem");
     EXPECT_EQ(probe.value(CURLOPT_CAPATH), "(null)");
+}
+
+TEST_F(CurlOptions, OfSettingsHaveTheirCaBundleAndCertificate) {
+    curl_configuration::set_ca_bundle_path("/etc/default-ca.pem");
+    TransportSettings settings;
+    settings.ca_bundle = "/etc/own-ca.pem";
+    settings.client_certificate.emplace(CertificateType::pem, "/a.crt", "/a.key");
+
+    CurlImpl{settings}.send_get_request("http://a/b");
+
+    EXPECT_THAT(probe.option_names(),
+                ElementsAre(CURLOPT_URL, CURLOPT_WRITEFUNCTION, CURLOPT_WRITEDATA,
+                            CURLOPT_FAILONERROR, CURLOPT_ERRORBUFFER, CURLOPT_SSLCERTTYPE,
+                            CURLOPT_SSLCERT, CURLOPT_SSLKEY, CURLOPT_CAINFO, CURLOPT_CAPATH));
+    EXPECT_EQ(probe.value(CURLOPT_SSLCERT), "/a.crt");
+    EXPECT_EQ(probe.value(CURLOPT_CAINFO), "/etc/own-ca.pem");
+    EXPECT_EQ(probe.value(CURLOPT_CAPATH), "(null)");
+}
+
+TEST_F(CurlOptions, OfSettingsWithoutCaBundleTakeTheDefaultOfTheProcess) {
+    CurlImpl made_before{TransportSettings{}};
+    curl_configuration::set_ca_bundle_path("/etc/default-ca.pem");
+
+    made_before.send_get_request("http://a/b");
+
+    EXPECT_EQ(probe.value(CURLOPT_CAINFO), "/etc/default-ca.pem");
+}
+
+TEST_F(CurlOptions, OfTheCertificateFormsKeepTheOtherSettings) {
+    TransportSettings settings;
+    settings.ca_bundle = "/etc/own-ca.pem";
+    settings.client_certificate.emplace(CertificateType::pem, "/a.crt", "/a.key");
+
+    JSONPUTRequester{settings}({CertificateType::der, "/b.crt", "/b.key"},
+                               common::URI{"http://a/b"}, Json::Value{});
+
+    EXPECT_EQ(probe.value(CURLOPT_SSLCERTTYPE), "DER");
+    EXPECT_EQ(probe.value(CURLOPT_SSLCERT), "/b.crt");
+    EXPECT_EQ(probe.value(CURLOPT_CAINFO), "/etc/own-ca.pem");
 }
 
 TEST_F(CurlOptions, AreVerboseOnlyWhileDebugMessagesAreOn) {

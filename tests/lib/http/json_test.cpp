@@ -140,5 +140,16 @@ TEST_F(JsonRequesters, CertificateFormsPresentTheCertificate) {
     expect_certificate_problem([&] { JSONPUTRequester{}(missing_certificate, uri, document()); });
 }
 
+TEST_F(JsonRequesters, PresentTheCertificateOfTheirSettings) {
+    const LoopbackHttpServer server{{}};
+    const common::URI uri{server.url("/", "https")};
+    TransportSettings settings;
+    settings.client_certificate = missing_certificate;
+
+    expect_certificate_problem([&] { JSONGETRequester{settings}(uri); });
+    expect_certificate_problem([&] { JSONPOSTRequester{settings}(uri, document()); });
+    expect_certificate_problem([&] { JSONPUTRequester{settings}(uri, document()); });
+}
+
 }  // namespace
 }  // namespace zephran::http

@@ -23,7 +23,7 @@ TEST(BlobBuffer, NewOneIsAnEmptyMessage) {
     EXPECT_EQ(buffer.get()->head, buffer.get_head());
 }
 
-TEST(BlobBuffer, KeepsTheOrderOfATextsMembers) {
+TEST(BlobBuffer, KeepsTheOrderOfMembersInAText) {
     BlobBuffer buffer;
 
     buffer.add_json(std::string{R"({"b":1,"a":"x","c":[true,null]})"});
@@ -43,7 +43,7 @@ TEST(BlobBuffer, WritesTheMembersOfADocumentSortedByName) {
     EXPECT_EQ(text_of(buffer), R"({"action_id":"7","chunks":[{"version":"1.0"}],"success":true})");
 }
 
-TEST(BlobBuffer, CarriesEveryCharacterOfAText) {
+TEST(BlobBuffer, CarriesEveryCharacter) {
     const std::string unusual = "quote \" backslash \\ tab \t line \n bell \a ü € 😀 </script>";
     Json::Value document;
     document["text"] = unusual;
@@ -57,7 +57,7 @@ TEST(BlobBuffer, CarriesEveryCharacterOfAText) {
     EXPECT_EQ(read["text"].asString(), unusual);
 }
 
-TEST(BlobBuffer, RefusesWhatIsNoObject) {
+TEST(BlobBuffer, RefusesAnythingButAnObject) {
     for (const char* const text : {"[1]", "5", "null", "", "{", "word"}) {
         BlobBuffer buffer;
         try {
@@ -81,7 +81,7 @@ TEST(BlobBuffer, MovesItsMessage) {
     third = std::move(second);
 
     EXPECT_EQ(text_of(third), R"({"a":1})");
-    // a buffer that was moved from is empty and usable
+    // A buffer that was moved from is empty and usable.
     first.add_json(std::string{R"({"c":3})"});  // NOLINT(bugprone-use-after-move)
     EXPECT_EQ(text_of(first), R"({"c":3})");
 }

@@ -11,7 +11,7 @@ namespace zephran::ubox {
 
 namespace {
 
-/// A message of tables within tables, as a caller that is not the command line may send it.
+/// A message of nested tables, as a client other than the ubus command may send it.
 BlobBuffer nested(unsigned depth) {
     BlobBuffer buffer;
     std::vector<void*> open;
@@ -35,7 +35,7 @@ TEST(MessageText, ArgumentsAreOneObject) {
     EXPECT_EQ(to_json_text(buffer.get_head()), R"({"agent_id":"gw","n":[1,{"x":true}]})");
 }
 
-TEST(MessageText, DeepestNestingIsRead) {
+TEST(MessageText, DeepestNestingIsAccepted) {
     BlobBuffer buffer = nested(deepest_nesting);
 
     const auto text = to_json_text(buffer.get_head());

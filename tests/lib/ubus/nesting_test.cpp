@@ -58,7 +58,7 @@ TEST(Nesting, StringThatLooksLikeATableDoesNotCount) {
     EXPECT_TRUE(is_nested_at_most(0, element(3, nested(5))));
 }
 
-TEST(Nesting, ElementsAfterTheFirstAreLookedAtToo) {
+TEST(Nesting, ElementsAfterTheFirstAreChecked) {
     Bytes bytes = nested(0);
     const Bytes deep = nested(3);
     bytes.insert(bytes.end(), deep.begin(), deep.end());
@@ -75,7 +75,7 @@ TEST(Nesting, NamesAreSkipped) {
     EXPECT_FALSE(is_nested_at_most(1, bytes));
 }
 
-TEST(Nesting, ContainersWithoutANameHoldTheirElementsAtOnce) {
+TEST(Nesting, ContainersWithoutANameAreChecked) {
     // two tables without the place for a name, one in the other; read as names, the first bytes of
     // the inner one would hide it
     const Bytes bytes{0x02, 0, 0, 12, 0x02, 0, 0, 8, 0x02, 0, 0, 4};
@@ -84,7 +84,7 @@ TEST(Nesting, ContainersWithoutANameHoldTheirElementsAtOnce) {
     EXPECT_FALSE(is_nested_at_most(2, bytes));
 }
 
-TEST(Nesting, AMegabyteOfTablesIsRefusedWithoutFollowingIt) {
+TEST(Nesting, MegabyteOfNestedTablesIsRefusedWithoutDeepRecursion) {
     constexpr std::size_t levels = (1U << 20U) / 8;
     Bytes bytes;
     for (std::size_t level = 0; level < levels; ++level) {

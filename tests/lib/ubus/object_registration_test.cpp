@@ -38,7 +38,7 @@ TEST(ObjectRegistration, DescribesTheObjectInTheOrderOfItsMethods) {
     EXPECT_EQ(object.methods[1].n_policy, 0);
 }
 
-TEST(ObjectRegistration, LeadsFromTheRecordToItsOwner) {
+TEST(ObjectRegistration, FindsTheOwnerOfARecord) {
     const std::string name = "demo";
     int owner = 0;
 

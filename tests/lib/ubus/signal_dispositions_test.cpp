@@ -48,7 +48,7 @@ TEST_P(SignalDispositionsTest, HandlerComesBack) {
 INSTANTIATE_TEST_SUITE_P(Signals, SignalDispositionsTest,
                          ::testing::Values(SIGINT, SIGTERM, SIGCHLD));
 
-TEST(SignalDispositions, OtherSignalsThanTheNamedOnesAreLeftToWhoeverChangesThem) {
+TEST(SignalDispositions, OtherSignalsThanTheNamedOnesAreNotRestored) {
     const Disposition original = std::signal(SIGINT, SIG_DFL);
     {
         const SignalDispositions kept{SIGCHLD};
@@ -59,7 +59,7 @@ TEST(SignalDispositions, OtherSignalsThanTheNamedOnesAreLeftToWhoeverChangesThem
     (void)std::signal(SIGINT, original);
 }
 
-TEST(SignalDispositions, BrokenConnectionsNoLongerEndTheProcess) {
+TEST(SignalDispositions, BrokenConnectionsDoNotEndTheProcess) {
     const Disposition original = std::signal(SIGPIPE, SIG_DFL);
 
     { const SignalDispositions kept; }

@@ -18,7 +18,7 @@ namespace {
 
 using Words = std::initializer_list<std::uint32_t>;
 
-/// Plays a broker up to one call, and then reads nothing any more.
+/// Acts as a broker up to one call and then stops reading.
 class StallingBroker {
 public:
     explicit StallingBroker(const std::string& path)
@@ -67,14 +67,14 @@ private:
     std::thread player;
 };
 
-TEST(StalledBroker, DoesNotHoldUpTheEndOfAnObjectThatIsReplying) {
+TEST(StalledBroker, DoesNotBlockTheDestructionOfAnObjectThatIsReplying) {
     constexpr std::chrono::milliseconds soon{10};
     const CapturedLog log;
     const TemporaryDirectory directory;
     StallingBroker broker{directory.path("bus")};
     std::promise<void> called;
-    ubus::UbusContext::Settings settings{directory.path("bus"), soon, soon};
-    settings.stop_patience = soon;
+    ubus::UbusContext::Environment environment{directory.path("bus"), soon, soon};
+    environment.stop_grace_period = soon;
     auto demo = std::make_unique<ubus::UbusObject>(
         "demo",
         std::list<ubus::UbusObject::Method>{
@@ -87,13 +87,13 @@ TEST(StalledBroker, DoesNotHoldUpTheEndOfAnObjectThatIsReplying) {
                  return 0;
              },
              {}}},
-        settings);
+        environment);
     demo->get_context().start_receiver();
     called.get_future().wait();
 
     demo.reset();
 
-    // the reply was cut off, and that was noticed
+    // The reply was cut off, and the error was noticed.
     EXPECT_NE(log.text().find("Failed to send reply"), std::string::npos) << log.text();
 }
 

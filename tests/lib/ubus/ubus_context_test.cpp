@@ -29,7 +29,7 @@ using ubus::UbusContext;
 
 constexpr std::chrono::milliseconds soon{10};
 
-UbusContext::Settings impatient(const std::string& socket) {
+UbusContext::Environment impatient(const std::string& socket) {
     return {socket, soon, soon};
 }
 
@@ -41,7 +41,7 @@ std::size_t count(const std::string& text, const std::string& part) {
     return found;
 }
 
-/// Takes connections where a broker was, and says nothing.
+/// Accepts connections in place of a broker and sends nothing.
 class MuteBroker {
 public:
     explicit MuteBroker(const std::string& path)
@@ -78,7 +78,7 @@ TEST(UbusContext, HasNoConnectionAtFirst) {
     EXPECT_EQ(context.get(), nullptr);
 }
 
-TEST(UbusContext, MissingBrokerIsNamedWithTheSystemsReason) {
+TEST(UbusContext, MissingBrokerIsReportedWithTheErrorNumber) {
     const TemporaryDirectory directory;
     UbusContext context{{directory.path("bus")}};
 
@@ -93,7 +93,7 @@ TEST(UbusContext, MissingBrokerIsNamedWithTheSystemsReason) {
     }
 }
 
-TEST(UbusContext, SocketThatABrokerLeftBehindIsNoBroker) {
+TEST(UbusContext, SocketOfADeadBrokerIsRefused) {
     PrivateBroker broker;
     broker.kill();
     UbusContext context{{broker.socket()}};
@@ -125,6 +125,33 @@ TEST(UbusContext, ReceiverStopsWithTheContext) {
     context.stop_receiver();
     context.start_receiver();
     context.disconnect();
+
+    EXPECT_EQ(context.get(), nullptr);
+}
+
+TEST(UbusContext, ConnectsAgainAfterADisconnect) {
+    const PrivateBroker broker;
+    UbusContext context{impatient(broker.socket())};
+    context.connect();
+    context.start_receiver();
+    context.disconnect();
+
+    context.connect();
+
+    EXPECT_NE(context.get(), nullptr);
+    context.start_receiver();
+}
+
+TEST(UbusContext, ReceiverWithoutAConnectionCanBeStopped) {
+    const PrivateBroker broker;
+    UbusContext context{impatient(broker.socket())};
+
+    context.start_receiver();
+    context.stop_receiver();
+    context.connect();
+    context.disconnect();
+    context.start_receiver();
+    context.stop_receiver();
 
     EXPECT_EQ(context.get(), nullptr);
 }
@@ -171,7 +198,7 @@ TEST_F(UbusContextOutage, EveryOutageIsLoggedOnceHoweverManyAttemptsItTakes) {
     broker.kill();
     broker.start();
     first_restoration.get_future().wait();
-    // the broker answers only after the attempts before it
+    // The broker answers this only after the earlier attempts.
     while (count(run_command(broker.command("list")).output, "Failed") != 0) {
     }
     context.disconnect();
@@ -180,7 +207,36 @@ TEST_F(UbusContextOutage, EveryOutageIsLoggedOnceHoweverManyAttemptsItTakes) {
     EXPECT_LE(count(log.text(), "connection restored"), 1U) << log.text();
 }
 
-TEST_F(UbusContextOutage, EndsWhileANewBrokerTakesConnectionsAndSaysNothing) {
+TEST_F(UbusContextOutage, ConnectionLostWhileItIsRestoredIsTheSameOutage) {
+    connect();
+    context.stop_receiver();
+    std::promise<void> second_outage;
+    std::promise<void> second_restoration;
+    context.set_restorer([&] {
+        ++restorations;
+        if (restorations == 1) {
+            second_outage.get_future().wait();
+            broker.kill();
+            broker.start();
+        } else {
+            second_restoration.set_value();
+        }
+        return restorations == 2;
+    });
+    context.start_receiver();
+
+    broker.kill();
+    broker.start();
+    second_outage.set_value();
+    second_restoration.get_future().wait();
+    context.disconnect();
+
+    EXPECT_EQ(restorations, 2);
+    EXPECT_EQ(count(log.text(), "connection lost"), 1U) << log.text();
+    EXPECT_EQ(count(log.text(), "connection restored"), 1U) << log.text();
+}
+
+TEST_F(UbusContextOutage, StopsWhileANewBrokerStalls) {
     connect();
     broker.kill();
     {
@@ -210,7 +266,7 @@ TEST_F(UbusContextOutage, BrokerThatHangsUpAtOnceIsTriedAgain) {
     EXPECT_EQ(restorations, 1);
 }
 
-TEST_F(UbusContextOutage, EndsQuicklyWhileTheBrokerIsAway) {
+TEST_F(UbusContextOutage, StopsQuicklyWhileTheBrokerIsAway) {
     connect();
 
     broker.kill();

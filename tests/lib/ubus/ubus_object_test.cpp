@@ -31,7 +31,7 @@ protected:
     std::unique_ptr<UbusObject> make(const std::string& name, std::list<UbusObject::Method> methods,
                                      bool served = true) {
         auto object = std::make_unique<UbusObject>(
-            name, std::move(methods), UbusContext::Settings{broker.socket(), soon, soon});
+            name, std::move(methods), UbusContext::Environment{broker.socket(), soon, soon});
         if (served) {
             object->get_context().start_receiver();
         }
@@ -134,7 +134,7 @@ TEST_F(UbusObjectTest, DispatcherAnswersNothingToAMethodThatIsNotInTheList) {
 }
 
 TEST_F(UbusObjectTest, SecondObjectOfTheSameNameIsRefusedWithTheLibrarysText) {
-    // the library does not bear two connections on two threads
+    // The library does not support two connections on two threads.
     const auto demo = make("demo", {echo("one")}, false);
 
     try {
@@ -150,7 +150,7 @@ TEST_F(UbusObjectTest, SecondObjectOfTheSameNameIsRefusedWithTheLibrarysText) {
     EXPECT_EQ(call("one").status, 0);
 }
 
-TEST_F(UbusObjectTest, NameIsFreeWhenTheObjectHasGone) {
+TEST_F(UbusObjectTest, NameIsFreeAfterTheObjectIsDestroyed) {
     make("demo", {echo("one")}).reset();
 
     EXPECT_EQ(call("one").status, UBUS_STATUS_NOT_FOUND);
@@ -170,7 +170,7 @@ TEST_F(UbusObjectTest, ExceptionOfAHandlerBecomesALoggedFailure) {
     EXPECT_THAT(log.text(), HasSubstr("out of luck"));
 }
 
-TEST_F(UbusObjectTest, ThrownNumberIsNoReasonToEndTheProcess) {
+TEST_F(UbusObjectTest, ThrownNumberDoesNotEndTheProcess) {
     const auto demo = make("demo", {method([](auto*...) -> int { throw 5; })});  // NOLINT
 
     EXPECT_EQ(call("m").output, "{\"success\":false}\n");

@@ -1,4 +1,4 @@
-// All of the functions but uci_delete. None is ever called: a library without one is not used.
+// All functions except uci_delete. None is ever called: an incomplete library is not used.
 #include <cstdlib>
 
 #define NEVER_CALLED(name)                               \

@@ -20,7 +20,7 @@ protected:
     }
 
     [[nodiscard]] UciConfig config(const std::string& overlay = {}) const {
-        return UciConfig{overlay, uci.backend()};
+        return UciConfig{overlay, uci.environment()};
     }
     [[nodiscard]] std::string file() const { return directory.read("config/zephran"); }
 
@@ -37,7 +37,7 @@ TEST_F(UciConfigTest, StringOptionIsFoundAndRead) {
     EXPECT_EQ(config().get_option("zephran.service.log_level"), "INFO");
 }
 
-TEST_F(UciConfigTest, NothingElseIsAnOption) {
+TEST_F(UciConfigTest, AnythingElseIsNoOption) {
     for (const char* const key :
          {"absent.service.log_level", "zephran.absent.log_level", "zephran.service.absent",
           "zephran", "zephran.service", "zephran.service.server", "", "zephran.service.log-level",
@@ -56,11 +56,11 @@ TEST_F(UciConfigTest, FileWithSyntaxErrorHasNoOptions) {
     EXPECT_EQ(file(), "option without section\n");
 }
 
-TEST_F(UciConfigTest, OptionIsFoundByThePlaceOfItsSection) {
+TEST_F(UciConfigTest, OptionIsFoundByTheIndexOfItsSection) {
     EXPECT_EQ(config().get_option("zephran.@service[0].log_level"), "INFO");
 }
 
-TEST_F(UciConfigTest, StoredValueIsSeenByANewProcess) {
+TEST_F(UciConfigTest, StoredValueIsVisibleToAnotherProcess) {
     ASSERT_TRUE(config().set_option("zephran.device.version_os", "1.2=3 'rc'"));
 
     const pid_t reader = fork();
@@ -84,7 +84,7 @@ TEST_F(UciConfigTest, StoredValueIsCommitted) {
     EXPECT_EQ(config().get_option("zephran.service.rebooted"), "1");
 }
 
-TEST_F(UciConfigTest, SameValueIsNotWrittenAgain) {
+TEST_F(UciConfigTest, UnchangedValueIsNotWritten) {
     const std::string before = file();
 
     EXPECT_TRUE(config().set_option("zephran.service.log_level", "INFO"));
@@ -100,7 +100,7 @@ TEST_F(UciConfigTest, ValueInAMissingSectionIsNotStored) {
     EXPECT_EQ(file(), before);
 }
 
-TEST_F(UciConfigTest, FailedSetStillCommitsWhatIsPending) {
+TEST_F(UciConfigTest, FailedSetStillCommitsPendingChanges) {
     directory.write("saved/zephran", "zephran.service.log_level='pending'\n");
 
     EXPECT_FALSE(config().set_option("zephran.absent.value", "1"));
@@ -132,7 +132,7 @@ TEST_F(UciConfigTest, DeletionIsSavedButNotCommitted) {
     EXPECT_TRUE(config().has_option("zephran.service.log_level"));
 }
 
-TEST_F(UciConfigTest, DeletionIsPermanentAfterTheNextStoredValue) {
+TEST_F(UciConfigTest, DeletionIsPermanentAfterTheNextCommit) {
     ASSERT_TRUE(config().delete_option("zephran.service.log_level"));
 
     ASSERT_TRUE(config().set_option("zephran.service.rebooted", "0"));
@@ -145,7 +145,7 @@ TEST_F(UciConfigTest, MissingOptionIsNotDeleted) {
     EXPECT_FALSE(config().delete_option("absent.service.log_level"));
 }
 
-TEST_F(UciConfigTest, OverlayOverridesWhatIsStored) {
+TEST_F(UciConfigTest, OverlayOverridesTheStoredConfiguration) {
     directory.write("state/zephran", "zephran.service.log_level='overlay'\n");
 
     EXPECT_EQ(config(directory.path("state")).get_option("zephran.service.log_level"), "overlay");

@@ -19,7 +19,7 @@ TEST_P(UciConfigWithoutLibrary, HasNoOption) {
     EXPECT_FALSE(config.has_option("zephran.schedule.enabled"));
 }
 
-TEST_P(UciConfigWithoutLibrary, ReadingAnOptionThrowsItsKey) {
+TEST_P(UciConfigWithoutLibrary, ReadingAnOptionThrowsWithItsKey) {
     const std::string key = "zephran.service.rebooted";
 
     try {
@@ -41,11 +41,11 @@ TEST_P(UciConfigWithoutLibrary, WritesNothing) {
 INSTANTIATE_TEST_SUITE_P(Libraries, UciConfigWithoutLibrary,
                          testing::Values("/nonexistent/libuci.so", UCI_INCOMPLETE_PATH));
 
-TEST(UciConfig, DefaultReadsRunTimeStateOverTheStoredConfiguration) {
+TEST(UciConfig, DefaultOverlaysTheRunTimeState) {
     EXPECT_EQ(UciConfig::Default.delta_path, "/tmp/state/");
 }
 
-TEST(UciConfig, DefaultUsesTheLibraryOfTheSystem) {
+TEST(UciConfig, DefaultUsesTheSystemLibrary) {
     if (UciLibrary::Default.available) {
         GTEST_SKIP() << "this machine has a configuration store, which is left alone";
     }

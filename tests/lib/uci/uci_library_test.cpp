@@ -6,13 +6,13 @@ namespace zephran {
 
 namespace {
 
-TEST(UciLibrary, IsNotAvailableWithoutTheLibrary) {
+TEST(UciLibrary, IsUnavailableWithoutTheLibrary) {
     const UciLibrary library{"/nonexistent/libuci.so"};
 
     EXPECT_FALSE(library.available);
 }
 
-TEST(UciLibrary, IsNotAvailableWhenAFunctionIsMissing) {
+TEST(UciLibrary, IsUnavailableIfAFunctionIsMissing) {
     const UciLibrary library{UCI_INCOMPLETE_PATH};
 
     EXPECT_FALSE(library.available);

@@ -15,7 +15,7 @@ std::string text_of(const Json::Value& document) {
     return Json::writeString(builder, document);
 }
 
-TEST(DeploymentDocument, BeforeTheFirstPollTheTimeIsTheBeginningOfTime) {
+TEST(DeploymentDocument, TimeIsTheEpochBeforeTheFirstPoll) {
     const AgentControl agent;
 
     EXPECT_EQ(text_of(deployment_document(agent)),
@@ -31,7 +31,7 @@ TEST(DeploymentDocument, TimeIsUtcInWholeSeconds) {
     EXPECT_EQ(deployment_document(agent)["last_poll"].asString(), "2026-11-14T17:03:11Z");
 }
 
-TEST(DeploymentDocument, ShowsThePendingDeploymentInTheOrderOfItsChunks) {
+TEST(DeploymentDocument, ListsTheChunksOfThePendingDeploymentInOrder) {
     test::DeploymentText text;
     text.id = "42";
     text.chunks = {{"script", "second", "2.0"}, {"os", "first", "1.0"}};
@@ -55,7 +55,7 @@ TEST(AgentsDocument, NoAgentsAreNull) {
     EXPECT_EQ(text_of(agents_document({})), R"({"agents":null})");
 }
 
-TEST(AgentsDocument, ShowsTheAttributesOfEveryAgentInTheOrderOfTheIds) {
+TEST(AgentsDocument, ListsTheAttributesOfEveryAgentSortedById) {
     const auto gateway = std::make_shared<AgentControl>();
     gateway->set_attributes({{"installed_flash_type", ""}, {"dormant", "1"}});
     const auto device = std::make_shared<AgentControl>();

@@ -24,7 +24,7 @@ constexpr unsigned clients = 4;
 constexpr unsigned rounds = 15;
 constexpr unsigned calls_in_a_round = 6;
 
-/// Processes that call everything over and over, each so many rounds.
+/// Processes that call every method in turn, for a number of rounds.
 class Clients {
 public:
     explicit Clients(const test::PrivateBroker& broker) {
@@ -36,7 +36,7 @@ public:
                                   call(R"(force_poll '{"agent_id":"gw"}')") +
                                   call(R"(force_poll '{"agent_id":"unknown"}')");
         for (unsigned i = 0; i < clients; ++i) {
-            // What is not read from a pipe would stop the client; so a file.
+            // A file, because a full pipe would block the client.
             processes.push_back(std::make_unique<common::POpen>(
                 "for i in $(seq " + std::to_string(rounds) + "); do\n" + round + "done >" +
                 output(i) + "; touch " + end_mark(i)));
@@ -52,7 +52,7 @@ public:
         return false;
     }
 
-    /// What came back, line by line.
+    /// The answers, line by line.
     [[nodiscard]] std::vector<std::string> answers() {
         processes.clear();
         std::vector<std::string> lines;
@@ -77,7 +77,7 @@ private:
     std::vector<std::unique_ptr<common::POpen>> processes;
 };
 
-/// What the main loop does to agents, many times as fast.
+/// Does what the main loop does to agents, but many times as fast.
 class AgentsThatComeAndGo {
 public:
     explicit AgentsThatComeAndGo(BusManager& served) : manager{served} {}
@@ -86,7 +86,7 @@ public:
         ++number;
         const std::string id = "device-" + std::to_string(number);
         manager.spawn_device(id);
-        // The first two bring a dormant agent to rest.
+        // The first two ticks bring a dormant agent to rest.
         manager.tick_agents();
         manager.tick_agents();
         change_deployment();
@@ -146,13 +146,13 @@ void expect_whole(const std::string& line) {
     }
 }
 
-TEST(BusSoak, EveryCallIsAnsweredWhileAgentsAndDeploymentsComeAndGo) {
+TEST(BusSoak, EveryCallIsAnsweredWhileAgentsAndDeploymentsChange) {
     BusBench bench;
-    // Thousands of steps would fill the memory with what they say.
+    // Thousands of steps would fill the memory with log lines.
     set_log_level("ERROR");
     AgentManagerSettings settings;
     settings.gateway_id = "gw";
-    // A poll that a client has forced fails at once there.
+    // Forced polls fail immediately there.
     settings.server = "127.0.0.1:1";
     settings.dormant = true;
     settings.properties = {{"dormant", "1"}};

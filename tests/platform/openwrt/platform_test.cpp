@@ -14,7 +14,7 @@ TEST(OpenWrtPlatform, DownloadsGoToTheMemoryFileSystem) {
     EXPECT_STREQ(get_temp_directory(), "/tmp/");
 }
 
-TEST(OpenWrtPlatform, ConfigurationStoreIsOneObject) {
+TEST(OpenWrtPlatform, ConfigurationStoreIsASingleObject) {
     Config* const config = get_config();
 
     EXPECT_NE(dynamic_cast<openwrt::UciConfigWrapper*>(config), nullptr);

@@ -13,7 +13,7 @@ namespace {
 
 class PreparationTest : public testing::Test {
 protected:
-    /// Writes a program that notes its arguments and then does as told.
+    /// Writes a program that records its arguments and then runs a command.
     std::string program(const std::string& name, const std::string& ending = "exit 0") const {
         const std::string path = directory.write(
             name, "#!/bin/sh\necho \"$0 $*\" >>" + directory.path("calls") + "\n" + ending + "\n");
@@ -23,7 +23,7 @@ protected:
     [[nodiscard]] std::string calls() const { return directory.read("calls"); }
 
     TemporaryDirectory directory;
-    Preparation::Programs programs{directory.path("download.sh"), directory.path("service")};
+    Preparation::Environment programs{directory.path("download.sh"), directory.path("service")};
     Preparation preparation{programs};
 };
 
@@ -48,7 +48,7 @@ TEST_F(PreparationTest, OtherPartsRunNothing) {
     EXPECT_EQ(calls(), "");
 }
 
-TEST_F(PreparationTest, OtherPartBeforeTheFirmwareDoesNotCount) {
+TEST_F(PreparationTest, OtherPartsBeforeTheFirmwareDoNotCount) {
     program("download.sh");
 
     preparation.prepare_download("app");
@@ -66,7 +66,7 @@ TEST_F(PreparationTest, ServiceIsStoppedOnce) {
     EXPECT_EQ(calls(), programs.service_script + " stop\n");
 }
 
-TEST_F(PreparationTest, DownloadAndInstallationAreCountedApart) {
+TEST_F(PreparationTest, DownloadAndInstallationAreIndependent) {
     program("download.sh");
     program("service");
 
@@ -76,7 +76,7 @@ TEST_F(PreparationTest, DownloadAndInstallationAreCountedApart) {
     EXPECT_EQ(calls(), programs.service_script + " stop\n" + programs.download_script + " \n");
 }
 
-TEST_F(PreparationTest, MissingServiceIsLookedForAgain) {
+TEST_F(PreparationTest, MissingServiceIsCheckedAgain) {
     const CapturedLog log;
 
     preparation.prepare_install("os");
@@ -112,8 +112,8 @@ TEST_F(PreparationTest, KilledScriptIsLoggedAndNotRepeated) {
     EXPECT_NE(log.text().find("Program terminated abnormally"), std::string::npos) << log.text();
 }
 
-TEST(PreparationPrograms, AreThoseOfTheDevice) {
-    const Preparation::Programs programs;
+TEST(PreparationEnvironment, DefaultsToTheProgramsOfTheDevice) {
+    const Preparation::Environment programs;
 
     EXPECT_EQ(programs.download_script, "/sbin/prepare_download.sh");
     EXPECT_EQ(programs.service_script, "/etc/init.d/opensync");

@@ -56,7 +56,7 @@ TEST_F(UbusAgentManagerTest, ForcePollWithoutArgumentsReachesEveryAgent) {
     EXPECT_THAT(log.text(), HasSubstr("handle_force_poll: event=ubus method=force_poll agent=all"));
 }
 
-TEST_F(UbusAgentManagerTest, ForcePollReachesTheNamedAgentOnly) {
+TEST_F(UbusAgentManagerTest, ForcePollOnlyReachesTheNamedAgent) {
     start();
     manager.spawn_device("device");
 
@@ -87,7 +87,7 @@ TEST_F(UbusAgentManagerTest, OtherArgumentsOfForcePollAreIgnored) {
     EXPECT_TRUE(manager.control("gw").is_poll_forced());
 }
 
-TEST_F(UbusAgentManagerTest, AgentIdOfAnotherTypeIsReadAsText) {
+TEST_F(UbusAgentManagerTest, AgentIdOfAnotherTypeIsConvertedToText) {
     start();
     manager.spawn_device("5");
     manager.spawn_device("true");
@@ -104,7 +104,7 @@ TEST_F(UbusAgentManagerTest, AgentIdOfAnotherTypeIsReadAsText) {
     EXPECT_FALSE(manager.control("gw").is_poll_forced());
 }
 
-TEST_F(UbusAgentManagerTest, AgentIdThatIsNoTextFails) {
+TEST_F(UbusAgentManagerTest, AgentIdThatCannotBeConvertedFails) {
     start();
 
     EXPECT_EQ(call(R"(force_poll '{"agent_id":["gw"]}')").output, failed);
@@ -114,7 +114,7 @@ TEST_F(UbusAgentManagerTest, AgentIdThatIsNoTextFails) {
     EXPECT_THAT(finished_log(), HasSubstr("event=exception_caught action=call method=force_poll"));
 }
 
-TEST_F(UbusAgentManagerTest, ArgumentsThatBecomeNoJsonFail) {
+TEST_F(UbusAgentManagerTest, ArgumentsThatAreNotValidJsonFail) {
     start();
 
     EXPECT_EQ(call(R"(force_poll '{"":"x"}')").output, failed);
@@ -124,7 +124,7 @@ TEST_F(UbusAgentManagerTest, ArgumentsThatBecomeNoJsonFail) {
     EXPECT_THAT(finished_log(), HasSubstr("Failed to parse JSON object"));
 }
 
-TEST_F(UbusAgentManagerTest, DeploymentIsUnknownWithoutAGateway) {
+TEST_F(UbusAgentManagerTest, DeploymentIsUnavailableWithoutAGateway) {
     manager.run_setup();
 
     EXPECT_EQ(call("get_deployment").output,
@@ -134,7 +134,7 @@ TEST_F(UbusAgentManagerTest, DeploymentIsUnknownWithoutAGateway) {
     EXPECT_EQ(call("get_agents").output, "{\"agents\":null}\n");
 }
 
-TEST_F(UbusAgentManagerTest, NothingPendingStillTellsTheLastPoll) {
+TEST_F(UbusAgentManagerTest, LastPollIsReportedEvenIfNothingIsPending) {
     start();
     manager.control("gw").set_last_poll(std::chrono::system_clock::from_time_t(1'794'675'791));
 
@@ -154,7 +154,7 @@ TEST_F(UbusAgentManagerTest, PendingDeploymentIsShown) {
               "\"last_poll\":\"1970-01-01T00:00:00Z\",\"success\":true}\n");
 }
 
-TEST_F(UbusAgentManagerTest, AcceptsWhatIsPending) {
+TEST_F(UbusAgentManagerTest, AcceptsThePendingDeployment) {
     start();
     offer("42");
 
@@ -166,7 +166,7 @@ TEST_F(UbusAgentManagerTest, AcceptsWhatIsPending) {
                 HasSubstr("handle_accept_deployment: event=ubus method=accept_deployment"));
 }
 
-TEST_F(UbusAgentManagerTest, NothingCanBeAcceptedOnceTheDeploymentHasGone) {
+TEST_F(UbusAgentManagerTest, WithdrawnDeploymentCannotBeAccepted) {
     start();
     offer("42");
     manager.control("gw").drop_pending_deployment();
@@ -204,13 +204,13 @@ TEST_F(UbusAgentManagerTest, SetupFailsWithoutABroker) {
 }
 
 TEST_F(UbusAgentManagerTest, SetupFailsWhenTheNameIsTaken) {
-    // nothing serves this one: the library does not bear two connections on two threads
+    // Nothing serves this one: the library does not support connections on two threads.
     const ubus::UbusObject taken{"zephran", {}, {broker.socket()}};
 
     EXPECT_THROW(manager.run_setup(), ubus::ObjectAddException);
 }
 
-TEST_F(UbusAgentManagerTest, BrokerThatComesBackFindsTheObjectAgain) {
+TEST_F(UbusAgentManagerTest, ObjectIsRegisteredAgainWhenTheBrokerReturns) {
     start();
 
     broker.kill();

@@ -1,25 +1,25 @@
 #include "openwrt/uci_config_wrapper.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "support/redirected_uci.h"
+#include "ghn/ghn_config.h"
+#include "store/device_store.h"
+#include "support/captured_log.h"
+#include "support/device_configuration.h"
 #include "uci/exceptions.h"
 
 namespace zephran::platform::openwrt {
 
 namespace {
 
-/// Puts the process-wide store on the stand-in while a test runs.
+using testing::HasSubstr;
+
 class UciConfigWrapperTest : public testing::Test {
 protected:
-    UciConfigWrapperTest() {
-        uci.directory.write("config/zephran", "config service 'service'\n\toption enabled '1'\n");
-        UciConfig::Default = UciConfig{"", uci.backend()};
-    }
-    ~UciConfigWrapperTest() override { UciConfig::Default = original; }
+    UciConfigWrapperTest() { device.set("zephran", "service", "option enabled '1'"); }
 
-    UciConfig original = UciConfig::Default;
-    RedirectedUci uci;
+    DeviceConfiguration device;
     UciConfigWrapper wrapper;
 };
 
@@ -30,19 +30,82 @@ TEST_F(UciConfigWrapperTest, ReadsTheStoreOfTheDevice) {
     EXPECT_THROW((void)wrapper.get_option("zephran.service.absent"), PackageNotFoundException);
 }
 
+TEST_F(UciConfigWrapperTest, MissingOptionIsANeutralExceptionWithTheTextsOfUci) {
+    try {
+        const std::string value = wrapper.get_option("zephran.service.absent");
+        FAIL() << "returned " << value;
+    } catch (const OptionNotFoundException& error) {
+        EXPECT_STREQ(error.what(), "UCI package was not found");
+        const std::string text = boost::diagnostic_information(error);
+        EXPECT_THAT(text, HasSubstr("boost::wrapexcept<zephran::PackageNotFoundException>"));
+        EXPECT_THAT(text, HasSubstr("[zephran::config_key_record*] = zephran.service.absent"));
+    }
+}
+
 TEST_F(UciConfigWrapperTest, WritesTheStoreOfTheDevice) {
     EXPECT_TRUE(wrapper.set_option("zephran.service.rebooted", "1"));
     EXPECT_FALSE(wrapper.set_option("zephran.absent.rebooted", "1"));
 
-    EXPECT_NE(uci.directory.read("config/zephran").find("\toption rebooted '1'\n"),
-              std::string::npos);
+    EXPECT_THAT(device.stored("zephran"), HasSubstr("\toption rebooted '1'\n"));
 }
 
 TEST_F(UciConfigWrapperTest, DeletesFromTheStoreOfTheDevice) {
     EXPECT_TRUE(wrapper.delete_option("zephran.service.enabled"));
     EXPECT_FALSE(wrapper.delete_option("zephran.service.absent"));
 
-    EXPECT_EQ(uci.directory.read("saved/zephran"), "-zephran.service.enabled\n");
+    EXPECT_EQ(device.pending("zephran"), "-zephran.service.enabled\n");
+}
+
+/// Reads the powerline options through all layers.
+class GhnConfigOfTheDevice : public testing::Test {
+protected:
+    [[nodiscard]] ghn::GhnConfig ghn_config() { return DeviceStore{wrapper}.ghn_config(); }
+
+    CapturedLog log;
+    DeviceConfiguration device;
+    UciConfigWrapper wrapper;
+};
+
+TEST_F(GhnConfigOfTheDevice, IsReadFromFourOptions) {
+    device.set("ghn", "ghn", "option interface 'br-lan'\noption password 'common'");
+    device.set("nevra", "baptization", "option LirnMacAddress '02:00:00:00:00:01'");
+    EXPECT_EQ(ghn_config().get_interface(), "br-lan");
+    EXPECT_EQ(ghn_config().get_password(), "common");
+    EXPECT_EQ(ghn_config().get_controller_mac().str(), "02:00:00:00:00:01");
+
+    device.set("nevra-private", "baptization", "option PwdGhnConfig 'own'");
+    EXPECT_EQ(ghn_config().get_password(), "own");
+}
+
+TEST_F(GhnConfigOfTheDevice, AbsentOptionsOfAPackageAreEmpty) {
+    device.set("ghn", "ghn", "option enabled '1'");
+    device.set("nevra", "baptization", "option SerialNumber '1'");
+    device.set("nevra-private", "baptization", "option Other '1'");
+
+    EXPECT_EQ(ghn_config().get_interface(), "");
+    EXPECT_EQ(ghn_config().get_password(), "");
+    EXPECT_FALSE(ghn_config().get_controller_mac().is_valid());
+    EXPECT_EQ(log.text(), "");
+}
+
+TEST_F(GhnConfigOfTheDevice, ListIsNoInterface) {
+    device.set("ghn", "ghn", "list interface 'br-lan'\nlist interface 'eth1'");
+
+    EXPECT_EQ(ghn_config().get_interface(), "");
+}
+
+TEST_F(GhnConfigOfTheDevice, ListIsNoOwnPassword) {
+    device.set("ghn", "ghn", "option password 'common'");
+    device.set("nevra-private", "baptization", "list PwdGhnConfig 'own'");
+
+    EXPECT_EQ(ghn_config().get_password(), "common");
+}
+
+TEST_F(GhnConfigOfTheDevice, ListIsNoControllerAddress) {
+    device.set("nevra", "baptization", "list LirnMacAddress '02:00:00:00:00:01'");
+
+    EXPECT_FALSE(ghn_config().get_controller_mac().is_valid());
+    EXPECT_EQ(log.text(), "");
 }
 
 }  // namespace

@@ -13,7 +13,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Pair;
 
-TEST(AgentControl, NewOneKnowsNothing) {
+TEST(AgentControl, IsEmptyAtFirst) {
     const AgentControl control;
 
     EXPECT_THAT(*control.attributes(), IsEmpty());
@@ -34,7 +34,7 @@ TEST(AgentControl, ForcedPollIsTakenOnce) {
     EXPECT_FALSE(control.take_forced_poll());
 }
 
-TEST(AgentControl, PendingDeploymentStaysReadableAfterItHasGone) {
+TEST(AgentControl, PendingDeploymentStaysReadableAfterItWasDropped) {
     AgentControl control;
     DeploymentText text;
     text.id = "42";
@@ -56,7 +56,7 @@ protected:
     }
 };
 
-TEST_F(ControlOfAnAgent, ShowsWhatTheAgentTellsTheServer) {
+TEST_F(ControlOfAnAgent, ShowsTheAttributesSentToTheServer) {
     AgentSettings settings;
     settings.attributes = {{"model", "x"}};
 

@@ -236,25 +236,5 @@ TEST_F(HawkbitAgentAction, BackoffIsLoggedAndMovesTheNextPoll) {
     EXPECT_EQ(count_logged("event=backoff delay="), 1U);
 }
 
-TEST_F(HawkbitAgentAction, ClientCertificateGoesToTheServerAndToTheDownloads) {
-    AgentSettings settings;
-    settings.client_certificate.emplace(http::CertificateType::pem, "client.pem", "client.key");
-    start_deployment(scripted_deployment(2), settings);
-
-    run_to_end_of_deployment();
-
-    EXPECT_THAT(server.certificates, ElementsAre("client.pem"));
-    EXPECT_THAT(files.certificates, ElementsAre("client.pem", "client.pem"));
-}
-
-TEST_F(HawkbitAgentAction, WithoutACertificateNoneIsPresented) {
-    start_deployment(scripted_deployment(1));
-
-    run_to_end_of_deployment();
-
-    EXPECT_THAT(server.certificates, IsEmpty());
-    EXPECT_THAT(files.certificates, IsEmpty());
-}
-
 }  // namespace
 }  // namespace zephran::test

@@ -14,7 +14,7 @@ using ::testing::Not;
 
 class HawkbitAgentCancel : public ::testing::Test, protected AgentBench {
 protected:
-    /// The server takes the deployment back and asks for its cancellation.
+    /// The server withdraws the deployment and asks for its cancellation.
     void ask_for_cancellation() {
         server.close_deployment();
         server.offer_cancel("7");
@@ -122,7 +122,7 @@ TEST_F(HawkbitAgentCancel, ThatCannotBeFetchedEndsTheCycle) {
     EXPECT_THAT(server.exchanges, ElementsAre("status", "failure", "failure"));
 }
 
-TEST_F(HawkbitAgentCancel, ThatCannotBeFetchedGivesWayToTheDeployment) {
+TEST_F(HawkbitAgentCancel, ThatCannotBeFetchedIsFollowedByTheDeployment) {
     make_introduced();
     offer(scripted_deployment(1));
     server.offer_cancel("6");
@@ -213,7 +213,7 @@ TEST_F(HawkbitAgentCancel, AbortedAgentSendsNoCancelFeedback) {
     EXPECT_EQ(part.script.cancellations, 1U);
 }
 
-TEST_F(HawkbitAgentCancel, AbortedAgentKeepsTheRefusalOfItsInstallerToItself) {
+TEST_F(HawkbitAgentCancel, AbortedAgentDoesNotReportTheRefusalOfItsInstaller) {
     part.script.steps_to_install = 10;
     part.script.is_cancellable = false;
     start_installation(scripted_deployment(1));

@@ -85,7 +85,7 @@ TEST_F(HawkbitAgentCycle, RestartInTheMiddleOfACycleIsIgnored) {
     EXPECT_THAT(server.exchanges, ElementsAre("status", "config data"));
 }
 
-TEST_F(HawkbitAgentCycle, DormantAgentNeverPollsByItself) {
+TEST_F(HawkbitAgentCycle, DormantAgentNeverPollsUnforced) {
     make(dormant());
 
     run_to_rest();
@@ -144,7 +144,7 @@ TEST_F(HawkbitAgentCycle, FailedPollBacksOffAndIsRepeatedUntilItSucceeds) {
                 ElementsAre("failure", "failure", "failure", "status", "config data", "status"));
 }
 
-TEST_F(HawkbitAgentCycle, ForcedPollCutsTheBackoffShort) {
+TEST_F(HawkbitAgentCycle, ForcedPollEndsTheBackoff) {
     make();
     server.fail(Exchange::fetch_status, 1);
     tick(2);

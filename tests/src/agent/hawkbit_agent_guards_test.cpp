@@ -15,7 +15,7 @@ constexpr const char* automatic_update_key = "zephran.service.automatic_update";
 
 class HawkbitAgentGuard : public ::testing::Test, protected AgentBench {
 protected:
-    /// An agent that holds a deployment which it has not started.
+    /// An agent with a deployment that it has not started.
     void make_holding(const DeploymentText& text, AgentSettings settings = {}) {
         make(std::move(settings));
         server.offer(text);
@@ -56,7 +56,7 @@ TEST_F(HawkbitAgentGuard, ForcedPollWakesADormantAgentOnce) {
     EXPECT_TRUE(agent->is_dormant());
 }
 
-TEST_F(HawkbitAgentGuard, AgentIsNotDormantUnlessToldSo) {
+TEST_F(HawkbitAgentGuard, AgentIsNotDormantByDefault) {
     EXPECT_FALSE(make().is_dormant());
 }
 
@@ -72,7 +72,7 @@ TEST_F(HawkbitAgentGuard, BackoffHasElapsedOnlyAfterItsEnd) {
     EXPECT_TRUE(agent->is_backoff_delay_elapsed());
 }
 
-TEST_F(HawkbitAgentGuard, ForcedPollCutsTheBackoffShortAndIsNotSpentByIt) {
+TEST_F(HawkbitAgentGuard, ForcedPollEndsTheBackoffAndIsNotConsumed) {
     make();
     agent->set_backoff_delay();
     now -= std::chrono::hours{1};
@@ -204,7 +204,7 @@ TEST_F(HawkbitAgentGuard, UnknownMessageAboveAReportIsLoggedOncePerAction) {
     EXPECT_EQ(count_logged("event=is_resumed_deployment message=unknown action message"), 2U);
 }
 
-TEST_F(HawkbitAgentGuard, ServerNotesOfAFreshActionAreNoUnknownMessages) {
+TEST_F(HawkbitAgentGuard, ServerNotesOfANewActionAreNotUnknownMessages) {
     is_resumed({"Assignment initiated by user 'admin'"});
 
     EXPECT_EQ(count_logged("unknown action message"), 0U);
@@ -224,7 +224,7 @@ TEST_F(HawkbitAgentGuard, UserForcesByTheIdOrAnyDeployment) {
     EXPECT_TRUE(agent->is_user_forced());
 }
 
-TEST_F(HawkbitAgentGuard, EmptyIdIsNothingThatAUserHasAccepted) {
+TEST_F(HawkbitAgentGuard, EmptyIdIsNotAccepted) {
     DeploymentText text = scripted_deployment(1);
     text.id = "";
     make_holding(text);

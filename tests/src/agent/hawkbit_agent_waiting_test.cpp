@@ -55,7 +55,7 @@ TEST_F(HawkbitAgentWaiting, SoftDeploymentStartsAtOnceWithoutASchedule) {
     EXPECT_EQ(count_logged("action=skipped"), 1U);
 }
 
-TEST_F(HawkbitAgentWaiting, ForcedDeploymentStartsWhateverTheScheduleAndTheUserSay) {
+TEST_F(HawkbitAgentWaiting, ForcedDeploymentIgnoresTheScheduleAndTheUser) {
     make_introduced(scheduled(no_day));
     offer(scripted_deployment(1));
     switch_automatic_updates("0");
@@ -68,7 +68,7 @@ TEST_F(HawkbitAgentWaiting, ForcedDeploymentStartsWhateverTheScheduleAndTheUserS
     EXPECT_EQ(agent->control()->pending_deployment(), nullptr);
 }
 
-TEST_F(HawkbitAgentWaiting, InterruptedDeploymentStartsWhateverTheScheduleAndTheUserSay) {
+TEST_F(HawkbitAgentWaiting, InterruptedDeploymentIgnoresTheScheduleAndTheUser) {
     DeploymentText text = soft_deployment();
     text.history = {"Installation started", "scripted:a:1"};
     make_introduced(scheduled(no_day));
@@ -101,7 +101,7 @@ TEST_P(HawkbitAgentAcceptance, StartsTheDeploymentThatWaitsForTheUser) {
     EXPECT_TRUE(agent->is_deploying());
 }
 
-TEST_P(HawkbitAgentAcceptance, CutsTheWaitForTheScheduleShort) {
+TEST_P(HawkbitAgentAcceptance, EndsTheWaitForTheSchedule) {
     make_introduced(scheduled(no_day));
     offer(soft_deployment());
     run_cycle();
@@ -113,7 +113,7 @@ TEST_P(HawkbitAgentAcceptance, CutsTheWaitForTheScheduleShort) {
     EXPECT_TRUE(agent->is_deploying());
 }
 
-TEST_P(HawkbitAgentAcceptance, CutsTheDelayShort) {
+TEST_P(HawkbitAgentAcceptance, EndsTheDelay) {
     make_introduced(scheduled(every_day));
     offer(soft_deployment());
     run_cycle();
@@ -142,7 +142,7 @@ TEST_F(HawkbitAgentWaiting, AcceptanceOfAnotherDeploymentChangesNothing) {
     EXPECT_FALSE(agent->is_deploying());
 }
 
-TEST_F(HawkbitAgentWaiting, DelayOutlivesARestart) {
+TEST_F(HawkbitAgentWaiting, DelaySurvivesARestart) {
     make_introduced(scheduled(every_day));
     offer(soft_deployment());
     run_cycle();

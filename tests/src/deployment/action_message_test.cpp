@@ -67,7 +67,7 @@ TEST(ActionMessageText, OtherTextsAreRefusedAndNamed) {
     }
 }
 
-TEST(ActionMessageText, ReadsUpToANulCharacter) {
+TEST(ActionMessageText, ReadsUpToANullCharacter) {
     std::istringstream stream{std::string("Now waiting\0more", 16)};
     auto message = ActionMessage::ChunkDeployed;
 

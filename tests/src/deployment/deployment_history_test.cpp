@@ -35,7 +35,7 @@ TEST(DeploymentHistory, OwnReportIsFoundAnywhere) {
         deployment_history::holds_own_report(history({server_note, "x", "Chunk deployed"})));
 }
 
-TEST(DeploymentHistory, ServerNotesAloneAreThoseOfAFreshAction) {
+TEST(DeploymentHistory, HistoryOfServerNotesIsThatOfANewAction) {
     EXPECT_FALSE(deployment_history::holds_own_report(history({})));
     EXPECT_FALSE(deployment_history::holds_own_report(history({server_note})));
     EXPECT_FALSE(deployment_history::holds_own_report(history({"installation started", ""})));
@@ -63,7 +63,7 @@ TEST(DeploymentHistory, AnyOtherNewestReportIsNoInterruption) {
         ends_with_installation_started({"os:firmware:2.1.0", "x", "Installation started"}));
 }
 
-TEST(DeploymentHistory, UnknownTextOnTopOfAnOwnOneIsNoticed) {
+TEST(DeploymentHistory, UnknownTextAboveAnOwnOneIsNoticed) {
     EXPECT_TRUE(deployment_history::has_unknown_message_on_top(
         history({"Installation cannot be cancelled", "Installation started"})));
     EXPECT_FALSE(deployment_history::has_unknown_message_on_top(

@@ -32,7 +32,7 @@ protected:
     }
 };
 
-TEST_F(DeploymentReportOfAStep, NothingIsToldWhileNothingHappens) {
+TEST_F(DeploymentReportOfAStep, NothingIsReportedWhileNothingHappens) {
     make(scripted_deployment(1));
 
     for (unsigned i = 1; i < ticks_to_installer; ++i) {
@@ -140,7 +140,7 @@ TEST_F(DeploymentReportOfAStep, FailureCarriesMessageDetailsAndChunk) {
                                              "program_output: as told", "scripted:a:1"));
 }
 
-TEST_F(DeploymentReportOfAStep, FailureOutranksTheCancellationOfTheSameStep) {
+TEST_F(DeploymentReportOfAStep, FailureTakesPrecedenceOverTheCancellationOfTheSameStep) {
     make(scripted_deployment(1));
     files.files.clear();
     tick(3);
@@ -170,7 +170,7 @@ TEST_F(DeploymentReportOfAStep, FailureWhileCancellingAnswersTheCancellation) {
                 ElementsAre("Installation cannot be cancelled", "", "scripted:a:1"));
 }
 
-TEST_F(DeploymentReportOfAStep, FailureIsNewOnlyOnce) {
+TEST_F(DeploymentReportOfAStep, FailureIsReportedOnce) {
     part.script.fails_to_start = true;
     make(scripted_deployment(1));
     tick(ticks_to_installer);

@@ -12,7 +12,7 @@ using ::testing::IsEmpty;
 
 class HawkbitDeployerCancel : public ::testing::Test, protected DeployerBench {
 protected:
-    /// Goes on until the installation of the first chunk has been started.
+    /// Ticks until the installation of the first chunk has been started.
     void run_to_installation() {
         part.script.steps_to_install = 3;
         make(scripted_deployment(2));

@@ -115,7 +115,7 @@ TEST_F(HawkbitDeployerFailure, PartThatTheTargetDoesNotAcceptIsUnsupported) {
     EXPECT_FALSE(has_file("a.bin"));
 }
 
-TEST_F(HawkbitDeployerFailure, InstallerThatCannotBeMadeEndsTheDeploymentInTheSameTick) {
+TEST_F(HawkbitDeployerFailure, InstallerThatCannotBeCreatedEndsTheDeploymentInTheSameTick) {
     part.script.fails_to_be_made = true;
     make(scripted_deployment(1));
 
@@ -176,7 +176,7 @@ TEST_F(HawkbitDeployerFailure, FailedInstallationThatWouldHaveRebootedIsNoLonger
     EXPECT_EQ(platform.config.values["zephran.service.rebooted"], "0");
 }
 
-TEST_F(HawkbitDeployerFailure, EndedDeploymentStaysAsItIs) {
+TEST_F(HawkbitDeployerFailure, EndedDeploymentDoesNotChange) {
     part.script.fails_to_start = true;
     make(scripted_deployment(1));
     run_to_end();
@@ -214,7 +214,7 @@ TEST_P(HawkbitDeployerUnsafeName, IsNeitherDownloadedNorDeleted) {
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator{outside.path("inner")}, {}), 1);
 }
 
-TEST_P(HawkbitDeployerUnsafeName, IsPassedOverWhenTheFilesAreDeleted) {
+TEST_P(HawkbitDeployerUnsafeName, IsSkippedWhenTheFilesAreDeleted) {
     outside.write("evil", "precious");
     make({"7", {{"scripted", "a", "1", {{"a.bin"}}}, {"scripted", "b", "2", {{GetParam()}}}}});
     tick(4);

@@ -25,7 +25,7 @@ protected:
         make(text);
     }
 
-    /// Checks that the deployment begins with its first chunk.
+    /// Checks that the deployment starts with its first chunk.
     void expect_untouched() {
         EXPECT_FALSE(deployer->is_resumed());
         EXPECT_FALSE(deployer->has_installer());
@@ -48,7 +48,7 @@ TEST_F(HawkbitDeployerResume, WithoutAHistoryNothingHappens) {
     EXPECT_THAT(part.script.started, ElementsAre("a:1", "b:2", "c:3"));
 }
 
-TEST_F(HawkbitDeployerResume, TakesUpTheInterruptedInstallationWithoutDownloading) {
+TEST_F(HawkbitDeployerResume, ResumesTheInterruptedInstallationWithoutDownloading) {
     part.script.can_resume = true;
     make_with_history({"Installation started", "scripted:b:2", "Chunk deployed", "scripted:a:1"});
 
@@ -76,7 +76,7 @@ TEST_F(HawkbitDeployerResume, AcceptsTheDetailsOfTheReportInEitherOrder) {
     EXPECT_EQ(deployer->current_chunk_string(), "scripted:b:2");
 }
 
-TEST_F(HawkbitDeployerResume, LogsWhatItTakesUp) {
+TEST_F(HawkbitDeployerResume, LogsWhatItResumes) {
     part.script.can_resume = true;
     make_with_history({"Installation started", "scripted:c:3"});
 
@@ -86,7 +86,7 @@ TEST_F(HawkbitDeployerResume, LogsWhatItTakesUp) {
     EXPECT_THAT(log.text(), HasSubstr("action=resume message=resuming deployment"));
 }
 
-TEST_F(HawkbitDeployerResume, VersionMayHoldColons) {
+TEST_F(HawkbitDeployerResume, VersionMayContainColons) {
     part.script.can_resume = true;
     make({"7",
           {{"scripted", "a", "1", {}}, {"scripted", "b", "2:3:4", {}}},
@@ -111,7 +111,7 @@ TEST_F(HawkbitDeployerResume, FindsAChunkWhoseNameWasCleanedForTheServer) {
     EXPECT_EQ(deployer->current_chunk_string(), "scripted:for<b>oards:2");
 }
 
-TEST_F(HawkbitDeployerResume, ChunkWhoseInstallerCannotTellIsInstalledAnew) {
+TEST_F(HawkbitDeployerResume, ChunkWhoseInstallerCannotResumeIsInstalledAgain) {
     make_with_history({"Installation started", "scripted:b:2"});
 
     deployer->resume();
@@ -138,7 +138,7 @@ TEST_F(HawkbitDeployerResume, RestartedChunkThatRebootsIsRecordedOnlyOnceItsInst
     EXPECT_THAT(platform.config.writes, IsEmpty());
 }
 
-TEST_F(HawkbitDeployerResume, InstallationThatIsTakenUpCountsAsOneThatMayReboot) {
+TEST_F(HawkbitDeployerResume, ResumedInstallationMayReboot) {
     part.script.can_resume = true;
     part.script.will_reboot = true;
     make_with_history({"Installation started", "scripted:c:3"});
@@ -150,7 +150,7 @@ TEST_F(HawkbitDeployerResume, InstallationThatIsTakenUpCountsAsOneThatMayReboot)
     EXPECT_EQ(platform.config.values["zephran.service.rebooted"], "0");
 }
 
-TEST_F(HawkbitDeployerResume, InstallationThatIsTakenUpCanBeCancelled) {
+TEST_F(HawkbitDeployerResume, ResumedInstallationCanBeCancelled) {
     part.script.can_resume = true;
     part.script.steps_to_install = 100;
     make_with_history({"Installation started", "scripted:b:2"});
@@ -168,7 +168,7 @@ class HawkbitDeployerUnusableHistory
     : public HawkbitDeployerResume,
       public ::testing::WithParamInterface<std::vector<std::string>> {};
 
-TEST_P(HawkbitDeployerUnusableHistory, ThrowsAndLeavesTheDeployerAsItWas) {
+TEST_P(HawkbitDeployerUnusableHistory, ThrowsAndLeavesTheDeployerUnchanged) {
     part.script.can_resume = true;
     make_with_history(GetParam());
 
@@ -187,7 +187,7 @@ INSTANTIATE_TEST_SUITE_P(
                                                "Installation started", "scripted:a:1"},
                       std::vector<std::string>{"Deployment successful", "Chunk deployed"}));
 
-TEST_F(HawkbitDeployerResume, TextThatIsNoChunkStringIsRefused) {
+TEST_F(HawkbitDeployerResume, TextThatIsNotAChunkStringIsRefused) {
     part.script.can_resume = true;
     make_with_history({"Installation started", "os-firmware"});
 
@@ -205,7 +205,7 @@ TEST_F(HawkbitDeployerResume, ChunkThatIsNotInTheActionIsRefused) {
     expect_untouched();
 }
 
-TEST_F(HawkbitDeployerResume, InstallerThatCannotBeMadeLeavesTheDeployerAsItWas) {
+TEST_F(HawkbitDeployerResume, InstallerThatCannotBeCreatedLeavesTheDeployerUnchanged) {
     part.script.can_resume = true;
     part.script.will_reboot = true;
     part.script.fails_to_be_made = true;

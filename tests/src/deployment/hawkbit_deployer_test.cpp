@@ -60,7 +60,7 @@ TEST_F(HawkbitDeployerRun, TakesOneStepInEachTick) {
     EXPECT_TRUE(deployer->is_finished());
 }
 
-TEST_F(HawkbitDeployerRun, NewInstallerTakesItsFirstStepInTheTickThatMakesIt) {
+TEST_F(HawkbitDeployerRun, NewInstallerTakesItsFirstStepInTheTickThatCreatesIt) {
     make(scripted_deployment(1));
 
     tick(ticks_to_installer);
@@ -144,7 +144,7 @@ TEST_F(HawkbitDeployerRun, ProgressCountsTheChunksThatAreDone) {
     EXPECT_EQ(deployer->current_chunk_string(), "");
 }
 
-TEST_F(HawkbitDeployerRun, KeepsWhatTheInstallerReported) {
+TEST_F(HawkbitDeployerRun, KeepsTheReportOfTheInstaller) {
     part.script.report = "all went well\n";
     make(scripted_deployment(1));
 
@@ -153,7 +153,7 @@ TEST_F(HawkbitDeployerRun, KeepsWhatTheInstallerReported) {
     EXPECT_EQ(deployer->installer_output(), "all went well\n");
 }
 
-TEST_F(HawkbitDeployerRun, ChunkWhoseVersionIsRecordedIsPassedOver) {
+TEST_F(HawkbitDeployerRun, ChunkWhoseVersionIsRecordedIsSkipped) {
     record_version("1", "2024-03-01T12:00:00Z");
     make(scripted_deployment(1));
 
@@ -167,7 +167,7 @@ TEST_F(HawkbitDeployerRun, ChunkWhoseVersionIsRecordedIsPassedOver) {
               "Already installed\nInstalled scripted 1 on 2024-03-01T12:00:00Z\n");
 }
 
-TEST_F(HawkbitDeployerRun, OnlyTheVeryVersionCountsAsInstalled) {
+TEST_F(HawkbitDeployerRun, OnlyTheExactVersionCountsAsInstalled) {
     record_version("1.0", "2024-03-01T12:00:00Z");
     make(scripted_deployment(1));
 
@@ -176,7 +176,7 @@ TEST_F(HawkbitDeployerRun, OnlyTheVeryVersionCountsAsInstalled) {
     EXPECT_THAT(part.script.started, ElementsAre("a:1"));
 }
 
-TEST_F(HawkbitDeployerRun, EmptyVersionIsNotTakenForTheRecordThatIsMissing) {
+TEST_F(HawkbitDeployerRun, EmptyVersionDoesNotMatchAMissingRecord) {
     make({"7", {{"scripted", "unversioned", "", {}}}});
 
     run_to_end();

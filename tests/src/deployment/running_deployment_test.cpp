@@ -60,7 +60,7 @@ protected:
     std::unique_ptr<RunningDeployment> running;
 };
 
-TEST_F(RunningDeploymentTest, DeploymentGivenUpOnTheWayLeavesNoFile) {
+TEST_F(RunningDeploymentTest, AbandonedDeploymentLeavesNoFile) {
     run(scripted_deployment(1));
     step(4);
     ASSERT_TRUE(has_file("a.bin"));
@@ -94,7 +94,7 @@ TEST_F(RunningDeploymentTest, NothingIsReportedAfterAFailure) {
     EXPECT_EQ(reports[1].recipient, Recipient::deployment);
 }
 
-TEST_F(RunningDeploymentTest, FailureIsSeenInTheStepThatBroughtIt) {
+TEST_F(RunningDeploymentTest, FailureIsSeenInTheStepThatCausedIt) {
     part.script.fails_to_start = true;
     run(scripted_deployment(1));
 
@@ -108,7 +108,7 @@ TEST_F(RunningDeploymentTest, FailureIsSeenInTheStepThatBroughtIt) {
     EXPECT_TRUE(running->has_ended());
 }
 
-TEST_F(RunningDeploymentTest, WithdrawnBeforeAnInstallationEndsWithoutAWord) {
+TEST_F(RunningDeploymentTest, WithdrawalBeforeAnInstallationIsNotReported) {
     run(scripted_deployment(1));
     step(4);
 
@@ -118,7 +118,7 @@ TEST_F(RunningDeploymentTest, WithdrawnBeforeAnInstallationEndsWithoutAWord) {
     EXPECT_TRUE(remaining_reports().empty());
 }
 
-TEST_F(RunningDeploymentTest, WithdrawnDuringAnInstallationEndsWithoutAWord) {
+TEST_F(RunningDeploymentTest, WithdrawalDuringAnInstallationIsNotReported) {
     part.script.steps_to_install = 50;
     part.script.steps_to_cancel = 2;
     run(scripted_deployment(1));
@@ -131,7 +131,7 @@ TEST_F(RunningDeploymentTest, WithdrawnDuringAnInstallationEndsWithoutAWord) {
     EXPECT_TRUE(running->deployer().is_cancelled());
 }
 
-TEST_F(RunningDeploymentTest, WithdrawalThatTheInstallerRefusesIsNotAnsweredEither) {
+TEST_F(RunningDeploymentTest, WithdrawalThatTheInstallerRefusesIsNotReported) {
     part.script.steps_to_install = 5;
     part.script.is_cancellable = false;
     run(scripted_deployment(1));

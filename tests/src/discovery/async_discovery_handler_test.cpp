@@ -28,7 +28,7 @@ using ::testing::Not;
 using ::testing::Pair;
 using ::testing::StartsWith;
 
-/// Its passes do what a test says.
+/// Its passes run a function of the test.
 class ScriptedDiscovery : public AsyncDiscoveryHandler {
 public:
     using AsyncDiscoveryHandler::AsyncDiscoveryHandler;
@@ -57,8 +57,8 @@ class AsyncDiscoveryHandlerTest : public testing::Test {
 protected:
     AsyncDiscoveryHandlerTest() { handler->setup(&manager); }
 
-    /// One tick, and what it leads to if it starts a pass.
-    /// @return whether it has started one
+    /// Ticks once and waits for a pass that this starts.
+    /// @returns whether a pass was started
     bool tick_starts_pass() {
         const std::size_t before = starts();
         handler->tick();
@@ -87,7 +87,7 @@ protected:
         std::make_unique<ScriptedDiscovery>(PassClock::period, clock.reader());
 };
 
-TEST_F(AsyncDiscoveryHandlerTest, FirstPassStartsOnePeriodAfterTheConstruction) {
+TEST_F(AsyncDiscoveryHandlerTest, FirstPassStartsOnePeriodAfterConstruction) {
     EXPECT_FALSE(tick_starts_pass());
     clock.time += PassClock::period - 1ms;
     EXPECT_FALSE(tick_starts_pass());
@@ -108,7 +108,7 @@ TEST_F(AsyncDiscoveryHandlerTest, FractionsOfAMillisecondDoNotCount) {
     EXPECT_TRUE(tick_starts_pass());
 }
 
-TEST_F(AsyncDiscoveryHandlerTest, NextPassStartsOnePeriodAfterTheCollection) {
+TEST_F(AsyncDiscoveryHandlerTest, NextPassStartsOnePeriodAfterTheResultsAreApplied) {
     clock.start_pass(*handler);
     clock.time += 10s;
     clock.collect_pass(*handler);
@@ -119,7 +119,7 @@ TEST_F(AsyncDiscoveryHandlerTest, NextPassStartsOnePeriodAfterTheCollection) {
     EXPECT_TRUE(tick_starts_pass());
 }
 
-TEST_F(AsyncDiscoveryHandlerTest, PassThatHasEndedIsCollectedAndTheNextOneStartedInOneTick) {
+TEST_F(AsyncDiscoveryHandlerTest, FinishedPassIsAppliedAndTheNextOneStartedInOneTick) {
     ScriptedDiscovery restless{0ms, clock.reader()};
     restless.setup(&manager);
 
@@ -131,7 +131,7 @@ TEST_F(AsyncDiscoveryHandlerTest, PassThatHasEndedIsCollectedAndTheNextOneStarte
     EXPECT_GE(restless.passes, 2U);
 }
 
-TEST_F(AsyncDiscoveryHandlerTest, RunningPassHoldsATickForAWhileAndIsLeftAlone) {
+TEST_F(AsyncDiscoveryHandlerTest, TickWaitsBrieflyForARunningPass) {
     std::promise<void> release;
     handler->pass = [&release](ScriptedDiscovery& self) {
         release.get_future().wait();
@@ -159,7 +159,7 @@ TEST_F(AsyncDiscoveryHandlerTest, RunningPassHoldsATickForAWhileAndIsLeftAlone) 
     EXPECT_THAT(logged_after(" tick: ", log.text()), Contains("action=pending discover status=0"));
 }
 
-TEST_F(AsyncDiscoveryHandlerTest, ProgressIsLoggedForDebuggingOnly) {
+TEST_F(AsyncDiscoveryHandlerTest, ProgressIsOnlyLoggedAtDebugLevel) {
     clock.run_pass(*handler);
 
     EXPECT_THAT(logged_after(" DEBUG ", log.text()),
@@ -176,7 +176,7 @@ TEST_F(AsyncDiscoveryHandlerTest, PassRunsOnAnotherThread) {
     EXPECT_NE(worker, std::this_thread::get_id());
 }
 
-TEST_F(AsyncDiscoveryHandlerTest, ExceptionOfAPassLeavesTheTick) {
+TEST_F(AsyncDiscoveryHandlerTest, ExceptionOfAPassIsThrownByTheTick) {
     handler->pass = [](ScriptedDiscovery& self) {
         self.spawn_agent("device", {}, {});
         throw std::runtime_error{"the pass has failed"};
@@ -209,7 +209,7 @@ TEST_F(AsyncDiscoveryHandlerTest, RequestedAgentIsNotDormant) {
                 ElementsAre("event=is_dormant status=0"));
 }
 
-TEST_F(AsyncDiscoveryHandlerTest, AgentThatExistsStaysAsItIs) {
+TEST_F(AsyncDiscoveryHandlerTest, ExistingAgentIsLeftUnchanged) {
     run_pass([](ScriptedDiscovery& self) { self.spawn_agent("device", {{"model", "x"}}, {}); });
     const HawkbitAgent* const first = manager.get_agents().at("device").get();
 
@@ -230,7 +230,7 @@ TEST_F(AsyncDiscoveryHandlerTest, FirstRequestForAnIdCounts) {
     EXPECT_THAT(manager.get_agents().at("device")->attributes(), Contains(Pair("model", "x")));
 }
 
-TEST_F(AsyncDiscoveryHandlerTest, AgentsAreAbortedAfterTheNewOnesWereMade) {
+TEST_F(AsyncDiscoveryHandlerTest, AgentsAreAbortedAfterNewOnesHaveBeenSpawned) {
     run_pass([](ScriptedDiscovery& self) {
         self.abort_agent("device");
         self.abort_agent("nobody");
@@ -253,7 +253,7 @@ TEST_F(AsyncDiscoveryHandlerTest, RequestsAreCarriedOutOnce) {
     EXPECT_EQ(manager.get_agents().size(), 1U);
 }
 
-TEST_F(AsyncDiscoveryHandlerTest, RequestsOfAFailedPassAreForgotten) {
+TEST_F(AsyncDiscoveryHandlerTest, RequestsOfAFailedPassAreDiscarded) {
     handler->pass = [](ScriptedDiscovery& self) {
         self.spawn_agent("device", {}, {});
         throw std::runtime_error{"the pass has failed"};

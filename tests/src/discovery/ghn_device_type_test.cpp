@@ -22,7 +22,7 @@ protected:
     SimulatedTools tools;
 };
 
-TEST_F(GhnDeviceTypeTest, TypesHaveTheirNumbers) {
+TEST_F(GhnDeviceTypeTest, TypesHaveFixedNumbers) {
     EXPECT_EQ(static_cast<int>(DeviceType::unknown_parameter), 0);
     EXPECT_EQ(static_cast<int>(DeviceType::end_device), 1);
     EXPECT_EQ(static_cast<int>(DeviceType::no_answer), 2);
@@ -35,7 +35,7 @@ TEST_F(GhnDeviceTypeTest, DeviceIsAskedForOneParameter) {
                 ElementsAre("configlayer -i br-lan -w hush -o GET -p DHCP.GENERAL.ENABLED_IPV4"));
 }
 
-TEST_F(GhnDeviceTypeTest, DeviceThatKnowsTheParameterIsAnEndDeviceWhateverTheValue) {
+TEST_F(GhnDeviceTypeTest, DeviceWithTheParameterIsAnEndDeviceWhateverTheValue) {
     for (const std::string value : {"YES", "NO", "", "ERROR -35", "ERROR  -36", "error -36"}) {
         EXPECT_EQ(type_when("echo 'DHCP.GENERAL.ENABLED_IPV4=" + value + "'"),
                   DeviceType::end_device)
@@ -43,17 +43,17 @@ TEST_F(GhnDeviceTypeTest, DeviceThatKnowsTheParameterIsAnEndDeviceWhateverTheVal
     }
 }
 
-TEST_F(GhnDeviceTypeTest, DeviceThatDoesNotKnowTheParameterIsNone) {
+TEST_F(GhnDeviceTypeTest, DeviceWithoutTheParameterIsNoEndDevice) {
     EXPECT_EQ(type_when("echo 'DHCP.GENERAL.ENABLED_IPV4=ERROR -36'"),
               DeviceType::unknown_parameter);
 }
 
-TEST_F(GhnDeviceTypeTest, ErrorCountsAnywhereInTheAnswer) {
+TEST_F(GhnDeviceTypeTest, ErrorMayBeAnywhereInTheAnswer) {
     EXPECT_EQ(type_when("echo 'DHCP.GENERAL.ENABLED_IPV4=?'; echo 'failed: ERROR -361'"),
               DeviceType::unknown_parameter);
 }
 
-TEST_F(GhnDeviceTypeTest, FailedToolIsNoAnswerWhateverItWrote) {
+TEST_F(GhnDeviceTypeTest, FailedToolIsNoAnswerWhateverItsOutput) {
     EXPECT_EQ(type_when("echo DHCP.GENERAL.ENABLED_IPV4=YES; exit 1"), DeviceType::no_answer);
     EXPECT_EQ(type_when("echo 'DHCP.GENERAL.ENABLED_IPV4=ERROR -36'; exit 1"),
               DeviceType::no_answer);

@@ -12,11 +12,11 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-/// Configurations without which nothing can be discovered.
+/// Discovery with an incomplete configuration.
 class GhnDiscoveryConfigurationTest : public test::GhnDiscoveryTest {
 protected:
-    /// One pass warns, and no later one does anything, even with everything in order.
-    void expect_disabled_for_good() {
+    /// One pass warns. Later ones do nothing, even with a complete configuration.
+    void expect_disabled_permanently() {
         const std::string warning = "message=Invalid G.hn configuration, disabling discovery";
         modems.add_device(first, "SN-1");
         set_domain(first);
@@ -25,8 +25,8 @@ protected:
         EXPECT_THAT(lines(), ElementsAre(warning));
         EXPECT_THAT(log.text(), HasSubstr(" WARNING ghn_discovery_handler.cpp:"));
 
-        store.set_ghn("br-lan", "hush");
-        store.set_controller_mac(controller);
+        set_ghn(platform.config, "br-lan", "hush");
+        set_controller_mac(platform.config, controller);
         run_pass();
         EXPECT_THAT(lines(), ElementsAre(warning));
         EXPECT_THAT(modems.calls(), IsEmpty());
@@ -34,35 +34,36 @@ protected:
     }
 };
 
-TEST_F(GhnDiscoveryConfigurationTest, WithoutAnInterfaceDiscoveryIsDisabledForGood) {
-    store.set("ghn", "ghn", "option password 'hush'");
-    expect_disabled_for_good();
+TEST_F(GhnDiscoveryConfigurationTest, MissingInterfaceDisablesDiscovery) {
+    platform.config.values.erase("ghn.ghn.interface");
+    expect_disabled_permanently();
 }
 
-TEST_F(GhnDiscoveryConfigurationTest, WithoutAPasswordDiscoveryIsDisabledForGood) {
-    store.set("ghn", "ghn", "option interface 'br-lan'");
-    expect_disabled_for_good();
+TEST_F(GhnDiscoveryConfigurationTest, MissingPasswordDisablesDiscovery) {
+    platform.config.values.erase("ghn.ghn.password");
+    expect_disabled_permanently();
 }
 
-TEST_F(GhnDiscoveryConfigurationTest, WithoutAControllerAddressDiscoveryIsDisabledForGood) {
-    store.remove("nevra");
-    expect_disabled_for_good();
+TEST_F(GhnDiscoveryConfigurationTest, MissingControllerAddressDisablesDiscovery) {
+    platform.config.values.erase("nevra.baptization.LirnMacAddress");
+    expect_disabled_permanently();
 }
 
-TEST_F(GhnDiscoveryConfigurationTest, WithAZeroControllerAddressDiscoveryIsDisabledForGood) {
-    store.set_controller_mac("00:00:00:00:00:00");
-    expect_disabled_for_good();
+TEST_F(GhnDiscoveryConfigurationTest, ZeroControllerAddressDisablesDiscovery) {
+    set_controller_mac(platform.config, "00:00:00:00:00:00");
+    expect_disabled_permanently();
 }
 
-TEST_F(GhnDiscoveryConfigurationTest, WithAWrongControllerAddressDiscoveryIsDisabledForGood) {
-    store.set_controller_mac("none");
-    expect_disabled_for_good();
+TEST_F(GhnDiscoveryConfigurationTest, InvalidControllerAddressDisablesDiscovery) {
+    set_controller_mac(platform.config, "none");
+    expect_disabled_permanently();
 }
 
 TEST_F(GhnDiscoveryConfigurationTest, LossOfTheConfigurationDisablesALaterPass) {
     run_pass();
 
-    store.remove("ghn");
+    platform.config.values.erase("ghn.ghn.interface");
+    platform.config.values.erase("ghn.ghn.password");
     run_pass();
     run_pass();
 

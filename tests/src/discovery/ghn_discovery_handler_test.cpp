@@ -32,7 +32,7 @@ std::string ignored(const std::string& mac) {
     return "event=ghn_ignoring_device mac=" + mac;
 }
 
-TEST_F(GhnDiscoveryHandlerTest, NetworkWithoutDevicesGivesNoAgent) {
+TEST_F(GhnDiscoveryHandlerTest, NetworkWithoutDevicesYieldsNoAgents) {
     run_pass();
 
     EXPECT_THAT(modems.calls(),
@@ -42,7 +42,7 @@ TEST_F(GhnDiscoveryHandlerTest, NetworkWithoutDevicesGivesNoAgent) {
     EXPECT_THAT(lines(), ElementsAre(start));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DeviceTellsWhatItIs) {
+TEST_F(GhnDiscoveryHandlerTest, DeviceReportsItsProperties) {
     set_domain(joined(controller, first));
     modems.add_device(first, "SN-1");
 
@@ -56,7 +56,7 @@ TEST_F(GhnDiscoveryHandlerTest, DeviceTellsWhatItIs) {
     EXPECT_THAT(lines(), ElementsAre(start, found(first)));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DeviceTakesPowerlineFirmwareOnlyUnderItsAddress) {
+TEST_F(GhnDiscoveryHandlerTest, DeviceOnlyAcceptsPowerlineFirmware) {
     set_domain(first);
     modems.add_device(first, "SN-1");
 
@@ -71,7 +71,7 @@ TEST_F(GhnDiscoveryHandlerTest, DeviceTakesPowerlineFirmwareOnlyUnderItsAddress)
     EXPECT_EQ(context.mtd_write_attempts, 0U);
 }
 
-TEST_F(GhnDiscoveryHandlerTest, NewDeviceIsAskedWithTheGatewaysAccessAndClassifiedTwice) {
+TEST_F(GhnDiscoveryHandlerTest, NewDeviceIsQueriedWithTheConfiguredAccessAndClassifiedTwice) {
     set_domain(first);
     modems.add_device(first, "SN-1");
 
@@ -88,7 +88,7 @@ TEST_F(GhnDiscoveryHandlerTest, NewDeviceIsAskedWithTheGatewaysAccessAndClassifi
                     ask + "SYSTEM.PRODUCTION.SERIAL_NUMBER", ask + type_parameter));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DeviceWithoutASerialNumberIsKnownByItsAddress) {
+TEST_F(GhnDiscoveryHandlerTest, DeviceWithoutASerialNumberIsIdentifiedByItsAddress) {
     set_domain("02:00:00:00:00:0A");
     modems.add_device(first, "");
 
@@ -124,7 +124,7 @@ TEST_F(GhnDiscoveryHandlerTest, KnownDeviceIsClassifiedAndNotSpawnedAgain) {
     EXPECT_THAT(lines(), ElementsAre(start, found(first), start));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, OtherKindOfDeviceIsIgnoredInEveryPass) {
+TEST_F(GhnDiscoveryHandlerTest, OtherKindsOfDevicesAreIgnoredInEveryPass) {
     set_domain(first);
     modems.answer(first, type_parameter, "ERROR -36");
 
@@ -136,7 +136,7 @@ TEST_F(GhnDiscoveryHandlerTest, OtherKindOfDeviceIsIgnoredInEveryPass) {
     EXPECT_THAT(lines(), ElementsAre(start, ignored(first), start, ignored(first)));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DeviceThatDoesNotAnswerIsAskedAgainInTheNextPass) {
+TEST_F(GhnDiscoveryHandlerTest, UnresponsiveDeviceIsQueriedAgainInTheNextPass) {
     set_domain(first);
     run_pass();
 
@@ -147,7 +147,7 @@ TEST_F(GhnDiscoveryHandlerTest, DeviceThatDoesNotAnswerIsAskedAgainInTheNextPass
     EXPECT_THAT(lines(), ElementsAre(start, ignored(first), start, found(first)));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, AddressThatComesTwiceIsOneDevice) {
+TEST_F(GhnDiscoveryHandlerTest, DuplicateAddressIsOneDevice) {
     set_domain(joined(first, joined("02:00:00:00:00:0A", first)));
     modems.add_device(first, "SN-1");
 
@@ -158,7 +158,7 @@ TEST_F(GhnDiscoveryHandlerTest, AddressThatComesTwiceIsOneDevice) {
     EXPECT_EQ(count_calls_with(type_parameter), 2U);
 }
 
-TEST_F(GhnDiscoveryHandlerTest, IgnoredAddressThatComesTwiceIsAskedTwice) {
+TEST_F(GhnDiscoveryHandlerTest, DuplicateAddressOfAnIgnoredDeviceIsQueriedTwice) {
     set_domain(joined(first, first));
 
     run_pass();
@@ -177,7 +177,7 @@ TEST_F(GhnDiscoveryHandlerTest, ZeroAddressIsNoDevice) {
     EXPECT_EQ(count_calls_with("-m 00:00:00:00:00:00"), 0U);
 }
 
-TEST_F(GhnDiscoveryHandlerTest, RunOfCommasIsOneSeparator) {
+TEST_F(GhnDiscoveryHandlerTest, ConsecutiveCommasAreOneSeparator) {
     set_domain(std::string{first} + ",,," + second);
     modems.add_device(first, "SN-1");
     modems.add_device(second, "SN-2");
@@ -187,7 +187,7 @@ TEST_F(GhnDiscoveryHandlerTest, RunOfCommasIsOneSeparator) {
     EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-1", "SN-2"));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, ListWithAnEmptyPieceIsEmpty) {
+TEST_F(GhnDiscoveryHandlerTest, ListWithAnEmptyItemIsEmpty) {
     modems.add_device(first, "SN-1");
     const std::string mac = first;
     for (const std::string& list :
@@ -202,7 +202,7 @@ TEST_F(GhnDiscoveryHandlerTest, ListWithAnEmptyPieceIsEmpty) {
     EXPECT_EQ(count_calls_with(type_parameter), 0U);
 }
 
-TEST_F(GhnDiscoveryHandlerTest, ListOfAnythingButAddressesIsAnError) {
+TEST_F(GhnDiscoveryHandlerTest, ListWithAnythingButAddressesIsAnError) {
     modems.add_device(first, "SN-1");
     const std::string mac = first;
     for (const std::string& list :
@@ -221,13 +221,13 @@ TEST_F(GhnDiscoveryHandlerTest, ListOfAnythingButAddressesIsAnError) {
     EXPECT_THAT(manager.get_agents(), IsEmpty());
 }
 
-TEST_F(GhnDiscoveryHandlerTest, ControllerThatDoesNotAnswerIsAnError) {
+TEST_F(GhnDiscoveryHandlerTest, UnresponsiveControllerIsAnError) {
     modems.forget(controller, "DIDMNG.GENERAL.MACS");
 
     EXPECT_THROW(run_pass(), ghn::ConfigLayerFailedException);
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DeviceThatDoesNotSayWhoItIsIsAnError) {
+TEST_F(GhnDiscoveryHandlerTest, DeviceThatDoesNotReportItsPropertiesIsAnError) {
     set_domain(first);
     modems.add_device(first, "SN-1");
     modems.forget(first, "SYSTEM.PRODUCTION.SERIAL_NUMBER");

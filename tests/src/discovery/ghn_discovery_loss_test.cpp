@@ -13,7 +13,7 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
-/// Devices that a gateway has found, and what happens when they go.
+/// Devices that disappear after they have been found.
 class GhnDiscoveryLossTest : public test::GhnDiscoveryTest {
 protected:
     /// Finds the first device.
@@ -44,7 +44,7 @@ TEST_F(GhnDiscoveryLossTest, DeviceMissingFromTheListIsLostOnce) {
                                      lost, start));
 }
 
-TEST_F(GhnDiscoveryLossTest, DeviceMissingFromTheListIsNotAsked) {
+TEST_F(GhnDiscoveryLossTest, DeviceMissingFromTheListIsNotQueried) {
     find("");
     const std::size_t asked = count_calls_with("-m 02:00:00:00:00:0a");
 
@@ -54,7 +54,7 @@ TEST_F(GhnDiscoveryLossTest, DeviceMissingFromTheListIsNotAsked) {
     EXPECT_EQ(count_calls_with("-m 02:00:00:00:00:0a"), asked);
 }
 
-TEST_F(GhnDiscoveryLossTest, EmptyListLosesEveryDevice) {
+TEST_F(GhnDiscoveryLossTest, EmptyListMeansAllDevicesAreLost) {
     set_domain(std::string{second} + "," + first);
     modems.add_device(first, "");
     modems.add_device(second, "");
@@ -66,7 +66,7 @@ TEST_F(GhnDiscoveryLossTest, EmptyListLosesEveryDevice) {
     EXPECT_THAT(handler.abort_requests(), ElementsAre(second, first));
 }
 
-TEST_F(GhnDiscoveryLossTest, DeviceThatNoLongerAnswersIsLost) {
+TEST_F(GhnDiscoveryLossTest, UnresponsiveDeviceIsLost) {
     find("");
 
     modems.forget(first, type_parameter);
@@ -77,7 +77,7 @@ TEST_F(GhnDiscoveryLossTest, DeviceThatNoLongerAnswersIsLost) {
                 ElementsAre(start, "event=ghn_device_found mac=02:00:00:00:00:0a", start, lost));
 }
 
-TEST_F(GhnDiscoveryLossTest, DeviceThatHasBecomeAnotherKindIsLostAndThenIgnored) {
+TEST_F(GhnDiscoveryLossTest, DeviceThatChangesItsKindIsLostAndThenIgnored) {
     find("");
 
     modems.answer(first, type_parameter, "ERROR -36");
@@ -89,7 +89,7 @@ TEST_F(GhnDiscoveryLossTest, DeviceThatHasBecomeAnotherKindIsLostAndThenIgnored)
                             start, "event=ghn_ignoring_device mac=02:00:00:00:00:0a"));
 }
 
-TEST_F(GhnDiscoveryLossTest, OtherDevicesStayKnown) {
+TEST_F(GhnDiscoveryLossTest, OtherDevicesAreKept) {
     set_domain(std::string{first} + "," + second);
     modems.add_device(first, "");
     modems.add_device(second, "");
@@ -104,7 +104,7 @@ TEST_F(GhnDiscoveryLossTest, OtherDevicesStayKnown) {
     EXPECT_THAT(handler.spawn_requests(), IsEmpty());
 }
 
-TEST_F(GhnDiscoveryLossTest, AgentUnderASerialNumberStaysWhenItsDeviceIsLost) {
+TEST_F(GhnDiscoveryLossTest, AgentWithASerialNumberIsKeptWhenItsDeviceIsLost) {
     find("SN-1");
 
     set_domain(controller);
@@ -114,7 +114,7 @@ TEST_F(GhnDiscoveryLossTest, AgentUnderASerialNumberStaysWhenItsDeviceIsLost) {
     EXPECT_FALSE(is_aborted("SN-1"));
 }
 
-TEST_F(GhnDiscoveryLossTest, DeviceThatComesBackKeepsItsAgent) {
+TEST_F(GhnDiscoveryLossTest, ReturningDeviceKeepsItsAgent) {
     find("SN-1");
     const HawkbitAgent* const agent = manager.get_agents().at("SN-1").get();
     set_domain(controller);
@@ -127,7 +127,7 @@ TEST_F(GhnDiscoveryLossTest, DeviceThatComesBackKeepsItsAgent) {
     EXPECT_EQ(manager.get_agents().at("SN-1").get(), agent);
 }
 
-TEST_F(GhnDiscoveryLossTest, DeviceThatAnswersOnceOnlyIsFoundAndLostInOnePass) {
+TEST_F(GhnDiscoveryLossTest, DeviceThatAnswersOnlyOnceIsFoundAndLostInOnePass) {
     modems.replace_tool(R"(
         for word; do last=$word; done
         case $last in

@@ -32,7 +32,7 @@ class Worker;
 struct WorkerFSM;
 using WorkerFrame = AdvancingFSM<WorkerFSM, events::error, events::advance, Worker>;
 
-/// Works and rests in turn; work that fails is retried as often as the retry budget allows.
+/// Works and rests alternately; failed work is retried within the retry budget.
 class Worker : public WorkerFrame {
 public:
     explicit Worker(std::uint32_t delay = 2, std::uint32_t retries = 1)
@@ -93,7 +93,7 @@ private:
     Worker* machine_owner;
 };
 
-/// The logged lines from the severity on, without source line numbers and machine addresses.
+/// The log lines from the severity onwards, without source line numbers and machine addresses.
 std::vector<std::string> lines(const CapturedLog& log) {
     std::vector<std::string> all;
     const std::string text = log.text();
@@ -132,7 +132,7 @@ TEST(AdvancingFSM, TickTakesOneStepAndLogsBothStates) {
                 ElementsAre(MatchesRegex(tick_line(0, 1)), MatchesRegex(tick_line(1, 0))));
 }
 
-TEST(AdvancingFSM, OneMachineIsNamedAlikeInAllItsLines) {
+TEST(AdvancingFSM, AllLinesOfOneMachineCarryTheSameIdentity) {
     Worker worker{2, 1};
     Worker other;
     const CapturedLog log;
@@ -170,7 +170,7 @@ TEST(AdvancingFSM, WaitingTicksTakeNoStepAndLogNothing) {
     EXPECT_THAT(lines(log), ElementsAre(MatchesRegex(tick_line(0, 1))));
 }
 
-TEST(AdvancingFSM, FourFailuresInARowRetryAndGiveUpInTurn) {
+TEST(AdvancingFSM, FourFailuresInARowRetryAndGiveUpAlternately) {
     Worker worker;
     const CapturedLog log;
 
@@ -240,7 +240,7 @@ TEST(AdvancingFSM, NoRetriesMeanAnErrorAtOnceWithoutWaiting) {
                     MatchesRegex(tick_line(1, 0))));
 }
 
-TEST(AdvancingFSM, NoRetriesDoNotCutAStartedRunShort) {
+TEST(AdvancingFSM, ZeroRetriesDoNotEndARunUnderWay) {
     Worker worker;
     worker.wait_and_retry(2, 2);
     const CapturedLog log;

@@ -1,4 +1,4 @@
-// A program of its own, as the registry of a process that has registered something is never empty.
+// A separate program: the registry of a process that has registered an installer is never empty.
 #include <gtest/gtest.h>
 
 #include "installer/hawkbit_installer.h"

@@ -17,7 +17,7 @@ TEST(ErrorRecord, StartsWithoutAnError) {
     EXPECT_EQ(record.error_details, "");
 }
 
-TEST(ErrorRecord, TakesTextAndRecordsOfAnException) {
+TEST(ErrorRecord, StoresTextAndRecordsOfAnException) {
     ErrorRecord record;
 
     record.keep_first(common::InputFileOpenException{} << common::filename_tag{"/tmp/x"});
@@ -27,7 +27,7 @@ TEST(ErrorRecord, TakesTextAndRecordsOfAnException) {
     EXPECT_EQ(record.error_details, "filename: /tmp/x");
 }
 
-TEST(ErrorRecord, TakesExceptionsOfAnyFamily) {
+TEST(ErrorRecord, AcceptsExceptionsOfAnyType) {
     ErrorRecord record;
 
     record.keep_first(std::runtime_error{"odd"});
@@ -47,7 +47,7 @@ TEST(ErrorRecord, KeepsTheFirstException) {
     EXPECT_EQ(record.error_details, "");
 }
 
-TEST(ErrorRecord, TakesAnotherRecordOver) {
+TEST(ErrorRecord, CopiesAnotherRecord) {
     ErrorRecord record;
 
     record.keep_first(ErrorRecord{true, "text", "details"});
@@ -66,7 +66,7 @@ TEST(ErrorRecord, KeepsTheFirstRecord) {
     EXPECT_EQ(record.error_details, "details");
 }
 
-TEST(ErrorRecord, TakesNothingFromARecordWithoutAnError) {
+TEST(ErrorRecord, IgnoresARecordWithoutAnError) {
     ErrorRecord record;
 
     record.keep_first(ErrorRecord{false, "leftover", "leftover"});

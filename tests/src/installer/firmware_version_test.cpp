@@ -23,7 +23,7 @@ TEST_F(FirmwareVersion, JoinsVersionAndDate) {
     EXPECT_EQ(version_in("FIRMWARE_VERSION=2.1\nFIRMWARE_DATE=20260101\n"), "2.1_20260101");
 }
 
-TEST_F(FirmwareVersion, QuotesAndOtherVariablesOfTheFileAreTheShellsBusiness) {
+TEST_F(FirmwareVersion, QuotesAndOtherVariablesAreLeftToTheShell) {
     EXPECT_EQ(version_in("# built by hand\nBASE=2\nFIRMWARE_VERSION=\"$BASE.1\"\n"
                          "FIRMWARE_DATE='20260101'\nFIRMWARE_NAME=gateway\n"),
               "2.1_20260101");
@@ -49,7 +49,7 @@ TEST_F(FirmwareVersion, MissingFileIsAFailure) {
                  ProgramExecutionFailedException);
 }
 
-TEST_F(FirmwareVersion, FailureTellsExitCodeAndOutput) {
+TEST_F(FirmwareVersion, FailureCarriesExitCodeAndOutput) {
     const std::string path = directory.write("nevra-version", "echo '<b>broken</b>'\nexit 3\n");
 
     try {

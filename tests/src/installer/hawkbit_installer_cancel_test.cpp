@@ -96,6 +96,39 @@ TEST_F(CancelledInstaller, EndsAfterAVersionMismatchEvenIfItCannotBeCancelled) {
     EXPECT_THAT(platform.config.writes, IsEmpty());
 }
 
+TEST_F(CancelledInstaller, FailureThatCannotBeCancelledWaitsForNoCancellation) {
+    installer.can_be_cancelled = false;
+    installer.version_mismatch = true;
+    start_installing();
+
+    tick();
+    installer.cancel();
+    EXPECT_FALSE(installer.is_cancelled());
+    tick(2);
+
+    EXPECT_TRUE(installer.is_cancelled());
+    EXPECT_THAT(installer.calls, ElementsAre("finished?", "cancel"));
+}
+
+TEST_F(CancelledInstaller, CancellationThatFailsIsAnErrorAndIsStillAwaited) {
+    start_installing();
+    installer.cancel();
+    installer.cancellation_fails = true;
+
+    tick();
+
+    EXPECT_EQ(installer.error().error_message, "Failed to cancel installation");
+    EXPECT_FALSE(installer.is_cancelled());
+    EXPECT_FALSE(installer.is_finished());
+    installer.cancellation_fails = false;
+    tick();
+    EXPECT_FALSE(installer.is_cancelled());
+    installer.cancellation_done = true;
+    tick();
+    EXPECT_TRUE(installer.is_cancelled());
+    EXPECT_THAT(installer.calls, ElementsAre("cancel", "cancelled?", "cancelled?", "cancelled?"));
+}
+
 TEST_F(CancelledInstaller, CancelIsCarriedOut) {
     start_installing();
 

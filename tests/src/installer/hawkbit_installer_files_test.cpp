@@ -63,7 +63,7 @@ TEST(CopyFile, NamesASourceThatDoesNotExist) {
     EXPECT_FALSE(directory.has("new"));
 }
 
-TEST(CopyFile, NamesADestinationThatCannotBeMade) {
+TEST(CopyFile, NamesADestinationThatCannotBeCreated) {
     const TemporaryDirectory directory;
     const std::string destination = directory.path("absent/file");
 
@@ -72,7 +72,7 @@ TEST(CopyFile, NamesADestinationThatCannotBeMade) {
               destination);
 }
 
-TEST(CopyFile, NamesADestinationWithoutRoom) {
+TEST(CopyFile, NamesADestinationWithoutSpace) {
     const TemporaryDirectory directory;
 
     EXPECT_EQ(

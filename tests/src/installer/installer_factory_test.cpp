@@ -14,7 +14,7 @@ namespace {
 
 using Chunks = std::vector<InstallerFactory::Chunk>;
 
-/// Carries the context it was created with, and otherwise nothing out.
+/// Stores the context it was created with and does nothing else.
 class IdleInstaller : public HawkbitInstaller {
 public:
     explicit IdleInstaller(const InstallerContext& given_context) : context{given_context} {}
@@ -32,7 +32,7 @@ std::unique_ptr<HawkbitInstaller> create_idle(const InstallerContext& context) {
     return std::make_unique<IdleInstaller>(context);
 }
 
-/// Registers part types for one test, and takes their installers away after it.
+/// Registers part types for one test and removes their installers afterwards.
 class InstallerFactoryTest : public testing::Test {
 protected:
     InstallerFactoryTest() {

@@ -13,7 +13,7 @@ namespace {
 using Lines = std::vector<std::string>;
 
 const std::string image = "boot loader\n";
-// What the file that stands for the partition holds after an erase.
+// The content of the file that simulates the partition after an erase.
 const std::string erased(20, '\xFF');
 
 class MTDInstallerTest : public testing::Test {
@@ -39,7 +39,7 @@ protected:
     void start(std::uint32_t attempts = 5) {
         installer = std::make_unique<MTDInstaller>(
             "mtd1", attempts,
-            MTDInstaller::Directories{gateway.path("dev") + "/", gateway.path("mtd") + "/"});
+            MTDInstaller::Environment{gateway.path("dev") + "/", gateway.path("mtd") + "/"});
         installer->assign(make_image_chunk("bl", "boot.bin", image, "3.4"), attributes);
         installer->tick();
         installer->tick();
@@ -80,7 +80,7 @@ TEST_F(MTDInstallerTest, PartitionIsErasedWrittenAndRecorded) {
     EXPECT_EQ(HawkbitInstaller::get_installed_version("bl"), "3.4");
 }
 
-TEST_F(MTDInstallerTest, PartitionThatHoldsTheImageIsLeftAlone) {
+TEST_F(MTDInstallerTest, PartitionThatHoldsTheImageIsSkipped) {
     gateway.write("dev/mtd1", image + "rest of the partition");
     std::filesystem::remove(gateway.path("mtd/mtd1/erasesize"));
 
@@ -114,7 +114,7 @@ TEST_F(MTDInstallerTest, UnreadableDeviceIsErasedAndWritten) {
     EXPECT_EQ(tools.calls(), (Lines{erase_command(), write_command()}));
 }
 
-TEST_F(MTDInstallerTest, EraseSizeIsTheFirstLineAsItStands) {
+TEST_F(MTDInstallerTest, EraseSizeIsTheUnchangedFirstLine) {
     gateway.write("mtd/mtd1/erasesize", "64k\nsecond line");
 
     start();
@@ -222,7 +222,7 @@ TEST_F(MTDInstallerTest, GivesUpAfterTheLastAttemptWithThePartitionErased) {
     EXPECT_EQ(gateway.read("dev/mtd1"), erased);
 }
 
-// Programs that end at once, so that the pauses are what takes the time.
+// The tools end at once, so that only the pauses take time.
 TEST_F(MTDInstallerTest, PausesBetweenTheAttempts) {
     constexpr std::uint32_t attempts = 20;
     tools.remove("dd");
@@ -244,7 +244,7 @@ TEST_F(MTDInstallerTest, NoAttemptsLeaveThePartitionErased) {
     EXPECT_EQ(tools.calls(), Lines{erase_command()});
 }
 
-TEST_F(MTDInstallerTest, PartitionThatReadsBackOtherwiseIsAnError) {
+TEST_F(MTDInstallerTest, PartitionThatReadsBackDifferentlyIsAnError) {
     tools.add("dd", "echo 'boot loadeR' >\"${2#of=}\"");
 
     start();
@@ -255,7 +255,7 @@ TEST_F(MTDInstallerTest, PartitionThatReadsBackOtherwiseIsAnError) {
     EXPECT_EQ(tools.calls(), (Lines{erase_command(), write_command()}));
 }
 
-TEST_F(MTDInstallerTest, MissingAndKilledToolsFailLikeOthers) {
+TEST_F(MTDInstallerTest, MissingAndKilledToolsAreFailures) {
     tools.add("dd", "kill -9 $$");
     start(1);
     expect_failure("Failed to install artifacts");
@@ -288,9 +288,9 @@ TEST_F(MTDInstallerTest, PartitionIsTheOneOfTheContext) {
               "filename: /sys/class/mtd/zephran-test-has-no-such-partition/erasesize");
 }
 
-TEST(MTDInstallerDirectories, AreThoseOfTheSystem) {
-    EXPECT_EQ(MTDInstaller::Directories{}.devices, "/dev/");
-    EXPECT_EQ(MTDInstaller::Directories{}.partitions, "/sys/class/mtd/");
+TEST(MTDInstallerEnvironment, AreThoseOfTheSystem) {
+    EXPECT_EQ(MTDInstaller::Environment{}.device_directory, "/dev/");
+    EXPECT_EQ(MTDInstaller::Environment{}.partition_directory, "/sys/class/mtd/");
 }
 
 }  // namespace

@@ -22,7 +22,7 @@
 namespace zephran::installer {
 namespace {
 
-/// A part type, and an installer of it that finds what it needs in this directory.
+/// A part type and an installer of it that works in a given directory.
 struct Kind {
     std::string part;
     std::function<std::unique_ptr<HawkbitInstaller>(const std::string& root)> make;
@@ -37,14 +37,14 @@ void PrintTo(const Kind& kind, std::ostream* stream) {
 
 std::unique_ptr<HawkbitInstaller> make_sysupgrade(const std::string& root) {
     return std::make_unique<SysupgradeInstaller>(
-        "", SysupgradeInstaller::Settings{root + "/version", std::chrono::milliseconds{0}});
+        "", SysupgradeInstaller::Environment{root + "/version", std::chrono::milliseconds{0}});
 }
 std::unique_ptr<HawkbitInstaller> make_mtd(const std::string& root) {
     return std::make_unique<MTDInstaller>("mtd1", 1,
-                                          MTDInstaller::Directories{root + "/dev-", root + "/"});
+                                          MTDInstaller::Environment{root + "/dev-", root + "/"});
 }
 std::unique_ptr<HawkbitInstaller> make_plc(const std::string& root) {
-    return std::make_unique<PLCInstaller>(PLCInstaller::Paths{"plc", root + "/user.nvm"});
+    return std::make_unique<PLCInstaller>(PLCInstaller::Environment{"plc", root + "/user.nvm"});
 }
 std::unique_ptr<HawkbitInstaller> make_zw(const std::string& /*root*/) {
     return std::make_unique<ZWProgrammerInstaller>();
@@ -112,7 +112,7 @@ TEST_P(OneTickInstallerTest, RunsInTheSecondTickAndIsFinishedInTheThird) {
     EXPECT_EQ(tools.calls(), calls);
 }
 
-TEST_P(OneTickInstallerTest, CancelledBeforeTheStartItRunsNothing) {
+TEST_P(OneTickInstallerTest, RunsNothingWhenCancelledBeforeTheStart) {
     tick(1);
 
     installer->cancel();
@@ -123,7 +123,7 @@ TEST_P(OneTickInstallerTest, CancelledBeforeTheStartItRunsNothing) {
     EXPECT_FALSE(has_run());
 }
 
-TEST_P(OneTickInstallerTest, StartedItRefusesToBeCancelledAndFinishes) {
+TEST_P(OneTickInstallerTest, RefusesACancelAfterTheStartAndFinishes) {
     tick(2);
 
     installer->cancel();
@@ -149,7 +149,7 @@ TEST_P(OneTickInstallerTest, TakesExactlyOneArtifact) {
     }
 }
 
-TEST_P(OneTickInstallerTest, FileNameThatTheShellWouldReadOtherwiseReachesNoTool) {
+TEST_P(OneTickInstallerTest, FileNameWithShellCharactersReachesNoTool) {
     for (const char* const name : {"../artifact", "a;reboot", "a'b", "-f", "$(id)", "a b"}) {
         installer = GetParam().make(root.path());
         installer->assign(make_image_chunk(GetParam().part, name, content, version), attributes);
@@ -203,7 +203,7 @@ TEST_P(OneTickInstallerTest, FailingToolsEndItWithoutARecord) {
     EXPECT_EQ(HawkbitInstaller::get_installed_version(GetParam().part), "");
 }
 
-TEST_P(OneTickInstallerTest, StoreThatRefusesTheRecordDoesNotUndoTheInstallation) {
+TEST_P(OneTickInstallerTest, StoreThatRefusesTheRecordDoesNotFailTheInstallation) {
     platform.config.read_only = true;
 
     tick(3);

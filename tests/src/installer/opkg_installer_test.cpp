@@ -51,7 +51,7 @@ TEST_F(OpkgInstallerTest, InstalledPackageIsFinishedOnTheFollowingTick) {
     EXPECT_EQ(installer.hawkbit_log(), "Installing pkg\nwarning: old\nConfiguring pkg\n");
 }
 
-TEST_F(OpkgInstallerTest, CleanInstallationIsOneLineOfTheLogAndNoRecord) {
+TEST_F(OpkgInstallerTest, SuccessfulInstallationLogsOneLineAndStoresNoRecord) {
     start_with("");
     installer.tick();
 
@@ -59,7 +59,7 @@ TEST_F(OpkgInstallerTest, CleanInstallationIsOneLineOfTheLogAndNoRecord) {
     EXPECT_TRUE(platform.config.writes.empty());
 }
 
-TEST_F(OpkgInstallerTest, OutputOfAFailedInstallationIsReportedAsItIs) {
+TEST_F(OpkgInstallerTest, OutputOfAFailedInstallationIsReportedUnchanged) {
     start_with("echo 'Collected errors: <b>pkg.ipk</b> & co.' >&2\nexit 255");
 
     EXPECT_TRUE(installer.is_cancelled());
@@ -102,7 +102,7 @@ TEST_F(OpkgInstallerTest, MissingPackageManagerIsNamedByTheShell) {
         << installer.error().error_details;
 }
 
-// The number 0 stands for the process group, which the shell between is part of.
+// "kill 0" signals the whole process group, including the shell that runs the tool.
 TEST_F(OpkgInstallerTest, SignalThatEndsThePackageManagerIsTheError) {
     start_with("echo Unpacking\nkill -9 0");
 

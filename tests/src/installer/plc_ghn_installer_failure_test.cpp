@@ -43,12 +43,12 @@ protected:
 };
 
 TEST_F(FailedPLCGhnInstallation, NothingRunsWithoutAnInterface) {
-    store.set("ghn", "ghn", "option password 'hush'");
+    platform.config.values.erase("ghn.ghn.interface");
     expect_no_device();
 }
 
 TEST_F(FailedPLCGhnInstallation, NothingRunsWithoutAPassword) {
-    store.set("ghn", "ghn", "option interface 'br-lan'");
+    platform.config.values.erase("ghn.ghn.password");
     expect_no_device();
 }
 
@@ -73,7 +73,7 @@ TEST_F(FailedPLCGhnInstallation, ModemThatDoesNotAnswerAtFirst) {
     expect_commands(1);
 }
 
-TEST_F(FailedPLCGhnInstallation, ModemThatAnswersNonsenseAtFirst) {
+TEST_F(FailedPLCGhnInstallation, ModemWithAnInvalidFirstAnswer) {
     steps.ask = "echo no link";
     start();
     expect_failure("configlayer returned data in an unknown format",
@@ -113,7 +113,7 @@ TEST_F(FailedPLCGhnInstallation, PushThatIsKilled) {
     expect_commands(3);
 }
 
-TEST_F(FailedPLCGhnInstallation, StatusThatCannotBeReadIsReportedAllTheSame) {
+TEST_F(FailedPLCGhnInstallation, StatusThatCannotBeReadIsStillReported) {
     steps.report = "echo STATUS=LOST; exit 6";
     start();
     expect_failure(program_failed, "program_exit_code: 6\nprogram_output: STATUS=LOST\n");
@@ -163,19 +163,19 @@ TEST_F(FailedPLCGhnInstallation, ModemThatDoesNotReturn) {
     EXPECT_THAT(lines(), Not(testing::Contains(HasSubstr("installation_finished"))));
 }
 
-TEST_F(FailedPLCGhnInstallation, ModemThatReturnsWithNonsense) {
+TEST_F(FailedPLCGhnInstallation, ModemThatReturnsWithAnInvalidAnswer) {
     steps.ask_again = "echo booting";
     start();
     expect_failure(device_is_gone, "");
 }
 
-TEST_F(FailedPLCGhnInstallation, QuestionAfterTheResetThatIsKilled) {
+TEST_F(FailedPLCGhnInstallation, KilledQueryAfterTheReset) {
     steps.ask_again = "kill -9 0";
     start();
     expect_failure(device_is_gone, "");
 }
 
-TEST_F(FailedPLCGhnInstallation, ReasonForANotReturnedModemIsLogged) {
+TEST_F(FailedPLCGhnInstallation, ReasonWhyAModemDoesNotReturnIsLogged) {
     steps.ask_again = "echo no link; exit 8";
     start();
     EXPECT_THAT(log.text(), HasSubstr("version_after_reset: event=exception_caught"));

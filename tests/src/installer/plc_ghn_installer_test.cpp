@@ -113,7 +113,7 @@ TEST_F(PLCGhnInstallerTest, VersionAfterTheResetNeedsOnlyToContainTheWantedOne) 
 }
 
 TEST_F(PLCGhnInstallerTest, ImageIsPushedThroughTheInterfaceOfTheOtherCommands) {
-    steps.arm = "echo \"config x 'ghn'\" >'" + store.path_of("ghn") + "'";
+    platform.config.read_once_keys = {"ghn.ghn.interface"};
 
     start();
 
@@ -124,7 +124,7 @@ TEST_F(PLCGhnInstallerTest, ModemGetsTimeToResetItself) {
     constexpr std::chrono::milliseconds pause{50};
     PLCGhnInstaller patient{common::MacAddress::parse(mac), pause};
     const std::string note = "date +%s%N >>'" + platform.directory.path("times") + "'";
-    // The fourth call resets the modem, the fifth one asks it again.
+    // The fourth call resets the modem, the fifth one queries it again.
     tools.add("configlayer", "[ $call -lt 4 ] || " + note + "\n" +
                                  "echo SYSTEM.GENERAL.FW_VERSION=1.$((call / 2))");
     tools.add("l2fwserver");

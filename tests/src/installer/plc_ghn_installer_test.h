@@ -8,8 +8,8 @@
 
 #include "installer/plc_ghn_installer.h"
 #include "support/captured_log.h"
-#include "support/device_configuration.h"
 #include "support/fake_platform.h"
+#include "support/ghn_options.h"
 #include "support/make_chunk.h"
 #include "support/simulated_tools.h"
 
@@ -30,7 +30,7 @@ protected:
         std::string ask_again = version("1.2");
     };
 
-    PLCGhnInstallerTest() { store.set_ghn("br-lan", "hush"); }
+    PLCGhnInstallerTest() { set_ghn(platform.config, "br-lan", "hush"); }
 
     static std::string version(const std::string& text) {
         return "echo 'SYSTEM.GENERAL.FW_VERSION=" + text + "'";
@@ -70,14 +70,13 @@ protected:
         return {all.begin(), all.begin() + count};
     }
 
-    /// The lines that the installation has written, without what stands before their fields.
+    /// The log lines of the installation, fields only.
     [[nodiscard]] std::vector<std::string> lines() const {
         return logged_after(" start_installation: ", log.text());
     }
 
     FakePlatform platform;
     CapturedLog log{"INFO"};
-    DeviceConfiguration store;
     SimulatedTools tools;
     hawkbit::Attributes attributes;
     Steps steps;

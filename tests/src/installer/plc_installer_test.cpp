@@ -17,7 +17,7 @@ protected:
     /// Takes the steps that check and start the installation with this service.
     void start_with(const std::string& service) {
         installer = std::make_unique<PLCInstaller>(
-            PLCInstaller::Paths{tools.add("plc", service), firmware});
+            PLCInstaller::Environment{tools.add("plc", service), firmware});
         installer->assign(make_chunk("plc", {"user.nvm"}, "chip", "7.8"), attributes);
         installer->tick();
         installer->tick();
@@ -32,9 +32,9 @@ protected:
     std::unique_ptr<PLCInstaller> installer;
 };
 
-TEST(PLCInstallerPaths, AreThoseOfTheService) {
-    EXPECT_EQ(PLCInstaller::Paths{}.service, "/etc/init.d/plc");
-    EXPECT_EQ(PLCInstaller::Paths{}.firmware, "/lib/firmware/plc/user.nvm.tmp");
+TEST(PLCInstallerEnvironment, AreThoseOfTheService) {
+    EXPECT_EQ(PLCInstaller::Environment{}.service, "/etc/init.d/plc");
+    EXPECT_EQ(PLCInstaller::Environment{}.firmware, "/lib/firmware/plc/user.nvm.tmp");
 }
 
 TEST_F(PLCInstallerTest, FirmwareIsStoredWhileTheServiceIsStopped) {
@@ -123,7 +123,7 @@ TEST_F(PLCInstallerTest, ServiceIsStartedAgainWhenTheDiskIsFull) {
     EXPECT_EQ(tools.calls(), (Lines{"plc stop", "plc start"}));
 }
 
-TEST_F(PLCInstallerTest, FailedCopyStaysTheErrorWhenTheServiceDoesNotStartEither) {
+TEST_F(PLCInstallerTest, FailedCopyIsTheErrorEvenIfTheServiceDoesNotStart) {
     start_with("[ $1 = stop ] || exit 1");
 
     EXPECT_TRUE(installer->is_cancelled());

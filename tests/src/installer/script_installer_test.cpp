@@ -47,7 +47,7 @@ TEST_F(ScriptInstallerTest, ScriptBecomesExecutableForTheOwnerAlone) {
     EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms::owner_all);
 }
 
-TEST_F(ScriptInstallerTest, ExitCodeOfAFailedScriptIsTheError) {
+TEST_F(ScriptInstallerTest, ExitCodeOfAFailedScriptIsReported) {
     platform.directory.write("update.sh", "#!/bin/sh\necho no room\nexit 2\n");
 
     start({"update.sh"});
@@ -132,13 +132,13 @@ TEST(ScriptInstallerTimeLimit, IsFifteenMinutes) {
     EXPECT_EQ(ScriptInstaller::default_time_limit, std::chrono::minutes{15});
 }
 
-TEST(ScriptInstallerTimeLimit, ScriptBeyondItIsKilled) {
+TEST(ScriptInstallerTimeLimit, ScriptThatExceedsItIsKilled) {
     const FakePlatform platform;
     const hawkbit::Attributes attributes;
     platform.directory.write("update.sh", "#!/bin/sh\necho $$\nexec sleep 1000\n");
-    common::TimeLimits patience;
-    patience.term_to_kill = std::chrono::milliseconds{20};
-    ScriptInstaller installer{std::chrono::milliseconds{500}, patience};
+    common::TimeLimits limits;
+    limits.term_to_kill = std::chrono::milliseconds{20};
+    ScriptInstaller installer{std::chrono::milliseconds{500}, limits};
     installer.assign(make_chunk("script", {"update.sh"}), attributes);
 
     installer.tick();

@@ -43,7 +43,7 @@ TEST(SystemCommand, RequiredCommandThatSucceedsIsNoFailure) {
     EXPECT_EQ(failure_of("true"), "no failure");
 }
 
-TEST(SystemCommand, FailureTellsTheExitCode) {
+TEST(SystemCommand, FailureCarriesTheExitCode) {
     EXPECT_EQ(failure_of("exit 3"), "popen_command: exit 3\nprogram_exit_code: 3");
 }
 
@@ -52,11 +52,11 @@ TEST(SystemCommand, MissingProgramHasTheExitCodeOfTheShell) {
               "popen_command: /nowhere/at-all 2>/dev/null\nprogram_exit_code: 127");
 }
 
-TEST(SystemCommand, FailureTellsTheSignal) {
+TEST(SystemCommand, FailureCarriesTheSignal) {
     EXPECT_EQ(failure_of("kill -15 $$"), "popen_command: kill -15 $$\nprogram_signal: 15");
 }
 
-TEST(SystemCommand, DescriptionStandsForACommandThatHoldsASecret) {
+TEST(SystemCommand, DescriptionReplacesACommandThatContainsASecret) {
     try {
         run_required_command("exit 3 # password", "the tool");
         FAIL() << "no exception";
@@ -65,8 +65,8 @@ TEST(SystemCommand, DescriptionStandsForACommandThatHoldsASecret) {
     }
 }
 
-// Children that nobody may wait for are one reason for system(3) itself to fail.
-TEST(SystemCommand, FailureOfTheCallItselfTellsTheReason) {
+// system(3) itself fails if it cannot wait for its child.
+TEST(SystemCommand, FailureOfTheCallItselfCarriesTheReason) {
     struct sigaction ignored {};
     ignored.sa_handler = SIG_IGN;
     struct sigaction previous {};

@@ -24,7 +24,7 @@ const std::string unconfirmed = "zephran.device.previous_version_os_tmp";
 class SysupgradeInstallerTest : public testing::Test {
 protected:
     SysupgradeInstallerTest() {
-        settings.version_file = platform.directory.path("nevra-version");
+        environment.version_file = platform.directory.path("nevra-version");
         run_version("2.0", "20250101");
     }
 
@@ -33,7 +33,7 @@ protected:
                                  "FIRMWARE_VERSION=" + version + " FIRMWARE_DATE=" + date + "\n");
     }
     void make_installer(const std::string& flash_type = {}) {
-        installer = std::make_unique<SysupgradeInstaller>(flash_type, settings);
+        installer = std::make_unique<SysupgradeInstaller>(flash_type, environment);
         installer->assign(make_chunk("os", {"fw.bin"}, "firmware", new_version), attributes);
     }
     /// Takes the steps that check and start the installation with this tool.
@@ -55,8 +55,8 @@ protected:
     FakePlatform platform;
     CapturedLog log{"INFO"};
     SimulatedTools tools;
-    // An hour would be noticed: no test but those of the pause may come to it.
-    SysupgradeInstaller::Settings settings{{}, std::chrono::hours{1}};
+    // A test that waited this long by mistake would time out.
+    SysupgradeInstaller::Environment environment{{}, std::chrono::hours{1}};
     hawkbit::Attributes attributes;
     std::string path = platform.temp_directory + "fw.bin";
     std::unique_ptr<SysupgradeInstaller> installer;
@@ -69,14 +69,14 @@ TEST_F(SysupgradeInstallerTest, CommandNamesTheArtifactInQuotes) {
     EXPECT_EQ(tools.calls(), Lines{"sysupgrade " + path});
 }
 
-TEST_F(SysupgradeInstallerTest, CommandForNandFlashSaysSo) {
+TEST_F(SysupgradeInstallerTest, CommandForNandFlashHasTheNandOption) {
     start_with("", "nand");
 
     EXPECT_EQ(executed(), Lines{"sysupgrade nand '" + path + "'"});
     EXPECT_EQ(tools.calls(), Lines{"sysupgrade nand " + path});
 }
 
-TEST_F(SysupgradeInstallerTest, OtherFlashTypesAreNotNamed) {
+TEST_F(SysupgradeInstallerTest, OtherFlashTypesHaveNoOption) {
     for (const char* const flash_type : {"nor", "NAND", "nand ", "nand2"}) {
         start_with("", flash_type);
 
@@ -84,9 +84,9 @@ TEST_F(SysupgradeInstallerTest, OtherFlashTypesAreNotNamed) {
     }
 }
 
-TEST(SysupgradeInstallerSettings, AreThoseOfTheDevice) {
-    EXPECT_EQ(SysupgradeInstaller::Settings{}.version_file, "/etc/nevra-version");
-    EXPECT_EQ(SysupgradeInstaller::Settings{}.upgrade_pause, std::chrono::seconds{300});
+TEST(SysupgradeInstallerEnvironment, AreThoseOfTheDevice) {
+    EXPECT_EQ(SysupgradeInstaller::Environment{}.version_file, "/etc/nevra-version");
+    EXPECT_EQ(SysupgradeInstaller::Environment{}.upgrade_pause, std::chrono::seconds{300});
 }
 
 TEST_F(SysupgradeInstallerTest, RunningVersionIsNotInstalledAgain) {
@@ -116,7 +116,7 @@ TEST_F(SysupgradeInstallerTest, BeginningOfTheRunningVersionIsAnotherVersion) {
     EXPECT_EQ(tools.calls().size(), 1U);
 }
 
-TEST_F(SysupgradeInstallerTest, RunningVersionIsNotedAndRoomMadeForTheTool) {
+TEST_F(SysupgradeInstallerTest, RunningVersionIsStoredAndTheDevicePreparedForTheTool) {
     start_with("exit 1");
 
     EXPECT_EQ(platform.config.values,
@@ -136,7 +136,7 @@ TEST_F(SysupgradeInstallerTest, UpgradeGoesOnWhenTheStoreRefuses) {
 }
 
 TEST_F(SysupgradeInstallerTest, UnreadableVersionStopsItBeforeTheTool) {
-    std::filesystem::remove(settings.version_file);
+    std::filesystem::remove(environment.version_file);
 
     start_with("");
 
@@ -146,7 +146,7 @@ TEST_F(SysupgradeInstallerTest, UnreadableVersionStopsItBeforeTheTool) {
     EXPECT_TRUE(platform.config.writes.empty());
 }
 
-TEST_F(SysupgradeInstallerTest, OutputOfAFailedToolIsReportedAsItIs) {
+TEST_F(SysupgradeInstallerTest, OutputOfAFailedToolIsReportedUnchanged) {
     start_with("echo 'Image <i>check</i> failed & co.'\nprintf '\\377\\300'\nexit 1");
 
     expect_tool_failure(
@@ -169,7 +169,7 @@ TEST_F(SysupgradeInstallerTest, MissingToolIsAnError) {
     expect_tool_failure("program_exit_code: 127\nprogram_output: ");
 }
 
-// The number 0 stands for the process group, which the shell between is part of.
+// "kill 0" signals the whole process group, including the shell that runs the tool.
 TEST_F(SysupgradeInstallerTest, SignalThatEndsTheToolIsTheError) {
     start_with("echo writing\nkill -9 0");
 
@@ -181,12 +181,12 @@ TEST_F(SysupgradeInstallerTest, SignalThatEndsTheToolIsTheError) {
 }
 
 TEST_F(SysupgradeInstallerTest, WaitsForTheRebootAfterTheToolHasHandedOver) {
-    settings.upgrade_pause = milliseconds{50};
+    environment.upgrade_pause = milliseconds{50};
 
     const auto begin = steady_clock::now();
     start_with("echo 'Commencing upgrade. Closing all shell sessions.'\nexit 10");
 
-    EXPECT_GE(steady_clock::now() - begin, settings.upgrade_pause);
+    EXPECT_GE(steady_clock::now() - begin, environment.upgrade_pause);
     expect_tool_failure(
         "program_exit_code: 10\n"
         "program_output: Commencing upgrade. Closing all shell sessions.\n");
@@ -194,8 +194,8 @@ TEST_F(SysupgradeInstallerTest, WaitsForTheRebootAfterTheToolHasHandedOver) {
     EXPECT_EQ(platform.config.values.at(unconfirmed), old_version);
 }
 
-TEST_F(SysupgradeInstallerTest, WaitForTheRebootLastsThroughSignals) {
-    settings.upgrade_pause = milliseconds{300};
+TEST_F(SysupgradeInstallerTest, WaitForTheRebootContinuesAfterSignals) {
+    environment.upgrade_pause = milliseconds{300};
     tools.add("sysupgrade", "echo Commencing upgrade\nexit 10");
     make_installer();
     installer->tick();
@@ -204,12 +204,12 @@ TEST_F(SysupgradeInstallerTest, WaitForTheRebootLastsThroughSignals) {
     const auto begin = steady_clock::now();
     installer->tick();
 
-    EXPECT_GE(steady_clock::now() - begin, settings.upgrade_pause);
+    EXPECT_GE(steady_clock::now() - begin, environment.upgrade_pause);
     EXPECT_GT(InterruptingTimer::interruptions(), 0);
     expect_tool_failure("program_exit_code: 10\nprogram_output: Commencing upgrade\n");
 }
 
-TEST_F(SysupgradeInstallerTest, OtherEndsOfTheToolAreNotWaitedFor) {
+TEST_F(SysupgradeInstallerTest, NoWaitAfterAnyOtherEndOfTheTool) {
     start_with("echo nothing to do\nexit 10");
     expect_tool_failure("program_exit_code: 10\nprogram_output: nothing to do\n");
 
@@ -231,7 +231,7 @@ TEST_F(SysupgradeInstallerTest, SuccessOfTheToolAloneDoesNotFinishIt) {
 }
 
 TEST_F(SysupgradeInstallerTest, NewVersionWithoutARebootFinishesIt) {
-    start_with("echo 'FIRMWARE_VERSION=2.1 FIRMWARE_DATE=20260101' >'" + settings.version_file +
+    start_with("echo 'FIRMWARE_VERSION=2.1 FIRMWARE_DATE=20260101' >'" + environment.version_file +
                "'");
     EXPECT_FALSE(installer->is_finished());
     installer->tick();

@@ -13,13 +13,13 @@ using std::chrono::milliseconds;
 constexpr milliseconds agent_max{86400000};
 constexpr milliseconds agent_base{300000};
 
-// Draws what the timer has to draw when its bound is this one.
+// The delay that the timer is expected to draw below this bound.
 milliseconds draw(RandomEngine& engine, milliseconds bound) {
     std::uniform_int_distribution<std::int64_t> distribution{0, bound.count()};
     return milliseconds{distribution(engine)};
 }
 
-// The reference has to draw from the same bounds: a draw may take more than one number.
+// The reference must use the same bounds: a draw may consume more than one number.
 void fail_often(BackoffTimer& timer, RandomEngine& reference, unsigned int count) {
     for (unsigned int attempt = 1; attempt <= count; ++attempt) {
         const auto wrapped = static_cast<std::uint64_t>(agent_base.count()) << attempt;
@@ -87,7 +87,7 @@ TEST(BackoffTimer, SeedIsTakenModuloTheEnginesModulus) {
     }
 }
 
-TEST(BackoffTimer, ProductThatWrapsToANegativeNumberMeansTheCap) {
+TEST(BackoffTimer, NegativeWrappedProductMeansTheCap) {
     BackoffTimer timer{agent_max, agent_base, 11};
     RandomEngine reference{11};
     fail_often(timer, reference, 44);
@@ -110,13 +110,13 @@ TEST(BackoffTimer, FactorThatDoesNotFitMeansTheCap) {
     RandomEngine reference{11};
     fail_often(timer, reference, 62);
 
-    // From 1024 on the factor is not even a finite floating point number.
+    // From 1024 on, the factor is not even a finite floating-point number.
     for (int attempt = 63; attempt <= 1100; ++attempt) {
         EXPECT_EQ(timer.next(), draw(reference, agent_max)) << attempt;
     }
 }
 
-TEST(BackoffTimer, CapBelowTheFirstBoundHolds) {
+TEST(BackoffTimer, CapMayBeBelowTheFirstBound) {
     BackoffTimer timer{milliseconds{10}, agent_base, 3};
 
     for (int i = 0; i < 100; ++i) {
@@ -124,7 +124,7 @@ TEST(BackoffTimer, CapBelowTheFirstBoundHolds) {
     }
 }
 
-TEST(BackoffTimer, ClockSeedsItByDefault) {
+TEST(BackoffTimer, IsSeededFromTheClockByDefault) {
     BackoffTimer timer{agent_max, agent_base};
 
     const auto delay = timer.next();

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "schedule/update_schedule.h"
+#include "store/device_store.h"
 #include "support/captured_log.h"
 #include "support/memory_config.h"
 
@@ -17,7 +18,7 @@ class UpdateScheduleReaderTest : public testing::Test {
 protected:
     std::unique_ptr<UpdateSchedule> read() {
         const CapturedLog capture;
-        auto schedule = read_update_schedule(config);
+        auto schedule = read_update_schedule(DeviceStore{config});
         log = capture.text();
         return schedule;
     }
@@ -68,7 +69,7 @@ TEST_F(UpdateScheduleReaderTest, AnythingButOneMeansDisabled) {
     }
 }
 
-TEST_F(UpdateScheduleReaderTest, RunsOfBlanksSeparateDaysOnce) {
+TEST_F(UpdateScheduleReaderTest, ConsecutiveSpacesAreOneSeparator) {
     config.values["zephran.schedule.daysofweek"] = "  Monday   Friday  Monday ";
 
     const auto schedule = read();
@@ -115,7 +116,7 @@ TEST_F(UpdateScheduleReaderTest, UnavailableConfigurationDisablesTheSchedule) {
     expect_disabled_by("UCI package was not found");
 }
 
-TEST_F(UpdateScheduleReaderTest, HourThatIsNoNumberDisablesTheSchedule) {
+TEST_F(UpdateScheduleReaderTest, NonNumericHourDisablesTheSchedule) {
     for (const char* const time : {"7:30", "ab:00", "  :00", "7h"}) {
         config.values["zephran.schedule.starttime"] = time;
 

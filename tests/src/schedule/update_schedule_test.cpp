@@ -18,7 +18,7 @@ using time_point = UpdateSchedule::time_point;
 
 class UpdateScheduleTest : public testing::Test {
 protected:
-    // The local time of a day in 2026.
+    // A local time in 2026.
     static time_point at(int month, int day, int hour, int minute = 0, int second = 0) {
         std::tm local{};
         local.tm_year = 126;
@@ -38,7 +38,7 @@ protected:
         return schedule;
     }
 
-    // An engine whose next draw from 0 ... limit is the wanted number.
+    // An engine whose next draw from 0 to the limit yields this number.
     static RandomEngine engine_that_draws(minutes::rep wanted, minutes::rep limit) {
         for (unsigned int seed = 1; seed < 2147483000U; seed += 997) {
             RandomEngine engine{seed};
@@ -57,7 +57,7 @@ private:
     TimeZone zone{central_european_time};
 };
 
-TEST_F(UpdateScheduleTest, AllowsEverythingAtFirst) {
+TEST_F(UpdateScheduleTest, AllowsAllTimesByDefault) {
     const UpdateSchedule schedule;
 
     EXPECT_EQ(schedule.weekdays, 127U);
@@ -80,7 +80,7 @@ TEST_F(UpdateScheduleTest, EveryWeekdayHasItsBit) {
     }
 }
 
-TEST_F(UpdateScheduleTest, EmptyHoursAreRefused) {
+TEST_F(UpdateScheduleTest, EmptyWindowIsRejected) {
     UpdateSchedule schedule;
     schedule.set_hours(3, 4);
     try {
@@ -96,7 +96,7 @@ TEST_F(UpdateScheduleTest, EmptyHoursAreRefused) {
     EXPECT_EQ(schedule.get_end_hour(), 4);
 }
 
-TEST_F(UpdateScheduleTest, HoursBeyondTheDayAreRefused) {
+TEST_F(UpdateScheduleTest, HoursOutOfRangeAreRejected) {
     UpdateSchedule schedule;
     try {
         schedule.set_hours(-1, 5);
@@ -112,7 +112,7 @@ TEST_F(UpdateScheduleTest, HoursBeyondTheDayAreRefused) {
     EXPECT_NO_THROW(schedule.set_hours(0, 1));
 }
 
-TEST_F(UpdateScheduleTest, WindowUpToMidnightEndsThere) {
+TEST_F(UpdateScheduleTest, WindowMayEndAtMidnight) {
     const auto schedule = window(friday, 22, 24);
 
     EXPECT_FALSE(schedule.is_allowed_on(at(11, 13, 21, 59, 59)));
@@ -128,7 +128,7 @@ TEST_F(UpdateScheduleTest, ClosingHourIsOutside) {
     EXPECT_FALSE(schedule.is_allowed_on(at(11, 16, 17)));
 }
 
-TEST_F(UpdateScheduleTest, NextWindowIsTodaysWhenItLiesAhead) {
+TEST_F(UpdateScheduleTest, NextWindowIsTodayIfItIsStillAhead) {
     const auto schedule = window(monday, 9, 17);
 
     EXPECT_EQ(schedule.next_window_start(at(11, 16, 8, 59, 59)), at(11, 16, 9));
@@ -142,7 +142,7 @@ TEST_F(UpdateScheduleTest, NextWindowOpensStrictlyLater) {
     EXPECT_EQ(schedule.next_window_start(at(11, 18, 12)), at(11, 23, 9));
 }
 
-TEST_F(UpdateScheduleTest, NextWindowMayLieInTheNextMonthAndYear) {
+TEST_F(UpdateScheduleTest, NextWindowMayBeInTheNextMonthOrYear) {
     const auto schedule = window(monday, 9, 17);
     const auto first_monday_of_2027 = at(12, 35, 9);
 
@@ -183,7 +183,7 @@ TEST_F(UpdateScheduleTest, RemainingTimeRollsOverMidnight) {
     EXPECT_EQ(window(friday, 22, 24).get_remaining_time(at(11, 13, 22, 30)), minutes{90});
 }
 
-TEST_F(UpdateScheduleTest, DelayThatFitsIsTheDrawnOne) {
+TEST_F(UpdateScheduleTest, DelayThatFitsIsUsedAsDrawn) {
     const auto schedule = window(monday, 9, 17);
     for (const minutes::rep drawn : {0, 1, 419, 420}) {
         auto engine = engine_that_draws(drawn, 480);
@@ -192,7 +192,7 @@ TEST_F(UpdateScheduleTest, DelayThatFitsIsTheDrawnOne) {
     }
 }
 
-TEST_F(UpdateScheduleTest, DelayThatMissesTheEndLeadsIntoTheNextWindow) {
+TEST_F(UpdateScheduleTest, DelayPastTheEndLeadsIntoTheNextWindow) {
     const auto schedule = window(monday, 9, 17);
     const auto now = at(11, 16, 10);
     const minutes until_next_opening = hours{7 * 24 - 1};
@@ -226,7 +226,7 @@ TEST_F(UpdateScheduleTest, DelayFollowsTheEngine) {
     }
 }
 
-TEST_F(UpdateScheduleTest, DayOfTheChangeToSummerTimeIsAnHourShorter) {
+TEST_F(UpdateScheduleTest, DayIsAnHourShorterWhenDaylightSavingTimeBegins) {
     const auto midnight = at(3, 29, 0);
 
     EXPECT_EQ(UpdateSchedule{}.get_remaining_time(midnight), hours{23});
@@ -234,7 +234,7 @@ TEST_F(UpdateScheduleTest, DayOfTheChangeToSummerTimeIsAnHourShorter) {
     EXPECT_EQ(window(sunday, 9, 17).next_window_start(midnight), midnight + hours{8});
 }
 
-TEST_F(UpdateScheduleTest, DayOfTheChangeToStandardTimeIsAnHourLonger) {
+TEST_F(UpdateScheduleTest, DayIsAnHourLongerWhenDaylightSavingTimeEnds) {
     const auto midnight = at(10, 25, 0);
 
     EXPECT_EQ(UpdateSchedule{}.get_remaining_time(midnight), hours{25});
@@ -242,13 +242,13 @@ TEST_F(UpdateScheduleTest, DayOfTheChangeToStandardTimeIsAnHourLonger) {
     EXPECT_EQ(window(sunday, 9, 17).next_window_start(midnight - hours{12}), midnight + hours{10});
 }
 
-TEST_F(UpdateScheduleTest, HourThatTheDaySkipsIsNoWindow) {
+TEST_F(UpdateScheduleTest, SkippedHourIsNoWindow) {
     const auto schedule = window(sunday, 2, 3);
 
     EXPECT_EQ(schedule.next_window_start(at(3, 28, 12)), at(4, 5, 2));
 }
 
-TEST_F(UpdateScheduleTest, TimeNeverRunsNegativeWhenTheClosingHourIsSkipped) {
+TEST_F(UpdateScheduleTest, RemainingTimeIsNeverNegativeWhenTheClosingHourIsSkipped) {
     const auto remaining = window(sunday, 1, 2).get_remaining_time(at(3, 29, 1, 30));
 
     EXPECT_GE(remaining, minutes{0});
@@ -285,7 +285,7 @@ TEST(Weekday, EveryNameIsReadBack) {
     }
 }
 
-TEST(Weekday, AnyOtherLineIsUnknown) {
+TEST(Weekday, OtherNamesAreUnknown) {
     for (const char* const line : {"", "monday", "Mon", " Monday", "Monday ", "Monday Friday"}) {
         std::istringstream text{line};
         Weekday parsed{};

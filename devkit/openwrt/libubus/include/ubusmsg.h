@@ -15,13 +15,6 @@ struct ubus_msghdr {
 /// Longest message behind its header, padding included.
 #define UBUS_MAX_MSGLEN 1048576U
 
-/// The broker's own objects.
-#define UBUS_SYSTEM_OBJECT_EVENT 1U
-#define UBUS_SYSTEM_OBJECT_ACL 2U
-#define UBUS_SYSTEM_OBJECT_MONITOR 3U
-/// Ids of clients, objects and types start here.
-#define UBUS_SYSTEM_OBJECT_MAX 1024U
-
 enum ubus_msg_type {
     UBUS_MSG_HELLO,
     UBUS_MSG_STATUS,

@@ -1,6 +1,5 @@
 #include <cerrno>
-#include <cstdlib>
-#include <memory>
+#include <cstdint>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -13,6 +12,10 @@ namespace {
 
 bool refuse_to_grow(blob_buf* /*buf*/, int /*minlen*/) {
     return false;
+}
+
+void put_byte(Buffer& buffer, int id, std::uint8_t value) {
+    blob_put(buffer.get(), id, &value, sizeof(value));
 }
 
 }  // namespace
@@ -57,15 +60,12 @@ TEST(BlobBuffer, IsZeroedByBeingFreed) {
 TEST(BlobBuffer, WritesEveryPlainTypeInNetworkOrderWithZeroPadding) {
     Buffer buffer;
 
-    blob_put_u8(buffer.get(), 9, 1);
-    blob_put_u16(buffer.get(), 1, 0x0102);
+    put_byte(buffer, 9, 1);
     blob_put_u32(buffer.get(), 1, 0x01020304);
-    blob_put_u64(buffer.get(), 1, 0x0102030405060708);
     blob_put_string(buffer.get(), 2, "demo");
 
     EXPECT_EQ(hex(buffer.head()),
-              "00000034 09000005 01000000 01000006 01020000 01000008 01020304 "
-              "0100000c 01020304 05060708 02000009 64656d6f 00000000");
+              "00000020 09000005 01000000 01000008 01020304 02000009 64656d6f 00000000");
 }
 
 TEST(BlobBuffer, CountsNestedAttributesIncludingTheirPadding) {
@@ -73,11 +73,11 @@ TEST(BlobBuffer, CountsNestedAttributesIncludingTheirPadding) {
 
     void* const outer = blob_nest_start(buffer.get(), 6);
     void* const inner = blob_nest_start(buffer.get(), 7);
-    blob_put_u8(buffer.get(), 1, 0xff);
+    put_byte(buffer, 1, 0xff);
     blob_nest_end(buffer.get(), inner);
-    blob_put_u8(buffer.get(), 2, 0xee);
+    put_byte(buffer, 2, 0xee);
     blob_nest_end(buffer.get(), outer);
-    blob_put_u8(buffer.get(), 3, 0xdd);
+    put_byte(buffer, 3, 0xdd);
 
     EXPECT_EQ(hex(buffer.head()),
               "00000024 06000018 0700000c 01000005 ff000000 02000005 ee000000 03000005 dd000000");
@@ -106,15 +106,6 @@ TEST(BlobBuffer, RefusesWhatALengthOf24BitsCannotHold) {
     EXPECT_EQ(blob_raw_len(buffer.head()), before);
 }
 
-TEST(BlobBuffer, TakesAttributesThatAreReady) {
-    Buffer buffer;
-    const auto ready = bytes("03000008 7bb8faf7 05000008 d673c7c7");
-
-    blob_put_raw(buffer.get(), ready.data(), static_cast<unsigned>(ready.size()));
-
-    EXPECT_EQ(hex(buffer.head()), "00000014 03000008 7bb8faf7 05000008 d673c7c7");
-}
-
 TEST(BlobBuffer, WritesTheStatusOfACallAsTheBusHasIt) {
     Buffer buffer;
 
@@ -125,29 +116,14 @@ TEST(BlobBuffer, WritesTheStatusOfACallAsTheBusHasIt) {
 }
 
 TEST(BlobAttribute, IsReadBackInEveryPlainType) {
-    Received message{
-        "00000034 09000005 fe000000 01000006 01020000 01000008 01020304 "
-        "0100000c 01020304 05060708 02000009 64656d6f 00000000"};
+    Received message{"00000020 09000005 fe000000 01000008 01020304 02000009 64656d6f 00000000"};
 
     const auto* attr = static_cast<const blob_attr*>(blob_data(message.attr()));
     EXPECT_EQ(blob_get_u8(attr), 0xfe);
     attr = blob_next(attr);
-    EXPECT_EQ(blob_get_u16(attr), 0x0102);
-    attr = blob_next(attr);
     EXPECT_EQ(blob_get_u32(attr), 0x01020304U);
     attr = blob_next(attr);
-    EXPECT_EQ(blob_get_u64(attr), 0x0102030405060708U);
-    attr = blob_next(attr);
     EXPECT_STREQ(blob_get_string(attr), "demo");
-}
-
-TEST(BlobAttribute, IsCopiedWithItsPadding) {
-    Received message{"02000009 64656d6f 00000000"};
-
-    const std::unique_ptr<blob_attr, decltype(&std::free)> copy{blob_memdup(message.attr()),
-                                                                &std::free};
-
-    EXPECT_EQ(hex(copy.get()), "02000009 64656d6f 00000000");
 }
 
 }  // namespace zephran::ubox_standin

@@ -43,10 +43,10 @@ TEST(Blobmsg, WritesNull) {
 TEST(Blobmsg, WritesAnArrayWithNamelessElements) {
     Buffer buffer;
 
-    void* const array = blobmsg_open_array(buffer.get(), "a");
+    void* const array = blobmsg_open_nested(buffer.get(), "a", true);
     blobmsg_add_u32(buffer.get(), nullptr, 1);
     blobmsg_add_string(buffer.get(), "", "x");
-    blobmsg_close_array(buffer.get(), array);
+    blob_nest_end(buffer.get(), array);
 
     EXPECT_EQ(content_hex(buffer.head()),
               "81000020 00016100 8500000c 00000000 00000001 8300000a 00000000 78000000");
@@ -55,13 +55,11 @@ TEST(Blobmsg, WritesAnArrayWithNamelessElements) {
 TEST(Blobmsg, WritesTheOtherNumbers) {
     Buffer buffer;
 
-    blobmsg_add_u16(buffer.get(), "h", 0x0102);
     blobmsg_add_u64(buffer.get(), "l", 0x0102030405060708);
     blobmsg_add_double(buffer.get(), "d", 1.5);
 
     EXPECT_EQ(content_hex(buffer.head()),
-              "8600000a 00016800 01020000 84000010 00016c00 01020304 05060708 "
-              "88000010 00016400 3ff80000 00000000");
+              "84000010 00016c00 01020304 05060708 88000010 00016400 3ff80000 00000000");
 }
 
 TEST(Blobmsg, WritesTheSignatureThatARegistrationCarries) {
@@ -88,7 +86,8 @@ TEST(Blobmsg, RefusesANameThatItsLengthCannotTell) {
 TEST(Blobmsg, ReadsBackWhatItWrote) {
     Buffer buffer;
     blobmsg_add_u8(buffer.get(), "b", 1);
-    blobmsg_add_u16(buffer.get(), "h", 0xfffe);
+    const std::array<char, 2> two_bytes{'\xff', '\xfe'};
+    blobmsg_add_field(buffer.get(), BLOBMSG_TYPE_INT16, "h", two_bytes.data(), two_bytes.size());
     blobmsg_add_u32(buffer.get(), "n", 0xfffffffe);
     blobmsg_add_u64(buffer.get(), "l", 0xfffffffffffffffe);
     blobmsg_add_double(buffer.get(), "d", -0.25);
@@ -117,7 +116,7 @@ TEST(Blobmsg, ReadsBackWhatItWrote) {
                 EXPECT_EQ(blobmsg_get_double(attr), -0.25);
                 break;
             default:
-                EXPECT_STREQ(blobmsg_get_string(attr), "abc");
+                EXPECT_STREQ(static_cast<const char*>(blobmsg_data(attr)), "abc");
         }
     }
     EXPECT_EQ(names, (std::vector<std::string>{"b", "h", "n", "l", "d", "text"}));
@@ -150,38 +149,6 @@ TEST(Blobmsg, WalksOverNothingWithoutAnAttribute) {
     }
 
     EXPECT_EQ(count, 0);
-}
-
-TEST(BlobmsgParse, FindsValuesByNameAndType) {
-    Received call{
-        "07000024 8500000c 00016e00 00000007 83000013 00086167 656e745f 69640000 67770000"};
-    const std::array<blobmsg_policy, 4> policy{{{"agent_id", BLOBMSG_TYPE_STRING},
-                                                {"n", BLOBMSG_TYPE_UNSPEC},
-                                                {"n", BLOBMSG_TYPE_STRING},
-                                                {"absent", BLOBMSG_TYPE_STRING}}};
-    std::array<blob_attr*, 4> found{};
-    found.fill(call.attr());
-
-    const int result = blobmsg_parse(policy.data(), 4, found.data(), blob_data(call.attr()),
-                                     static_cast<unsigned>(blob_len(call.attr())));
-
-    EXPECT_EQ(result, 0);
-    EXPECT_STREQ(blobmsg_get_string(found[0]), "gw");
-    ASSERT_NE(found[1], nullptr);
-    EXPECT_EQ(blobmsg_get_u32(found[1]), 7U);
-    EXPECT_EQ(found[2], nullptr);
-    EXPECT_EQ(found[3], nullptr);
-}
-
-TEST(BlobmsgParse, ReportsABrokenValue) {
-    Received call{"07000010 8500000a 00016e00 00000000"};
-    const blobmsg_policy policy{"n", BLOBMSG_TYPE_INT32};
-    blob_attr* found = nullptr;
-
-    EXPECT_EQ(blobmsg_parse(&policy, 1, &found, blob_data(call.attr()),
-                            static_cast<unsigned>(blob_len(call.attr()))),
-              -1);
-    EXPECT_EQ(found, nullptr);
 }
 
 }  // namespace zephran::ubox_standin

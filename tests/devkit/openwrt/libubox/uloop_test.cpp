@@ -57,13 +57,6 @@ void keep_what_is_no_default() {
                       [](int number) { return disposition(number).sa_handler == own_handler; }));
 }
 
-void spare_sigchld() {
-    reset();
-    uloop_handle_sigchld = false;
-    uloop_init();
-    leave(disposition(SIGCHLD).sa_handler == SIG_DFL && is_taken_over(SIGTERM));
-}
-
 void survive_signals() {
     reset();
     uloop_init();
@@ -101,10 +94,6 @@ TEST(UloopInit, TakesDefaultDispositionsOver) {
 
 TEST(UloopInit, KeepsDispositionsThatAreNotTheDefault) {
     EXPECT_EXIT(keep_what_is_no_default(), testing::ExitedWithCode(0), "");
-}
-
-TEST(UloopInit, SparesSigchldWhenTold) {
-    EXPECT_EXIT(spare_sigchld(), testing::ExitedWithCode(0), "");
 }
 
 TEST(UloopInit, MakesTheProcessSurviveWhatShouldEndIt) {

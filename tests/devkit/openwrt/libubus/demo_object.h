@@ -58,9 +58,6 @@ public:
     DemoObject& operator=(const DemoObject&) = delete;
     ~DemoObject() = default;
 
-    /// Takes every method from now on.
-    void answer_to_everything() { method_records[0].name = nullptr; }
-
     /// What the handler does, and the status it returns.
     std::function<int(ubus_context&, ubus_request_data&)> reaction =
         [](ubus_context&, ubus_request_data&) { return 0; };
@@ -72,7 +69,7 @@ private:
                       const char* method, blob_attr* message) {
         auto& demo = static_cast<DemoObject&>(*object);
         const std::unique_ptr<char, decltype(&std::free)> arguments{
-            blobmsg_format_json(message, true), &std::free};
+            blobmsg_format_json_with_cb(message, true, nullptr, nullptr, -1), &std::free};
         demo.calls.push_back(std::string{method} + " " + arguments.get());
         return demo.reaction(*context, *request);
     }

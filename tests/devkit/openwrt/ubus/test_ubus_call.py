@@ -5,9 +5,9 @@ import struct
 import time
 
 import pytest
-from bus_wire import (ARRAY, A_DATA, A_METHOD, DOUBLE, INT8, INT64, TABLE, named, named_number,
-                      named_text)
 from ubus_command import result, serve, start, ubus
+
+from openwrt.bus.wire import A_DATA, A_METHOD, ARRAY, DOUBLE, INT8, INT64, TABLE, named, named_number, named_text
 
 
 def test_call_without_arguments_sends_an_empty_list(bus, owner):

@@ -5,10 +5,27 @@ import signal
 import socket
 
 import pytest
-from bus_wire import (ADD_OBJECT, A_DATA, A_ID, A_METHOD, A_STATUS, DATA, HELLO, INVOKE, LOOKUP,
-                      PATIENCE, STATUS, RawConnection, attribute, frame, named_number, named_text,
-                      number, text, until)
 from ubus_command import result, start, ubus
+
+from bus_bench import PATIENCE, RawConnection, until
+from openwrt.bus.wire import (
+    A_DATA,
+    A_ID,
+    A_METHOD,
+    A_STATUS,
+    ADD_OBJECT,
+    DATA,
+    HELLO,
+    INVOKE,
+    LOOKUP,
+    STATUS,
+    attribute,
+    frame,
+    named_number,
+    named_text,
+    number,
+    text,
+)
 
 
 def test_wait_for_objects_that_are_there_returns_at_once(bus, owner):

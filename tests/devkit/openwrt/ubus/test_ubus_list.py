@@ -3,9 +3,10 @@ import json
 import subprocess
 
 import pytest
-from bus_wire import (ARRAY, DOUBLE, INT8, INT16, INT32, INT64, PATIENCE, STRING, TABLE, UBUS,
-                      method)
 from ubus_command import result, start, ubus
+
+from bus_bench import PATIENCE, UBUS, method
+from openwrt.bus.wire import ARRAY, DOUBLE, INT8, INT16, INT32, INT64, STRING, TABLE
 
 # --- list
 

@@ -1,7 +1,7 @@
 """Runs the stand-in command line, and serves the calls it makes."""
 import subprocess
 
-from bus_wire import PATIENCE, UBUS
+from bus_bench import PATIENCE, UBUS
 
 
 def start(bus, *arguments, stdout=subprocess.PIPE, stderr=subprocess.PIPE):

@@ -1,5 +1,6 @@
 """What a real client and a real broker said to each other, and a listener for events."""
-from bus_wire import A_ID, A_STATUS, A_TYPE, STATUS, named_number, named_text, words
+from bus_bench import words
+from openwrt.bus.wire import A_ID, A_STATUS, A_TYPE, STATUS, named_number, named_text
 
 # What a real client and a real broker said to each other about an object with a method "poll" that
 # takes a string, and a method "fail".

@@ -3,10 +3,28 @@ import os
 import pwd
 
 import pytest
-from bus_wire import (A_DATA, A_GROUP, A_ID, A_METHOD, A_NO_REPLY, A_STATUS, A_USER, DATA, INVOKE,
-                      LOOKUP, PING, STATUS, attribute, frame, named_number, number, text, until,
-                      words)
 from recorded_traffic import GATEWAY_ARGUMENT, ROOT_NAMES, add_demo, poll_call
+
+from bus_bench import until, words
+from openwrt.bus.wire import (
+    A_DATA,
+    A_GROUP,
+    A_ID,
+    A_METHOD,
+    A_NO_REPLY,
+    A_STATUS,
+    A_USER,
+    DATA,
+    INVOKE,
+    LOOKUP,
+    PING,
+    STATUS,
+    attribute,
+    frame,
+    named_number,
+    number,
+    text,
+)
 
 
 @pytest.mark.skipif(os.getuid() != 0, reason="the traffic was recorded as root")
@@ -56,8 +74,10 @@ def test_flag_for_no_reply_reaches_the_owner(bus):
     demo = owner.add("demo")
 
     caller.invoke(demo, "poll", more=attribute(A_NO_REPLY, b"\1"))
+    caller.invoke(demo, "poll", more=attribute(A_NO_REPLY, b"\x80"))
     caller.invoke(demo, "poll", more=attribute(A_NO_REPLY, b"\0"))
 
+    assert owner.frame().attributes[A_NO_REPLY] == b"\1"
     assert owner.frame().attributes[A_NO_REPLY] == b"\1"
     assert A_NO_REPLY not in owner.frame().attributes
     assert caller.settled()

@@ -5,7 +5,9 @@ import stat
 import subprocess
 
 import pytest
-from bus_wire import A_PATH, LOOKUP, PATIENCE, UBUS, UBUSD, text, words
+
+from bus_bench import PATIENCE, UBUS, UBUSD, words
+from openwrt.bus.wire import A_PATH, LOOKUP, text
 
 # In a chroot only root may have mounts of its own, and only as itself.
 OWN_MOUNTS = ["unshare", "--mount"] + ([] if os.geteuid() == 0 else ["--map-root-user"])

@@ -1,8 +1,25 @@
 """The stand-in broker, byte for byte: events, and everything else clients may ask."""
 import pytest
-from bus_wire import (A_DATA, A_ID, A_METHOD, A_STATUS, DATA, HELLO, INVOKE, PING, REMOVE_OBJECT,
-                      STATUS, attribute, frame, named_number, named_text, number, text)
 from recorded_traffic import listen
+
+from openwrt.bus.wire import (
+    A_DATA,
+    A_ID,
+    A_METHOD,
+    A_STATUS,
+    DATA,
+    HELLO,
+    INVOKE,
+    PING,
+    REMOVE_OBJECT,
+    STATUS,
+    attribute,
+    frame,
+    named_number,
+    named_text,
+    number,
+    text,
+)
 
 # --- everything else clients may ask
 

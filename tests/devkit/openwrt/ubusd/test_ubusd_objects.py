@@ -1,8 +1,23 @@
 """The stand-in broker, byte for byte: objects, and looking them up."""
 import pytest
-from bus_wire import (ADD_OBJECT, A_ID, A_PATH, A_SIGNATURE, A_TYPE, LOOKUP, REMOVE_OBJECT,
-                      attribute, method, named, named_number, named_text, number, text, words)
 from recorded_traffic import ADD_DEMO, LOOKUP_DEMO, NAME, SIGNATURE, add_demo
+
+from bus_bench import method, words
+from openwrt.bus.wire import (
+    A_ID,
+    A_PATH,
+    A_SIGNATURE,
+    A_TYPE,
+    ADD_OBJECT,
+    LOOKUP,
+    REMOVE_OBJECT,
+    attribute,
+    named,
+    named_number,
+    named_text,
+    number,
+    text,
+)
 
 # --- objects
 
@@ -52,6 +67,21 @@ def test_malformed_registration_is_refused(bus, payload):
 
     assert client.request(ADD_OBJECT, payload) == ([], 2)
     assert client.request(LOOKUP) == ([], 0)
+
+
+@pytest.mark.parametrize("signature", [
+    "0200000c 00046661 696c0000", "8100000c 00046661 696c0000", "82000014 00016d00 8300000c 00016100 78797a00",
+    "82000014 00016d00 8500000a 00016100 00030000", "8200000c 00016d00 85000000",
+    "8200000c 00046661 696c0000 82000002"],
+    ids=["method without name", "method that is an array", "argument that is a string", "argument of two bytes",
+         "broken argument", "broken method"])
+def test_refused_signature_leaves_the_name_free(bus, signature):
+    client = bus.client()
+
+    refused = client.request(ADD_OBJECT, text(A_PATH, "a") + attribute(A_SIGNATURE, words(signature)))
+
+    assert refused == ([], 2)
+    assert client.add("a")
 
 
 def test_type_is_shared_by_number_and_ends_with_its_last_object(bus):

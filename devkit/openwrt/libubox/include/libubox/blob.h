@@ -1,7 +1,7 @@
 #pragma once
 
-/// Length-prefixed attributes as they travel on the message bus, from C and C++. Like the header of
-/// the device this one has no C-linkage guards: C++ includes it inside an extern "C" block.
+/// Length-prefixed attributes as they travel on the message bus. Like the header of the device this
+/// one has no C-linkage guards: C++ includes it inside an extern "C" block.
 
 #include <stdbool.h>
 #include <stddef.h>
@@ -35,12 +35,9 @@ struct blob_attr {
     char data[];
 } __attribute__((packed));
 
-/// What blob_parse() accepts under one id. A limit of 0 is no limit.
+/// What blob_parse() accepts under one id.
 struct blob_attr_info {
     unsigned int type;
-    unsigned int minlen;
-    unsigned int maxlen;
-    bool (*validate)(const struct blob_attr_info* info, struct blob_attr* attr);
 };
 
 /// An attribute under construction; zeroed before its first use. head is the innermost one open.
@@ -92,22 +89,10 @@ static inline uint8_t blob_get_u8(const struct blob_attr* attr) {
     return *(const uint8_t*)blob_data(attr);
 }
 
-static inline uint16_t blob_get_u16(const struct blob_attr* attr) {
-    uint16_t value;
-    memcpy(&value, blob_data(attr), sizeof(value));
-    return be16_to_cpu(value);
-}
-
 static inline uint32_t blob_get_u32(const struct blob_attr* attr) {
     uint32_t value;
     memcpy(&value, blob_data(attr), sizeof(value));
     return be32_to_cpu(value);
-}
-
-static inline uint64_t blob_get_u64(const struct blob_attr* attr) {
-    uint64_t value;
-    memcpy(&value, blob_data(attr), sizeof(value));
-    return be64_to_cpu(value);
 }
 
 static inline const char* blob_get_string(const struct blob_attr* attr) {
@@ -122,15 +107,11 @@ bool blob_buf_grow(struct blob_buf* buf, int required);
 
 /// Appends a whole attribute to the innermost one open; NULL when there is no room.
 struct blob_attr* blob_put(struct blob_buf* buf, int id, const void* ptr, unsigned int len);
-/// Appends bytes that are attributes already.
-struct blob_attr* blob_put_raw(struct blob_buf* buf, const void* ptr, unsigned int len);
 
 /// Opens an attribute within the innermost one open. The cookie survives growing; NULL on failure.
 void* blob_nest_start(struct blob_buf* buf, int id);
 void blob_nest_end(struct blob_buf* buf, void* cookie);
 
-/// A malloc'ed copy, or NULL.
-struct blob_attr* blob_memdup(struct blob_attr* attr);
 /// Whether the bytes are a value of the type (BLOB_ATTR_…); anything is when the type is unknown.
 bool blob_check_type(const void* ptr, unsigned int len, int type);
 /// Finds attributes by id: data[id] is NULL for those absent or not as info demands, the last of
@@ -138,22 +119,8 @@ bool blob_check_type(const void* ptr, unsigned int len, int type);
 int blob_parse(struct blob_attr* attr, struct blob_attr** data, const struct blob_attr_info* info,
                int max);
 
-static inline struct blob_attr* blob_put_u8(struct blob_buf* buf, int id, uint8_t value) {
-    return blob_put(buf, id, &value, sizeof(value));
-}
-
-static inline struct blob_attr* blob_put_u16(struct blob_buf* buf, int id, uint16_t value) {
-    const uint16_t bytes = cpu_to_be16(value);
-    return blob_put(buf, id, &bytes, sizeof(bytes));
-}
-
 static inline struct blob_attr* blob_put_u32(struct blob_buf* buf, int id, uint32_t value) {
     const uint32_t bytes = cpu_to_be32(value);
-    return blob_put(buf, id, &bytes, sizeof(bytes));
-}
-
-static inline struct blob_attr* blob_put_u64(struct blob_buf* buf, int id, uint64_t value) {
-    const uint64_t bytes = cpu_to_be64(value);
     return blob_put(buf, id, &bytes, sizeof(bytes));
 }
 

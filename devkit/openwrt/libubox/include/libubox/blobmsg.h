@@ -67,39 +67,18 @@ static inline size_t blobmsg_data_len(const struct blob_attr* attr) {
     return blob_len(attr) - blobmsg_name_part(attr);
 }
 
-static inline size_t blobmsg_len(const struct blob_attr* attr) {
-    return blobmsg_data_len(attr);
-}
-
 /// Whether name and value have the shape their lengths and type demand; with name, an empty one is
 /// refused. The elements of arrays and tables are not looked at.
 bool blobmsg_check_attr(const struct blob_attr* attr, bool name);
 
-/// Finds values by name: tb[i] is NULL for those absent or of another type than policy[i] (UNSPEC
-/// takes any). 0, or -1 when an attribute is broken.
-int blobmsg_parse(const struct blobmsg_policy* policy, int policy_len, struct blob_attr** tb,
-                  void* data, unsigned int len);
-
 /// Each appends a value to the innermost attribute open: 0, or -1 without room for it.
 int blobmsg_add_field(struct blob_buf* buf, int type, const char* name, const void* data,
                       unsigned int len);
-/// Opens an array or a table; the cookie is for blobmsg_close_array() or _table().
+/// Opens an array or a table; the cookie is for blob_nest_end().
 void* blobmsg_open_nested(struct blob_buf* buf, const char* name, bool array);
-
-static inline int blobmsg_buf_init(struct blob_buf* buf) {
-    return blob_buf_init(buf, BLOBMSG_TYPE_TABLE);
-}
-
-static inline void* blobmsg_open_array(struct blob_buf* buf, const char* name) {
-    return blobmsg_open_nested(buf, name, true);
-}
 
 static inline void* blobmsg_open_table(struct blob_buf* buf, const char* name) {
     return blobmsg_open_nested(buf, name, false);
-}
-
-static inline void blobmsg_close_array(struct blob_buf* buf, void* cookie) {
-    blob_nest_end(buf, cookie);
 }
 
 static inline void blobmsg_close_table(struct blob_buf* buf, void* cookie) {
@@ -108,11 +87,6 @@ static inline void blobmsg_close_table(struct blob_buf* buf, void* cookie) {
 
 static inline int blobmsg_add_u8(struct blob_buf* buf, const char* name, uint8_t value) {
     return blobmsg_add_field(buf, BLOBMSG_TYPE_INT8, name, &value, sizeof(value));
-}
-
-static inline int blobmsg_add_u16(struct blob_buf* buf, const char* name, uint16_t value) {
-    const uint16_t bytes = cpu_to_be16(value);
-    return blobmsg_add_field(buf, BLOBMSG_TYPE_INT16, name, &bytes, sizeof(bytes));
 }
 
 static inline int blobmsg_add_u32(struct blob_buf* buf, const char* name, uint32_t value) {
@@ -168,11 +142,6 @@ static inline double blobmsg_get_double(const struct blob_attr* attr) {
     double value;
     memcpy(&value, &bytes, sizeof(value));
     return value;
-}
-
-/// NULL for no attribute.
-static inline char* blobmsg_get_string(const struct blob_attr* attr) {
-    return attr ? (char*)blobmsg_data(attr) : NULL;
 }
 
 /// Walks over the values inside attr (may be NULL) and stops at the first broken one.

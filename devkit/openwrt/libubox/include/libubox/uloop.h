@@ -22,9 +22,6 @@ struct uloop_fd {
     uint8_t flags;
 };
 
-/// Set to false before uloop_init() to keep SIGCHLD as it is.
-extern bool uloop_handle_sigchld;
-
 /// Opens the loop's descriptors, once for the process, and takes over SIGINT, SIGTERM and SIGCHLD
 /// where they have their default action; SIGPIPE is ignored where it has. 0, or -1 with errno.
 int uloop_init(void);

@@ -1,11 +1,6 @@
 #pragma once
 
-/// Number of elements of a real array, not of a pointer.
-#ifndef ARRAY_SIZE
-#define ARRAY_SIZE(array) (sizeof(array) / sizeof((array)[0]))
-#endif
-
-/// Network order from and to the machine's, also for programs compiled as strict C.
+/// Network order from and to the machine's.
 #if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
 #define cpu_to_be64(value) __builtin_bswap64(value)
 #define cpu_to_be32(value) __builtin_bswap32(value)

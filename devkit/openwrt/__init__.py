@@ -1,0 +1,1 @@
+"""Stand-ins for what OpenWrt has and a development machine lacks."""

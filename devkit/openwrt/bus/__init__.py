@@ -1,0 +1,1 @@
+"""The message bus: a broker and a command line that stand in for ubusd and ubus."""

@@ -1,0 +1,158 @@
+"""Answers what clients ask of the bus, and passes calls, answers and events on between them."""
+from __future__ import annotations
+
+from collections.abc import Callable
+from dataclasses import dataclass
+from typing import Any
+
+from . import wire
+from .registry import Object, Refusal, Registry, matches
+from .wire import Frame, number, text
+
+
+@dataclass(frozen=True)
+class Sender:
+    """Who sent a frame, as the kernel vouches for it."""
+
+    id: int
+    user: str
+    group: str
+
+
+def required(found: dict[int, Any], attribute_id: int) -> Any:
+    """An argument that the request cannot do without."""
+    if attribute_id not in found:
+        raise Refusal(wire.INVALID_ARGUMENT)
+    return found[attribute_id]
+
+
+def optional_text(found: dict[int, Any], attribute_id: int) -> bytes | None:
+    return wire.cut(found[attribute_id]) if attribute_id in found else None
+
+
+class Broker:
+    """The rules of the bus, without its sockets.
+
+    deliver  hands bytes to the client with an id; one that is not connected does not matter
+    """
+
+    def __init__(self, deliver: Callable[[int, bytes], None]) -> None:
+        self._deliver = deliver
+        self._registry = Registry()
+        # Objects that receive events, each with a pattern of the events it wants.
+        self._listeners: list[tuple[Object, bytes]] = []
+        self._event_sequence = 0
+        self._requests = {wire.PING: self._ping, wire.LOOKUP: self._lookup, wire.INVOKE: self._invoke,
+                          wire.ADD_OBJECT: self._add_object, wire.REMOVE_OBJECT: self._remove_object}
+
+    def handle(self, sender: Sender, frame: Frame) -> None:
+        if frame.type in (wire.STATUS, wire.DATA):
+            self._forward_answer(sender, frame)
+            return
+        try:
+            if frame.type not in self._requests:
+                raise Refusal(wire.INVALID_COMMAND)
+            self._requests[frame.type](sender, frame)
+        except Refusal as refusal:
+            self._finish(sender, frame, refusal.status)
+
+    def forget(self, client_id: int) -> None:
+        """Frees the names of a client's objects and tells of their end."""
+        removed = self._registry.remove_all_of(client_id)
+        self._listeners = [each for each in self._listeners if each[0].owner != client_id]
+        for each in removed:
+            self._announce(b"ubus.object.remove", each)
+
+    # ---- requests
+
+    def _ping(self, sender: Sender, request: Frame) -> None:
+        self._answer(sender, request, request.payload)
+        self._finish(sender, request)
+
+    def _lookup(self, sender: Sender, request: Frame) -> None:
+        for name, object_id, kind in self._registry.lookup(optional_text(request.attributes, wire.A_PATH)):
+            self._answer(sender, request, text(wire.A_PATH, name) + number(wire.A_ID, object_id) +
+                         number(wire.A_TYPE, kind.id) + wire.attribute(wire.A_SIGNATURE, kind.signature))
+        self._finish(sender, request)
+
+    def _add_object(self, sender: Sender, request: Frame) -> None:
+        found = request.attributes
+        signature = found.get(wire.A_SIGNATURE)
+        added = self._registry.add(sender.id, optional_text(found, wire.A_PATH), found.get(wire.A_TYPE),
+                                   signature)
+        answer = number(wire.A_ID, added.id)
+        if added.type and signature is not None:
+            answer += number(wire.A_TYPE, added.type.id)
+        self._answer(sender, request, answer)
+        self._finish(sender, request)
+        self._announce(b"ubus.object.add", added)
+
+    def _remove_object(self, sender: Sender, request: Frame) -> None:
+        removed = self._registry.owned(sender.id, required(request.attributes, wire.A_ID))
+        ended = self._registry.remove(removed)
+        self._listeners = [each for each in self._listeners if each[0] is not removed]
+        self._answer(sender, request, number(wire.A_ID, removed.id) +
+                     (number(wire.A_TYPE, ended.id) if ended else b""))
+        self._finish(sender, request)
+        self._announce(b"ubus.object.remove", removed)
+
+    def _invoke(self, sender: Sender, request: Frame) -> None:
+        found = request.attributes
+        object_id = required(found, wire.A_ID)
+        method = wire.cut(required(found, wire.A_METHOD))
+        if object_id == wire.EVENT_OBJECT:
+            if method != b"register":
+                raise Refusal(wire.METHOD_NOT_FOUND)
+            self._listen(sender, required(found, wire.A_DATA))
+            self._finish(sender, request)
+            return
+        called = self._registry.get(object_id)
+        call = number(wire.A_ID, object_id) + text(wire.A_METHOD, method)
+        if found.get(wire.A_NO_REPLY, b"\0") != b"\0":
+            call += wire.attribute(wire.A_NO_REPLY, b"\1")
+        call += text(wire.A_USER, sender.user) + text(wire.A_GROUP, sender.group)
+        if wire.A_DATA in found:
+            call += wire.attribute(wire.A_DATA, found[wire.A_DATA])
+        self._deliver(called.owner, wire.frame(wire.INVOKE, request.sequence, sender.id, call))
+
+    def _listen(self, sender: Sender, data: bytes) -> None:
+        values = [wire.named_value(*each) for each in wire.split(data)[0]]
+        arguments = {value[:2]: value[2] for value in values if value}
+        object_id = arguments.get((wire.INT32, b"object"), b"")
+        pattern = arguments.get((wire.STRING, b"pattern"), b"")
+        if len(object_id) != 4 or pattern[-1:] != b"\0":
+            raise Refusal(wire.INVALID_ARGUMENT)
+        listener = self._registry.owned(sender.id, int.from_bytes(object_id, "big"))
+        self._listeners.append((listener, wire.cut(pattern)))
+
+    # ---- answers
+
+    def _forward_answer(self, sender: Sender, answer: Frame) -> None:
+        """One in somebody else's name is dropped without a word, as are all incomplete ones."""
+        found = answer.attributes
+        needed = wire.A_DATA if answer.type == wire.DATA else wire.A_STATUS
+        try:
+            object_id = self._registry.owned(sender.id, required(found, wire.A_ID)).id
+            required(found, needed)
+        except Refusal:
+            return
+        self._deliver(answer.peer, wire.frame(answer.type, answer.sequence, object_id, answer.payload))
+
+    def _answer(self, sender: Sender, request: Frame, payload: bytes) -> None:
+        self._deliver(sender.id, wire.frame(wire.DATA, request.sequence, request.peer, payload))
+
+    def _finish(self, sender: Sender, request: Frame, status: int = wire.OK) -> None:
+        self._deliver(sender.id, wire.frame(wire.STATUS, request.sequence, request.peer,
+                                            number(wire.A_STATUS, status)))
+
+    def _announce(self, event: bytes, subject: Object) -> None:
+        if subject.name is None:
+            return
+        data = wire.named_number("id", subject.id) + wire.named_text("path", subject.name)
+        for listener, pattern in self._listeners:
+            if matches(pattern, event):
+                self._event_sequence = (self._event_sequence + 1) % (1 << 16)
+                self._deliver(listener.owner, wire.frame(
+                    wire.INVOKE, self._event_sequence, 0,
+                    number(wire.A_ID, listener.id) + text(wire.A_METHOD, event) +
+                    wire.attribute(wire.A_DATA, data)))

@@ -1,0 +1,21 @@
+#include "http/make_transport.h"
+
+#include <utility>
+
+#include <boost/throw_exception.hpp>
+
+#include "common/exception.h"
+#include "http/httpclient_curl.h"
+
+namespace zephran::http {
+
+std::unique_ptr<ClientInterface> make_transport(ClientImplementationType type,
+                                                TransportSettings settings) {
+    switch (type) {
+        case ClientImplementationType::curl:
+            return std::make_unique<CurlImpl>(std::move(settings));
+    }
+    BOOST_THROW_EXCEPTION(common::NotImplementedException{});
+}
+
+}  // namespace zephran::http

@@ -1,0 +1,89 @@
+#include "ubus/broker_connection.h"
+
+#include <cerrno>
+#include <utility>
+
+#include <boost/exception/errinfo_errno.hpp>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include "common/logprint.h"
+#include "ubus/exceptions.h"
+#include "ubus/signal_dispositions.h"
+
+namespace zephran::ubus {
+
+BrokerConnection::BrokerConnection(std::string path) : socket_path{std::move(path)} {}
+
+BrokerConnection::~BrokerConnection() {
+    close();
+}
+
+const char* BrokerConnection::path_or_default() const {
+    return socket_path.empty() ? nullptr : socket_path.c_str();
+}
+
+void BrokerConnection::open() {
+    const SignalDispositions kept;
+    context = ubus_connect(path_or_default());
+    if (context == nullptr) {
+        BOOST_THROW_EXCEPTION(UbusConnectException{} << boost::errinfo_errno{errno});
+    }
+    adopt_descriptor();
+    note_broker_address();
+}
+
+bool BrokerConnection::reopen() {
+    // By now the daemon has its own handlers for SIGINT and SIGTERM, which the library does not
+    // touch. Restoring them here could undo a change by the main thread.
+    const SignalDispositions kept{SIGCHLD};
+    if (ubus_reconnect(context, path_or_default()) == UBUS_STATUS_OK) {
+        adopt_descriptor();
+        return true;
+    }
+    // The library may have closed this descriptor and would close it again, when the number may
+    // already belong to another file.
+    context->sock.fd = no_descriptor;
+    return false;
+}
+
+void BrokerConnection::close() {
+    if (context != nullptr) {
+        give_up();
+        ubus_free(context);
+        context = nullptr;
+    }
+}
+
+void BrokerConnection::adopt_descriptor() {
+    descriptor = context->sock.fd;
+    // A child process that outlives the daemon must not keep the object's name taken.
+    if (::fcntl(context->sock.fd, F_SETFD, FD_CLOEXEC) != 0) {
+        ZLOG_WARNING("event", "ubus", "message", "could not keep connection from children");
+    }
+}
+
+// Only the library knows its default path, so the address comes from the connection.
+void BrokerConnection::note_broker_address() {
+    socklen_t size = sizeof broker_address_;
+    if (::getpeername(context->sock.fd, reinterpret_cast<sockaddr*>(&broker_address_), &size) !=
+        0) {
+        BOOST_THROW_EXCEPTION(UbusConnectException{} << boost::errinfo_errno{errno});
+    }
+}
+
+// poll() ignores negative descriptors. The socket of a lost connection stays readable, and polling
+// it would make the thread spin.
+bool BrokerConnection::wait_for_input(std::chrono::milliseconds time) const {
+    pollfd input{descriptor, POLLIN, 0};
+    const int ready = ::poll(&input, 1, static_cast<int>(time.count()));
+    constexpr int broken = POLLHUP | POLLERR | POLLNVAL;
+    return ready > 0 && (input.revents & broken) != 0;
+}
+
+void BrokerConnection::shut_down() const {
+    (void)::shutdown(descriptor, SHUT_RDWR);
+}
+
+}  // namespace zephran::ubus

@@ -1,0 +1,111 @@
+#include <utility>
+
+#include "agent/hawkbit_agent.h"
+#include "deployment/action_message.h"
+#include "deployment/deployment_history.h"
+#include "deployment/running_deployment.h"
+#include "hawkbit/detail_text.h"
+#include "installer/installer_factory.h"
+#include "platform.h"
+
+namespace zephran {
+
+void HawkbitAgent::tick_deployment() {
+    const auto report = deployment->step();
+    if (report && report->recipient == DeploymentReport::Recipient::deployment) {
+        send_deployment_feedback(*report);
+    } else if (report && !aborted) {
+        send_cancel_feedback(report->result, report->details);
+    }
+    if (deployment->deployer().is_finished() && deployment->deployer().is_resumed()) {
+        force_poll();
+    }
+    if (deployment->has_failed_in_last_step() || deployment->has_ended()) {
+        platform::recover_download();
+    }
+    if (deployment->has_ended()) {
+        forget_offer_of_ended_deployment();
+        deployment.reset();
+    }
+}
+
+void HawkbitAgent::forget_offer_of_ended_deployment() {
+    // Reading a closed action again would turn its record on the server from finished to retrieved.
+    if (deployment->was_fetched_from(controller.deployment_base())) {
+        controller.forget_deployment();
+        deployment_action_requested = false;
+    }
+}
+
+void HawkbitAgent::start_deployer() {
+    if (is_deploying()) {
+        BOOST_THROW_EXCEPTION(DeploymentInProgressException{});
+    }
+    hawkbit::DeploymentActionMessage action = *control_->pending_deployment();
+    action.replace_chunks(InstallerFactory::reorder_chunks(action.chunks()));
+    const bool is_interrupted = deployment_history::holds_own_report(action.action_history());
+
+    deployment = std::make_unique<RunningDeployment>(
+        std::make_unique<HawkbitDeployer>(settings.attributes, std::move(action), settings.context,
+                                          make_http_client),
+        controller);
+    if (is_interrupted) {
+        resume_deployer();
+    }
+    control_->drop_pending_deployment();
+}
+
+void HawkbitAgent::resume_deployer() {
+    try {
+        deployment->deployer().resume();
+    } catch (const std::exception& error) {
+        ZLOG_ERROR("event", "exception_caught", "action", "resume_deployment", "what",
+                   boost::diagnostic_information(error));
+    }
+}
+
+void HawkbitAgent::cancel_deployer() {
+    if (deployment == nullptr) {
+        send_cancel_feedback(hawkbit::ActionFeedbackMessage::FinalResult::success,
+                             {to_string(ActionMessage::DeploymentNotRunning)});
+    } else {
+        cancel_existing_deployer();
+    }
+}
+
+void HawkbitAgent::cancel_existing_deployer() {
+    try {
+        deployment->deployer().cancel();
+    } catch (const std::exception& error) {
+        ZLOG_ERROR("event", "exception_caught", "action", "cancel_existing_deployer", "what",
+                   boost::diagnostic_information(error), "message",
+                   "forcibly getting rid of deployer");
+        deployment.reset();
+        BOOST_THROW_EXCEPTION(std::exception{});
+    }
+}
+
+void HawkbitAgent::send_deployment_feedback(const DeploymentReport& report) const {
+    hawkbit::DeploymentActionFeedbackMessage message;
+    message.id = deployment->deployer().action_id();
+    message.execution = report.execution;
+    message.result = report.result;
+    message.progress_count = deployment->deployer().chunk_index();
+    message.progress_of = deployment->deployer().chunk_count();
+    message.details = hawkbit::clean_details(report.details);
+    message.time = epoch_seconds();
+    client->send_deployment_action_feedback(deployment->address(), message);
+}
+
+void HawkbitAgent::send_cancel_feedback(hawkbit::ActionFeedbackMessage::FinalResult result,
+                                        const std::vector<std::string>& details) const {
+    hawkbit::CancelActionFeedbackMessage message;
+    message.id = cancel_action_id;
+    message.execution = hawkbit::ActionFeedbackMessage::ExecutionStatus::closed;
+    message.result = result;
+    message.details = hawkbit::clean_details(details);
+    message.time = epoch_seconds();
+    client->send_cancel_action_feedback(controller, message);
+}
+
+}  // namespace zephran

@@ -1,0 +1,80 @@
+#include <algorithm>
+
+#include "deployment/artifact_files.h"
+#include "deployment/hawkbit_deployer.h"
+#include "hawkbit/controller.h"
+#include "installer/artifact_path.h"
+#include "installer/hawkbit_installer.h"
+#include "platform.h"
+
+namespace zephran {
+
+namespace {
+
+std::string download_url(const HawkbitDeployer::Artifact& artifact) {
+    const common::URI& link =
+        artifact.download().empty() ? artifact.download_http() : artifact.download();
+    // The transport supports more schemes, such as "file", which a server must not use.
+    if (link.scheme() != "https" && link.scheme() != "http") {
+        BOOST_THROW_EXCEPTION(hawkbit::InsecureURLException{} << hawkbit::url_tag{link.str()});
+    }
+    return link.str();
+}
+
+}  // namespace
+
+void HawkbitDeployer::select_next_chunk() {
+    ZLOG_DEBUG("event", "select_next_chunk", "fsm", fsm_identity());
+    if (has_current_chunk()) {
+        ++chunk_index_;
+        artifact_index = 0;
+    }
+}
+
+void HawkbitDeployer::select_next_artifact() {
+    ZLOG_DEBUG("event", "select_next_artifact", "fsm", fsm_identity());
+    if (has_current_artifact()) {
+        ++artifact_index;
+    }
+}
+
+void HawkbitDeployer::download_artifact() {
+    ZLOG_DEBUG("event", "download_artifact", "fsm", fsm_identity());
+    const std::string file = artifact_path(artifact());
+    const http::Client client = make_http_client();
+    platform::prepare_download(chunk(), artifact());
+    client.download_to_file(download_url(artifact()), file);
+}
+
+void HawkbitDeployer::verify_artifact() {
+    ZLOG_DEBUG("event", "verify_artifact", "fsm", fsm_identity());
+    artifact_files::verify(artifact());
+}
+
+void HawkbitDeployer::start_installer() {
+    ZLOG_DEBUG("event", "start_installer", "fsm", fsm_identity());
+    if (installer != nullptr && !installer->is_finished() && !installer->is_cancelled()) {
+        BOOST_THROW_EXCEPTION(InstallationInProgressException{});
+    }
+    adopt_installer(make_installer(chunk()));
+}
+
+void HawkbitDeployer::cancel_installer() {
+    ZLOG_DEBUG("event", "cancel_installer", "fsm", fsm_identity());
+    if (installer == nullptr) {
+        BOOST_THROW_EXCEPTION(NoInstallationInProgressException{});
+    }
+    installer->cancel();
+}
+
+void HawkbitDeployer::remove_artifacts() {
+    ZLOG_DEBUG("event", "remove_artifacts", "fsm", fsm_identity());
+    artifact_files::remove(chunk());
+}
+
+void HawkbitDeployer::cleanup() {
+    ZLOG_DEBUG("event", "cleanup", "fsm", fsm_identity());
+    std::for_each(action.chunks().begin(), action.chunks().end(), artifact_files::remove);
+}
+
+}  // namespace zephran

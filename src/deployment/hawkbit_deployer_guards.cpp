@@ -1,0 +1,32 @@
+#include "deployment/hawkbit_deployer.h"
+#include "installer/hawkbit_installer.h"
+
+namespace zephran {
+
+bool HawkbitDeployer::chunks_left() {
+    ZLOG_DEBUG("event", "chunks_left", "fsm", fsm_identity());
+    return has_current_chunk();
+}
+
+bool HawkbitDeployer::artifacts_left() {
+    ZLOG_DEBUG("event", "artifacts_left", "fsm", fsm_identity());
+    return has_current_artifact();
+}
+
+bool HawkbitDeployer::installer_done() {
+    ZLOG_DEBUG("event", "installer_done", "fsm", fsm_identity());
+    return installer == nullptr;
+}
+
+bool HawkbitDeployer::chunk_already_installed() {
+    const bool installed = is_current_chunk_recorded();
+    ZLOG_DEBUG("event", "chunk_already_installed", "fsm", fsm_identity(), "installed", installed);
+    if (installed) {
+        installer_output_ = "Already installed\nInstalled " + chunk().part() + " " +
+                            chunk().version() + " on " +
+                            HawkbitInstaller::get_installed_version_time(chunk().part()) + "\n";
+    }
+    return installed;
+}
+
+}  // namespace zephran

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+namespace zephran::installer {
+
+/// Copies a file; an existing destination is overwritten.
+///
+/// @throws common::InputFileOpenException, common::OutputFileOpenException,
+///         common::FileWriteException, common::FileReadException, each with the path as
+///         common::filename_tag
+void copy_file(const std::string& source, const std::string& destination);
+
+}  // namespace zephran::installer

@@ -1,0 +1,148 @@
+#include "store/device_store.h"
+
+#include "common/logprint.h"
+#include "config.h"
+#include "ghn/ghn_config.h"
+
+namespace zephran {
+
+namespace {
+
+constexpr const char* schedule_enabled_key = "zephran.schedule.enabled";
+constexpr const char* schedule_days_key = "zephran.schedule.daysofweek";
+constexpr const char* schedule_start_time_key = "zephran.schedule.starttime";
+constexpr const char* schedule_stop_time_key = "zephran.schedule.stoptime";
+
+constexpr const char* automatic_update_key = "zephran.service.automatic_update";
+constexpr const char* rebooted_key = "zephran.service.rebooted";
+
+/// The part type follows.
+constexpr const char* version_key_prefix = "zephran.device.version_";
+constexpr const char* installation_time_key_prefix = "zephran.device.installation_time_";
+constexpr const char* previous_firmware_key = "zephran.device.previous_version_os";
+constexpr const char* unconfirmed_previous_firmware_key = "zephran.device.previous_version_os_tmp";
+
+constexpr const char* ghn_interface_key = "ghn.ghn.interface";
+constexpr const char* ghn_common_password_key = "ghn.ghn.password";
+constexpr const char* ghn_own_password_key = "nevra-private.baptization.PwdGhnConfig";
+constexpr const char* ghn_controller_mac_key = "nevra.baptization.LirnMacAddress";
+
+constexpr const char* yes = "1";
+constexpr const char* no = "0";
+
+/// The store would take "=" and "." in a part type for the end of the key.
+bool can_stand_in_key(const std::string& part) {
+    constexpr const char* plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_";
+    return part.find_first_not_of(plain) == std::string::npos;
+}
+
+std::optional<std::string> find_option(Config& config, const std::string& key) {
+    try {
+        return config.get_option(key);
+    } catch (const OptionNotFoundException&) {
+        return std::nullopt;
+    }
+}
+
+std::string option_or_empty(Config& config, const std::string& key) {
+    return find_option(config, key).value_or(std::string{});
+}
+
+std::string record_of_part(Config& config, const char* key_prefix, const std::string& part) {
+    return can_stand_in_key(part) ? option_or_empty(config, key_prefix + part) : std::string{};
+}
+
+}  // namespace
+
+void DeviceStore::set_or_warn(const std::string& key, const std::string& value,
+                              const Caller& caller) {
+    if (!config->set_option(key, value)) {
+        ZLOG_WARNING_AS(caller.function, caller.field, caller.function, "message",
+                        "could not store config entry", "key", key, "value", value);
+    }
+}
+
+bool DeviceStore::is_schedule_enabled() const {
+    return config->get_option(schedule_enabled_key) == yes;
+}
+
+std::string DeviceStore::schedule_days() const {
+    return config->get_option(schedule_days_key);
+}
+
+std::string DeviceStore::schedule_start_time() const {
+    return config->get_option(schedule_start_time_key);
+}
+
+std::string DeviceStore::schedule_stop_time() const {
+    return config->get_option(schedule_stop_time_key);
+}
+
+bool DeviceStore::is_automatic_update_enabled(const Caller& caller) {
+    const auto value = find_option(*config, automatic_update_key);
+    if (!value) {
+        ZLOG_WARNING_AS(caller.function, caller.field, caller.function, "message",
+                        "missing config entry, setting default enabled");
+        set_or_warn(automatic_update_key, yes, caller);
+    }
+    return value != no;
+}
+
+void DeviceStore::mark_rebooted(const Caller& caller) {
+    set_or_warn(rebooted_key, yes, caller);
+}
+
+void DeviceStore::clear_reboot_mark(const Caller& caller) {
+    set_or_warn(rebooted_key, no, caller);
+}
+
+bool DeviceStore::take_reboot_mark(const Caller& caller) {
+    const bool is_marked = find_option(*config, rebooted_key) == yes;
+    if (is_marked) {
+        clear_reboot_mark(caller);
+    }
+    return is_marked;
+}
+
+std::string DeviceStore::installed_version(const std::string& part) const {
+    return record_of_part(*config, version_key_prefix, part);
+}
+
+std::string DeviceStore::installation_time(const std::string& part) const {
+    return record_of_part(*config, installation_time_key_prefix, part);
+}
+
+void DeviceStore::record_installation(const std::string& part, const std::string& version,
+                                      const std::string& time, const Caller& caller) {
+    set_or_warn(version_key_prefix + part, version, caller);
+    set_or_warn(installation_time_key_prefix + part, time, caller);
+}
+
+std::optional<std::string> DeviceStore::unconfirmed_previous_firmware() const {
+    return find_option(*config, unconfirmed_previous_firmware_key);
+}
+
+void DeviceStore::set_unconfirmed_previous_firmware(const std::string& version,
+                                                    const Caller& caller) {
+    set_or_warn(unconfirmed_previous_firmware_key, version, caller);
+}
+
+void DeviceStore::remove_unconfirmed_previous_firmware(const Caller& caller) {
+    constexpr const char* key = unconfirmed_previous_firmware_key;
+    if (!config->delete_option(key)) {
+        ZLOG_WARNING_AS(caller.function, caller.field, caller.function, "message",
+                        "could not delete config entry", "key", key);
+    }
+}
+
+void DeviceStore::set_previous_firmware(const std::string& version, const Caller& caller) {
+    set_or_warn(previous_firmware_key, version, caller);
+}
+
+ghn::GhnConfig DeviceStore::ghn_config() const {
+    return {
+        {ghn_interface_key, ghn_own_password_key, ghn_common_password_key, ghn_controller_mac_key},
+        [store = config](const std::string& key) { return option_or_empty(*store, key); }};
+}
+
+}  // namespace zephran
