@@ -15,8 +15,8 @@ void require_type(const Json::Value& value, const std::string& key, Json::ValueT
     }
 }
 
-// jsoncpp answers a subscript of anything but an object or null with an exception of its own, which
-// would not say which member was looked for.
+// For a subscript of anything but an object or null, jsoncpp throws its own exception, which does
+// not name the member.
 const Json::Value& find_member(const Json::Value& object, const std::string& key) {
     if (!object.isNull()) {
         require_type(object, key, Json::objectValue);

@@ -39,28 +39,28 @@ private:
     int number;
 };
 
-// Runs in the memory of the parent, which stands still meanwhile: system calls only.
+// Runs in the memory of the suspended parent, so it may only make system calls.
 [[noreturn]] void become_shell(int read_end, int write_end, const char* command,
                                const struct sigaction& default_action) {
     close(read_end);
     if (write_end == STDOUT_FILENO) {
-        // Without a standard output of its own the parent gets this very number for the pipe.
+        // A parent without a standard output gets this number for the pipe.
         fcntl(write_end, F_SETFD, 0);
     } else {
         dup2(write_end, STDOUT_FILENO);
     }
-    // The daemon ignores SIGPIPE, and a shell cannot undo what it finds ignored at its start.
+    // The daemon ignores SIGPIPE, and a shell cannot reset a signal that is ignored at its start.
     sigaction(SIGPIPE, &default_action, nullptr);
     setpgid(0, 0);
     execl("/bin/sh", "/bin/sh", "-c", command, nullptr);
     _exit(0);
 }
 
-// A function of its own, because what it holds must not be cleaned up by the child.
+// A separate function, so that the child does not clean up objects of the parent.
 pid_t start_shell(int read_end, int write_end, const char* command) {
     struct sigaction default_action {};
     default_action.sa_handler = SIG_DFL;
-    // The gateways have little memory: a copy of the daemon's page tables is not worth making.
+    // vfork() because the gateways have little memory: fork() copies the daemon's page tables.
     const pid_t child = vfork();  // NOLINT(clang-analyzer-security.insecureAPI.vfork)
     if (child == 0) {
         // NOLINTNEXTLINE(clang-analyzer-unix.Vfork): it never returns and makes system calls only
@@ -100,12 +100,12 @@ bool read_block(std::FILE* stream, std::string& output) {
 }  // namespace
 
 void POpen::Close::operator()(std::FILE* open_stream) const {
-    // It was only read from: nothing can be lost here.
+    // The stream was only read, so a failure loses nothing.
     static_cast<void>(std::fclose(open_stream));
 }
 
-POpen::POpen(const std::string& shell_command, const TimeLimits& patience)
-    : command{shell_command}, limits{patience} {
+POpen::POpen(const std::string& shell_command, const TimeLimits& time_limits)
+    : command{shell_command}, limits{time_limits} {
     popen_for_reading();
 }
 
@@ -185,7 +185,7 @@ void POpen::read_until(std::string& output, Clock::time_point deadline) {
         if (ready == -1 && errno != EINTR) {
             return;
         }
-        // One block at a time, so that a child that never stops writing meets its limit, too.
+        // One block at a time, so that the limit also holds for a child that never stops writing.
         if (ready > 0 && !read_block(stream.get(), output)) {
             return;
         }
@@ -209,7 +209,7 @@ boost::optional<int> POpen::pclose_kill(Clock::time_point deadline) {
             return status;
         }
         if (result == -1) {
-            // Somebody else has reaped the child; its number may be another process by now.
+            // The child was reaped elsewhere; its id may belong to another process by now.
             return boost::none;
         }
         if (Clock::now() >= until) {
@@ -223,7 +223,7 @@ boost::optional<int> POpen::kill_child() const {
     kill(pid, SIGTERM);
     std::this_thread::sleep_for(limits.term_to_kill);
     kill(pid, SIGKILL);
-    // Reaped, or else every command that hangs would leave a zombie behind.
+    // Every command that hangs would leave a zombie otherwise.
     int ignored = 0;
     wait_for(pid, ignored, 0);
     return boost::none;

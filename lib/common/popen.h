@@ -25,26 +25,26 @@ struct AbnormalTerminationException : Exception {
     AbnormalTerminationException() : Exception{"Program terminated abnormally"} {}
 };
 
-/// How patient POpen is with a child whose time limit matters. Only unit tests pass other values.
+/// Grace periods for a child with a time limit. Only unit tests pass other values.
 struct TimeLimits {
-    /// A child that has closed its output is given this long to exit, but not beyond its limit.
+    /// Time to exit for a child that has closed its output, within its limit.
     std::chrono::milliseconds exit_grace{1000};
-    /// Pause between two looks at whether it has exited.
+    /// Pause between two checks whether it has exited.
     std::chrono::milliseconds poll_step{10};
     /// Pause between SIGTERM and SIGKILL.
     std::chrono::milliseconds term_to_kill{2000};
 };
 
-/// One shell command that runs as a child process in a process group of its own.
+/// One shell command that runs as a child process in its own process group.
 ///
-/// Its standard output is collected, its standard error stays where this process writes its own:
-/// callers append "2>&1" where they want that, too. An object belongs to one thread.
+/// Its standard output is collected. Its standard error goes where that of this process goes;
+/// callers append "2>&1" to collect it as well. Each object belongs to one thread.
 class POpen {
 public:
-    /// Starts the command at once. A shell that cannot be executed looks like a command that
-    /// succeeds without output.
+    /// Starts the command. A shell that cannot be executed looks like a command that succeeds
+    /// without output.
     /// @throws POpenFailedException with popen_command_tag and boost::errinfo_errno
-    explicit POpen(const std::string& shell_command, const TimeLimits& patience = {});
+    explicit POpen(const std::string& shell_command, const TimeLimits& time_limits = {});
     POpen(const POpen&) = delete;
     POpen(POpen&&) = delete;
     POpen& operator=(const POpen&) = delete;
@@ -76,8 +76,8 @@ private:
     void popen_for_reading();
     void read_to_end(std::string& output);
     void read_until(std::string& output, Clock::time_point deadline);
-    /// The wait status, empty when there is none because the child is not ours to wait for any more
-    /// or was killed.
+    /// The wait status; empty when there is none because the child was killed, or because it was
+    /// reaped elsewhere.
     boost::optional<int> pclose_wait() const;
     boost::optional<int> pclose_kill(Clock::time_point deadline);
     boost::optional<int> kill_child() const;

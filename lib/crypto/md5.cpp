@@ -1,5 +1,5 @@
-// OpenSSL 3 would rather have everybody use its EVP functions, which older gateways have in another
-// form; the MD5 functions are the same everywhere.
+// OpenSSL 3 prefers its EVP functions, which differ in the versions that older gateways have. The
+// MD5 functions are the same in all versions.
 #define OPENSSL_SUPPRESS_DEPRECATED
 
 #include "crypto/md5.h"

@@ -7,7 +7,7 @@
 namespace zephran::hawkbit {
 
 bool is_safe_artifact_name(const std::string& name) {
-    // Spelled out, since isalnum() depends on the locale.
+    // Spelled out because isalnum() depends on the locale.
     static const std::string safe =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._+~=@%,:-";
 

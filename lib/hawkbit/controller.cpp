@@ -14,7 +14,7 @@ void refuse_downgrade(const common::URI& base, const common::URI& link) {
     }
 }
 
-/// Escapes what would end the segment or the path, or could not stand in it (RFC 3986, 3.3).
+/// Escapes what would end the segment or the path, or is not allowed in it (RFC 3986, 3.3).
 std::string as_path_segment(const std::string& text) {
     static const std::string kept =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~!$&'()*+,;=:@";
@@ -59,15 +59,15 @@ void Controller::extract_links(const ControllerStatusMessage& status) {
         refuse_downgrade(base_, config_link);
         config_data_ = config_link;
     }
-    // Nothing but the end of an action can be had through this link, so any scheme will do.
+    // This link can only end an action, so any scheme will do.
     cancel_action_ = status.cancel_action().value_or(common::URI{});
     if (!deployment_link.empty()) {
         refuse_downgrade(base_, deployment_link);
     }
     deployment_base_ = deployment_link;
 
-    // The feedback addresses outlive their links: a closing report is still due when the server
-    // has taken the link back.
+    // The feedback addresses outlive their links: a closing report is still due after the server
+    // has withdrawn the link.
     if (!cancel_action_.empty()) {
         cancel_feedback_ = cancel_action_.with_path_suffix(feedback_suffix);
     }

@@ -36,7 +36,7 @@ private:
     std::size_t count_;
 };
 
-/// What one report may take. The server refuses 50 and more.
+/// What one report may take, safely below the 50 pieces that the server accepts.
 constexpr Pieces report_limit{39};
 
 /// What the server strips, besides the control characters that cleaning has turned into blanks:

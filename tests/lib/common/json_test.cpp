@@ -49,20 +49,20 @@ TEST(JSONValueExtractor, NamesTheMissingKey) {
     EXPECT_FALSE(object.isMember("b"));
 }
 
-TEST(JSONValueExtractor, TakesANullMemberForMissing) {
+TEST(JSONValueExtractor, TreatsANullMemberAsMissing) {
     const auto object = parse(R"({"a": null})");
 
     EXPECT_THROW(extract(object, "a"), MissingValueException);
     EXPECT_THROW(extract(object, "a", Json::stringValue), MissingValueException);
 }
 
-TEST(JSONValueExtractor, TakesNullForAnObjectWithoutMembers) {
+TEST(JSONValueExtractor, TreatsNullAsAnEmptyObject) {
     const Json::Value null;
 
     EXPECT_THROW(extract(null, "a"), MissingValueException);
 }
 
-TEST(JSONValueExtractor, WantsTheExactType) {
+TEST(JSONValueExtractor, RequiresTheExactType) {
     const auto object = parse(R"({"a": 5})");
 
     EXPECT_EQ(extract(object, "a", Json::intValue).asInt(), 5);
@@ -79,7 +79,7 @@ TEST(JSONValueExtractor, ReportsKeyAndBothTypes) {
     EXPECT_EQ(record_of_type_error<expected_type_tag>(failing), Json::stringValue);
 }
 
-TEST(JSONValueExtractor, RefusesWhatIsNoObject) {
+TEST(JSONValueExtractor, RefusesAnythingButAnObject) {
     for (const char* const text : {"[1, 2]", "7", R"("text")", "true"}) {
         const auto value = parse(text);
         const auto failing = [&value] { extract(value, "a"); };
@@ -122,7 +122,7 @@ TEST(JSONOptionalValueExtractor, RefusesAnotherType) {
     EXPECT_EQ(record_of_type_error<expected_type_tag>(failing), Json::uintValue);
 }
 
-TEST(JSONOptionalValueExtractor, RefusesWhatIsNoObject) {
+TEST(JSONOptionalValueExtractor, RefusesAnythingButAnObject) {
     const auto array = parse("[]");
 
     EXPECT_THROW(extract_optional(array, "a"), UnexpectedTypeException);

@@ -54,7 +54,7 @@ TEST(LogPrint, LineHoldsLevelPlaceAndFieldsInOrder) {
     EXPECT_EQ(line, " INFO file.cpp:12 run: action=spawn message=forcing poll action=3\n");
 }
 
-TEST(LogPrint, LineWithoutFieldsEndsBehindTheFunction) {
+TEST(LogPrint, LineWithoutFieldsEndsAfterTheFunction) {
     EXPECT_EQ(line_after_time(), " INFO file.cpp:12 run:\n");
 }
 

@@ -23,7 +23,7 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-// Long enough for a shell to start on a busy machine, and always waited for to its end.
+// Long enough for a shell to start on a busy machine; the tests always wait the whole time.
 constexpr milliseconds start_time = 2s;
 
 // Far longer than any of the commands takes, far shorter than the time limit of a test.
@@ -37,7 +37,7 @@ struct Failure {
     int signal = 0;
 };
 
-// How a command fails, empty texts and signal 0 for what the exception does not carry.
+// How a command fails; empty texts and signal 0 stand for missing records.
 Failure failure_of(POpen& process, milliseconds limit) {
     std::string output;
     try {
@@ -158,7 +158,7 @@ TEST_P(POpenWait, LastsThroughSignals) {
     EXPECT_GT(InterruptingTimer::interruptions(), 0);
 }
 
-TEST_P(POpenWait, LeavesNoDescriptorAndNoChild) {
+TEST_P(POpenWait, LeaksNoDescriptorAndNoChild) {
     const auto descriptors = count_descriptors();
     {
         POpen process{"exit 1"};
@@ -233,7 +233,7 @@ TEST(POpen, ChildIsAskedToEndBeforeItIsKilled) {
     EXPECT_EQ(directory.read("file"), "asked\n");
 }
 
-TEST(POpen, IsAsPatientAsInstallersCountOn) {
+TEST(POpen, GracePeriodsAreTheOnesInstallersRelyOn) {
     const TimeLimits limits;
 
     EXPECT_EQ(limits.exit_grace, 1s);
@@ -260,7 +260,7 @@ TEST(POpen, PauseBeforeTheKillLastsThroughSignals) {
     EXPECT_GE(Clock::now() - start, 400ms);
 }
 
-TEST(POpen, ChildThatNeverStopsWritingMeetsItsLimit) {
+TEST(POpen, LimitHoldsForAChildThatNeverStopsWriting) {
     POpen process{"exec yes", impatient};
 
     const auto failure = failure_of(process, start_time);
@@ -275,7 +275,7 @@ TEST(POpen, ChildMayExitAfterItHasClosedItsOutput) {
     EXPECT_EQ(process.wait(output, long_time), 4);
 }
 
-TEST(POpen, ChildThatClosesItsOutputAndStaysIsKilledAfterTheGrace) {
+TEST(POpen, ChildThatClosesItsOutputAndStaysIsKilledAfterTheGracePeriod) {
     POpen process{"exec >&-; exec sleep 60", impatient};
 
     const auto start = Clock::now();
@@ -284,7 +284,7 @@ TEST(POpen, ChildThatClosesItsOutputAndStaysIsKilledAfterTheGrace) {
     EXPECT_LT(Clock::now() - start, 20s);
 }
 
-TEST(POpen, GraceNeverGoesBeyondTheLimit) {
+TEST(POpen, GracePeriodEndsWithTheLimit) {
     POpen process{"exec >&-; exec sleep 60", {long_time, 5ms, 50ms}};
 
     const auto start = Clock::now();
@@ -380,7 +380,7 @@ TEST(POpen, WithoutDescriptorsItReportsCommandAndErrno) {
     }
 }
 
-TEST(POpen, EndOfTheObjectWaitsForTheChild) {
+TEST(POpen, DestructorWaitsForTheChild) {
     const auto start = Clock::now();
     { const POpen process{"exec >&-; sleep 0.2; exit 9"}; }
 
@@ -388,7 +388,7 @@ TEST(POpen, EndOfTheObjectWaitsForTheChild) {
     EXPECT_FALSE(has_children());
 }
 
-TEST(POpenDeathTest, EndOfTheObjectDoesNotHideAnAbnormalEnd) {
+TEST(POpenDeathTest, DestructorDoesNotHideAnAbnormalEnd) {
     EXPECT_DEATH({ const POpen process{"kill -USR1 $$"}; }, "Program terminated abnormally");
 }
 

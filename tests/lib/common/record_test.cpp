@@ -19,19 +19,19 @@ TEST(Record, IsShownUnderTheNameItWasDeclaredWith) {
     EXPECT_EQ(describe_records(NotImplementedException{} << early_test_tag{7}), "early_test: 7");
 }
 
-TEST(Record, StandsInTheOrderOfPositionsNotOfAttaching) {
+TEST(Record, IsPrintedInTheOrderOfPositions) {
     EXPECT_EQ(
         describe_records(NotImplementedException{} << late_test_tag{"b"} << early_test_tag{1}),
         "early_test: 1\nlate_test: b");
 }
 
-TEST(Record, ThatIsNotReportedStaysOut) {
+TEST(Record, IsLeftOutWhenItIsNotReported) {
     EXPECT_EQ(
         describe_records(NotImplementedException{} << secret_test_tag{"x"} << early_test_tag{1}),
         "early_test: 1");
 }
 
-TEST(Record, ThatIsNotReportedIsStillInTheDiagnosticText) {
+TEST(Record, IsInTheDiagnosticTextEvenWhenItIsNotReported) {
     const std::string text =
         boost::diagnostic_information(NotImplementedException{} << secret_test_tag{"x17"});
 
@@ -68,11 +68,11 @@ TEST(Record, ThrownStandardExceptionKeepsItsRecords) {
     }
 }
 
-TEST(Record, ExceptionOfAnotherFamilyHasNone) {
+TEST(Record, ExceptionWithoutBoostHasNone) {
     EXPECT_EQ(describe_records(std::runtime_error{"odd"}), "");
 }
 
-TEST(Record, EmptyRecordIsALineOfItsOwn) {
+TEST(Record, IsALineEvenWhenItIsEmpty) {
     EXPECT_EQ(
         describe_records(NotImplementedException{} << early_test_tag{500} << late_test_tag{""}),
         "early_test: 500\nlate_test: ");

@@ -73,7 +73,7 @@ TEST(URI, QueryIsReplacedInACopy) {
     EXPECT_EQ(uri.str(), "http://host/path?old#part");
 }
 
-TEST(URI, SuffixGoesBehindThePath) {
+TEST(URI, SuffixIsAppendedToThePath) {
     const URI uri{"http://host/path?query#part"};
 
     EXPECT_EQ(uri.with_path_suffix("/feedback").str(), "http://host/path/feedback?query#part");

@@ -111,7 +111,7 @@ TEST(CleanAttributes, AHundredAreKept) {
     EXPECT_THAT(result.changes, IsEmpty());
 }
 
-TEST(CleanAttributes, OfMoreTheFirstHundredGo) {
+TEST(CleanAttributes, OfMoreTheFirstHundredAreKept) {
     const auto result = clean_attributes(numbered(102));
 
     EXPECT_EQ(result.attributes, numbered(100));
@@ -119,7 +119,7 @@ TEST(CleanAttributes, OfMoreTheFirstHundredGo) {
                                             Change("k101", "dropped: too many attributes")));
 }
 
-TEST(CleanAttributes, TheDaemonsOwnAlwaysGo) {
+TEST(CleanAttributes, TheDaemonsOwnAreAlwaysKept) {
     auto attributes = numbered(100);
     const Attributes own{{"dormant", "false"}, {"installed_flash_type", "nand"}, {"parent", "gw"}};
     attributes.insert(own.begin(), own.end());

@@ -13,7 +13,7 @@ namespace {
 using test::HttpAnswer;
 using test::LoopbackHttpServer;
 
-/// A controller whose addresses lie on a server, with both actions offered.
+/// A controller with addresses on a server that offers both actions.
 Controller make_controller(const LoopbackHttpServer& server, bool use_https) {
     const std::string scheme = use_https ? "https" : "http";
     Json::Value document;
@@ -157,7 +157,7 @@ TEST_F(HawkbitClient, FeedbackThatCannotBeBuiltIsNotSent) {
     EXPECT_TRUE(server.requests().empty());
 }
 
-/// Runs an exchange that must fail for the certificate file that is not there.
+/// Runs an exchange that must fail because the certificate file is missing.
 template <class Exchange>
 void expect_certificate_problem(Exchange exchange) {
     try {

@@ -49,7 +49,7 @@ std::size_t count_cut_characters(const std::string& detail) {
     return cut;
 }
 
-TEST(CleanDetail, WhatBeginsMarkupGetsABlank) {
+TEST(CleanDetail, BlankIsInsertedWhereMarkupBegins) {
     EXPECT_EQ(clean_detail("foo <a@b.c>"), "foo < a@b.c>");
     EXPECT_EQ(clean_detail("</x>"), "< /x>");
     EXPECT_EQ(clean_detail("<!x"), "< !x");
@@ -58,7 +58,7 @@ TEST(CleanDetail, WhatBeginsMarkupGetsABlank) {
     EXPECT_EQ(clean_detail("std::vector<int>"), "std::vector< int>");
 }
 
-TEST(CleanDetail, OtherBracketsStayAsTheyAre) {
+TEST(CleanDetail, OtherBracketsAreUnchanged) {
     for (const std::string text :
          {"a < b", "a<2", "<_x>", "<:a>", "a <", "<", "<<", "<\xC3\xA9>", "&lt;b&gt;", "a > b"}) {
         EXPECT_EQ(clean_detail(text), text);
@@ -190,7 +190,7 @@ TEST(CleanDetails, TheLongestIsShortenedFirst) {
     EXPECT_EQ(count_pieces({cleaned[1]}), 37U);
 }
 
-TEST(CleanDetails, TwoLongTextsShareThePlace) {
+TEST(CleanDetails, TwoLongTextsShareTheRoom) {
     const auto cleaned = clean_details({std::string(100'000, 'x'), std::string(50'000, 'y'), "z"});
 
     ASSERT_EQ(cleaned.size(), 3U);
@@ -209,7 +209,7 @@ TEST(CleanDetails, ATextBelowItsShareIsNotTouched) {
     EXPECT_EQ(cleaned[1], middle);
 }
 
-TEST(CleanDetails, ThirtyNineDetailsStayAndOfMoreTheMiddleGoes) {
+TEST(CleanDetails, TheMiddleOfMoreThanThirtyNineDetailsIsLeftOut) {
     std::vector<std::string> details;
     for (int i = 0; i < 39; ++i) {
         details.push_back(std::to_string(i));
@@ -242,7 +242,7 @@ TEST(CleanDetails, NoCutOfTheServerGoesThroughACharacter) {
                                                 repeat(emoji, 256) + repeat(emoji, 89)});
 }
 
-TEST(CleanDetails, CharactersBesideTheCutsAreLeftAsTheyAre) {
+TEST(CleanDetails, CharactersBesideTheCutsAreUnchanged) {
     const std::vector<std::string> details{"\n" + repeat(emoji, 600) + "\n"};
 
     EXPECT_EQ(clean_details(details), details);
@@ -255,7 +255,7 @@ TEST(CleanDetails, CutsAreCountedFromWhereTheServerBegins) {
 }
 
 TEST(CleanDetails, TheBlanksAtTheCutsAreWithinTheLimit) {
-    // as long as may be, just longer, and far too long
+    // just short enough, just too long, and far too long
     for (const std::size_t count : {39U * 256U - 20U, 39U * 256U - 1U, 39U * 256U, 50'000U}) {
         const auto cleaned = clean_details({"x" + repeat(emoji, count)});
 

@@ -120,7 +120,7 @@ TEST_F(CurlOptions, OfPemCertificate) {
     EXPECT_EQ(probe.value(CURLOPT_SSLCERTTYPE), "PEM");
 }
 
-TEST_F(CurlOptions, OfUnknownCertificateTypeLeaveItToLibcurl) {
+TEST_F(CurlOptions, OfUnknownCertificateTypeHaveNoTypeName) {
     curl.set_client_certificate({static_cast<CertificateType>(7), "/a.crt", "/a.key"});
 
     curl.send_get_request("http://a/b");
@@ -128,7 +128,7 @@ TEST_F(CurlOptions, OfUnknownCertificateTypeLeaveItToLibcurl) {
     EXPECT_EQ(probe.value(CURLOPT_SSLCERTTYPE), "(null)");
 }
 
-TEST_F(CurlOptions, OfCaBundleShutOutTheSystemDirectory) {
+TEST_F(CurlOptions, OfCaBundleExcludeTheSystemDirectory) {
     curl_configuration::set_ca_bundle_path("/etc/own-ca.pem");
 
     curl.send_get_request("http://a/b");

@@ -185,7 +185,7 @@ TEST_F(Curl, BodyOfAnErrorStatusIsNotDownloaded) {
     EXPECT_EQ(out.str(), "");
 }
 
-TEST_F(Curl, ConnectionThatEndsEarlyFailsTheRequest) {
+TEST_F(Curl, ConnectionClosedEarlyFailsTheRequest) {
     const LoopbackHttpServer server{{{200, "twelve bytes", {}, true}}};
 
     const auto code = transfer_error([&] { curl.send_get_request(server.url("/")); });
@@ -194,7 +194,7 @@ TEST_F(Curl, ConnectionThatEndsEarlyFailsTheRequest) {
 }
 
 TEST_F(Curl, RefusedConnectionFailsTheRequest) {
-    // A socket that is bound keeps its port from everybody else, and refuses while nobody listens.
+    // A bound socket that does not listen reserves its port and refuses connections.
     const int bound = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;

@@ -34,7 +34,7 @@ TEST(CancelAction, MissingMembersAreNamed) {
     EXPECT_EQ(missing_key<Message>(parse(R"({"id": "3", "cancelAction": {}})")), "stopId");
 }
 
-TEST(CancelAction, NumbersAreNoIds) {
+TEST(CancelAction, NumericIdsAreRefused) {
     using Message = CancelActionMessage;
     EXPECT_EQ(mistyped_key<Message>(parse(R"({"id": 3, "cancelAction": {"stopId": "3"}})")), "id");
     EXPECT_EQ(mistyped_key<Message>(parse(R"({"id": "3", "cancelAction": {"stopId": 3}})")),

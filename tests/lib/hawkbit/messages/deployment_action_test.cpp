@@ -193,7 +193,7 @@ TEST(DeploymentAction, MembersOfAnotherTypeAreNamed) {
     }
 }
 
-TEST(DeploymentAction, ElementsThatAreNoObjectsAreNamedByTheirList) {
+TEST(DeploymentAction, NonObjectElementsAreReportedUnderTheirArray) {
     for (const auto& element : {Json::Value{1}, Json::Value{}, Json::Value{Json::arrayValue}}) {
         auto document = deployment_document();
         document["deployment"]["chunks"].append(element);
@@ -353,7 +353,7 @@ TEST(ActionHistory, EveryMemberIsRequiredAndOfItsType) {
     }
 }
 
-TEST(ActionHistory, MessagesThatAreNoTextsAreNamedByTheirList) {
+TEST(ActionHistory, NonStringMessagesAreReportedUnderTheirArray) {
     for (const std::string element : {"1", "null", "{}", "[]"}) {
         const auto document = parse(R"({"status": "RUNNING", "messages": ["a", )" + element + "]}");
 
