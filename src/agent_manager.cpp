@@ -17,7 +17,6 @@ namespace {
 
 constexpr std::uint32_t gateway_mtd_write_attempts = 100;
 constexpr unsigned longest_wind_down = 10;
-constexpr const char* flash_type_property = "installed_flash_type";
 
 /// @returns whether any agent was erased
 template <class Predicate>
@@ -97,7 +96,7 @@ void AgentManager::spawn_gateway_agent() {
         return;
     }
     // A missing flash type is reported to the server as an empty one.
-    settings.properties.emplace(flash_type_property, "");
+    settings.properties.emplace(hawkbit::flash_type_attribute, "");
     spawn_agent(settings.gateway_id, settings.properties, gateway_context(), settings.dormant);
     if (settings.dormant) {
         force_poll_after_reboot();
@@ -106,7 +105,7 @@ void AgentManager::spawn_gateway_agent() {
 
 InstallerContext AgentManager::gateway_context() const {
     InstallerContext context;
-    context.installed_flash_type = settings.properties.at(flash_type_property);
+    context.installed_flash_type = settings.properties.at(hawkbit::flash_type_attribute);
     context.bootloader_mtd = settings.bootloader_mtd;
     context.mtd_write_attempts = gateway_mtd_write_attempts;
     context.mac_address = DeviceStore{*platform::get_config()}.ghn_config().get_controller_mac();

@@ -33,7 +33,7 @@ hawkbit::Attributes gateway_properties(const CommandLineOptions& options) {
     if (options.has(CommandLineOptions::properties_file_arg)) {
         properties = read_gateway_properties(options.get_properties_file());
     }
-    properties["dormant"] = options.is_dormant() ? "1" : "0";
+    properties[hawkbit::dormant_attribute] = options.is_dormant() ? "1" : "0";
     return properties;
 }
 

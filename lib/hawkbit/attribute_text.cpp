@@ -1,7 +1,7 @@
 #include "hawkbit/attribute_text.h"
 
 #include <algorithm>
-#include <array>
+#include <map>
 
 #include "hawkbit/utf8.h"
 
@@ -12,8 +12,7 @@ constexpr std::size_t most_characters = 128;
 constexpr std::size_t most_attributes = 100;
 
 bool is_own(const std::string& key) {
-    static const std::array<std::string, 3> own_keys{"dormant", "installed_flash_type", "parent"};
-    return std::find(own_keys.begin(), own_keys.end(), key) != own_keys.end();
+    return std::find(own_attributes.begin(), own_attributes.end(), key) != own_attributes.end();
 }
 
 std::string clean(const std::string& text) {
@@ -54,7 +53,7 @@ void drop_surplus(CleanedAttributes& result,
 
 }  // namespace
 
-CleanedAttributes clean_attributes(const std::map<std::string, std::string>& attributes) {
+CleanedAttributes clean_attributes(const Attributes& attributes) {
     CleanedAttributes result;
     std::map<std::string, std::string> original_keys;
     for (const auto& [key, value] : attributes) {

@@ -1,8 +1,9 @@
 #pragma once
 
-#include <map>
 #include <string>
 #include <vector>
+
+#include "hawkbit/attributes.h"
 
 namespace zephran::hawkbit {
 
@@ -14,7 +15,7 @@ struct AttributeChange {
 
 /// Attributes that the server takes, and how they differ from those that were given.
 struct CleanedAttributes {
-    std::map<std::string, std::string> attributes;
+    Attributes attributes;
     std::vector<AttributeChange> changes;
 };
 
@@ -25,7 +26,6 @@ struct CleanedAttributes {
 ///   byte that is not part of valid UTF-8), then keys and values are cut to 128 characters;
 /// - of keys that have become equal the first stays, in key order;
 /// - of more than 100 attributes stay the daemon's own and the first others, in key order.
-[[nodiscard]] CleanedAttributes clean_attributes(
-    const std::map<std::string, std::string>& attributes);
+[[nodiscard]] CleanedAttributes clean_attributes(const Attributes& attributes);
 
 }  // namespace zephran::hawkbit
