@@ -40,7 +40,8 @@ std::string describe_records(const std::exception& error) {
         return {};
     }
     std::string lines;
-    for (auto* record = RecordDescription::first(); record != nullptr; record = record->next()) {
+    for (const auto* record = RecordDescription::first(); record != nullptr;
+         record = record->next()) {
         std::ostringstream value;
         if (record->rank.shown && record->print(*with_records, value)) {
             lines.append(lines.empty() ? "" : "\n")

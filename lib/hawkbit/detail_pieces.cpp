@@ -135,15 +135,15 @@ std::vector<Pieces> share_room(const std::vector<std::string>& details) {
 
 }  // namespace
 
-std::string strip_detail(const std::string& text) {
+std::string strip_detail(const std::string& detail) {
     std::size_t begin = 0;
-    std::size_t end = text.size();
+    std::size_t end = detail.size();
     const auto shrinks_begin = [&](std::string_view blank) {
-        return end - begin >= blank.size() && text.compare(begin, blank.size(), blank) == 0;
+        return end - begin >= blank.size() && detail.compare(begin, blank.size(), blank) == 0;
     };
     const auto shrinks_end = [&](std::string_view blank) {
         return end - begin >= blank.size() &&
-               text.compare(end - blank.size(), blank.size(), blank) == 0;
+               detail.compare(end - blank.size(), blank.size(), blank) == 0;
     };
     for (bool again = true; again;) {
         again = false;
@@ -158,7 +158,7 @@ std::string strip_detail(const std::string& text) {
             }
         }
     }
-    return text.substr(begin, end - begin);
+    return detail.substr(begin, end - begin);
 }
 
 std::vector<std::string> fit_details(const std::vector<std::string>& details) {
