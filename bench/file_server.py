@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Serves the files of one directory over TLS, as fast as this interpreter can."""
 import pathlib
 import shutil

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Measures a fleet of daemons at a real update server with a polling time of five minutes.
 
 Each daemon has a simulated gateway with its own message bus and runs as it would on a gateway: one step a second,

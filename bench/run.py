@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Measures parts of the daemon alternately with tools that do the same, and prints the ratios.
 
 Only the ratios are meaningful, as both sides are measured on the same machine within the same seconds.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Certificates for the demo and the tests, made by the `openssl` command (1.1.1 or 3).
 
 The keys are elliptic-curve keys, as a whole set of them takes only a fraction of a second.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The command line of the demonstration."""
 import argparse
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the demonstration takes from a build."""
 import os
 import pathlib

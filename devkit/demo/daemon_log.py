@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Reads the daemon's log while it is being written."""
 import re
 import threading

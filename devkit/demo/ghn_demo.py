@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The demonstration of the powerline network: adapters are found, updated, unplugged."""
 import sys
 import time

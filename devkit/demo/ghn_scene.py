@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The stage of the demonstration of the powerline network."""
 import contextlib
 import pathlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Compares the records of server, gateway and adapters with what had to happen on the powerline network."""
 from .ghn_scene import ADDRESS, FILE_NAME, GATEWAY, NEW_FIRMWARE, OLD_FIRMWARE, SERIAL
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The part of the gateway's state that a release can change."""
 import hashlib
 import itertools

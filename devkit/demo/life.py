@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The daemon's life on the gateway: from its first start, through reboots, to its end."""
 import signal
 from collections.abc import Callable, Sequence

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The person at the gateway, who uses the message bus through the command `ubus`."""
 import json
 import time

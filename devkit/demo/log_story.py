@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Tells what the daemon's log says, in plain sentences."""
 
 # The guards that the agent checks before it starts a deployment, and what their results mean.

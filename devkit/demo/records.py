@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the update server has recorded about the rollout."""
 from typing import NamedTuple
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the demonstration rolls out, and the expected result."""
 import random
 from collections.abc import Mapping

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The stage of the demonstration of a release: a gateway with the daemon, and what the operator does."""
 import contextlib
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the viewer sees: sentences with the elapsed time, and progress lines."""
 import os
 import shutil

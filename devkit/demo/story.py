@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Tells what happens in plain sentences; each follows an observation."""
 from hawkbit_server import Event
 

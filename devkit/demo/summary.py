@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The table at the end; everything in it comes from the records."""
 from . import records
 from .rollouts import BEFORE

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Compares the records of server and gateway with what the rollout had to do."""
 import pathlib
 from collections import Counter

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """How a demonstration waits: it tells what happens meanwhile, and names what did not happen in time."""
 import time
 

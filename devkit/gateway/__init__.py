@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A simulated gateway: private /tmp, /etc, /run and /usr/sbin for the real daemon."""
 from .bus import BusError
 from .gateway import Daemon, Gateway, GatewayError

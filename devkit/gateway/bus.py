@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The message bus of the simulated gateway: its broker, and the command that local software uses."""
 import json
 import os

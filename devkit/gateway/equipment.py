@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The contents of the simulated gateway, seen from outside: its files, tools and chips."""
 import shutil
 from pathlib import Path

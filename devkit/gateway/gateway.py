@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The simulated gateway from outside: the interface for tests and the demonstration."""
 import json
 import os

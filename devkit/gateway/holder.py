@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The first process inside the simulated gateway: keeps it alive and starts programs in it.
 
 gateway.py starts it in new mount and process namespaces. It takes orders, one JSON object a datagram, from the

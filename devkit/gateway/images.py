@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Makes what the simulated tools can install: firmware images and packages."""
 import gzip
 import io

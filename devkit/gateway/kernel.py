@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The few system calls that Python's standard library does not offer."""
 import ctypes
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The powerline network behind a simulated gateway: modems that `configlayer` and `l2fwserver` reach."""
 import os
 from collections.abc import Mapping

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Builds the gateway's view of the file system, inside its own mount namespace.
 
 A private directory of the gateway is covered by an empty tmpfs. The entries of the host's directory are then

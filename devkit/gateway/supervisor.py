@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Plays procd and the boot loader: restarts the daemon when it has ended, and reboots the gateway."""
 import threading
 from collections.abc import Callable, Sequence

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Reads what a program writes, line by line, as it is written.
 
 The program gets a pseudo terminal for each stream: its C library then writes every line at once. With a file or

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A small update server that behaves like Eclipse hawkBit 0.9.0 towards a device. See README.md."""
 
 from .exchanges import Exchange

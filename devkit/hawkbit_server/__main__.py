@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Serves what a JSON file describes, until interrupted.
 
     {"poll": "00:00:10",

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Downloads: artifacts with ranges, and their MD5SUM."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """One connection of a device: reads requests, passes them to the resources, injects the ordered faults."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The resources of the Direct Device Integration interface of hawkBit 0.9.0."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The JSON documents as hawkBit 0.9.0 sends them, member by member."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Refusals of the server, with the bodies observed from hawkBit 0.9.0.
 
 There are three kinds of body: hawkBit's own JSON (`exceptionClass`, `errorCode`, `message`), the framework's JSON

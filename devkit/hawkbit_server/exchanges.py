@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The record of all requests and their answers, in order of arrival."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Fault injection: what should go wrong with which request.
 
 An order names a kind of request (see `exchanges.Exchange.kind`, or "any"), optionally one target, the number of

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The effect of feedback on an action: the two tables of hawkBit 0.9.0, one for each feedback resource."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The action history as `actionHistory=N` shows it.
 
 hawkBit 0.9.0 sorts by the time of the report only. Reports therefore come newest first, but nothing orders the

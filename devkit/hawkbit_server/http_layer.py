@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Listens on 127.0.0.1, one thread for each connection."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the update server keeps: targets, software modules, distribution sets, actions.
 
 Names and states are those of hawkBit 0.9.0, where an update of one target is an action.

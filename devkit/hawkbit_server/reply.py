@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """An answer that is about to be sent."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A request as the resources see it: parsed path, firewall rules, content negotiation."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Rollouts: one distribution set for many targets, group after group."""
 
 from __future__ import annotations

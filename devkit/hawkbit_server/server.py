@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The programming interface of the stand-in, for tests and the demo."""
 
 from __future__ import annotations

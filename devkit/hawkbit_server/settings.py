@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Behaviour of the server that a site may configure or that differs between databases."""
 
 from __future__ import annotations

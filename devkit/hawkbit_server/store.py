@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The server's records, and the operator's changes to them."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """TLS of the stand-in, which with a real server is the job of a proxy."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the server accepts in the bodies that a device sends, as observed on a running hawkBit 0.9.0."""
 
 from __future__ import annotations

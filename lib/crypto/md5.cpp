@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // OpenSSL 3 prefers its EVP functions, which differ in the versions that older gateways have. The
 // MD5 functions are the same in all versions.
 #define OPENSSL_SUPPRESS_DEPRECATED

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "ghn/ghn_utility.h"
 
 #include <boost/algorithm/string/trim.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "http/transport_settings.h"
 
 namespace zephran::http::curl_configuration {

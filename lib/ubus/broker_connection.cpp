@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "ubus/broker_connection.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "deployment/hawkbit_deployer_fsm.h"
 
 #include "deployment/hawkbit_deployer.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "discovery/async_discovery_handler.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "discovery/ghn_device_type.h"
 
 #include "ghn/exceptions.h"

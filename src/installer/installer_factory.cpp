@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "installer/installer_factory.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "installer/zwprogrammer_installer.h"
 
 #include "installer/artifact_path.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "schedule/update_schedule_reader.h"
 
 #include <cstddef>

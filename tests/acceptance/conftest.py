@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Selects the server for the scenarios: pytest --server devkit|devkit-nginx|hawkbit tests/acceptance.
 
 `hawkbit` needs its jar in HAWKBIT_JAR, which script/acceptance provides. Without the option the

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The development kit's update server as the scenarios see it, directly or behind a proxy."""
 from __future__ import annotations
 

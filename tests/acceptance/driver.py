@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the scenarios need of an update server: the steps of an operator, and the server's records.
 
 Each scenario is written once against this interface; `devkit_driver` and `hawkbit_driver` implement it.

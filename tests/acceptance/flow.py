@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Steps and records that several scenarios share."""
 from driver import SERVER_TEXTS, Entry
 from gateway import package

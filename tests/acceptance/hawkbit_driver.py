@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A real hawkBit behind nginx as the scenarios see it."""
 from __future__ import annotations
 

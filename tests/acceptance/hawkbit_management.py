@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """hawkBit's management interface (REST, JSON), as far as an operator's steps need it."""
 from __future__ import annotations
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """hawkBit itself: one Java process on a free port of the loopback interface.
 
 Its database and its artifacts are files, so that its records survive a restart.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A real hawkBit behind nginx: one for a whole test run."""
 from __future__ import annotations
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A home: one simulated gateway with the real daemon, and the server's records of it."""
 from __future__ import annotations
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the programs of a server have in common."""
 from __future__ import annotations
 

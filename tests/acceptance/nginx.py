@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """nginx in front of an update server, with the configuration from the documentation."""
 from __future__ import annotations
 

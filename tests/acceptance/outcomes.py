@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What several scenarios check at the end of a deployment."""
 CLOSING = ("finished", "error", "canceled", "downloaded")
 ANSWERED_POLL = r"method=GET url=https://[^/]+/DEFAULT/controller/v1/[^/ ]+ response="

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Records the exchanges of a scenario with the real server as a fixture for the stand-in's tests.
 
 `tests/devkit/hawkbit_server/test_server_replay.py` replays the files. A fixture is a list, a line for each

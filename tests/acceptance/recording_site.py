@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A private path to the real server for a recorded scenario."""
 from __future__ import annotations
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A relay between the proxy and the update server that observes every exchange and changes none.
 
 Bytes pass unchanged, headers included; a copy of them is parsed. The proxy must use one connection for each

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Collects one line for each scenario: its name, the server, the result, and its duration in seconds.
 
 As a pytest plugin it prints the table of a run; with --results FILE the lines are also appended to that file.

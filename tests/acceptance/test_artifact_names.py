@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """File names that the server passes on as they were uploaded, and that must do no harm on a gateway."""
 from outcomes import poll_again, texts_of, was_closed_once
 

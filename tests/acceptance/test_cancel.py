@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The operator cancels a deployment at various stages."""
 from flow import (
     NOTHING_TO_DO,

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Deployments that are to be carried out at once."""
 from flow import SUCCESSFUL, deployed, polls_again, reports, start_known, started
 from release import Release

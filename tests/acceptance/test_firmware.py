@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """New firmware for the gateway itself, which reboots in the middle of its deployment."""
 from gateway import firmware_image
 from outcomes import assert_closed_once, texts_of

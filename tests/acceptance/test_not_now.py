@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Deployments that the server tells the gateway not to install, now or ever."""
 from outcomes import assert_closed_once, is_downloading
 

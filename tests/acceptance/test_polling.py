@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The server sets the polling time of gateways."""
 import datetime
 import itertools

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """An adapter on the powerline network is a target of its own, reached with its gateway's certificate."""
 from gateway import powerline_image
 from outcomes import poll_again, texts_of, was_closed_once

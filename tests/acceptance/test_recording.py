@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The recorder itself: it changes no exchange, and writes what the stand-in can replay."""
 import json
 import re

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The server's record of a program's output, however long and unusual it is."""
 import re
 

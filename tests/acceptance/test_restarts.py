@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The server, or the proxy in front of it, restarts while gateways are at work.
 
 There is one gateway in each phase of a deployment, and all of them meet the same outage.

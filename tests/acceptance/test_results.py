@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The table of results, and what script/acceptance refuses before it starts."""
 import os
 import subprocess

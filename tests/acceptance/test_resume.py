@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A power cut during a release with more reports than the server's history returns."""
 import re
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A rollout over a fleet, each gateway with its own daemon."""
 import re
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Deployments whose start depends on the gateway's window, on its user, and on the operator."""
 import time
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A second assignment replaces the first one."""
 from flow import (
     NOTHING_TO_DO,

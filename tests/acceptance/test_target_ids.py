@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Target ids with special characters."""
 import pytest
 

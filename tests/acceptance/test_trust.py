@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Gateways that cannot prove their identity are turned away before they reach the server."""
 import http.client
 import ssl

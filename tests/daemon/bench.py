@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A test bench: the real daemon in a simulated gateway, and an update server for it."""
 import socket
 

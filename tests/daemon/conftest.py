@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Fixtures of the daemon's tests. Each test has its own gateway and server."""
 import contextlib
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The gateway's part of a test bench: the real daemon in a simulated gateway."""
 import json
 import os

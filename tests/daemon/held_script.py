@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A script on the gateway that runs until a test releases it."""
 
 

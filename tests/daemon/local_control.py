@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Calls of local software to the daemon over the message bus."""
 import datetime
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A gateway's powerline network for the tests of the daemon."""
 import re
 

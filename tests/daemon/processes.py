@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The kernel's view of a program in the simulated gateway."""
 import pathlib
 import re

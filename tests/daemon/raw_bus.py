@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Clients that say to the gateway's broker what no library would."""
 import contextlib
 import os

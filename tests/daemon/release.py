@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A release: one software module for each part type, for a gateway with all of these parts."""
 import contextlib
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The user's consent to a deployment, given over the message bus."""
 import pytest
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Queries and forced polls over the message bus."""
 import json
 import re

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A broker that ends, restarts, or does not respond."""
 import contextlib
 import os

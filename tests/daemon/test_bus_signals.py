@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Signals and shutdown of the daemon while it is on the bus, whose library changes signal handlers."""
 import re
 import signal

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Many concurrent clients for some time, mainly for builds with a thread sanitizer."""
 import os
 import time

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Cancelling and withdrawing a deployment, before and during it."""
 import time
 

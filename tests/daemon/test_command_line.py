@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Arguments: what is refused, with which message and status, and what is tolerated."""
 import re
 import signal

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The configuration store: missing, broken, or overlaid by run-time state."""
 from hawkbit_server import Status
 

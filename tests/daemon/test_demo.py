@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The demonstration's exit status and text follow what really happened."""
 import os
 import pathlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The demonstration of the powerline network reports what really happened."""
 from test_demo import run_demo
 

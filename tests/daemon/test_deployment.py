@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A deployment from its offer to its end, as the server sees it."""
 import re
 

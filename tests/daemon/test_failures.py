@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Deployments that cannot succeed: one closing report, no files left, ready for the next."""
 import pathlib
 

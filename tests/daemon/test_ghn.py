@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Discovery of the adapters on the powerline network."""
 import re
 import signal

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """New firmware for modems on the powerline network."""
 import pytest
 

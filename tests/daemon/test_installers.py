@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Firmware, packages, boot loaders and chips: how the daemon uses the gateway's tools."""
 import signal
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The power fails while an installer is running, and the supervisor restarts the daemon."""
 import pytest
 

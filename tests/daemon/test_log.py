@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The format of the log: lines, streams, levels."""
 import datetime
 import re

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A power cut at any moment of a release does not prevent its installation.
 
 The release is split into three, which together cover every part. ZEPHRAN_POWER_CUT_STEP, in seconds

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The gateway's properties: read from the file, logged, and sent to the server."""
 import re
 

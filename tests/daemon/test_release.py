@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A complete release in one deployment: every part type, with a reboot in between."""
 import re
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Reports: texts that the server would refuse, and a server that accepts no report."""
 import re
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A deployment resumes after a power cut or after the daemon was killed."""
 from hawkbit_server import Status
 from held_script import HeldScript

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Soft deployments: the weekly window, its random delay, and the user's consent."""
 import re
 

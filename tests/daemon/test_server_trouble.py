@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Server errors: back-off when a poll fails, one retry when anything else does."""
 import itertools
 

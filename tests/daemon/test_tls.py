@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Which servers the daemon trusts, and how it authenticates itself."""
 import pytest
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A tool that fails, is killed, is missing or prints unusual text leads to one report that the server accepts."""
 import re
 import signal

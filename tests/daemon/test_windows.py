@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Deployments that the server tells the device not to install, now or ever."""
 from bench import DEVICE
 from hawkbit_server import Status, Window

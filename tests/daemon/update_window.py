@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The weekly window, and the states in which an agent is idle."""
 import datetime
 

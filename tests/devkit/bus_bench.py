@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A broker for a test, and clients that speak the wire format by hand: bytes in, bytes out.
 
 The programs under test are those of the development kit, or what ZEPHRAN_UBUSD and ZEPHRAN_UBUS name.

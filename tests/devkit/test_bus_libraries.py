@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Which bus libraries the build uses; a package never gets stand-ins."""
 import pathlib
 import shutil

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the demonstration observes in a simulated gateway, with shell scripts as daemons."""
 import queue
 import time

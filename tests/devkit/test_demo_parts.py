@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The parts of the demonstration that need no daemon."""
 import io
 from types import SimpleNamespace

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The demonstration's verdict finds every deviation, however small."""
 import io
 from dataclasses import replace

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The simulated gateway is isolated, and ends with the process that made it."""
 import os
 import pathlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The simulated gateway's tools behave like those of a gateway, and misbehave on request."""
 import pathlib
 import signal

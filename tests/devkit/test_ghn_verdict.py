@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The verdict on the powerline network finds every deviation."""
 from types import SimpleNamespace
 

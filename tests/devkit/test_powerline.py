@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The simulated powerline network answers like working and like broken modems."""
 import time
 

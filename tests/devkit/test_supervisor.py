@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The supervisor restarts the daemon, and reboots the gateway on request."""
 import signal
 

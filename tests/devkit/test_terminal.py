@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Everything that a program has written is available at once."""
 import os
 

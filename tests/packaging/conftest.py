@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Fixtures of the package's tests, which run with each shell that a gateway may have."""
 import shutil
 

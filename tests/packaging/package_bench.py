@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Runs the package's scripts below a directory that replaces a gateway's /."""
 import os
 import pathlib

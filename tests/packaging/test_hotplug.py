@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Which events make the daemon poll immediately."""
 import os
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What the init script does with a configuration."""
 import pytest
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The package's Makefile, read by make with a few rules in place of OpenWrt's."""
 import re
 import shutil

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The package's files are consistent with each other, the daemon and the documentation."""
 import json
 import re

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What runs once after an installation and after each firmware upgrade."""
 import pytest
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "support/fake_ddi_client.h"
 
 #include "http/exceptions.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "support/fake_http_client.h"
 
 #include "http/exceptions.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "support/fake_platform.h"
 
 #include <stdexcept>

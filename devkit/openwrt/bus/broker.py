@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Answers what clients ask of the bus, and passes calls, answers and events on between them."""
 from __future__ import annotations
 

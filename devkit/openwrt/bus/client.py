@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A client of the bus, for the command line."""
 from __future__ import annotations
 

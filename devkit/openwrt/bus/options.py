@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Command lines of options with one letter, as getopt of C takes them."""
 from __future__ import annotations
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """All objects on the bus, and the types they share."""
 from __future__ import annotations
 

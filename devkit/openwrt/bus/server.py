@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The broker as a program: its socket, its clients, and the loop that serves them by turns."""
 from __future__ import annotations
 

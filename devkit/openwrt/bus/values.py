@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Named values from and to JSON text."""
 from __future__ import annotations
 

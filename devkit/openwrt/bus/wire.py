@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The wire format of the message bus: frames, the attributes in them, and named values.
 
 The command imports this each time it starts, so it imports next to nothing itself.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=dash
 # Stand-ins for procd's shell functions.
 # uci_load_validate reads standin_validating.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Runs a procd init script against the stand-ins and returns what it asked procd for."""
 import dataclasses
 import os

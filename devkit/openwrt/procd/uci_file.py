@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Reads, changes and writes configuration files of UCI."""
 import dataclasses
 import os

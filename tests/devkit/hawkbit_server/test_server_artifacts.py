@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Downloads, their links, and how connections are served."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The server as a command."""
 
 from __future__ import annotations

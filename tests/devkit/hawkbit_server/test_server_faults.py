@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Fault injection."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The order of the action history."""
 
 from __future__ import annotations

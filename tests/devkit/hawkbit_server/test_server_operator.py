@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The operator's steps, and how the device sees them."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Replays what was recorded from a running hawkBit 0.9.0 and compares every answer and the final records.
 
 traces/ was recorded manually with a throw-away device, recorded/ by `script/acceptance --record` with the daemon

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The answers of each resource: values, refusals and their bodies."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Rollouts over groups of targets."""
 
 from __future__ import annotations

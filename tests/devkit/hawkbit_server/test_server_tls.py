@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """TLS with and without client certificates."""
 
 from __future__ import annotations

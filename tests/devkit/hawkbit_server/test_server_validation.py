@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Which bodies are accepted and which are refused."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A client that sends whatever a test wants, sensible or not."""
 
 from __future__ import annotations

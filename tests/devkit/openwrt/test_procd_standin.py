@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The stand-ins for the shell interfaces of procd and UCI are as strict as the real ones."""
 import subprocess
 

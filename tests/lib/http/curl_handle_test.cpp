@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "http/curl_handle.h"
 
 #include <gtest/gtest.h>

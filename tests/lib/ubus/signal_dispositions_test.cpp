@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "ubus/signal_dispositions.h"
 
 #include <gtest/gtest.h>

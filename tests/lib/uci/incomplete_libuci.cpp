@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // All functions except uci_delete. None is ever called: an incomplete library is not used.
 #include <cstdlib>
 

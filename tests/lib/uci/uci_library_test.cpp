@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "uci/uci_library.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "openwrt/ubus_agent_manager.h"
 
 #include <gmock/gmock.h>

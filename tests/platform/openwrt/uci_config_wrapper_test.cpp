@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "openwrt/uci_config_wrapper.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <optional>
 
 #include <gtest/gtest.h>
@@ -39,7 +40,7 @@ protected:
         const auto environment = HawkbitAgent::Environment::real(transport);
         return transfer_error([&] {
             environment.make_http_client().download_to_file(server.url("/file", "https"),
-                                                             directory.path("file"));
+                                                            directory.path("file"));
         });
     }
 

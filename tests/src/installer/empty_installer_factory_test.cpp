@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A separate program: the registry of a process that has registered an installer is never empty.
 #include <gtest/gtest.h>
 

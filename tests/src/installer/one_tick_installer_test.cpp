@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "installer/one_tick_installer.h"
 
 #include <filesystem>

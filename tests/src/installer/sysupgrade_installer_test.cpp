@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "installer/sysupgrade_installer.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /// Client of the message bus. All of it works on state that is shared by the whole process: one

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Named values from and to JSON, as the command line takes and shows them."""
 import struct
 

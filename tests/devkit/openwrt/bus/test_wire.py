@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The wire format, held against traffic of a real broker and against bytes that nobody should send."""
 import pytest
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The stand-in command line: calls, against objects that a client serves by hand."""
 import contextlib
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The stand-in command line: waiting for objects, and listening to events."""
 import json
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The stand-in command line: listing objects, and the command itself."""
 import json
 import subprocess

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Runs the stand-in command line, and serves the calls it makes."""
 import subprocess
 

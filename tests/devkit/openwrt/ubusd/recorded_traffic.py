@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What a real client and a real broker said to each other, and a listener for events."""
 from bus_bench import words
 from openwrt.bus.wire import A_ID, A_STATUS, A_TYPE, STATUS, named_number, named_text

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The stand-in broker, byte for byte: calls between its clients."""
 import os
 import pwd

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The stand-in broker's socket, its command line, and its greeting."""
 import os
 import signal

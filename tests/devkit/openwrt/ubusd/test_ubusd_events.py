@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The stand-in broker, byte for byte: events, and everything else clients may ask."""
 import pytest
 from recorded_traffic import listen

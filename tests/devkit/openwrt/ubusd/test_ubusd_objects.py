@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The stand-in broker, byte for byte: objects, and looking them up."""
 import pytest
 from recorded_traffic import ADD_DEMO, LOOKUP_DEMO, NAME, SIGNATURE, add_demo

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The stand-in broker and its streams: odd pieces, and clients that do not take part."""
 import os
 import socket

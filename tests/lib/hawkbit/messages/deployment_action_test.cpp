@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "hawkbit/messages/deployment_action.h"
 
 #include <limits>

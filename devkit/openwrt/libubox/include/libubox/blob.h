@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /// Length-prefixed attributes as they travel on the message bus. Like the header of the device this

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /// Named and typed values in attributes. Like the header of the device this one has no C-linkage

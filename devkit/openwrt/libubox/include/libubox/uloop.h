@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /// What the bus client needs of the event loop: a watched descriptor and the loop's side effects on
