@@ -33,14 +33,14 @@ public:
     [[nodiscard]] const std::optional<common::URI>& deployment_base() const {
         return deployment_base_;
     }
-    /// In seconds; 0 until a document has been read.
+    /// In seconds; five minutes until a document has been read.
     [[nodiscard]] std::uint64_t sleep_time() const { return sleep_time_; }
 
 private:
     std::optional<common::URI> cancel_action_;
     std::optional<common::URI> config_data_;
     std::optional<common::URI> deployment_base_;
-    std::uint64_t sleep_time_ = 0;
+    std::uint64_t sleep_time_ = 300;
 };
 
 }  // namespace zephran::hawkbit

@@ -32,9 +32,10 @@ std::string refused_sleep_time(const std::string& sleep) {
     return "(no exception)";
 }
 
-TEST(ControllerStatus, NewMessageOffersNothing) {
+TEST(ControllerStatus, NewMessageSleepsFiveMinutesAndOffersNothing) {
     const ControllerStatusMessage message;
 
+    EXPECT_EQ(message.sleep_time(), 300U);
     EXPECT_FALSE(message.cancel_action());
     EXPECT_FALSE(message.config_data());
     EXPECT_FALSE(message.deployment_base());
@@ -123,7 +124,7 @@ TEST(ControllerStatus, FailedReadingForgetsTheEarlierDocument) {
 
     EXPECT_THROW(message.from_json(parse("{}")), common::MissingValueException);
 
-    EXPECT_EQ(message.sleep_time(), ControllerStatusMessage{}.sleep_time());
+    EXPECT_EQ(message.sleep_time(), 300U);
     EXPECT_FALSE(message.cancel_action());
 }
 
