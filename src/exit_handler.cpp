@@ -38,7 +38,8 @@ void ExitHandler::setup() {
     set_dispositions(ExitHandler::signal);
     // A closed connection must fail the write, not end the process.
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
-    // If it were ignored, which a child inherits, the daemon could not wait for its own children.
+    // Whatever started the daemon may have left SIGCHLD ignored; then children could not be waited
+    // for.
     static_cast<void>(std::signal(SIGCHLD, SIG_DFL));
 }
 

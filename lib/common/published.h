@@ -11,7 +11,7 @@ namespace zephran::common {
 template <class T>
 class Published {
 public:
-    /// Publishes nothing yet.
+    /// There is no value until the first publish().
     Published() = default;
     explicit Published(T value) { publish(std::move(value)); }
     Published(const Published&) = delete;
@@ -22,7 +22,7 @@ public:
         std::atomic_store(&current,
                           std::shared_ptr<const T>{std::make_shared<T>(std::move(value))});
     }
-    /// Publishes nothing any more.
+    /// Removes the value. Snapshots that readers hold stay valid.
     void withdraw() { std::atomic_store(&current, std::shared_ptr<const T>{}); }
 
     /// What was published last, or null.

@@ -27,7 +27,7 @@ public:
     void update(const std::vector<std::uint8_t>& data);
     /// Feeds the bytes of the string without a terminator.
     void update(const std::string& data);
-    /// Feeds what is left of the stream. One that cannot be read feeds nothing.
+    /// Feeds the rest of the stream; nothing if it cannot be read.
     void update(std::istream& stream);
     /// Feeds at most `count` bytes of the stream.
     void update(std::istream& stream, std::size_t count);

@@ -11,15 +11,15 @@
 namespace zephran::platform::openwrt {
 
 /// The agent manager of a gateway: it offers the object "zephran" on the message bus, through which
-/// local software lists the agents, forces polls, and accepts the deployment that the gateway holds
-/// back for its user.
+/// local software lists the agents, forces polls, and accepts the deployment that waits for the
+/// user's consent.
 ///
 /// The handlers run on the receiver thread of the object. They access the agents only through their
 /// controls. Neither they nor the main loop ever wait for each other.
 class UbusAgentManager : public AgentManager {
 public:
     UbusAgentManager() = default;
-    /// For tests, which have a broker of their own and put something else in place of the pause.
+    /// For tests: another broker, and another pause between two iterations of the main loop.
     UbusAgentManager(ubus::UbusContext::Environment environment, std::function<void()> loop_pause);
     ~UbusAgentManager() override = default;
 

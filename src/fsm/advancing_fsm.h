@@ -28,8 +28,8 @@ public:
     /// Takes one step, or skips one of the ticks to wait.
     void tick();
 
-    /// Starts or continues a retry run, or gives up by sending ErrorEvent. Success
-    /// does not end a run: the next failure, however much later, still belongs to it.
+    /// Starts or continues a retry run, or gives up by sending ErrorEvent. Success does not end a
+    /// run: the next failure, however much later, still belongs to it.
     ///
     /// @param delay   ticks to wait before the next attempt
     /// @param retries number of retries in a new run

@@ -6,7 +6,7 @@
 namespace zephran::installer {
 
 /// Runs a shell command with system(3) and waits for its end. It inherits the daemon's output.
-/// @return whether its exit status was 0
+/// @returns whether its exit status was 0
 [[nodiscard]] bool run_command(const std::string& command);
 
 /// As above, for a command that must succeed.

@@ -19,10 +19,10 @@ class GhnConfig;
 /// several threads may use them at once.
 class DeviceStore {
 public:
-    /// The function that has something written, as it is named in the log.
+    /// The function on whose behalf something is written, for the log.
     struct Caller {
         const char* function;
-        /// Key of the field that repeats the name.
+        /// Key of the log field that holds the function's name.
         const char* field = "action";
     };
 

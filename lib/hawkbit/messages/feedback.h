@@ -34,8 +34,8 @@ public:
     static std::string to_localtime_string(const long& time);
 };
 
-/// Answer to a cancel action. Details go out as they are: what the server would refuse in them has
-/// been cleaned before.
+/// Answer to a cancel action. Details are sent unchanged; the caller has cleaned them
+/// (clean_details).
 struct CancelActionFeedbackMessage : ActionFeedbackMessage {
     [[nodiscard]] Json::Value to_json() const override;
 
