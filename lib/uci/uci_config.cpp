@@ -28,21 +28,32 @@ public:
         if (!delta_path.empty()) {
             bound_library.add_delta_path(context.get(), delta_path.c_str());
         }
-        succeeded = bound_library.lookup_ptr(context.get(), &pointer, text.data(), true) == 0;
+        result = bound_library.lookup_ptr(context.get(), &pointer, text.data(), true);
     }
 
-    /// The option's value, or null when the key does not name a string option. The lookup of a
-    /// package or section is complete too, and a list has no text where a string has one.
+    [[nodiscard]] bool succeeded() const { return result == UCI_OK; }
+
+    /// The lookup of a package or section is complete too.
+    [[nodiscard]] bool is_option() const {
+        return succeeded() && (pointer.flags & uci_ptr::UCI_LOOKUP_COMPLETE) != 0 &&
+               pointer.o != nullptr;
+    }
+
+    /// False also when it is unknown whether the option exists.
+    [[nodiscard]] bool is_missing() const {
+        return result == UCI_ERR_NOTFOUND || (succeeded() && !is_option());
+    }
+
+    /// The option's value, or null when the key does not name a string option. A list has no text
+    /// where a string has one.
     [[nodiscard]] const char* string_value() const {
-        const bool is_string = succeeded && (pointer.flags & uci_ptr::UCI_LOOKUP_COMPLETE) != 0 &&
-                               pointer.o != nullptr && pointer.o->type == UCI_TYPE_STRING;
-        return is_string ? pointer.o->v.string : nullptr;
+        return is_option() && pointer.o->type == UCI_TYPE_STRING ? pointer.o->v.string : nullptr;
     }
 
     std::string text;
     std::unique_ptr<uci_context, void (*)(uci_context*)> context;
     uci_ptr pointer{};
-    bool succeeded = false;
+    int result = UCI_ERR_MEM;
 };
 
 }  // namespace
@@ -71,13 +82,15 @@ bool UciConfig::has_option(const std::string& key) {
 }
 
 std::string UciConfig::get_option(const std::string& key) {
+    PackageNotFoundException failure;
     if (library().available) {
         const Lookup lookup{library(), delta_path, prepare_context, key};
         if (const char* const value = lookup.string_value()) {
             return value;
         }
+        failure.unreadable = !lookup.is_missing();
     }
-    BOOST_THROW_EXCEPTION(PackageNotFoundException{} << config_key_tag{key});
+    BOOST_THROW_EXCEPTION(failure << config_key_tag{key});
 }
 
 bool UciConfig::set_option(const std::string& key, const std::string& value) {
@@ -87,7 +100,7 @@ bool UciConfig::set_option(const std::string& key, const std::string& value) {
     std::string assignment = key;
     assignment.append("=").append(value);
     Lookup lookup{library(), delta_path, prepare_context, std::move(assignment)};
-    if (!lookup.succeeded) {
+    if (!lookup.succeeded()) {
         return false;
     }
     // Save and commit even after a failed set: they keep the pending changes of other writers. Only
@@ -103,7 +116,7 @@ bool UciConfig::delete_option(const std::string& key) {
         return false;
     }
     Lookup lookup{library(), delta_path, prepare_context, key};
-    if (!lookup.succeeded || library().remove(lookup.context.get(), &lookup.pointer) != 0) {
+    if (!lookup.succeeded() || library().remove(lookup.context.get(), &lookup.pointer) != 0) {
         return false;
     }
     // Without this, the deletion would be lost with the context.

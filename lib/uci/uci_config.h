@@ -33,7 +33,9 @@ public:
     /// True when the key names an existing option that is a string; a list does not count.
     [[nodiscard]] bool has_option(const std::string& key);
 
-    /// @throws PackageNotFoundException with config_key_tag when has_option() would be false
+    /// @throws PackageNotFoundException with config_key_tag when has_option() would be false; it is
+    ///         `unreadable` when libuci fails for another reason than that something is missing,
+    ///         and for a list
     [[nodiscard]] std::string get_option(const std::string& key);
 
     /// Sets, saves and commits. libuci commits all pending changes of the package along with it,

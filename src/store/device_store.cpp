@@ -45,6 +45,10 @@ std::optional<std::string> find_option(Config& config, const std::string& key) {
     }
 }
 
+std::string package_of(const std::string& key) {
+    return key.substr(0, key.find('.'));
+}
+
 std::string option_or_empty(Config& config, const std::string& key) {
     return find_option(config, key).value_or(std::string{});
 }
@@ -80,13 +84,21 @@ std::string DeviceStore::schedule_stop_time() const {
 }
 
 bool DeviceStore::is_automatic_update_enabled(const Caller& caller) {
-    const auto value = find_option(*config, automatic_update_key);
-    if (!value) {
-        ZLOG_WARNING_AS(caller.function, caller.field, caller.function, "message",
-                        "missing config entry, setting default enabled");
-        set_or_warn(automatic_update_key, yes, caller);
+    try {
+        return config->get_option(automatic_update_key) != no;
+    } catch (const OptionNotFoundException& error) {
+        if (error.unreadable) {
+            // The user may have switched them off: what cannot be read must not overrule that.
+            ZLOG_ERROR_AS(caller.function, caller.field, caller.function, "message",
+                          "option cannot be read, automatic updates count as off", "package",
+                          package_of(automatic_update_key), "key", automatic_update_key);
+            return false;
+        }
     }
-    return value != no;
+    ZLOG_WARNING_AS(caller.function, caller.field, caller.function, "message",
+                    "missing config entry, setting default enabled");
+    set_or_warn(automatic_update_key, yes, caller);
+    return true;
 }
 
 void DeviceStore::mark_rebooted(const Caller& caller) {

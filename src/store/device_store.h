@@ -41,7 +41,8 @@ public:
     /// @}
 
     /// Whether deployments start without the consent of the user. The default, true, is stored when
-    /// the option is not set, with a WARNING in the log.
+    /// the option is not set, with a WARNING in the log. They do not, with an ERROR, while the
+    /// option cannot be read; nothing is stored then.
     bool is_automatic_update_enabled(const Caller& caller);
 
     /// @name Reboot mark: an installation that reboots the device is under way

@@ -24,6 +24,12 @@ public:
     }
 
     [[nodiscard]] std::string get_option(const std::string& key) override {
+        reads.push_back(key);
+        if (unreadable_keys.count(key) != 0) {
+            PackageNotFoundException error;
+            error.unreadable = true;
+            BOOST_THROW_EXCEPTION(error << config_key_tag{key});
+        }
         if (!has_option(key)) {
             BOOST_THROW_EXCEPTION(PackageNotFoundException{} << config_key_tag{key});
         }
@@ -52,10 +58,14 @@ public:
     }
 
     std::map<std::string, std::string> values;
+    /// Every key that was read, in order and including missing ones.
+    std::vector<std::string> reads;
     /// Every attempt to write, in order and including failed ones; a deletion has an empty value.
     std::vector<std::pair<std::string, std::string>> writes;
     /// Keys that cannot be written, as if their section did not exist.
     std::set<std::string> read_only_keys;
+    /// Keys that cannot be read, as if their file did not parse.
+    std::set<std::string> unreadable_keys;
     /// Keys whose value disappears once it has been read, as if somebody had deleted it.
     std::set<std::string> read_once_keys;
     /// All writes fail, as if the file system were full.

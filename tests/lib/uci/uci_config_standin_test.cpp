@@ -57,6 +57,53 @@ TEST_F(UciConfigTest, FileWithSyntaxErrorHasNoOptions) {
     EXPECT_EQ(file(), "option without section\n");
 }
 
+/// Whether reading the option fails for another reason than that it is missing.
+bool is_unreadable(UciConfig config, const std::string& key) {
+    try {
+        const std::string value = config.get_option(key);
+        ADD_FAILURE() << key << " is " << value;
+        return false;
+    } catch (const PackageNotFoundException& error) {
+        return error.unreadable;
+    }
+}
+
+TEST_F(UciConfigTest, MissingOptionIsNotUnreadable) {
+    for (const char* const key : {"absent.service.log_level", "zephran.absent.log_level",
+                                  "zephran.service.absent", "zephran.service", "zephran"}) {
+        EXPECT_FALSE(is_unreadable(config(), key)) << key;
+    }
+}
+
+TEST_F(UciConfigTest, ListIsUnreadable) {
+    EXPECT_TRUE(is_unreadable(config(), "zephran.service.server"));
+}
+
+TEST_F(UciConfigTest, OptionsOfAFileThatDoesNotParseAreUnreadable) {
+    for (const char* const text : {"config service 'service'\n\toption log_level 'IN",
+                                   "option without section\n", "\177ELF\x01\n"}) {
+        directory.write("config/zephran", text);
+
+        EXPECT_TRUE(is_unreadable(config(), "zephran.service.log_level")) << text;
+    }
+}
+
+TEST_F(UciConfigTest, OptionsOfAFileThatCannotBeReadAreUnreadable) {
+    std::filesystem::remove(directory.path("config/zephran"));
+    std::filesystem::create_directory(directory.path("config/zephran"));
+
+    EXPECT_TRUE(is_unreadable(config(), "zephran.service.log_level"));
+}
+
+TEST_F(UciConfigTest, OptionsAreUnreadableWithoutMemoryForAContext) {
+    uci.library.alloc_context = []() -> uci_context* { return nullptr; };
+
+    EXPECT_TRUE(is_unreadable(config(), "zephran.service.log_level"));
+    EXPECT_FALSE(config().has_option("zephran.service.log_level"));
+    EXPECT_FALSE(config().set_option("zephran.service.log_level", "DEBUG"));
+    EXPECT_FALSE(config().delete_option("zephran.service.log_level"));
+}
+
 TEST_F(UciConfigTest, OptionIsFoundByTheIndexOfItsSection) {
     EXPECT_EQ(config().get_option("zephran.@service[0].log_level"), "INFO");
 }

@@ -99,6 +99,27 @@ TEST_F(DeviceStoreTest, DefaultAppliesEvenIfItCannotBeStored) {
                                      "entry key=zephran.service.automatic_update value=1"));
 }
 
+TEST_F(DeviceStoreTest, AutomaticUpdatesAreOffIfTheOptionCannotBeRead) {
+    config.unreadable_keys = {automatic_update_key};
+
+    EXPECT_FALSE(store.is_automatic_update_enabled({"somebody", "event"}));
+
+    EXPECT_THAT(config.writes, IsEmpty());
+    EXPECT_THAT(lines(), ElementsAre("somebody: event=somebody message=option cannot be read, "
+                                     "automatic updates count as off package=zephran "
+                                     "key=zephran.service.automatic_update"));
+    EXPECT_THAT(log.text(), testing::ContainsRegex(" ERROR device_store\\.cpp:[0-9]+ somebody: "));
+}
+
+TEST_F(DeviceStoreTest, OtherOptionsThatCannotBeReadCountAsMissing) {
+    config.unreadable_keys = {rebooted_key, unconfirmed_key, "zephran.device.version_os"};
+
+    EXPECT_FALSE(store.take_reboot_mark(caller));
+    EXPECT_FALSE(store.unconfirmed_previous_firmware().has_value());
+    EXPECT_EQ(store.installed_version("os"), "");
+    EXPECT_THAT(config.writes, IsEmpty());
+}
+
 TEST_F(DeviceStoreTest, RebootMarkIsSetAndCleared) {
     store.mark_rebooted(caller);
     EXPECT_EQ(config.values[rebooted_key], "1");
