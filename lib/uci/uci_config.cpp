@@ -4,6 +4,9 @@
 #include <memory>
 #include <utility>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "uci/exceptions.h"
 #include "uci/uci_abi.h"
 #include "uci/uci_library.h"
@@ -11,6 +14,20 @@
 namespace zephran {
 
 namespace {
+
+/// Whether nobody but root and the user of this process can have put anything into the directory.
+bool is_trustworthy(std::string directory) {
+    // With a slash at the end, a symbolic link would be followed.
+    while (directory.size() > 1 && directory.back() == '/') {
+        directory.pop_back();
+    }
+    struct stat found {};
+    if (lstat(directory.c_str(), &found) != 0 || !S_ISDIR(found.st_mode)) {
+        return false;
+    }
+    const bool is_ours = found.st_uid == 0 || found.st_uid == geteuid();
+    return is_ours && (found.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
 
 /// A resolved key, with everything that its pointers refer to.
 class Lookup {
@@ -25,7 +42,7 @@ public:
         if (prepare_context) {
             prepare_context(context.get());
         }
-        if (!delta_path.empty()) {
+        if (!delta_path.empty() && is_trustworthy(delta_path)) {
             bound_library.add_delta_path(context.get(), delta_path.c_str());
         }
         result = bound_library.lookup_ptr(context.get(), &pointer, text.data(), true);

@@ -52,7 +52,9 @@ public:
     [[nodiscard]] bool delete_option(const std::string& key);
 
     /// Directory added to the delta search path of every context; none if empty. What lies there
-    /// overrides the stored configuration in reads.
+    /// overrides the stored configuration in reads. It is left out while it is a symbolic link,
+    /// belongs to another user than root and the one of this process, or can be written to by
+    /// others.
     std::string delta_path;
 
 private:

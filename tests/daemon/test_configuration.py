@@ -45,7 +45,7 @@ def test_deployment_waits_while_the_switch_cannot_be_read(bench, broken):
 
 def test_run_time_state_overrides_the_stored_configuration(bench):
     state = bench.gateway.tmp / "state"
-    state.mkdir()
+    state.mkdir(mode=0o755)
     (state / "zephran").write_text("zephran.service.automatic_update='0'\n")
     action = bench.assign(bench.script("one", "echo fine"), type="soft")
     daemon = bench.start()

@@ -2,6 +2,7 @@
 #include <filesystem>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -193,11 +194,80 @@ TEST_F(UciConfigTest, MissingOptionIsNotDeleted) {
     EXPECT_FALSE(config().delete_option("absent.service.log_level"));
 }
 
-TEST_F(UciConfigTest, OverlayOverridesTheStoredConfiguration) {
-    directory.write("state/zephran", "zephran.service.log_level='overlay'\n");
+class UciOverlay : public UciConfigTest {
+protected:
+    UciOverlay() {
+        directory.write("state/zephran", "zephran.service.log_level='overlay'\n");
+        chmod(state.c_str(), 0755);
+    }
 
-    EXPECT_EQ(config(directory.path("state")).get_option("zephran.service.log_level"), "overlay");
-    EXPECT_EQ(config().get_option("zephran.service.log_level"), "INFO");
+    [[nodiscard]] std::string log_level_over(const std::string& overlay) const {
+        return config(overlay).get_option("zephran.service.log_level");
+    }
+
+    const std::string state = directory.path("state");
+};
+
+TEST_F(UciOverlay, OverridesTheStoredConfiguration) {
+    EXPECT_EQ(log_level_over(state), "overlay");
+    EXPECT_EQ(log_level_over(state + "/"), "overlay");
+    EXPECT_EQ(log_level_over(""), "INFO");
+}
+
+TEST_F(UciOverlay, IsNotUsedIfOthersMayWriteToIt) {
+    for (const mode_t mode : {0775, 0757, 01777, 0777}) {
+        ASSERT_EQ(chmod(state.c_str(), mode), 0);
+
+        EXPECT_EQ(log_level_over(state), "INFO") << std::oct << mode;
+    }
+}
+
+TEST_F(UciOverlay, IsNotUsedIfItBelongsToAnotherUser) {
+    constexpr uid_t another = 12345;
+    if (chown(state.c_str(), another, static_cast<gid_t>(-1)) != 0) {
+        GTEST_SKIP() << "needs the right to give a directory away";
+    }
+
+    EXPECT_EQ(log_level_over(state), "INFO");
+}
+
+TEST_F(UciOverlay, OfRootOrTheUserOfTheDaemonIsUsed) {
+    constexpr uid_t root = 0;
+    constexpr uid_t user_of_the_daemon = 12345;
+    constexpr auto same_group = static_cast<gid_t>(-1);
+    if (chown(state.c_str(), user_of_the_daemon, same_group) != 0) {
+        GTEST_SKIP() << "needs the right to give a directory away";
+    }
+    ASSERT_EQ(chmod(directory.path().c_str(), 0755), 0);
+
+    for (const uid_t owner : {root, user_of_the_daemon}) {
+        ASSERT_EQ(chown(state.c_str(), owner, same_group), 0);
+        ASSERT_EQ(seteuid(user_of_the_daemon), 0);
+        const std::string level = log_level_over(state);
+        ASSERT_EQ(seteuid(root), 0);
+
+        EXPECT_EQ(level, "overlay") << owner;
+    }
+}
+
+TEST_F(UciOverlay, IsNotReachedThroughALink) {
+    std::filesystem::create_symlink(state, directory.path("link"));
+
+    EXPECT_EQ(log_level_over(directory.path("link")), "INFO");
+    EXPECT_EQ(log_level_over(directory.path("link/")), "INFO");
+}
+
+TEST_F(UciOverlay, ThatIsMissingOrNoDirectoryIsNotUsed) {
+    EXPECT_EQ(log_level_over(directory.path("absent")), "INFO");
+    EXPECT_EQ(log_level_over(state + "/zephran"), "INFO");
+}
+
+TEST_F(UciOverlay, ThatIsNotUsedIsNotCommitted) {
+    ASSERT_EQ(chmod(state.c_str(), 0777), 0);
+
+    EXPECT_TRUE(config(state).set_option("zephran.service.rebooted", "1"));
+
+    EXPECT_EQ(file().find("overlay"), std::string::npos);
 }
 
 }  // namespace
