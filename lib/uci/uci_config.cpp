@@ -2,6 +2,7 @@
 #include "uci/uci_config.h"
 
 #include <memory>
+#include <mutex>
 #include <utility>
 
 #include <sys/stat.h>
@@ -27,6 +28,12 @@ bool is_trustworthy(std::string directory) {
     }
     const bool is_ours = found.st_uid == 0 || found.st_uid == geteuid();
     return is_ours && (found.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+/// libuci loses one of two concurrent commits without saying so.
+std::mutex& write_mutex() {
+    static std::mutex of_this_process;
+    return of_this_process;
 }
 
 /// A resolved key, with everything that its pointers refer to.
@@ -114,6 +121,7 @@ bool UciConfig::set_option(const std::string& key, const std::string& value) {
     if (!library().available) {
         return false;
     }
+    const std::lock_guard<std::mutex> only_writer{write_mutex()};
     std::string assignment = key;
     assignment.append("=").append(value);
     Lookup lookup{library(), delta_path, prepare_context, std::move(assignment)};
@@ -132,6 +140,7 @@ bool UciConfig::delete_option(const std::string& key) {
     if (!library().available) {
         return false;
     }
+    const std::lock_guard<std::mutex> only_writer{write_mutex()};
     Lookup lookup{library(), delta_path, prepare_context, key};
     if (!lookup.succeeded() || library().remove(lookup.context.get(), &lookup.pointer) != 0) {
         return false;

@@ -12,7 +12,9 @@ class UciLibrary;
 ///
 /// Keys have the form "package.section.option". libuci splits them at the first "=" and at dots:
 /// external text may become part of a key only if it consists of ASCII letters, digits and "_".
-/// Every call uses its own context, so several threads may use one object.
+/// Every call uses its own context, so several threads may use one object. Within the process, one
+/// write waits for another. Of two programs that commit a package at the same time, libuci may lose
+/// what one wrote, although set_option() returned true.
 class UciConfig {
 public:
     /// What it depends on. Other values than these are for unit tests.

@@ -57,14 +57,33 @@ std::string record_of_part(Config& config, const char* key_prefix, const std::st
     return can_stand_in_key(part) ? option_or_empty(config, key_prefix + part) : std::string{};
 }
 
+void warn_not_stored(const std::string& key, const std::string& value,
+                     const DeviceStore::Caller& caller) {
+    ZLOG_WARNING_AS(caller.function, caller.field, caller.function, "message",
+                    "could not store config entry", "key", key, "value", value);
+}
+
 }  // namespace
 
 void DeviceStore::set_or_warn(const std::string& key, const std::string& value,
                               const Caller& caller) {
     if (!config->set_option(key, value)) {
-        ZLOG_WARNING_AS(caller.function, caller.field, caller.function, "message",
-                        "could not store config entry", "key", key, "value", value);
+        warn_not_stored(key, value, caller);
     }
+}
+
+void DeviceStore::set_reboot_mark(const char* value, const Caller& caller) {
+    constexpr int attempts = 3;
+    // A write that fails is no better the next time, unlike one that another program has undone.
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        if (!config->set_option(rebooted_key, value)) {
+            break;
+        }
+        if (find_option(*config, rebooted_key) == value) {
+            return;
+        }
+    }
+    warn_not_stored(rebooted_key, value, caller);
 }
 
 bool DeviceStore::is_schedule_enabled() const {
@@ -102,11 +121,11 @@ bool DeviceStore::is_automatic_update_enabled(const Caller& caller) {
 }
 
 void DeviceStore::mark_rebooted(const Caller& caller) {
-    set_or_warn(rebooted_key, yes, caller);
+    set_reboot_mark(yes, caller);
 }
 
 void DeviceStore::clear_reboot_mark(const Caller& caller) {
-    set_or_warn(rebooted_key, no, caller);
+    set_reboot_mark(no, caller);
 }
 
 bool DeviceStore::take_reboot_mark(const Caller& caller) {

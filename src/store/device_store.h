@@ -46,6 +46,7 @@ public:
     bool is_automatic_update_enabled(const Caller& caller);
 
     /// @name Reboot mark: an installation that reboots the device is under way
+    /// Each write is read back, and repeated if another program has undone it meanwhile.
     /// @{
     void mark_rebooted(const Caller& caller);
     void clear_reboot_mark(const Caller& caller);
@@ -80,6 +81,7 @@ public:
 
 private:
     void set_or_warn(const std::string& key, const std::string& value, const Caller& caller);
+    void set_reboot_mark(const char* value, const Caller& caller);
 
     Config* config;
 };

@@ -45,6 +45,10 @@ public:
         if (!is_writable(key)) {
             return false;
         }
+        if (lost_writes > 0) {
+            --lost_writes;
+            return true;
+        }
         if (value.empty()) {
             return values.erase(key) != 0;
         }
@@ -68,6 +72,9 @@ public:
     std::set<std::string> unreadable_keys;
     /// Keys whose value disappears once it has been read, as if somebody had deleted it.
     std::set<std::string> read_once_keys;
+    /// So many further writes are lost although they seem to succeed, as if another program had
+    /// committed at the same time.
+    unsigned lost_writes = 0;
     /// All writes fail, as if the file system were full.
     bool read_only = false;
     /// All reads and writes fail, as if the library were missing.

@@ -1,5 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <filesystem>
+#include <mutex>
+#include <thread>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -192,6 +197,68 @@ TEST_F(UciConfigTest, DeletionIsPermanentAfterTheNextCommit) {
 TEST_F(UciConfigTest, MissingOptionIsNotDeleted) {
     EXPECT_FALSE(config().delete_option("zephran.service.absent"));
     EXPECT_FALSE(config().delete_option("absent.service.log_level"));
+}
+
+/// Counts the writes that are under way. Each waits a moment for another one to begin.
+class WritesAtOnce {
+public:
+    static WritesAtOnce& current() {
+        static WritesAtOnce writes;
+        return writes;
+    }
+
+    void enter() {
+        std::unique_lock<std::mutex> lock{mutex};
+        ++inside;
+        most = std::max(most, inside);
+        changed.notify_all();
+        changed.wait_for(lock, std::chrono::milliseconds{100}, [this] { return most > 1; });
+    }
+    void leave() {
+        const std::lock_guard<std::mutex> lock{mutex};
+        --inside;
+    }
+
+    int most = 0;
+    UciLibrary real{UCI_STANDIN_PATH};
+
+private:
+    std::mutex mutex;
+    std::condition_variable changed;
+    int inside = 0;
+};
+
+TEST_F(UciConfigTest, WritesOfTwoThreadsDoNotMeet) {
+    uci.library.set = [](uci_context* context, uci_ptr* pointer) {
+        WritesAtOnce::current().enter();
+        return WritesAtOnce::current().real.set(context, pointer);
+    };
+    uci.library.commit = [](uci_context* context, uci_package** package, bool overwrite) {
+        const int result = WritesAtOnce::current().real.commit(context, package, overwrite);
+        WritesAtOnce::current().leave();
+        return result;
+    };
+    uci.library.remove = [](uci_context* context, uci_ptr* pointer) {
+        WritesAtOnce::current().enter();
+        const int result = WritesAtOnce::current().real.remove(context, pointer);
+        WritesAtOnce::current().leave();
+        return result;
+    };
+    UciConfig one = config();
+    UciConfig another = config();
+
+    std::thread setter{[&one] { EXPECT_TRUE(one.set_option("zephran.device.first", "1")); }};
+    std::thread second_setter{
+        [&another] { EXPECT_TRUE(another.set_option("zephran.device.second", "2")); }};
+    std::thread remover{[&one] { EXPECT_TRUE(one.delete_option("zephran.service.log_level")); }};
+    setter.join();
+    second_setter.join();
+    remover.join();
+
+    EXPECT_EQ(WritesAtOnce::current().most, 1);
+    EXPECT_EQ(config().get_option("zephran.device.first"), "1");
+    EXPECT_EQ(config().get_option("zephran.device.second"), "2");
+    EXPECT_FALSE(config().has_option("zephran.service.log_level"));
 }
 
 class UciOverlay : public UciConfigTest {

@@ -129,6 +129,46 @@ TEST_F(DeviceStoreTest, RebootMarkIsSetAndCleared) {
     EXPECT_EQ(log.text(), "");
 }
 
+TEST_F(DeviceStoreTest, RebootMarkThatIsLostIsWrittenAgain) {
+    config.lost_writes = 2;
+
+    store.mark_rebooted(caller);
+
+    EXPECT_EQ(config.values[rebooted_key], "1");
+    EXPECT_EQ(config.writes.size(), 3U);
+    EXPECT_EQ(log.text(), "");
+}
+
+TEST_F(DeviceStoreTest, ClearedRebootMarkThatComesBackIsClearedAgain) {
+    config.values[rebooted_key] = "1";
+    config.lost_writes = 2;
+
+    store.clear_reboot_mark(caller);
+
+    EXPECT_EQ(config.values[rebooted_key], "0");
+    EXPECT_EQ(log.text(), "");
+}
+
+TEST_F(DeviceStoreTest, RebootMarkThatIsLostAgainAndAgainIsLogged) {
+    config.lost_writes = 100;
+
+    store.mark_rebooted(caller);
+
+    EXPECT_EQ(config.writes.size(), 3U);
+    EXPECT_THAT(lines(), ElementsAre("somebody: action=somebody message=could not store config "
+                                     "entry key=zephran.service.rebooted value=1"));
+}
+
+TEST_F(DeviceStoreTest, RebootMarkThatCannotBeWrittenIsTriedOnce) {
+    config.read_only = true;
+
+    store.mark_rebooted(caller);
+
+    EXPECT_EQ(config.writes.size(), 1U);
+    EXPECT_THAT(lines(), ElementsAre("somebody: action=somebody message=could not store config "
+                                     "entry key=zephran.service.rebooted value=1"));
+}
+
 TEST_F(DeviceStoreTest, RebootMarkIsTakenOnce) {
     store.mark_rebooted(caller);
 
