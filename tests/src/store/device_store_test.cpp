@@ -225,6 +225,29 @@ TEST_F(DeviceStoreTest, PartTypeThatCannotStandInAKeyHasNoRecord) {
     EXPECT_EQ(store.installed_version("Ab_09"), "1");
 }
 
+TEST_F(DeviceStoreTest, OnlyLettersDigitsAndUnderscoresStandInAKey) {
+    const std::string plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_";
+    for (int byte = 1; byte < 256; ++byte) {
+        const auto character = static_cast<char>(byte);
+        for (const std::string& part :
+             {character + std::string{"x"}, "x" + std::string{character}}) {
+            config.values["zephran.device.version_" + part] = "1";
+            config.values["zephran.device.installation_time_" + part] = "then";
+            const bool is_plain = plain.find(character) != std::string::npos;
+
+            EXPECT_EQ(store.installed_version(part), is_plain ? "1" : "") << byte;
+            EXPECT_EQ(store.installation_time(part), is_plain ? "then" : "") << byte;
+        }
+    }
+}
+
+TEST_F(DeviceStoreTest, PartTypeThatCannotStandInAKeyIsNotEvenAskedFor) {
+    EXPECT_EQ(store.installed_version("os=1"), "");
+    EXPECT_EQ(store.installation_time("os=1"), "");
+
+    EXPECT_THAT(config.reads(), IsEmpty());
+}
+
 TEST_F(DeviceStoreTest, EveryRecordThatCannotBeStoredIsLogged) {
     config.read_only = true;
 
