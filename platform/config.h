@@ -18,7 +18,8 @@ public:
 
     /// True when the key names an existing string option.
     [[nodiscard]] virtual bool has_option(const std::string& key) = 0;
-    /// @throws OptionNotFoundException with config_key_tag when has_option() would be false
+    /// @throws OptionNotFoundException with config_key_tag when has_option() would be false;
+    ///         `unreadable` tells an option that cannot be read from a missing one
     [[nodiscard]] virtual std::string get_option(const std::string& key) = 0;
     /// Stores and commits. An empty value deletes the option; no section is ever created.
     /// @returns false when nothing, or not everything, was stored

@@ -18,6 +18,9 @@ struct OptionNotFoundException : common::Exception {
     explicit OptionNotFoundException(
         const char* fixed_text = "Configuration option was not found") noexcept
         : Exception{fixed_text} {}
+
+    /// The option may exist all the same: what holds it cannot be read, or it is not a string.
+    bool unreadable = false;
 };
 
 }  // namespace zephran

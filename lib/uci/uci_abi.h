@@ -29,6 +29,9 @@ struct uci_element {
     char* name;
 };
 
+/// The error numbers that are told apart.
+enum { UCI_OK = 0, UCI_ERR_MEM = 1, UCI_ERR_NOTFOUND = 3 };
+
 enum uci_option_type { UCI_TYPE_STRING = 0, UCI_TYPE_LIST = 1 };
 
 struct uci_option {

@@ -2,7 +2,11 @@
 #include "uci/uci_config.h"
 
 #include <memory>
+#include <mutex>
 #include <utility>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "uci/exceptions.h"
 #include "uci/uci_abi.h"
@@ -11,6 +15,26 @@
 namespace zephran {
 
 namespace {
+
+/// Whether nobody but root and the user of this process can have put anything into the directory.
+bool is_trustworthy(std::string directory) {
+    // With a slash at the end, a symbolic link would be followed.
+    while (directory.size() > 1 && directory.back() == '/') {
+        directory.pop_back();
+    }
+    struct stat found {};
+    if (lstat(directory.c_str(), &found) != 0 || !S_ISDIR(found.st_mode)) {
+        return false;
+    }
+    const bool is_ours = found.st_uid == 0 || found.st_uid == geteuid();
+    return is_ours && (found.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+/// libuci loses one of two concurrent commits without saying so.
+std::mutex& write_mutex() {
+    static std::mutex of_this_process;
+    return of_this_process;
+}
 
 /// A resolved key, with everything that its pointers refer to.
 class Lookup {
@@ -25,24 +49,35 @@ public:
         if (prepare_context) {
             prepare_context(context.get());
         }
-        if (!delta_path.empty()) {
+        if (!delta_path.empty() && is_trustworthy(delta_path)) {
             bound_library.add_delta_path(context.get(), delta_path.c_str());
         }
-        succeeded = bound_library.lookup_ptr(context.get(), &pointer, text.data(), true) == 0;
+        result = bound_library.lookup_ptr(context.get(), &pointer, text.data(), true);
     }
 
-    /// The option's value, or null when the key does not name a string option. The lookup of a
-    /// package or section is complete too, and a list has no text where a string has one.
+    [[nodiscard]] bool succeeded() const { return result == UCI_OK; }
+
+    /// The lookup of a package or section is complete too.
+    [[nodiscard]] bool is_option() const {
+        return succeeded() && (pointer.flags & uci_ptr::UCI_LOOKUP_COMPLETE) != 0 &&
+               pointer.o != nullptr;
+    }
+
+    /// False also when it is unknown whether the option exists.
+    [[nodiscard]] bool is_missing() const {
+        return result == UCI_ERR_NOTFOUND || (succeeded() && !is_option());
+    }
+
+    /// The option's value, or null when the key does not name a string option. A list has no text
+    /// where a string has one.
     [[nodiscard]] const char* string_value() const {
-        const bool is_string = succeeded && (pointer.flags & uci_ptr::UCI_LOOKUP_COMPLETE) != 0 &&
-                               pointer.o != nullptr && pointer.o->type == UCI_TYPE_STRING;
-        return is_string ? pointer.o->v.string : nullptr;
+        return is_option() && pointer.o->type == UCI_TYPE_STRING ? pointer.o->v.string : nullptr;
     }
 
     std::string text;
     std::unique_ptr<uci_context, void (*)(uci_context*)> context;
     uci_ptr pointer{};
-    bool succeeded = false;
+    int result = UCI_ERR_MEM;
 };
 
 }  // namespace
@@ -71,23 +106,26 @@ bool UciConfig::has_option(const std::string& key) {
 }
 
 std::string UciConfig::get_option(const std::string& key) {
+    PackageNotFoundException failure;
     if (library().available) {
         const Lookup lookup{library(), delta_path, prepare_context, key};
         if (const char* const value = lookup.string_value()) {
             return value;
         }
+        failure.unreadable = !lookup.is_missing();
     }
-    BOOST_THROW_EXCEPTION(PackageNotFoundException{} << config_key_tag{key});
+    BOOST_THROW_EXCEPTION(failure << config_key_tag{key});
 }
 
 bool UciConfig::set_option(const std::string& key, const std::string& value) {
     if (!library().available) {
         return false;
     }
+    const std::lock_guard<std::mutex> only_writer{write_mutex()};
     std::string assignment = key;
     assignment.append("=").append(value);
     Lookup lookup{library(), delta_path, prepare_context, std::move(assignment)};
-    if (!lookup.succeeded) {
+    if (!lookup.succeeded()) {
         return false;
     }
     // Save and commit even after a failed set: they keep the pending changes of other writers. Only
@@ -102,8 +140,9 @@ bool UciConfig::delete_option(const std::string& key) {
     if (!library().available) {
         return false;
     }
+    const std::lock_guard<std::mutex> only_writer{write_mutex()};
     Lookup lookup{library(), delta_path, prepare_context, key};
-    if (!lookup.succeeded || library().remove(lookup.context.get(), &lookup.pointer) != 0) {
+    if (!lookup.succeeded() || library().remove(lookup.context.get(), &lookup.pointer) != 0) {
         return false;
     }
     // Without this, the deletion would be lost with the context.

@@ -12,7 +12,9 @@ class UciLibrary;
 ///
 /// Keys have the form "package.section.option". libuci splits them at the first "=" and at dots:
 /// external text may become part of a key only if it consists of ASCII letters, digits and "_".
-/// Every call uses its own context, so several threads may use one object.
+/// Every call uses its own context, so several threads may use one object. Within the process, one
+/// write waits for another. Of two programs that commit a package at the same time, libuci may lose
+/// what one wrote, although set_option() returned true.
 class UciConfig {
 public:
     /// What it depends on. Other values than these are for unit tests.
@@ -33,7 +35,9 @@ public:
     /// True when the key names an existing option that is a string; a list does not count.
     [[nodiscard]] bool has_option(const std::string& key);
 
-    /// @throws PackageNotFoundException with config_key_tag when has_option() would be false
+    /// @throws PackageNotFoundException with config_key_tag when has_option() would be false; it is
+    ///         `unreadable` when libuci fails for another reason than that something is missing,
+    ///         and for a list
     [[nodiscard]] std::string get_option(const std::string& key);
 
     /// Sets, saves and commits. libuci commits all pending changes of the package along with it,
@@ -50,7 +54,9 @@ public:
     [[nodiscard]] bool delete_option(const std::string& key);
 
     /// Directory added to the delta search path of every context; none if empty. What lies there
-    /// overrides the stored configuration in reads.
+    /// overrides the stored configuration in reads. It is left out while it is a symbolic link,
+    /// belongs to another user than root and the one of this process, or can be written to by
+    /// others.
     std::string delta_path;
 
 private:

@@ -4,7 +4,6 @@
 #include <fstream>
 #include <utility>
 
-#include "common/logprint.h"
 #include "common/popen.h"
 
 namespace zephran::platform::openwrt {
@@ -13,15 +12,10 @@ namespace {
 
 constexpr const char* firmware_part = "os";
 
-/// A failure is only logged: if there is too little room, the download or installation fails.
+/// The exit code does not count: if there is too little room, the download or installation fails.
 void run(const std::string& command) {
     constexpr int no_limit = 0;
-    try {
-        common::POpen{command}.wait(no_limit);
-    } catch (const common::AbnormalTerminationException& error) {
-        ZLOG_WARNING("event", "exception_caught", "action", "prepare", "command", command, "what",
-                     boost::diagnostic_information(error));
-    }
+    common::POpen{command}.wait(no_limit);
 }
 
 }  // namespace

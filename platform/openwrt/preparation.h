@@ -5,8 +5,8 @@
 
 namespace zephran::platform::openwrt {
 
-/// Frees memory for a firmware image. Each object takes each step at most once. Nothing is undone,
-/// since a firmware installation ends in a reboot.
+/// Frees memory for a firmware image. Each object takes each step to its end at most once. Nothing
+/// is undone, since a firmware installation ends in a reboot.
 class Preparation {
 public:
     /// The programs that it runs. Other values than these are for unit tests.
@@ -19,15 +19,19 @@ public:
     Preparation() : Preparation{Environment{}} {}
     explicit Preparation(Environment environment);
 
-    /// Runs the download script for a firmware part and waits for it. Its result is ignored.
+    /// Runs the download script for a firmware part and waits for it. Its exit code is ignored.
     /// @param part type of the chunk that is about to be downloaded
     /// @throws common::POpenFailedException when no process can be started
+    /// @throws common::AbnormalTerminationException when a signal ends its shell; the next
+    ///         firmware part runs it again
     void prepare_download(const std::string& part);
 
     /// Stops the service for a firmware part. If the device does not have the service, the next
     /// firmware part checks again.
     /// @param part type of the chunk that is about to be installed
     /// @throws common::POpenFailedException when no process can be started
+    /// @throws common::AbnormalTerminationException when a signal ends it; the next firmware part
+    ///         runs it again
     void prepare_install(const std::string& part);
 
 private:

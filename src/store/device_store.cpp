@@ -45,6 +45,10 @@ std::optional<std::string> find_option(Config& config, const std::string& key) {
     }
 }
 
+std::string package_of(const std::string& key) {
+    return key.substr(0, key.find('.'));
+}
+
 std::string option_or_empty(Config& config, const std::string& key) {
     return find_option(config, key).value_or(std::string{});
 }
@@ -53,14 +57,33 @@ std::string record_of_part(Config& config, const char* key_prefix, const std::st
     return can_stand_in_key(part) ? option_or_empty(config, key_prefix + part) : std::string{};
 }
 
+void warn_not_stored(const std::string& key, const std::string& value,
+                     const DeviceStore::Caller& caller) {
+    ZLOG_WARNING_AS(caller.function, caller.field, caller.function, "message",
+                    "could not store config entry", "key", key, "value", value);
+}
+
 }  // namespace
 
 void DeviceStore::set_or_warn(const std::string& key, const std::string& value,
                               const Caller& caller) {
     if (!config->set_option(key, value)) {
-        ZLOG_WARNING_AS(caller.function, caller.field, caller.function, "message",
-                        "could not store config entry", "key", key, "value", value);
+        warn_not_stored(key, value, caller);
     }
+}
+
+void DeviceStore::set_reboot_mark(const char* value, const Caller& caller) {
+    constexpr int attempts = 3;
+    // A write that fails is no better the next time, unlike one that another program has undone.
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        if (!config->set_option(rebooted_key, value)) {
+            break;
+        }
+        if (find_option(*config, rebooted_key) == value) {
+            return;
+        }
+    }
+    warn_not_stored(rebooted_key, value, caller);
 }
 
 bool DeviceStore::is_schedule_enabled() const {
@@ -80,21 +103,29 @@ std::string DeviceStore::schedule_stop_time() const {
 }
 
 bool DeviceStore::is_automatic_update_enabled(const Caller& caller) {
-    const auto value = find_option(*config, automatic_update_key);
-    if (!value) {
-        ZLOG_WARNING_AS(caller.function, caller.field, caller.function, "message",
-                        "missing config entry, setting default enabled");
-        set_or_warn(automatic_update_key, yes, caller);
+    try {
+        return config->get_option(automatic_update_key) != no;
+    } catch (const OptionNotFoundException& error) {
+        if (error.unreadable) {
+            // The user may have switched them off: what cannot be read must not overrule that.
+            ZLOG_ERROR_AS(caller.function, caller.field, caller.function, "message",
+                          "option cannot be read, automatic updates count as off", "package",
+                          package_of(automatic_update_key), "key", automatic_update_key);
+            return false;
+        }
     }
-    return value != no;
+    ZLOG_WARNING_AS(caller.function, caller.field, caller.function, "message",
+                    "missing config entry, setting default enabled");
+    set_or_warn(automatic_update_key, yes, caller);
+    return true;
 }
 
 void DeviceStore::mark_rebooted(const Caller& caller) {
-    set_or_warn(rebooted_key, yes, caller);
+    set_reboot_mark(yes, caller);
 }
 
 void DeviceStore::clear_reboot_mark(const Caller& caller) {
-    set_or_warn(rebooted_key, no, caller);
+    set_reboot_mark(no, caller);
 }
 
 bool DeviceStore::take_reboot_mark(const Caller& caller) {

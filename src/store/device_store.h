@@ -41,10 +41,12 @@ public:
     /// @}
 
     /// Whether deployments start without the consent of the user. The default, true, is stored when
-    /// the option is not set, with a WARNING in the log.
+    /// the option is not set, with a WARNING in the log. They do not, with an ERROR, while the
+    /// option cannot be read; nothing is stored then.
     bool is_automatic_update_enabled(const Caller& caller);
 
     /// @name Reboot mark: an installation that reboots the device is under way
+    /// Each write is read back, and repeated if another program has undone it meanwhile.
     /// @{
     void mark_rebooted(const Caller& caller);
     void clear_reboot_mark(const Caller& caller);
@@ -79,6 +81,7 @@ public:
 
 private:
     void set_or_warn(const std::string& key, const std::string& value, const Caller& caller);
+    void set_reboot_mark(const char* value, const Caller& caller);
 
     Config* config;
 };

@@ -169,6 +169,27 @@ def test_start_logs_the_enabled_options(bench):
         assert re.search(rf"INFO \S+ {re.escape(line)}$", daemon.out, re.M)
 
 
+def test_start_up_takes_its_steps_in_order(bench):
+    pair = bench.pki.client
+    bench.gateway.config("zephran", "config schedule 'schedule'\n\toption enabled '1'\n"
+                                    "\toption daysofweek 'Monday'\n\toption starttime '02:00'\n"
+                                    "\toption stoptime '05:00'\n")
+    daemon = bench.start_without_server(
+        "--ghn-agents", "--client-certificate", pair.certificate, "--client-certificate-key", pair.key,
+        "--properties-file", bench.file("properties.json", '{"b": "2", "a": 1}'))
+
+    daemon.wait_for_line("event=backoff")
+    daemon.kill()
+
+    steps = ["action=set_ca_bundle_path ", "event=add_property key=a value=1$",
+             "event=add_property key=b value=2$", "action=read_update_schedule_from_config start_hour=2 ",
+             "action=factory_report ", "message=using client certificate$",
+             "message=enabling G.hn LAN discovery handler$", "event=backoff "]
+    found = [re.search(step, daemon.out, re.M) for step in steps]
+    assert None not in found, daemon.out
+    assert [step.start() for step in found] == sorted(step.start() for step in found), daemon.out
+
+
 def test_option_enables_discovery(bench):
     daemon = bench.start_without_server("--ghn-agents")
 

@@ -99,22 +99,37 @@ def test_defaults_create_the_shipped_sections():
     assert made.split() == list(shipped_sections())
 
 
-def test_web_interface_has_separate_rights_to_read_and_to_act():
-    [rights] = json.loads((FILES / "zephran.acl.json").read_text()).values()
+def web_roles():
+    return json.loads((FILES / "zephran.acl.json").read_text())
 
-    assert rights["read"] == {"ubus": {"zephran": ["get_agents", "get_deployment"]},
-                              "uci": ["zephran"]}
-    assert rights["write"] == {"ubus": {"zephran": ["force_poll", "accept_deployment"]},
-                               "uci": ["zephran"]}
-    assert set(rights) == {"description", "read", "write"}
+
+def test_web_interface_has_a_role_for_consent_and_one_for_the_configuration():
+    roles = web_roles()
+
+    assert list(roles) == ["zephran-consent", "zephran-administration"]
+    assert all(set(role) == {"description", "read", "write"} for role in roles.values())
+
+
+def test_consent_has_separate_rights_to_read_and_to_act():
+    consent = web_roles()["zephran-consent"]
+
+    assert consent["read"] == {"ubus": {"zephran": ["get_agents", "get_deployment"]}}
+    assert consent["write"] == {"ubus": {"zephran": ["force_poll", "accept_deployment"]}}
+
+
+def test_nothing_but_administration_reaches_the_configuration():
+    administration = web_roles()["zephran-administration"]
+
+    assert administration["read"] == {"uci": ["zephran"]}
+    assert administration["write"] == {"uci": ["zephran"]}
 
 
 def test_rights_cover_the_methods_of_the_daemon():
     source = (PROJECT / "platform/openwrt/ubus_agent_manager.cpp").read_text()
     offered = re.findall(r'^ +\{"(\w+)",', source, re.MULTILINE)
-    [rights] = json.loads((FILES / "zephran.acl.json").read_text()).values()
+    consent = web_roles()["zephran-consent"]
 
-    granted = rights["read"]["ubus"]["zephran"] + rights["write"]["ubus"]["zephran"]
+    granted = consent["read"]["ubus"]["zephran"] + consent["write"]["ubus"]["zephran"]
 
     assert sorted(granted) == sorted(offered)
     assert set(re.findall(r"ubus .*call zephran (\w+)", DOCUMENTATION)) <= set(offered)

@@ -13,6 +13,7 @@
 namespace zephran::test {
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -166,6 +167,7 @@ TEST_F(AgentManagerStep, RebootOptionIsIgnoredUnlessTheGatewayIsDormant) {
     manager.spawn_gateway_agent();
 
     EXPECT_FALSE(manager.agent("gateway").is_poll_forced());
+    EXPECT_THAT(platform.config.reads(), Not(Contains(rebooted_key)));
     EXPECT_THAT(platform.config.writes, IsEmpty());
     EXPECT_EQ(platform.config.values[rebooted_key], "1");
 }

@@ -38,6 +38,9 @@ void FakeHttpClient::set_client_certificate(const http::ClientCertificate& /*cer
 
 void FakeHttpClient::download_to_file(const std::string& url, std::ostream& out) {
     server.requests.push_back(url);
+    if (server.on_request) {
+        server.on_request(url);
+    }
     const auto file = server.files.find(url);
     if (file == server.files.end()) {
         BOOST_THROW_EXCEPTION(http::HttpErrorCodeException{} << http::httpcode_tag{not_found}

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -23,6 +24,8 @@ struct FileServer {
     std::map<std::string, std::string> files;
     /// The addresses that were asked for, in order.
     std::vector<std::string> requests;
+    /// Called with each address before the answer, if set.
+    std::function<void(const std::string& url)> on_request;
 };
 
 /// A transport that only knows downloads.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstring>
 #include <string>
 
 #include "libuci/abi.h"
@@ -21,8 +22,9 @@ public:
     [[nodiscard]] UciConfig::Environment environment() const {
         return {&library, [this](void* opened) {
                     auto* const context = static_cast<uci_standin::uci_context*>(opened);
-                    context->confdir = confdir.c_str();
-                    context->savedir = savedir.c_str();
+                    // The context frees them.
+                    context->confdir = strdup(confdir.c_str());
+                    context->savedir = strdup(savedir.c_str());
                 }};
     }
 

@@ -66,7 +66,8 @@ struct uci_ptr {
     const char* value;
 };
 
-/// Callers may set the two directories right after uci_alloc_context(); the texts stay theirs.
+/// Callers may set the two directories right after uci_alloc_context(), to texts from malloc(3):
+/// uci_free_context() frees whatever is not its own default.
 struct uci_context {
     std::array<void*, 6> reserved_head;
     int flags;

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstdlib>
 #include <memory>
 #include <new>
 
@@ -10,6 +11,15 @@
 namespace zephran::uci_standin {
 
 namespace {
+
+constexpr const char* default_confdir = "/etc/config";
+constexpr const char* default_savedir = "/tmp/.uci";
+
+void free_unless(const char* fixed, const char* text) {
+    if (text != fixed) {
+        std::free(const_cast<char*>(text));
+    }
+}
 
 Store& store_of(uci_context* context) {
     return *static_cast<Store*>(context->state);
@@ -41,8 +51,8 @@ uci_context* uci_alloc_context() {
     try {
         auto context = std::make_unique<uci_context>();
         context->flags = strict | saved_delta;
-        context->confdir = "/etc/config";
-        context->savedir = "/tmp/.uci";
+        context->confdir = default_confdir;
+        context->savedir = default_savedir;
         context->state = std::make_unique<Store>(*context).release();
         return context.release();
     } catch (const std::bad_alloc&) {
@@ -54,6 +64,8 @@ void uci_free_context(uci_context* context) {
     const std::unique_ptr<uci_context> owner{context};
     if (owner != nullptr) {
         const std::unique_ptr<Store> state{&store_of(context)};
+        free_unless(default_confdir, owner->confdir);
+        free_unless(default_savedir, owner->savedir);
     }
 }
 

@@ -31,6 +31,7 @@ TEST_P(UciConfigWithoutLibrary, ReadingAnOptionThrowsWithItsKey) {
         ASSERT_NE(boost::get_error_info<config_key_tag>(error), nullptr);
         EXPECT_EQ(*boost::get_error_info<config_key_tag>(error), key);
         EXPECT_NE(boost::get_error_info<boost::throw_function>(error), nullptr);
+        EXPECT_FALSE(error.unreadable);
     }
 }
 

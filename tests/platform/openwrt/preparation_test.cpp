@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "common/popen.h"
 #include "support/captured_log.h"
 #include "support/temporary_directory.h"
 
@@ -101,16 +102,38 @@ TEST_F(PreparationTest, FailingScriptIsNotRepeated) {
     EXPECT_EQ(calls(), programs.download_script + " \n" + programs.service_script + " stop\n");
 }
 
-TEST_F(PreparationTest, KilledScriptIsLoggedAndNotRepeated) {
+TEST_F(PreparationTest, ScriptThatIsKilledUnderItsShellIsOnlyAnExitCode) {
+    program("download.sh", "kill -KILL $$");
+
+    // The trailing command keeps shells from becoming the script.
+    programs.download_script += "; exit $?";
+    preparation = Preparation{programs};
+    preparation.prepare_download("os");
+    preparation.prepare_download("os");
+
+    EXPECT_EQ(calls(), directory.path("download.sh") + " \n");
+}
+
+TEST_F(PreparationTest, KilledScriptIsAnExceptionAndIsRunAgain) {
     programs.download_script = "echo called >>" + directory.path("calls") + "; kill -KILL $$";
     preparation = Preparation{programs};
     const CapturedLog log;
 
-    preparation.prepare_download("os");
-    preparation.prepare_download("os");
+    EXPECT_THROW(preparation.prepare_download("os"), common::AbnormalTerminationException);
+    EXPECT_THROW(preparation.prepare_download("os"), common::AbnormalTerminationException);
 
-    EXPECT_EQ(calls(), "called\n");
-    EXPECT_NE(log.text().find("Program terminated abnormally"), std::string::npos) << log.text();
+    EXPECT_EQ(calls(), "called\ncalled\n");
+    EXPECT_EQ(log.text(), "");
+}
+
+TEST_F(PreparationTest, KilledServiceScriptIsAnExceptionAndIsRunAgain) {
+    program("service", "kill -KILL $PPID");
+
+    EXPECT_THROW(preparation.prepare_install("os"), common::AbnormalTerminationException);
+    EXPECT_THROW(preparation.prepare_install("os"), common::AbnormalTerminationException);
+
+    const std::string call = programs.service_script + " stop\n";
+    EXPECT_EQ(calls(), call + call);
 }
 
 TEST(PreparationEnvironment, DefaultsToTheProgramsOfTheDevice) {

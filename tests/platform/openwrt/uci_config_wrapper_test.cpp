@@ -57,6 +57,45 @@ TEST_F(UciConfigWrapperTest, DeletesFromTheStoreOfTheDevice) {
     EXPECT_EQ(device.pending("zephran"), "-zephran.service.enabled\n");
 }
 
+/// Asks for the user's switch through all layers.
+class AutomaticUpdatesOfTheDevice : public UciConfigWrapperTest {
+protected:
+    [[nodiscard]] bool are_enabled() {
+        return DeviceStore{wrapper}.is_automatic_update_enabled({"guard"});
+    }
+
+    CapturedLog log;
+};
+
+TEST_F(AutomaticUpdatesOfTheDevice, AreOffWhileTheFileDoesNotParse) {
+    const std::string half = "option automatic_update '0'\n\toption log_level 'IN";
+    device.set("zephran", "service", half);
+    const std::string before = device.stored("zephran");
+
+    EXPECT_FALSE(are_enabled());
+
+    EXPECT_EQ(device.stored("zephran"), before);
+    EXPECT_THAT(log.text(), HasSubstr("cannot be read"));
+    EXPECT_THAT(log.text(), HasSubstr(" package=zephran "));
+}
+
+TEST_F(AutomaticUpdatesOfTheDevice, AreOffIfTheOptionIsAListWhichStays) {
+    device.set("zephran", "service", "list automatic_update '0'");
+    const std::string before = device.stored("zephran");
+
+    EXPECT_FALSE(are_enabled());
+
+    EXPECT_EQ(device.stored("zephran"), before);
+    EXPECT_EQ(device.pending("zephran"), "");
+}
+
+TEST_F(AutomaticUpdatesOfTheDevice, AreOnAndStoredIfTheOptionIsMissing) {
+    EXPECT_TRUE(are_enabled());
+
+    EXPECT_THAT(device.stored("zephran"), HasSubstr("option automatic_update '1'"));
+    EXPECT_THAT(log.text(), HasSubstr("missing config entry, setting default enabled"));
+}
+
 /// Reads the powerline options through all layers.
 class GhnConfigOfTheDevice : public testing::Test {
 protected:

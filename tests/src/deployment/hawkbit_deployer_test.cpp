@@ -38,6 +38,19 @@ TEST_F(HawkbitDeployerRun, InstallsEveryChunkInOrderAndLeavesNoFileBehind) {
     EXPECT_FALSE(has_file("b.bin"));
 }
 
+TEST_F(HawkbitDeployerRun, EachDownloadIsPreparedBeforeItBegins) {
+    std::vector<std::string> prepared_last;
+    files.on_request = [&](const std::string& /*url*/) {
+        prepared_last.push_back(
+            platform.prepared_downloads.empty() ? "nothing" : platform.prepared_downloads.back());
+    };
+    make(scripted_deployment(2));
+
+    run_to_end();
+
+    EXPECT_THAT(prepared_last, ElementsAre("a.bin", "b.bin"));
+}
+
 TEST_F(HawkbitDeployerRun, TakesOneStepInEachTick) {
     make(scripted_deployment(1));
 

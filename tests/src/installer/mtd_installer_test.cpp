@@ -1,12 +1,28 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "installer/mtd_installer.h"
 
+#include <functional>
+
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "support/captured_log.h"
 #include "support/fake_platform.h"
 #include "support/image_chunk.h"
 #include "support/simulated_tools.h"
+
+namespace {
+
+std::function<void()> on_sync;
+
+}  // namespace
+
+/// In the place of the system's.
+extern "C" void sync() noexcept {
+    if (on_sync) {
+        on_sync();
+    }
+}
 
 namespace zephran::installer {
 namespace {
@@ -79,6 +95,21 @@ TEST_F(MTDInstallerTest, PartitionIsErasedWrittenAndRecorded) {
     EXPECT_EQ(executed(), (Lines{erase_command(), write_command()}));
     EXPECT_EQ(tools.calls(), executed());
     EXPECT_EQ(HawkbitInstaller::get_installed_version("bl"), "3.4");
+}
+
+TEST_F(MTDInstallerTest, WrittenPartitionIsSyncedBeforeItIsReadBack) {
+    std::vector<std::string> synced;
+    on_sync = [&] {
+        synced.push_back(gateway.read("dev/mtd1"));
+        gateway.write("dev/mtd1", "what the chip really holds");
+    };
+
+    start();
+    installer->tick();
+    on_sync = nullptr;
+
+    EXPECT_EQ(synced, Lines{image + erased.substr(image.size())});
+    EXPECT_TRUE(installer->is_cancelled());
 }
 
 TEST_F(MTDInstallerTest, PartitionThatHoldsTheImageIsSkipped) {

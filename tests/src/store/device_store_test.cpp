@@ -99,6 +99,27 @@ TEST_F(DeviceStoreTest, DefaultAppliesEvenIfItCannotBeStored) {
                                      "entry key=zephran.service.automatic_update value=1"));
 }
 
+TEST_F(DeviceStoreTest, AutomaticUpdatesAreOffIfTheOptionCannotBeRead) {
+    config.unreadable_keys = {automatic_update_key};
+
+    EXPECT_FALSE(store.is_automatic_update_enabled({"somebody", "event"}));
+
+    EXPECT_THAT(config.writes, IsEmpty());
+    EXPECT_THAT(lines(), ElementsAre("somebody: event=somebody message=option cannot be read, "
+                                     "automatic updates count as off package=zephran "
+                                     "key=zephran.service.automatic_update"));
+    EXPECT_THAT(log.text(), testing::ContainsRegex(" ERROR device_store\\.cpp:[0-9]+ somebody: "));
+}
+
+TEST_F(DeviceStoreTest, OtherOptionsThatCannotBeReadCountAsMissing) {
+    config.unreadable_keys = {rebooted_key, unconfirmed_key, "zephran.device.version_os"};
+
+    EXPECT_FALSE(store.take_reboot_mark(caller));
+    EXPECT_FALSE(store.unconfirmed_previous_firmware().has_value());
+    EXPECT_EQ(store.installed_version("os"), "");
+    EXPECT_THAT(config.writes, IsEmpty());
+}
+
 TEST_F(DeviceStoreTest, RebootMarkIsSetAndCleared) {
     store.mark_rebooted(caller);
     EXPECT_EQ(config.values[rebooted_key], "1");
@@ -106,6 +127,46 @@ TEST_F(DeviceStoreTest, RebootMarkIsSetAndCleared) {
     store.clear_reboot_mark(caller);
     EXPECT_EQ(config.values[rebooted_key], "0");
     EXPECT_EQ(log.text(), "");
+}
+
+TEST_F(DeviceStoreTest, RebootMarkThatIsLostIsWrittenAgain) {
+    config.lost_writes = 2;
+
+    store.mark_rebooted(caller);
+
+    EXPECT_EQ(config.values[rebooted_key], "1");
+    EXPECT_EQ(config.writes.size(), 3U);
+    EXPECT_EQ(log.text(), "");
+}
+
+TEST_F(DeviceStoreTest, ClearedRebootMarkThatComesBackIsClearedAgain) {
+    config.values[rebooted_key] = "1";
+    config.lost_writes = 2;
+
+    store.clear_reboot_mark(caller);
+
+    EXPECT_EQ(config.values[rebooted_key], "0");
+    EXPECT_EQ(log.text(), "");
+}
+
+TEST_F(DeviceStoreTest, RebootMarkThatIsLostAgainAndAgainIsLogged) {
+    config.lost_writes = 100;
+
+    store.mark_rebooted(caller);
+
+    EXPECT_EQ(config.writes.size(), 3U);
+    EXPECT_THAT(lines(), ElementsAre("somebody: action=somebody message=could not store config "
+                                     "entry key=zephran.service.rebooted value=1"));
+}
+
+TEST_F(DeviceStoreTest, RebootMarkThatCannotBeWrittenIsTriedOnce) {
+    config.read_only = true;
+
+    store.mark_rebooted(caller);
+
+    EXPECT_EQ(config.writes.size(), 1U);
+    EXPECT_THAT(lines(), ElementsAre("somebody: action=somebody message=could not store config "
+                                     "entry key=zephran.service.rebooted value=1"));
 }
 
 TEST_F(DeviceStoreTest, RebootMarkIsTakenOnce) {
@@ -162,6 +223,29 @@ TEST_F(DeviceStoreTest, PartTypeThatCannotStandInAKeyHasNoRecord) {
     }
     config.values["zephran.device.version_Ab_09"] = "1";
     EXPECT_EQ(store.installed_version("Ab_09"), "1");
+}
+
+TEST_F(DeviceStoreTest, OnlyLettersDigitsAndUnderscoresStandInAKey) {
+    const std::string plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_";
+    for (int byte = 1; byte < 256; ++byte) {
+        const auto character = static_cast<char>(byte);
+        for (const std::string& part :
+             {character + std::string{"x"}, "x" + std::string{character}}) {
+            config.values["zephran.device.version_" + part] = "1";
+            config.values["zephran.device.installation_time_" + part] = "then";
+            const bool is_plain = plain.find(character) != std::string::npos;
+
+            EXPECT_EQ(store.installed_version(part), is_plain ? "1" : "") << byte;
+            EXPECT_EQ(store.installation_time(part), is_plain ? "then" : "") << byte;
+        }
+    }
+}
+
+TEST_F(DeviceStoreTest, PartTypeThatCannotStandInAKeyIsNotEvenAskedFor) {
+    EXPECT_EQ(store.installed_version("os=1"), "");
+    EXPECT_EQ(store.installation_time("os=1"), "");
+
+    EXPECT_THAT(config.reads(), IsEmpty());
 }
 
 TEST_F(DeviceStoreTest, EveryRecordThatCannotBeStoredIsLogged) {

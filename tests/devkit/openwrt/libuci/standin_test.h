@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstring>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -38,10 +39,10 @@ private:
 /// One context on the directories of a test, and the result of its last lookup.
 class Session {
 public:
-    explicit Session(const TemporaryDirectory& directory)
-        : confdir{directory.path("config")}, savedir{directory.path("saved")} {
-        context->confdir = confdir.c_str();
-        context->savedir = savedir.c_str();
+    explicit Session(const TemporaryDirectory& directory) {
+        // The context frees them.
+        context->confdir = strdup(directory.path("config").c_str());
+        context->savedir = strdup(directory.path("saved").c_str());
     }
 
     int lookup(const std::string& key, bool extended = true) {
@@ -72,8 +73,6 @@ public:
     }
 
     Library library;
-    std::string confdir;
-    std::string savedir;
     std::string text;
     uci_ptr pointer{};
     std::unique_ptr<uci_context, void (*)(uci_context*)> context{
