@@ -57,6 +57,12 @@ TEST(URI, PathOfTwoSlashesDoesNotBecomeAnAuthority) {
     EXPECT_EQ(again.path(), "//host/path");
 }
 
+TEST(URI, IsConvertedToItsTextWhereverATextIsExpected) {
+    const std::string text = URI{"http://host/path"};
+
+    EXPECT_EQ(text, "http://host/path");
+}
+
 TEST(URI, IsEmptyOnlyWithoutAnyPart) {
     EXPECT_TRUE(URI{}.empty());
     EXPECT_TRUE(URI{""}.empty());
