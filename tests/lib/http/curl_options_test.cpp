@@ -234,6 +234,45 @@ TEST_F(CurlOptions, WithoutAHandleTheRequestIsNotMade) {
     EXPECT_EQ(probe.transfers, 0);
 }
 
+TEST_F(CurlOptions, LeaveDotsInThePathWhereLibcurlWouldFoldThem) {
+    for (const std::string url :
+         {"http://a/.", "http://a/..", "http://a/../b", "http://a/b/./c?d", "http://a/%2E%2e",
+          "http://a/b/.%2e/c", "http://a/%2E?b", "http://a/b/..#c"}) {
+        probe.options.clear();
+
+        curl.send_get_request(url);
+
+        EXPECT_EQ(probe.value(CURLOPT_PATH_AS_IS), "1") << url;
+    }
+}
+
+TEST_F(CurlOptions, LeaveOtherPathsToLibcurl) {
+    for (const std::string url :
+         {"http://a/b", "http://a", "http://a/...", "http://a/.b/c.", "http://a/%2E%2Eb",
+          "http://a/b?c=/../d", "http://a/b#/../c", "http://a/%2F..%2Fb", "http://a/%2"}) {
+        probe.options.clear();
+
+        curl.send_get_request(url);
+
+        EXPECT_THAT(probe.option_names(), Not(Contains(CURLOPT_PATH_AS_IS))) << url;
+    }
+}
+
+TEST_F(CurlOptions, LeaveDotsInThePathWhateverTheMethod) {
+    const std::string url = "http://a/..";
+    std::ostringstream out;
+
+    curl.send_get_request(url);
+    curl.send_delete_request(url);
+    curl.send_put_request(url, "x", "text/plain");
+    curl.send_post_request(url, "x", "text/plain");
+    curl.send_patch_request(url, "x", "text/plain");
+    curl.download_to_file(url, out);
+
+    const auto names = probe.option_names();
+    EXPECT_EQ(std::count(names.begin(), names.end(), CURLOPT_PATH_AS_IS), 6);
+}
+
 TEST_F(CurlOptions, AreSetOnAHandleThatIsGivenBackOnEveryPath) {
     std::ostringstream out;
     const auto send_all = [&](auto expect) {

@@ -119,6 +119,17 @@ TEST_F(Curl, EmptyPutAnnouncesLengthZero) {
     EXPECT_EQ(server.requests()[0].body, "");
 }
 
+TEST_F(Curl, DotsInThePathAreSentAsTheyAre) {
+    const LoopbackHttpServer server{{{200, "", {}, false}, {200, "", {}, false}}};
+
+    curl.send_get_request(server.url("/a/%2E%2E"));
+    curl.send_get_request(server.url("/a/../b/./c"));
+
+    ASSERT_EQ(server.requests().size(), 2U);
+    EXPECT_EQ(server.requests()[0].target, "/a/%2E%2E");
+    EXPECT_EQ(server.requests()[1].target, "/a/../b/./c");
+}
+
 TEST_F(Curl, DownloadWritesTheBodyIntoTheStream) {
     const std::string body(100'000, 'y');
     const LoopbackHttpServer server{{{200, body, {}, false}}};
