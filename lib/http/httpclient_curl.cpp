@@ -148,7 +148,8 @@ std::string CurlImpl::upload(const std::string& url, const char* method, const s
     setopt(handle, CURLOPT_READFUNCTION, read_string_cb);
     setopt(handle, CURLOPT_READDATA, &rest_of_body);
     setopt(handle, CURLOPT_INFILESIZE, static_cast<long>(body.size()));
-    setopt(handle, CURLOPT_WRITEFUNCTION, write_string_cb);
+    setopt(handle, CURLOPT_WRITEFUNCTION,
+           settings.drops_answers_to_uploads ? write_nothing_cb : write_string_cb);
     setopt(handle, CURLOPT_WRITEDATA, &response);
     headers.append("Content-Type: " + content_type);
     setopt(handle, CURLOPT_HTTPHEADER, headers.get());
@@ -198,12 +199,21 @@ void CurlImpl::perform(CurlHandle& handle) {
 
 std::size_t CurlImpl::write_string_cb(char* data, std::size_t size, std::size_t nmemb,
                                       void* userdata) noexcept {
+    auto& answer = *static_cast<std::string*>(userdata);
+    if (size * nmemb > max_answer_size - answer.size()) {
+        return 0;
+    }
     try {
-        static_cast<std::string*>(userdata)->append(data, size * nmemb);
+        answer.append(data, size * nmemb);
     } catch (const std::exception&) {
         // Out of memory: libcurl ends the transfer with CURLE_WRITE_ERROR, which perform() reports.
         return 0;
     }
+    return size * nmemb;
+}
+
+std::size_t CurlImpl::write_nothing_cb(char* /*data*/, std::size_t size, std::size_t nmemb,
+                                       void* /*userdata*/) noexcept {
     return size * nmemb;
 }
 

@@ -21,6 +21,11 @@ Client make_client(const TransportSettings& settings) {
     return Client{ClientImplementationType::curl, settings};
 }
 
+Client make_sender(TransportSettings settings) {
+    settings.drops_answers_to_uploads = true;
+    return make_client(settings);
+}
+
 Json::Value get(const TransportSettings& settings, const common::URI& uri) {
     const auto url = uri.str();
     const auto response = make_client(settings).send_get_request(url);
@@ -32,14 +37,14 @@ void post(const TransportSettings& settings, const common::URI& uri, const Json:
     const auto url = uri.str();
     const auto data = common::JSONDefaultWriter{}(value);
     ZLOG_DEBUG("method", "POST", "url", url, "data", data);
-    make_client(settings).send_post_request(url, data, json_content_type);
+    make_sender(settings).send_post_request(url, data, json_content_type);
 }
 
 void put(const TransportSettings& settings, const common::URI& uri, const Json::Value& value) {
     const auto url = uri.str();
     const auto data = common::JSONDefaultWriter{}(value);
     ZLOG_DEBUG("method", "PUT", "url", url, "data", data);
-    make_client(settings).send_put_request(url, data, json_content_type);
+    make_sender(settings).send_put_request(url, data, json_content_type);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 
 #include "common/logprint.h"
 #include "http/exceptions.h"
+#include "http/httpclient_curl.h"
 #include "support/loopback_http_server.h"
 
 namespace zephran::http {
@@ -120,6 +121,29 @@ TEST_F(JsonRequesters, PostAndPutLogMethodUrlAndData) {
 
     EXPECT_THAT(output, HasSubstr("method=POST url=" + url + " data=" + data));
     EXPECT_THAT(output, HasSubstr("method=PUT url=" + url + " data=" + data));
+}
+
+TEST_F(JsonRequesters, GetOfAHugeDocumentEndsBeforeItIsParsed) {
+    std::string body = "[" + std::string(CurlImpl::max_answer_size, ' ') + "]";
+    const LoopbackHttpServer server{{{200, body, {}, false}}};
+
+    try {
+        JSONGETRequester{}(common::URI{server.url("/")});
+        FAIL() << "no exception";
+    } catch (const HttpRequestException& error) {
+        ASSERT_NE(boost::get_error_info<curlcode_tag>(error), nullptr);
+        EXPECT_EQ(*boost::get_error_info<curlcode_tag>(error), CURLE_WRITE_ERROR);
+    }
+}
+
+TEST_F(JsonRequesters, PostAndPutKeepNothingOfAHugeAnswer) {
+    const std::string body(CurlImpl::max_answer_size + 1, ' ');
+    const LoopbackHttpServer server{{{200, body, {}, false}, {200, body, {}, false}}};
+
+    EXPECT_NO_THROW(JSONPOSTRequester{}(common::URI{server.url("/")}, document()));
+    EXPECT_NO_THROW(JSONPUTRequester{}(common::URI{server.url("/")}, document()));
+
+    EXPECT_EQ(server.requests().size(), 2U);
 }
 
 TEST_F(JsonRequesters, ErrorStatusPassesThrough) {
