@@ -16,6 +16,7 @@ namespace zephran::http {
 namespace {
 
 using test::LoopbackHttpServer;
+using ::testing::ContainsRegex;
 using ::testing::HasSubstr;
 
 const ClientCertificate missing_certificate{CertificateType::pem, "/nonexistent.crt",
@@ -83,7 +84,7 @@ TEST_F(JsonRequesters, GetLogsMethodUrlAndResponseEvenIfItIsNotJson) {
     const auto output = debug_output(
         [&] { EXPECT_THROW(JSONGETRequester{}(common::URI{url}), common::ParserException); });
 
-    EXPECT_THAT(output, HasSubstr("DEBUG json.cpp"));
+    EXPECT_THAT(output, ContainsRegex("DEBUG json\\.cpp:[0-9]+ operator\\(\\): method=GET"));
     EXPECT_THAT(output, HasSubstr("method=GET url=" + url + " response=<html>"));
 }
 
@@ -119,8 +120,8 @@ TEST_F(JsonRequesters, PostAndPutLogMethodUrlAndData) {
         JSONPUTRequester{}(common::URI{url}, document());
     });
 
-    EXPECT_THAT(output, HasSubstr("method=POST url=" + url + " data=" + data));
-    EXPECT_THAT(output, HasSubstr("method=PUT url=" + url + " data=" + data));
+    EXPECT_THAT(output, HasSubstr(" operator(): method=POST url=" + url + " data=" + data));
+    EXPECT_THAT(output, HasSubstr(" operator(): method=PUT url=" + url + " data=" + data));
 }
 
 TEST_F(JsonRequesters, GetOfAHugeDocumentEndsBeforeItIsParsed) {
