@@ -81,6 +81,10 @@ TEST(ControllerURLBuilder, IdStaysOneSegmentOfThePathWhateverIsInIt) {
     EXPECT_EQ(url_for("?x=1#y").path(), "/T/controller/v1/%3Fx=1%23y");
     EXPECT_EQ(url_for("ERROR -36").path(), "/T/controller/v1/ERROR%20-36");
     EXPECT_EQ(url_for("100%\n\xC3\xBC").path(), "/T/controller/v1/100%25%0A%C3%BC");
+    EXPECT_EQ(url_for(".").path(), "/T/controller/v1/%2E");
+    EXPECT_EQ(url_for("..").path(), "/T/controller/v1/%2E%2E");
+    EXPECT_EQ(url_for("...").path(), "/T/controller/v1/...");
+    EXPECT_EQ(url_for(".a.").path(), "/T/controller/v1/.a.");
     EXPECT_EQ(url_for("-._~!$&'()*+,;=:@aZ09").path(), "/T/controller/v1/-._~!$&'()*+,;=:@aZ09");
 }
 
