@@ -33,14 +33,17 @@ public:
     [[nodiscard]] const std::optional<common::URI>& deployment_base() const {
         return deployment_base_;
     }
-    /// In seconds; 0 until a document has been read.
+    /// In seconds.
     [[nodiscard]] std::uint64_t sleep_time() const { return sleep_time_; }
 
 private:
     std::optional<common::URI> cancel_action_;
     std::optional<common::URI> config_data_;
     std::optional<common::URI> deployment_base_;
-    std::uint64_t sleep_time_ = 0;
+    // Until a document has been read.
+    static constexpr std::uint64_t default_sleep_time = 300;
+
+    std::uint64_t sleep_time_ = default_sleep_time;
 };
 
 }  // namespace zephran::hawkbit

@@ -40,6 +40,10 @@ TEST(ControllerStatus, NewMessageOffersNothing) {
     EXPECT_FALSE(message.deployment_base());
 }
 
+TEST(ControllerStatus, NewMessageAsksForAPollAfterFiveMinutes) {
+    EXPECT_EQ(ControllerStatusMessage{}.sleep_time(), 300U);
+}
+
 TEST(ControllerStatus, SleepTimeIsInSeconds) {
     EXPECT_EQ(seconds_of("00:05:00"), 300U);
     EXPECT_EQ(seconds_of("12:00:00"), 43'200U);
