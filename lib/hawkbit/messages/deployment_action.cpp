@@ -58,8 +58,10 @@ std::vector<Message> read_list(const Json::Value& object, const std::string& key
 std::int32_t read_size(const Json::Value& object) {
     const auto& size = required(object, "size", Json::intValue);
     if (!size.isInt()) {
+        // What jsoncpp calls a number that its integers do not hold, had they 32 bits.
+        const auto found = size.isUInt() ? Json::uintValue : Json::realValue;
         BOOST_THROW_EXCEPTION(common::UnexpectedTypeException{}
-                              << common::value_tag{"size"} << common::found_type_tag{size.type()}
+                              << common::value_tag{"size"} << common::found_type_tag{found}
                               << common::expected_type_tag{Json::intValue});
     }
     return size.asInt();

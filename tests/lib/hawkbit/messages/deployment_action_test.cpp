@@ -299,6 +299,32 @@ TEST(DeploymentArtifact, SizeIsASigned32BitInteger) {
     }
 }
 
+/// What the refusal of a size says of its type.
+std::pair<Json::ValueType, Json::ValueType> types_of_refused_size(const std::string& size) {
+    try {
+        read<Artifact>(with(artifact_document(), "size", parse("[" + size + "]")[0]));
+    } catch (const common::UnexpectedTypeException& error) {
+        const auto* const found = boost::get_error_info<common::found_type_tag>(error);
+        const auto* const expected = boost::get_error_info<common::expected_type_tag>(error);
+        if (found != nullptr && expected != nullptr) {
+            return {*found, *expected};
+        }
+    }
+    return {Json::nullValue, Json::nullValue};
+}
+
+TEST(DeploymentArtifact, RefusedSizeHasTheTypeThatItHasToAReaderOf32Bits) {
+    const std::pair unsigned_for_int{Json::uintValue, Json::intValue};
+    const std::pair real_for_int{Json::realValue, Json::intValue};
+
+    EXPECT_EQ(types_of_refused_size("2147483648"), unsigned_for_int);
+    EXPECT_EQ(types_of_refused_size("4294967295"), unsigned_for_int);
+    EXPECT_EQ(types_of_refused_size("4294967296"), real_for_int);
+    EXPECT_EQ(types_of_refused_size("-2147483649"), real_for_int);
+    EXPECT_EQ(types_of_refused_size("9223372036854775808"), unsigned_for_int);
+    EXPECT_EQ(types_of_refused_size("1.5"), real_for_int);
+}
+
 TEST(DeploymentArtifact, HashesAreReadFromHexadecimalText) {
     EXPECT_THAT(Artifact::hash_from_string(""), IsEmpty());
     EXPECT_THAT(Artifact::hash_from_string("a"), IsEmpty());
