@@ -18,7 +18,7 @@ void require_type(const Json::Value& value, const std::string& key, Json::ValueT
 
 // For a subscript of anything but an object or null, jsoncpp throws its own exception, which does
 // not name the member.
-const Json::Value& find_member(const Json::Value& object, const std::string& key) {
+const Json::Value& require_object_member(const Json::Value& object, const std::string& key) {
     if (!object.isNull()) {
         require_type(object, key, Json::objectValue);
     }
@@ -53,7 +53,7 @@ std::string JSONDefaultWriter::operator()(const Json::Value& value) const {
 
 const Json::Value& JSONValueExtractor::operator()(const Json::Value& object,
                                                   const std::string& key) const {
-    const Json::Value& member = find_member(object, key);
+    const Json::Value& member = require_object_member(object, key);
     if (member.isNull()) {
         BOOST_THROW_EXCEPTION(MissingValueException{} << value_tag{key});
     }
@@ -69,7 +69,10 @@ const Json::Value& JSONValueExtractor::operator()(const Json::Value& object, con
 
 boost::optional<const Json::Value&> JSONOptionalValueExtractor::operator()(
     const Json::Value& object, const std::string& key) const {
-    const Json::Value& member = find_member(object, key);
+    if (!object.isObject()) {
+        return boost::none;
+    }
+    const Json::Value& member = object[key];
     if (member.isNull()) {
         return boost::none;
     }

@@ -102,8 +102,8 @@ public:
 /// Takes a mandatory member out of an object. A member that is null counts as missing, and null
 /// itself as an object without members.
 ///
-/// Every form throws UnexpectedTypeException with value_tag (the key), found_type_tag and
-/// expected_type_tag (objectValue) when it is asked about anything but an object or null.
+/// Both forms throw UnexpectedTypeException with value_tag (the key), found_type_tag and
+/// expected_type_tag (objectValue) when they are asked about anything but an object or null.
 struct JSONValueExtractor {
     /// @throws MissingValueException with value_tag (the key)
     const Json::Value& operator()(const Json::Value& object, const std::string& key) const;
@@ -114,12 +114,13 @@ struct JSONValueExtractor {
                                   Json::ValueType type) const;
 };
 
-/// Takes an optional member out of an object; empty when it is absent or null. Anything but an
-/// object or null is refused as JSONValueExtractor does.
+/// Takes an optional member out of an object; empty when it is absent or null, or when there is no
+/// object to have one.
 struct JSONOptionalValueExtractor {
+    /// Never throws.
     boost::optional<const Json::Value&> operator()(const Json::Value& object,
                                                    const std::string& key) const;
-    /// @throws UnexpectedTypeException as JSONValueExtractor does
+    /// @throws UnexpectedTypeException as JSONValueExtractor does, for a member of another type
     boost::optional<const Json::Value&> operator()(const Json::Value& object,
                                                    const std::string& key,
                                                    Json::ValueType type) const;

@@ -72,7 +72,8 @@ std::string describe_records(const std::exception& error);
 
 }  // namespace zephran::common
 
-/// Declares NAME_tag, a record that exceptions carry, and says how reports show it:
+/// Declares NAME_tag, a record that exceptions carry, and says how reports show it. The tag type
+/// has the same name, in a namespace of its own, because Boost's diagnostic text shows it.
 ///
 ///     /// Path of the file that an operation failed on.
 ///     ZEPHRAN_RECORD(filename, std::string, reported_at(105));
@@ -81,6 +82,9 @@ std::string describe_records(const std::exception& error);
 /// @param TYPE of its value, which must have an insertion operator
 /// @param RANK reported_at() or not_reported
 #define ZEPHRAN_RECORD(NAME, TYPE, RANK)                                  \
-    using NAME##_tag = ::boost::error_info<struct NAME##_record, TYPE>;   \
+    namespace record {                                                    \
+    struct NAME##_tag;                                                    \
+    }                                                                     \
+    using NAME##_tag = ::boost::error_info<record::NAME##_tag, TYPE>;     \
     inline const ::zephran::common::RecordDescription NAME##_description( \
         #NAME, ::zephran::common::RANK, ::zephran::common::print_record<NAME##_tag>)

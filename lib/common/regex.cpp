@@ -34,12 +34,11 @@ void Regex::compile(const std::string& pattern, int cflags) {
     }
     expression.reset(fresh.release());
     matched = false;
+    // With REG_NOSUB regexec leaves the array as it is here.
     matches.assign(expression->re_nsub + 1, no_match);
 }
 
 bool Regex::match(const std::string& text, int eflags) {
-    // With REG_NOSUB regexec leaves the array alone; no offsets of an earlier subject may remain.
-    matches.assign(matches.size(), no_match);
     subject = text;
     matched =
         regexec(expression.get(), subject.c_str(), matches.size(), matches.data(), eflags) == 0;

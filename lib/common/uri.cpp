@@ -40,7 +40,9 @@ std::string URI::str() const {
     if (!scheme_.empty()) {
         text += scheme_ + ":";
     }
-    if (!authority_.empty()) {
+    // Without an empty authority before it, such a path would be read as an authority.
+    const bool path_looks_like_authority = path_.compare(0, 2, "//") == 0;
+    if (!authority_.empty() || path_looks_like_authority) {
         text += "//" + authority_;
     }
     text += path_;

@@ -28,7 +28,7 @@ public:
     URI& operator=(URI&&) = default;
 
     /// Composes the text; the inverse of parsing except for empty queries and fragments.
-    explicit operator std::string() const { return str(); }
+    operator std::string() const { return str(); }
     [[nodiscard]] std::string str() const;
 
     /// True when every part is empty.

@@ -7,18 +7,27 @@ namespace zephran::hawkbit {
 namespace {
 
 constexpr const char* secure_scheme = "https";
+constexpr const char* plain_scheme = "http";
 constexpr const char* feedback_suffix = "/feedback";
 
-void refuse_downgrade(const common::URI& base, const common::URI& link) {
+[[noreturn]] void refuse(const common::URI& link) {
+    BOOST_THROW_EXCEPTION(InsecureURLException{} << url_tag{link.str()});
+}
+
+void require_link_as_secure_as(const common::URI& base, const common::URI& link) {
+    require_web_link(link);
     if (base.scheme() == secure_scheme && link.scheme() != secure_scheme) {
-        BOOST_THROW_EXCEPTION(InsecureURLException{} << url_tag{link.str()});
+        refuse(link);
     }
 }
 
 /// Escapes what would end the segment or the path, or is not allowed in it (RFC 3986, 3.3).
 std::string as_path_segment(const std::string& text) {
-    static const std::string kept =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~!$&'()*+,;=:@";
+    static const std::string kept_in_names =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_~!$&'()*+,;=:@";
+    // These two are no names: they mean this segment and the one before it.
+    const bool is_dot_segment = text == "." || text == "..";
+    const std::string kept = is_dot_segment ? kept_in_names : kept_in_names + '.';
     constexpr const char* digits = "0123456789ABCDEF";
     constexpr unsigned low_bits = 0xF;
     std::string segment;
@@ -37,8 +46,15 @@ std::string as_path_segment(const std::string& text) {
 
 }  // namespace
 
+void require_web_link(const common::URI& link) {
+    const bool is_web_scheme = link.scheme() == secure_scheme || link.scheme() == plain_scheme;
+    if (!is_web_scheme || link.authority().empty()) {
+        refuse(link);
+    }
+}
+
 common::URI ControllerURLBuilder::base_url() const {
-    const std::string scheme = use_https ? secure_scheme : "http";
+    const std::string scheme = use_https ? secure_scheme : plain_scheme;
     return common::URI{scheme + "://" + host + "/" + tenant + "/controller/v1/" +
                        as_path_segment(controller_id)};
 }
@@ -54,16 +70,20 @@ void Controller::extract_from(const ControllerURLBuilder& builder) {
 
 void Controller::extract_links(const ControllerStatusMessage& status) {
     const auto config_link = status.config_data().value_or(common::URI{});
+    const auto cancel_link = status.cancel_action().value_or(common::URI{});
     const auto deployment_link = status.deployment_base().value_or(common::URI{});
 
     if (!config_link.empty()) {
-        refuse_downgrade(base_, config_link);
+        require_link_as_secure_as(base_, config_link);
         config_data_ = config_link;
     }
-    // This link can only end an action, so any scheme will do.
-    cancel_action_ = status.cancel_action().value_or(common::URI{});
+    // This link can only end an action, so it may be less secure than the base.
+    if (!cancel_link.empty()) {
+        require_web_link(cancel_link);
+    }
+    cancel_action_ = cancel_link;
     if (!deployment_link.empty()) {
-        refuse_downgrade(base_, deployment_link);
+        require_link_as_secure_as(base_, deployment_link);
     }
     deployment_base_ = deployment_link;
 

@@ -17,6 +17,11 @@ struct InsecureURLException : common::Exception {
     InsecureURLException() : Exception{"Server supplied insecure URL"} {}
 };
 
+/// Refuses what libcurl would follow by another protocol than http and https, or to a server that
+/// the address does not name: libcurl reads "https:x@host/", which has no authority, as plain http.
+/// @throws InsecureURLException with url_tag
+void require_web_link(const common::URI& link);
+
 /// Turns configuration into the addresses of a target on the server.
 class ControllerURLBuilder {
 public:
@@ -48,8 +53,9 @@ public:
     /// Takes the links and the polling time of a status document. `now` is called last, so a
     /// refused link leaves the next poll time as it was.
     /// @param now returns the current system_clock time
-    /// @throws InsecureURLException with url_tag, for a config data or deployment link that is
-    ///         not https although the server is reached over https
+    /// @throws InsecureURLException with url_tag, for any link that require_web_link() refuses, and
+    ///         for a config data or deployment link that is not https although the server is
+    ///         reached over https; empty links count as absent
     template <class CurrentTimeProvider>
     void extract_from(const ControllerStatusMessage& status, CurrentTimeProvider now) {
         extract_links(status);

@@ -2,6 +2,7 @@
 #include "http/httpclient_curl.h"
 
 #include <exception>
+#include <sstream>
 #include <utility>
 
 #include <boost/throw_exception.hpp>
@@ -36,6 +37,39 @@ const char* certificate_type_name(CertificateType type) {
     return nullptr;
 }
 
+bool is_dot_segment(const std::string& segment) {
+    std::string dots;
+    for (std::size_t i = 0; i < segment.size(); ++i) {
+        if (segment[i] == '.') {
+            dots += '.';
+        } else if (segment.compare(i, 3, "%2E") == 0 || segment.compare(i, 3, "%2e") == 0) {
+            dots += '.';
+            i += 2;
+        } else {
+            return false;
+        }
+    }
+    return dots == "." || dots == "..";
+}
+
+/// Whether libcurl would send another path than the one that stands in the address.
+bool has_dot_segments(const std::string& url) {
+    std::istringstream path{url.substr(0, url.find_first_of("?#"))};
+    std::string segment;
+    bool found = false;
+    while (!found && std::getline(path, segment, '/')) {
+        found = is_dot_segment(segment);
+    }
+    return found;
+}
+
+void set_url(CurlHandle& handle, const std::string& url) {
+    setopt(handle, CURLOPT_URL, url.c_str());
+    if (has_dot_segments(url)) {
+        setopt(handle, CURLOPT_PATH_AS_IS, 1L);
+    }
+}
+
 [[noreturn]] void throw_error_status(const CurlHandle& handle, const char* error_text) {
     long status = 0;
     const char* url = nullptr;
@@ -58,7 +92,7 @@ void CurlImpl::set_client_certificate(const ClientCertificate& certificate) {
 
 void CurlImpl::download_to_file(const std::string& url, std::ostream& out) {
     CurlHandle handle;
-    setopt(handle, CURLOPT_URL, url.c_str());
+    set_url(handle, url);
     setopt(handle, CURLOPT_WRITEFUNCTION, write_file_cb);
     setopt(handle, CURLOPT_WRITEDATA, &out);
     perform(handle);
@@ -67,7 +101,7 @@ void CurlImpl::download_to_file(const std::string& url, std::ostream& out) {
 std::string CurlImpl::send_delete_request(const std::string& url) {
     std::string response;
     CurlHandle handle;
-    setopt(handle, CURLOPT_URL, url.c_str());
+    set_url(handle, url);
     setopt(handle, CURLOPT_CUSTOMREQUEST, "DELETE");
     setopt(handle, CURLOPT_WRITEFUNCTION, write_string_cb);
     setopt(handle, CURLOPT_WRITEDATA, &response);
@@ -78,7 +112,7 @@ std::string CurlImpl::send_delete_request(const std::string& url) {
 std::string CurlImpl::send_get_request(const std::string& url) {
     std::string response;
     CurlHandle handle;
-    setopt(handle, CURLOPT_URL, url.c_str());
+    set_url(handle, url);
     setopt(handle, CURLOPT_WRITEFUNCTION, write_string_cb);
     setopt(handle, CURLOPT_WRITEDATA, &response);
     perform(handle);
@@ -106,7 +140,7 @@ std::string CurlImpl::upload(const std::string& url, const char* method, const s
     std::string rest_of_body = body;
     CurlStringList headers;
     CurlHandle handle;
-    setopt(handle, CURLOPT_URL, url.c_str());
+    set_url(handle, url);
     setopt(handle, CURLOPT_UPLOAD, 1L);
     if (method != nullptr) {
         setopt(handle, CURLOPT_CUSTOMREQUEST, method);
@@ -114,7 +148,8 @@ std::string CurlImpl::upload(const std::string& url, const char* method, const s
     setopt(handle, CURLOPT_READFUNCTION, read_string_cb);
     setopt(handle, CURLOPT_READDATA, &rest_of_body);
     setopt(handle, CURLOPT_INFILESIZE, static_cast<long>(body.size()));
-    setopt(handle, CURLOPT_WRITEFUNCTION, write_string_cb);
+    setopt(handle, CURLOPT_WRITEFUNCTION,
+           settings.drops_answers_to_uploads ? write_nothing_cb : write_string_cb);
     setopt(handle, CURLOPT_WRITEDATA, &response);
     headers.append("Content-Type: " + content_type);
     setopt(handle, CURLOPT_HTTPHEADER, headers.get());
@@ -164,12 +199,21 @@ void CurlImpl::perform(CurlHandle& handle) {
 
 std::size_t CurlImpl::write_string_cb(char* data, std::size_t size, std::size_t nmemb,
                                       void* userdata) noexcept {
+    auto& answer = *static_cast<std::string*>(userdata);
+    if (size * nmemb > max_answer_size - answer.size()) {
+        return 0;
+    }
     try {
-        static_cast<std::string*>(userdata)->append(data, size * nmemb);
+        answer.append(data, size * nmemb);
     } catch (const std::exception&) {
         // Out of memory: libcurl ends the transfer with CURLE_WRITE_ERROR, which perform() reports.
         return 0;
     }
+    return size * nmemb;
+}
+
+std::size_t CurlImpl::write_nothing_cb(char* /*data*/, std::size_t size, std::size_t nmemb,
+                                       void* /*userdata*/) noexcept {
     return size * nmemb;
 }
 

@@ -17,6 +17,10 @@ namespace zephran::http {
 /// followed) and the verification of the server are left to libcurl's defaults.
 class CurlImpl : public ClientInterface {
 public:
+    /// Bytes of the greatest answer that is kept; a server has no reason to send more than a small
+    /// fraction of it.
+    static constexpr std::size_t max_answer_size = std::size_t{16} * 1024 * 1024;
+
     /// @throws GlobalInitException
     explicit CurlImpl(TransportSettings transport_settings = {});
 
@@ -33,9 +37,13 @@ public:
 
     /// libcurl's callbacks. They never throw, because an exception must not cross libcurl's frames.
     /// @param userdata the std::string to append to
-    /// @returns the bytes taken, 0 when there was no memory for them
+    /// @returns the bytes taken, 0 when they would exceed max_answer_size or find no memory
     static std::size_t write_string_cb(char* data, std::size_t size, std::size_t nmemb,
                                        void* userdata) noexcept;
+    /// Takes what nobody reads.
+    /// @returns size * nmemb
+    static std::size_t write_nothing_cb(char* data, std::size_t size, std::size_t nmemb,
+                                        void* userdata) noexcept;
     /// @param userdata the std::ostream to write to
     /// @returns size * nmemb whatever the state of the stream
     static std::size_t write_file_cb(char* data, std::size_t size, std::size_t nmemb,

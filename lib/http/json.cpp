@@ -10,6 +10,8 @@ namespace zephran::http {
 namespace {
 
 constexpr const char* json_content_type = "application/json";
+// The requesters are function objects.
+constexpr const char* logged_function = "operator()";
 
 TransportSettings with_certificate(TransportSettings settings,
                                    const ClientCertificate& certificate) {
@@ -21,25 +23,30 @@ Client make_client(const TransportSettings& settings) {
     return Client{ClientImplementationType::curl, settings};
 }
 
+Client make_sender(TransportSettings settings) {
+    settings.drops_answers_to_uploads = true;
+    return make_client(settings);
+}
+
 Json::Value get(const TransportSettings& settings, const common::URI& uri) {
     const auto url = uri.str();
     const auto response = make_client(settings).send_get_request(url);
-    ZLOG_DEBUG("method", "GET", "url", url, "response", response);
+    ZLOG_DEBUG_AS(logged_function, "method", "GET", "url", url, "response", response);
     return common::JSONDefaultParser{}(response);
 }
 
 void post(const TransportSettings& settings, const common::URI& uri, const Json::Value& value) {
     const auto url = uri.str();
     const auto data = common::JSONDefaultWriter{}(value);
-    ZLOG_DEBUG("method", "POST", "url", url, "data", data);
-    make_client(settings).send_post_request(url, data, json_content_type);
+    ZLOG_DEBUG_AS(logged_function, "method", "POST", "url", url, "data", data);
+    make_sender(settings).send_post_request(url, data, json_content_type);
 }
 
 void put(const TransportSettings& settings, const common::URI& uri, const Json::Value& value) {
     const auto url = uri.str();
     const auto data = common::JSONDefaultWriter{}(value);
-    ZLOG_DEBUG("method", "PUT", "url", url, "data", data);
-    make_client(settings).send_put_request(url, data, json_content_type);
+    ZLOG_DEBUG_AS(logged_function, "method", "PUT", "url", url, "data", data);
+    make_sender(settings).send_put_request(url, data, json_content_type);
 }
 
 }  // namespace

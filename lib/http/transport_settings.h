@@ -29,6 +29,8 @@ struct TransportSettings {
     std::optional<std::string> ca_bundle;
     /// Presented to every server that asks for a certificate.
     std::optional<ClientCertificate> client_certificate;
+    /// The bodies of answers to PUT, POST and PATCH are dropped as they arrive; "" is returned.
+    bool drops_answers_to_uploads = false;
 };
 
 /// Defaults of the whole process, for transports whose settings say nothing else.

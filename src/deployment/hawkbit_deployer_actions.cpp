@@ -15,10 +15,7 @@ namespace {
 std::string download_url(const HawkbitDeployer::Artifact& artifact) {
     const common::URI& link =
         artifact.download().empty() ? artifact.download_http() : artifact.download();
-    // The transport supports more schemes, such as "file", which a server must not use.
-    if (link.scheme() != "https" && link.scheme() != "http") {
-        BOOST_THROW_EXCEPTION(hawkbit::InsecureURLException{} << hawkbit::url_tag{link.str()});
-    }
+    hawkbit::require_web_link(link);
     return link.str();
 }
 

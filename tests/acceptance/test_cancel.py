@@ -141,6 +141,6 @@ def test_force_quit_between_two_polls_refuses_the_next_report(home):
 
     assert reports(record) == [started(held.module.chunk)]
     assert supervisor.daemons[0].exit_status == 1
-    assert "httpcode_record*] = 410" in supervisor.daemons[0].err
+    assert "httpcode_tag*] = 410" in supervisor.daemons[0].err
     assert home.gateway.calls("opkg") == []
     assert takes_the_next(home)

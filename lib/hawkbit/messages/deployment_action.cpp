@@ -40,14 +40,16 @@ void require_type(const Json::Value& value, const std::string& key, Json::ValueT
     }
 }
 
-/// Reads the array `key`, whose elements are objects.
+/// Reads the array `key`, whose elements are objects; null is one without members.
 template <class Message>
 std::vector<Message> read_list(const Json::Value& object, const std::string& key) {
     const auto& array = required(object, key, Json::arrayValue);
     std::vector<Message> messages;
     messages.reserve(array.size());
     for (const auto& element : array) {
-        require_type(element, key, Json::objectValue);
+        if (!element.isNull()) {
+            require_type(element, key, Json::objectValue);
+        }
         messages.emplace_back();
         messages.back().from_json(element);
     }
@@ -58,8 +60,10 @@ std::vector<Message> read_list(const Json::Value& object, const std::string& key
 std::int32_t read_size(const Json::Value& object) {
     const auto& size = required(object, "size", Json::intValue);
     if (!size.isInt()) {
+        // What jsoncpp calls a number that its integers do not hold, had they 32 bits.
+        const auto found = size.isUInt() ? Json::uintValue : Json::realValue;
         BOOST_THROW_EXCEPTION(common::UnexpectedTypeException{}
-                              << common::value_tag{"size"} << common::found_type_tag{size.type()}
+                              << common::value_tag{"size"} << common::found_type_tag{found}
                               << common::expected_type_tag{Json::intValue});
     }
     return size.asInt();
@@ -69,15 +73,15 @@ std::int32_t read_size(const Json::Value& object) {
 std::pair<common::URI, common::URI> read_link_pair(const Json::Value& links,
                                                    const std::string& first_name,
                                                    const std::string& second_name) {
+    std::pair<common::URI, common::URI> uris;
     const auto first = optional(links, first_name, Json::objectValue);
+    if (first) {
+        uris.first = common::URI{read_text(*first, "href")};
+    }
     const auto second = optional(links, second_name, Json::objectValue);
     if (!first && !second) {
         BOOST_THROW_EXCEPTION(common::MissingValueException{}
                               << common::value_tag{first_name + " or " + second_name});
-    }
-    std::pair<common::URI, common::URI> uris;
-    if (first) {
-        uris.first = common::URI{read_text(*first, "href")};
     }
     if (second) {
         uris.second = common::URI{read_text(*second, "href")};
@@ -140,7 +144,9 @@ void DeploymentActionMessage::ActionHistory::from_json(const Json::Value& object
     const auto& messages_array = required(object, "messages", Json::arrayValue);
     messages_.clear();
     for (const auto& element : messages_array) {
-        require_type(element, "messages", Json::stringValue);
+        if (!element.isNull()) {
+            require_type(element, "messages", Json::stringValue);
+        }
         messages_.push_back(element.asString());
     }
 }

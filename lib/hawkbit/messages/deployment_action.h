@@ -36,6 +36,7 @@ enum class ActionStatus {
 ///
 /// Every from_json() throws common::MissingValueException or common::UnexpectedTypeException for
 /// members that are missing or of another type, common::InvalidURIFormatException for bad links.
+/// Null in a list is an object without members, or an empty text.
 class DeploymentActionMessage : public common::JSONInitializable {
 public:
     /// One file of a software module.

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/logprint.h"
 
+#include <condition_variable>
 #include <ctime>
+#include <mutex>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -20,6 +22,7 @@ namespace {
 
 using log_detail::fields;
 using std::chrono::milliseconds;
+using namespace std::chrono_literals;
 
 constexpr std::size_t time_length = 8;
 
@@ -119,6 +122,85 @@ TEST(LogPrint, LinesOfTwoThreadsAndLoggersNeverMix) {
         EXPECT_TRUE(std::regex_match(line, whole_line)) << line;
     }
     EXPECT_EQ(count, 2 * lines);
+}
+
+/// Counts what a logger does to its stream.
+class CountingBuffer : public std::streambuf {
+public:
+    std::string written;
+    int insertions = 0;
+    int flushes = 0;
+
+protected:
+    std::streamsize xsputn(const char* text, std::streamsize size) override {
+        ++insertions;
+        written.append(text, static_cast<std::size_t>(size));
+        return size;
+    }
+    int_type overflow(int_type character) override {
+        ++insertions;
+        written += traits_type::to_char_type(character);
+        return character;
+    }
+    int sync() override {
+        ++flushes;
+        return 0;
+    }
+};
+
+TEST(LogPrint, LineIsOneInsertionAndIsNotFlushed) {
+    CountingBuffer buffer;
+    std::ostream target{&buffer};
+    LogPrint logger{target};
+
+    logger.print("INFO", "file", 1, "run", fields("text", std::string(10000, 'x'), "number", 7));
+
+    EXPECT_EQ(buffer.insertions, 1);
+    EXPECT_EQ(buffer.flushes, 0);
+    EXPECT_EQ(buffer.written.back(), '\n');
+}
+
+/// Holds its first writer for a while, unless a second one comes in.
+class MeetingPoint : public std::streambuf {
+public:
+    [[nodiscard]] bool waits() {
+        std::unique_lock<std::mutex> lock{mutex};
+        return changed.wait_for(lock, 10s, [this] { return writers > 0; });
+    }
+    bool met = false;
+
+protected:
+    std::streamsize xsputn(const char* /*text*/, std::streamsize size) override {
+        std::unique_lock<std::mutex> lock{mutex};
+        ++writers;
+        changed.notify_all();
+        if (changed.wait_for(lock, 200ms, [this] { return writers > 1; })) {
+            met = true;
+        }
+        --writers;
+        return size;
+    }
+
+private:
+    std::mutex mutex;
+    std::condition_variable changed;
+    int writers = 0;
+};
+
+TEST(LogPrint, LoggersOfOneStreamNeverWriteAtTheSameTime) {
+    MeetingPoint buffer;
+    std::ostream target{&buffer};
+    std::ostream other_target{&buffer};
+    LogPrint first{target};
+    LogPrint second{other_target};
+
+    std::thread other{[&first] { first.print("INFO", "file", 1, "other", {}); }};
+    const bool first_is_writing = buffer.waits();
+    second.print("ERROR", "file", 1, "main", {});
+    other.join();
+
+    EXPECT_TRUE(first_is_writing);
+    EXPECT_FALSE(buffer.met);
 }
 
 TEST(LogValue, TextsAreWrittenAsTheyAre) {

@@ -39,6 +39,13 @@ TEST(Record, IsInTheDiagnosticTextEvenWhenItIsNotReported) {
     EXPECT_NE(text.find("x17"), std::string::npos);
 }
 
+TEST(Record, HasTheNameOfItsTagInTheDiagnosticText) {
+    const std::string text =
+        boost::diagnostic_information(NotImplementedException{} << filename_tag{"/some/file"});
+
+    EXPECT_NE(text.find("::filename_tag*] = /some/file"), std::string::npos) << text;
+}
+
 TEST(Record, ThrownExceptionHasOneLineARecordAndNoSourceLocation) {
     try {
         BOOST_THROW_EXCEPTION(AbnormalTerminationException{}

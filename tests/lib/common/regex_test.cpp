@@ -65,9 +65,17 @@ TEST(Regex, WithoutSubmatchesAllResultsAreEmpty) {
 
     EXPECT_TRUE(regex.match("ab", 0));
 
-    for (const auto& result : regex.get_results()) {
-        EXPECT_EQ(result, "");
-    }
+    EXPECT_THAT(regex.get_results(), ElementsAre("", ""));
+}
+
+TEST(Regex, NewExpressionWithFewerGroupsHasFewerResults) {
+    Regex regex{"(a)(b)", REG_EXTENDED};
+    ASSERT_TRUE(regex.match("ab", 0));
+
+    regex.compile("c", REG_EXTENDED);
+
+    EXPECT_TRUE(regex.match("abc", 0));
+    EXPECT_THAT(regex.get_results(), ElementsAre("c"));
 }
 
 TEST(Regex, RefusedPatternIsReported) {

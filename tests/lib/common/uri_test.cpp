@@ -40,9 +40,27 @@ TEST(URI, EmptyFragmentIsNotWrittenBack) {
 TEST(URI, ComposesWhatItParsed) {
     for (const char* const text :
          {"", "/", "//host", "http:", "http:path", "?query", "#fragment", "a?b?c#d#e",
-          "http://[::1]:80/", "https://user@host/%20?q=a/b", "line\nend"}) {
+          "http://[::1]:80/", "https://user@host/%20?q=a/b", "line\nend", "http:////host/path",
+          "////path", "http://host//path"}) {
         EXPECT_EQ(URI{text}.str(), text);
     }
+}
+
+TEST(URI, PathOfTwoSlashesDoesNotBecomeAnAuthority) {
+    const URI uri{"https:////host/path"};
+
+    const URI again{uri.str()};
+
+    EXPECT_EQ(uri.authority(), "");
+    EXPECT_EQ(uri.path(), "//host/path");
+    EXPECT_EQ(again.authority(), "");
+    EXPECT_EQ(again.path(), "//host/path");
+}
+
+TEST(URI, IsConvertedToItsTextWhereverATextIsExpected) {
+    const std::string text = URI{"http://host/path"};
+
+    EXPECT_EQ(text, "http://host/path");
 }
 
 TEST(URI, IsEmptyOnlyWithoutAnyPart) {

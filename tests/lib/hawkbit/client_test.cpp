@@ -58,6 +58,22 @@ TEST_F(HawkbitClient, ControllerStatusComesFromTheBaseAddress) {
     EXPECT_EQ(server.requests()[0].target, "/DEFAULT/controller/v1/gw-1");
 }
 
+TEST_F(HawkbitClient, IdsOfDotsReachTheServerAsTheyAre) {
+    const LoopbackHttpServer server{{answer(R"({"config": {"polling": {"sleep": "00:00:42"}}})"),
+                                     answer(R"({"config": {"polling": {"sleep": "00:00:42"}}})")}};
+    Controller one;
+    one.extract_from(ControllerURLBuilder{".", server.authority(), "DEFAULT", false});
+    Controller two;
+    two.extract_from(ControllerURLBuilder{"..", server.authority(), "DEFAULT", false});
+
+    static_cast<void>(client.fetch_controller_status(one));
+    static_cast<void>(client.fetch_controller_status(two));
+
+    ASSERT_EQ(server.requests().size(), 2U);
+    EXPECT_EQ(server.requests()[0].target, "/DEFAULT/controller/v1/%2E");
+    EXPECT_EQ(server.requests()[1].target, "/DEFAULT/controller/v1/%2E%2E");
+}
+
 TEST_F(HawkbitClient, DeploymentIsFetchedWithItsHistoryWhateverTheQuery) {
     const LoopbackHttpServer server{{answer(
         R"({"id": "3", "deployment": {"download": "skip", "update": "attempt", "chunks": []}})")}};

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "hawkbit/controller.h"
 
+#include <string>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 #include "json_errors.h"
@@ -78,6 +81,10 @@ TEST(ControllerURLBuilder, IdStaysOneSegmentOfThePathWhateverIsInIt) {
     EXPECT_EQ(url_for("?x=1#y").path(), "/T/controller/v1/%3Fx=1%23y");
     EXPECT_EQ(url_for("ERROR -36").path(), "/T/controller/v1/ERROR%20-36");
     EXPECT_EQ(url_for("100%\n\xC3\xBC").path(), "/T/controller/v1/100%25%0A%C3%BC");
+    EXPECT_EQ(url_for(".").path(), "/T/controller/v1/%2E");
+    EXPECT_EQ(url_for("..").path(), "/T/controller/v1/%2E%2E");
+    EXPECT_EQ(url_for("...").path(), "/T/controller/v1/...");
+    EXPECT_EQ(url_for(".a.").path(), "/T/controller/v1/.a.");
     EXPECT_EQ(url_for("-._~!$&'()*+,;=:@aZ09").path(), "/T/controller/v1/-._~!$&'()*+,;=:@aZ09");
 }
 
@@ -151,6 +158,101 @@ TEST(Controller, InsecureCancelLinkIsAccepted) {
 
     EXPECT_EQ(updated.cancel_action().str(), "http://h/c/1");
     EXPECT_EQ(updated.cancel_feedback().str(), "http://h/c/1/feedback");
+}
+
+/// What libcurl would follow by another protocol, or to another place than the one that was
+/// checked.
+const std::vector<std::string> misleading_links{"gopher://h/1",
+                                                "dict://h/d",
+                                                "ftp://h/1",
+                                                "file:///etc/passwd",
+                                                "file://localhost/etc/x",
+                                                "https:x@h:8443/c/1",
+                                                "http:x@h/1",
+                                                "http:/h/1",
+                                                "https:///h/1",
+                                                "http:////h/1",
+                                                "//h/1",
+                                                "/h/1",
+                                                "h/1",
+                                                "?c=1",
+                                                "HTTPS://h/1"};
+
+/// Without the slashes of an empty authority.
+std::string written_back(const std::string& link) {
+    return common::URI{link}.str();
+}
+
+TEST(Controller, MisleadingCancelLinksAreRefused) {
+    for (const bool use_https : {true, false}) {
+        for (const auto& link : misleading_links) {
+            auto refusing = controller(use_https);
+
+            EXPECT_EQ(refused_url(refusing, status(link, "https://h/d/2", "https://h/cd")),
+                      written_back(link));
+            EXPECT_EQ(refusing.config_data().str(), "https://h/cd") << "was taken before";
+            EXPECT_TRUE(refusing.cancel_action().empty()) << link;
+            EXPECT_TRUE(refusing.cancel_feedback().empty()) << link;
+            EXPECT_TRUE(refusing.deployment_base().empty()) << link;
+            EXPECT_EQ(refusing.next_poll(), Controller::time_point{});
+        }
+    }
+}
+
+TEST(Controller, MisleadingDeploymentAndConfigDataLinksAreRefused) {
+    for (const bool use_https : {true, false}) {
+        for (const auto& link : misleading_links) {
+            auto refusing = controller(use_https);
+            const auto config_data = refusing.config_data().str();
+
+            EXPECT_EQ(refused_url(refusing, status("", link, "")), written_back(link));
+            EXPECT_EQ(refused_url(refusing, status("", "", link)), written_back(link));
+            EXPECT_TRUE(refusing.deployment_base().empty()) << link;
+            EXPECT_TRUE(refusing.deployment_feedback().empty()) << link;
+            EXPECT_EQ(refusing.config_data().str(), config_data) << link;
+        }
+    }
+}
+
+TEST(Controller, CancelLinkOfEitherWebSchemeIsAccepted) {
+    for (const bool use_https : {true, false}) {
+        for (const std::string link : {"http://h/c/1", "https://h/c/1"}) {
+            auto updated = controller(use_https);
+
+            updated.extract_from(status(link, "", ""), now);
+
+            EXPECT_EQ(updated.cancel_action().str(), link);
+        }
+    }
+}
+
+TEST(Controller, EmptyCancelLinkIsStored) {
+    auto updated = controller(true);
+    updated.extract_from(status("https://h/c/1", "", ""), now);
+    Json::Value document;
+    document["config"]["polling"]["sleep"] = "00:01:00";
+    document["_links"]["cancelAction"]["href"] = "";
+    ControllerStatusMessage message;
+    message.from_json(document);
+
+    updated.extract_from(message, now);
+
+    EXPECT_TRUE(updated.cancel_action().empty());
+    EXPECT_EQ(updated.cancel_feedback().str(), "https://h/c/1/feedback");
+}
+
+TEST(WebLink, IsRequiredOfTheOtherLinks) {
+    for (const auto& link : misleading_links) {
+        try {
+            require_web_link(common::URI{link});
+            ADD_FAILURE() << link;
+        } catch (const InsecureURLException& error) {
+            ASSERT_NE(boost::get_error_info<url_tag>(error), nullptr);
+            EXPECT_EQ(*boost::get_error_info<url_tag>(error), written_back(link));
+        }
+    }
+    EXPECT_NO_THROW(require_web_link(common::URI{"http://h/1"}));
+    EXPECT_NO_THROW(require_web_link(common::URI{"https://user@h:1/1"}));
 }
 
 TEST(Controller, RelativeLinkIsNotSecure) {

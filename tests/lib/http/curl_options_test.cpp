@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <sstream>
 
 #include <gmock/gmock.h>
@@ -6,12 +7,14 @@
 
 #include "common/logprint.h"
 #include "curl_probe.h"
+#include "http/exceptions.h"
 #include "http/httpclient_curl.h"
 #include "http/json.h"
 
 namespace zephran::http {
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::Not;
 
@@ -30,6 +33,17 @@ protected:
 private:
     const bool was_enabled = debug_logger.enabled;
 };
+
+/// The text about the transfer that a failed request reports.
+std::string reported_error_text(CurlImpl& failing) {
+    try {
+        failing.send_get_request("http://a/b");
+    } catch (const HttpRequestException& error) {
+        const auto* const text = boost::get_error_info<curlerrorbuffer_tag>(error);
+        return text == nullptr ? "(no text)" : *text;
+    }
+    return "(no exception)";
+}
 
 TEST_F(CurlOptions, OfGet) {
     curl.send_get_request("http://a/b");
@@ -190,7 +204,7 @@ TEST_F(CurlOptions, AreVerboseOnlyWhileDebugMessagesAreOn) {
     curl.send_get_request("http://a/b");
     debug_logger.enabled = false;
 
-    EXPECT_THAT(quiet, Not(::testing::Contains(CURLOPT_VERBOSE)));
+    EXPECT_THAT(quiet, Not(Contains(CURLOPT_VERBOSE)));
     EXPECT_EQ(probe.option_names().back(), CURLOPT_VERBOSE);
     EXPECT_EQ(probe.value(CURLOPT_VERBOSE), "1");
 }
@@ -218,6 +232,126 @@ TEST_F(CurlOptions, WithoutAHandleTheRequestIsNotMade) {
     EXPECT_THROW(curl.send_put_request("http://a/b", "", ""), CreateRequestException);
 
     EXPECT_EQ(probe.transfers, 0);
+}
+
+TEST_F(CurlOptions, LeaveDotsInThePathWhereLibcurlWouldFoldThem) {
+    for (const std::string url :
+         {"http://a/.", "http://a/..", "http://a/../b", "http://a/b/./c?d", "http://a/%2E%2e",
+          "http://a/b/.%2e/c", "http://a/%2E?b", "http://a/b/..#c"}) {
+        probe.options.clear();
+
+        curl.send_get_request(url);
+
+        EXPECT_EQ(probe.value(CURLOPT_PATH_AS_IS), "1") << url;
+    }
+}
+
+TEST_F(CurlOptions, LeaveOtherPathsToLibcurl) {
+    for (const std::string url :
+         {"http://a/b", "http://a", "http://a/...", "http://a/.b/c.", "http://a/%2E%2Eb",
+          "http://a/b?c=/../d", "http://a/b#/../c", "http://a/%2F..%2Fb", "http://a/%2"}) {
+        probe.options.clear();
+
+        curl.send_get_request(url);
+
+        EXPECT_THAT(probe.option_names(), Not(Contains(CURLOPT_PATH_AS_IS))) << url;
+    }
+}
+
+TEST_F(CurlOptions, LeaveDotsInThePathWhateverTheMethod) {
+    const std::string url = "http://a/..";
+    std::ostringstream out;
+
+    curl.send_get_request(url);
+    curl.send_delete_request(url);
+    curl.send_put_request(url, "x", "text/plain");
+    curl.send_post_request(url, "x", "text/plain");
+    curl.send_patch_request(url, "x", "text/plain");
+    curl.download_to_file(url, out);
+
+    const auto names = probe.option_names();
+    EXPECT_EQ(std::count(names.begin(), names.end(), CURLOPT_PATH_AS_IS), 6);
+}
+
+TEST_F(CurlOptions, AreSetOnAHandleThatIsGivenBackOnEveryPath) {
+    std::ostringstream out;
+    const auto send_all = [&](auto expect) {
+        expect([&] { curl.send_get_request("http://a/b"); });
+        expect([&] { curl.send_delete_request("http://a/b"); });
+        expect([&] { curl.send_put_request("http://a/b", "x", "text/plain"); });
+        expect([&] { curl.send_post_request("http://a/b", "x", "text/plain"); });
+        expect([&] { curl.send_patch_request("http://a/b", "x", "text/plain"); });
+        expect([&] { curl.download_to_file("http://a/b", out); });
+        EXPECT_EQ(probe.handles, 0);
+        EXPECT_EQ(probe.header_lists, 0);
+    };
+
+    send_all([](auto request) { EXPECT_NO_THROW(request()); });
+    probe.perform_result = CURLE_COULDNT_CONNECT;
+    send_all([](auto request) { EXPECT_THROW(request(), HttpRequestException); });
+    probe.perform_result = CURLE_HTTP_RETURNED_ERROR;
+    send_all([](auto request) { EXPECT_THROW(request(), HttpErrorCodeException); });
+    probe.refused_options = {{CURLOPT_FAILONERROR, CURLE_UNKNOWN_OPTION}};
+    send_all([](auto request) { EXPECT_THROW(request(), ConfigureRequestException); });
+    probe.refused_options = {{CURLOPT_URL, CURLE_OUT_OF_MEMORY}};
+    send_all([](auto request) { EXPECT_THROW(request(), ConfigureRequestException); });
+
+    EXPECT_EQ(probe.transfers, 18);
+}
+
+TEST_F(CurlOptions, FollowAReadingOfTheResolverConfigurationForEveryTransfer) {
+    std::ostringstream out;
+
+    curl.send_get_request("http://a/b");
+    curl.send_put_request("http://a/b", "x", "text/plain");
+    curl.download_to_file("http://a/b", out);
+
+    EXPECT_THAT(probe.resolver_readings_before_transfers, ElementsAre(1, 1, 1));
+}
+
+TEST_F(CurlOptions, ErrorTextOfAnEarlierTransferIsNotReported) {
+    probe.perform_result = CURLE_RECV_ERROR;
+    probe.error_text = "the first one";
+    const auto first = reported_error_text(curl);
+    probe.error_text = "";
+
+    const auto second = reported_error_text(curl);
+
+    EXPECT_EQ(first, "the first one");
+    EXPECT_EQ(second, "");
+}
+
+TEST_F(CurlOptions, OfEveryJsonCallComeFromAFreshClient) {
+    TransportSettings settings;
+    settings.ca_bundle = "/etc/own-ca.pem";
+    const ClientCertificate certificate{CertificateType::pem, "/a.crt", "/a.key"};
+    const common::URI uri{"http://a/b"};
+    const auto options_of = [this](auto request) {
+        probe.options.clear();
+        request();
+        return probe.option_names();
+    };
+    const auto expect_fresh = [&](auto with_certificate, auto without, auto without_settings) {
+        const auto first = options_of(with_certificate);
+        const auto second = options_of(without);
+        const auto third = options_of(without_settings);
+        EXPECT_THAT(first, ::testing::IsSupersetOf({CURLOPT_SSLCERT, CURLOPT_CAINFO}));
+        EXPECT_THAT(second, Not(Contains(CURLOPT_SSLCERT)));
+        EXPECT_THAT(second, Contains(CURLOPT_CAINFO));
+        EXPECT_THAT(third, Not(Contains(CURLOPT_CAINFO)));
+    };
+
+    // The transfers give no document.
+    const JSONGETRequester get{settings};
+    expect_fresh([&] { EXPECT_THROW(get(certificate, uri), common::ParserException); },
+                 [&] { EXPECT_THROW(get(uri), common::ParserException); },
+                 [&] { EXPECT_THROW(JSONGETRequester{}(uri), common::ParserException); });
+    const JSONPOSTRequester post{settings};
+    expect_fresh([&] { post(certificate, uri, {}); }, [&] { post(uri, {}); },
+                 [&] { JSONPOSTRequester{}(uri, {}); });
+    const JSONPUTRequester put{settings};
+    expect_fresh([&] { put(certificate, uri, {}); }, [&] { put(uri, {}); },
+                 [&] { JSONPUTRequester{}(uri, {}); });
 }
 
 TEST_F(CurlOptions, FailedTransferCarriesCodeAndTexts) {

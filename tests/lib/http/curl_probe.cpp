@@ -2,6 +2,7 @@
 #include "curl_probe.h"
 
 #include <cstdarg>
+#include <cstring>
 
 #include <gtest/gtest.h>
 
@@ -73,6 +74,9 @@ void __real_curl_global_cleanup();
 CURL* __real_curl_easy_init();
 CURLcode __real_curl_easy_setopt(CURL* handle, CURLoption option, ...);
 CURLcode __real_curl_easy_perform(CURL* handle);
+void __real_curl_easy_cleanup(CURL* handle);
+curl_slist* __real_curl_slist_append(curl_slist* list, const char* line);
+void __real_curl_slist_free_all(curl_slist* list);
 
 CURLcode __wrap_curl_global_init(long flags) {
     if (active_probe != nullptr) {
@@ -93,8 +97,47 @@ void __wrap_curl_global_cleanup() {
 }
 
 CURL* __wrap_curl_easy_init() {
-    return active_probe != nullptr && active_probe->refuse_handles ? nullptr
-                                                                   : __real_curl_easy_init();
+    if (active_probe == nullptr) {
+        return __real_curl_easy_init();
+    }
+    if (active_probe->refuse_handles) {
+        return nullptr;
+    }
+    ++active_probe->handles;
+    return __real_curl_easy_init();
+}
+
+void __wrap_curl_easy_cleanup(CURL* handle) {
+    if (active_probe != nullptr && handle != nullptr) {
+        --active_probe->handles;
+    }
+    __real_curl_easy_cleanup(handle);
+}
+
+curl_slist* __wrap_curl_slist_append(curl_slist* list, const char* line) {
+    if (active_probe != nullptr && list == nullptr) {
+        ++active_probe->header_lists;
+    }
+    return __real_curl_slist_append(list, line);
+}
+
+void __wrap_curl_slist_free_all(curl_slist* list) {
+    if (active_probe != nullptr && list != nullptr) {
+        --active_probe->header_lists;
+    }
+    __real_curl_slist_free_all(list);
+}
+
+// The C library's header may rename the function.
+int __wrap___res_init() {
+    if (active_probe != nullptr) {
+        ++active_probe->resolver_readings;
+    }
+    return 0;
+}
+
+int __wrap_res_init() {
+    return __wrap___res_init();
 }
 
 // The option as libcurl's callers pass it; an enumeration must not stand before the dots.
@@ -113,6 +156,9 @@ CURLcode __wrap_curl_easy_setopt(CURL* handle, unsigned option_number, ...) {
         // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the same
         void* const pointer = va_arg(arguments, void*);
         text = describe(option, pointer);
+        if (active_probe != nullptr && option == CURLOPT_ERRORBUFFER) {
+            active_probe->error_buffer = static_cast<char*>(pointer);
+        }
         result = __real_curl_easy_setopt(handle, option, pointer);
     }
     va_end(arguments);
@@ -129,6 +175,12 @@ CURLcode __wrap_curl_easy_perform(CURL* handle) {
         return __real_curl_easy_perform(handle);
     }
     ++active_probe->transfers;
+    active_probe->resolver_readings_before_transfers.push_back(active_probe->resolver_readings);
+    active_probe->resolver_readings = 0;
+    if (!active_probe->error_text.empty()) {
+        EXPECT_LT(active_probe->error_text.size(), std::size_t{CURL_ERROR_SIZE});
+        std::strcpy(active_probe->error_buffer, active_probe->error_text.c_str());
+    }
     return active_probe->perform_result;
 }
 

@@ -25,12 +25,22 @@ public:
     int initialisations = 0;
     int cleanups = 0;
     int transfers = 0;
+    /// Handles and header lists that were made and not yet given back.
+    int handles = 0;
+    int header_lists = 0;
+    /// Readings of the resolver's configuration, those since the last transfer.
+    int resolver_readings = 0;
+    std::vector<int> resolver_readings_before_transfers;
 
     /// Failures to come: what these hold is returned by the next calls.
     CURLcode init_result = CURLE_OK;
     CURLcode perform_result = CURLE_OK;
+    /// What transfers write into the error buffer; "" leaves it alone.
+    std::string error_text;
     bool refuse_handles = false;
     std::map<CURLoption, CURLcode> refused_options;
+    /// The buffer of the last CURLOPT_ERRORBUFFER.
+    char* error_buffer = nullptr;
 
     [[nodiscard]] std::vector<CURLoption> option_names() const;
     /// The value of an option; fails the test if it was not set.

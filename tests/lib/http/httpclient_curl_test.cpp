@@ -119,6 +119,49 @@ TEST_F(Curl, EmptyPutAnnouncesLengthZero) {
     EXPECT_EQ(server.requests()[0].body, "");
 }
 
+TEST_F(Curl, AnswerOfTheGreatestSizeIsReturned) {
+    const std::string body(CurlImpl::max_answer_size, 'x');
+    const LoopbackHttpServer server{{{200, body, {}, false}}};
+
+    EXPECT_EQ(curl.send_get_request(server.url("/")).size(), body.size());
+}
+
+TEST_F(Curl, GreaterAnswerEndsTheTransfer) {
+    const std::string body(CurlImpl::max_answer_size + 1, 'x');
+    const LoopbackHttpServer server{
+        {{200, body, {}, false}, {200, body, {}, false}, {200, body, {}, false}}};
+
+    EXPECT_EQ(transfer_error([&] { curl.send_get_request(server.url("/")); }), CURLE_WRITE_ERROR);
+    EXPECT_EQ(transfer_error([&] { curl.send_delete_request(server.url("/")); }),
+              CURLE_WRITE_ERROR);
+    EXPECT_EQ(transfer_error([&] { curl.send_put_request(server.url("/"), "x", "text/plain"); }),
+              CURLE_WRITE_ERROR);
+}
+
+TEST_F(Curl, AnswersToUploadsCanBeDropped) {
+    const std::string body(CurlImpl::max_answer_size + 1, 'x');
+    const LoopbackHttpServer server{
+        {{200, "1", {}, false}, {200, body, {}, false}, {200, "3", {}, false}}};
+    TransportSettings settings;
+    settings.drops_answers_to_uploads = true;
+    CurlImpl dropping{settings};
+
+    EXPECT_EQ(dropping.send_put_request(server.url("/a"), "put body", "text/a"), "");
+    EXPECT_EQ(dropping.send_post_request(server.url("/b"), "post body", "text/b"), "");
+    EXPECT_EQ(dropping.send_get_request(server.url("/c")), "3");
+}
+
+TEST_F(Curl, DotsInThePathAreSentAsTheyAre) {
+    const LoopbackHttpServer server{{{200, "", {}, false}, {200, "", {}, false}}};
+
+    curl.send_get_request(server.url("/a/%2E%2E"));
+    curl.send_get_request(server.url("/a/../b/./c"));
+
+    ASSERT_EQ(server.requests().size(), 2U);
+    EXPECT_EQ(server.requests()[0].target, "/a/%2E%2E");
+    EXPECT_EQ(server.requests()[1].target, "/a/../b/./c");
+}
+
 TEST_F(Curl, DownloadWritesTheBodyIntoTheStream) {
     const std::string body(100'000, 'y');
     const LoopbackHttpServer server{{{200, body, {}, false}}};
@@ -243,6 +286,24 @@ TEST(CurlCallbacks, WriteStringAppends) {
     EXPECT_EQ(CurlImpl::write_string_cb(data.data(), 2, 2, &text), 4U);
 
     EXPECT_EQ(text, std::string("ab\0cd", 5));
+}
+
+TEST(CurlCallbacks, WriteStringRefusesWhatWouldExceedTheGreatestAnswer) {
+    std::string text(CurlImpl::max_answer_size - 2, 'a');
+    std::array<char, 4> data{'b', 'c', 'd', 'e'};
+
+    EXPECT_EQ(CurlImpl::write_string_cb(data.data(), 1, 3, &text), 0U);
+    EXPECT_EQ(text.size(), CurlImpl::max_answer_size - 2);
+    EXPECT_EQ(CurlImpl::write_string_cb(data.data(), 1, 2, &text), 2U);
+    EXPECT_EQ(text.size(), CurlImpl::max_answer_size);
+    EXPECT_EQ(CurlImpl::write_string_cb(data.data(), 1, 1, &text), 0U);
+    EXPECT_EQ(text.size(), CurlImpl::max_answer_size);
+}
+
+TEST(CurlCallbacks, WriteNothingTakesEverything) {
+    std::array<char, 4> data{'b', 'c', 'd', 'e'};
+
+    EXPECT_EQ(CurlImpl::write_nothing_cb(data.data(), 2, 2, nullptr), 4U);
 }
 
 TEST(CurlCallbacks, WriteFileReturnsEverythingWhateverTheStream) {

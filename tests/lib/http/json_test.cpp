@@ -9,12 +9,14 @@
 
 #include "common/logprint.h"
 #include "http/exceptions.h"
+#include "http/httpclient_curl.h"
 #include "support/loopback_http_server.h"
 
 namespace zephran::http {
 namespace {
 
 using test::LoopbackHttpServer;
+using ::testing::ContainsRegex;
 using ::testing::HasSubstr;
 
 const ClientCertificate missing_certificate{CertificateType::pem, "/nonexistent.crt",
@@ -82,7 +84,7 @@ TEST_F(JsonRequesters, GetLogsMethodUrlAndResponseEvenIfItIsNotJson) {
     const auto output = debug_output(
         [&] { EXPECT_THROW(JSONGETRequester{}(common::URI{url}), common::ParserException); });
 
-    EXPECT_THAT(output, HasSubstr("DEBUG json.cpp"));
+    EXPECT_THAT(output, ContainsRegex("DEBUG json\\.cpp:[0-9]+ operator\\(\\): method=GET"));
     EXPECT_THAT(output, HasSubstr("method=GET url=" + url + " response=<html>"));
 }
 
@@ -118,8 +120,31 @@ TEST_F(JsonRequesters, PostAndPutLogMethodUrlAndData) {
         JSONPUTRequester{}(common::URI{url}, document());
     });
 
-    EXPECT_THAT(output, HasSubstr("method=POST url=" + url + " data=" + data));
-    EXPECT_THAT(output, HasSubstr("method=PUT url=" + url + " data=" + data));
+    EXPECT_THAT(output, HasSubstr(" operator(): method=POST url=" + url + " data=" + data));
+    EXPECT_THAT(output, HasSubstr(" operator(): method=PUT url=" + url + " data=" + data));
+}
+
+TEST_F(JsonRequesters, GetOfAHugeDocumentEndsBeforeItIsParsed) {
+    std::string body = "[" + std::string(CurlImpl::max_answer_size, ' ') + "]";
+    const LoopbackHttpServer server{{{200, body, {}, false}}};
+
+    try {
+        JSONGETRequester{}(common::URI{server.url("/")});
+        FAIL() << "no exception";
+    } catch (const HttpRequestException& error) {
+        ASSERT_NE(boost::get_error_info<curlcode_tag>(error), nullptr);
+        EXPECT_EQ(*boost::get_error_info<curlcode_tag>(error), CURLE_WRITE_ERROR);
+    }
+}
+
+TEST_F(JsonRequesters, PostAndPutKeepNothingOfAHugeAnswer) {
+    const std::string body(CurlImpl::max_answer_size + 1, ' ');
+    const LoopbackHttpServer server{{{200, body, {}, false}, {200, body, {}, false}}};
+
+    EXPECT_NO_THROW(JSONPOSTRequester{}(common::URI{server.url("/")}, document()));
+    EXPECT_NO_THROW(JSONPUTRequester{}(common::URI{server.url("/")}, document()));
+
+    EXPECT_EQ(server.requests().size(), 2U);
 }
 
 TEST_F(JsonRequesters, ErrorStatusPassesThrough) {

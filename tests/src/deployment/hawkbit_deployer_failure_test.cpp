@@ -85,6 +85,19 @@ TEST_F(HawkbitDeployerFailure, LinkOfAnotherSchemeIsRefusedBeforeAnyTraffic) {
     EXPECT_FALSE(has_file("a.bin"));
 }
 
+TEST_F(HawkbitDeployerFailure, LinkWithoutAServerIsRefusedBeforeAnyTraffic) {
+    DeploymentText text = scripted_deployment(1);
+    text.chunks[0].artifacts[0].foreign_link = "https:x@127.0.0.1/a.bin";
+    make(text);
+
+    run_to_end();
+
+    expect_cancelled_with("Server supplied insecure URL");
+    EXPECT_EQ(deployer->error().error_details, "url: https:x@127.0.0.1/a.bin");
+    EXPECT_THAT(files.requests, IsEmpty());
+    EXPECT_FALSE(has_file("a.bin"));
+}
+
 TEST_F(HawkbitDeployerFailure, FileThatCannotBeWrittenNamesItsPath) {
     platform.temp_directory = platform.directory.path("missing") + "/";
     make(scripted_deployment(1));

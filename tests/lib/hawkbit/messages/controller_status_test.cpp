@@ -41,6 +41,23 @@ TEST(ControllerStatus, NewMessageSleepsFiveMinutesAndOffersNothing) {
     EXPECT_FALSE(message.deployment_base());
 }
 
+TEST(ControllerStatus, NewMessageAsksForAPollAfterFiveMinutes) {
+    EXPECT_EQ(ControllerStatusMessage{}.sleep_time(), 300U);
+}
+
+TEST(ControllerStatus, FirstFaultInTheOrderOfReadingIsReported) {
+    using Message = ControllerStatusMessage;
+    auto status = status_with_sleep("bad");
+    status["_links"] = "x";
+    EXPECT_THROW(Message{}.from_json(status), InvalidSleepTimeFormatException);
+
+    status = status_with_sleep("00:00:30");
+    for (const std::string link : {"configData", "deploymentBase", "cancelAction"}) {
+        status["_links"][link] = "x";
+        EXPECT_EQ(mistyped_key<Message>(status), link);
+    }
+}
+
 TEST(ControllerStatus, SleepTimeIsInSeconds) {
     EXPECT_EQ(seconds_of("00:05:00"), 300U);
     EXPECT_EQ(seconds_of("12:00:00"), 43'200U);

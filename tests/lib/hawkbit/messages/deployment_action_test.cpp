@@ -194,8 +194,38 @@ TEST(DeploymentAction, MembersOfAnotherTypeAreNamed) {
     }
 }
 
+TEST(DeploymentAction, FirstFaultInTheOrderOfReadingIsReported) {
+    auto document = deployment_document();
+    auto& deployment = document["deployment"];
+    document["actionHistory"] = "x";
+    EXPECT_EQ(mistyped_key<Message>(document), "actionHistory");
+    deployment["chunks"] = "x";
+    EXPECT_EQ(mistyped_key<Message>(document), "chunks");
+    deployment["update"] = "skip";
+    EXPECT_THROW(read<Message>(document), InvalidUpdateTypeException);
+    deployment["update"] = 1;
+    EXPECT_EQ(mistyped_key<Message>(document), "update");
+    deployment["download"] = 1;
+    EXPECT_EQ(mistyped_key<Message>(document), "download");
+    document["deployment"] = "x";
+    EXPECT_EQ(mistyped_key<Message>(document), "deployment");
+    document["id"] = 1;
+    EXPECT_EQ(mistyped_key<Message>(document), "id");
+}
+
+TEST(DeploymentAction, NullElementsAreReadLikeObjectsWithoutMembers) {
+    auto document = deployment_document();
+    document["deployment"]["chunks"].append(Json::Value{});
+    auto chunk = chunk_document();
+    chunk["artifacts"].append(Json::Value{});
+
+    EXPECT_EQ(missing_key<Message>(document), "part");
+    EXPECT_EQ(missing_key<Chunk>(chunk), "filename");
+}
+
 TEST(DeploymentAction, NonObjectElementsAreReportedUnderTheirArray) {
-    for (const auto& element : {Json::Value{1}, Json::Value{}, Json::Value{Json::arrayValue}}) {
+    for (const auto& element :
+         {Json::Value{1}, Json::Value{"x"}, Json::Value{true}, Json::Value{Json::arrayValue}}) {
         auto document = deployment_document();
         document["deployment"]["chunks"].append(element);
         auto chunk = chunk_document();
@@ -218,6 +248,56 @@ TEST(DeploymentChunk, EveryMemberIsRequiredAndOfItsType) {
         EXPECT_EQ(missing_key<Chunk>(without(chunk_document(), key)), key);
         EXPECT_EQ(mistyped_key<Chunk>(with(chunk_document(), key, 1)), key);
     }
+}
+
+TEST(DeploymentChunk, FirstFaultInTheOrderOfReadingIsReported) {
+    auto document = chunk_document();
+    for (const std::string key : {"artifacts", "name", "version", "part"}) {
+        document[key] = 1;
+        EXPECT_EQ(mistyped_key<Chunk>(document), key);
+    }
+}
+
+TEST(DeploymentArtifact, FirstFaultInTheOrderOfReadingIsReported) {
+    auto document = artifact_document();
+    for (const std::string link : {"md5sum-http", "md5sum", "download-http", "download"}) {
+        document["_links"][link] = Json::Value{Json::objectValue};
+        document["_links"][link]["href"] = 1;
+        EXPECT_EQ(mistyped_key<Artifact>(document), "href");
+        document["_links"][link] = "x";
+        EXPECT_EQ(mistyped_key<Artifact>(document), link);
+    }
+    document["_links"] = "x";
+    EXPECT_EQ(mistyped_key<Artifact>(document), "_links");
+    document["size"] = "x";
+    EXPECT_EQ(mistyped_key<Artifact>(document), "size");
+    for (const std::string hash : {"sha1", "md5"}) {
+        document["hashes"][hash] = 1;
+        EXPECT_EQ(mistyped_key<Artifact>(document), hash);
+    }
+    document["hashes"] = "x";
+    EXPECT_EQ(mistyped_key<Artifact>(document), "hashes");
+    document["filename"] = 1;
+    EXPECT_EQ(mistyped_key<Artifact>(document), "filename");
+}
+
+TEST(DeploymentArtifact, FirstLinkOfAPairIsReadBeforeTheSecondIsLookedAt) {
+    for (const std::string name : {"download", "md5sum"}) {
+        auto document = artifact_document();
+        document["_links"][name] = Json::Value{Json::objectValue};
+        document["_links"][name + "-http"] = "x";
+
+        EXPECT_EQ(missing_key<Artifact>(document), "href") << name;
+    }
+}
+
+TEST(DeploymentArtifact, PairWithoutLinksIsReportedBeforeTheNextPairIsLookedAt) {
+    auto document = artifact_document();
+    document["_links"].removeMember("download");
+    document["_links"].removeMember("download-http");
+    document["_links"]["md5sum"] = "x";
+
+    EXPECT_EQ(missing_key<Artifact>(document), "download or download-http");
 }
 
 TEST(DeploymentArtifact, HttpLinksAloneAreEnough) {
@@ -299,6 +379,32 @@ TEST(DeploymentArtifact, SizeIsASigned32BitInteger) {
     }
 }
 
+/// What the refusal of a size says of its type.
+std::pair<Json::ValueType, Json::ValueType> types_of_refused_size(const std::string& size) {
+    try {
+        read<Artifact>(with(artifact_document(), "size", parse("[" + size + "]")[0]));
+    } catch (const common::UnexpectedTypeException& error) {
+        const auto* const found = boost::get_error_info<common::found_type_tag>(error);
+        const auto* const expected = boost::get_error_info<common::expected_type_tag>(error);
+        if (found != nullptr && expected != nullptr) {
+            return {*found, *expected};
+        }
+    }
+    return {Json::nullValue, Json::nullValue};
+}
+
+TEST(DeploymentArtifact, RefusedSizeHasTheTypeThatItHasToAReaderOf32Bits) {
+    const std::pair unsigned_for_int{Json::uintValue, Json::intValue};
+    const std::pair real_for_int{Json::realValue, Json::intValue};
+
+    EXPECT_EQ(types_of_refused_size("2147483648"), unsigned_for_int);
+    EXPECT_EQ(types_of_refused_size("4294967295"), unsigned_for_int);
+    EXPECT_EQ(types_of_refused_size("4294967296"), real_for_int);
+    EXPECT_EQ(types_of_refused_size("-2147483649"), real_for_int);
+    EXPECT_EQ(types_of_refused_size("9223372036854775808"), unsigned_for_int);
+    EXPECT_EQ(types_of_refused_size("1.5"), real_for_int);
+}
+
 TEST(DeploymentArtifact, HashesAreReadFromHexadecimalText) {
     EXPECT_THAT(Artifact::hash_from_string(""), IsEmpty());
     EXPECT_THAT(Artifact::hash_from_string("a"), IsEmpty());
@@ -354,8 +460,20 @@ TEST(ActionHistory, EveryMemberIsRequiredAndOfItsType) {
     }
 }
 
+TEST(ActionHistory, StatusIsReadBeforeTheMessages) {
+    const auto document = parse(R"({"status": "odd", "messages": 1})");
+
+    EXPECT_THROW(read<History>(document), InvalidActionStatusException);
+}
+
+TEST(ActionHistory, NullMessageIsAnEmptyText) {
+    const auto document = parse(R"({"status": "RUNNING", "messages": ["a", null]})");
+
+    EXPECT_THAT(read<History>(document).messages(), ElementsAre("a", ""));
+}
+
 TEST(ActionHistory, NonStringMessagesAreReportedUnderTheirArray) {
-    for (const std::string element : {"1", "null", "{}", "[]"}) {
+    for (const std::string element : {"1", "true", "{}", "[]"}) {
         const auto document = parse(R"({"status": "RUNNING", "messages": ["a", )" + element + "]}");
 
         EXPECT_EQ(mistyped_key<History>(document), "messages") << element;
