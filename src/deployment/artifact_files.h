@@ -7,7 +7,8 @@
 /// lead out of the temporary directory are never touched.
 namespace zephran::artifact_files {
 
-/// Compares the MD5 sum of the downloaded file with the expected one.
+/// Compares the MD5 sum of the downloaded file with the expected one. A link is not followed, and
+/// neither a pipe nor a directory passes for a file.
 /// @throws hawkbit::VerificationFailedException with common::filename_tag, whatever went wrong; the
 ///         cause is logged
 void verify(const hawkbit::DeploymentActionMessage::Artifact& artifact);
