@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "deployment/artifact_files.h"
 
+#include <algorithm>
+
 #include <unistd.h>
 
 #include "common/exception.h"
@@ -40,6 +42,10 @@ void verify(const Artifact& artifact) {
                         "what", boost::diagnostic_information(error));
         BOOST_THROW_EXCEPTION(hawkbit::VerificationFailedException{} << common::filename_tag{path});
     }
+}
+
+void verify_all(const Chunk& chunk) {
+    std::for_each(chunk.artifacts().begin(), chunk.artifacts().end(), verify);
 }
 
 void remove(const Chunk& chunk) {

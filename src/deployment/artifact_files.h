@@ -13,6 +13,9 @@ namespace zephran::artifact_files {
 ///         cause is logged
 void verify(const hawkbit::DeploymentActionMessage::Artifact& artifact);
 
+/// Does the same for every file of a chunk.
+void verify_all(const hawkbit::DeploymentActionMessage::Chunk& chunk);
+
 /// Deletes the files of a chunk that exist.
 void remove(const hawkbit::DeploymentActionMessage::Chunk& chunk);
 

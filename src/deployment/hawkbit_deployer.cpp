@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "deployment/artifact_files.h"
 #include "deployment/deployment_history.h"
 #include "installer/hawkbit_installer.h"
 #include "installer/installer_factory.h"
@@ -105,6 +106,8 @@ std::unique_ptr<HawkbitInstaller> HawkbitDeployer::make_installer(const Chunk& f
     }
     auto created = InstallerFactory::create_installer(for_chunk.part(), context);
     created->assign(for_chunk, target_attributes);
+    // Between the download of a file and its use lie other downloads and other agents' steps.
+    created->call_before_start(artifact_files::verify_all);
     return created;
 }
 

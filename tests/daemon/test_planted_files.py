@@ -85,3 +85,18 @@ def test_planted_directory_fails_the_deployment_alone(bench, place):
     after = bench.assign(bench.script("next", "echo next"))
     bench.wait_for_end(after)
     assert after.status is Status.FINISHED
+
+
+def test_artifact_that_changed_after_its_verification_is_not_run(bench, place):
+    action = bench.assign(bench.script("one", "echo from the server"))
+    daemon = bench.start()
+    daemon.wait_for_line("event=start_installer ")
+
+    place.write_text("#!/bin/sh\ntouch /tmp/ran\n")
+
+    bench.wait_for_end(action)
+    bench.wait_for_exchanges("base", len(bench.exchanges("base")) + 1)
+    assert action.status is Status.ERROR
+    assert bench.closing_reports()[0][3] == [
+        "Failed to verify artifact", f"filename: /tmp/{NAME}", "script:one:1.0"]
+    assert bench.gateway.leftovers() == []
