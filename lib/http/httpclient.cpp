@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "http/httpclient.h"
 
-#include <fstream>
 #include <utility>
 
-#include <boost/throw_exception.hpp>
+#include "common/new_file.h"
 
 namespace zephran::http {
 
@@ -42,12 +41,8 @@ std::string Client::send_patch_request(const std::string& url, const std::string
 }
 
 void Client::download_to_file(const std::string& url, const std::string& filename) const {
-    std::ofstream file{filename, std::ios_base::out | std::ios_base::trunc};
-    if (!file) {
-        BOOST_THROW_EXCEPTION(common::OutputFileOpenException{} << common::filename_tag{filename});
-    }
+    common::NewFile file{filename};
     transport->download_to_file(url, file);
-    file.close();
 }
 
 }  // namespace zephran::http

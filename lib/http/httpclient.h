@@ -36,8 +36,10 @@ public:
     std::string send_patch_request(const std::string& url, const std::string& body,
                                    const std::string& content_type) const;
 
-    /// Streams the response body into `filename`, which is truncated first.
-    /// @throws common::OutputFileOpenException with common::filename_tag, before any traffic
+    /// Streams the response body into a new file that only its owner may read and write. What had
+    /// this name before is removed, never opened.
+    /// @throws common::OutputFileOpenException with common::filename_tag, before any traffic, also
+    ///         if a directory has this name
     void download_to_file(const std::string& url, const std::string& filename) const;
 
 private:

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "deployment/artifact_files.h"
 
-#include <fstream>
+#include <algorithm>
 
 #include <unistd.h>
 
 #include "common/exception.h"
 #include "common/logprint.h"
+#include "common/regular_file.h"
 #include "crypto/md5.h"
 #include "hawkbit/artifact_name.h"
 #include "hawkbit/exceptions.h"
@@ -20,12 +21,11 @@ using Artifact = hawkbit::DeploymentActionMessage::Artifact;
 using Chunk = hawkbit::DeploymentActionMessage::Chunk;
 
 void require_checksum(const std::string& path, const std::vector<std::uint8_t>& expected) {
-    std::ifstream file{path, std::ios::binary};
-    if (!file) {
-        BOOST_THROW_EXCEPTION(common::InputFileOpenException{} << common::filename_tag{path});
-    }
+    common::RegularFile file{path};
     crypto::MD5 md5;
-    md5.update(file);
+    for (const auto* block = &file.read(); !block->empty(); block = &file.read()) {
+        md5.update(*block);
+    }
     if (md5.digest() != expected) {
         BOOST_THROW_EXCEPTION(hawkbit::ChecksumMismatchException{} << common::filename_tag{path});
     }
@@ -42,6 +42,10 @@ void verify(const Artifact& artifact) {
                         "what", boost::diagnostic_information(error));
         BOOST_THROW_EXCEPTION(hawkbit::VerificationFailedException{} << common::filename_tag{path});
     }
+}
+
+void verify_all(const Chunk& chunk) {
+    std::for_each(chunk.artifacts().begin(), chunk.artifacts().end(), verify);
 }
 
 void remove(const Chunk& chunk) {

@@ -7,10 +7,14 @@
 /// lead out of the temporary directory are never touched.
 namespace zephran::artifact_files {
 
-/// Compares the checksum of the downloaded file with the announced one.
+/// Compares the checksum of the downloaded file with the announced one. A link is not followed, and
+/// neither a pipe nor a directory passes for a file.
 /// @throws hawkbit::VerificationFailedException with common::filename_tag, whatever went wrong; the
 ///         cause is logged
 void verify(const hawkbit::DeploymentActionMessage::Artifact& artifact);
+
+/// Does the same for every file of a chunk.
+void verify_all(const hawkbit::DeploymentActionMessage::Chunk& chunk);
 
 /// Deletes the files of a chunk that exist.
 void remove(const hawkbit::DeploymentActionMessage::Chunk& chunk);

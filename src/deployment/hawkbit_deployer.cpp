@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "deployment/artifact_files.h"
 #include "deployment/deployment_history.h"
 #include "installer/hawkbit_installer.h"
 #include "installer/installer_factory.h"
@@ -25,12 +26,15 @@ HawkbitDeployer::HawkbitDeployer(const hawkbit::Attributes& attributes,
       target_attributes{attributes},
       action{std::move(deployment)},
       context{std::move(installer_context)},
-      make_http_client{std::move(make_client)} {}
+      make_http_client{std::move(make_client)} {
+    file_claim.acquire(action.chunks());
+}
 
 HawkbitDeployer::~HawkbitDeployer() = default;
 
 void HawkbitDeployer::tick() {
     const bool had_error = error_.has_error;
+    take_up_installation();
     AdvancingFSM::tick();
     if (had_error && !finished && !cancelled) {
         cancel();
@@ -53,18 +57,26 @@ void HawkbitDeployer::resume() {
         deployment_history::interrupted_chunk_string(action.action_history());
     std::vector<Chunk> remaining =
         deployment_history::remaining_chunks(action.chunks(), interrupted);
-    auto interrupted_installer = make_installer(remaining.front());
+    auto resumable = make_installer(remaining.front());
 
     continue_with(std::move(remaining));
     resumed = true;
-    if (!interrupted_installer->can_resume()) {
+    if (!resumable->can_resume()) {
         ZLOG_WARNING("action", "resume", "message", "restarting chunk");
+        return;
+    }
+    interrupted_installer = std::move(resumable);
+    take_up_installation();
+}
+
+void HawkbitDeployer::take_up_installation() {
+    if (interrupted_installer == nullptr || cancelled || !owns_files()) {
         return;
     }
     adopt_installer(std::move(interrupted_installer));
     send_resume();
     installer->resume();
-    ZLOG_WARNING("action", "resume", "message", "resuming deployment");
+    ZLOG_WARNING_AS("resume", "action", "resume", "message", "resuming deployment");
 }
 
 std::uint32_t HawkbitDeployer::chunk_count() const {
@@ -105,6 +117,8 @@ std::unique_ptr<HawkbitInstaller> HawkbitDeployer::make_installer(const Chunk& f
     }
     auto created = InstallerFactory::create_installer(for_chunk.part(), context);
     created->assign(for_chunk, target_attributes);
+    // Between the download of a file and its use lie other downloads and other agents' steps.
+    created->call_before_start(artifact_files::verify_all);
     return created;
 }
 

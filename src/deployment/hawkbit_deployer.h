@@ -9,6 +9,7 @@
 
 #include "common/exception.h"
 #include "common/logprint.h"
+#include "deployment/file_claim.h"
 #include "fsm/advancing_fsm.h"
 #include "hawkbit/attributes.h"
 #include "hawkbit/messages/deployment_action.h"
@@ -39,7 +40,8 @@ struct InstallationInProgressException : common::Exception {
 
 /// Carries out one deployment action. For each chunk it downloads and verifies every artifact,
 /// hands the chunk to the installer of its part type, waits for it and deletes the files. Chunks
-/// whose version is already installed are skipped.
+/// whose version is already installed are skipped. While another live deployer owns one of its file
+/// names it does not begin; it owns its names until it has ended.
 class HawkbitDeployer
     : public AdvancingFSM<hawkbit_deployer_fsm::FSMDef, hawkbit_deployer_fsm::events::cancel,
                           hawkbit_deployer_fsm::events::advance, HawkbitDeployer> {
@@ -63,7 +65,8 @@ public:
     void cancel();
 
     /// Finds the interrupted installation in the action's history and continues with its chunk.
-    /// Does nothing without a history. If it throws, the deployer is unchanged.
+    /// Does nothing without a history. The installation is taken up once the deployer owns its file
+    /// names. If it throws, the deployer is unchanged.
     /// @throws UnsupportedHistoryForResumeException, InvalidChunkStringFormatException,
     ///         ChunkNotFoundException, UnsupportedPartException
     void resume();
@@ -90,6 +93,7 @@ public:
 
     /// @name Guards, actions, entries and exits of the state machine
     /// @{
+    [[nodiscard]] bool owns_files();
     [[nodiscard]] bool chunks_left();
     [[nodiscard]] bool artifacts_left();
     [[nodiscard]] bool installer_done();
@@ -102,8 +106,8 @@ public:
     void cancel_installer();
     void remove_artifacts();
     void cleanup();
-    void enter_finished() { finished = true; }
-    void enter_cancelled() { cancelled = true; }
+    void enter_finished();
+    void enter_cancelled();
     void enter_cancelling_installer() { cancelling = true; }
     void leave_cancelling_installer() { cancelling = false; }
 
@@ -126,12 +130,16 @@ private:
     void adopt_installer(std::unique_ptr<HawkbitInstaller> new_installer);
     void release_installer();
     void continue_with(std::vector<Chunk> chunks);
+    void take_up_installation();
     void send_resume();
 
     const hawkbit::Attributes& target_attributes;
     hawkbit::DeploymentActionMessage action;
     InstallerContext context;
     MakeHttpClient make_http_client;
+    FileClaim file_claim;
+    bool waiting_logged = false;
+    std::unique_ptr<HawkbitInstaller> interrupted_installer;
     std::unique_ptr<HawkbitInstaller> installer;
     std::uint32_t chunk_index_ = 0;
     std::size_t artifact_index = 0;

@@ -72,7 +72,20 @@ void HawkbitDeployer::remove_artifacts() {
 
 void HawkbitDeployer::cleanup() {
     ZLOG_DEBUG("event", "cleanup", "fsm", fsm_identity());
-    std::for_each(action.chunks().begin(), action.chunks().end(), artifact_files::remove);
+    // Until it owns its names the files are another deployer's.
+    if (file_claim.is_held()) {
+        std::for_each(action.chunks().begin(), action.chunks().end(), artifact_files::remove);
+    }
+}
+
+void HawkbitDeployer::enter_finished() {
+    finished = true;
+    file_claim.release();
+}
+
+void HawkbitDeployer::enter_cancelled() {
+    cancelled = true;
+    file_claim.release();
 }
 
 }  // namespace zephran

@@ -42,6 +42,7 @@ struct BasicFSMDef : fsm_rows::FrontEnd<BasicFSMDef<Owner>, Owner> {
     struct Cancelled : fsm_rows::StateWithEntry<&Owner::enter_cancelled> {};
     using initial_state = Init;
 
+    using owns_files = fsm_rows::Ask<&Owner::owns_files>;
     using chunks_left = fsm_rows::Ask<&Owner::chunks_left>;
     using artifacts_left = fsm_rows::Ask<&Owner::artifacts_left>;
     using installer_done = fsm_rows::Ask<&Owner::installer_done>;
@@ -58,7 +59,8 @@ struct BasicFSMDef : fsm_rows::FrontEnd<BasicFSMDef<Owner>, Owner> {
     // The rows of one source and event are tried from the last to the first.
     // clang-format off
     using transition_table = fsm_rows::Table<
-        Row<Init,                advance, CheckingChunk,       none,                 none>,
+        Row<Init,                advance, Init,                none,                 none>,
+        Row<Init,                advance, CheckingChunk,       none,                 owns_files>,
         Row<Init,                cancel,  Cancelled,           none,                 none>,
         Row<Init,                resume,  WaitingForInstaller, none,                 none>,
 

@@ -4,6 +4,16 @@
 
 namespace zephran {
 
+bool HawkbitDeployer::owns_files() {
+    const bool owned = file_claim.acquire(action.chunks());
+    if (!owned && !waiting_logged) {
+        waiting_logged = true;
+        ZLOG_INFO("event", "owns_files", "fsm", fsm_identity(), "message",
+                  "waiting for another deployment with the same file name");
+    }
+    return owned;
+}
+
 bool HawkbitDeployer::chunks_left() {
     ZLOG_DEBUG("event", "chunks_left", "fsm", fsm_identity());
     return has_current_chunk();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "common/exception.h"
@@ -10,6 +11,9 @@ namespace zephran::installer {
 
 ZEPHRAN_RECORD(expected_version, std::string, reported_at(245));
 ZEPHRAN_RECORD(found_version, std::string, reported_at(250));
+/// Bytes.
+ZEPHRAN_RECORD(image_size, std::int64_t, reported_at(255));
+ZEPHRAN_RECORD(partition_size, std::int64_t, reported_at(260));
 /// The output of a package manager.
 ZEPHRAN_RECORD(installer_output, std::string, reported_at(235));
 
@@ -26,6 +30,10 @@ struct VersionMismatchException : common::Exception {
 /// Carries installer_output_tag.
 struct PackageInstallFailedException : common::Exception {
     PackageInstallFailedException() : Exception{"Failed to install the package"} {}
+};
+/// Carries the flash device as common::filename_tag, image_size_tag and partition_size_tag.
+struct ImageTooLargeException : common::Exception {
+    ImageTooLargeException() : Exception{"Image is larger than the partition"} {}
 };
 struct InstallationFailedException : common::Exception {
     InstallationFailedException() : Exception{"Failed to install artifacts"} {}

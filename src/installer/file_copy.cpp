@@ -1,32 +1,66 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "installer/file_copy.h"
 
-#include <fstream>
+#include <cerrno>
+#include <cstdint>
+#include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "common/exception.h"
+#include "common/file_descriptor.h"
+#include "common/regular_file.h"
 
 namespace zephran::installer {
 
-void copy_file(const std::string& source, const std::string& destination) {
-    std::ifstream input{source, std::ios::binary};
-    if (!input) {
-        BOOST_THROW_EXCEPTION(common::InputFileOpenException{} << common::filename_tag{source});
+namespace {
+
+using common::FileDescriptor;
+
+constexpr mode_t for_everybody = 0666;
+
+bool write_all(const FileDescriptor& file, const std::vector<std::uint8_t>& bytes) {
+    std::size_t written = 0;
+    while (written < bytes.size()) {
+        const ssize_t count = ::write(file.get(), bytes.data() + written, bytes.size() - written);
+        if (count > 0) {
+            written += static_cast<std::size_t>(count);
+        } else if (count == 0 || errno != EINTR) {
+            return false;
+        }
     }
-    std::ofstream output{destination, std::ios::binary | std::ios::trunc};
-    if (!output) {
+    return true;
+}
+
+bool sync(const FileDescriptor& file) {
+    // Not every file system and device has something to sync.
+    return file.is_open() && (::fsync(file.get()) == 0 || errno == EINVAL);
+}
+
+std::string folder_of(const std::string& path) {
+    const auto slash = path.rfind('/');
+    return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+}
+
+}  // namespace
+
+void copy_file(const std::string& source, const std::string& destination) {
+    common::RegularFile input{source};
+    const FileDescriptor output{
+        ::open(destination.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, for_everybody)};
+    if (!output.is_open()) {
         BOOST_THROW_EXCEPTION(common::OutputFileOpenException{}
                               << common::filename_tag{destination});
     }
-    // Inserting an empty buffer would set the failure bit of the output stream.
-    if (input.peek() != std::ifstream::traits_type::eof()) {
-        output << input.rdbuf();
+    bool complete = true;
+    for (const auto* block = &input.read(); complete && !block->empty(); block = &input.read()) {
+        complete = write_all(output, *block);
     }
-    output.flush();
-    if (!output) {
+    // The name of a new file is in its folder, which has to be synced as well.
+    if (!complete || !sync(output) ||
+        !sync(FileDescriptor{::open(folder_of(destination).c_str(), O_RDONLY | O_CLOEXEC)})) {
         BOOST_THROW_EXCEPTION(common::FileWriteException{} << common::filename_tag{destination});
-    }
-    if (!input) {
-        BOOST_THROW_EXCEPTION(common::FileReadException{} << common::filename_tag{source});
     }
 }
 

@@ -5,7 +5,8 @@
 
 namespace zephran::installer {
 
-/// Copies a file; an existing destination is overwritten.
+/// Copies a file; an existing destination is overwritten. When it returns, the copy survives a
+/// power cut. A source that is a link is not followed.
 ///
 /// @throws common::InputFileOpenException, common::OutputFileOpenException,
 ///         common::FileWriteException, common::FileReadException, each with the path as

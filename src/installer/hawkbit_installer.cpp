@@ -73,6 +73,9 @@ void HawkbitInstaller::tell_check_artifact_count() {
 
 void HawkbitInstaller::tell_start_installation() {
     ZLOG_DEBUG("event", "start_installation", "fsm", fsm_identity());
+    if (check_before_start) {
+        check_before_start(chunk());
+    }
     start_installation();
 }
 

@@ -63,6 +63,13 @@ public:
     void assign(const hawkbit::DeploymentActionMessage::Chunk& new_chunk,
                 const hawkbit::Attributes& attributes);
 
+    /// Sets what is called right before the installation starts, but not when one is resumed. An
+    /// exception of it fails the installation.
+    void call_before_start(
+        std::function<void(const hawkbit::DeploymentActionMessage::Chunk&)> check) {
+        check_before_start = std::move(check);
+    }
+
     void cancel();
     /// Resumes an installation that was started before an interruption: it is not started again,
     /// but only asked whether it has finished.
@@ -153,6 +160,7 @@ private:
     void store_installed_version_time();
 
     hawkbit::DeploymentActionMessage::Chunk chunk_;
+    std::function<void(const hawkbit::DeploymentActionMessage::Chunk&)> check_before_start;
     const hawkbit::Attributes* target_attributes = nullptr;
     Outcome outcome = Outcome::open;
     bool resumed = false;

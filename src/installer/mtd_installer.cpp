@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "installer/mtd_installer.h"
 
+#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <thread>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "installer/artifact_path.h"
@@ -23,6 +25,19 @@ void log_command(const std::string& command) {
     ZLOG_INFO_AS("start_installation", "event", "executing", "command", command);
 }
 
+/// A number that is alone in a file, negative if there is none.
+std::int64_t read_number(const std::string& path) {
+    std::ifstream file{path};
+    std::int64_t number = -1;
+    std::string rest;
+    return file >> number && !(file >> rest) ? number : -1;
+}
+
+std::int64_t file_size(const std::string& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 ? std::int64_t{status.st_size} : 0;
+}
+
 }  // namespace
 
 MTDInstaller::MTDInstaller(const std::string& device_name, std::uint32_t write_attempts)
@@ -32,6 +47,7 @@ MTDInstaller::MTDInstaller(const std::string& device_name, std::uint32_t write_a
                            const Environment& environment)
     : device{environment.device_directory + device_name},
       erase_size_file{environment.partition_directory + device_name + "/erasesize"},
+      size_file{environment.partition_directory + device_name + "/size"},
       attempts{write_attempts} {}
 
 std::unique_ptr<HawkbitInstaller> MTDInstaller::create(const InstallerContext& context) {
@@ -46,6 +62,7 @@ void MTDInstaller::start_installation() {
         return;
     }
     const std::string write = write_command();
+    require_room();
     log_command(erase_command());
     run_required_command(erase_command());
     if (!write_with_retries(write)) {
@@ -61,6 +78,18 @@ void MTDInstaller::start_installation() {
 bool MTDInstaller::holds_image() const {
     const auto& image = chunk().artifacts().front();
     return get_file_md5(device, static_cast<std::size_t>(image.size())) == image.md5();
+}
+
+void MTDInstaller::require_room() const {
+    const auto& image = chunk().artifacts().front();
+    // The tool writes the file, whatever size the server has stated.
+    const std::int64_t size = std::max<std::int64_t>(image.size(), file_size(artifact_path(image)));
+    const std::int64_t room = read_number(size_file);
+    if (room >= 0 && size > room) {
+        BOOST_THROW_EXCEPTION(ImageTooLargeException{} << common::filename_tag{device}
+                                                       << image_size_tag{size}
+                                                       << partition_size_tag{room});
+    }
 }
 
 // The text is passed to dd unchanged.

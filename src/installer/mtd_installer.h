@@ -33,12 +33,15 @@ protected:
     /// @throws common::InputFileOpenException, common::FileReadException if the erase block size is
     ///         unknown
     /// @throws ProgramExecutionFailedException if the first erase fails
+    /// @throws ImageTooLargeException, before anything is erased, if the partition's size can be
+    ///         read and the image does not fit
     /// @throws InstallationFailedException if no write succeeds
     /// @throws VerificationFailedException if the partition reads back differently
     void start_installation() override;
 
 private:
     [[nodiscard]] bool holds_image() const;
+    void require_room() const;
     [[nodiscard]] std::string erase_size() const;
     [[nodiscard]] std::string erase_command() const { return "flash_erase " + device + " 0 0"; }
     [[nodiscard]] std::string write_command() const;
@@ -46,6 +49,7 @@ private:
 
     std::string device;
     std::string erase_size_file;
+    std::string size_file;
     std::uint32_t attempts;
 };
 

@@ -6,6 +6,7 @@
 
 #include <sys/stat.h>
 
+#include "common/regular_file.h"
 #include "installer/artifact_path.h"
 #include "installer/installer_factory.h"
 
@@ -16,7 +17,8 @@ namespace {
 const InstallerRegistration registration{"script", 15, ScriptInstaller::create};
 
 void make_executable(const std::string& path) {
-    if (chmod(path.c_str(), S_IRWXU) != 0) {
+    const common::FileDescriptor file = common::RegularFile::try_to_open(path);
+    if (!file.is_open() || fchmod(file.get(), S_IRWXU) != 0) {
         // Running the script will fail as well, with an exit code that is reported to the server.
         ZLOG_WARNING("action", "start_installation", "message", "could not make script executable",
                      "path", path, "what", std::generic_category().message(errno));

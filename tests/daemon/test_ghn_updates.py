@@ -64,6 +64,21 @@ def test_adapter_gets_new_firmware(bench, network, adapter):
     assert bench.gateway.leftovers() == []
 
 
+def test_adapters_with_one_file_name_get_their_own_firmware(bench, network, adapter):
+    other, newer = network.add_without_serial(), "2.0.2"
+    actions = [bench.server.assign(SERIAL, [network.image(NEW)]),
+               bench.server.assign(other.mac, [network.image(newer)])]
+    network.start()
+
+    for action in actions:
+        bench.wait_for_end(action)
+
+    assert [action.status for action in actions] == [Status.FINISHED, Status.FINISHED]
+    assert (adapter.firmware, other.firmware) == (NEW, newer)
+    assert len(bench.gateway.calls("l2fwserver")) == 2
+    assert bench.gateway.leftovers() == []
+
+
 @pytest.mark.parametrize("mishap, message, record", [
     ("keep_firmware_at_reset", "Expected version does not match the version that was found", OLD),
     ("vanish_at_reset", "Device did not return after reset", ""),

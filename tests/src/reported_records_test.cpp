@@ -46,6 +46,8 @@ TEST(ReportedRecords, ProgramsAreDescribed) {
     EXPECT_EQ(describe<installer::installer_output_tag>("a <b>\n"), "installer_output: a <b>\n");
     EXPECT_EQ(describe<installer::expected_version_tag>("2.1"), "expected_version: 2.1");
     EXPECT_EQ(describe<installer::found_version_tag>(""), "found_version: ");
+    EXPECT_EQ(describe<installer::image_size_tag>(9), "image_size: 9");
+    EXPECT_EQ(describe<installer::partition_size_tag>(8), "partition_size: 8");
 }
 
 TEST(ReportedRecords, TransfersAreDescribed) {

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "http/httpclient.h"
 
+#include <filesystem>
+#include <fstream>
 #include <memory>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "support/temporary_directory.h"
 
@@ -102,6 +105,73 @@ TEST_F(HttpClient, DownloadReplacesTheFile) {
     client.download_to_file("http://a/b", filename);
 
     EXPECT_EQ(directory.read("file"), "new");
+}
+
+TEST_F(HttpClient, DownloadReplacesALinkAndLeavesItsTargetAlone) {
+    const TemporaryDirectory directory;
+    const auto outside = directory.write("outside", "precious");
+    const auto filename = directory.path("file");
+    std::filesystem::create_symlink(outside, filename);
+    EXPECT_CALL(*transport, download_to_file("http://a/b", _))
+        .WillOnce([](const std::string&, std::ostream& out) { out << "new"; });
+
+    client.download_to_file("http://a/b", filename);
+
+    EXPECT_EQ(directory.read("outside"), "precious");
+    EXPECT_FALSE(std::filesystem::is_symlink(filename));
+    EXPECT_EQ(directory.read("file"), "new");
+}
+
+TEST_F(HttpClient, DownloadIsOutOfReachOfWhoeverHasTheOldFileOpen) {
+    const TemporaryDirectory directory;
+    std::ofstream planted{directory.write("file", "planted"), std::ios::in | std::ios::out};
+    EXPECT_CALL(*transport, download_to_file("http://a/b", _))
+        .WillOnce([](const std::string&, std::ostream& out) { out << "downloaded"; });
+
+    client.download_to_file("http://a/b", directory.path("file"));
+    planted << "rewritten" << std::flush;
+
+    ASSERT_TRUE(planted.good());
+    EXPECT_EQ(directory.read("file"), "downloaded");
+}
+
+TEST_F(HttpClient, DownloadDoesNotWaitForAPipe) {
+    const TemporaryDirectory directory;
+    const auto filename = directory.path("file");
+    ASSERT_EQ(mkfifo(filename.c_str(), S_IRUSR | S_IWUSR), 0);
+    EXPECT_CALL(*transport, download_to_file("http://a/b", _))
+        .WillOnce([](const std::string&, std::ostream& out) { out << "new"; });
+
+    client.download_to_file("http://a/b", filename);
+
+    EXPECT_TRUE(std::filesystem::is_regular_file(filename));
+    EXPECT_EQ(directory.read("file"), "new");
+}
+
+TEST_F(HttpClient, DownloadedFileIsForItsOwnerAlone) {
+    const TemporaryDirectory directory;
+    const auto filename = directory.write("file", "for everybody");
+    EXPECT_CALL(*transport, download_to_file("http://a/b", _));
+
+    client.download_to_file("http://a/b", filename);
+
+    EXPECT_EQ(std::filesystem::status(filename).permissions(),
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+TEST_F(HttpClient, DownloadOverADirectoryIsRefusedBeforeAnyTraffic) {
+    const TemporaryDirectory directory;
+    directory.write("file/inner", "");
+
+    try {
+        client.download_to_file("http://a/b", directory.path("file"));
+        FAIL() << "no exception";
+    } catch (const common::OutputFileOpenException& error) {
+        const auto* const named = boost::get_error_info<common::filename_tag>(error);
+        ASSERT_NE(named, nullptr);
+        EXPECT_EQ(*named, directory.path("file"));
+    }
+    EXPECT_TRUE(directory.has("file/inner"));
 }
 
 TEST_F(HttpClient, FailedDownloadLeavesWhatHadArrived) {

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "deployment/artifact_files.h"
 
+#include <filesystem>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "hawkbit/exceptions.h"
 #include "support/captured_log.h"
@@ -72,6 +75,26 @@ TEST_F(ArtifactFiles, TruncatedChecksumIsRefused) {
 TEST_F(ArtifactFiles, MissingFileIsRefusedByItsPath) {
     EXPECT_EQ(refused_path(artifact({"a.bin"})), platform.temp_directory + "a.bin");
     EXPECT_THAT(log.text(), ::testing::HasSubstr("Failed to open file for reading"));
+}
+
+TEST_F(ArtifactFiles, LinkIsRefusedWhateverItLeadsTo) {
+    platform.directory.write("elsewhere", "content");
+    std::filesystem::create_symlink(platform.directory.path("elsewhere"),
+                                    platform.directory.path("a.bin"));
+
+    EXPECT_EQ(refused_path(artifact({"a.bin", "content"})), platform.temp_directory + "a.bin");
+}
+
+TEST_F(ArtifactFiles, PipeIsRefusedWithoutWaitingForIt) {
+    ASSERT_EQ(mkfifo(platform.directory.path("a.bin").c_str(), S_IRUSR | S_IWUSR), 0);
+
+    EXPECT_EQ(refused_path(artifact({"a.bin", ""})), platform.temp_directory + "a.bin");
+}
+
+TEST_F(ArtifactFiles, DirectoryIsRefused) {
+    std::filesystem::create_directory(platform.directory.path("a.bin"));
+
+    EXPECT_EQ(refused_path(artifact({"a.bin", ""})), platform.temp_directory + "a.bin");
 }
 
 TEST_F(ArtifactFiles, RemoveDeletesTheFilesOfTheChunkAndNoOthers) {

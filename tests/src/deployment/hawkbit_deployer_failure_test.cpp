@@ -247,5 +247,33 @@ INSTANTIATE_TEST_SUITE_P(Names, HawkbitDeployerUnsafeName,
                                            "inner/../../evil", "a b", "a;b", "$(a)", "a\nb", "a'b",
                                            "\xC3\xA4", "a\\b", "*"));
 
+TEST_F(HawkbitDeployerFailure, FileThatHasChangedSinceItsVerificationIsNotInstalled) {
+    make(scripted_deployment(1));
+    tick(ticks_to_installer);
+    ASSERT_TRUE(deployer->has_installer());
+    platform.directory.write("a.bin", "Content of a.bin");
+
+    run_to_end();
+
+    EXPECT_TRUE(deployer->is_cancelled());
+    EXPECT_THAT(part.script.started, IsEmpty());
+    EXPECT_EQ(deployer->error().error_message, "Failed to verify artifact");
+    EXPECT_EQ(deployer->error().error_details, "filename: " + platform.temp_directory + "a.bin");
+    EXPECT_FALSE(has_file("a.bin"));
+}
+
+TEST_F(HawkbitDeployerFailure, EveryFileOfAChunkIsVerifiedBeforeItsInstallerStarts) {
+    make({"7", {{"scripted", "pair", "1", {{"first"}, {"second"}}}}});
+    while (!deployer->has_installer()) {
+        tick(1);
+    }
+    platform.directory.write("second", "changed");
+
+    run_to_end();
+
+    EXPECT_THAT(part.script.started, IsEmpty());
+    EXPECT_EQ(deployer->error().error_details, "filename: " + platform.temp_directory + "second");
+}
+
 }  // namespace
 }  // namespace zephran::test

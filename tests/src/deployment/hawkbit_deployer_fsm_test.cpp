@@ -19,6 +19,7 @@ using testing::ElementsAre;
 
 class RecordingDeployer : public test::RecordingOwner {
 public:
+    bool owns_files() { return ask(__func__); }
     bool chunks_left() { return ask(__func__); }
     bool artifacts_left() { return ask(__func__); }
     bool installer_done() { return ask(__func__); }
@@ -65,7 +66,7 @@ const TransitionTable& table() {
         steps.insert(steps.end(), more.begin(), more.end());
         return steps;
     };
-    static const Steps checking_chunk{{"advance", {}}};
+    static const Steps checking_chunk{{"advance", {"owns_files"}}};
     static const Steps checking_artifact = then(checking_chunk, {{"advance", {"chunks_left"}}});
     static const Steps downloading = then(checking_artifact, {{"advance", {"artifacts_left"}}});
     static const Steps verifying = then(downloading, {{"advance", {}}});
@@ -86,7 +87,7 @@ const TransitionTable& table() {
          {"Finished", "enter_finished", ""},
          {"Cancelled", "enter_cancelled", ""}},
         {"advance", "cancel", "resume"},
-        {{{"Init", "advance"}, {{"", "", "CheckingChunk"}}},
+        {{{"Init", "advance"}, {{"owns_files", "", "CheckingChunk"}, {"", "", "Init"}}},
          {{"Init", "cancel"}, {{"", "", "Cancelled"}}},
          {{"Init", "resume"}, {{"", "", "WaitingForInstaller"}}},
          {{"CheckingChunk", "advance"},

@@ -146,6 +146,50 @@ TEST_F(MTDInstallerTest, UnreadableDeviceIsErasedAndWritten) {
     EXPECT_EQ(tools.calls(), (Lines{erase_command(), write_command()}));
 }
 
+TEST_F(MTDInstallerTest, ImageLargerThanThePartitionIsRefusedBeforeTheErase) {
+    const std::string content = gateway.read("dev/mtd1");
+    gateway.write("mtd/mtd1/size", std::to_string(image.size() - 1) + "\n");
+
+    start();
+
+    expect_failure("Image is larger than the partition");
+    EXPECT_EQ(installer->error().error_details,
+              "filename: " + device + "\nimage_size: 12\npartition_size: 11");
+    EXPECT_EQ(tools.calls(), Lines{});
+    EXPECT_EQ(gateway.read("dev/mtd1"), content);
+}
+
+TEST_F(MTDInstallerTest, FileLargerThanThePartitionIsRefusedWhateverSizeWasAnnounced) {
+    platform.directory.write("boot.bin", image + "more");
+    gateway.write("mtd/mtd1/size", std::to_string(image.size()) + "\n");
+
+    start();
+
+    expect_failure("Image is larger than the partition");
+    EXPECT_EQ(tools.calls(), Lines{});
+}
+
+TEST_F(MTDInstallerTest, ImageAsLargeAsThePartitionIsWritten) {
+    gateway.write("mtd/mtd1/size", std::to_string(image.size()) + "\n");
+
+    start();
+
+    EXPECT_EQ(tools.calls(), (Lines{erase_command(), write_command()}));
+}
+
+TEST_F(MTDInstallerTest, UnreadableSizeOfThePartitionLimitsNothing) {
+    Lines expected;
+    for (const char* const content : {"", "\n", "unknown\n", "5 blocks\n", "-1\n"}) {
+        gateway.write("mtd/mtd1/size", content);
+        gateway.write("dev/mtd1", "another loader");
+
+        start();
+
+        expected.insert(expected.end(), {erase_command(), write_command()});
+        EXPECT_EQ(tools.calls(), expected) << content;
+    }
+}
+
 TEST_F(MTDInstallerTest, EraseSizeIsTheUnchangedFirstLine) {
     gateway.write("mtd/mtd1/erasesize", "64k\nsecond line");
 

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "installer/installer_factory.h"
 #include "support/fake_platform.h"
@@ -46,6 +47,29 @@ TEST_F(ScriptInstallerTest, ScriptBecomesExecutableForTheOwnerAlone) {
     start({"update.sh"});
 
     EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms::owner_all);
+}
+
+TEST_F(ScriptInstallerTest, TargetOfALinkKeepsItsPermissions) {
+    const TemporaryDirectory outside;
+    const std::string target = outside.write("target", "#!/bin/sh\n");
+    const auto permissions = std::filesystem::status(target).permissions();
+    std::filesystem::create_symlink(target, platform.directory.path("update.sh"));
+
+    start({"update.sh"});
+
+    EXPECT_EQ(std::filesystem::status(target).permissions(), permissions);
+    EXPECT_TRUE(installer.error().has_error);
+}
+
+TEST_F(ScriptInstallerTest, PipeIsNeitherWaitedForNorMadeExecutable) {
+    const std::string pipe = platform.directory.path("update.sh");
+    ASSERT_EQ(mkfifo(pipe.c_str(), S_IRUSR | S_IWUSR), 0);
+
+    start({"update.sh"});
+
+    EXPECT_EQ(std::filesystem::status(pipe).permissions(),
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    EXPECT_TRUE(installer.error().has_error);
 }
 
 TEST_F(ScriptInstallerTest, ExitCodeOfAFailedScriptIsReported) {

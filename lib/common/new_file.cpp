@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "common/new_file.h"
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "common/exception.h"
+
+namespace zephran::common {
+
+namespace {
+
+FileDescriptor create_anew(const std::string& path) {
+    // What cannot be removed, such as a directory, makes the next call fail.
+    ::unlink(path.c_str());
+    FileDescriptor file{::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                               S_IRUSR | S_IWUSR)};
+    if (!file.is_open()) {
+        BOOST_THROW_EXCEPTION(OutputFileOpenException{} << filename_tag{path});
+    }
+    return file;
+}
+
+}  // namespace
+
+NewFile::NewFile(const std::string& path) : std::ostream{nullptr}, buffer{create_anew(path)} {
+    rdbuf(&buffer);
+}
+
+NewFile::Buffer::int_type NewFile::Buffer::overflow(int_type character) {
+    if (traits_type::eq_int_type(character, traits_type::eof())) {
+        return traits_type::not_eof(character);
+    }
+    const char byte = traits_type::to_char_type(character);
+    return xsputn(&byte, 1) == 1 ? character : traits_type::eof();
+}
+
+std::streamsize NewFile::Buffer::xsputn(const char* data, std::streamsize length) {
+    std::streamsize written = 0;
+    while (written < length) {
+        const ssize_t count =
+            ::write(file.get(), data + written, static_cast<std::size_t>(length - written));
+        if (count > 0) {
+            written += count;
+        } else if (count == 0 || errno != EINTR) {
+            break;
+        }
+    }
+    return written;
+}
+
+}  // namespace zephran::common

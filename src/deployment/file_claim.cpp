@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "deployment/file_claim.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace zephran {
+
+namespace {
+
+/// The names in all claims.
+std::set<std::string>& claimed_names() {
+    static std::set<std::string> names;
+    return names;
+}
+
+std::set<std::string> names_in(const std::vector<FileClaim::Chunk>& chunks) {
+    std::set<std::string> names;
+    for (const auto& chunk : chunks) {
+        for (const auto& artifact : chunk.artifacts()) {
+            names.insert(artifact.filename());
+        }
+    }
+    return names;
+}
+
+}  // namespace
+
+bool FileClaim::acquire(const std::vector<Chunk>& chunks) {
+    if (held) {
+        return true;
+    }
+    auto wanted = names_in(chunks);
+    auto& claimed = claimed_names();
+    if (std::any_of(wanted.begin(), wanted.end(),
+                    [&](const std::string& name) { return claimed.count(name) != 0; })) {
+        return false;
+    }
+    claimed.insert(wanted.begin(), wanted.end());
+    names = std::move(wanted);
+    held = true;
+    return true;
+}
+
+void FileClaim::release() {
+    for (const std::string& name : names) {
+        claimed_names().erase(name);
+    }
+    names.clear();
+    held = false;
+}
+
+}  // namespace zephran

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "hawkbit/messages/deployment_action.h"
+
+namespace zephran {
+
+/// The file names of one deployment. All deployments of the process share the temporary directory,
+/// and two of them with one file name would install each other's files. Used on the main thread
+/// only.
+class FileClaim {
+public:
+    using Chunk = hawkbit::DeploymentActionMessage::Chunk;
+
+    FileClaim() = default;
+    FileClaim(const FileClaim&) = delete;
+    FileClaim(FileClaim&&) = delete;
+    FileClaim& operator=(const FileClaim&) = delete;
+    FileClaim& operator=(FileClaim&&) = delete;
+    ~FileClaim() { release(); }
+
+    /// Claims the names of all artifacts, or none of them if another claim has one.
+    /// @returns true if they are claimed, also by an earlier call
+    bool acquire(const std::vector<Chunk>& chunks);
+    void release();
+    [[nodiscard]] bool is_held() const { return held; }
+
+private:
+    std::set<std::string> names;
+    bool held = false;
+};
+
+}  // namespace zephran

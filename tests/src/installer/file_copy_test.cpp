@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "installer/file_copy.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "common/exception.h"
+#include "support/temporary_directory.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// What has been synced, and what to answer.
+struct Syncs {
+    std::vector<std::string> paths;
+    std::uintmax_t bytes_of_first = 0;
+    /// By path; any other call succeeds.
+    std::string failing;
+    int error = 0;
+};
+
+Syncs syncs;
+
+}  // namespace
+
+extern "C" int __wrap_fsync(int descriptor) {
+    const std::string path =
+        fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor)).string();
+    if (syncs.paths.empty()) {
+        syncs.bytes_of_first = fs::file_size(path);
+    }
+    syncs.paths.push_back(path);
+    if (path == syncs.failing) {
+        errno = syncs.error;
+        return -1;
+    }
+    return 0;
+}
+
+namespace zephran::installer {
+namespace {
+
+using testing::ElementsAre;
+
+class FileCopy : public testing::Test {
+protected:
+    FileCopy() {
+        syncs = {};
+        directory.write("source", "firmware");
+        fs::create_directory(directory.path("folder"));
+    }
+
+    void copy() const { copy_file(directory.path("source"), destination); }
+    template <class Exception>
+    [[nodiscard]] std::string path_in_failure() const {
+        try {
+            copy();
+        } catch (const Exception& error) {
+            const auto* const path = boost::get_error_info<common::filename_tag>(error);
+            return path == nullptr ? "no path" : *path;
+        }
+        return {};
+    }
+
+    TemporaryDirectory directory;
+    std::string destination = directory.path("folder/copy");
+};
+
+TEST_F(FileCopy, FileAndThenItsFolderAreOnTheDiskWhenItEnds) {
+    copy();
+
+    EXPECT_EQ(directory.read("folder/copy"), "firmware");
+    EXPECT_THAT(syncs.paths, ElementsAre(destination, directory.path("folder")));
+    EXPECT_EQ(syncs.bytes_of_first, std::string{"firmware"}.size());
+}
+
+TEST_F(FileCopy, FolderOfABareNameIsTheWorkingDirectory) {
+    const auto former = fs::current_path();
+    fs::current_path(directory.path("folder"));
+    destination = "copy";
+
+    copy();
+
+    fs::current_path(former);
+    EXPECT_THAT(syncs.paths, ElementsAre(directory.path("folder/copy"), directory.path("folder")));
+}
+
+TEST_F(FileCopy, FileThatCannotBeSyncedIsAnError) {
+    syncs.failing = destination;
+    syncs.error = EIO;
+
+    EXPECT_EQ(path_in_failure<common::FileWriteException>(), destination);
+}
+
+TEST_F(FileCopy, FolderThatCannotBeSyncedIsAnError) {
+    syncs.failing = directory.path("folder");
+    syncs.error = EIO;
+
+    EXPECT_EQ(path_in_failure<common::FileWriteException>(), destination);
+}
+
+TEST_F(FileCopy, FileSystemWithoutSyncOfFoldersIsAccepted) {
+    syncs.failing = directory.path("folder");
+    syncs.error = EINVAL;
+
+    EXPECT_NO_THROW(copy());
+}
+
+TEST_F(FileCopy, LinkIsNotFollowedToItsSource) {
+    directory.write("secret", "secret");
+    fs::remove(directory.path("source"));
+    fs::create_symlink(directory.path("secret"), directory.path("source"));
+
+    EXPECT_EQ(path_in_failure<common::InputFileOpenException>(), directory.path("source"));
+    EXPECT_FALSE(directory.has("folder/copy"));
+}
+
+TEST_F(FileCopy, PipeIsNotWaitedFor) {
+    fs::remove(directory.path("source"));
+    ASSERT_EQ(mkfifo(directory.path("source").c_str(), S_IRUSR | S_IWUSR), 0);
+
+    EXPECT_EQ(path_in_failure<common::FileReadException>(), directory.path("source"));
+    EXPECT_FALSE(directory.has("folder/copy"));
+}
+
+}  // namespace
+}  // namespace zephran::installer
