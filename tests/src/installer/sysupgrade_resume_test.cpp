@@ -10,14 +10,14 @@
 namespace zephran::installer {
 namespace {
 
-const std::string previous = "zephran.device.previous_version_os";
-const std::string unconfirmed = "zephran.device.previous_version_os_tmp";
+const std::string previous_key = "zephran.device.previous_version_os";
+const std::string unconfirmed_key = "zephran.device.previous_version_os_tmp";
 const std::string wanted = "2.1_20260101";
 
 /// The installation of firmware 2.1 after the reboot.
 class SysupgradeResumeTest : public testing::Test {
 protected:
-    SysupgradeResumeTest() { platform.config.values[unconfirmed] = "2.0_20250101"; }
+    SysupgradeResumeTest() { platform.config.values[unconfirmed_key] = "2.0_20250101"; }
 
     void resume_with_version(const std::string& version, const std::string& date) {
         platform.directory.write("nevra-version",
@@ -43,26 +43,26 @@ TEST_F(SysupgradeResumeTest, NewVersionFinishesIt) {
 
     EXPECT_TRUE(installer.is_finished());
     EXPECT_FALSE(installer.error().has_error);
-    EXPECT_EQ(platform.config.values.at(previous), "2.0_20250101");
-    EXPECT_EQ(platform.config.values.count(unconfirmed), 0U);
+    EXPECT_EQ(platform.config.values.at(previous_key), "2.0_20250101");
+    EXPECT_EQ(platform.config.values.count(unconfirmed_key), 0U);
     EXPECT_EQ(HawkbitInstaller::get_installed_version("os"), wanted);
 }
 
 TEST_F(SysupgradeResumeTest, OlderPreviousVersionIsReplaced) {
-    platform.config.values[previous] = "1.0_20200101";
+    platform.config.values[previous_key] = "1.0_20200101";
 
     resume_with_version("2.1", "20260101");
 
-    EXPECT_EQ(platform.config.values.at(previous), "2.0_20250101");
+    EXPECT_EQ(platform.config.values.at(previous_key), "2.0_20250101");
 }
 
 TEST_F(SysupgradeResumeTest, PreviousVersionIsKeptWhenNoneWasNoted) {
-    platform.config.values = {{previous, "1.0_20200101"}};
+    platform.config.values = {{previous_key, "1.0_20200101"}};
 
     resume_with_version("2.1", "20260101");
 
     EXPECT_TRUE(installer.is_finished());
-    EXPECT_EQ(platform.config.values.at(previous), "1.0_20200101");
+    EXPECT_EQ(platform.config.values.at(previous_key), "1.0_20200101");
 }
 
 TEST_F(SysupgradeResumeTest, NothingIsRunOrPreparedAgain) {
@@ -104,10 +104,10 @@ TEST_F(SysupgradeResumeTest, StoreThatRefusesDoesNotUndoTheUpgrade) {
 
     EXPECT_TRUE(installer.is_finished());
     EXPECT_FALSE(installer.error().has_error);
-    EXPECT_EQ(logged_after("message=could not store config entry key=" + previous, log.text()),
+    EXPECT_EQ(logged_after("message=could not store config entry key=" + previous_key, log.text()),
               std::vector<std::string>{" value=2.0_20250101"});
     EXPECT_EQ(logged_after("message=could not delete config entry", log.text()),
-              std::vector<std::string>{" key=" + unconfirmed});
+              std::vector<std::string>{" key=" + unconfirmed_key});
 }
 
 TEST_F(SysupgradeResumeTest, UnavailableStoreDoesNotUndoTheUpgrade) {
