@@ -15,6 +15,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "common/shell.h"
+
 namespace zephran::common {
 
 namespace {
@@ -39,44 +41,6 @@ public:
 private:
     int number;
 };
-
-// Runs in the memory of the suspended parent, so it may only make system calls.
-[[noreturn]] void become_shell(int read_end, int write_end, const char* command,
-                               const struct sigaction& default_action) {
-    close(read_end);
-    if (write_end == STDOUT_FILENO) {
-        // A parent without a standard output gets this number for the pipe.
-        fcntl(write_end, F_SETFD, 0);
-    } else {
-        dup2(write_end, STDOUT_FILENO);
-    }
-    // The daemon ignores SIGPIPE, and a shell cannot reset a signal that is ignored at its start.
-    sigaction(SIGPIPE, &default_action, nullptr);
-    setpgid(0, 0);
-    execl("/bin/sh", "/bin/sh", "-c", command, nullptr);
-    _exit(0);
-}
-
-// A separate function, so that the child does not clean up objects of the parent.
-pid_t start_shell(int read_end, int write_end, const char* command) {
-    struct sigaction default_action {};
-    default_action.sa_handler = SIG_DFL;
-    // vfork() because the gateways have little memory: fork() copies the daemon's page tables.
-    const pid_t child = vfork();  // NOLINT(clang-analyzer-security.insecureAPI.vfork)
-    if (child == 0) {
-        // NOLINTNEXTLINE(clang-analyzer-unix.Vfork): it never returns and makes system calls only
-        become_shell(read_end, write_end, command, default_action);
-    }
-    return child;
-}
-
-pid_t wait_for(pid_t child, int& status, int options) {
-    pid_t result = -1;
-    do {
-        result = waitpid(child, &status, options);
-    } while (result == -1 && errno == EINTR);
-    return result;
-}
 
 void set_blocking(int descriptor, bool blocking) {
     const auto flags = static_cast<unsigned int>(fcntl(descriptor, F_GETFL));
@@ -130,12 +94,16 @@ void POpen::popen_for_reading() {
     if (!stream) {
         fail(errno);
     }
-    const int read_number = read_end.release();
+    read_end.release();
     // Nothing may hide in the stream's buffer while poll() looks at the pipe.
     if (std::setvbuf(stream.get(), nullptr, _IONBF, 0) != 0) {
         fail(errno);
     }
-    const pid_t child = start_shell(read_number, write_end.get(), command.c_str());
+    ShellStart start;
+    start.output = write_end.get();
+    start.leads_group = true;
+    start.status_without_shell = 0;
+    const pid_t child = start_shell(command.c_str(), start);
     if (child <= 0) {
         fail(errno);
     }
@@ -221,9 +189,10 @@ boost::optional<int> POpen::pclose_kill(Clock::time_point deadline) {
 }
 
 boost::optional<int> POpen::kill_child() const {
-    kill(pid, SIGTERM);
+    // What it has started must not go on without it: the group.
+    kill(-pid, SIGTERM);
     std::this_thread::sleep_for(limits.term_to_kill);
-    kill(pid, SIGKILL);
+    kill(-pid, SIGKILL);
     // Every command that hangs would leave a zombie otherwise.
     int ignored = 0;
     wait_for(pid, ignored, 0);

@@ -39,7 +39,8 @@ struct TimeLimits {
 /// One shell command that runs as a child process in its own process group.
 ///
 /// Its standard output is collected. Its standard error goes where that of this process goes;
-/// callers append "2>&1" to collect it as well. Each object belongs to one thread.
+/// callers append "2>&1" to collect it as well. It inherits no other descriptor, and SIGPIPE and
+/// SIGCHLD have their default effect. Each object belongs to one thread.
 class POpen {
 public:
     /// Starts the command. A shell that cannot be executed looks like a command that succeeds
@@ -57,7 +58,8 @@ public:
     /// output when the child has been waited for before. Output is taken in blocks of at most 1024
     /// bytes, and a NUL byte hides the rest of its block.
     ///
-    /// A child that outlives the limit gets SIGTERM and, two seconds later, SIGKILL.
+    /// A child that outlives the limit gets SIGTERM and, two seconds later, SIGKILL, together with
+    /// its whole process group.
     ///
     /// @param timeout in seconds; 0 or less means no limit
     /// @throws AbnormalTerminationException with popen_command_tag, program_output_tag and, when a
