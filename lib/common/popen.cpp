@@ -15,6 +15,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "common/output_collector.h"
 #include "common/shell.h"
 
 namespace zephran::common {
@@ -48,13 +49,13 @@ void set_blocking(int descriptor, bool blocking) {
     fcntl(descriptor, F_SETFL, blocking ? other_flags : other_flags | O_NONBLOCK);
 }
 
-/// Appends one block. False at the end of the output; a read error counts as such.
-bool read_block(std::FILE* stream, std::string& output) {
+/// Takes one block. False at the end of the output; a read error counts as such.
+bool read_block(std::FILE* stream, OutputCollector& output) {
     std::array<char, 1024> block{};
     errno = 0;
     const std::size_t count = std::fread(block.data(), 1, block.size(), stream);
     const int error = errno;
-    output.append(block.data(), strnlen(block.data(), count));
+    output.take({block.data(), strnlen(block.data(), count)});
     if (std::ferror(stream) == 0) {
         return std::feof(stream) == 0;
     }
@@ -76,7 +77,10 @@ POpen::POpen(const std::string& shell_command, const TimeLimits& time_limits)
 
 // NOLINTNEXTLINE(bugprone-exception-escape): an abnormal end that nobody waits for ends the process
 POpen::~POpen() {
-    wait(0);
+    if (stream) {
+        OutputCollector nothing;
+        decode(collect_and_reap(nothing, milliseconds::zero()), {});
+    }
 }
 
 void POpen::popen_for_reading() {
@@ -124,6 +128,13 @@ int POpen::wait(std::string& output, milliseconds limit) {
     if (!stream) {
         return 0;
     }
+    OutputCollector collector{output};
+    const boost::optional<int> status = collect_and_reap(collector, limit);
+    collector.finish();
+    return decode(status, output);
+}
+
+boost::optional<int> POpen::collect_and_reap(OutputCollector& output, milliseconds limit) {
     boost::optional<int> status;
     if (limit <= milliseconds::zero()) {
         read_to_end(output);
@@ -135,16 +146,16 @@ int POpen::wait(std::string& output, milliseconds limit) {
     }
     stream.reset();
     pid = 0;
-    return decode(status, output);
+    return status;
 }
 
-void POpen::read_to_end(std::string& output) {
+void POpen::read_to_end(OutputCollector& output) {
     set_blocking(fileno(stream.get()), true);
     while (read_block(stream.get(), output)) {
     }
 }
 
-void POpen::read_until(std::string& output, Clock::time_point deadline) {
+void POpen::read_until(OutputCollector& output, Clock::time_point deadline) {
     set_blocking(fileno(stream.get()), false);
     for (auto now = Clock::now(); now < deadline; now = Clock::now()) {
         const auto remaining = std::chrono::ceil<milliseconds>(deadline - now).count();

@@ -8,7 +8,11 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
+#include <new>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -342,6 +346,89 @@ TEST(POpen, LimitHoldsForAChildThatNeverStopsWriting) {
     const auto failure = failure_of(process, start_time);
 
     EXPECT_EQ(failure.output.substr(0, 4), "y\ny\n");
+}
+
+TEST_P(POpenWait, OfALongOutputTheBeginningAndTheEndAreKept) {
+    POpen process{"echo begin; head -c 3000000 /dev/zero | tr '\\0' x; echo end"};
+    std::string output;
+
+    EXPECT_EQ(process.wait(output, GetParam()), 0);
+
+    const std::string line = "\n[bytes left out: " + std::to_string(3000010 - 2097152) + "]\n";
+    EXPECT_EQ(output.size(), 2097152U + line.size());
+    EXPECT_EQ(output.substr(0, 7), "begin\nx");
+    EXPECT_EQ(output.substr(1048576, line.size()), line);
+    EXPECT_EQ(output.substr(output.size() - 5), "xend\n");
+}
+
+/// Leaves this process so little memory that a long text cannot be stored.
+void use_up_memory() {
+    std::vector<std::unique_ptr<char[]>> blocks;  // NOLINT(modernize-avoid-c-arrays)
+    blocks.reserve(100000);
+    std::ifstream sizes{"/proc/self/statm"};
+    rlim_t pages = 0;
+    sizes >> pages;
+    const rlim_t size = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
+    const rlimit limit{size, size};
+    setrlimit(RLIMIT_AS, &limit);
+    try {
+        while (true) {
+            blocks.push_back(std::make_unique<char[]>(50000));  // NOLINT(modernize-avoid-c-arrays)
+        }
+    } catch (const std::bad_alloc&) {
+        blocks.pop_back();
+    }
+    // They must stay until the process ends.
+    static const auto kept = std::move(blocks);
+}
+
+/// Ends the process with 7 if the wait fails for lack of memory but does all that it has to.
+[[noreturn]] void wait_without_memory(const std::string& command, milliseconds limit) {
+    use_up_memory();
+    bool failed = false;
+    {
+        POpen process{command, impatient};
+        std::string output;
+        try {
+            process.wait(output, limit);
+        } catch (const std::bad_alloc&) {
+            failed = process.wait(output, limit) == 0 && !has_children();
+        }
+    }
+    std::_Exit(failed ? 7 : 1);
+}
+
+TEST(POpenDeathTest, LackOfMemoryIsReportedOnceTheChildHasEnded) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "The sanitizers need memory of their own";
+#endif
+    EXPECT_EXIT(wait_without_memory("head -c 3000000 /dev/zero | tr '\\0' x", 0ms),
+                testing::ExitedWithCode(7), "");
+}
+
+TEST(POpenDeathTest, LimitHoldsWithoutMemoryToo) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "The sanitizers need memory of their own";
+#endif
+    const auto start = Clock::now();
+
+    EXPECT_EXIT(wait_without_memory("exec timeout 30 yes", start_time), testing::ExitedWithCode(7),
+                "");
+
+    EXPECT_LT(Clock::now() - start, 20s);
+}
+
+TEST(POpenDeathTest, DestructorNeedsNoMemoryForTheOutput) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "The sanitizers need memory of their own";
+#endif
+    EXPECT_EXIT(
+        {
+            use_up_memory();
+            { const POpen process{"head -c 3000000 /dev/zero | tr '\\0' x"}; }
+            std::_Exit(has_children() ? 1 : 7);
+        },
+        testing::ExitedWithCode(7), "");
 }
 
 TEST(POpen, ChildMayExitAfterItHasClosedItsOutput) {
