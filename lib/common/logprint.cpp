@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/logprint.h"
 
+#include <algorithm>
 #include <array>
 #include <ctime>
 #include <iomanip>
@@ -35,6 +36,31 @@ std::string_view base_name(std::string_view path) {
     return slash == std::string_view::npos ? path : path.substr(slash + 1);
 }
 
+bool is_control(char character) {
+    return (character >= '\0' && character < ' ' && character != '\t') || character == '\x7f';
+}
+
+/// Writes a value so that nothing in it looks like the beginning of a line of the log.
+void write_harmless(std::ostream& stream, const std::string& value) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    auto rest = value.begin();
+    while (rest != value.end()) {
+        const auto next = std::find_if(rest, value.end(), is_control);
+        stream.write(&*rest, next - rest);
+        rest = next;
+        if (rest == value.end()) {
+            return;
+        }
+        if (*rest == '\n') {
+            stream << "\n    ";
+        } else {
+            const auto code = static_cast<unsigned char>(*rest);
+            stream << "\\x" << digits[code / digits.size()] << digits[code % digits.size()];
+        }
+        ++rest;
+    }
+}
+
 }  // namespace
 
 void render_log_value(std::ostream& stream, const std::chrono::milliseconds& duration) {
@@ -58,8 +84,10 @@ void render_log_value(std::ostream& stream, const std::chrono::system_clock::tim
 }
 
 void LogPrintable::print(std::ostream& stream) const {
+    std::ostringstream text;
+    value->print(text);
     stream << key << '=';
-    value->print(stream);
+    write_harmless(stream, text.str());
 }
 
 void LogPrint::print(const char* level, const char* file, int line, const char* function,

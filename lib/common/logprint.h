@@ -66,7 +66,8 @@ public:
     }
     virtual ~LogPrintable() = default;
 
-    /// Writes "key=value"; neither is quoted or escaped.
+    /// Writes "key=value"; neither is quoted. Bytes of the value below 0x20 and 0x7f are written as
+    /// "\xNN", but tabs as they are and line feeds with four blanks after them.
     void print(std::ostream& stream) const;
 
 private:

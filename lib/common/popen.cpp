@@ -15,6 +15,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "common/output_collector.h"
+#include "common/shell.h"
+
 namespace zephran::common {
 
 namespace {
@@ -40,57 +43,19 @@ private:
     int number;
 };
 
-// Runs in the memory of the suspended parent, so it may only make system calls.
-[[noreturn]] void become_shell(int read_end, int write_end, const char* command,
-                               const struct sigaction& default_action) {
-    close(read_end);
-    if (write_end == STDOUT_FILENO) {
-        // A parent without a standard output gets this number for the pipe.
-        fcntl(write_end, F_SETFD, 0);
-    } else {
-        dup2(write_end, STDOUT_FILENO);
-    }
-    // The daemon ignores SIGPIPE, and a shell cannot reset a signal that is ignored at its start.
-    sigaction(SIGPIPE, &default_action, nullptr);
-    setpgid(0, 0);
-    execl("/bin/sh", "/bin/sh", "-c", command, nullptr);
-    _exit(0);
-}
-
-// A separate function, so that the child does not clean up objects of the parent.
-pid_t start_shell(int read_end, int write_end, const char* command) {
-    struct sigaction default_action {};
-    default_action.sa_handler = SIG_DFL;
-    // vfork() because the gateways have little memory: fork() copies the daemon's page tables.
-    const pid_t child = vfork();  // NOLINT(clang-analyzer-security.insecureAPI.vfork)
-    if (child == 0) {
-        // NOLINTNEXTLINE(clang-analyzer-unix.Vfork): it never returns and makes system calls only
-        become_shell(read_end, write_end, command, default_action);
-    }
-    return child;
-}
-
-pid_t wait_for(pid_t child, int& status, int options) {
-    pid_t result = -1;
-    do {
-        result = waitpid(child, &status, options);
-    } while (result == -1 && errno == EINTR);
-    return result;
-}
-
 void set_blocking(int descriptor, bool blocking) {
     const auto flags = static_cast<unsigned int>(fcntl(descriptor, F_GETFL));
     const auto other_flags = flags & ~static_cast<unsigned int>(O_NONBLOCK);
     fcntl(descriptor, F_SETFL, blocking ? other_flags : other_flags | O_NONBLOCK);
 }
 
-/// Appends one block. False at the end of the output; a read error counts as such.
-bool read_block(std::FILE* stream, std::string& output) {
+/// Takes one block. False at the end of the output; a read error counts as such.
+bool read_block(std::FILE* stream, OutputCollector& output) {
     std::array<char, 1024> block{};
     errno = 0;
     const std::size_t count = std::fread(block.data(), 1, block.size(), stream);
     const int error = errno;
-    output.append(block.data(), strnlen(block.data(), count));
+    output.take({block.data(), strnlen(block.data(), count)});
     if (std::ferror(stream) == 0) {
         return std::feof(stream) == 0;
     }
@@ -112,7 +77,10 @@ POpen::POpen(const std::string& shell_command, const TimeLimits& time_limits)
 
 // NOLINTNEXTLINE(bugprone-exception-escape): an abnormal end that nobody waits for ends the process
 POpen::~POpen() {
-    wait(0);
+    if (stream) {
+        OutputCollector nothing;
+        decode(collect_and_reap(nothing, milliseconds::zero()), {});
+    }
 }
 
 void POpen::popen_for_reading() {
@@ -130,12 +98,16 @@ void POpen::popen_for_reading() {
     if (!stream) {
         fail(errno);
     }
-    const int read_number = read_end.release();
+    read_end.release();
     // Nothing may hide in the stream's buffer while poll() looks at the pipe.
     if (std::setvbuf(stream.get(), nullptr, _IONBF, 0) != 0) {
         fail(errno);
     }
-    const pid_t child = start_shell(read_number, write_end.get(), command.c_str());
+    ShellStart start;
+    start.output = write_end.get();
+    start.leads_group = true;
+    start.status_without_shell = 0;
+    const pid_t child = start_shell(command.c_str(), start);
     if (child <= 0) {
         fail(errno);
     }
@@ -156,6 +128,13 @@ int POpen::wait(std::string& output, milliseconds limit) {
     if (!stream) {
         return 0;
     }
+    OutputCollector collector{output};
+    const boost::optional<int> status = collect_and_reap(collector, limit);
+    collector.finish();
+    return decode(status, output);
+}
+
+boost::optional<int> POpen::collect_and_reap(OutputCollector& output, milliseconds limit) {
     boost::optional<int> status;
     if (limit <= milliseconds::zero()) {
         read_to_end(output);
@@ -167,16 +146,16 @@ int POpen::wait(std::string& output, milliseconds limit) {
     }
     stream.reset();
     pid = 0;
-    return decode(status, output);
+    return status;
 }
 
-void POpen::read_to_end(std::string& output) {
+void POpen::read_to_end(OutputCollector& output) {
     set_blocking(fileno(stream.get()), true);
     while (read_block(stream.get(), output)) {
     }
 }
 
-void POpen::read_until(std::string& output, Clock::time_point deadline) {
+void POpen::read_until(OutputCollector& output, Clock::time_point deadline) {
     set_blocking(fileno(stream.get()), false);
     for (auto now = Clock::now(); now < deadline; now = Clock::now()) {
         const auto remaining = std::chrono::ceil<milliseconds>(deadline - now).count();
@@ -221,9 +200,10 @@ boost::optional<int> POpen::pclose_kill(Clock::time_point deadline) {
 }
 
 boost::optional<int> POpen::kill_child() const {
-    kill(pid, SIGTERM);
+    // What it has started must not go on without it: the group.
+    kill(-pid, SIGTERM);
     std::this_thread::sleep_for(limits.term_to_kill);
-    kill(pid, SIGKILL);
+    kill(-pid, SIGKILL);
     // Every command that hangs would leave a zombie otherwise.
     int ignored = 0;
     wait_for(pid, ignored, 0);

@@ -26,6 +26,8 @@ struct AbnormalTerminationException : Exception {
     AbnormalTerminationException() : Exception{"Program terminated abnormally"} {}
 };
 
+class OutputCollector;
+
 /// Grace periods for a child with a time limit. Only unit tests pass other values.
 struct TimeLimits {
     /// Time to exit for a child that has closed its output, within its limit.
@@ -39,7 +41,8 @@ struct TimeLimits {
 /// One shell command that runs as a child process in its own process group.
 ///
 /// Its standard output is collected. Its standard error goes where that of this process goes;
-/// callers append "2>&1" to collect it as well. Each object belongs to one thread.
+/// callers append "2>&1" to collect it as well. It inherits no other descriptor, and SIGPIPE and
+/// SIGCHLD have their default effect. Each object belongs to one thread.
 class POpen {
 public:
     /// Starts the command. A shell that cannot be executed looks like a command that succeeds
@@ -55,13 +58,16 @@ public:
 
     /// Collects the output, also when an exception follows, and returns the exit code; 0 and no
     /// output when the child has been waited for before. Output is taken in blocks of at most 1024
-    /// bytes, and a NUL byte hides the rest of its block.
+    /// bytes, and a NUL byte hides the rest of its block. Of more than two mebibytes the first and
+    /// the last one are kept, with a line in between that says how many bytes are left out.
     ///
-    /// A child that outlives the limit gets SIGTERM and, two seconds later, SIGKILL.
+    /// A child that outlives the limit gets SIGTERM and, two seconds later, SIGKILL, together with
+    /// its whole process group.
     ///
     /// @param timeout in seconds; 0 or less means no limit
     /// @throws AbnormalTerminationException with popen_command_tag, program_output_tag and, when a
     ///         signal ended the child before the limit, program_signal_tag
+    /// @throws std::bad_alloc if the output could not be stored; the child has ended then, too
     int wait(std::string& output, int timeout);
     /// The same with the output discarded.
     int wait(int timeout);
@@ -75,8 +81,10 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void popen_for_reading();
-    void read_to_end(std::string& output);
-    void read_until(std::string& output, Clock::time_point deadline);
+    /// Leaves neither stream nor id behind, whatever becomes of the output.
+    boost::optional<int> collect_and_reap(OutputCollector& output, std::chrono::milliseconds limit);
+    void read_to_end(OutputCollector& output);
+    void read_until(OutputCollector& output, Clock::time_point deadline);
     /// The wait status; empty when there is none because the child was killed, or because it was
     /// reaped elsewhere.
     boost::optional<int> pclose_wait() const;

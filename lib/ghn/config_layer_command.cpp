@@ -3,6 +3,7 @@
 
 #include <stdexcept>
 
+#include <boost/algorithm/string/replace.hpp>
 #include <boost/throw_exception.hpp>
 
 namespace zephran::ghn {
@@ -27,13 +28,14 @@ ConfigLayerCommand::ConfigLayerCommand() {
     text << "configlayer";
 }
 
-ConfigLayerCommand::ConfigLayerCommand(const ConfigLayerCommand& other) {
+ConfigLayerCommand::ConfigLayerCommand(const ConfigLayerCommand& other) : secret{other.secret} {
     text << other.build();
 }
 
 ConfigLayerCommand& ConfigLayerCommand::operator=(const ConfigLayerCommand& other) {
     if (this != &other) {
         text = std::ostringstream{other.build(), std::ios::ate};
+        secret = other.secret;
     }
     return *this;
 }
@@ -55,6 +57,7 @@ ConfigLayerCommand& ConfigLayerCommand::interface(const std::string& name) {
 
 ConfigLayerCommand& ConfigLayerCommand::password(const std::string& word) {
     text << " -w " << word;
+    secret = word;
     return *this;
 }
 
@@ -81,6 +84,10 @@ ConfigLayerCommand& ConfigLayerCommand::parameter(const std::string& name,
                                                   const std::string& value) {
     text << " -p " << name << "=" << value;
     return *this;
+}
+
+std::string ConfigLayerCommand::without_password(const std::string& written) const {
+    return secret.empty() ? written : boost::replace_all_copy(written, secret, "***");
 }
 
 }  // namespace zephran::ghn

@@ -39,8 +39,12 @@ public:
     /// The command line.
     [[nodiscard]] std::string build() const { return text.str(); }
 
+    /// A text with "***" for every occurrence of the password.
+    [[nodiscard]] std::string without_password(const std::string& written) const;
+
 private:
     std::ostringstream text;
+    std::string secret;
 };
 
 }  // namespace zephran::ghn

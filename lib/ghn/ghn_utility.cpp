@@ -23,7 +23,8 @@ int run(const ConfigLayerCommand& command, std::string& output) {
         BOOST_THROW_EXCEPTION(failure);
     } catch (common::AbnormalTerminationException& error) {
         // Records are sent to the update server, and the command line contains the password.
-        error << common::popen_command_tag{"configlayer"};
+        error << common::popen_command_tag{"configlayer"}
+              << common::program_output_tag{command.without_password(output)};
         throw;
     }
 }
@@ -38,10 +39,11 @@ std::string GhnUtility::get_parameter_value(const ConfigLayerCommand& base,
     if (exit_code != 0) {
         BOOST_THROW_EXCEPTION(ConfigLayerFailedException{}
                               << common::program_exit_code_tag{exit_code}
-                              << configlayer_output_tag{output});
+                              << configlayer_output_tag{base.without_password(output)});
     }
     if (output.find(name + "=") == std::string::npos) {
-        BOOST_THROW_EXCEPTION(ConfigLayerFormatException{} << configlayer_output_tag{output});
+        BOOST_THROW_EXCEPTION(ConfigLayerFormatException{}
+                              << configlayer_output_tag{base.without_password(output)});
     }
     // The first occurrence counts, even if only a later one is followed by "=".
     return boost::trim_right_copy(output.substr(output.find(name) + name.size() + 1));

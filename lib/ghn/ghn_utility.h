@@ -13,6 +13,8 @@ struct GhnUtility {
     /// The value starts one character after the first occurrence of the name in the output and ends
     /// with the output, later lines included. Trailing white space is removed.
     ///
+    /// No exception shows the password, whatever the tool prints. The value may contain it.
+    ///
     /// @param base addresses the modem
     /// @throws ConfigLayerFailedException when the tool cannot be started or exits with a status
     ///         other than 0

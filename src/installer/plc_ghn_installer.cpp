@@ -33,12 +33,20 @@ bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
-/// Runs a tool without a time limit. Its command line may contain the password and is kept out of
-/// the records, which are sent to the update server.
+/// Runs a tool without a time limit. The password is kept out of what it prints and its command
+/// line out of the records, because both are sent to the update server.
+/// @param base knows the password
 /// @return its exit code
-int run(const std::string& command, const char* tool, std::string& output) {
+int run(const std::string& command, const char* tool, const ghn::ConfigLayerCommand& base,
+        std::string& output) {
     try {
-        return common::POpen{command}.wait(output, 0);
+        const int exit_code = common::POpen{command}.wait(output, 0);
+        output = base.without_password(output);
+        return exit_code;
+    } catch (common::AbnormalTerminationException& error) {
+        error << common::popen_command_tag{tool}
+              << common::program_output_tag{base.without_password(output)};
+        throw;
     } catch (common::Exception& error) {
         error << common::popen_command_tag{tool};
         throw;
@@ -67,20 +75,21 @@ void PLCGhnInstaller::start_installation() {
     const ghn::ConfigLayerCommand base = base_command(interface);
     const std::string current = ghn::GhnUtility::get_parameter_value(base, version_parameter);
     if (contains(current, chunk().version())) {
-        report_installed_version(current);
+        report_installed_version(base.without_password(current));
         set_installed();
         return;
     }
     arm_upgrade(base);
-    push_image(interface);
+    push_image(base, interface);
     report_upgrade_status(base);
     reset_device(base);
     std::this_thread::sleep_for(reset_pause);
 
     const std::string version = version_after_reset(base);
     if (!contains(version, chunk().version())) {
-        BOOST_THROW_EXCEPTION(VersionMismatchException{} << expected_version_tag{chunk().version()}
-                                                         << found_version_tag{version});
+        BOOST_THROW_EXCEPTION(VersionMismatchException{}
+                              << expected_version_tag{chunk().version()}
+                              << found_version_tag{base.without_password(version)});
     }
     set_installed();
     ZLOG_INFO("event", "installation_finished", "installer", "plc_ghn", "new_version", version);
@@ -114,12 +123,13 @@ void PLCGhnInstaller::arm_upgrade(const ghn::ConfigLayerCommand& base) const {
     run_required_command(command, "configlayer");
 }
 
-void PLCGhnInstaller::push_image(const std::string& interface) const {
+void PLCGhnInstaller::push_image(const ghn::ConfigLayerCommand& base,
+                                 const std::string& interface) const {
     const std::string command = "l2fwserver " + artifact_path(chunk().artifacts().front()) + " " +
                                 interface + " -m " + mac.str();
     log_command(command);
     std::string output;
-    const int exit_code = run(command, "l2fwserver", output);
+    const int exit_code = run(command, "l2fwserver", base, output);
     require_success(exit_code, output);
 }
 
@@ -130,7 +140,7 @@ void PLCGhnInstaller::report_upgrade_status(const ghn::ConfigLayerCommand& base)
                                     .parameter("FLUPGRADE.GENERAL.LAST_UPGRADE_INFO")
                                     .build();
     std::string output;
-    const int exit_code = run(command, "configlayer", output);
+    const int exit_code = run(command, "configlayer", base, output);
     report() << output;
     require_success(exit_code, output);
 }

@@ -45,7 +45,7 @@ private:
     [[nodiscard]] ghn::ConfigLayerCommand base_command(const std::string& interface) const;
     void report_installed_version(const std::string& version);
     void arm_upgrade(const ghn::ConfigLayerCommand& base) const;
-    void push_image(const std::string& interface) const;
+    void push_image(const ghn::ConfigLayerCommand& base, const std::string& interface) const;
     void report_upgrade_status(const ghn::ConfigLayerCommand& base);
     void reset_device(const ghn::ConfigLayerCommand& base) const;
     [[nodiscard]] std::string version_after_reset(const ghn::ConfigLayerCommand& base) const;

@@ -2,19 +2,57 @@
 #include "installer/system_command.h"
 
 #include <cerrno>
-#include <cstdlib>
+#include <csignal>
 
 #include <sys/wait.h>
 
 #include "common/popen.h"
+#include "common/shell.h"
 #include "installer/exceptions.h"
 
 namespace zephran::installer {
 
 namespace {
 
+/// Ignores a signal while it lives.
+class Ignored {
+public:
+    explicit Ignored(int signal_number) : number{signal_number} {
+        struct sigaction ignore {};
+        ignore.sa_handler = SIG_IGN;
+        sigaction(number, &ignore, &previous);
+    }
+    Ignored(const Ignored&) = delete;
+    Ignored(Ignored&&) = delete;
+    Ignored& operator=(const Ignored&) = delete;
+    Ignored& operator=(Ignored&&) = delete;
+    ~Ignored() { sigaction(number, &previous, nullptr); }
+    /// Lets a child have the signal's default effect unless it was ignored before, too.
+    void spare(common::ShellStart& start) const {
+        if (previous.sa_handler != SIG_IGN) {
+            sigaddset(&start.not_ignored, number);
+        }
+    }
+
+private:
+    int number;
+    struct sigaction previous {};
+};
+
+/// @return the wait status, -1 with errno if there is none
 int run(const std::string& command) {
-    return std::system(command.c_str());  // NOLINT(cert-env33-c): the command is the daemon's own
+    // Ctrl-C goes to the whole process group; the command decides what it means.
+    const Ignored interrupt{SIGINT};
+    const Ignored quit{SIGQUIT};
+    common::ShellStart start;
+    interrupt.spare(start);
+    quit.spare(start);
+    const pid_t child = common::start_shell(command.c_str(), start);
+    if (child == -1) {
+        return -1;
+    }
+    int status = 0;
+    return common::wait_for(child, status, 0) == child ? status : -1;
 }
 
 }  // namespace

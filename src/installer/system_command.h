@@ -5,7 +5,9 @@
 
 namespace zephran::installer {
 
-/// Runs a shell command with system(3) and waits for its end. It inherits the daemon's output.
+/// Runs a shell command as system(3) does and waits for its end. It inherits the daemon's standard
+/// streams and process group but no other descriptor; SIGPIPE and SIGCHLD have their default
+/// effect.
 /// @returns whether its exit status was 0
 [[nodiscard]] bool run_command(const std::string& command);
 

@@ -3,6 +3,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <initializer_list>
 #include <iostream>
 #include <string>
 
@@ -110,6 +111,47 @@ TEST_F(ExitHandlerDeathTest, SignalBeforeTheFirstUseEndsTheProcess) {
             std::exit(7);
         },
         KilledBySignal(SIGTERM), "");
+}
+
+/// Ends the process with 7 if the signals have these dispositions, else with 1.
+[[noreturn]] void exit_by_dispositions(std::initializer_list<int> signals, void (*expected)(int)) {
+    for (const int number : signals) {
+        struct sigaction current {};
+        if (sigaction(number, nullptr, &current) != 0 || current.sa_handler != expected) {
+            std::_Exit(1);
+        }
+    }
+    std::_Exit(7);
+}
+
+TEST_F(ExitHandlerDeathTest, ChildrenCanBeWaitedForEvenIfTheParentIgnoredTheirEnd) {
+    EXPECT_EXIT(
+        {
+            (void)std::signal(SIGCHLD, SIG_IGN);
+            ExitHandler::instance();
+            exit_by_dispositions({SIGCHLD}, SIG_DFL);
+        },
+        ExitedWithCode(7), "");
+}
+
+TEST_F(ExitHandlerDeathTest, ClosedConnectionDoesNotEndTheProcess) {
+    EXPECT_EXIT(
+        {
+            ExitHandler::instance();
+            exit_by_dispositions({SIGPIPE}, SIG_IGN);
+        },
+        ExitedWithCode(7), "");
+}
+
+TEST_F(ExitHandlerDeathTest, SignalsHaveTheirDefaultEffectOnceTheHandlerIsGone) {
+    EXPECT_EXIT(
+        {
+            // What is registered before the handler is made runs after it is destroyed.
+            (void)std::atexit([] { exit_by_dispositions({SIGINT, SIGTERM}, SIG_DFL); });
+            ExitHandler::instance();
+            std::exit(1);
+        },
+        ExitedWithCode(7), "");
 }
 
 TEST_F(ExitHandlerDeathTest, OtherSignalsKeepTheirDefaultEffect) {

@@ -3,6 +3,7 @@
 
 #include <condition_variable>
 #include <ctime>
+#include <iomanip>
 #include <mutex>
 #include <regex>
 #include <set>
@@ -208,7 +209,40 @@ TEST(LogValue, TextsAreWrittenAsTheyAre) {
 
     EXPECT_EQ(rendered("literal"), "literal");
     EXPECT_EQ(rendered(pointer), "a=b c");
-    EXPECT_EQ(rendered(std::string{"two\nlines \"quoted\""}), "two\nlines \"quoted\"");
+    EXPECT_EQ(rendered(std::string{"\"quoted\" \\ \t ~ \xc3\xa4 \xff"}),
+              "\"quoted\" \\ \t ~ \xc3\xa4 \xff");
+}
+
+TEST(LogValue, FurtherLinesAreIndented) {
+    EXPECT_EQ(rendered(std::string{"two\nlines"}), "two\n    lines");
+    EXPECT_EQ(rendered(std::string{"a\n\nb\n"}), "a\n    \n    b\n    ");
+}
+
+TEST(LogValue, TextCannotForgeALine) {
+    const std::string forged = "1\n00:00:00 ERROR main.cpp:1 main: message=forged";
+
+    EXPECT_EQ(line_after_time("version", forged, "key", 2),
+              " INFO file.cpp:12 run: version=1\n"
+              "    00:00:00 ERROR main.cpp:1 main: message=forged key=2\n");
+}
+
+TEST(LogValue, ControlCharactersAreWrittenAsNumbers) {
+    for (int code = 0; code < 0x100; ++code) {
+        const bool control = (code < 0x20 && code != '\n' && code != '\t') || code == 0x7f;
+        const std::string text{'a', static_cast<char>(code), 'b'};
+        std::ostringstream expected;
+        expected << "a\\x" << std::hex << std::setw(2) << std::setfill('0') << code << 'b';
+
+        if (control) {
+            EXPECT_EQ(rendered(text), expected.str());
+        } else if (code != '\n') {
+            EXPECT_EQ(rendered(text), text);
+        }
+    }
+}
+
+TEST(LogValue, EscapeCodesOfATerminalAreHarmless) {
+    EXPECT_EQ(rendered(std::string{"\x1b[2J\r\x7f"}), "\\x1b[2J\\x0d\\x7f");
 }
 
 TEST(LogValue, IntegersAreDecimal) {
@@ -259,7 +293,7 @@ TEST(LogValue, JsonIsItsStyledText) {
     Json::Value value;
     value["a"] = 1;
 
-    EXPECT_EQ(rendered(value), "{\n\t\"a\" : 1\n}");
+    EXPECT_EQ(rendered(value), "{\n    \t\"a\" : 1\n    }");
 }
 
 TEST(LogValue, MacAddressIsItsText) {

@@ -6,15 +6,23 @@
 #include <csignal>
 #include <exception>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
+#include <memory>
+#include <new>
+#include <thread>
+#include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "support/interrupting_timer.h"
+#include "support/refused_system_call.h"
 #include "support/temporary_directory.h"
 
 namespace zephran::common {
@@ -64,6 +72,51 @@ std::string output_of(const std::string& command) {
 bool has_children() {
     return waitpid(-1, nullptr, WNOHANG) != -1 || errno != ECHILD;
 }
+
+/// Whether a process runs; one that has ended and was not waited for does not.
+bool is_running(const std::string& process) {
+    std::ifstream file{"/proc/" + process + "/stat"};
+    std::string id;
+    std::string name;
+    std::string state;
+    return static_cast<bool>(file >> id >> name >> state) && state != "Z" && state != "X";
+}
+
+/// The ignored signals of a child, as a bit mask.
+unsigned long long ignored_signals_of_child() {
+    POpen process{"sed -n 's/^SigIgn:[^0-9a-f]*//p' /proc/$$/status", impatient};
+    std::string text;
+    try {
+        process.wait(text, 0);
+    } catch (const AbnormalTerminationException&) {
+        // This process cannot wait for its children while it ignores SIGCHLD.
+        EXPECT_NE(text, "");
+    }
+    return text.empty() ? ~0ULL : std::stoull(text, nullptr, 16);
+}
+
+/// Descriptors that a child could inherit, the lowest free one and a high one.
+class InheritableDescriptors {
+public:
+    InheritableDescriptors() : low{dup(STDERR_FILENO)}, high{fcntl(STDERR_FILENO, F_DUPFD, 200)} {}
+    InheritableDescriptors(const InheritableDescriptors&) = delete;
+    InheritableDescriptors(InheritableDescriptors&&) = delete;
+    InheritableDescriptors& operator=(const InheritableDescriptors&) = delete;
+    InheritableDescriptors& operator=(InheritableDescriptors&&) = delete;
+    ~InheritableDescriptors() {
+        close(low);
+        close(high);
+    }
+    /// A command that prints those that it has.
+    [[nodiscard]] std::string list() const {
+        const std::string both = std::to_string(low) + " " + std::to_string(high);
+        return "for n in 2 " + both + "; do test -e /proc/$$/fd/$n && echo $n; done; true";
+    }
+
+private:
+    int low;
+    int high;
+};
 
 auto count_descriptors() {
     const std::filesystem::directory_iterator descriptors{"/proc/self/fd"};
@@ -250,6 +303,32 @@ TEST(POpen, ChildThatIgnoresTheRequestIsKilled) {
     EXPECT_FALSE(has_children());
 }
 
+TEST(POpen, ProcessesThatTheChildHasStartedAreAskedToEndToo) {
+    const TemporaryDirectory directory;
+    const TimeLimits limits{50ms, 5ms, start_time};
+    POpen process{"(trap 'echo asked >" + directory.path("file") +
+                      "; exit' TERM; while :; do sleep 0.02; done) & wait",
+                  limits};
+
+    failure_of(process, start_time);
+
+    EXPECT_EQ(directory.read("file"), "asked\n");
+}
+
+TEST(POpen, ProcessesThatTheChildHasStartedAreKilledToo) {
+    POpen process{"trap '' TERM; sleep 60 & echo $!; wait", impatient};
+
+    const auto failure = failure_of(process, start_time);
+
+    ASSERT_NE(failure.output, "");
+    const std::string started = failure.output.substr(0, failure.output.find('\n'));
+    const auto deadline = Clock::now() + 20s;
+    while (is_running(started) && Clock::now() < deadline) {
+        std::this_thread::yield();
+    }
+    EXPECT_FALSE(is_running(started));
+}
+
 TEST(POpen, PauseBeforeTheKillLastsThroughSignals) {
     const InterruptingTimer timer{5ms};
     const TimeLimits limits{50ms, 5ms, 300ms};
@@ -267,6 +346,89 @@ TEST(POpen, LimitHoldsForAChildThatNeverStopsWriting) {
     const auto failure = failure_of(process, start_time);
 
     EXPECT_EQ(failure.output.substr(0, 4), "y\ny\n");
+}
+
+TEST_P(POpenWait, OfALongOutputTheBeginningAndTheEndAreKept) {
+    POpen process{"echo begin; head -c 3000000 /dev/zero | tr '\\0' x; echo end"};
+    std::string output;
+
+    EXPECT_EQ(process.wait(output, GetParam()), 0);
+
+    const std::string line = "\n[bytes left out: " + std::to_string(3000010 - 2097152) + "]\n";
+    EXPECT_EQ(output.size(), 2097152U + line.size());
+    EXPECT_EQ(output.substr(0, 7), "begin\nx");
+    EXPECT_EQ(output.substr(1048576, line.size()), line);
+    EXPECT_EQ(output.substr(output.size() - 5), "xend\n");
+}
+
+/// Leaves this process so little memory that a long text cannot be stored.
+void use_up_memory() {
+    std::vector<std::unique_ptr<char[]>> blocks;  // NOLINT(modernize-avoid-c-arrays)
+    blocks.reserve(100000);
+    std::ifstream sizes{"/proc/self/statm"};
+    rlim_t pages = 0;
+    sizes >> pages;
+    const rlim_t size = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
+    const rlimit limit{size, size};
+    setrlimit(RLIMIT_AS, &limit);
+    try {
+        while (true) {
+            blocks.push_back(std::make_unique<char[]>(50000));  // NOLINT(modernize-avoid-c-arrays)
+        }
+    } catch (const std::bad_alloc&) {
+        blocks.pop_back();
+    }
+    // They must stay until the process ends.
+    static const auto kept = std::move(blocks);
+}
+
+/// Ends the process with 7 if the wait fails for lack of memory but does all that it has to.
+[[noreturn]] void wait_without_memory(const std::string& command, milliseconds limit) {
+    use_up_memory();
+    bool failed = false;
+    {
+        POpen process{command, impatient};
+        std::string output;
+        try {
+            process.wait(output, limit);
+        } catch (const std::bad_alloc&) {
+            failed = process.wait(output, limit) == 0 && !has_children();
+        }
+    }
+    std::_Exit(failed ? 7 : 1);
+}
+
+TEST(POpenDeathTest, LackOfMemoryIsReportedOnceTheChildHasEnded) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "The sanitizers need memory of their own";
+#endif
+    EXPECT_EXIT(wait_without_memory("head -c 3000000 /dev/zero | tr '\\0' x", 0ms),
+                testing::ExitedWithCode(7), "");
+}
+
+TEST(POpenDeathTest, LimitHoldsWithoutMemoryToo) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "The sanitizers need memory of their own";
+#endif
+    const auto start = Clock::now();
+
+    EXPECT_EXIT(wait_without_memory("exec timeout 30 yes", start_time), testing::ExitedWithCode(7),
+                "");
+
+    EXPECT_LT(Clock::now() - start, 20s);
+}
+
+TEST(POpenDeathTest, DestructorNeedsNoMemoryForTheOutput) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "The sanitizers need memory of their own";
+#endif
+    EXPECT_EXIT(
+        {
+            use_up_memory();
+            { const POpen process{"head -c 3000000 /dev/zero | tr '\\0' x"}; }
+            std::_Exit(has_children() ? 1 : 7);
+        },
+        testing::ExitedWithCode(7), "");
 }
 
 TEST(POpen, ChildMayExitAfterItHasClosedItsOutput) {
@@ -313,11 +475,52 @@ TEST(POpen, ChildLeadsAProcessGroupOfItsOwn) {
 
 TEST(POpen, ChildDoesNotInheritThatSigpipeIsIgnored) {
     auto* const previous = std::signal(SIGPIPE, SIG_IGN);
-    const auto ignored = output_of("sed -n 's/^SigIgn:[^0-9a-f]*//p' /proc/$$/status");
+    const auto ignored = ignored_signals_of_child();
     ASSERT_NE(std::signal(SIGPIPE, previous), SIG_ERR);
 
-    ASSERT_NE(ignored, "");
-    EXPECT_EQ(std::stoull(ignored, nullptr, 16) & (1ULL << (SIGPIPE - 1)), 0U);
+    EXPECT_EQ(ignored & (1ULL << (SIGPIPE - 1)), 0U);
+}
+
+TEST(POpen, ChildKeepsWhatElseIsIgnored) {
+    auto* const previous = std::signal(SIGHUP, SIG_IGN);
+    const auto ignored = ignored_signals_of_child();
+    ASSERT_NE(std::signal(SIGHUP, previous), SIG_ERR);
+
+    EXPECT_NE(ignored & (1ULL << (SIGHUP - 1)), 0U);
+}
+
+TEST(POpen, ChildKeepsTheSignalMask) {
+    const std::string blocked = "exec sed -n 's/^SigBlk:[^0-9a-f]*//p' /proc/self/status";
+
+    EXPECT_EQ(std::stoull(output_of(blocked), nullptr, 16), 0U);
+}
+
+TEST(POpen, ChildInheritsOnlyTheStandardStreams) {
+    const InheritableDescriptors descriptors;
+
+    EXPECT_EQ(output_of(descriptors.list()), "2\n");
+}
+
+TEST(POpenDeathTest, OlderKernelsCloseDescriptorsOneByOne) {
+    const InheritableDescriptors descriptors;
+
+    EXPECT_EXIT(
+        {
+            const bool refused = refuse_system_call(SYS_close_range, ENOSYS);
+            std::_Exit(refused && output_of(descriptors.list()) == "2\n" ? 7 : 1);
+        },
+        testing::ExitedWithCode(7), "");
+}
+
+TEST(POpenDeathTest, ShellThatCannotBeExecutedLooksLikeASuccess) {
+    EXPECT_EXIT(
+        {
+            const bool refused = refuse_system_call(SYS_execve, ENOENT);
+            POpen process{"echo hello; exit 3"};
+            std::string output;
+            std::_Exit(refused && process.wait(output, 0) == 0 && output.empty() ? 7 : 1);
+        },
+        testing::ExitedWithCode(7), "");
 }
 
 TEST(POpen, ChildDoesNotInheritThePipesOfOthers) {

@@ -144,6 +144,32 @@ TEST(ConfigLayerCommand, SelfAssignmentChangesNothing) {
     EXPECT_EQ(command.build(), "configlayer -i I -p X");
 }
 
+TEST(ConfigLayerCommand, PasswordIsReplacedWhereverATextHasIt) {
+    ConfigLayerCommand command;
+    command.interface("I").password("hush");
+
+    EXPECT_EQ(command.without_password(command.build()), "configlayer -i I -w ***");
+    EXPECT_EQ(command.without_password("hush-hush hus h"), "***-*** hus h");
+    EXPECT_EQ(command.without_password(""), "");
+}
+
+TEST(ConfigLayerCommand, TextIsUnchangedWithoutAPassword) {
+    EXPECT_EQ(ConfigLayerCommand{}.without_password("hush"), "hush");
+    EXPECT_EQ(ConfigLayerCommand{}.password("").without_password("hush"), "hush");
+}
+
+TEST(ConfigLayerCommand, CopiesKnowThePassword) {
+    ConfigLayerCommand original;
+    original.password("hush");
+    ConfigLayerCommand assigned;
+
+    assigned = original;
+
+    EXPECT_EQ(assigned.without_password("hush"), "***");
+    EXPECT_EQ(original.clone().without_password("hush"), "***");
+    EXPECT_EQ(ConfigLayerCommand{std::move(original)}.without_password("hush"), "***");
+}
+
 TEST(ConfigLayerCommand, MovedCommandAppendsToTheTextSoFar) {
     ConfigLayerCommand original;
     original.interface("I");

@@ -17,6 +17,7 @@ namespace zephran::ghn {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
@@ -231,6 +232,54 @@ TEST_F(GhnUtilityTest, KilledToolIsDistinguishedFromAFailedOneWithoutThePassword
         EXPECT_EQ(record<common::program_output_tag>(error), "X=1\n");
         EXPECT_THAT(boost::diagnostic_information(error), Not(HasSubstr("hush")));
     }
+}
+
+/// A tool that prints its own command line, and then does what a script says.
+std::string noisy(const std::string& script) {
+    return "echo \"$0 $*\"; " + script;
+}
+
+TEST_F(GhnUtilityTest, PasswordThatTheToolRepeatsIsKeptOutOfAFailure) {
+    tools.add("configlayer", noisy("echo hush; exit 3"));
+
+    try {
+        static_cast<void>(value_of("X"));
+        FAIL() << "the answer was taken";
+    } catch (const ConfigLayerFailedException& error) {
+        EXPECT_THAT(record<configlayer_output_tag>(error),
+                    EndsWith(" -w *** -m 02:00:00:00:00:01 -o GET -p X\n***\n"));
+        EXPECT_THAT(boost::diagnostic_information(error), Not(HasSubstr("hush")));
+    }
+}
+
+TEST_F(GhnUtilityTest, PasswordThatTheToolRepeatsIsKeptOutOfAFormatError) {
+    tools.add("configlayer", noisy(":"));
+
+    try {
+        static_cast<void>(value_of("X"));
+        FAIL() << "the answer was taken";
+    } catch (const ConfigLayerFormatException& error) {
+        EXPECT_THAT(record<configlayer_output_tag>(error), HasSubstr(" -w *** -m "));
+        EXPECT_THAT(boost::diagnostic_information(error), Not(HasSubstr("hush")));
+    }
+}
+
+TEST_F(GhnUtilityTest, PasswordThatTheToolRepeatsIsKeptOutOfAnAbnormalEnd) {
+    tools.add("configlayer", noisy("kill -9 0"));
+
+    try {
+        static_cast<void>(value_of("X"));
+        FAIL() << "the answer was taken";
+    } catch (const common::AbnormalTerminationException& error) {
+        EXPECT_THAT(record<common::program_output_tag>(error), HasSubstr(" -w *** -m "));
+        EXPECT_THAT(boost::diagnostic_information(error), Not(HasSubstr("hush")));
+    }
+}
+
+TEST_F(GhnUtilityTest, PasswordThatIsPartOfAValueDoesNotChangeIt) {
+    answer("X=hushed");
+
+    EXPECT_EQ(value_of("X"), "hushed");
 }
 
 }  // namespace

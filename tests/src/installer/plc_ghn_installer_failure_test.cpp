@@ -13,6 +13,7 @@ namespace zephran::installer {
 namespace {
 
 using ::testing::ElementsAreArray;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
@@ -201,6 +202,60 @@ TEST_F(FailedPLCGhnInstallation, PushWithoutItsTool) {
     installer.tick();
 
     expect_failure(program_failed, "program_exit_code: 127\nprogram_output: ");
+}
+
+class TalkativeTools : public FailedPLCGhnInstallation {};
+
+TEST_F(TalkativeTools, FirstAnswerWithThePassword) {
+    steps.ask = "echo wrong word hush; exit 3";
+    start();
+    expect_failure("configlayer returned an error",
+                   "program_exit_code: 3\nconfiglayer_output: wrong word ***\n");
+}
+
+TEST_F(TalkativeTools, PushThatRepeatsThePassword) {
+    steps.push = "echo hush; exit 5";
+    start();
+    expect_failure(program_failed, "program_exit_code: 5\nprogram_output: ***\n");
+}
+
+TEST_F(TalkativeTools, KilledPushThatHasRepeatedThePassword) {
+    steps.push = "echo hush; kill -9 0";
+    start();
+    expect_failure("Program terminated abnormally",
+                   "popen_command: l2fwserver\nprogram_signal: 9\nprogram_output: ***\n");
+}
+
+TEST_F(TalkativeTools, StatusThatRepeatsThePassword) {
+    steps.report = "echo \"$0 $*\"; exit 6";
+    start();
+    const std::string command = std::string{"configlayer -i br-lan -w *** -m "} + mac +
+                                " -o GET -p FLUPGRADE.GENERAL.STATUS"
+                                " -p FLUPGRADE.GENERAL.LAST_UPGRADE_INFO\n";
+    EXPECT_THAT(installer.hawkbit_log(), EndsWith(command));
+    EXPECT_THAT(installer.error().error_details, EndsWith(command));
+    EXPECT_THAT(installer.error().error_details, Not(HasSubstr("hush")));
+    EXPECT_THAT(installer.hawkbit_log(), Not(HasSubstr("hush")));
+}
+
+TEST_F(TalkativeTools, KilledStatusThatHasRepeatedThePassword) {
+    steps.report = "echo hush; kill -9 0";
+    start();
+    expect_failure("Program terminated abnormally",
+                   "popen_command: configlayer\nprogram_signal: 9\nprogram_output: ***\n");
+}
+
+TEST_F(TalkativeTools, OtherVersionWithThePassword) {
+    steps.ask_again = version("1.1 hush");
+    start();
+    expect_failure("Expected version does not match the version that was found",
+                   "expected_version: 1.2\nfound_version: 1.1 ***");
+}
+
+TEST_F(TalkativeTools, InstalledVersionWithThePassword) {
+    steps.ask = version("1.2 hush");
+    start();
+    EXPECT_THAT(installer.hawkbit_log(), EndsWith(" 1.2 ***\n"));
 }
 
 }  // namespace

@@ -2,17 +2,26 @@
 #include "installer/system_command.h"
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <string>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include "common/record.h"
 #include "installer/exceptions.h"
+#include "support/interrupting_timer.h"
+#include "support/refused_system_call.h"
 #include "support/temporary_directory.h"
 
 namespace zephran::installer {
 namespace {
+
+using namespace std::chrono_literals;
 
 /// The records of the failure of a required command.
 std::string failure_of(const std::string& command) {
@@ -66,7 +75,75 @@ TEST(SystemCommand, DescriptionReplacesACommandThatContainsASecret) {
     }
 }
 
-// system(3) itself fails if it cannot wait for its child.
+/// The ignored signals of a command's shell, as a bit mask.
+unsigned long long ignored_signals_of_command() {
+    const TemporaryDirectory directory;
+    // The result says nothing while this process ignores SIGCHLD.
+    static_cast<void>(run_command("sed -n 's/^SigIgn:[^0-9a-f]*//p' /proc/$$/status >'" +
+                                  directory.path("file") + "'"));
+    const std::string text = directory.read("file");
+    return text.empty() ? ~0ULL : std::stoull(text, nullptr, 16);
+}
+
+TEST(SystemCommand, CommandDoesNotInheritThatSigpipeAndSigchldAreIgnored) {
+    auto* const previous_pipe = std::signal(SIGPIPE, SIG_IGN);
+    auto* const previous_child = std::signal(SIGCHLD, SIG_IGN);
+    const auto ignored = ignored_signals_of_command();
+    ASSERT_NE(std::signal(SIGPIPE, previous_pipe), SIG_ERR);
+    ASSERT_NE(std::signal(SIGCHLD, previous_child), SIG_ERR);
+
+    EXPECT_EQ(ignored & ((1ULL << (SIGPIPE - 1)) | (1ULL << (SIGCHLD - 1))), 0U);
+}
+
+TEST(SystemCommand, CommandInheritsOnlyTheStandardStreams) {
+    const int inheritable = fcntl(STDERR_FILENO, F_DUPFD, 200);
+
+    const std::string mine = std::to_string(inheritable);
+    EXPECT_TRUE(run_command("test -e /proc/$$/fd/2 && ! test -e /proc/$$/fd/" + mine));
+
+    close(inheritable);
+}
+
+TEST(SystemCommand, CommandStaysInTheProcessGroup) {
+    EXPECT_TRUE(
+        run_command("test $(cut -d ' ' -f 5 /proc/$$/stat) -eq " + std::to_string(getpgrp())));
+}
+
+TEST(SystemCommand, InterruptFromTheTerminalIsForTheCommandAlone) {
+    for (const int number : {SIGINT, SIGQUIT}) {
+        const std::string name = std::to_string(number);
+        const std::string me = std::to_string(getpid());
+
+        EXPECT_TRUE(run_command("kill -" + name + " " + me));
+        EXPECT_EQ(failure_of("kill -" + name + " $$ # it"),
+                  "popen_command: kill -" + name + " $$ # it\nprogram_signal: " + name);
+
+        struct sigaction current {};
+        sigaction(number, nullptr, &current);
+        EXPECT_EQ(current.sa_handler, SIG_DFL);
+    }
+}
+
+TEST(SystemCommand, WaitLastsThroughSignals) {
+    const InterruptingTimer timer{5ms};
+
+    EXPECT_EQ(failure_of("sleep 0.2; exit 7"),
+              "popen_command: sleep 0.2; exit 7\nprogram_exit_code: 7");
+    EXPECT_GT(InterruptingTimer::interruptions(), 0);
+}
+
+TEST(SystemCommandDeathTest, ShellThatCannotBeExecutedIsStatus127) {
+    EXPECT_EXIT(
+        {
+            const bool refused = refuse_system_call(SYS_execve, ENOENT);
+            std::_Exit(
+                refused && failure_of("true") == "popen_command: true\nprogram_exit_code: 127" ? 7
+                                                                                               : 1);
+        },
+        testing::ExitedWithCode(7), "");
+}
+
+// The run itself fails if it cannot wait for its child.
 TEST(SystemCommand, FailureOfTheCallItselfCarriesTheReason) {
     struct sigaction ignored {};
     ignored.sa_handler = SIG_IGN;
