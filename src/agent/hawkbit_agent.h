@@ -172,6 +172,9 @@ private:
     bool finished = false;
     bool waiting = false;
     bool starting_up = true;
+    /// The last poll has failed, or the attributes are still to be sent: even a dormant agent reads
+    /// the controller resource again.
+    bool is_read_owed = false;
     bool attribute_changes_logged = false;
     std::string unknown_message_logged_for;
     time_point deployment_delay_until{};

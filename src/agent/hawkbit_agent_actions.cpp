@@ -26,6 +26,7 @@ void HawkbitAgent::retrieve_controller_status() {
     deployment_action_requested = status.deployment_base().has_value();
     controller.extract_from(status, now);
     backoff_timer.reset();
+    is_read_owed = starting_up || config_data_requested;
     if (!deployment_action_requested) {
         control_->set_last_poll(now());
     }
@@ -33,6 +34,7 @@ void HawkbitAgent::retrieve_controller_status() {
 
 void HawkbitAgent::set_backoff_delay() {
     ZLOG_INFO("event", "set_backoff_delay", "fsm", fsm_identity());
+    is_read_owed = true;
     const std::chrono::milliseconds delay = backoff_timer.next();
     backoff_until = now() + delay;
     controller.set_next_poll(backoff_until);

@@ -108,6 +108,73 @@ TEST_F(HawkbitAgentCycle, DormantAgentPollsOnceWhenForced) {
     EXPECT_EQ(server.exchanges.size(), 3U);
 }
 
+TEST_F(HawkbitAgentCycle, ForcedPollOfADormantAgentIsOwedUntilAReadSucceeds) {
+    make(dormant());
+    run_to_rest();
+    server.fail(Exchange::fetch_status, 2);
+
+    agent->force_poll();
+    agent->restart();
+    for (unsigned failures = 1; failures <= 2; ++failures) {
+        tick(10);
+        EXPECT_EQ(server.exchanges.size(), failures);
+        now = agent->next_poll() + std::chrono::milliseconds{1};
+    }
+    run_to_rest();
+    EXPECT_THAT(server.exchanges,
+                ElementsAre("failure", "failure", "status", "config data", "status"));
+    run_cycle();
+
+    EXPECT_EQ(server.exchanges.size(), 5U);
+}
+
+TEST_F(HawkbitAgentCycle, UnreadableControllerResourceLeavesTheForcedPollOwed) {
+    make(dormant());
+    server.links.deployment = "http://update.example/deploymentBase/7";
+    agent->force_poll();
+    tick(2);
+    ASSERT_EQ(count_logged("event=backoff"), 1U);
+
+    server.close_deployment();
+    now = agent->next_poll() + std::chrono::milliseconds{1};
+    run_to_rest();
+
+    EXPECT_THAT(server.exchanges, ElementsAre("status", "status", "config data", "status"));
+}
+
+TEST_F(HawkbitAgentCycle, DormantAgentReadsAgainWhileItsAttributesAreToBeSent) {
+    make(dormant());
+    server.fail(Exchange::send_config_data, 2);
+    agent->force_poll();
+    run_to_rest();
+    ASSERT_THAT(server.exchanges, ElementsAre("status", "failure", "failure"));
+
+    run_cycle();
+    EXPECT_THAT(server.exchanges,
+                ElementsAre("status", "failure", "failure", "status", "config data", "status"));
+    run_cycle();
+
+    EXPECT_EQ(server.exchanges.size(), 6U);
+}
+
+TEST_F(HawkbitAgentCycle, DormantAgentReadsAgainWhileTheServerLacksItsAttributes) {
+    make(dormant());
+    agent->force_poll();
+    run_to_rest();
+    server.exchanges.clear();
+    server.links.config_data = true;
+    server.fail(Exchange::send_config_data, 2);
+    agent->force_poll();
+    run_cycle();
+    ASSERT_THAT(server.exchanges, ElementsAre("status", "failure", "failure"));
+
+    agent->restart();
+    tick(3);
+
+    EXPECT_THAT(server.exchanges,
+                ElementsAre("status", "failure", "failure", "status", "config data"));
+}
+
 TEST_F(HawkbitAgentCycle, FailedConfigDataIsRetriedTwoTicksLater) {
     make();
     server.fail(Exchange::send_config_data, 1);
