@@ -178,10 +178,9 @@ void AgentManager::remove_aborted_agents() {
 }
 
 void AgentManager::restart_due_agents() {
-    const auto now = std::chrono::system_clock::now();
     for (const auto& entry : agents) {
         HawkbitAgent& agent = *entry.second;
-        if ((now >= agent.next_poll() || agent.is_poll_forced()) && is_at_rest(agent)) {
+        if ((agent.is_poll_due() || agent.is_poll_forced()) && is_at_rest(agent)) {
             agent.restart();
         }
     }

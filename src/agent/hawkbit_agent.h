@@ -98,6 +98,9 @@ public:
     [[nodiscard]] bool is_poll_forced() const { return control_->is_poll_forced(); }
     [[nodiscard]] bool is_deploying() const;
     [[nodiscard]] time_point next_poll() const { return controller.next_poll(); }
+    /// Whether the next poll has come, or is further away than when it was set: then the clock has
+    /// been set back since.
+    [[nodiscard]] bool is_poll_due() const;
     [[nodiscard]] const hawkbit::Attributes& attributes() const { return settings.attributes; }
     /// The part of this agent that other threads can use; never null.
     [[nodiscard]] const std::shared_ptr<AgentControl>& control() const { return control_; }
@@ -151,6 +154,9 @@ private:
     void tick_deployment();
     void forget_offer_of_ended_deployment();
     void reset_polling_time();
+    void note_poll_period();
+    [[nodiscard]] bool is_deployment_delay_kept(time_point current_time);
+    void draw_deployment_delay(time_point current_time);
     void send_deployment_feedback(const DeploymentReport& report) const;
     void send_cancel_feedback(hawkbit::ActionFeedbackMessage::FinalResult result,
                               const std::vector<std::string>& details) const;
@@ -178,8 +184,12 @@ private:
     bool attribute_changes_logged = false;
     std::string unknown_message_logged_for;
     time_point deployment_delay_until{};
+    bool delay_leads_into_next_window = false;
     common::BackoffTimer backoff_timer;
     time_point backoff_until{};
+    std::chrono::milliseconds backoff_delay{0};
+    /// How far away the next poll was when it was set.
+    time_point::duration poll_period{0};
 };
 
 }  // namespace zephran

@@ -15,7 +15,10 @@ bool HawkbitAgent::is_dormant() {
 }
 
 bool HawkbitAgent::is_backoff_delay_elapsed() {
-    const bool status = control_->is_poll_forced() || backoff_until < now();
+    const time_point current_time = now();
+    const bool was_clock_set_back = backoff_until - current_time > backoff_delay;
+    const bool status =
+        control_->is_poll_forced() || backoff_until < current_time || was_clock_set_back;
     ZLOG_INFO("event", "is_backoff_delay_elapsed", "status", status);
     return status;
 }
@@ -89,8 +92,15 @@ bool HawkbitAgent::is_forced_deployment() {
 }
 
 bool HawkbitAgent::is_deployment_delay_elapsed() {
-    const bool status = !settings.schedule || deployment_delay_until < now();
+    const time_point current_time = now();
+    const bool has_elapsed = !settings.schedule || deployment_delay_until < current_time;
+    // The clock may have been set forward, past the end of the window.
+    const bool status =
+        has_elapsed && (!settings.schedule || settings.schedule->is_allowed_on(current_time));
     ZLOG_INFO("event", "is_deployment_delay_elapsed", "status", status);
+    if (has_elapsed && !status) {
+        draw_deployment_delay(current_time);
+    }
     return status;
 }
 

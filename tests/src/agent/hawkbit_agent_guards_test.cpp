@@ -73,10 +73,19 @@ TEST_F(HawkbitAgentGuard, BackoffHasElapsedOnlyAfterItsEnd) {
     EXPECT_TRUE(agent->is_backoff_delay_elapsed());
 }
 
+TEST_F(HawkbitAgentGuard, BackoffEndsWhenTheClockIsSetBackBeforeItsBegin) {
+    make();
+    agent->set_backoff_delay();
+    EXPECT_FALSE(agent->is_backoff_delay_elapsed());
+
+    now -= std::chrono::milliseconds{1};
+
+    EXPECT_TRUE(agent->is_backoff_delay_elapsed());
+}
+
 TEST_F(HawkbitAgentGuard, ForcedPollEndsTheBackoffAndIsNotConsumed) {
     make();
     agent->set_backoff_delay();
-    now -= std::chrono::hours{1};
 
     EXPECT_FALSE(agent->is_backoff_delay_elapsed());
     agent->force_poll();
