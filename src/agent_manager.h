@@ -77,6 +77,8 @@ public:
 
     [[nodiscard]] const Agents& get_agents() const { return agents; }
     [[nodiscard]] const std::string& gateway_id() const { return settings.gateway_id; }
+    /// What the installers of the gateway's own agent get.
+    [[nodiscard]] InstallerContext gateway_context() const;
 
 protected:
     /// @param loop_pause waits between two iterations. Other values than this are for unit tests.
@@ -99,7 +101,6 @@ private:
     void run_iteration();
     void wind_down(unsigned iteration);
     void force_poll_after_reboot();
-    [[nodiscard]] InstallerContext gateway_context() const;
     void publish_controls();
 
     AgentManagerSettings settings;
