@@ -43,9 +43,9 @@ bool HawkbitAgent::is_new_config_data_required() {
 
 bool HawkbitAgent::has_active_deployment() {
     // The offer may also have gone since this cycle decided to fetch it: its deployment has ended.
-    const bool status = is_deploying() || !deployment_action_requested;
+    const bool status = is_deploying();
     ZLOG_INFO("event", "has_active_deployment", "status", status);
-    return status;
+    return status || !deployment_action_requested;
 }
 
 bool HawkbitAgent::is_inside_update_schedule() {
@@ -67,8 +67,9 @@ bool HawkbitAgent::is_resumed_deployment() {
     const auto& history = deployment_action->action_history();
     const bool is_interrupted =
         deployment_history::ends_with_installation_started(history, deployment_action->chunks());
-    const bool status = is_interrupted && hawkbit::is_gateway(settings.attributes);
-    if (!is_interrupted && deployment_history::has_unknown_message_on_top(history) &&
+    const bool is_gateway = hawkbit::is_gateway(settings.attributes);
+    const bool status = is_interrupted && is_gateway;
+    if (is_gateway && !is_interrupted && deployment_history::has_unknown_message_on_top(history) &&
         unknown_message_logged_for != deployment_action->id()) {
         ZLOG_WARNING("event", "is_resumed_deployment", "message", "unknown action message");
         unknown_message_logged_for = deployment_action->id();
