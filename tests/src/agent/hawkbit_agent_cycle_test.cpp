@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <set>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -210,6 +213,44 @@ TEST_F(HawkbitAgentCycle, FailedPollBacksOffAndIsRepeatedUntilItSucceeds) {
 
     EXPECT_THAT(server.exchanges,
                 ElementsAre("failure", "failure", "failure", "status", "config data", "status"));
+}
+
+TEST_F(HawkbitAgentCycle, FirstBackoffIsAtMostTenMinutesAndDiffersBetweenAgents) {
+    std::set<HawkbitAgent::time_point> ends;
+    for (unsigned agents = 0; agents < 200; ++agents) {
+        make().set_backoff_delay();
+        ends.insert(agent->next_poll());
+    }
+
+    EXPECT_GT(ends.size(), 100U);
+    EXPECT_LE(*ends.rbegin(), now + std::chrono::minutes{10});
+    EXPECT_GT(*ends.rbegin(), now + std::chrono::minutes{9});
+}
+
+TEST_F(HawkbitAgentCycle, LongestBackoffIsADay) {
+    make();
+    HawkbitAgent::time_point latest{};
+    for (unsigned failures = 0; failures < 200; ++failures) {
+        agent->set_backoff_delay();
+        latest = std::max(latest, agent->next_poll());
+    }
+
+    EXPECT_LE(latest, now + std::chrono::hours{24});
+    EXPECT_GT(latest, now + std::chrono::hours{22});
+}
+
+TEST_F(HawkbitAgentCycle, BackoffBeginsAnewAfterASuccessfulRead) {
+    make();
+    for (unsigned reads = 0; reads < 5; ++reads) {
+        for (unsigned failures = 0; failures < 20; ++failures) {
+            agent->set_backoff_delay();
+        }
+
+        agent->retrieve_controller_status();
+        agent->set_backoff_delay();
+
+        EXPECT_LE(agent->next_poll(), now + std::chrono::minutes{10});
+    }
 }
 
 TEST_F(HawkbitAgentCycle, ForcedPollEndsTheBackoff) {
