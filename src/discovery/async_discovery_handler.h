@@ -18,7 +18,7 @@ namespace zephran::discovery {
 /// the main thread does not touch anything that the pass uses.
 class AsyncDiscoveryHandler : public DiscoveryHandler {
 public:
-    using Clock = std::function<std::chrono::system_clock::time_point()>;
+    using Clock = std::function<std::chrono::steady_clock::time_point()>;
 
     /// The longest time that one tick waits for a pass.
     static constexpr std::chrono::milliseconds longest_wait{100};
@@ -27,7 +27,7 @@ public:
     ///                              pass starts one period after construction
     /// @param current_time          Other values than this are for unit tests.
     explicit AsyncDiscoveryHandler(std::chrono::milliseconds period_between_passes,
-                                   Clock current_time = std::chrono::system_clock::now);
+                                   Clock current_time = std::chrono::steady_clock::now);
 
     void setup(AgentManager* agent_manager) override { manager = agent_manager; }
     /// Applies the results of a finished pass, and starts a pass that is due.
@@ -69,7 +69,7 @@ private:
     std::future<void> discovery;
     std::vector<std::string> abort_requests_;
     Clock now;
-    std::chrono::system_clock::time_point last_discover;
+    std::chrono::steady_clock::time_point last_discover;
     std::chrono::milliseconds period;
     AgentManager* manager = nullptr;
 };
