@@ -128,11 +128,15 @@ void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& prope
     if (id != settings.gateway_id) {
         properties[hawkbit::parent_attribute] = settings.gateway_id;
     }
+    const auto existing = agents.find(id);
+    if (existing != agents.end()) {
+        existing->second->live_on();
+        return;
+    }
     auto agent = std::make_unique<HawkbitAgent>(settings.server, id, settings.transport);
     agent->configure({context, properties, settings.schedule, dormant});
-    if (agents.emplace(id, std::move(agent)).second) {
-        publish_controls();
-    }
+    agents.emplace(id, std::move(agent));
+    publish_controls();
 }
 
 void AgentManager::publish_controls() {

@@ -58,7 +58,8 @@ public:
     /// caused by an installer.
     void spawn_gateway_agent();
 
-    /// Creates an agent. An existing agent with this id is left unchanged.
+    /// Creates an agent. An existing agent with this id is left unchanged, but one that is being
+    /// aborted lives on.
     /// @param properties gain "parent" unless the agent is the gateway's own
     void spawn_agent(const std::string& id, hawkbit::Attributes& properties,
                      const InstallerContext& context, bool dormant);

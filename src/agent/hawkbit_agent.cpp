@@ -64,7 +64,8 @@ void HawkbitAgent::force_poll() {
 void HawkbitAgent::abort() {
     aborted = true;
     if (deployment != nullptr) {
-        deployment->deployer().cancel();
+        // The agent may live on before the cancellation has ended, which must not be reported.
+        deployment->withdraw();
     }
 }
 

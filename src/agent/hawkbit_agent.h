@@ -89,6 +89,8 @@ public:
     void force_poll();
     /// Gives up the agent: a running deployment is cancelled without a report.
     void abort();
+    /// Takes abort() back; a deployment that it has cancelled stays cancelled.
+    void live_on() { aborted = false; }
     /// Lets the deployment with this id start, or any with any_deployment.
     void accept_deployment(const std::string& action_id) { control_->accept_deployment(action_id); }
 

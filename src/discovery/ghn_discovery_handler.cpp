@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/predicate.hpp>
 #include <boost/algorithm/string/split.hpp>
 
 #include "common/logprint.h"
@@ -114,12 +115,15 @@ void GhnDiscoveryHandler::spawn_ghn_agent(const common::MacAddress& mac,
     properties["hw_revision"] = value_of("SYSTEM.PRODUCTION.HW_REVISION");
     properties["hw_product"] = value_of("SYSTEM.PRODUCTION.HW_PRODUCT");
     properties["firmware_version"] = value_of("SYSTEM.GENERAL.FW_VERSION");
-    const std::string serial_number = value_of("SYSTEM.PRODUCTION.SERIAL_NUMBER");
+    std::string id = value_of("SYSTEM.PRODUCTION.SERIAL_NUMBER");
+    if (id.empty() || boost::starts_with(id, "ERROR")) {
+        id = mac.str();
+    }
 
     InstallerContext context;
     context.accepted_parts = {"plc_ghn"};
     context.mac_address = mac;
-    spawn_agent(serial_number.empty() ? mac.str() : serial_number, properties, context);
+    spawn_agent(id, properties, context);
 }
 
 }  // namespace zephran::discovery

@@ -237,6 +237,25 @@ TEST_F(GhnDiscoveryHandlerTest, DeviceThatDoesNotReportItsPropertiesIsAnError) {
     EXPECT_THAT(manager.get_agents(), IsEmpty());
 }
 
+TEST_F(GhnDiscoveryHandlerTest, ErrorIsNoSerialNumber) {
+    set_domain(joined(first, second));
+    modems.add_device(first, "ERROR -36");
+    modems.add_device(second, "ERROR -36");
+
+    run_pass();
+
+    EXPECT_THAT(handler.requested_ids(), ElementsAre(first, second));
+}
+
+TEST_F(GhnDiscoveryHandlerTest, SerialNumberMayContainTheWordError) {
+    set_domain(first);
+    modems.add_device(first, "SN-ERROR");
+
+    run_pass();
+
+    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-ERROR"));
+}
+
 TEST_F(GhnDiscoveryHandlerTest, DestructionDuringAPassWaitsForTheTool) {
     const TemporaryDirectory signs;
     modems.replace_tool("touch '" + signs.path("ended") + "'; exit 1");

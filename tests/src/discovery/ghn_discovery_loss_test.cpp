@@ -128,6 +128,18 @@ TEST_F(GhnDiscoveryLossTest, ReturningDeviceKeepsItsAgent) {
     EXPECT_EQ(manager.get_agents().at("SN-1").get(), agent);
 }
 
+TEST_F(GhnDiscoveryLossTest, AgentOfADeviceThatReturnsWhileItIsGivenUpLivesOn) {
+    find("");
+    set_domain(controller);
+    run_pass();
+    ASSERT_TRUE(is_aborted(first));
+
+    set_domain(first);
+    run_pass();
+
+    EXPECT_FALSE(is_aborted(first));
+}
+
 TEST_F(GhnDiscoveryLossTest, DeviceThatAnswersOnlyOnceIsFoundAndLostInOnePass) {
     modems.replace_tool(R"(
         for word; do last=$word; done
