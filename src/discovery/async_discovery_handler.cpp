@@ -55,10 +55,12 @@ void AsyncDiscoveryHandler::start_pass_when_due() {
 void AsyncDiscoveryHandler::spawn_agent(const std::string& id,
                                         const hawkbit::Attributes& properties,
                                         const InstallerContext& context) {
+    requested_agents.insert(id);
     spawn_requests_.push_back({context, properties, id});
 }
 
 void AsyncDiscoveryHandler::abort_agent(const std::string& id) {
+    requested_agents.erase(id);
     abort_requests_.push_back(id);
 }
 

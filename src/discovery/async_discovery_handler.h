@@ -2,8 +2,10 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <future>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -22,6 +24,8 @@ public:
 
     /// The longest time that one tick waits for a pass.
     static constexpr std::chrono::milliseconds longest_wait{100};
+    /// Devices beyond these get no agent.
+    static constexpr std::size_t most_agents = 128;
 
     /// @param period_between_passes from the end of one pass to the start of the next; the first
     ///                              pass starts one period after construction
@@ -46,6 +50,8 @@ protected:
 
     /// @name Requests of a pass
     /// @{
+    /// Whether another agent may be requested.
+    [[nodiscard]] bool has_room() const { return requested_agents.size() < most_agents; }
     void spawn_agent(const std::string& id, const hawkbit::Attributes& properties,
                      const InstallerContext& context);
     void abort_agent(const std::string& id);
@@ -65,6 +71,8 @@ private:
     void apply_pass();
     void start_pass_when_due();
 
+    /// Ids that were requested and not given up since, by all passes.
+    std::set<std::string> requested_agents;
     std::vector<SpawnRequest> spawn_requests_;
     std::future<void> discovery;
     std::vector<std::string> abort_requests_;
