@@ -128,11 +128,15 @@ void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& prope
     if (id != settings.gateway_id) {
         properties[hawkbit::parent_attribute] = settings.gateway_id;
     }
+    const auto existing = agents.find(id);
+    if (existing != agents.end()) {
+        existing->second->live_on();
+        return;
+    }
     auto agent = std::make_unique<HawkbitAgent>(settings.server, id, settings.transport);
     agent->configure({context, properties, settings.schedule, dormant});
-    if (agents.emplace(id, std::move(agent)).second) {
-        publish_controls();
-    }
+    agents.emplace(id, std::move(agent));
+    publish_controls();
 }
 
 void AgentManager::publish_controls() {
@@ -178,10 +182,9 @@ void AgentManager::remove_aborted_agents() {
 }
 
 void AgentManager::restart_due_agents() {
-    const auto now = std::chrono::system_clock::now();
     for (const auto& entry : agents) {
         HawkbitAgent& agent = *entry.second;
-        if ((now >= agent.next_poll() || agent.is_poll_forced()) && is_at_rest(agent)) {
+        if ((agent.is_poll_due() || agent.is_poll_forced()) && is_at_rest(agent)) {
             agent.restart();
         }
     }

@@ -58,7 +58,8 @@ public:
     /// caused by an installer.
     void spawn_gateway_agent();
 
-    /// Creates an agent. An existing agent with this id is left unchanged.
+    /// Creates an agent. An existing agent with this id is left unchanged, but one that is being
+    /// aborted lives on.
     /// @param properties gain "parent" unless the agent is the gateway's own
     void spawn_agent(const std::string& id, hawkbit::Attributes& properties,
                      const InstallerContext& context, bool dormant);
@@ -77,6 +78,8 @@ public:
 
     [[nodiscard]] const Agents& get_agents() const { return agents; }
     [[nodiscard]] const std::string& gateway_id() const { return settings.gateway_id; }
+    /// What the installers of the gateway's own agent get.
+    [[nodiscard]] InstallerContext gateway_context() const;
 
 protected:
     /// @param loop_pause waits between two iterations. Other values than this are for unit tests.
@@ -99,7 +102,6 @@ private:
     void run_iteration();
     void wind_down(unsigned iteration);
     void force_poll_after_reboot();
-    [[nodiscard]] InstallerContext gateway_context() const;
     void publish_controls();
 
     AgentManagerSettings settings;

@@ -39,14 +39,15 @@ bool BrokerConnection::reopen() {
     // By now the daemon has its own handlers for SIGINT and SIGTERM, which the library does not
     // touch. Restoring them here could undo a change by the main thread.
     const SignalDispositions kept{SIGCHLD};
-    if (ubus_reconnect(context, path_or_default()) == UBUS_STATUS_OK) {
-        adopt_descriptor();
-        return true;
+    close();
+    // The library's own function for this also registers the objects, and waits for the answers
+    // on a descriptor that only it knows.
+    context = ubus_connect(path_or_default());
+    if (context == nullptr) {
+        return false;
     }
-    // The library may have closed this descriptor and would close it again, when the number may
-    // already belong to another file.
-    context->sock.fd = no_descriptor;
-    return false;
+    adopt_descriptor();
+    return true;
 }
 
 void BrokerConnection::close() {

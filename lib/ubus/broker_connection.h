@@ -25,7 +25,7 @@ public:
     /// Connects to the broker. Waits without a time limit for a broker that accepts but stalls.
     /// @throws UbusConnectException with the error number of connect(2)
     void open();
-    /// Tries once to connect to a broker that went away.
+    /// Tries once to connect to a broker that went away; the new connection has no objects.
     /// @returns whether it is there again
     [[nodiscard]] bool reopen();
     /// Stops waiting for input on a broken connection; the library's context stays until reopen().
@@ -33,7 +33,7 @@ public:
     /// Closes the connection, if there is one.
     void close();
 
-    /// The connection, null before open() and after close().
+    /// The connection, null before open(), and after close() or a reopen() that failed.
     [[nodiscard]] ubus_context* get() const { return context; }
     /// Whether the broker has ended the connection.
     [[nodiscard]] bool has_ended() const { return context->sock.eof; }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ubus/broker_probe.h"
 
+#include <cerrno>
+
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -18,6 +20,7 @@ BrokerProbe::BrokerProbe(const sockaddr_un& address)
     // Without SOCK_NONBLOCK this would block while the broker's backlog is full.
     if (is_open() &&
         ::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        found_full_queue = errno == EAGAIN;
         close();
     }
 }

@@ -20,6 +20,8 @@ public:
 
     /// Whether a greeting may still come.
     [[nodiscard]] bool is_open() const { return descriptor >= 0; }
+    /// Whether the broker accepts no connections: an attempt to connect would have to wait.
+    [[nodiscard]] bool has_found_full_queue() const { return found_full_queue; }
     /// Waits for the greeting. The probe is closed if the broker hangs up instead.
     [[nodiscard]] bool is_greeted_within(std::chrono::milliseconds time);
 
@@ -27,6 +29,7 @@ private:
     void close();
 
     int descriptor;
+    bool found_full_queue = false;
 };
 
 }  // namespace zephran::ubus

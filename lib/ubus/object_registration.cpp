@@ -32,6 +32,11 @@ ObjectRegistration::ObjectRegistration(const std::string& name, const std::vecto
     record.owner = owner;
 }
 
+void ObjectRegistration::forget() {
+    record.object.id = 0;
+    type.id = 0;
+}
+
 void* ObjectRegistration::owner_of(ubus_object* object) {
     return reinterpret_cast<Record*>(object)->owner;
 }

@@ -25,13 +25,16 @@ public:
     void start(const std::function<void()>& work);
 
     /// Waits for the end of the thread; does nothing without one.
-    /// @param unblock called if the thread has not ended after the grace period
+    /// @param unblock called once if the thread has not ended after the grace period. From then on
+    ///                the thread's system calls are interrupted again and again.
     void stop(std::chrono::milliseconds grace_period, const std::function<void()>& unblock);
 
     /// False once the thread is to stop.
     [[nodiscard]] bool is_wanted() const { return running; }
 
 private:
+    void interrupt_until_end();
+
     std::atomic<bool> running{false};
     std::unique_ptr<std::thread> thread;
     std::future<void> end;

@@ -20,6 +20,7 @@ UbusContext::~UbusContext() {
 
 void UbusContext::connect() {
     connection.open();
+    ++connection_count_;
     state = ConnectionState::connected;
 }
 
@@ -90,7 +91,13 @@ void UbusContext::try_to_recover() {
 }
 
 bool UbusContext::reconnect() {
-    return !is_broker_wedged() && connection.reopen();
+    if (is_broker_wedged() || !connection.reopen()) {
+        return false;
+    }
+    ++connection_count_;
+    // From here on whoever stops the receiver can shut the connection down. If it was stopped
+    // before, nothing more may wait for the broker.
+    return receiver.is_wanted();
 }
 
 // A broker that is not found at the noted address is not wedged: it may listen under another path
@@ -98,7 +105,7 @@ bool UbusContext::reconnect() {
 bool UbusContext::is_broker_wedged() const {
     BrokerProbe probe{connection.broker_address()};
     if (!probe.is_open()) {
-        return false;
+        return probe.has_found_full_queue();
     }
     const steady::time_point deadline = steady::now() + reconnect_interval;
     bool is_greeted = false;

@@ -44,8 +44,11 @@ public:
     void connect();
     /// Stops the receiver and closes the connection.
     void disconnect();
-    /// The connection, null until connect().
+    /// The connection, null until connect() and while the broker is gone.
     [[nodiscard]] ubus_context* get() const { return connection.get(); }
+
+    /// How many connections there have been; each begins without objects.
+    [[nodiscard]] unsigned connection_count() const { return connection_count_; }
 
     /// Sets a function that restores what the broker knew about this process. The receiver thread
     /// calls it after a lost connection was re-established, and about once a second until it
@@ -96,6 +99,7 @@ private:
     /// In the states lost and restoring: when to try again.
     steady::time_point next_attempt;
     std::function<bool()> restore;
+    unsigned connection_count_ = 0;
 
     // Owned by the thread that starts and stops the receiver, which itself only calls is_wanted().
     StoppableThread receiver;

@@ -41,6 +41,7 @@ UbusObject::UbusObject(std::string object_name, std::list<Method> object_methods
       registration{std::make_unique<ObjectRegistration>(name, listed(methods),
                                                         ubus_method_handler_internal, this)} {
     context.connect();
+    registered_connection = context.connection_count();
     context.set_restorer([this] { return register_again(); });
     const int result = ubus_add_object(context.get(), registration->object());
     if (result != UBUS_STATUS_OK) {
@@ -56,6 +57,10 @@ UbusObject::~UbusObject() {
 }
 
 bool UbusObject::register_again() {
+    if (registered_connection != context.connection_count()) {
+        registration->forget();
+        registered_connection = context.connection_count();
+    }
     if (registration->is_registered()) {
         failure_logged = false;
         return true;

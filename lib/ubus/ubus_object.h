@@ -63,6 +63,7 @@ private:
     UbusContext context;
     std::string name;
     std::unique_ptr<ObjectRegistration> registration;
+    unsigned registered_connection = 0;
     bool failure_logged = false;
 };
 

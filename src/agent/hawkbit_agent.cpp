@@ -58,12 +58,14 @@ void HawkbitAgent::tick() {
 void HawkbitAgent::force_poll() {
     control_->force_poll();
     controller.set_next_poll(now());
+    note_poll_period();
 }
 
 void HawkbitAgent::abort() {
     aborted = true;
     if (deployment != nullptr) {
-        deployment->deployer().cancel();
+        // The agent may live on before the cancellation has ended, which must not be reported.
+        deployment->withdraw();
     }
 }
 
@@ -71,8 +73,18 @@ bool HawkbitAgent::is_deploying() const {
     return deployment != nullptr && !deployment->has_ended();
 }
 
+bool HawkbitAgent::is_poll_due() const {
+    const time_point::duration left = next_poll() - now();
+    return left <= time_point::duration::zero() || left > poll_period;
+}
+
 void HawkbitAgent::reset_polling_time() {
     controller.set_next_poll(now() + default_polling_time);
+    note_poll_period();
+}
+
+void HawkbitAgent::note_poll_period() {
+    poll_period = next_poll() - now();
 }
 
 long HawkbitAgent::epoch_seconds() const {

@@ -89,6 +89,8 @@ public:
     void force_poll();
     /// Gives up the agent: a running deployment is cancelled without a report.
     void abort();
+    /// Takes abort() back; a deployment that it has cancelled stays cancelled.
+    void live_on() { aborted = false; }
     /// Lets the deployment with this id start, or any with any_deployment.
     void accept_deployment(const std::string& action_id) { control_->accept_deployment(action_id); }
 
@@ -98,6 +100,9 @@ public:
     [[nodiscard]] bool is_poll_forced() const { return control_->is_poll_forced(); }
     [[nodiscard]] bool is_deploying() const;
     [[nodiscard]] time_point next_poll() const { return controller.next_poll(); }
+    /// Whether the next poll has come, or is further away than when it was set: then the clock has
+    /// been set back since.
+    [[nodiscard]] bool is_poll_due() const;
     [[nodiscard]] const hawkbit::Attributes& attributes() const { return settings.attributes; }
     /// The part of this agent that other threads can use; never null.
     [[nodiscard]] const std::shared_ptr<AgentControl>& control() const { return control_; }
@@ -151,6 +156,9 @@ private:
     void tick_deployment();
     void forget_offer_of_ended_deployment();
     void reset_polling_time();
+    void note_poll_period();
+    [[nodiscard]] bool is_deployment_delay_kept(time_point current_time);
+    void draw_deployment_delay(time_point current_time);
     void send_deployment_feedback(const DeploymentReport& report) const;
     void send_cancel_feedback(hawkbit::ActionFeedbackMessage::FinalResult result,
                               const std::vector<std::string>& details) const;
@@ -172,11 +180,18 @@ private:
     bool finished = false;
     bool waiting = false;
     bool starting_up = true;
+    /// The last poll has failed, or the attributes are still to be sent: even a dormant agent reads
+    /// the controller resource again.
+    bool is_read_owed = false;
     bool attribute_changes_logged = false;
     std::string unknown_message_logged_for;
     time_point deployment_delay_until{};
+    bool delay_leads_into_next_window = false;
     common::BackoffTimer backoff_timer;
     time_point backoff_until{};
+    std::chrono::milliseconds backoff_delay{0};
+    /// How far away the next poll was when it was set.
+    time_point::duration poll_period{0};
 };
 
 }  // namespace zephran

@@ -25,7 +25,9 @@ void HawkbitAgent::retrieve_controller_status() {
     config_data_requested = status.config_data().has_value();
     deployment_action_requested = status.deployment_base().has_value();
     controller.extract_from(status, now);
+    note_poll_period();
     backoff_timer.reset();
+    is_read_owed = starting_up || config_data_requested;
     if (!deployment_action_requested) {
         control_->set_last_poll(now());
     }
@@ -33,10 +35,12 @@ void HawkbitAgent::retrieve_controller_status() {
 
 void HawkbitAgent::set_backoff_delay() {
     ZLOG_INFO("event", "set_backoff_delay", "fsm", fsm_identity());
-    const std::chrono::milliseconds delay = backoff_timer.next();
-    backoff_until = now() + delay;
+    is_read_owed = true;
+    backoff_delay = backoff_timer.next();
+    backoff_until = now() + backoff_delay;
     controller.set_next_poll(backoff_until);
-    ZLOG_WARNING("event", "backoff", "delay", delay);
+    note_poll_period();
+    ZLOG_WARNING("event", "backoff", "delay", backoff_delay);
 }
 
 void HawkbitAgent::send_config_data() {
@@ -89,19 +93,38 @@ void HawkbitAgent::pick_deployment_delay() {
         return;
     }
     const time_point current_time = now();
-    if (deployment_delay_until > current_time) {
+    if (is_deployment_delay_kept(current_time)) {
         const auto left =
             std::chrono::duration_cast<std::chrono::minutes>(deployment_delay_until - current_time);
         ZLOG_INFO("event", "pick_deployment_delay", "action", "reusing delay", "delay_mins",
                   left.count());
         return;
     }
+    draw_deployment_delay(current_time);
+}
+
+// A delay that ends after the window it was drawn for is left over from before the clock was set
+// back.
+bool HawkbitAgent::is_deployment_delay_kept(time_point current_time) {
+    const UpdateSchedule& schedule = *settings.schedule;
+    const time_point end_of_window = schedule.window_end(current_time);
+    delay_leads_into_next_window =
+        delay_leads_into_next_window && deployment_delay_until > end_of_window;
+    const time_point latest = delay_leads_into_next_window
+                                  ? schedule.window_end(schedule.next_window_start(current_time))
+                                  : end_of_window;
+    return deployment_delay_until > current_time && deployment_delay_until <= latest;
+}
+
+void HawkbitAgent::draw_deployment_delay(time_point current_time) {
     auto engine = make_random_engine(
         static_cast<unsigned long long>(current_time.time_since_epoch().count()));
     const std::chrono::minutes delay = settings.schedule->pick_update_delay(engine, current_time);
     deployment_delay_until = current_time + delay;
-    ZLOG_INFO("event", "pick_deployment_delay", "delay_mins", delay.count(), "until",
-              deployment_delay_until);
+    delay_leads_into_next_window =
+        deployment_delay_until > settings.schedule->window_end(current_time);
+    ZLOG_INFO_AS("pick_deployment_delay", "event", "pick_deployment_delay", "delay_mins",
+                 delay.count(), "until", deployment_delay_until);
 }
 
 void HawkbitAgent::start_deployment_action() {

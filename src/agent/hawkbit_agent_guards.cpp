@@ -7,14 +7,18 @@
 namespace zephran {
 
 bool HawkbitAgent::is_dormant() {
-    // This consumes the forced poll, so that a dormant agent polls exactly once.
-    const bool status = !control_->take_forced_poll() && settings.dormant;
+    // This consumes the forced poll, so that a dormant agent reads successfully exactly once.
+    const bool is_forced = control_->take_forced_poll();
+    const bool status = !is_forced && !is_read_owed && settings.dormant;
     ZLOG_INFO("event", "is_dormant", "status", status);
     return status;
 }
 
 bool HawkbitAgent::is_backoff_delay_elapsed() {
-    const bool status = control_->is_poll_forced() || backoff_until < now();
+    const time_point current_time = now();
+    const bool was_clock_set_back = backoff_until - current_time > backoff_delay;
+    const bool status =
+        control_->is_poll_forced() || backoff_until < current_time || was_clock_set_back;
     ZLOG_INFO("event", "is_backoff_delay_elapsed", "status", status);
     return status;
 }
@@ -39,9 +43,9 @@ bool HawkbitAgent::is_new_config_data_required() {
 
 bool HawkbitAgent::has_active_deployment() {
     // The offer may also have gone since this cycle decided to fetch it: its deployment has ended.
-    const bool status = is_deploying() || !deployment_action_requested;
+    const bool status = is_deploying();
     ZLOG_INFO("event", "has_active_deployment", "status", status);
-    return status;
+    return status || !deployment_action_requested;
 }
 
 bool HawkbitAgent::is_inside_update_schedule() {
@@ -63,8 +67,9 @@ bool HawkbitAgent::is_resumed_deployment() {
     const auto& history = deployment_action->action_history();
     const bool is_interrupted =
         deployment_history::ends_with_installation_started(history, deployment_action->chunks());
-    const bool status = is_interrupted && hawkbit::is_gateway(settings.attributes);
-    if (!is_interrupted && deployment_history::has_unknown_message_on_top(history) &&
+    const bool is_gateway = hawkbit::is_gateway(settings.attributes);
+    const bool status = is_interrupted && is_gateway;
+    if (is_gateway && !is_interrupted && deployment_history::has_unknown_message_on_top(history) &&
         unknown_message_logged_for != deployment_action->id()) {
         ZLOG_WARNING("event", "is_resumed_deployment", "message", "unknown action message");
         unknown_message_logged_for = deployment_action->id();
@@ -88,8 +93,15 @@ bool HawkbitAgent::is_forced_deployment() {
 }
 
 bool HawkbitAgent::is_deployment_delay_elapsed() {
-    const bool status = !settings.schedule || deployment_delay_until < now();
+    const time_point current_time = now();
+    const bool has_elapsed = !settings.schedule || deployment_delay_until < current_time;
+    // The clock may have been set forward, past the end of the window.
+    const bool status =
+        has_elapsed && (!settings.schedule || settings.schedule->is_allowed_on(current_time));
     ZLOG_INFO("event", "is_deployment_delay_elapsed", "status", status);
+    if (has_elapsed && !status) {
+        draw_deployment_delay(current_time);
+    }
     return status;
 }
 

@@ -33,10 +33,8 @@ bool AsyncDiscoveryHandler::pass_has_ended() const {
 void AsyncDiscoveryHandler::apply_pass() {
     discovery.get();
     for (SpawnRequest& request : spawn_requests_) {
-        if (manager->get_agents().count(request.id) == 0) {
-            constexpr bool dormant = false;
-            manager->spawn_agent(request.id, request.properties, request.context, dormant);
-        }
+        constexpr bool dormant = false;
+        manager->spawn_agent(request.id, request.properties, request.context, dormant);
     }
     for (const std::string& id : abort_requests_) {
         manager->abort_agent(id);
@@ -57,10 +55,12 @@ void AsyncDiscoveryHandler::start_pass_when_due() {
 void AsyncDiscoveryHandler::spawn_agent(const std::string& id,
                                         const hawkbit::Attributes& properties,
                                         const InstallerContext& context) {
+    requested_agents.insert(id);
     spawn_requests_.push_back({context, properties, id});
 }
 
 void AsyncDiscoveryHandler::abort_agent(const std::string& id) {
+    requested_agents.erase(id);
     abort_requests_.push_back(id);
 }
 

@@ -2,8 +2,10 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <future>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -18,16 +20,18 @@ namespace zephran::discovery {
 /// the main thread does not touch anything that the pass uses.
 class AsyncDiscoveryHandler : public DiscoveryHandler {
 public:
-    using Clock = std::function<std::chrono::system_clock::time_point()>;
+    using Clock = std::function<std::chrono::steady_clock::time_point()>;
 
     /// The longest time that one tick waits for a pass.
     static constexpr std::chrono::milliseconds longest_wait{100};
+    /// Devices beyond these get no agent.
+    static constexpr std::size_t most_agents = 128;
 
     /// @param period_between_passes from the end of one pass to the start of the next; the first
     ///                              pass starts one period after construction
     /// @param current_time          Other values than this are for unit tests.
     explicit AsyncDiscoveryHandler(std::chrono::milliseconds period_between_passes,
-                                   Clock current_time = std::chrono::system_clock::now);
+                                   Clock current_time = std::chrono::steady_clock::now);
 
     void setup(AgentManager* agent_manager) override { manager = agent_manager; }
     /// Applies the results of a finished pass, and starts a pass that is due.
@@ -46,6 +50,8 @@ protected:
 
     /// @name Requests of a pass
     /// @{
+    /// Whether another agent may be requested.
+    [[nodiscard]] bool has_room() const { return requested_agents.size() < most_agents; }
     void spawn_agent(const std::string& id, const hawkbit::Attributes& properties,
                      const InstallerContext& context);
     void abort_agent(const std::string& id);
@@ -65,11 +71,13 @@ private:
     void apply_pass();
     void start_pass_when_due();
 
+    /// Ids that were requested and not given up since, by all passes.
+    std::set<std::string> requested_agents;
     std::vector<SpawnRequest> spawn_requests_;
     std::future<void> discovery;
     std::vector<std::string> abort_requests_;
     Clock now;
-    std::chrono::system_clock::time_point last_discover;
+    std::chrono::steady_clock::time_point last_discover;
     std::chrono::milliseconds period;
     AgentManager* manager = nullptr;
 };

@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/predicate.hpp>
 #include <boost/algorithm/string/split.hpp>
 
 #include "common/logprint.h"
@@ -75,14 +76,33 @@ void GhnDiscoveryHandler::look_for_new_devices(const Access& access, const Addre
         if (!mac.is_valid() || mac == access.controller || contains(known_devices, mac)) {
             continue;
         }
-        const ghn::ConfigLayerCommand command = command_for(access, mac);
-        if (get_device_type(command) == DeviceType::end_device) {
-            ZLOG_INFO_AS("discover_once", "event", "ghn_device_found", "mac", mac);
-            spawn_ghn_agent(mac, command);
-            known_devices.push_back(mac);
-        } else {
-            ZLOG_INFO_AS("discover_once", "event", "ghn_ignoring_device", "mac", mac);
+        if (!has_room()) {
+            ZLOG_WARNING_AS("discover_once", "event", "ghn_too_many_devices", "limit", most_agents);
+            return;
         }
+        leave_out_if_it_fails(mac, [&] { look_at_new_device(mac, command_for(access, mac)); });
+    }
+}
+
+void GhnDiscoveryHandler::look_at_new_device(const common::MacAddress& mac,
+                                             const ghn::ConfigLayerCommand& command) {
+    if (get_device_type(command) == DeviceType::end_device) {
+        ZLOG_INFO_AS("discover_once", "event", "ghn_device_found", "mac", mac);
+        spawn_ghn_agent(mac, command);
+        known_devices.push_back(mac);
+    } else {
+        ZLOG_INFO_AS("discover_once", "event", "ghn_ignoring_device", "mac", mac);
+    }
+}
+
+// Anybody can plug in an adapter. Its answers are not logged: they may be long.
+template <class Task>
+void GhnDiscoveryHandler::leave_out_if_it_fails(const common::MacAddress& device, Task task) {
+    try {
+        task();
+    } catch (const std::exception& error) {
+        ZLOG_WARNING_AS("discover_once", "event", "ghn_leaving_out_device", "mac", device, "what",
+                        error.what());
     }
 }
 
@@ -90,8 +110,14 @@ void GhnDiscoveryHandler::look_for_new_devices(const Access& access, const Addre
 void GhnDiscoveryHandler::look_for_lost_devices(const Access& access, const Addresses& present) {
     Addresses kept;
     for (const common::MacAddress& mac : known_devices) {
-        if (contains(present, mac) &&
-            get_device_type(command_for(access, mac)) == DeviceType::end_device) {
+        // One that answers nonsense is neither classified nor lost.
+        bool is_present = contains(present, mac);
+        if (is_present) {
+            leave_out_if_it_fails(mac, [&] {
+                is_present = get_device_type(command_for(access, mac)) == DeviceType::end_device;
+            });
+        }
+        if (is_present) {
             kept.push_back(mac);
             continue;
         }
@@ -114,12 +140,15 @@ void GhnDiscoveryHandler::spawn_ghn_agent(const common::MacAddress& mac,
     properties["hw_revision"] = value_of("SYSTEM.PRODUCTION.HW_REVISION");
     properties["hw_product"] = value_of("SYSTEM.PRODUCTION.HW_PRODUCT");
     properties["firmware_version"] = value_of("SYSTEM.GENERAL.FW_VERSION");
-    const std::string serial_number = value_of("SYSTEM.PRODUCTION.SERIAL_NUMBER");
+    std::string id = value_of("SYSTEM.PRODUCTION.SERIAL_NUMBER");
+    if (id.empty() || boost::starts_with(id, "ERROR")) {
+        id = mac.str();
+    }
 
     InstallerContext context;
     context.accepted_parts = {"plc_ghn"};
     context.mac_address = mac;
-    spawn_agent(serial_number.empty() ? mac.str() : serial_number, properties, context);
+    spawn_agent(id, properties, context);
 }
 
 }  // namespace zephran::discovery

@@ -21,10 +21,10 @@ public:
     ~GhnDiscoveryHandler() override { discard_pass(); }
 
     /// Reads the list of devices from the gateway's modem, requests an agent for each new device,
-    /// and aborts the agents of lost ones. If the configuration is incomplete, it logs one warning
-    /// and discovery is off until the next start.
+    /// and aborts the agents of lost ones. A device that answers nonsense is left out. If the
+    /// configuration is incomplete, it logs one warning and discovery is off until the next start.
     ///
-    /// @throws what ghn::GhnUtility::get_parameter_value() throws
+    /// @throws what ghn::GhnUtility::get_parameter_value() throws when the list cannot be read
     /// @throws std::invalid_argument "mac" when the list contains anything but addresses
     void discover_once() override;
 
@@ -41,8 +41,11 @@ private:
     [[nodiscard]] static ghn::ConfigLayerCommand command_for(const Access& access,
                                                              const common::MacAddress& device);
     [[nodiscard]] static Addresses present_devices(const Access& access);
+    template <class Task>
+    static void leave_out_if_it_fails(const common::MacAddress& device, Task task);
     void look_for_new_devices(const Access& access, const Addresses& present);
     void look_for_lost_devices(const Access& access, const Addresses& present);
+    void look_at_new_device(const common::MacAddress& mac, const ghn::ConfigLayerCommand& command);
     void spawn_ghn_agent(const common::MacAddress& mac, const ghn::ConfigLayerCommand& command);
 
     bool enabled = true;

@@ -27,8 +27,11 @@ std::string format_installation_time(std::chrono::system_clock::time_point time)
 
 }  // namespace
 
-HawkbitInstaller::HawkbitInstaller(Clock current_time)
-    : AdvancingFSM{*this}, now{std::move(current_time)}, start_time{now()} {}
+HawkbitInstaller::HawkbitInstaller(Clock current_time, SteadyClock steady_time)
+    : AdvancingFSM{*this},
+      now{std::move(current_time)},
+      steady_now{std::move(steady_time)},
+      start_time{steady_now()} {}
 
 HawkbitInstaller::~HawkbitInstaller() = default;
 
@@ -55,7 +58,7 @@ bool HawkbitInstaller::ask_installation_has_finished() {
 
 bool HawkbitInstaller::installation_has_timeout() {
     ZLOG_DEBUG("event", "installation_has_timeout", "fsm", fsm_identity());
-    if (now() - start_time >= time_limit) {
+    if (steady_now() - start_time >= time_limit) {
         BOOST_THROW_EXCEPTION(InstallationTimeoutException{});
     }
     return false;

@@ -52,6 +52,7 @@ class HawkbitInstaller
                           hawkbit_installer_fsm::events::advance, HawkbitInstaller> {
 public:
     using Clock = std::function<std::chrono::system_clock::time_point()>;
+    using SteadyClock = std::function<std::chrono::steady_clock::time_point()>;
 
     /// An installation fails if it takes this long.
     static constexpr std::chrono::seconds time_limit{7200};
@@ -123,7 +124,9 @@ public:
 
 protected:
     /// @param current_time replaces the system clock in tests
-    explicit HawkbitInstaller(Clock current_time = std::chrono::system_clock::now);
+    /// @param steady_time  measures the time limit; replaced in tests
+    explicit HawkbitInstaller(Clock current_time = std::chrono::system_clock::now,
+                              SteadyClock steady_time = std::chrono::steady_clock::now);
 
     /// Throws unless the chunk has the number of artifacts that the installer can handle.
     /// @throws ArtifactCountMismatchException unless there is exactly one
@@ -167,7 +170,8 @@ private:
     ErrorRecord error_;
     std::ostringstream report_;
     Clock now;
-    std::chrono::system_clock::time_point start_time;
+    SteadyClock steady_now;
+    std::chrono::steady_clock::time_point start_time;
 };
 
 }  // namespace zephran

@@ -121,12 +121,15 @@ UpdateSchedule::time_point UpdateSchedule::next_window_start(const time_point& t
 }
 
 minutes UpdateSchedule::get_remaining_time(const time_point& time) const {
-    if (!is_allowed_on(time)) {
-        return minutes::zero();
+    return whole_minutes(window_end(time) - time);
+}
+
+UpdateSchedule::time_point UpdateSchedule::window_end(const time_point& time) const {
+    if (time == time_point::max() || !is_allowed_on(time)) {
+        return time;
     }
-    const auto remaining = whole_minutes(full_hour(local_time(time), 0, end_hour) - time);
     // The closing hour may be skipped by the change to daylight saving time.
-    return std::max(remaining, minutes::zero());
+    return std::max(full_hour(local_time(time), 0, end_hour), time);
 }
 
 minutes UpdateSchedule::pick_update_delay(RandomEngine& engine, const time_point& time) const {

@@ -77,6 +77,10 @@ public:
     /// Whole minutes until the window closes, zero outside of it.
     [[nodiscard]] std::chrono::minutes get_remaining_time(const time_point& time) const;
 
+    /// When the window closes that is open at this time; the time itself outside of it, and
+    /// time_point::max() for time_point::max().
+    [[nodiscard]] time_point window_end(const time_point& time) const;
+
     /// Picks a random delay for a deployment, so that many devices are spread evenly over the
     /// window. A delay that would end after the window is counted from the start of the next one.
     std::chrono::minutes pick_update_delay(RandomEngine& engine, const time_point& time) const;

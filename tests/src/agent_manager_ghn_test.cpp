@@ -34,6 +34,13 @@ TEST_F(AgentManagerGhn, ModemAddressIsReadWhenTheGatewayAgentIsSpawned) {
                                       "value=02:00:00:00:00:0g"));
 }
 
+TEST_F(AgentManagerGhn, ModemAddressReachesTheInstallersOfTheGateway) {
+    set_controller_mac(platform.config, "02:00:00:00:00:01");
+    manager.spawn_gateway_agent();
+
+    EXPECT_EQ(manager.gateway_context().mac_address.str(), "02:00:00:00:00:01");
+}
+
 TEST_F(AgentManagerGhn, GatewayWithoutAModemGetsItsAgentWithoutAWarning) {
     manager.spawn_gateway_agent();
 

@@ -5,6 +5,7 @@
 #include <functional>
 #include <iostream>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -13,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include "agent_manager.h"
+#include "support/captured_log.h"
 #include "support/fake_platform.h"
 
 namespace zephran::test {
@@ -132,6 +134,48 @@ TEST(AgentManagerRunDeathTest, ReturnsAfterASignalOnceAllAgentsAreAtRest) {
     ::testing::FLAGS_gtest_death_test_style = "threadsafe";
 
     EXPECT_EXIT(run_and_exit_with_number_of_pauses(), ::testing::ExitedWithCode(3), "");
+}
+
+/// Runs until a signal in the first pause has ended the loop, and prints what the loop did.
+[[noreturn]] void run_and_print_the_shutdown() {
+    const FakePlatform platform;
+    Events events;
+    RecordingManager manager{events, [&] {
+                                 events.emplace_back("pause");
+                                 if (std::count(events.begin(), events.end(), "pause") == 1) {
+                                     (void)std::raise(SIGTERM);
+                                 }
+                             }};
+    manager.add_discovery_handler(std::make_unique<RecordingHandler>(events, "handler"));
+    std::string logged;
+    {
+        const CapturedLog log{"INFO"};
+        manager.run();
+        logged = log.text();
+    }
+    for (const std::string& event : events) {
+        std::cerr << event << "\n";
+    }
+    std::istringstream lines{logged};
+    for (std::string line; std::getline(lines, line);) {
+        const bool is_of_shutdown = line.find("action=run") != std::string::npos ||
+                                    line.find("event=abort_agents") != std::string::npos ||
+                                    line.find("action=signal") != std::string::npos;
+        if (is_of_shutdown) {
+            std::cerr << line.substr(line.find('=') + 1) << "\n";
+        }
+    }
+    std::exit(EXIT_SUCCESS);
+}
+
+TEST(AgentManagerRunDeathTest, AfterASignalAgentsAreAbortedAndRemovedAndHandlersAreNotTicked) {
+    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+
+    EXPECT_EXIT(run_and_print_the_shutdown(), ::testing::ExitedWithCode(EXIT_SUCCESS),
+                "handler setup with 1 agent\nplatform setup\nhandler tick\npause\npause\npause\n"
+                "signal message=received exit signal\n"
+                "abort_agents\nrun remaining_agents=1\n"
+                "abort_agents\nrun remaining_agents=0\n$");
 }
 
 [[noreturn]] void run_with_agents_that_never_end() {

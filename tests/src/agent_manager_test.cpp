@@ -221,6 +221,21 @@ TEST_F(AgentManagerStep, AbortedAgentIsRemovedOnceItIsAtRest) {
     EXPECT_THAT(ids(), ElementsAre("other"));
 }
 
+TEST_F(AgentManagerStep, AbortedAgentThatIsAskedForAgainLivesOn) {
+    configure();
+    manager.spawn_dormant("device");
+    const HawkbitAgent* const first = &manager.agent("device");
+    manager.abort_agent("device");
+
+    manager.spawn_dormant("device");
+    bring_to_rest();
+    manager.remove_aborted_agents();
+
+    EXPECT_THAT(ids(), ElementsAre("device"));
+    EXPECT_EQ(&manager.agent("device"), first);
+    EXPECT_FALSE(first->is_aborted());
+}
+
 TEST_F(AgentManagerStep, AbortOfAnUnknownAgentIsIgnored) {
     configure();
     manager.spawn_dormant("device");

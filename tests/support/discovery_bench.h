@@ -51,7 +51,7 @@ public:
         collect_pass(handler);
     }
 
-    std::chrono::system_clock::time_point time{std::chrono::hours{24}};
+    std::chrono::steady_clock::time_point time{std::chrono::hours{24}};
     unsigned looks = 0;
 };
 

@@ -21,6 +21,7 @@ class ObservedGhnDiscovery : public discovery::GhnDiscoveryHandler {
 public:
     using GhnDiscoveryHandler::abort_requests;
     using GhnDiscoveryHandler::GhnDiscoveryHandler;
+    using GhnDiscoveryHandler::spawn_agent;
     using GhnDiscoveryHandler::spawn_requests;
 
     [[nodiscard]] std::vector<std::string> requested_ids() const {

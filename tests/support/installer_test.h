@@ -25,7 +25,8 @@ struct VersionMismatchException : common::Exception {
 /// Does only what a test tells it, and records the calls.
 class TestInstaller : public HawkbitInstaller {
 public:
-    explicit TestInstaller(Clock clock) : HawkbitInstaller{std::move(clock)} {}
+    TestInstaller(Clock clock, SteadyClock steady_clock)
+        : HawkbitInstaller{std::move(clock), std::move(steady_clock)} {}
 
     [[nodiscard]] bool records_installed_version() const override { return records_version; }
     [[nodiscard]] bool was_resumed() const { return is_resumed(); }
@@ -90,8 +91,10 @@ protected:
     FakePlatform platform;
     CapturedLog log;
     hawkbit::Attributes attributes;
+    /// The clock on the wall; the time limit is measured with the other one.
     std::chrono::system_clock::time_point time = noon;
-    TestInstaller installer{[this] { return time; }};
+    std::chrono::steady_clock::time_point steady_time{std::chrono::hours{1}};
+    TestInstaller installer{[this] { return time; }, [this] { return steady_time; }};
 };
 
 }  // namespace zephran::test

@@ -56,6 +56,12 @@ TEST(ObjectRegistration, IsRegisteredWhenTheBrokerHasGivenItAnId) {
     registration.object()->id = 5;
 
     EXPECT_TRUE(registration.is_registered());
+    registration.object()->type->id = 8;
+
+    registration.forget();
+
+    EXPECT_FALSE(registration.is_registered());
+    EXPECT_EQ(registration.object()->type->id, 0U);
 }
 
 }  // namespace

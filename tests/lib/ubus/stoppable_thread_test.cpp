@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ubus/stoppable_thread.h"
 
+#include <cerrno>
+#include <csignal>
 #include <future>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace zephran::test {
 namespace {
@@ -53,6 +56,36 @@ TEST(StoppableThread, IsUnblockedAfterTheGracePeriod) {
     });
 
     EXPECT_EQ(unblocked, 1U);
+}
+
+TEST(StoppableThread, IsInterruptedUntilItNoticesThatItIsNotWanted) {
+    StoppableThread thread;
+    int ends[2];  // NOLINT
+    ASSERT_EQ(::pipe(static_cast<int*>(ends)), 0);
+
+    thread.start([&] {
+        char byte = 0;
+        while (thread.is_wanted() || ::read(ends[0], &byte, 1) >= 0) {
+        }
+        EXPECT_EQ(errno, EINTR);
+    });
+    thread.stop(at_once, [] {});
+
+    ::close(ends[0]);
+    ::close(ends[1]);
+}
+
+TEST(StoppableThread, InterruptionsLeaveTheDispositionOfTheirSignalAsItWas) {
+    struct sigaction before {};
+    ASSERT_EQ(::sigaction(SIGURG, nullptr, &before), 0);
+    StoppableThread thread;
+
+    thread.start([] { ::pause(); });
+    thread.stop(at_once, [] {});
+
+    struct sigaction after {};
+    ASSERT_EQ(::sigaction(SIGURG, nullptr, &after), 0);
+    EXPECT_EQ(after.sa_handler, before.sa_handler);
 }
 
 TEST(StoppableThread, CanBeStartedAgain) {

@@ -226,6 +226,22 @@ TEST_F(HawkbitAgentCancel, AbortedAgentDoesNotReportTheRefusalOfItsInstaller) {
     EXPECT_THAT(server.exchanges, IsEmpty());
 }
 
+TEST_F(HawkbitAgentCancel, AgentThatLivesOnDoesNotReportTheCancellationOfItsAbort) {
+    part.script.steps_to_install = 10;
+    part.script.steps_to_cancel = 3;
+    start_installation(scripted_deployment(1));
+    server.exchanges.clear();
+
+    agent->abort();
+    tick(1);
+    agent->live_on();
+    EXPECT_FALSE(agent->is_aborted());
+    run_to_end_of_deployment();
+
+    EXPECT_THAT(server.exchanges, IsEmpty());
+    EXPECT_EQ(part.script.cancellations, 1U);
+}
+
 TEST_F(HawkbitAgentCancel, AbortWithoutADeploymentOnlyMarksTheAgent) {
     make_introduced();
 

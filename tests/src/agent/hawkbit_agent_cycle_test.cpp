@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <set>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -108,6 +111,73 @@ TEST_F(HawkbitAgentCycle, DormantAgentPollsOnceWhenForced) {
     EXPECT_EQ(server.exchanges.size(), 3U);
 }
 
+TEST_F(HawkbitAgentCycle, ForcedPollOfADormantAgentIsOwedUntilAReadSucceeds) {
+    make(dormant());
+    run_to_rest();
+    server.fail(Exchange::fetch_status, 2);
+
+    agent->force_poll();
+    agent->restart();
+    for (unsigned failures = 1; failures <= 2; ++failures) {
+        tick(10);
+        EXPECT_EQ(server.exchanges.size(), failures);
+        now = agent->next_poll() + std::chrono::milliseconds{1};
+    }
+    run_to_rest();
+    EXPECT_THAT(server.exchanges,
+                ElementsAre("failure", "failure", "status", "config data", "status"));
+    run_cycle();
+
+    EXPECT_EQ(server.exchanges.size(), 5U);
+}
+
+TEST_F(HawkbitAgentCycle, UnreadableControllerResourceLeavesTheForcedPollOwed) {
+    make(dormant());
+    server.links.deployment = "http://update.example/deploymentBase/7";
+    agent->force_poll();
+    tick(2);
+    ASSERT_EQ(count_logged("event=backoff"), 1U);
+
+    server.close_deployment();
+    now = agent->next_poll() + std::chrono::milliseconds{1};
+    run_to_rest();
+
+    EXPECT_THAT(server.exchanges, ElementsAre("status", "status", "config data", "status"));
+}
+
+TEST_F(HawkbitAgentCycle, DormantAgentReadsAgainWhileItsAttributesAreToBeSent) {
+    make(dormant());
+    server.fail(Exchange::send_config_data, 2);
+    agent->force_poll();
+    run_to_rest();
+    ASSERT_THAT(server.exchanges, ElementsAre("status", "failure", "failure"));
+
+    run_cycle();
+    EXPECT_THAT(server.exchanges,
+                ElementsAre("status", "failure", "failure", "status", "config data", "status"));
+    run_cycle();
+
+    EXPECT_EQ(server.exchanges.size(), 6U);
+}
+
+TEST_F(HawkbitAgentCycle, DormantAgentReadsAgainWhileTheServerLacksItsAttributes) {
+    make(dormant());
+    agent->force_poll();
+    run_to_rest();
+    server.exchanges.clear();
+    server.links.config_data = true;
+    server.fail(Exchange::send_config_data, 2);
+    agent->force_poll();
+    run_cycle();
+    ASSERT_THAT(server.exchanges, ElementsAre("status", "failure", "failure"));
+
+    agent->restart();
+    tick(3);
+
+    EXPECT_THAT(server.exchanges,
+                ElementsAre("status", "failure", "failure", "status", "config data"));
+}
+
 TEST_F(HawkbitAgentCycle, FailedConfigDataIsRetriedTwoTicksLater) {
     make();
     server.fail(Exchange::send_config_data, 1);
@@ -145,11 +215,48 @@ TEST_F(HawkbitAgentCycle, FailedPollBacksOffAndIsRepeatedUntilItSucceeds) {
                 ElementsAre("failure", "failure", "failure", "status", "config data", "status"));
 }
 
+TEST_F(HawkbitAgentCycle, FirstBackoffIsAtMostTenMinutesAndDiffersBetweenAgents) {
+    std::set<HawkbitAgent::time_point> ends;
+    for (unsigned agents = 0; agents < 200; ++agents) {
+        make().set_backoff_delay();
+        ends.insert(agent->next_poll());
+    }
+
+    EXPECT_GT(ends.size(), 100U);
+    EXPECT_LE(*ends.rbegin(), now + std::chrono::minutes{10});
+    EXPECT_GT(*ends.rbegin(), now + std::chrono::minutes{9});
+}
+
+TEST_F(HawkbitAgentCycle, LongestBackoffIsADay) {
+    make();
+    HawkbitAgent::time_point latest{};
+    for (unsigned failures = 0; failures < 200; ++failures) {
+        agent->set_backoff_delay();
+        latest = std::max(latest, agent->next_poll());
+    }
+
+    EXPECT_LE(latest, now + std::chrono::hours{24});
+    EXPECT_GT(latest, now + std::chrono::hours{22});
+}
+
+TEST_F(HawkbitAgentCycle, BackoffBeginsAnewAfterASuccessfulRead) {
+    make();
+    for (unsigned reads = 0; reads < 5; ++reads) {
+        for (unsigned failures = 0; failures < 20; ++failures) {
+            agent->set_backoff_delay();
+        }
+
+        agent->retrieve_controller_status();
+        agent->set_backoff_delay();
+
+        EXPECT_LE(agent->next_poll(), now + std::chrono::minutes{10});
+    }
+}
+
 TEST_F(HawkbitAgentCycle, ForcedPollEndsTheBackoff) {
     make();
     server.fail(Exchange::fetch_status, 1);
     tick(2);
-    now -= std::chrono::hours{1};
 
     tick(5);
     EXPECT_THAT(server.exchanges, ElementsAre("failure"));

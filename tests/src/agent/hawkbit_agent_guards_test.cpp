@@ -7,6 +7,7 @@
 namespace zephran::test {
 namespace {
 
+using ::testing::ContainsRegex;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -33,6 +34,129 @@ protected:
         return agent->is_resumed_deployment();
     }
 };
+
+/// What a guard logs, with its level, its function and its field.
+class HawkbitAgentGuardLine : public HawkbitAgentGuard {
+protected:
+    void expect_line(const std::string& level, const std::string& guard,
+                     const std::string& fields) {
+        EXPECT_THAT(log.text(), ContainsRegex(" " + level + " hawkbit_agent_guards.cpp:[0-9]+ " +
+                                              guard + ": event=" + guard + " " + fields + "\n"));
+    }
+};
+
+TEST_F(HawkbitAgentGuardLine, TellsWhetherTheAgentIsDormant) {
+    AgentSettings settings;
+    settings.dormant = true;
+    make(settings);
+
+    EXPECT_TRUE(agent->is_dormant());
+    expect_line("INFO", "is_dormant", "status=1");
+    agent->force_poll();
+    EXPECT_FALSE(agent->is_dormant());
+    expect_line("INFO", "is_dormant", "status=0");
+}
+
+TEST_F(HawkbitAgentGuardLine, TellsWhetherTheBackoffHasElapsed) {
+    make();
+    agent->set_backoff_delay();
+
+    EXPECT_FALSE(agent->is_backoff_delay_elapsed());
+    expect_line("INFO", "is_backoff_delay_elapsed", "status=0");
+    agent->force_poll();
+    EXPECT_TRUE(agent->is_backoff_delay_elapsed());
+    expect_line("INFO", "is_backoff_delay_elapsed", "status=1");
+}
+
+TEST_F(HawkbitAgentGuardLine, TellsWhatTheServerAsksFor) {
+    make();
+    for (const char* const value : {"0", "1"}) {
+        EXPECT_EQ(agent->is_deployment_action_requested(), *value == '1');
+        expect_line("DEBUG", "is_deployment_action_requested",
+                    std::string{"deployment_action_requested="} + value);
+        EXPECT_EQ(agent->is_cancel_action_requested(), *value == '1');
+        expect_line("DEBUG", "is_cancel_action_requested",
+                    std::string{"cancel_action_requested="} + value);
+        server.offer(scripted_deployment(1));
+        server.offer_cancel("3");
+        agent->retrieve_controller_status();
+    }
+}
+
+TEST_F(HawkbitAgentGuardLine, TellsWhyConfigDataIsSent) {
+    make();
+    EXPECT_TRUE(agent->is_new_config_data_required());
+    expect_line("DEBUG", "is_new_config_data_required", "starting_up=1 config_data_requested=0");
+    agent->send_config_data();
+    server.links.config_data = true;
+    agent->retrieve_controller_status();
+
+    EXPECT_TRUE(agent->is_new_config_data_required());
+    expect_line("DEBUG", "is_new_config_data_required", "starting_up=0 config_data_requested=1");
+}
+
+TEST_F(HawkbitAgentGuardLine, TellsWhetherADeploymentIsActive) {
+    make();
+
+    // Nothing is offered any more, which ends the cycle as well.
+    EXPECT_TRUE(agent->has_active_deployment());
+    expect_line("INFO", "has_active_deployment", "status=0");
+    start_deployment(scripted_deployment(1));
+    EXPECT_TRUE(agent->has_active_deployment());
+    expect_line("INFO", "has_active_deployment", "status=1");
+}
+
+TEST_F(HawkbitAgentGuardLine, TellsWhetherTheScheduleAllowsADeployment) {
+    make();
+    EXPECT_TRUE(agent->is_inside_update_schedule());
+    expect_line("INFO", "is_inside_update_schedule", "inside=1");
+    EXPECT_TRUE(agent->is_deployment_delay_elapsed());
+    expect_line("INFO", "is_deployment_delay_elapsed", "status=1");
+
+    AgentSettings settings;
+    settings.schedule.emplace();
+    settings.schedule->weekdays = 0;
+    make(settings);
+    EXPECT_FALSE(agent->is_inside_update_schedule());
+    expect_line("INFO", "is_inside_update_schedule", "inside=0");
+    EXPECT_FALSE(agent->is_deployment_delay_elapsed());
+    expect_line("INFO", "is_deployment_delay_elapsed", "status=0");
+}
+
+TEST_F(HawkbitAgentGuardLine, TellsWhetherAutomaticUpdatesAreDisabled) {
+    make();
+    platform.config.values[automatic_update_key] = "0";
+    EXPECT_TRUE(agent->is_automatic_update_disabled());
+    expect_line("INFO", "is_automatic_update_disabled", "status=1");
+    platform.config.values[automatic_update_key] = "1";
+    EXPECT_FALSE(agent->is_automatic_update_disabled());
+    expect_line("INFO", "is_automatic_update_disabled", "status=0");
+}
+
+TEST_F(HawkbitAgentGuardLine, TellsWhyADeploymentStarts) {
+    DeploymentText text = scripted_deployment(1);
+    text.history = {"Installation started"};
+    make_holding(text);
+    EXPECT_TRUE(agent->is_resumed_deployment());
+    expect_line("INFO", "is_resumed_deployment", "status=1");
+    EXPECT_FALSE(agent->is_user_forced());
+    expect_line("INFO", "is_user_forced", "status=0");
+    agent->accept_deployment("7");
+    EXPECT_TRUE(agent->is_user_forced());
+    expect_line("INFO", "is_user_forced", "status=1");
+    EXPECT_TRUE(agent->is_forced_deployment());
+    expect_line("INFO", "is_forced_deployment", "status=1");
+
+    text.update = "attempt";
+    text.history = {"Installation cannot be cancelled", "Installation started"};
+    server.offer(text);
+    agent->retrieve_deployment_action();
+    EXPECT_FALSE(agent->is_forced_deployment());
+    expect_line("INFO", "is_forced_deployment", "status=0");
+    EXPECT_FALSE(agent->is_resumed_deployment());
+    expect_line("INFO", "is_resumed_deployment", "status=0");
+    expect_line("WARNING", "is_resumed_deployment", "message=unknown action message");
+}
 
 TEST_F(HawkbitAgentGuard, DormantAgentStaysDormant) {
     AgentSettings settings;
@@ -73,10 +197,19 @@ TEST_F(HawkbitAgentGuard, BackoffHasElapsedOnlyAfterItsEnd) {
     EXPECT_TRUE(agent->is_backoff_delay_elapsed());
 }
 
+TEST_F(HawkbitAgentGuard, BackoffEndsWhenTheClockIsSetBackBeforeItsBegin) {
+    make();
+    agent->set_backoff_delay();
+    EXPECT_FALSE(agent->is_backoff_delay_elapsed());
+
+    now -= std::chrono::milliseconds{1};
+
+    EXPECT_TRUE(agent->is_backoff_delay_elapsed());
+}
+
 TEST_F(HawkbitAgentGuard, ForcedPollEndsTheBackoffAndIsNotConsumed) {
     make();
     agent->set_backoff_delay();
-    now -= std::chrono::hours{1};
 
     EXPECT_FALSE(agent->is_backoff_delay_elapsed());
     agent->force_poll();
@@ -203,6 +336,13 @@ TEST_F(HawkbitAgentGuard, UnknownMessageAboveAReportIsLoggedOncePerAction) {
     agent->retrieve_deployment_action();
     EXPECT_FALSE(agent->is_resumed_deployment());
     EXPECT_EQ(count_logged("event=is_resumed_deployment message=unknown action message"), 2U);
+}
+
+TEST_F(HawkbitAgentGuard, UnknownMessageInTheHistoryOfADeviceBehindTheGatewayIsNotLogged) {
+    EXPECT_FALSE(is_resumed({"Installation cannot be cancelled", "Installation started"},
+                            {{"parent", "gateway"}}));
+
+    EXPECT_EQ(count_logged("unknown action message"), 0U);
 }
 
 TEST_F(HawkbitAgentGuard, ServerNotesOfANewActionAreNotUnknownMessages) {

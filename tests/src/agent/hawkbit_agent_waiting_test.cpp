@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <string>
+
 #include <gtest/gtest.h>
 
 #include "support/agent_bench.h"
+#include "support/time_zone.h"
 
 namespace zephran::test {
 namespace {
@@ -159,6 +162,140 @@ TEST_F(HawkbitAgentWaiting, DelaySurvivesARestart) {
     now += std::chrono::hours{48};
     tick(2);
     EXPECT_TRUE(agent->is_deploying());
+}
+
+/// The window is open daily from 22 to 24 o'clock, and it is 22:13:20.
+class HawkbitAgentClock : public HawkbitAgentWaiting {
+protected:
+    HawkbitAgentClock() {
+        AgentSettings settings = scheduled(every_day);
+        settings.schedule->set_hours(22, 24);
+        make_introduced(settings);
+        offer(soft_deployment());
+    }
+
+    /// Draws a delay, or keeps one.
+    void wait_for_delay() {
+        run_cycle();
+        tick(2);
+    }
+    /// Draws a delay that ends within the open window. The clock is the seed.
+    void wait_for_delay_in_open_window() {
+        wait_for_delay();
+        ASSERT_EQ(draws(), 1U);
+        ASSERT_LE(drawn_minutes(), 106) << "begin at another second";
+    }
+    [[nodiscard]] long drawn_minutes() const {
+        const std::string field = " delay_mins=";
+        const std::string logged = log.text();
+        return std::stol(logged.substr(logged.rfind(field) + field.size()));
+    }
+    [[nodiscard]] std::size_t draws() const { return count_logged("until="); }
+    [[nodiscard]] std::size_t reuses() const { return count_logged("action=reusing delay"); }
+
+private:
+    TimeZone zone{"UTC0"};
+};
+
+TEST_F(HawkbitAgentClock, DelayIsKeptWhileItEndsWithinTheWindow) {
+    wait_for_delay_in_open_window();
+
+    now -= std::chrono::minutes{5};
+    wait_for_delay();
+
+    EXPECT_EQ(draws(), 1U);
+    EXPECT_EQ(reuses(), 1U);
+}
+
+TEST_F(HawkbitAgentClock, DelayPastTheWindowAfterTheClockWasSetBackIsDrawnAgain) {
+    wait_for_delay_in_open_window();
+
+    for (const int days : {1, 10}) {
+        now -= std::chrono::hours{24 * days};
+        wait_for_delay();
+    }
+
+    EXPECT_EQ(draws(), 3U);
+    EXPECT_EQ(reuses(), 0U);
+}
+
+TEST_F(HawkbitAgentClock, DelayIntoTheNextWindowIsKeptUntilTheClockIsSetBack) {
+    now += std::chrono::minutes{106};
+    wait_for_delay();
+    ASSERT_GT(drawn_minutes(), 22 * 60);
+
+    now += std::chrono::seconds{10};
+    wait_for_delay();
+    EXPECT_EQ(reuses(), 1U);
+    now -= std::chrono::hours{24};
+    wait_for_delay();
+
+    EXPECT_EQ(draws(), 2U);
+    EXPECT_EQ(reuses(), 1U);
+}
+
+TEST_F(HawkbitAgentClock, DelayThatHasReachedItsWindowIsBoundByThatWindow) {
+    now += std::chrono::minutes{106};
+    wait_for_delay();
+    const long minutes_after_opening = drawn_minutes() - 22 * 60;
+    ASSERT_GT(minutes_after_opening, 2);
+
+    now += std::chrono::hours{22} + std::chrono::minutes{2};
+    wait_for_delay();
+    ASSERT_EQ(reuses(), 1U);
+    now -= std::chrono::hours{24};
+    wait_for_delay();
+
+    EXPECT_EQ(draws(), 2U);
+}
+
+TEST_F(HawkbitAgentClock, DelayThatElapsesOutsideTheWindowIsDrawnAgain) {
+    wait_for_delay_in_open_window();
+
+    now += std::chrono::hours{12};
+    tick(5);
+    EXPECT_FALSE(agent->is_deploying());
+    EXPECT_TRUE(agent->is_waiting());
+    EXPECT_EQ(draws(), 2U);
+    EXPECT_GE(drawn_minutes(), 11 * 60);
+    now += std::chrono::minutes{drawn_minutes() + 1};
+    tick(2);
+
+    EXPECT_TRUE(agent->is_deploying());
+}
+
+TEST_F(HawkbitAgentWaiting, PollIsDueAtItsTimeAndWhenTheClockWasSetBackBeforeItWasSet) {
+    make_introduced();
+    const auto noted = now;
+
+    EXPECT_FALSE(agent->is_poll_due());
+    now = noted + std::chrono::minutes{5} - std::chrono::milliseconds{1};
+    EXPECT_FALSE(agent->is_poll_due());
+    now = noted + std::chrono::minutes{5};
+    EXPECT_TRUE(agent->is_poll_due());
+
+    for (const std::chrono::hours back : {std::chrono::hours{1}, std::chrono::hours{240}}) {
+        now = noted - back;
+        EXPECT_TRUE(agent->is_poll_due());
+    }
+}
+
+TEST_F(HawkbitAgentWaiting, EveryWayToSetTheNextPollNotesItsPeriod) {
+    make();
+    EXPECT_TRUE(agent->is_poll_due());
+    agent->enter_retrieving_controller_status();
+    EXPECT_FALSE(agent->is_poll_due());
+    server.sleep = "01:00:00";
+    agent->retrieve_controller_status();
+    EXPECT_FALSE(agent->is_poll_due());
+    agent->force_poll();
+    EXPECT_TRUE(agent->is_poll_due());
+    agent->set_backoff_delay();
+    EXPECT_FALSE(agent->is_poll_due());
+
+    now -= std::chrono::milliseconds{1};
+
+    EXPECT_TRUE(agent->is_poll_due());
 }
 
 TEST_F(HawkbitAgentWaiting, RestartOfAWaitingAgentSeesThatTheDeploymentWasWithdrawn) {

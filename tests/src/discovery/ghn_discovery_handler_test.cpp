@@ -33,6 +33,10 @@ std::string ignored(const std::string& mac) {
     return "event=ghn_ignoring_device mac=" + mac;
 }
 
+std::string left_out(const std::string& mac) {
+    return "event=ghn_leaving_out_device mac=" + mac + " what=";
+}
+
 TEST_F(GhnDiscoveryHandlerTest, NetworkWithoutDevicesYieldsNoAgents) {
     run_pass();
 
@@ -228,13 +232,85 @@ TEST_F(GhnDiscoveryHandlerTest, UnresponsiveControllerIsAnError) {
     EXPECT_THROW(run_pass(), ghn::ConfigLayerFailedException);
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DeviceThatDoesNotReportItsPropertiesIsAnError) {
+TEST_F(GhnDiscoveryHandlerTest, DeviceThatDoesNotReportItsPropertiesIsLeftOut) {
+    set_domain(joined(first, second));
+    modems.add_device(first, "SN-1");
+    modems.forget(first, "SYSTEM.PRODUCTION.HW_PRODUCT");
+    modems.add_device(second, "SN-2");
+
+    run_pass();
+
+    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-2"));
+    EXPECT_THAT(lines(),
+                ElementsAre(start, found(first), left_out(first) + "configlayer returned an error",
+                            found(second)));
+}
+
+TEST_F(GhnDiscoveryHandlerTest, DeviceThatAnswersNonsenseIsLeftOutWithOneWarning) {
+    set_domain(joined(first, second));
+    modems.add_device(first, "SN-1");
+    modems.answer_text(first, type_parameter, "nonsense");
+    modems.add_device(second, "SN-2");
+
+    run_pass();
+
+    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-2"));
+    EXPECT_THAT(
+        lines(),
+        ElementsAre(start, left_out(first) + "configlayer returned data in an unknown format",
+                    found(second)));
+    EXPECT_THAT(logged_after(" WARNING ghn_discovery_handler.cpp:", log.text()), SizeIs(1));
+}
+
+TEST_F(GhnDiscoveryHandlerTest, DeviceThatWasLeftOutIsAskedAgainInTheNextPass) {
     set_domain(first);
     modems.add_device(first, "SN-1");
-    modems.forget(first, "SYSTEM.PRODUCTION.SERIAL_NUMBER");
+    modems.answer_text(first, "SYSTEM.PRODUCTION.SERIAL_NUMBER", "nonsense");
+    run_pass();
 
-    EXPECT_THROW(run_pass(), ghn::ConfigLayerFailedException);
-    EXPECT_THAT(manager.get_agents(), IsEmpty());
+    modems.add_device(first, "SN-1");
+    run_pass();
+
+    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-1"));
+}
+
+TEST_F(GhnDiscoveryHandlerTest, NoMoreThan128DevicesBecomeAgents) {
+    for (unsigned number = 1; number < 128; ++number) {
+        handler.spawn_agent("SN-" + std::to_string(number), {}, {});
+    }
+    set_domain(joined(first, second));
+    modems.add_device(first, "");
+    modems.add_device(second, "SN-129");
+
+    run_pass();
+    EXPECT_THAT(handler.requested_ids(), ElementsAre(first));
+    EXPECT_EQ(count_calls_with("-m 02:00:00:00:00:0b"), 0U);
+    EXPECT_THAT(lines(), ElementsAre(start, found(first), "event=ghn_too_many_devices limit=128"));
+    EXPECT_THAT(logged_after(" WARNING ghn_discovery_handler.cpp:", log.text()), SizeIs(1));
+    set_domain(second);
+    run_pass();
+    run_pass();
+
+    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-129"));
+}
+
+TEST_F(GhnDiscoveryHandlerTest, ErrorIsNoSerialNumber) {
+    set_domain(joined(first, second));
+    modems.add_device(first, "ERROR -36");
+    modems.add_device(second, "ERROR -36");
+
+    run_pass();
+
+    EXPECT_THAT(handler.requested_ids(), ElementsAre(first, second));
+}
+
+TEST_F(GhnDiscoveryHandlerTest, SerialNumberMayContainTheWordError) {
+    set_domain(first);
+    modems.add_device(first, "SN-ERROR");
+
+    run_pass();
+
+    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-ERROR"));
 }
 
 TEST_F(GhnDiscoveryHandlerTest, DestructionDuringAPassWaitsForTheTool) {

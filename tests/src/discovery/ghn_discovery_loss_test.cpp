@@ -90,6 +90,19 @@ TEST_F(GhnDiscoveryLossTest, DeviceThatChangesItsKindIsLostAndThenIgnored) {
                             start, "event=ghn_ignoring_device mac=02:00:00:00:00:0a"));
 }
 
+TEST_F(GhnDiscoveryLossTest, KnownDeviceThatAnswersNonsenseIsLeftAlone) {
+    find("");
+
+    modems.answer_text(first, type_parameter, "nonsense");
+    run_pass();
+    EXPECT_THAT(handler.abort_requests(), IsEmpty());
+    EXPECT_THAT(lines().back(), HasSubstr("event=ghn_leaving_out_device mac=02:00:00:00:00:0a"));
+    set_domain(controller);
+    run_pass();
+
+    EXPECT_THAT(handler.abort_requests(), ElementsAre(first));
+}
+
 TEST_F(GhnDiscoveryLossTest, OtherDevicesAreKept) {
     set_domain(std::string{first} + "," + second);
     modems.add_device(first, "");
@@ -126,6 +139,18 @@ TEST_F(GhnDiscoveryLossTest, ReturningDeviceKeepsItsAgent) {
 
     EXPECT_THAT(handler.spawn_requests(), SizeIs(1));
     EXPECT_EQ(manager.get_agents().at("SN-1").get(), agent);
+}
+
+TEST_F(GhnDiscoveryLossTest, AgentOfADeviceThatReturnsWhileItIsGivenUpLivesOn) {
+    find("");
+    set_domain(controller);
+    run_pass();
+    ASSERT_TRUE(is_aborted(first));
+
+    set_domain(first);
+    run_pass();
+
+    EXPECT_FALSE(is_aborted(first));
 }
 
 TEST_F(GhnDiscoveryLossTest, DeviceThatAnswersOnlyOnceIsFoundAndLostInOnePass) {

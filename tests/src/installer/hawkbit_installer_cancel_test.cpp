@@ -15,7 +15,6 @@ namespace {
 
 using std::chrono::nanoseconds;
 using std::chrono::seconds;
-using test::noon;
 using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
@@ -27,7 +26,7 @@ using CancelledInstaller = test::InstallerTest;
 
 TEST_F(CancelledInstaller, RunsUpToTheTimeLimit) {
     start_installing();
-    time = noon + seconds{7200} - nanoseconds{1};
+    steady_time += seconds{7200} - nanoseconds{1};
 
     tick();
 
@@ -37,7 +36,7 @@ TEST_F(CancelledInstaller, RunsUpToTheTimeLimit) {
 
 TEST_F(CancelledInstaller, FinishingAtTheTimeLimitIsASuccess) {
     start_installing();
-    time = noon + seconds{7200};
+    steady_time += seconds{7200};
     installer.installed = true;
 
     tick();
@@ -48,7 +47,7 @@ TEST_F(CancelledInstaller, FinishingAtTheTimeLimitIsASuccess) {
 
 TEST_F(CancelledInstaller, IsCancelledAtTheTimeLimit) {
     start_installing();
-    time = noon + seconds{7200};
+    steady_time += seconds{7200};
 
     tick();
 
@@ -68,7 +67,7 @@ TEST_F(CancelledInstaller, IsCancelledAtTheTimeLimit) {
 TEST_F(CancelledInstaller, EndsAtTheTimeLimitEvenIfItCannotBeCancelled) {
     installer.can_be_cancelled = false;
     start_installing();
-    time = noon + seconds{7200};
+    steady_time += seconds{7200};
 
     tick();
     EXPECT_THAT(installer.calls, ElementsAre("finished?", "cancel"));
@@ -176,7 +175,7 @@ TEST_F(CancelledInstaller, FailureAfterARefusedCancelEndsTheInstallation) {
     installer.can_be_cancelled = false;
     start_installing();
     installer.cancel();
-    time = noon + seconds{7200};
+    steady_time += seconds{7200};
 
     tick(2);
 
@@ -201,7 +200,7 @@ TEST_F(CancelledInstaller, CancelAfterTheEndFailsAndTheEndStays) {
 
 TEST_F(CancelledInstaller, TimeLimitOfAResumedInstallationCountsFromItsConstruction) {
     installer.resume();
-    time = noon + seconds{7200};
+    steady_time += seconds{7200};
 
     tick();
 

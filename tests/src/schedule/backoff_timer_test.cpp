@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <random>
+#include <set>
 
 #include <gtest/gtest.h>
 
@@ -126,12 +127,17 @@ TEST(BackoffTimer, CapMayBeBelowTheFirstBound) {
 }
 
 TEST(BackoffTimer, IsSeededFromTheClockByDefault) {
-    BackoffTimer timer{agent_max, agent_base};
+    std::set<milliseconds> delays;
+    for (int timers = 0; timers < 50; ++timers) {
+        BackoffTimer timer{agent_max, agent_base};
 
-    const auto delay = timer.next();
+        const auto delay = timer.next();
 
-    EXPECT_GE(delay, milliseconds{0});
-    EXPECT_LE(delay, 2 * agent_base);
+        EXPECT_GE(delay, milliseconds{0});
+        EXPECT_LE(delay, 2 * agent_base);
+        delays.insert(delay);
+    }
+    EXPECT_GT(delays.size(), 25U);
 }
 
 }  // namespace

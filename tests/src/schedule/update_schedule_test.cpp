@@ -184,6 +184,21 @@ TEST_F(UpdateScheduleTest, RemainingTimeRollsOverMidnight) {
     EXPECT_EQ(window(friday, 22, 24).get_remaining_time(at(11, 13, 22, 30)), minutes{90});
 }
 
+TEST_F(UpdateScheduleTest, WindowEndsAtItsClosingHour) {
+    const UpdateSchedule schedule = window(monday, 22, 24);
+
+    EXPECT_EQ(schedule.window_end(at(6, 1, 22, 30, 59)), at(6, 2, 0));
+    EXPECT_EQ(schedule.window_end(at(6, 1, 22)), at(6, 2, 0));
+}
+
+TEST_F(UpdateScheduleTest, NoWindowEndsOutsideOfIt) {
+    const UpdateSchedule schedule = window(monday, 22, 24);
+
+    EXPECT_EQ(schedule.window_end(at(6, 1, 21, 59, 59)), at(6, 1, 21, 59, 59));
+    EXPECT_EQ(schedule.window_end(at(6, 2, 22)), at(6, 2, 22));
+    EXPECT_EQ(schedule.window_end(time_point::max()), time_point::max());
+}
+
 TEST_F(UpdateScheduleTest, DelayThatFitsIsUsedAsDrawn) {
     const auto schedule = window(monday, 9, 17);
     for (const minutes::rep drawn : {0, 1, 419, 420}) {
