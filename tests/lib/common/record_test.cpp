@@ -10,11 +10,20 @@
 #include "common/popen.h"
 
 namespace zephran::common {
-namespace {
 
+// Not in the unnamed namespace: a second namespace `record` there would be ambiguous for the other
+// tests of this folder, which are compiled together with sanitizers.
+namespace record_test {
 ZEPHRAN_RECORD(late_test, std::string, reported_at(902));
 ZEPHRAN_RECORD(early_test, int, reported_at(901));
 ZEPHRAN_RECORD(secret_test, std::string, not_reported);
+}  // namespace record_test
+
+namespace {
+
+using record_test::early_test_tag;
+using record_test::late_test_tag;
+using record_test::secret_test_tag;
 
 TEST(Record, IsShownUnderTheNameItWasDeclaredWith) {
     EXPECT_EQ(describe_records(NotImplementedException{} << early_test_tag{7}), "early_test: 7");
