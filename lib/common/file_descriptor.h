@@ -24,6 +24,8 @@ public:
 
     [[nodiscard]] int get() const { return number; }
     [[nodiscard]] bool is_open() const { return number != -1; }
+    /// Hands the descriptor over to the caller, who closes it.
+    int release() { return std::exchange(number, -1); }
 
 private:
     int number;

@@ -37,7 +37,9 @@ std::string_view base_name(std::string_view path) {
 }
 
 bool is_control(char character) {
-    return (character >= '\0' && character < ' ' && character != '\t') || character == '\x7f';
+    // char is unsigned on the gateways.
+    const auto code = static_cast<unsigned char>(character);
+    return (code < 0x20 && code != '\t') || code == 0x7f;
 }
 
 /// Writes a value so that nothing in it looks like the beginning of a line of the log.

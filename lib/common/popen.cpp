@@ -15,6 +15,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "common/file_descriptor.h"
 #include "common/output_collector.h"
 #include "common/shell.h"
 
@@ -24,24 +25,13 @@ namespace {
 
 using std::chrono::milliseconds;
 
-class Descriptor {
-public:
-    explicit Descriptor(int open_descriptor) : number{open_descriptor} {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor(Descriptor&&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    Descriptor& operator=(Descriptor&&) = delete;
-    ~Descriptor() {
-        if (number != -1) {
-            close(number);
-        }
+/// Signals everything that a child has started, and the child itself if it has left its group.
+void signal_group_of(pid_t child, int number) {
+    kill(-child, number);
+    if (getpgid(child) != child) {
+        kill(child, number);
     }
-    [[nodiscard]] int get() const { return number; }
-    int release() { return std::exchange(number, -1); }
-
-private:
-    int number;
-};
+}
 
 void set_blocking(int descriptor, bool blocking) {
     const auto flags = static_cast<unsigned int>(fcntl(descriptor, F_GETFL));
@@ -92,8 +82,8 @@ void POpen::popen_for_reading() {
     if (pipe2(ends.data(), O_CLOEXEC) == -1) {
         fail(errno);
     }
-    Descriptor read_end{ends[0]};
-    const Descriptor write_end{ends[1]};
+    FileDescriptor read_end{ends[0]};
+    const FileDescriptor write_end{ends[1]};
     stream.reset(fdopen(read_end.get(), "r"));
     if (!stream) {
         fail(errno);
@@ -200,10 +190,9 @@ boost::optional<int> POpen::pclose_kill(Clock::time_point deadline) {
 }
 
 boost::optional<int> POpen::kill_child() const {
-    // What it has started must not go on without it: the group.
-    kill(-pid, SIGTERM);
+    signal_group_of(pid, SIGTERM);
     std::this_thread::sleep_for(limits.term_to_kill);
-    kill(-pid, SIGKILL);
+    signal_group_of(pid, SIGKILL);
     // Every command that hangs would leave a zombie otherwise.
     int ignored = 0;
     wait_for(pid, ignored, 0);

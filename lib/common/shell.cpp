@@ -14,7 +14,8 @@ namespace zephran::common {
 
 namespace {
 
-// Older headers do not know it; the number is the same on every architecture.
+// Older headers do not know it. All but a few old architectures share the number; where it is
+// another one, the call fails and descriptors are closed one by one.
 #ifdef SYS_close_range
 constexpr long close_range_number = SYS_close_range;
 #else

@@ -23,7 +23,7 @@ public:
     struct Environment {
         /// Path of the broker's socket; empty for the one that the bus library was built with.
         std::string socket_path;
-        /// Longest sleep of the receiver, and so the longest it takes to stop it.
+        /// Longest sleep of the receiver, and so usually the longest it takes to stop it.
         std::chrono::milliseconds poll_interval{100};
         /// Time between two attempts to reach a broker that went away.
         std::chrono::milliseconds reconnect_interval{1000};

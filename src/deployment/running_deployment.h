@@ -34,8 +34,7 @@ public:
     /// True if the deployment was fetched from this link; the query is ignored.
     [[nodiscard]] bool was_fetched_from(const common::URI& link) const;
 
-    /// Cancels the deployment because the server no longer asks for it. The cancellation is not
-    /// reported.
+    /// Cancels the deployment without a report.
     void withdraw();
 
     /// Lets the deployer take a step.

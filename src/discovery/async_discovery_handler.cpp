@@ -37,7 +37,10 @@ void AsyncDiscoveryHandler::apply_pass() {
         manager->spawn_agent(request.id, request.properties, request.context, dormant);
     }
     for (const std::string& id : abort_requests_) {
-        manager->abort_agent(id);
+        // An adapter can have any address, also one that the gateway has as its id.
+        if (id != manager->gateway_id()) {
+            manager->abort_agent(id);
+        }
     }
     last_discover = now();
 }

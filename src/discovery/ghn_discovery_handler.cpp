@@ -133,13 +133,17 @@ void GhnDiscoveryHandler::spawn_ghn_agent(const common::MacAddress& mac,
     const auto value_of = [&command](const char* parameter) {
         return ghn::GhnUtility::get_parameter_value(command, parameter);
     };
+    // Attributes leave the gateway, and what a tool prints may repeat its own command line.
+    const auto attribute_of = [&](const char* parameter) {
+        return command.without_password(value_of(parameter));
+    };
     hawkbit::Attributes properties;
     properties["device_type"] = "ghn";
-    properties["product_class"] = value_of("SYSTEM.PRODUCTION.PRODUCT_CLASS");
-    properties["device_name"] = value_of("SYSTEM.PRODUCTION.DEVICE_NAME");
-    properties["hw_revision"] = value_of("SYSTEM.PRODUCTION.HW_REVISION");
-    properties["hw_product"] = value_of("SYSTEM.PRODUCTION.HW_PRODUCT");
-    properties["firmware_version"] = value_of("SYSTEM.GENERAL.FW_VERSION");
+    properties["product_class"] = attribute_of("SYSTEM.PRODUCTION.PRODUCT_CLASS");
+    properties["device_name"] = attribute_of("SYSTEM.PRODUCTION.DEVICE_NAME");
+    properties["hw_revision"] = attribute_of("SYSTEM.PRODUCTION.HW_REVISION");
+    properties["hw_product"] = attribute_of("SYSTEM.PRODUCTION.HW_PRODUCT");
+    properties["firmware_version"] = attribute_of("SYSTEM.GENERAL.FW_VERSION");
     std::string id = value_of("SYSTEM.PRODUCTION.SERIAL_NUMBER");
     if (id.empty() || boost::starts_with(id, "ERROR")) {
         id = mac.str();

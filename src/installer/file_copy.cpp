@@ -54,8 +54,11 @@ void copy_file(const std::string& source, const std::string& destination) {
                               << common::filename_tag{destination});
     }
     bool complete = true;
-    for (const auto* block = &input.read(); complete && !block->empty(); block = &input.read()) {
+    for (const auto* block = &input.read(); !block->empty(); block = &input.read()) {
         complete = write_all(output, *block);
+        if (!complete) {
+            break;
+        }
     }
     // The name of a new file is in its folder, which has to be synced as well.
     if (!complete || !sync(output) ||

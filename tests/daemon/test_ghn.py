@@ -130,17 +130,10 @@ def unknown_list(bench, _):
     bench.gateway.tool("configlayer", "#!/bin/sh\necho no such thing\n")
 
 
-def adapter_that_falls_silent(bench, network):
-    network.add_with_serial()
-    # after the list and the query of its type
-    bench.gateway.tell("configlayer", exit=1, first=3)
-
-
 @pytest.mark.parametrize("break_it, reasons", [
     (malformed_list, ["mac"]),
     (no_tool, ["configlayer returned an error", "127"]),
     (wrong_password, ["configlayer returned an error", "3"]),
-    (adapter_that_falls_silent, ["configlayer returned an error", "1"]),
     (unknown_list, ["configlayer returned data in an unknown format", "no such thing"]),
 ])
 def test_failed_pass_ends_the_daemon_and_logs_the_reason(bench, network, break_it, reasons):
@@ -153,6 +146,19 @@ def test_failed_pass_ends_the_daemon_and_logs_the_reason(bench, network, break_i
     for reason in reasons:
         assert re.search(rf"\b{reason}\b", error.group(1))
     assert network.line.password not in daemon.err
+
+
+def test_adapter_that_falls_silent_while_it_is_asked_is_left_out_of_the_pass(bench, network):
+    adapter = network.add_with_serial()
+    # after the list and the query of its type
+    bench.gateway.tell("configlayer", exit=1, first=3)
+    daemon = network.start()
+
+    wait_for_passes(daemon, 2)
+
+    assert count(f"event=ghn_leaving_out_device mac={adapter.mac} ", daemon) >= 1
+    assert daemon.is_running()
+    assert list(network.agents()) == [DEVICE]
 
 
 @pytest.mark.parametrize("missing", ["interface", "password", "controller"])

@@ -329,6 +329,20 @@ TEST(POpen, ProcessesThatTheChildHasStartedAreKilledToo) {
     EXPECT_FALSE(is_running(started));
 }
 
+TEST(POpen, ChildThatHasLeftItsGroupIsKilledToo) {
+    POpen process{
+        "exec python3 -c 'import os, time; os.setpgid(0, os.getpgid(os.getppid())); "
+        "print(\"left\", flush=True); time.sleep(60)'",
+        impatient};
+    const auto started = Clock::now();
+
+    const auto failure = failure_of(process, 2s);
+
+    EXPECT_EQ(failure.output, "left\n");
+    EXPECT_LT(Clock::now() - started, 30s);
+    EXPECT_FALSE(has_children());
+}
+
 TEST(POpen, PauseBeforeTheKillLastsThroughSignals) {
     const InterruptingTimer timer{5ms};
     const TimeLimits limits{50ms, 5ms, 300ms};

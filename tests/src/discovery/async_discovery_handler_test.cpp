@@ -76,6 +76,10 @@ protected:
         handler->pass = pass;
         clock.run_pass(*handler);
     }
+    void spawn_adapter() {
+        hawkbit::Attributes attributes;
+        manager.spawn_agent("adapter", attributes, {}, false);
+    }
     [[nodiscard]] bool is_aborted(const std::string& id) const {
         return manager.get_agents().at(id)->is_aborted();
     }
@@ -136,9 +140,9 @@ TEST_F(AsyncDiscoveryHandlerTest, TickWaitsBrieflyForARunningPass) {
     std::promise<void> release;
     handler->pass = [&release](ScriptedDiscovery& self) {
         release.get_future().wait();
-        self.abort_agent("gateway");
+        self.abort_agent("adapter");
     };
-    manager.spawn_gateway_agent();
+    spawn_adapter();
     clock.start_pass(*handler);
     clock.time += 2 * PassClock::period;
     const unsigned looks = clock.looks;
@@ -151,13 +155,22 @@ TEST_F(AsyncDiscoveryHandlerTest, TickWaitsBrieflyForARunningPass) {
     EXPECT_EQ(AsyncDiscoveryHandler::longest_wait, 100ms);
     EXPECT_EQ(clock.looks, looks);
     EXPECT_EQ(starts(), 1U);
-    EXPECT_FALSE(is_aborted("gateway"));
+    EXPECT_FALSE(is_aborted("adapter"));
     EXPECT_THAT(logged_after(" tick: ", log.text()),
                 ElementsAre("action=starting discover", "action=pending discover status=1"));
     release.set_value();
     clock.collect_pass(*handler);
-    EXPECT_TRUE(is_aborted("gateway"));
+    EXPECT_TRUE(is_aborted("adapter"));
     EXPECT_THAT(logged_after(" tick: ", log.text()), Contains("action=pending discover status=0"));
+}
+
+TEST_F(AsyncDiscoveryHandlerTest, AgentOfTheGatewayIsNeverAborted) {
+    handler->pass = [](ScriptedDiscovery& self) { self.abort_agent("gateway"); };
+    manager.spawn_gateway_agent();
+
+    clock.run_pass(*handler);
+
+    EXPECT_FALSE(is_aborted("gateway"));
 }
 
 TEST_F(AsyncDiscoveryHandlerTest, ProgressIsOnlyLoggedAtDebugLevel) {
@@ -273,11 +286,11 @@ TEST_F(AsyncDiscoveryHandlerTest, DestructionWaitsForARunningPassAndIgnoresItsFa
     handler->pass = [&](ScriptedDiscovery& self) {
         begun.set_value();
         destroying.get_future().wait();
-        self.abort_agent("gateway");
+        self.abort_agent("adapter");
         ended = true;
         throw std::runtime_error{"the pass has failed"};
     };
-    manager.spawn_gateway_agent();
+    spawn_adapter();
     clock.start_pass(*handler);
     begun.get_future().wait();
 
@@ -285,7 +298,7 @@ TEST_F(AsyncDiscoveryHandlerTest, DestructionWaitsForARunningPassAndIgnoresItsFa
     handler.reset();
 
     EXPECT_TRUE(ended);
-    EXPECT_FALSE(is_aborted("gateway"));
+    EXPECT_FALSE(is_aborted("adapter"));
     EXPECT_THAT(log.text(), HasSubstr("discard_pass: event=exception_caught"));
     EXPECT_THAT(log.text(), HasSubstr("the pass has failed"));
 }

@@ -61,6 +61,18 @@ TEST_F(GhnDiscoveryHandlerTest, DeviceReportsItsProperties) {
     EXPECT_THAT(lines(), ElementsAre(start, found(first)));
 }
 
+TEST_F(GhnDiscoveryHandlerTest, PasswordThatTheToolRepeatsIsInNoAttribute) {
+    set_domain(first);
+    modems.add_device(first, "SN-1");
+    modems.answer_text(first, "SYSTEM.PRODUCTION.DEVICE_NAME",
+                       "SYSTEM.PRODUCTION.DEVICE_NAME=Socket 2\nconfiglayer -w hush\n");
+
+    run_pass();
+
+    EXPECT_EQ(manager.get_agents().at("SN-1")->attributes().at("device_name"),
+              "Socket 2\nconfiglayer -w ***");
+}
+
 TEST_F(GhnDiscoveryHandlerTest, DeviceOnlyAcceptsPowerlineFirmware) {
     set_domain(first);
     modems.add_device(first, "SN-1");
