@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <iterator>
 
-#include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/predicate.hpp>
 #include <boost/algorithm/string/split.hpp>
 
@@ -26,7 +25,8 @@ bool contains(const std::vector<common::MacAddress>& list, const common::MacAddr
 /// A list with an empty item counts as empty.
 std::vector<common::MacAddress> parse_list(const std::string& text) {
     std::vector<std::string> pieces;
-    boost::split(pieces, text, boost::is_any_of(","), boost::token_compress_on);
+    const auto is_separator = [](char character) { return character == ','; };
+    boost::split(pieces, text, is_separator, boost::token_compress_on);
     if (std::find(pieces.begin(), pieces.end(), std::string{}) != pieces.end()) {
         return {};
     }

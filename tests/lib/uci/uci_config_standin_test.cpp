@@ -282,7 +282,7 @@ TEST_F(UciOverlay, OverridesTheStoredConfiguration) {
 }
 
 TEST_F(UciOverlay, IsNotUsedIfOthersMayWriteToIt) {
-    for (const mode_t mode : {0775, 0757, 01777, 0777}) {
+    for (const mode_t mode : {0775U, 0757U, 01777U, 0777U}) {
         ASSERT_EQ(chmod(state.c_str(), mode), 0);
 
         EXPECT_EQ(log_level_over(state), "INFO") << std::oct << mode;

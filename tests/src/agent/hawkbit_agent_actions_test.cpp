@@ -12,7 +12,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using ::testing::Pair;
 
 class HawkbitAgentAction : public ::testing::Test, protected AgentBench {
