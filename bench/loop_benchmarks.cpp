@@ -11,6 +11,7 @@
 #include "agent_manager.h"
 #include "common/logprint.h"
 #include "discovery/async_discovery_handler.h"
+#include "hawkbit/attributes.h"
 
 namespace zephran::bench {
 
@@ -44,7 +45,7 @@ public:
 private:
     void run_setup() override {
         for (std::uint64_t number = 1; number < count; ++number) {
-            Attributes properties;
+            hawkbit::Attributes properties;
             spawn_agent("device-" + std::to_string(number), properties, {}, true);
         }
     }

@@ -61,7 +61,7 @@ TEST_F(NewFileTest, WriteThatFailsLeavesABadStream) {
 
     file << "123456";
 
-    std::signal(SIGXFSZ, former_handler);
+    static_cast<void>(std::signal(SIGXFSZ, former_handler));
     setrlimit(RLIMIT_FSIZE, &former);
     EXPECT_TRUE(file.bad());
     EXPECT_EQ(directory.read("file"), "1234");

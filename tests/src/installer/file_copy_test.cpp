@@ -30,6 +30,8 @@ Syncs syncs;
 
 }  // namespace
 
+// The linker makes up this name.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 extern "C" int __wrap_fsync(int descriptor) {
     const std::string path =
         fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor)).string();
