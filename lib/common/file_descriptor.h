@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cerrno>
+#include <cstddef>
 #include <utility>
 
 #include <unistd.h>
@@ -24,6 +26,21 @@ public:
 
     [[nodiscard]] int get() const { return number; }
     [[nodiscard]] bool is_open() const { return number != -1; }
+    /// Writes as much as the file takes, also if signals interrupt it.
+    /// @returns the number of bytes written; less than `length` after an error
+    [[nodiscard]] std::size_t write(const void* data, std::size_t length) const {
+        std::size_t written = 0;
+        while (written < length) {
+            const ssize_t count =
+                ::write(number, static_cast<const char*>(data) + written, length - written);
+            if (count > 0) {
+                written += static_cast<std::size_t>(count);
+            } else if (count == 0 || errno != EINTR) {
+                break;
+            }
+        }
+        return written;
+    }
     /// Hands the descriptor over to the caller, who closes it.
     int release() { return std::exchange(number, -1); }
 

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/new_file.h"
 
-#include <cerrno>
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -39,17 +37,7 @@ NewFile::Buffer::int_type NewFile::Buffer::overflow(int_type character) {
 }
 
 std::streamsize NewFile::Buffer::xsputn(const char* data, std::streamsize length) {
-    std::streamsize written = 0;
-    while (written < length) {
-        const ssize_t count =
-            ::write(file.get(), data + written, static_cast<std::size_t>(length - written));
-        if (count > 0) {
-            written += count;
-        } else if (count == 0 || errno != EINTR) {
-            break;
-        }
-    }
-    return written;
+    return static_cast<std::streamsize>(file.write(data, static_cast<std::size_t>(length)));
 }
 
 }  // namespace zephran::common
