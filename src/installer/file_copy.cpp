@@ -2,8 +2,6 @@
 #include "installer/file_copy.h"
 
 #include <cerrno>
-#include <cstdint>
-#include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -19,19 +17,6 @@ namespace {
 using common::FileDescriptor;
 
 constexpr mode_t for_everybody = 0666;
-
-bool write_all(const FileDescriptor& file, const std::vector<std::uint8_t>& bytes) {
-    std::size_t written = 0;
-    while (written < bytes.size()) {
-        const ssize_t count = ::write(file.get(), bytes.data() + written, bytes.size() - written);
-        if (count > 0) {
-            written += static_cast<std::size_t>(count);
-        } else if (count == 0 || errno != EINTR) {
-            return false;
-        }
-    }
-    return true;
-}
 
 bool sync(const FileDescriptor& file) {
     // Not every file system and device has something to sync.
@@ -55,7 +40,7 @@ void copy_file(const std::string& source, const std::string& destination) {
     }
     bool complete = true;
     for (const auto* block = &input.read(); !block->empty(); block = &input.read()) {
-        complete = write_all(output, *block);
+        complete = output.write(block->data(), block->size()) == block->size();
         if (!complete) {
             break;
         }
