@@ -3,13 +3,13 @@
 
 from __future__ import annotations
 
-import socket
-import time
+from http.client import responses
 from http.server import BaseHTTPRequestHandler
 from typing import TYPE_CHECKING, Any
 
 from . import faults
 from . import request as requests
+from .delivery import PIECE, Delivery, end_connection
 from .exchanges import Exchange
 from .reply import Reply
 from .tls import subject_of
@@ -17,10 +17,19 @@ from .tls import subject_of
 if TYPE_CHECKING:
     from .http_layer import HttpLayer
 
-PIECE = 65536
-SLOW_STEP = 0.05
 # Raised when a client goes away during an answer; TLS errors are OSErrors, too.
 CLIENT_GONE = OSError
+
+
+def head_of(answer: Reply) -> bytes:
+    """Status line and headers. Without a content type of its own an answer may still have a length."""
+    lines = [f"HTTP/1.1 {answer.status} {responses.get(answer.status, '')}"]
+    if answer.content_type is not None:
+        lines.append(f"Content-Type: {answer.content_type}")
+    lines += [f"{name}: {value}" for name, value in answer.headers.items()]
+    if answer.status != 304 and "Content-Length" not in answer.headers:
+        lines.append(f"Content-Length: {len(answer.body)}")
+    return "\r\n".join([*lines, "", ""]).encode("latin-1")
 
 
 class BadBody(Exception):
@@ -75,10 +84,10 @@ class Connection(BaseHTTPRequestHandler):
 
     def _serve(self, exchange: Exchange, route: requests.Route, fault: faults.Fault | None) -> None:
         if isinstance(fault, faults.Drop) and not fault.processed:
-            self._drop(exchange, "dropped")
+            self._drop(exchange, "dropped", fault.ending)
             return
         exchange.body = self._read_body(exchange.headers)
-        if isinstance(fault, faults.Stall):
+        if isinstance(fault, faults.Stall) and fault.after is None:
             fault.hold()
         if isinstance(fault, faults.Code):
             body, content_type = fault.content()
@@ -90,8 +99,10 @@ class Connection(BaseHTTPRequestHandler):
         elif isinstance(fault, faults.Mutate):
             answer.body = fault.apply(answer.body)
             answer.headers.pop("ETag", None)
+        elif isinstance(fault, faults.Headers):
+            answer.headers = fault.apply(answer.headers)
         elif isinstance(fault, faults.Drop):
-            self._drop(exchange, "dropped")
+            self._drop(exchange, "dropped", fault.ending)
             return
         self._send(exchange, answer, fault)
 
@@ -136,44 +147,15 @@ class Connection(BaseHTTPRequestHandler):
             exchange.response_headers["content-type"] = answer.content_type
         exchange.response_body = answer.body
         exchange.status = answer.status
-        self.send_response_only(answer.status)
-        if answer.content_type is not None:
-            self.send_header("Content-Type", answer.content_type)
-        for name, value in answer.headers.items():
-            self.send_header(name, value)
-        if answer.status != 304:
-            self.send_header("Content-Length", str(len(answer.body)))
-        self.end_headers()
+        if answer.headers.get("Connection", "").lower() == "close":
+            self.close_connection = True
         body = b"" if self.command == "HEAD" else answer.body
-        if isinstance(fault, faults.Cut):
-            self._send_body(exchange, body[:fault.after], answer, None)
-            self._drop(exchange, "cut")
-            return
-        self._send_body(exchange, body, answer, fault.bytes_per_second if isinstance(fault, faults.Slow) else None)
-        self.server.journal.finish(exchange, "answered")
+        if Delivery(self.wfile.write, exchange, answer, self.server.stopping).send(head_of(answer), body, fault):
+            self.server.journal.finish(exchange, "answered")
+        else:
+            self._drop(exchange, "cut", fault.ending if isinstance(fault, faults.Cut) else faults.Ending.CLOSED)
 
-    def _send_body(self, exchange: Exchange, body: bytes, answer: Reply, rate: int | None) -> None:
-        begin = time.monotonic()
-        while exchange.sent < len(body):
-            piece = PIECE
-            if rate is not None:
-                allowed = int((time.monotonic() - begin) * rate) - exchange.sent
-                if allowed < 1:
-                    if self.server.stopping.wait(min(SLOW_STEP, 1 / rate)):
-                        raise ConnectionAbortedError("the server stops")
-                    continue
-                piece = min(allowed, PIECE, max(1, int(rate * SLOW_STEP)))
-            part = body[exchange.sent:exchange.sent + piece]
-            self.wfile.write(part)
-            exchange.sent += len(part)
-            if answer.progress is not None:
-                answer.progress(exchange.sent, len(answer.body))
-
-    def _drop(self, exchange: Exchange, outcome: str) -> None:
+    def _drop(self, exchange: Exchange, outcome: str, ending: faults.Ending = faults.Ending.CLOSED) -> None:
         self.close_connection = True
         self.server.journal.finish(exchange, outcome)
-        try:
-            # Without TLS's close_notify, as when a cable is pulled.
-            socket.socket.shutdown(self.connection, socket.SHUT_RDWR)
-        except OSError:
-            return  # The client was faster.
+        end_connection(self.connection, ending)

@@ -1,9 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Fault injection: what should go wrong with which request.
-
-An order names a kind of request (see `exchanges.Exchange.kind`, or "any"), optionally one target, the number of
-the first affected request, and how many requests in a row are affected.
-"""
+"""Fault injection: what can go wrong with a request or a connection."""
 
 from __future__ import annotations
 
@@ -11,12 +7,26 @@ import json
 import threading
 from collections.abc import Callable, Mapping
 from dataclasses import dataclass, field
+from enum import StrEnum
 from typing import Any
 
 from . import errors
 
-KINDS = ("any", "base", "deploymentBase", "feedback", "cancelAction", "cancelFeedback", "configData",
-         "artifact", "md5sum", "installedBase", "other")
+
+class Part(StrEnum):
+    """Where in an answer something happens: among its status line and headers, or in its body."""
+
+    HEAD = "head"
+    BODY = "body"
+
+
+class Ending(StrEnum):
+    """How a connection ends: closed without TLS's close_notify, reset, or closed in one direction only (the device may
+    still send, nobody reads)."""
+
+    CLOSED = "closed"
+    RESET = "reset"
+    HALF = "half"
 
 
 @dataclass(frozen=True)
@@ -44,13 +54,16 @@ class Drop:
     """Close the connection before anything is done, or (`processed`) after the request took effect."""
 
     processed: bool = False
+    ending: Ending = Ending.CLOSED
 
 
 @dataclass(frozen=True)
 class Cut:
-    """Announce the whole body, send only its first bytes, then close the connection."""
+    """Announce the whole body, send only the first bytes of the answer's part, then end the connection."""
 
     after: int
+    part: Part = Part.BODY
+    ending: Ending = Ending.CLOSED
 
 
 @dataclass(frozen=True)
@@ -78,10 +91,24 @@ class Mutate:
 
 
 @dataclass(frozen=True)
+class Headers:
+    """Carry out the request, but answer with these headers; None leaves one out that the answer would have."""
+
+    changes: Mapping[str, str | None]
+
+    def apply(self, headers: Mapping[str, str]) -> dict[str, str]:
+        """The headers as they are sent; names are compared whatever their case."""
+        changed = {name.lower() for name in self.changes}
+        kept = {name: value for name, value in headers.items() if name.lower() not in changed}
+        return kept | {name: value for name, value in self.changes.items() if value is not None}
+
+
+@dataclass(frozen=True)
 class Slow:
-    """Send the body at this many bytes per second."""
+    """Send the body, or the whole answer from its first byte (`part` is the head), at this many bytes per second."""
 
     bytes_per_second: int
+    part: Part = Part.BODY
 
     def __post_init__(self) -> None:
         if self.bytes_per_second < 1:
@@ -92,9 +119,12 @@ class Slow:
 class Stall:
     """Hold the request until `release()` is called or the server stops, then continue as usual.
 
-    `reached` is set once a request is being held.
+    Without `after` it is held before anything is done, else once so many bytes of the answer's part are sent.
+    A connection held in its handshake is closed afterwards. `reached` is set once a request is being held.
     """
 
+    after: int | None = None
+    part: Part = Part.BODY
     reached: threading.Event = field(default_factory=threading.Event)
     _released: threading.Event = field(default_factory=threading.Event)
 
@@ -108,70 +138,4 @@ class Stall:
         self._released.wait()
 
 
-Fault = Code | Drop | Cut | Text | Mutate | Slow | Stall
-
-
-@dataclass
-class Order:
-    """One ordered fault; `seen` counts matching requests, `hits` the affected ones."""
-
-    kind: str
-    fault: Fault
-    target: str | None
-    first: int
-    times: int | None
-    seen: int = 0
-    hits: int = 0
-    withdrawn: bool = False
-
-    def withdraw(self) -> None:
-        """No further request is affected."""
-        self.withdrawn = True
-
-    def matches(self, kind: str, target: str | None) -> bool:
-        """Whether the order is for such a request."""
-        return not self.withdrawn and self.kind in ("any", kind) and self.target in (None, target)
-
-    def is_due(self) -> bool:
-        """Whether the request just counted is affected."""
-        return self.seen >= self.first and (self.times is None or self.hits < self.times)
-
-
-class Faults:
-    """All orders. At most one fault is applied to a request: that of the oldest order that is due."""
-
-    def __init__(self) -> None:
-        self._lock = threading.Lock()
-        self._orders: list[Order] = []
-
-    def order(self, kind: str, fault: Fault, target: str | None, first: int, times: int | None) -> Order:
-        """Adds an order; ValueError for an impossible one."""
-        if kind not in KINDS:
-            raise ValueError(f"there is no kind of request {kind!r}, only {KINDS}")
-        if first < 1 or (times is not None and times < 1):
-            raise ValueError("first and times count from 1")
-        order = Order(kind, fault, target, first, times)
-        with self._lock:
-            self._orders.append(order)
-        return order
-
-    def take(self, kind: str, target: str | None) -> Fault | None:
-        """Counts a request, and returns the fault to inject into it."""
-        with self._lock:
-            matching = [order for order in self._orders if order.matches(kind, target)]
-            for order in matching:
-                order.seen += 1
-            due = next((order for order in matching if order.is_due()), None)
-            if due is None:
-                return None
-            due.hits += 1
-            return due.fault
-
-    def clear(self) -> None:
-        """Withdraws every order and releases what is being held."""
-        with self._lock:
-            orders, self._orders = self._orders, []
-        for order in orders:
-            order.withdraw()
-            if isinstance(order.fault, Stall):
-                order.fault.release()
+Fault = Code | Drop | Cut | Text | Mutate | Headers | Slow | Stall

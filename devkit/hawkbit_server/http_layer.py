@@ -12,8 +12,10 @@ from typing import Any
 
 from .connection import Connection
 from .ddi import Ddi
+from .delivery import PIECE, end_connection
 from .exchanges import Journal
-from .faults import Faults
+from .faults import Drop, Ending, Stall
+from .orders import Faults
 
 HOST = "127.0.0.1"
 HANDSHAKE_SECONDS = 10.0
@@ -60,8 +62,13 @@ class HttpLayer(HTTPServer):
         """Does the handshake in this thread, so that a slow client delays nobody else."""
         connection = request
         try:
+            with self._open_lock:
+                self._open.add(request)
+            if not self._is_let_in(request):
+                return
             connection = self._wrap(request)
             with self._open_lock:
+                self._open.remove(request)
                 self._open.add(connection)
             self._shake_hands(connection)
             self.finish_request(connection, client_address)
@@ -74,8 +81,41 @@ class HttpLayer(HTTPServer):
         finally:
             self.shutdown_request(connection)
             with self._open_lock:
-                self._open.discard(connection)
+                self._open -= {request, connection}
                 self._threads.remove(threading.current_thread())
+
+    def _is_let_in(self, request: socket.socket) -> bool:
+        """Whether the connection goes on to its handshake, once the faults of both kinds have done with it."""
+        fault = self.faults.take("accept", None)
+        if isinstance(fault, Drop):
+            end_connection(request, fault.ending)
+            return False
+        if isinstance(fault, Stall):
+            fault.hold()
+        fault = self.faults.take("handshake", None) if self.context is not None else None
+        if fault is None:
+            return True
+        self._begin_handshake(request)
+        if isinstance(fault, Stall):
+            fault.hold()
+        end_connection(request, fault.ending if isinstance(fault, Drop) else Ending.CLOSED)
+        return False
+
+    def _begin_handshake(self, request: socket.socket) -> None:
+        """Answers the client's greeting with the first half of the server's."""
+        assert self.context is not None
+        arrived, to_send = ssl.MemoryBIO(), ssl.MemoryBIO()
+        handshake = self.context.wrap_bio(arrived, to_send, server_side=True)
+        while not to_send.pending:
+            greeting = request.recv(PIECE)
+            if not greeting:
+                raise ConnectionAbortedError("the client went away in the handshake")
+            arrived.write(greeting)
+            try:
+                handshake.do_handshake()
+            except ssl.SSLWantReadError:
+                continue
+        request.sendall(to_send.read(to_send.pending // 2))
 
     def _wrap(self, request: socket.socket) -> socket.socket:
         if self.context is None:

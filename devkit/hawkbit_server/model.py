@@ -7,6 +7,7 @@ Names and states are those of hawkBit 0.9.0, where an update of one target is an
 from __future__ import annotations
 
 import hashlib
+import time
 from dataclasses import dataclass, field
 from enum import StrEnum
 
@@ -38,10 +39,11 @@ class ActionType(StrEnum):
 
 @dataclass(frozen=True)
 class Artifact:
-    """One file of a software module. The real server refuses an empty file at upload."""
+    """One file of a software module, uploaded at a time in seconds. The real server refuses an empty file."""
 
     filename: str
     content: bytes = field(repr=False)
+    uploaded_at: float = field(default_factory=time.time, compare=False)
 
     def __post_init__(self) -> None:
         if not self.filename:
@@ -54,9 +56,12 @@ class Artifact:
         return hashlib.new(algorithm, self.content).hexdigest()
 
 
-@dataclass(frozen=True)
+@dataclass(eq=False)
 class SoftwareModule:
-    """One chunk of a deployment. `type` is the module type's key, for example "script"."""
+    """One chunk of a deployment; it stays the same when its artifacts are replaced.
+
+    `type` is the module type's key, for example "script".
+    """
 
     id: int
     type: str

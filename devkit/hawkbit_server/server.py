@@ -11,9 +11,10 @@ from typing import Any
 
 from .ddi import Ddi
 from .exchanges import Exchange, Journal
-from .faults import Fault, Faults, Order
+from .faults import Fault
 from .http_layer import HOST, HttpLayer
 from .model import Action, ActionType, DistributionSet, SoftwareModule, Target, Window
+from .orders import Faults, Order
 from .rollout import Rollout
 from .settings import Settings
 from .store import Observer, OperatorError, Store
@@ -100,6 +101,10 @@ class UpdateServer:
                         artifacts: Mapping[str, bytes] | None = None) -> SoftwareModule:
         """Creates a software module; `artifacts` maps file names to contents."""
         return self.store.add_module(type, name, version, artifacts or {})
+
+    def replace_artifact(self, module: SoftwareModule, filename: str, content: bytes) -> None:
+        """Deletes a file of the module and uploads another under its name, as the real one does once unlocked."""
+        self.store.replace_artifact(module, filename, content)
 
     def distribution_set(self, modules: Iterable[SoftwareModule]) -> DistributionSet:
         """Creates a set of these modules."""

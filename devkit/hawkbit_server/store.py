@@ -103,6 +103,13 @@ class Store:
             self.modules[module.id] = module
         return module
 
+    def replace_artifact(self, module: SoftwareModule, filename: str, content: bytes) -> None:
+        with self.changed:
+            if module.artifact(filename) is None:
+                raise OperatorError(f"software module {module.id} has no artifact {filename}")
+            module.artifacts = tuple(Artifact(filename, content) if each.filename == filename else each
+                                     for each in module.artifacts)
+
     def assign(self, target: Target, what: DistributionSet | Iterable[SoftwareModule], kind: ActionType,
                force_time: float | None, window: Window | None) -> Action:
         """Creates the action. This cancels (or closes) every other active action of the target."""

@@ -10,7 +10,7 @@ import threading
 import pytest
 from throwaway_device import SCRIPT, Device, artifact_path
 
-from hawkbit_server import Action, Status, UpdateServer
+from hawkbit_server import Action, OperatorError, Status, UpdateServer
 
 
 def test_artifact_comes_with_its_hashes(device: Device, action: Action) -> None:
@@ -40,18 +40,87 @@ def test_links_escape_the_id_of_the_target_but_for_those_of_artifacts(server: Up
 
 @pytest.mark.parametrize("wanted, status, content_range, body", [
     ("bytes=0-3", 206, "bytes 0-3/21", SCRIPT[:4]), ("bytes=5-", 206, "bytes 5-20/21", SCRIPT[5:]),
-    ("bytes=-4", 206, "bytes 17-20/21", SCRIPT[-4:]), ("bytes=0-99", 206, "bytes 0-20/21", SCRIPT),
+    ("bytes=-4", 206, "bytes 17-20/21", SCRIPT[-4:]), ("bytes=0-99", 200, "bytes 0-20/21", SCRIPT),
+    ("bytes=0-", 200, "bytes 0-20/21", SCRIPT), ("bytes=20-", 206, "bytes 20-20/21", SCRIPT[-1:]),
     ("bytes=21-", 416, "bytes */21", b""), ("bytes=5-2", 416, "bytes */21", b""),
-    ("lines=1-2", 416, "bytes */21", b"")])
+    ("lines=1-2", 416, "bytes */21", b""), ("bytes=5", 416, "bytes */21", b"")])
 def test_ranges(device: Device, action: Action, wanted: str, status: int, content_range: str, body: bytes) -> None:
     answer = device.get(artifact_path(action), Range=wanted)
 
     assert (answer.status, answer.headers["content-range"], answer.body) == (status, content_range, body)
 
 
-def test_if_match_is_compared_with_the_etag(device: Device, action: Action) -> None:
-    assert device.get(artifact_path(action), If_Match="0123").status == 412
-    assert device.get(artifact_path(action), If_Match=hashlib.sha1(SCRIPT).hexdigest()).status == 200
+@pytest.mark.parametrize("quoted", [False, True], ids=["bare", "quoted"])
+def test_if_match_is_compared_with_the_hash_without_quotes(server: UpdateServer, device: Device, action: Action,
+                                                           quoted: bool) -> None:
+    server.settings.quoted_tags = quoted
+    sha1 = hashlib.sha1(SCRIPT).hexdigest()
+
+    statuses = [device.get(artifact_path(action), If_Match=condition).status
+                for condition in ("0123", sha1, f'"{sha1}"', f"0123, {sha1}", "*")]
+
+    assert statuses == [412, 200, 412, 200, 200]
+
+
+@pytest.mark.parametrize("quoted", [False, True], ids=["bare", "quoted"])
+def test_if_range_holds_with_the_etag_exactly_as_it_came(server: UpdateServer, device: Device, action: Action,
+                                                         quoted: bool) -> None:
+    server.settings.quoted_tags = quoted
+    sha1 = hashlib.sha1(SCRIPT).hexdigest()
+    tags = {True: f'"{sha1}"', False: sha1}
+
+    same = device.get(artifact_path(action), Range="bytes=5-", If_Range=tags[quoted])
+    other = device.get(artifact_path(action), Range="bytes=5-", If_Range=tags[not quoted])
+
+    assert same.headers["etag"] == tags[quoted]
+    assert (same.status, same.body) == (206, SCRIPT[5:])
+    assert (other.status, other.body) == (200, SCRIPT)
+
+
+def test_if_range_holds_with_the_date_of_the_upload_or_a_later_one(device: Device, action: Action) -> None:
+    uploaded = device.get(artifact_path(action)).headers["last-modified"]
+
+    statuses = [device.get(artifact_path(action), Range="bytes=5-", If_Range=date).status
+                for date in (uploaded, "Tue, 01 Jan 2041 00:00:00 GMT", "Tue, 01 Jan 1991 00:00:00 GMT")]
+
+    assert statuses == [206, 206, 200]
+
+
+def test_range_at_the_end_is_refused_whatever_its_condition_but_another_file(device: Device, action: Action) -> None:
+    sha1 = hashlib.sha1(SCRIPT).hexdigest()
+
+    assert device.get(artifact_path(action), Range="bytes=21-", If_Range=sha1).status == 416
+    assert device.get(artifact_path(action), Range="bytes=21-", If_Range="other").status == 200
+
+
+def test_range_is_recorded_nowhere_and_served_in_any_state_of_the_action(server: UpdateServer, device: Device,
+                                                                         action: Action) -> None:
+    entries = len(action.entries)
+
+    assert device.get(artifact_path(action), Range="bytes=5-").status == 206
+    assert device.get(artifact_path(action), Range="bytes=0-").status == 200
+    assert len(action.entries) == entries
+    server.cancel(action)
+    assert device.get(artifact_path(action)).status == 404
+    assert device.get(artifact_path(action), Range="bytes=5-").status == 206
+    server.force_quit(action)
+    assert device.get(artifact_path(action)).status == 404
+    assert device.get(artifact_path(action), Range="bytes=5-").status == 206
+
+
+def test_replaced_file_has_another_etag(server: UpdateServer, device: Device, action: Action) -> None:
+    before = device.get(artifact_path(action))
+    server.replace_artifact(action.distribution_set.modules[0], "a.sh", b"#!/bin/sh\necho other\n")
+
+    after = device.get(artifact_path(action), Range="bytes=5-", If_Range=before.headers["etag"])
+
+    assert (after.status, after.body) == (200, b"#!/bin/sh\necho other\n")
+    assert after.headers["etag"] != before.headers["etag"]
+
+
+def test_only_a_file_of_the_module_can_be_replaced(server: UpdateServer, action: Action) -> None:
+    with pytest.raises(OperatorError, match=r"no artifact b\.sh"):
+        server.replace_artifact(action.distribution_set.modules[0], "b.sh", b"x")
 
 
 @pytest.mark.parametrize("name, status", [

@@ -4,13 +4,23 @@
 from __future__ import annotations
 
 import http.client
+import socket
+import ssl
 import threading
 import time
+from collections.abc import Iterator
 
 import pytest
-from throwaway_device import Device
+from throwaway_device import Answer, Device
 
-from hawkbit_server import Code, Cut, Drop, Mutate, Slow, Stall, Text, UpdateServer
+from hawkbit_server import Code, Cut, Drop, Ending, Headers, Mutate, Part, Slow, Stall, Text, Tls, UpdateServer
+from pki import Pki
+
+
+@pytest.fixture
+def tls_server(pki: Pki) -> Iterator[UpdateServer]:
+    with UpdateServer(Tls(pki.server.certificate, pki.server.key)) as running:
+        yield running
 
 
 def assign(server: UpdateServer, content: bytes = b"content") -> str:
@@ -157,6 +167,132 @@ def test_cut_body_announces_its_full_length(server: UpdateServer, device: Device
 
     assert (len(error.value.partial), error.value.expected) == (100, 900)
     assert (server.exchanges("artifact")[0].sent, server.exchanges("artifact")[0].outcome) == (100, "cut")
+
+
+@pytest.mark.parametrize("ending", list(Ending))
+def test_answer_cut_in_its_head_is_none(server: UpdateServer, ending: Ending) -> None:
+    server.order("base", Cut(12, Part.HEAD, ending))
+    first = socket.create_connection(("127.0.0.1", server.port), 20)
+    first.sendall(b"GET /DEFAULT/controller/v1/gw-1 HTTP/1.1\r\nHost: x\r\n\r\n")
+
+    seen, was_reset = read_to_the_end(first)
+    first.close()
+
+    assert was_reset or seen == b"HTTP/1.1 200"
+    assert was_reset == (ending is Ending.RESET)
+    server.wait_for(lambda: server.exchanges("base")[0].outcome == "cut", 20)
+    assert server.exchanges("base")[0].sent == 0
+
+
+def read_to_the_end(connection: socket.socket) -> tuple[bytes, bool]:
+    """What came, and whether the connection was reset instead of closed."""
+    seen = b""
+    try:
+        while piece := connection.recv(1000):
+            seen += piece
+    except ConnectionResetError:
+        return seen, True
+    return seen, False
+
+
+def test_half_closed_connection_still_takes_what_the_device_sends(server: UpdateServer) -> None:
+    server.order("base", Drop(ending=Ending.HALF))
+    with socket.create_connection(("127.0.0.1", server.port), 20) as connection:
+        connection.sendall(b"GET /DEFAULT/controller/v1/gw-1 HTTP/1.1\r\nHost: x\r\n\r\n")
+
+        assert connection.recv(1000) == b""
+        for _ in range(3):
+            connection.sendall(b"x" * 1000)
+
+
+@pytest.mark.parametrize("part, after", [(Part.HEAD, 0), (Part.HEAD, 20), (Part.BODY, 0), (Part.BODY, 7)])
+def test_answer_that_stalls_within_goes_on_when_released(server: UpdateServer, part: Part, after: int) -> None:
+    stall = Stall(after, part)
+    server.order("base", stall)
+    answers: list[Answer] = []
+    thread = threading.Thread(target=lambda: answers.append(Device(server, "gw-1").get()))
+    thread.start()
+
+    assert stall.reached.wait(20)
+    assert server.target("gw-1").polls == 1
+    assert server.exchanges("base")[0].sent == (after if part is Part.BODY else 0)
+    assert answers == []
+    stall.release()
+    thread.join(20)
+
+    assert answers[0].json()["config"]
+
+
+@pytest.mark.parametrize("kind", ["accept", "handshake"])
+def test_connection_that_stalls_before_its_first_request(tls_server: UpdateServer, pki: Pki, kind: str) -> None:
+    stall = Stall()
+    tls_server.order(kind, stall)
+    context = ssl.create_default_context(cafile=str(pki.ca))
+    with socket.create_connection(("127.0.0.1", tls_server.port), 20) as connection:
+        silent = context.wrap_socket(connection, server_hostname="127.0.0.1", do_handshake_on_connect=False)
+        silent.settimeout(0.0)
+        with pytest.raises(ssl.SSLWantReadError):
+            silent.do_handshake()
+
+        assert stall.reached.wait(20)
+        assert Device(tls_server, "gw-1", context).get().status == 200
+        assert tls_server.exchanges()[0].target == "gw-1"
+        stall.release()
+        silent.settimeout(20)
+        if kind == "accept":
+            silent.do_handshake()
+            assert silent.version() is not None
+        else:
+            with pytest.raises(OSError, match=r"EOF|reset"):
+                silent.do_handshake()
+
+
+@pytest.mark.parametrize("kind", ["accept", "handshake"])
+@pytest.mark.parametrize("ending", [Ending.CLOSED, Ending.RESET])
+def test_connection_that_is_dropped_before_its_first_request(tls_server: UpdateServer, pki: Pki, kind: str,
+                                                             ending: Ending) -> None:
+    tls_server.order(kind, Drop(ending=ending))
+    context = ssl.create_default_context(cafile=str(pki.ca))
+
+    with pytest.raises(OSError, match=r"EOF|reset|Broken pipe"):
+        Device(tls_server, "gw-1", context).get()
+
+    assert tls_server.exchanges() == []
+    assert Device(tls_server, "gw-1", context).get().status == 200
+
+
+def test_fault_for_any_request_leaves_connections_alone(server: UpdateServer, device: Device) -> None:
+    order = server.order("any", Code(500), times=None)
+
+    assert [device.get().status, Device(server, "gw-2").get().status] == [500, 500]
+    assert order.seen == 2
+
+
+@pytest.mark.parametrize("kind", ["accept", "handshake"])
+def test_connection_can_only_be_dropped_or_stalled(kind: str) -> None:
+    with pytest.raises(ValueError, match="dropped or stalled"):
+        UpdateServer().order(kind, Code(500))
+
+
+def test_headers_can_lie_or_be_left_out(server: UpdateServer, device: Device) -> None:
+    path = assign(server, b"0123456789")
+    server.order("artifact", Headers({"Content-Range": "bytes 3-9/10", "etag": None}))
+
+    answer = device.get(path, Range="bytes=5-")
+
+    assert (answer.status, answer.headers["content-range"], answer.body) == (206, "bytes 3-9/10", b"56789")
+    assert "etag" not in answer.headers
+    assert device.get(path, Range="bytes=5-").headers["content-range"] == "bytes 5-9/10"
+
+
+def test_slow_answer_may_begin_with_its_first_byte(server: UpdateServer, device: Device) -> None:
+    server.order("base", Slow(2000, Part.HEAD))
+    begin = time.monotonic()
+
+    answer = device.get()
+
+    head = sum(len(name) + len(value) + 4 for name, value in answer.headers.items())
+    assert time.monotonic() - begin >= (head + len(answer.body)) / 2000
 
 
 def test_text_replaces_the_document(server: UpdateServer, device: Device) -> None:
