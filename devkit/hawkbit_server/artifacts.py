@@ -13,6 +13,8 @@ from .reply import Reply
 from .request import Request, number
 from .store import Store
 
+_TYPE = "application/octet-stream"
+
 
 def _find_artifact(store: Store, request: Request) -> Artifact:
     """Throws a 404 refusal: with a body for an unknown module, without one for an unknown file."""
@@ -71,14 +73,16 @@ def download(store: Store, target: Target, request: Request) -> Reply:
         _log_download(store, action, request)
     size = len(artifact.content)
     tag = f'"{sha1}"' if store.settings.quoted_tags else sha1
-    first, last = ranges.select(request.headers, tag, artifact.uploaded_at, size)
+    headers = {**_disposition(artifact.filename), "ETag": tag, "Accept-Ranges": "bytes",
+               "Last-Modified": formatdate(artifact.uploaded_at, usegmt=True)}
+    try:
+        first, last = ranges.select(request.headers, tag, artifact.uploaded_at, size)
+    except errors.Refusal as refusal:
+        raise errors.Refusal(refusal.status, refusal.body, _TYPE, {**headers, **refusal.headers}) from None
 
     def progress(sent: int, total: int) -> None:
         store.emit("downloading", target.id, action.id if action is not None else None,
                    module=number(request.route.module), filename=artifact.filename, sent=sent, total=total)
 
-    headers = {**_disposition(artifact.filename), "ETag": tag, "Accept-Ranges": "bytes",
-               "Last-Modified": formatdate(artifact.uploaded_at, usegmt=True),
-               "Content-Range": f"bytes {first}-{last}/{size}"}
-    return Reply(200 if last - first + 1 == size else 206, artifact.content[first:last + 1],
-                 "application/octet-stream", headers, progress)
+    headers["Content-Range"] = f"bytes {first}-{last}/{size}"
+    return Reply(200 if last - first + 1 == size else 206, artifact.content[first:last + 1], _TYPE, headers, progress)

@@ -15,8 +15,8 @@ _RANGES = re.compile(r"bytes=\d*-\d*(,\d*-\d*)*")
 def select(headers: Mapping[str, str], tag: str, modified: float, size: int) -> tuple[int, int]:
     """First and last byte to send; the whole file without a range, or where `If-Range` names another file.
 
-    `tag` is the ETag as it is sent, `modified` the time of the upload in seconds. Throws the 416 refusal. A range that
-    covers the file is the whole file, which the answer shows by its status.
+    `tag` is the ETag as it is sent, `modified` the time of the upload in seconds. Throws the 416 refusal,
+    and one with 500 for a suffix longer than the file, which the real server does not survive.
     """
     wanted = headers.get("range")
     if wanted is None:
@@ -28,7 +28,10 @@ def select(headers: Mapping[str, str], tag: str, modified: float, size: int) -> 
     spans = [_span(part, size) for part in wanted.removeprefix("bytes=").split(",")]
     if len(spans) > 1:
         raise errors.framework(501)
-    return spans[0]
+    first, last = spans[0]
+    if first < 0:
+        raise errors.Refusal(500, headers={"Content-Range": f"bytes {first}-{last}/{size}"})
+    return first, last
 
 
 def _is_another_file(condition: str | None, tag: str, modified: float) -> bool:
@@ -44,7 +47,7 @@ def _is_another_file(condition: str | None, tag: str, modified: float) -> bool:
 def _span(part: str, size: int) -> tuple[int, int]:
     start, _, end = part.partition("-")
     if not start:
-        first, last = (max(0, size - int(end)), size - 1) if end else (size, size - 1)
+        first, last = (size - int(end), size - 1) if end else (size, size - 1)
     else:
         first, last = int(start), min(int(end), size - 1) if end else size - 1
     if first > last:

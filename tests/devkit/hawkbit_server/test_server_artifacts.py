@@ -43,11 +43,14 @@ def test_links_escape_the_id_of_the_target_but_for_those_of_artifacts(server: Up
     ("bytes=-4", 206, "bytes 17-20/21", SCRIPT[-4:]), ("bytes=0-99", 200, "bytes 0-20/21", SCRIPT),
     ("bytes=0-", 200, "bytes 0-20/21", SCRIPT), ("bytes=20-", 206, "bytes 20-20/21", SCRIPT[-1:]),
     ("bytes=21-", 416, "bytes */21", b""), ("bytes=5-2", 416, "bytes */21", b""),
-    ("lines=1-2", 416, "bytes */21", b""), ("bytes=5", 416, "bytes */21", b"")])
+    ("lines=1-2", 416, "bytes */21", b""), ("bytes=5", 416, "bytes */21", b""),
+    ("bytes=-0", 416, "bytes */21", b""), ("bytes=-100", 500, "bytes -79-20/21", b"")])
 def test_ranges(device: Device, action: Action, wanted: str, status: int, content_range: str, body: bytes) -> None:
     answer = device.get(artifact_path(action), Range=wanted)
 
     assert (answer.status, answer.headers["content-range"], answer.body) == (status, content_range, body)
+    assert answer.headers["etag"] == hashlib.sha1(SCRIPT).hexdigest()
+    assert answer.headers["content-type"] == "application/octet-stream"
 
 
 @pytest.mark.parametrize("quoted", [False, True], ids=["bare", "quoted"])
