@@ -36,7 +36,7 @@ bool contains(const std::string& text, const std::string& part) {
 /// Runs a tool without a time limit. The password is kept out of what it prints and its command
 /// line out of the records, because both are sent to the update server.
 /// @param base knows the password
-/// @return its exit code
+/// @returns its exit code
 int run(const std::string& command, const char* tool, const ghn::ConfigLayerCommand& base,
         std::string& output) {
     try {
