@@ -20,6 +20,10 @@ std::unique_ptr<AgentManager> create_agent_manager();
 /// Directory for downloads, with a trailing slash.
 const char* get_temp_directory();
 
+/// Directory, with a trailing slash, for what is needed until the next boot. Only the daemon's user
+/// may write to it.
+const char* get_run_directory();
+
 /// The process-wide configuration store. It lives as long as the process.
 Config* get_config();
 

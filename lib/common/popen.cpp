@@ -60,9 +60,9 @@ void POpen::Close::operator()(std::FILE* open_stream) const {
     static_cast<void>(std::fclose(open_stream));
 }
 
-POpen::POpen(const std::string& shell_command, const TimeLimits& time_limits)
+POpen::POpen(const std::string& shell_command, const TimeLimits& time_limits, int inherited)
     : command{shell_command}, limits{time_limits} {
-    popen_for_reading();
+    popen_for_reading(inherited);
 }
 
 // NOLINTNEXTLINE(bugprone-exception-escape): an abnormal end that nobody waits for ends the process
@@ -73,7 +73,7 @@ POpen::~POpen() {
     }
 }
 
-void POpen::popen_for_reading() {
+void POpen::popen_for_reading(int inherited) {
     const auto fail = [this](int error) {
         BOOST_THROW_EXCEPTION(POpenFailedException{} << popen_command_tag{command}
                                                      << boost::errinfo_errno{error});
@@ -95,6 +95,7 @@ void POpen::popen_for_reading() {
     }
     ShellStart start;
     start.output = write_end.get();
+    start.inherited = inherited;
     start.leads_group = true;
     start.status_without_shell = 0;
     const pid_t child = start_shell(command.c_str(), start);
@@ -164,7 +165,7 @@ void POpen::read_until(OutputCollector& output, Clock::time_point deadline) {
 
 boost::optional<int> POpen::pclose_wait() const {
     int status = 0;
-    if (wait_for(pid, status, 0) != pid) {
+    if (wait_for_child(pid, status, 0) != pid) {
         return boost::none;
     }
     return status;
@@ -174,7 +175,7 @@ boost::optional<int> POpen::pclose_kill(Clock::time_point deadline) {
     const auto until = std::min(Clock::now() + limits.exit_grace, deadline);
     while (true) {
         int status = 0;
-        const pid_t result = wait_for(pid, status, WNOHANG);
+        const pid_t result = wait_for_child(pid, status, WNOHANG);
         if (result == pid) {
             return status;
         }
@@ -195,7 +196,7 @@ boost::optional<int> POpen::kill_child() const {
     signal_group_of(pid, SIGKILL);
     // Every command that hangs would leave a zombie otherwise.
     int ignored = 0;
-    wait_for(pid, ignored, 0);
+    wait_for_child(pid, ignored, 0);
     return boost::none;
 }
 

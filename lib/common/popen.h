@@ -41,14 +41,17 @@ struct TimeLimits {
 /// One shell command that runs as a child process in its own process group.
 ///
 /// Its standard output is collected. Its standard error goes where that of this process goes;
-/// callers append "2>&1" to collect it as well. It inherits no other descriptor, and SIGPIPE and
-/// SIGCHLD have their default effect. Each object belongs to one thread.
+/// callers append "2>&1" to collect it as well. It inherits no other descriptor but the one that it
+/// is given, and SIGPIPE and SIGCHLD have their default effect. Each object belongs to one thread.
 class POpen {
 public:
     /// Starts the command. A shell that cannot be executed looks like a command that succeeds
     /// without output.
+    /// @param inherited descriptor, above the standard streams, that it gets as number 3; -1 for
+    ///                  none
     /// @throws POpenFailedException with popen_command_tag and boost::errinfo_errno
-    explicit POpen(const std::string& shell_command, const TimeLimits& time_limits = {});
+    explicit POpen(const std::string& shell_command, const TimeLimits& time_limits = {},
+                   int inherited = -1);
     POpen(const POpen&) = delete;
     POpen(POpen&&) = delete;
     POpen& operator=(const POpen&) = delete;
@@ -80,7 +83,7 @@ private:
     };
     using Clock = std::chrono::steady_clock;
 
-    void popen_for_reading();
+    void popen_for_reading(int inherited);
     /// Leaves neither stream nor id behind, whatever becomes of the output.
     boost::optional<int> collect_and_reap(OutputCollector& output, std::chrono::milliseconds limit);
     void read_to_end(OutputCollector& output);

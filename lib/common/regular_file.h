@@ -18,7 +18,8 @@ public:
     /// @throws FileReadException with filename_tag if it is a directory, a pipe or a device
     explicit RegularFile(const std::string& file_path);
 
-    /// The next bytes of the file, none at its end.
+    /// The next bytes of the file, none at its end. The reference stays valid as long as the
+    /// object; the next call replaces the bytes, and one that throws leaves them undefined.
     /// @throws FileReadException with filename_tag
     [[nodiscard]] const std::vector<std::uint8_t>& read();
 

@@ -43,6 +43,20 @@ void close_from(int first) {
     }
 }
 
+/// @returns the first number that the shell must not have
+int keep(int inherited) {
+    constexpr int first = STDERR_FILENO + 1;
+    if (inherited == -1) {
+        return first;
+    }
+    if (inherited == first) {
+        fcntl(first, F_SETFD, 0);
+    } else {
+        dup2(inherited, first);
+    }
+    return first + 1;
+}
+
 void reset_signals(const sigset_t& not_ignored, const sigset_t& mask) {
     struct sigaction default_action {};
     default_action.sa_handler = SIG_DFL;
@@ -66,7 +80,7 @@ void reset_signals(const sigset_t& not_ignored, const sigset_t& mask) {
     } else {
         dup2(start.output, STDOUT_FILENO);
     }
-    close_from(STDERR_FILENO + 1);
+    close_from(keep(start.inherited));
     if (start.leads_group) {
         setpgid(0, 0);
     }
@@ -101,7 +115,7 @@ pid_t start_shell(const char* command, const ShellStart& start) {
     return child;
 }
 
-pid_t wait_for(pid_t child, int& status, int options) {
+pid_t wait_for_child(pid_t child, int& status, int options) {
     pid_t result = -1;
     do {
         result = waitpid(child, &status, options);

@@ -12,6 +12,9 @@ namespace zephran::common {
 struct ShellStart {
     /// Descriptor of this process that becomes its standard output.
     int output = STDOUT_FILENO;
+    /// Descriptor of this process, above the standard streams, that it inherits as number 3; -1 for
+    /// none.
+    int inherited = -1;
     /// Whether it leads a process group of its own.
     bool leads_group = false;
     /// Exit status of a child that cannot execute the shell.
@@ -22,13 +25,14 @@ struct ShellStart {
 
 /// Starts "/bin/sh -c COMMAND" without waiting for it.
 ///
-/// It gets the environment, standard input and standard error of this process, but no descriptor
-/// from 3 up. SIGPIPE, SIGCHLD and whatever has a handler here have their default effect.
+/// It gets the environment, standard input and standard error of this process, but no other
+/// descriptor from 3 up than the inherited one. SIGPIPE, SIGCHLD and whatever has a handler here
+/// have their default effect.
 ///
-/// @return its process id, or -1 with errno
+/// @returns its process id, or -1 with errno
 pid_t start_shell(const char* command, const ShellStart& start);
 
 /// waitpid(2) that lasts through signals.
-pid_t wait_for(pid_t child, int& status, int options);
+pid_t wait_for_child(pid_t child, int& status, int options);
 
 }  // namespace zephran::common

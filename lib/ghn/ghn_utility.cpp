@@ -11,7 +11,7 @@ namespace zephran::ghn {
 namespace {
 
 /// Runs the command without a time limit.
-/// @return its exit code
+/// @returns its exit code
 int run(const ConfigLayerCommand& command, std::string& output) {
     try {
         return common::POpen{command.build()}.wait(output, 0);

@@ -19,7 +19,7 @@ inline constexpr unsigned deepest_nesting = 32;
 /// The text need not be valid JSON: the library writes nameless members and numbers such as "nan"
 /// as they come.
 ///
-/// @return empty if the library could not convert the message
+/// @returns empty if the library could not convert the message
 /// @throws NestingTooDeepException
 [[nodiscard]] std::optional<std::string> to_json_text(blob_attr* message);
 

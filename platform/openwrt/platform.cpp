@@ -24,6 +24,10 @@ const char* get_temp_directory() {
     return "/tmp/";
 }
 
+const char* get_run_directory() {
+    return "/var/run/";
+}
+
 Config* get_config() {
     // Never destroyed: threads may still read the configuration while the process ends.
     static Config& config = *new openwrt::UciConfigWrapper;

@@ -10,7 +10,8 @@ namespace {
 
 /// The names in all claims.
 std::set<std::string>& claimed_names() {
-    static std::set<std::string> names;
+    // Never destroyed: the process may end while a deployer still holds its claim.
+    static std::set<std::string>& names = *new std::set<std::string>;
     return names;
 }
 

@@ -76,10 +76,14 @@ void HawkbitInstaller::tell_check_artifact_count() {
 
 void HawkbitInstaller::tell_start_installation() {
     ZLOG_DEBUG("event", "start_installation", "fsm", fsm_identity());
-    if (check_before_start) {
-        check_before_start(chunk());
-    }
+    check_before_start();
     start_installation();
+}
+
+void HawkbitInstaller::check_before_start() const {
+    if (before_start) {
+        before_start(chunk());
+    }
 }
 
 void HawkbitInstaller::tell_cancel_installation() {

@@ -68,7 +68,7 @@ public:
     /// exception of it fails the installation.
     void call_before_start(
         std::function<void(const hawkbit::DeploymentActionMessage::Chunk&)> check) {
-        check_before_start = std::move(check);
+        before_start = std::move(check);
     }
 
     void cancel();
@@ -131,6 +131,8 @@ protected:
     /// Throws unless the chunk has the number of artifacts that the installer can handle.
     /// @throws ArtifactCountMismatchException unless there is exactly one
     virtual void check_artifact_count();
+    /// Calls what call_before_start() has set. It has been called when start_installation() is.
+    void check_before_start() const;
     /// Starts the installation; a short one may run to its end here.
     virtual void start_installation() = 0;
     /// @throws any exception to report that the installation has failed
@@ -163,7 +165,7 @@ private:
     void store_installed_version_time();
 
     hawkbit::DeploymentActionMessage::Chunk chunk_;
-    std::function<void(const hawkbit::DeploymentActionMessage::Chunk&)> check_before_start;
+    std::function<void(const hawkbit::DeploymentActionMessage::Chunk&)> before_start;
     const hawkbit::Attributes* target_attributes = nullptr;
     Outcome outcome = Outcome::open;
     bool resumed = false;

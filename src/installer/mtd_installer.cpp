@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "installer/artifact_path.h"
+#include "installer/command_log.h"
 #include "installer/exceptions.h"
 #include "installer/file_md5.h"
 #include "installer/installer_factory.h"
@@ -20,10 +21,6 @@ namespace zephran::installer {
 namespace {
 
 const InstallerRegistration registration{"bl", 30, MTDInstaller::create};
-
-void log_command(const std::string& command) {
-    ZLOG_INFO_AS("start_installation", "event", "executing", "command", command);
-}
 
 /// A number that is alone in a file, negative if there is none.
 std::int64_t read_number(const std::string& path) {
@@ -54,17 +51,17 @@ std::unique_ptr<HawkbitInstaller> MTDInstaller::create(const InstallerContext& c
     return std::make_unique<MTDInstaller>(context.bootloader_mtd, context.mtd_write_attempts);
 }
 
-void MTDInstaller::start_installation() {
+void MTDInstaller::write_chip() {
     if (holds_image()) {
-        ZLOG_INFO("event", "skip_installation", "message",
-                  "artifact is identical to flashed content");
+        ZLOG_INFO_AS("start_installation", "event", "skip_installation", "message",
+                     "artifact is identical to flashed content");
         set_installed();
         return;
     }
     const std::string write = write_command();
     require_room();
     log_command(erase_command());
-    run_required_command(erase_command());
+    run_required_command(erase_command(), lock_descriptor());
     if (!write_with_retries(write)) {
         BOOST_THROW_EXCEPTION(InstallationFailedException{} << common::filename_tag{device});
     }
@@ -117,13 +114,13 @@ bool MTDInstaller::write_with_retries(const std::string& write) const {
     for (std::uint32_t attempt = 0; attempt < attempts; ++attempt) {
         if (erased) {
             log_command(write);
-            if (run_command(write)) {
+            if (run_command(write, lock_descriptor())) {
                 return true;
             }
         }
         std::this_thread::sleep_for(pause);
         log_command(erase_command());
-        erased = run_command(erase_command());
+        erased = run_command(erase_command(), lock_descriptor());
     }
     return false;
 }

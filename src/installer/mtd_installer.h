@@ -5,13 +5,13 @@
 #include <memory>
 #include <string>
 
+#include "installer/chip_installer.h"
 #include "installer/installer_context.h"
-#include "installer/one_tick_installer.h"
 
 namespace zephran::installer {
 
 /// Writes a boot loader to a flash partition and reads it back.
-class MTDInstaller : public OneTickInstaller {
+class MTDInstaller : public ChipInstaller {
 public:
     /// Other values than these are for unit tests.
     struct Environment {
@@ -37,7 +37,7 @@ protected:
     ///         read and the image does not fit
     /// @throws InstallationFailedException if no write succeeds
     /// @throws VerificationFailedException if the partition reads back differently
-    void start_installation() override;
+    void write_chip() override;
 
 private:
     [[nodiscard]] bool holds_image() const;

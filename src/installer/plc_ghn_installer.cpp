@@ -7,6 +7,7 @@
 #include "ghn/ghn_config.h"
 #include "ghn/ghn_utility.h"
 #include "installer/artifact_path.h"
+#include "installer/command_log.h"
 #include "installer/exceptions.h"
 #include "installer/installer_factory.h"
 #include "installer/system_command.h"
@@ -25,22 +26,19 @@ ghn::GhnConfig ghn_config() {
     return DeviceStore{*platform::get_config()}.ghn_config();
 }
 
-void log_command(const std::string& command) {
-    ZLOG_INFO_AS("start_installation", "event", "executing", "command", command);
-}
-
 bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
 /// Runs a tool without a time limit. The password is kept out of what it prints and its command
 /// line out of the records, because both are sent to the update server.
-/// @param base knows the password
-/// @return its exit code
+/// @param base      knows the password
+/// @param inherited descriptor that it inherits
+/// @returns its exit code
 int run(const std::string& command, const char* tool, const ghn::ConfigLayerCommand& base,
-        std::string& output) {
+        int inherited, std::string& output) {
     try {
-        const int exit_code = common::POpen{command}.wait(output, 0);
+        const int exit_code = common::POpen{command, {}, inherited}.wait(output, 0);
         output = base.without_password(output);
         return exit_code;
     } catch (common::AbnormalTerminationException& error) {
@@ -70,7 +68,7 @@ std::unique_ptr<HawkbitInstaller> PLCGhnInstaller::create(const InstallerContext
     return std::make_unique<PLCGhnInstaller>(context.mac_address);
 }
 
-void PLCGhnInstaller::start_installation() {
+void PLCGhnInstaller::write_chip() {
     const std::string interface = ghn_config().get_interface();
     const ghn::ConfigLayerCommand base = base_command(interface);
     const std::string current = ghn::GhnUtility::get_parameter_value(base, version_parameter);
@@ -92,7 +90,8 @@ void PLCGhnInstaller::start_installation() {
                               << found_version_tag{base.without_password(version)});
     }
     set_installed();
-    ZLOG_INFO("event", "installation_finished", "installer", "plc_ghn", "new_version", version);
+    ZLOG_INFO_AS("start_installation", "event", "installation_finished", "installer", "plc_ghn",
+                 "new_version", version);
 }
 
 ghn::ConfigLayerCommand PLCGhnInstaller::base_command(const std::string& interface) const {
@@ -120,7 +119,7 @@ void PLCGhnInstaller::arm_upgrade(const ghn::ConfigLayerCommand& base) const {
                                     .parameter("FLUPGRADE.GENERAL.START", "YES")
                                     .build();
     log_command(command);
-    run_required_command(command, "configlayer");
+    run_required_command(command, "configlayer", lock_descriptor());
 }
 
 void PLCGhnInstaller::push_image(const ghn::ConfigLayerCommand& base,
@@ -129,7 +128,7 @@ void PLCGhnInstaller::push_image(const ghn::ConfigLayerCommand& base,
                                 interface + " -m " + mac.str();
     log_command(command);
     std::string output;
-    const int exit_code = run(command, "l2fwserver", base, output);
+    const int exit_code = run(command, "l2fwserver", base, lock_descriptor(), output);
     require_success(exit_code, output);
 }
 
@@ -140,7 +139,7 @@ void PLCGhnInstaller::report_upgrade_status(const ghn::ConfigLayerCommand& base)
                                     .parameter("FLUPGRADE.GENERAL.LAST_UPGRADE_INFO")
                                     .build();
     std::string output;
-    const int exit_code = run(command, "configlayer", base, output);
+    const int exit_code = run(command, "configlayer", base, lock_descriptor(), output);
     report() << output;
     require_success(exit_code, output);
 }
@@ -151,7 +150,7 @@ void PLCGhnInstaller::reset_device(const ghn::ConfigLayerCommand& base) const {
                                     .parameter("SYSTEM.GENERAL.HW_RESET", "1")
                                     .build();
     log_command(command);
-    run_required_command(command, "configlayer");
+    run_required_command(command, "configlayer", lock_descriptor());
 }
 
 std::string PLCGhnInstaller::version_after_reset(const ghn::ConfigLayerCommand& base) const {

@@ -7,8 +7,8 @@
 
 #include "common/mac_address.h"
 #include "ghn/config_layer_command.h"
+#include "installer/chip_installer.h"
 #include "installer/installer_context.h"
-#include "installer/one_tick_installer.h"
 
 namespace zephran::installer {
 
@@ -20,7 +20,7 @@ struct DeviceResetException : common::Exception {
 };
 
 /// Pushes firmware to a modem on the G.hn powerline network, resets it and checks its version.
-class PLCGhnInstaller : public OneTickInstaller {
+class PLCGhnInstaller : public ChipInstaller {
 public:
     /// Time between the reset of a device and the query of its version.
     static constexpr std::chrono::seconds default_reset_pause{2};
@@ -39,7 +39,7 @@ protected:
     /// @throws ProgramExecutionFailedException if a tool fails
     /// @throws DeviceResetException if the modem does not answer after the reset
     /// @throws VersionMismatchException if it comes back with another version
-    void start_installation() override;
+    void write_chip() override;
 
 private:
     [[nodiscard]] ghn::ConfigLayerCommand base_command(const std::string& interface) const;

@@ -24,7 +24,7 @@ std::unique_ptr<HawkbitInstaller> PLCInstaller::create(const InstallerContext& /
     return std::make_unique<PLCInstaller>();
 }
 
-void PLCInstaller::start_installation() {
+void PLCInstaller::write_chip() {
     const std::string source = artifact_path(chunk().artifacts().front());
     run_required_command(service + " stop");
     store_firmware(source);

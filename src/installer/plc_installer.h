@@ -4,13 +4,13 @@
 #include <memory>
 #include <string>
 
+#include "installer/chip_installer.h"
 #include "installer/installer_context.h"
-#include "installer/one_tick_installer.h"
 
 namespace zephran::installer {
 
 /// Installs a firmware file for the service that drives the gateway's own powerline chip.
-class PLCInstaller : public OneTickInstaller {
+class PLCInstaller : public ChipInstaller {
 public:
     /// Other values than these are for unit tests.
     struct Environment {
@@ -24,11 +24,12 @@ public:
     static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
 
 protected:
-    /// The service is started again even if the file cannot be copied.
+    /// The service, which gives the chip its firmware, inherits no lock: it would keep it. It is
+    /// started again even if the file cannot be copied.
     ///
     /// @throws ProgramExecutionFailedException if the service cannot be stopped or started
     /// @throws what copy_file() throws
-    void start_installation() override;
+    void write_chip() override;
 
 private:
     void store_firmware(const std::string& source) const;

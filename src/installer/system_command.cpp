@@ -15,18 +15,18 @@ namespace zephran::installer {
 namespace {
 
 /// Ignores a signal while it lives.
-class Ignored {
+class IgnoredSignal {
 public:
-    explicit Ignored(int signal_number) : number{signal_number} {
+    explicit IgnoredSignal(int signal_number) : number{signal_number} {
         struct sigaction ignore {};
         ignore.sa_handler = SIG_IGN;
         sigaction(number, &ignore, &previous);
     }
-    Ignored(const Ignored&) = delete;
-    Ignored(Ignored&&) = delete;
-    Ignored& operator=(const Ignored&) = delete;
-    Ignored& operator=(Ignored&&) = delete;
-    ~Ignored() { sigaction(number, &previous, nullptr); }
+    IgnoredSignal(const IgnoredSignal&) = delete;
+    IgnoredSignal(IgnoredSignal&&) = delete;
+    IgnoredSignal& operator=(const IgnoredSignal&) = delete;
+    IgnoredSignal& operator=(IgnoredSignal&&) = delete;
+    ~IgnoredSignal() { sigaction(number, &previous, nullptr); }
     /// Lets a child have the signal's default effect unless it was ignored before, too.
     void spare(common::ShellStart& start) const {
         if (previous.sa_handler != SIG_IGN) {
@@ -39,12 +39,13 @@ private:
     struct sigaction previous {};
 };
 
-/// @return the wait status, -1 with errno if there is none
-int run(const std::string& command) {
+/// @returns the wait status, -1 with errno if there is none
+int run(const std::string& command, int inherited) {
     // Ctrl-C goes to the whole process group; the command decides what it means.
-    const Ignored interrupt{SIGINT};
-    const Ignored quit{SIGQUIT};
+    const IgnoredSignal interrupt{SIGINT};
+    const IgnoredSignal quit{SIGQUIT};
     common::ShellStart start;
+    start.inherited = inherited;
     interrupt.spare(start);
     quit.spare(start);
     const pid_t child = common::start_shell(command.c_str(), start);
@@ -52,21 +53,22 @@ int run(const std::string& command) {
         return -1;
     }
     int status = 0;
-    return common::wait_for(child, status, 0) == child ? status : -1;
+    return common::wait_for_child(child, status, 0) == child ? status : -1;
 }
 
 }  // namespace
 
-bool run_command(const std::string& command) {
-    return run(command) == 0;
+bool run_command(const std::string& command, int inherited) {
+    return run(command, inherited) == 0;
 }
 
-void run_required_command(const std::string& command) {
-    run_required_command(command, command);
+void run_required_command(const std::string& command, int inherited) {
+    run_required_command(command, command, inherited);
 }
 
-void run_required_command(const std::string& command, const std::string& described_as) {
-    const int status = run(command);
+void run_required_command(const std::string& command, const std::string& described_as,
+                          int inherited) {
+    const int status = run(command, inherited);
     const int call_error = errno;
     if (status == 0) {
         return;

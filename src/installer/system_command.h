@@ -6,16 +6,18 @@
 namespace zephran::installer {
 
 /// Runs a shell command as system(3) does and waits for its end. It inherits the daemon's standard
-/// streams and process group but no other descriptor; SIGPIPE and SIGCHLD have their default
-/// effect.
+/// streams and process group but no other descriptor than the one that it is given; SIGPIPE and
+/// SIGCHLD have their default effect.
+/// @param inherited descriptor, above the standard streams, that it gets as number 3; -1 for none
 /// @returns whether its exit status was 0
-[[nodiscard]] bool run_command(const std::string& command);
+[[nodiscard]] bool run_command(const std::string& command, int inherited = -1);
 
 /// As above, for a command that must succeed.
 /// @param described_as replaces the command in the error, which is sent to the update server
 /// @throws ProgramExecutionFailedException with the description and the exit code or signal, or
 ///         boost::errinfo_errno if no child process was started
-void run_required_command(const std::string& command, const std::string& described_as);
-void run_required_command(const std::string& command);
+void run_required_command(const std::string& command, const std::string& described_as,
+                          int inherited = -1);
+void run_required_command(const std::string& command, int inherited = -1);
 
 }  // namespace zephran::installer

@@ -6,6 +6,7 @@
 
 #include "common/popen.h"
 #include "installer/artifact_path.h"
+#include "installer/command_log.h"
 #include "installer/exceptions.h"
 #include "installer/firmware_version.h"
 #include "installer/installer_factory.h"
@@ -55,7 +56,7 @@ std::string SysupgradeInstaller::command() const {
 void SysupgradeInstaller::run_sysupgrade() {
     constexpr int handed_over = 10;
     const std::string sysupgrade = command();
-    ZLOG_INFO_AS("start_installation", "event", "executing", "command", sysupgrade);
+    log_command(sysupgrade);
 
     std::string output;
     const int exit_code = common::POpen{sysupgrade}.wait(output, 0);

@@ -2,6 +2,7 @@
 #include "installer/zwprogrammer_installer.h"
 
 #include "installer/artifact_path.h"
+#include "installer/command_log.h"
 #include "installer/installer_factory.h"
 #include "installer/system_command.h"
 
@@ -18,11 +19,11 @@ std::unique_ptr<HawkbitInstaller> ZWProgrammerInstaller::create(
     return std::make_unique<ZWProgrammerInstaller>();
 }
 
-void ZWProgrammerInstaller::start_installation() {
+void ZWProgrammerInstaller::write_chip() {
     const std::string command =
         "zwprogrammer --progzwave '" + artifact_path(chunk().artifacts().front()) + "'";
-    ZLOG_INFO("event", "executing", "command", command);
-    run_required_command(command);
+    log_command(command);
+    run_required_command(command, lock_descriptor());
     set_installed();
 }
 

@@ -3,19 +3,19 @@
 
 #include <memory>
 
+#include "installer/chip_installer.h"
 #include "installer/installer_context.h"
-#include "installer/one_tick_installer.h"
 
 namespace zephran::installer {
 
 /// Programs the Z-Wave radio chip.
-class ZWProgrammerInstaller : public OneTickInstaller {
+class ZWProgrammerInstaller : public ChipInstaller {
 public:
     static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
 
 protected:
     /// @throws ProgramExecutionFailedException
-    void start_installation() override;
+    void write_chip() override;
 };
 
 }  // namespace zephran::installer

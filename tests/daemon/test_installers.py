@@ -56,6 +56,34 @@ def test_invalid_firmware_image_is_refused_by_the_tool(bench):
     assert bench.gateway.firmware == OLD
 
 
+@pytest.mark.parametrize("stream, status", [("stdout", 246), ("stderr", 10), ("stderr", 246)])
+def test_firmware_tool_that_ends_in_an_unknown_way_has_failed(bench, stream, status):
+    tool = bench.gateway.run_dir / "sbin/sysupgrade"
+    tool.write_text(f"#!/bin/sh\necho Commencing upgrade >/dev/{stream}\nexit {status}\n")
+    action = Release(bench, ["os"]).assign()
+    daemon = bench.start()
+
+    details = failure(bench, action, "os")
+
+    shown = "Commencing upgrade\n" if stream == "stdout" else ""
+    assert details.rstrip() == f"program_exit_code: {status}\nprogram_output: {shown}".rstrip()
+    assert ("Commencing upgrade" in daemon.err) == (stream == "stderr")
+    assert bench.gateway.firmware == OLD
+
+
+@pytest.mark.parametrize("stream", ["stdout", "stderr"])
+def test_firmware_tool_that_succeeds_is_believed_only_with_the_new_version(bench, stream):
+    tool = bench.gateway.run_dir / "sbin/sysupgrade"
+    tool.write_text(f"#!/bin/sh\necho Commencing upgrade >/dev/{stream}\n")
+    action = Release(bench, ["os"]).assign()
+    bench.start()
+
+    details = failure(bench, action, "os",
+                      "Expected version does not match the version that was found")
+
+    assert details == f"expected_version: {NEW}\nfound_version: {OLD}"
+
+
 def test_running_firmware_is_not_written_again(bench):
     release = Release(bench, ["os"])
     bench.gateway.install_firmware(NEW)

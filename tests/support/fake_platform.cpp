@@ -37,6 +37,10 @@ const char* get_temp_directory() {
     return FakePlatform::current().temp_directory.c_str();
 }
 
+const char* get_run_directory() {
+    return FakePlatform::current().run_directory.c_str();
+}
+
 Config* get_config() {
     return &FakePlatform::current().config;
 }

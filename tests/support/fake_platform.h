@@ -27,6 +27,9 @@ public:
     TemporaryDirectory directory;
     /// With a trailing slash. The directory above unless a test sets another one.
     std::string temp_directory = directory.path() + "/";
+    TemporaryDirectory run;
+    /// With a trailing slash.
+    std::string run_directory = run.path() + "/";
     MemoryConfig config;
 
     /// File names of the artifacts passed to prepare_download().

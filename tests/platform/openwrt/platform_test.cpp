@@ -13,6 +13,7 @@ namespace {
 
 TEST(OpenWrtPlatform, DownloadsGoToTheMemoryFileSystem) {
     EXPECT_STREQ(get_temp_directory(), "/tmp/");
+    EXPECT_STREQ(get_run_directory(), "/var/run/");
 }
 
 TEST(OpenWrtPlatform, ConfigurationStoreIsASingleObject) {

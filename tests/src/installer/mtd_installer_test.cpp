@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "chip_lock.h"
 #include "support/captured_log.h"
 #include "support/fake_platform.h"
 #include "support/image_chunk.h"
@@ -95,6 +96,16 @@ TEST_F(MTDInstallerTest, PartitionIsErasedWrittenAndRecorded) {
     EXPECT_EQ(executed(), (Lines{erase_command(), write_command()}));
     EXPECT_EQ(tools.calls(), executed());
     EXPECT_EQ(HawkbitInstaller::get_installed_version("bl"), "3.4");
+}
+
+TEST_F(MTDInstallerTest, EveryToolHoldsTheLock) {
+    erase_with(held_lock(platform));
+    write_with(held_lock(platform) + "\n[ $call -gt 1 ] || exit 1");
+
+    start();
+
+    const std::string held = lock_of_chips(platform) + "\n";
+    EXPECT_EQ(platform.directory.read("held"), held + held + held + held);
 }
 
 TEST_F(MTDInstallerTest, WrittenPartitionIsSyncedBeforeItIsReadBack) {

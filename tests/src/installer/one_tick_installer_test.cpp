@@ -55,7 +55,7 @@ std::unique_ptr<HawkbitInstaller> make_opkg(const std::string& /*root*/) {
 }
 
 const std::string content = "image\n";
-const std::string version = "2_1";
+const std::string wanted_version = "2_1";
 
 /// Tools that succeed, and an artifact for the installer of each part type.
 class OneTickInstallerTest : public testing::TestWithParam<Kind> {
@@ -70,7 +70,7 @@ protected:
             tools.add(tool);
         }
         tools.add("dd", "dd \"$@\" 2>/dev/null");
-        installer->assign(make_image_chunk(GetParam().part, "artifact", content, version),
+        installer->assign(make_image_chunk(GetParam().part, "artifact", content, wanted_version),
                           attributes);
     }
 
@@ -153,7 +153,8 @@ TEST_P(OneTickInstallerTest, TakesExactlyOneArtifact) {
 TEST_P(OneTickInstallerTest, FileNameWithShellCharactersReachesNoTool) {
     for (const char* const name : {"../artifact", "a;reboot", "a'b", "-f", "$(id)", "a b"}) {
         installer = GetParam().make(root.path());
-        installer->assign(make_image_chunk(GetParam().part, name, content, version), attributes);
+        installer->assign(make_image_chunk(GetParam().part, name, content, wanted_version),
+                          attributes);
 
         tick(2);
 
@@ -175,7 +176,8 @@ TEST_P(OneTickInstallerTest, VersionIsRecordedOnceItIsFinished) {
     tick(1);
 
     const bool is_recorded = GetParam().is_recorded;
-    EXPECT_EQ(HawkbitInstaller::get_installed_version(GetParam().part), is_recorded ? version : "");
+    EXPECT_EQ(HawkbitInstaller::get_installed_version(GetParam().part),
+              is_recorded ? wanted_version : "");
     EXPECT_EQ(HawkbitInstaller::get_installed_version_time(GetParam().part).empty(), !is_recorded);
 }
 

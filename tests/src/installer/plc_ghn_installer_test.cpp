@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "chip_lock.h"
 #include "installer/installer_factory.h"
 #include "plc_ghn_installer_test.h"
 
@@ -20,6 +21,18 @@ TEST_F(PLCGhnInstallerTest, CommandsAreRunInOrder) {
     start();
 
     EXPECT_THAT(tools.calls(), ElementsAreArray(commands()));
+}
+
+TEST_F(PLCGhnInstallerTest, ToolsHoldTheLockBetweenTheQuestionsForTheVersion) {
+    for (std::string* const step :
+         {&steps.ask, &steps.arm, &steps.push, &steps.report, &steps.reset, &steps.ask_again}) {
+        *step = held_lock(platform) + (step->empty() ? "" : "; " + *step);
+    }
+
+    start();
+
+    const std::string held = lock_of_chips(platform) + "\n";
+    EXPECT_EQ(platform.directory.read("held"), "none\n" + held + held + held + held + "none\n");
 }
 
 TEST_F(PLCGhnInstallerTest, CommandsThatChangeTheModemAreLogged) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "chip_lock.h"
 #include "support/captured_log.h"
 #include "support/fake_platform.h"
 #include "support/make_chunk.h"
@@ -49,6 +50,15 @@ TEST_F(PLCInstallerTest, FirmwareIsStoredWhileTheServiceIsStopped) {
     EXPECT_EQ(platform.directory.read("seen"), "stop: old, and longer\nstart: new\n");
     EXPECT_EQ(logged_after("start_installation: event=copy_file", log.text()),
               Lines{" from=" + source + " to=" + firmware + " message=storing new PLC firmware"});
+}
+
+TEST_F(PLCInstallerTest, ServiceDoesNotHoldTheLock) {
+    platform.directory.write("user.nvm", "new");
+
+    start_with(held_lock(platform));
+
+    EXPECT_EQ(tools.calls(), (Lines{"plc stop", "plc start"}));
+    EXPECT_EQ(platform.directory.read("held"), "none\nnone\n");
 }
 
 TEST_F(PLCInstallerTest, IsFinishedOnTheFollowingTickAndRecorded) {

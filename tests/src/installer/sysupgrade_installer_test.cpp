@@ -214,11 +214,34 @@ TEST_F(SysupgradeInstallerTest, NoWaitAfterAnyOtherEndOfTheTool) {
     start_with("echo nothing to do\nexit 10");
     expect_tool_failure("program_exit_code: 10\nprogram_output: nothing to do\n");
 
-    start_with("echo Commencing upgrade\nexit 11");
-    expect_tool_failure("program_exit_code: 11\nprogram_output: Commencing upgrade\n");
+    for (const std::string status : {"11", "246"}) {
+        start_with("echo Commencing upgrade\nexit " + status);
+        expect_tool_failure("program_exit_code: " + status +
+                            "\nprogram_output: Commencing upgrade\n");
+    }
 
     start_with("echo Commencing upgrade");
     EXPECT_FALSE(installer->error().has_error);
+}
+
+TEST_F(SysupgradeInstallerTest, StandardErrorNeitherHandsOverNorIsReported) {
+    for (const std::string status : {"10", "246"}) {
+        start_with("echo writing\necho Commencing upgrade >&2\nexit " + status);
+
+        expect_tool_failure("program_exit_code: " + status + "\nprogram_output: writing\n");
+    }
+    EXPECT_EQ(platform.recovered_installs, 2U);
+}
+
+TEST_F(SysupgradeInstallerTest, StandardErrorOfASuccessIsNoFailure) {
+    start_with("echo Commencing upgrade >&2");
+    EXPECT_FALSE(installer->error().has_error);
+    installer->tick();
+
+    EXPECT_EQ(installer->error().error_message,
+              "Expected version does not match the version that was found");
+    EXPECT_EQ(installer->error().error_details,
+              "expected_version: " + new_version + "\nfound_version: " + old_version);
 }
 
 TEST_F(SysupgradeInstallerTest, SuccessOfTheToolAloneDoesNotFinishIt) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "chip_lock.h"
 #include "support/captured_log.h"
 #include "support/fake_platform.h"
 #include "support/make_chunk.h"
@@ -50,6 +51,14 @@ TEST_F(ZWProgrammerInstallerTest, FileNamePassesTheShellUnchanged) {
     installer.tick();
 
     EXPECT_TRUE(installer.is_finished());
+}
+
+TEST_F(ZWProgrammerInstallerTest, ToolHoldsTheLock) {
+    tools.add("zwprogrammer", held_lock(platform));
+
+    start();
+
+    EXPECT_EQ(platform.directory.read("held"), lock_of_chips(platform) + "\n");
 }
 
 TEST_F(ZWProgrammerInstallerTest, FinishedInstallationIsRecorded) {

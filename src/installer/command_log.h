@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+
+#include "common/logprint.h"
+
+namespace zephran::installer {
+
+/// Logs at INFO, as start_installation() and as the caller's line, which command is run now.
+/// @param file, line are the caller's; not to be passed
+inline void log_command(const std::string& command, const char* file = __builtin_FILE(),
+                        int line = __builtin_LINE()) {
+    if (info_logger.enabled) {
+        info_logger.print("INFO", file, line, "start_installation",
+                          log_detail::fields("event", "executing", "command", command));
+    }
+}
+
+}  // namespace zephran::installer

@@ -1,0 +1,111 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The daemon alone is killed while its tool writes a chip, and is started again."""
+import re
+import signal
+
+import pytest
+
+from hawkbit_server import Status
+from release import Release, let_it_poll_again
+
+LOCK = "/var/run/zephran.chip.lock"
+WAITS = "WARNING .*start_installation: event=waiting "
+# With the number of their calls: once the first dd has ended, the boot loader is in the flash.
+TOOLS = [("zw", "zwprogrammer", 2), ("bl", "flash_erase", 2), ("bl", "dd", 1)]
+
+
+def daemon_killed_while_held(bench, release, tool):
+    """Kills the daemon under its tool, and returns its successor and how often the tools were called by then."""
+    bench.gateway.tell(tool, when="midway", hang=True)
+    supervisor = release.supervise()
+    bench.wait_until(lambda: bench.gateway.is_held(tool), f"{tool} being held")
+    calls = bench.gateway.calls()
+    killed = supervisor.daemon
+    killed.signal(signal.SIGKILL)
+    bench.wait_until(lambda: supervisor.daemon is not killed, "the next daemon")
+    return supervisor.daemon, calls
+
+
+def wait_for_steps(bench, daemon, count):
+    for _ in range(count):
+        daemon.wait_for_line("event=installation_has_finished ", start=len(daemon.output.lines))
+
+
+@pytest.mark.parametrize("part, tool, count", TOOLS)
+def test_second_tool_starts_after_the_end_of_the_first(bench, part, tool, count):
+    release = Release(bench, [part])
+    action = release.assign()
+
+    daemon, calls = daemon_killed_while_held(bench, release, tool)
+    daemon.wait_for_line(WAITS)
+    wait_for_steps(bench, daemon, 3)
+    held = bench.gateway.calls()
+    bench.gateway.release(tool)
+    bench.wait_for_end(action)
+
+    assert held == calls
+    assert len(re.findall(WAITS, daemon.log)) == 1
+    assert action.status is Status.FINISHED
+    assert len(bench.gateway.calls(tool)) == count
+    release.assert_installed()
+
+
+def test_daemon_that_waits_for_a_tool_polls_and_stops_at_once(bench):
+    release = Release(bench, ["zw"])
+    action = release.assign()
+    daemon, calls = daemon_killed_while_held(bench, release, "zwprogrammer")
+    daemon.wait_for_line(WAITS)
+
+    let_it_poll_again(bench)
+    bench.supervisor.stop()
+    status = daemon.terminate()
+
+    assert status == 0
+    assert action.active
+    assert bench.closing_reports() == []
+    assert bench.gateway.calls() == calls
+
+
+def test_cancelled_installation_is_no_longer_waited_for(bench):
+    release = Release(bench, ["zw"])
+    action = release.assign()
+    daemon, calls = daemon_killed_while_held(bench, release, "zwprogrammer")
+    daemon.wait_for_line(WAITS)
+
+    bench.server.cancel(action)
+    bench.gateway.bus.call("force_poll")
+    bench.wait_for_end(action)
+
+    assert action.status is Status.CANCELED
+    assert bench.gateway.calls() == calls
+    bench.gateway.release("zwprogrammer")
+
+
+def test_service_that_is_started_meanwhile_holds_nothing(bench):
+    release = Release(bench, ["plc", "zw"])
+    service = bench.gateway.run_dir / "etc/init.d/plc"
+    service.write_text(service.read_text() + "\nsleep 1000 >/dev/null 2>&1 &\nls -l /proc/$!/fd >>/tmp/inherited\n")
+    action = release.assign()
+    release.supervise()
+
+    bench.wait_for_end(action)
+
+    inherited = (bench.gateway.tmp / "inherited").read_text()
+    assert " 2 -> " in inherited
+    assert "zephran" not in inherited
+    assert action.status is Status.FINISHED
+
+
+@pytest.mark.parametrize("plant", [["mkdir"], ["mkfifo"], ["ln", "-s", "/tmp/planted"]],
+                         ids=["directory", "pipe", "link"])
+def test_planted_lock_fails_the_installation_before_its_tool(bench, plant):
+    bench.gateway.run([*plant, LOCK])
+    action = Release(bench, ["zw"]).assign()
+    bench.start()
+
+    bench.wait_for_end(action)
+
+    assert action.status is Status.ERROR
+    assert bench.closing_reports()[0][3][:2] == ["Failed to open file for writing", f"filename: {LOCK}"]
+    assert bench.gateway.calls() == []
+    assert not (bench.gateway.tmp / "planted").exists()

@@ -1,0 +1,194 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "common/lock_file.h"
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <string>
+#include <thread>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "common/exception.h"
+#include "common/popen.h"
+#include "common/shell.h"
+#include "support/temporary_directory.h"
+
+namespace zephran::common {
+namespace {
+
+namespace fs = std::filesystem;
+
+class LockFileTest : public testing::Test {
+protected:
+    /// Whether somebody who asks now gets the lock.
+    [[nodiscard]] bool is_free() const { return LockFile{path}.try_to_lock(); }
+    void expect_refusal() {
+        try {
+            static_cast<void>(lock.try_to_lock());
+            ADD_FAILURE() << "no exception";
+        } catch (const OutputFileOpenException& error) {
+            EXPECT_EQ(*boost::get_error_info<filename_tag>(error), path);
+        }
+        EXPECT_EQ(lock.descriptor(), -1);
+    }
+
+    TemporaryDirectory directory;
+    std::string path = directory.path("lock");
+    LockFile lock{path};
+};
+
+TEST_F(LockFileTest, IsHeldByOneAtATime) {
+    LockFile other{path};
+
+    EXPECT_TRUE(lock.try_to_lock());
+    EXPECT_TRUE(lock.try_to_lock());
+    EXPECT_FALSE(other.try_to_lock());
+    EXPECT_EQ(other.descriptor(), -1);
+    lock.unlock();
+
+    EXPECT_TRUE(other.try_to_lock());
+    EXPECT_FALSE(lock.try_to_lock());
+}
+
+TEST_F(LockFileTest, EndsWithTheObject) {
+    { ASSERT_TRUE(LockFile{path}.try_to_lock()); }
+
+    EXPECT_TRUE(is_free());
+}
+
+TEST_F(LockFileTest, FileIsForItsUserAloneAndStays) {
+    ASSERT_TRUE(lock.try_to_lock());
+    lock.unlock();
+
+    struct stat status {};
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0600U);
+    EXPECT_EQ(status.st_size, 0);
+}
+
+/// A program that waits until it is told to end.
+class WaitingProgram {
+public:
+    WaitingProgram() { EXPECT_EQ(mkfifo(pipe.c_str(), S_IRUSR | S_IWUSR), 0); }
+
+    [[nodiscard]] std::string command() const { return "exec cat >/dev/null <'" + pipe + "'"; }
+    /// It must have been started.
+    void end() const { close(open(pipe.c_str(), O_WRONLY | O_CLOEXEC)); }
+
+private:
+    TemporaryDirectory directory;
+    std::string pipe = directory.path("pipe");
+};
+
+/// Takes the lock in another process, starts a program there, and kills the process.
+void kill_the_holder(const std::string& path, const std::string& command, bool inherits) {
+    const pid_t holder = fork();
+    if (holder == 0) {
+        LockFile lock{path};
+        ShellStart start;
+        if (lock.try_to_lock() && inherits) {
+            start.inherited = lock.descriptor();
+        }
+        start_shell(command.c_str(), start);
+        kill(getpid(), SIGKILL);
+    }
+    int status = 0;
+    ASSERT_EQ(wait_for_child(holder, status, 0), holder);
+    ASSERT_TRUE(WIFSIGNALED(status));
+}
+
+TEST_F(LockFileTest, ProgramThatInheritsItHoldsItAfterItsHolderWasKilled) {
+    const WaitingProgram program;
+
+    kill_the_holder(path, program.command(), true);
+    EXPECT_FALSE(is_free());
+    program.end();
+
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds{20};
+    while (!is_free() && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::yield();
+    }
+    EXPECT_TRUE(is_free());
+}
+
+TEST_F(LockFileTest, ProgramThatInheritsNothingDoesNotHoldIt) {
+    const WaitingProgram program;
+
+    kill_the_holder(path, program.command(), false);
+
+    EXPECT_TRUE(is_free());
+    program.end();
+}
+
+TEST_F(LockFileTest, UnlockTakesItFromProgramsToo) {
+    const WaitingProgram program;
+    ASSERT_TRUE(lock.try_to_lock());
+    POpen running{program.command(), {}, lock.descriptor()};
+
+    lock.unlock();
+
+    EXPECT_TRUE(is_free());
+    program.end();
+    EXPECT_EQ(running.wait(0), 0);
+}
+
+TEST_F(LockFileTest, DirectoryPipeAndDeviceAreRefused) {
+    fs::create_directory(path);
+    expect_refusal();
+    fs::remove(path);
+    ASSERT_EQ(mkfifo(path.c_str(), S_IRUSR | S_IWUSR), 0);
+    expect_refusal();
+
+    path = "/dev/null";
+    EXPECT_THROW(static_cast<void>(LockFile{path}.try_to_lock()), OutputFileOpenException);
+}
+
+TEST_F(LockFileTest, LinkIsNotFollowed) {
+    fs::create_symlink(directory.path("target"), path);
+
+    expect_refusal();
+
+    EXPECT_FALSE(directory.has("target"));
+}
+
+TEST_F(LockFileTest, FileThatOthersMayOpenIsRefused) {
+    for (const auto others : {fs::perms::group_read, fs::perms::others_read}) {
+        directory.write("lock", "");
+        fs::permissions(path, fs::perms::owner_read | fs::perms::owner_write | others);
+
+        expect_refusal();
+    }
+}
+
+TEST_F(LockFileTest, FileWithASecondNameIsRefused) {
+    directory.write("lock", "");
+    fs::permissions(path, fs::perms::owner_read | fs::perms::owner_write);
+    fs::create_hard_link(path, directory.path("other"));
+
+    expect_refusal();
+}
+
+TEST_F(LockFileTest, FileOfAnotherUserIsRefused) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can give a file away";
+    }
+    directory.write("lock", "");
+    fs::permissions(path, fs::perms::owner_read | fs::perms::owner_write);
+    ASSERT_EQ(chown(path.c_str(), 65534, 65534), 0);
+
+    expect_refusal();
+}
+
+TEST_F(LockFileTest, MissingDirectoryIsAnError) {
+    path = directory.path("missing/lock");
+
+    EXPECT_THROW(static_cast<void>(LockFile{path}.try_to_lock()), OutputFileOpenException);
+}
+
+}  // namespace
+}  // namespace zephran::common

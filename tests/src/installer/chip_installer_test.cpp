@@ -1,0 +1,184 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "installer/chip_installer.h"
+
+#include <filesystem>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "chip_lock.h"
+#include "common/lock_file.h"
+#include "installer/exceptions.h"
+#include "support/captured_log.h"
+#include "support/fake_platform.h"
+#include "support/make_chunk.h"
+#include "support/simulated_tools.h"
+
+namespace zephran::installer {
+namespace {
+
+/// Notes whether anybody else would get the lock while it writes.
+class NotingInstaller : public ChipInstaller {
+public:
+    explicit NotingInstaller(std::string path) : lock_path{std::move(path)} {}
+
+    unsigned writes = 0;
+    bool fails = false;
+    bool was_free = false;
+    bool had_descriptor = false;
+
+protected:
+    void write_chip() override {
+        ++writes;
+        was_free = common::LockFile{lock_path}.try_to_lock();
+        had_descriptor = lock_descriptor() != -1;
+        if (fails) {
+            BOOST_THROW_EXCEPTION(InstallationFailedException{});
+        }
+        set_installed();
+    }
+
+private:
+    std::string lock_path;
+};
+
+class ChipInstallerTest : public testing::Test {
+protected:
+    ChipInstallerTest() {
+        installer.assign(make_chunk("zw", {"zw.bin"}, "radio", "6.71"), attributes);
+        installer.call_before_start([this](const auto& /*chunk*/) {
+            ++checks;
+            if (artifacts_have_changed) {
+                BOOST_THROW_EXCEPTION(VerificationFailedException{});
+            }
+        });
+    }
+
+    void tick(unsigned times) {
+        for (; times != 0; --times) {
+            installer.tick();
+        }
+    }
+    [[nodiscard]] bool is_free() const { return common::LockFile{path}.try_to_lock(); }
+    [[nodiscard]] std::vector<std::string> waits() const {
+        return logged_after(" start_installation: event=waiting ", log.text());
+    }
+
+    FakePlatform platform;
+    CapturedLog log{"INFO"};
+    hawkbit::Attributes attributes;
+    std::string path = lock_of_chips(platform);
+    common::LockFile other_tool{path};
+    unsigned checks = 0;
+    bool artifacts_have_changed = false;
+    NotingInstaller installer{path};
+};
+
+TEST_F(ChipInstallerTest, LockIsHeldExactlyWhileTheChipIsWritten) {
+    tick(1);
+    EXPECT_TRUE(is_free());
+    tick(1);
+
+    EXPECT_EQ(installer.writes, 1U);
+    EXPECT_FALSE(installer.was_free);
+    EXPECT_TRUE(installer.had_descriptor);
+    EXPECT_TRUE(is_free());
+    tick(1);
+    EXPECT_TRUE(installer.is_finished());
+    EXPECT_EQ(installer.writes, 1U);
+    EXPECT_EQ(checks, 1U);
+    EXPECT_TRUE(waits().empty());
+}
+
+TEST_F(ChipInstallerTest, FailureReleasesTheLock) {
+    installer.fails = true;
+
+    tick(2);
+
+    EXPECT_EQ(installer.error().error_message, "Failed to install artifacts");
+    EXPECT_TRUE(is_free());
+}
+
+TEST_F(ChipInstallerTest, WaitsUntilTheLockIsFreeAndSaysSoOnce) {
+    ASSERT_TRUE(other_tool.try_to_lock());
+
+    tick(5);
+    EXPECT_EQ(installer.writes, 0U);
+    EXPECT_FALSE(installer.is_finished());
+    EXPECT_FALSE(installer.error().has_error);
+    other_tool.unlock();
+    tick(1);
+
+    EXPECT_EQ(installer.writes, 1U);
+    EXPECT_FALSE(installer.was_free);
+    EXPECT_TRUE(installer.is_finished());
+    EXPECT_TRUE(is_free());
+    EXPECT_EQ(waits(), std::vector<std::string>{"message=a tool is still writing a chip"});
+}
+
+TEST_F(ChipInstallerTest, ArtifactsAreVerifiedOnceMoreAfterTheWait) {
+    ASSERT_TRUE(other_tool.try_to_lock());
+    tick(3);
+    EXPECT_EQ(checks, 1U);
+    artifacts_have_changed = true;
+
+    other_tool.unlock();
+    tick(2);
+
+    EXPECT_EQ(checks, 2U);
+    EXPECT_EQ(installer.writes, 0U);
+    EXPECT_TRUE(installer.is_cancelled());
+    EXPECT_EQ(installer.error().error_message, "Flash verification failed");
+    EXPECT_TRUE(is_free());
+}
+
+TEST_F(ChipInstallerTest, FailureAfterTheWaitEndsIt) {
+    ASSERT_TRUE(other_tool.try_to_lock());
+    tick(3);
+    installer.fails = true;
+
+    other_tool.unlock();
+    tick(3);
+
+    EXPECT_EQ(installer.writes, 1U);
+    EXPECT_TRUE(installer.is_cancelled());
+    EXPECT_EQ(installer.error().error_message, "Failed to install artifacts");
+}
+
+TEST_F(ChipInstallerTest, CanBeCancelledWhileItWaits) {
+    ASSERT_TRUE(other_tool.try_to_lock());
+    tick(3);
+
+    installer.cancel();
+    other_tool.unlock();
+    tick(2);
+
+    EXPECT_TRUE(installer.is_cancelled());
+    EXPECT_FALSE(installer.error().has_error);
+    EXPECT_EQ(installer.writes, 0U);
+}
+
+TEST_F(ChipInstallerTest, NothingIsWrittenWithoutALock) {
+    std::filesystem::create_directory(path);
+
+    tick(3);
+
+    EXPECT_TRUE(installer.is_cancelled());
+    EXPECT_EQ(installer.error().error_message, "Failed to open file for writing");
+    EXPECT_EQ(installer.error().error_details, "filename: " + path);
+    EXPECT_EQ(installer.writes, 0U);
+}
+
+TEST_F(ChipInstallerTest, ResumedInstallationIsNotStarted) {
+    installer.resume();
+
+    tick(3);
+
+    EXPECT_EQ(installer.writes, 0U);
+    EXPECT_FALSE(installer.is_finished());
+}
+
+}  // namespace
+}  // namespace zephran::installer
