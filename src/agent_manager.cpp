@@ -133,7 +133,10 @@ void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& prope
         existing->second->live_on();
         return;
     }
-    auto agent = std::make_unique<HawkbitAgent>(settings.server, id, settings.transport);
+    constexpr bool always_https = true;
+    auto agent = std::make_unique<HawkbitAgent>(
+        hawkbit::ControllerURLBuilder{id, settings.server, settings.tenant, always_https},
+        HawkbitAgent::Environment::real(settings.transport));
     agent->configure({context, properties, settings.schedule, dormant});
     agents.emplace(id, std::move(agent));
     publish_controls();

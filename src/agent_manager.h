@@ -25,6 +25,8 @@ struct AgentManagerSettings {
     std::string gateway_id;
     /// Host name or address of the update server.
     std::string server;
+    /// Name of the tenant at the update server.
+    std::string tenant = "DEFAULT";
     /// Attributes that the gateway reports to the server.
     hawkbit::Attributes properties;
     /// Name of the MTD device for bootloaders; may be empty.

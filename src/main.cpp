@@ -11,6 +11,7 @@
 #include "gateway_properties.h"
 #include "http/transport_settings.h"
 #include "installer/installer_factory.h"
+#include "options/transport_options.h"
 #include "platform.h"
 #include "schedule/update_schedule_reader.h"
 #include "store/device_store.h"
@@ -70,6 +71,8 @@ void run_agents(const CommandLineOptions& options) {
     settings.dormant = options.is_dormant();
     settings.gateway_id = options.get_device_id();
     settings.server = options.get_hawkbit_server();
+    settings.tenant = read_tenant(*platform::get_config());
+    add_transport_options(*platform::get_config(), settings.server, settings.transport);
     settings.bootloader_mtd = options.get_bootloader_mtd();
 
     const std::unique_ptr<AgentManager> manager = platform::create_agent_manager();

@@ -12,7 +12,7 @@ from . import request as requests
 from .delivery import PIECE, Delivery, end_connection
 from .exchanges import Exchange
 from .reply import Reply
-from .tls import subject_of
+from .tls import is_resumed, subject_of
 
 if TYPE_CHECKING:
     from .http_layer import HttpLayer
@@ -80,7 +80,7 @@ class Connection(BaseHTTPRequestHandler):
         action = int(route.action) if route.action is not None and route.action.isdecimal() else None
         return self.server.journal.open(
             kind=route.kind, target=route.target, action=action, method=self.command, path=path, query=query,
-            headers=headers, client_subject=subject_of(self.connection)), route
+            headers=headers, client_subject=subject_of(self.connection), resumed=is_resumed(self.connection)), route
 
     def _serve(self, exchange: Exchange, route: requests.Route, fault: faults.Fault | None) -> None:
         if isinstance(fault, faults.Drop) and not fault.processed:

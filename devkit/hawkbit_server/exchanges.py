@@ -19,6 +19,7 @@ class Exchange:
     target   the controller id in the path, decoded; None where the path has none
     path     as written in the request, without the query
     headers  names in lower case
+    resumed  whether the connection took up an earlier TLS session
     status   of the answer; None while there is none, and for good when the connection was dropped
     sent     number of bytes of the answer's body that were sent
     outcome  "open" at first, then "answered", "dropped", "cut" or "client gone"
@@ -34,6 +35,7 @@ class Exchange:
     query: str
     headers: dict[str, str]
     client_subject: str | None
+    resumed: bool
     body: bytes = b""
     status: int | None = None
     response_headers: dict[str, str] = field(default_factory=dict)

@@ -17,13 +17,15 @@ class Tls:
 
     `client` is "ignored" (no certificate is asked for), "asked" (verified when there is one), "demanded" (as a
     proxy with optional verification does: the handshake works, a request without a certificate is answered
-    403) or "required" (the handshake fails without one). All but the first need `client_ca`.
+    403) or "required" (the handshake fails without one). All but the first need `client_ca`. `newest` is the
+    newest version of TLS that the server speaks.
     """
 
     certificate: Path
     key: Path
     client_ca: Path | None = None
     client: str = "ignored"
+    newest: ssl.TLSVersion = ssl.TLSVersion.MAXIMUM_SUPPORTED
 
     def __post_init__(self) -> None:
         if self.client not in CLIENT_MODES:
@@ -33,11 +35,17 @@ class Tls:
 
     def context(self) -> ssl.SSLContext:
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.maximum_version = self.newest
         context.load_cert_chain(self.certificate, self.key)
         if self.client_ca is not None and self.client != "ignored":
             context.load_verify_locations(self.client_ca)
             context.verify_mode = ssl.CERT_REQUIRED if self.client == "required" else ssl.CERT_OPTIONAL
         return context
+
+
+def is_resumed(connection: object) -> bool:
+    """Whether the connection took up a TLS session of an earlier one."""
+    return isinstance(connection, ssl.SSLSocket) and connection.session_reused is True
 
 
 def subject_of(connection: object) -> str | None:

@@ -55,7 +55,7 @@ void require_web_link(const common::URI& link) {
 
 common::URI ControllerURLBuilder::base_url() const {
     const std::string scheme = use_https ? secure_scheme : plain_scheme;
-    return common::URI{scheme + "://" + host + "/" + tenant + "/controller/v1/" +
+    return common::URI{scheme + "://" + host + "/" + as_path_segment(tenant) + "/controller/v1/" +
                        as_path_segment(controller_id)};
 }
 

@@ -2,13 +2,13 @@
 #include "http/httpclient_curl.h"
 
 #include <exception>
-#include <sstream>
 #include <utility>
 
 #include <boost/throw_exception.hpp>
 
 #include "common/logprint.h"
 #include "http/exceptions.h"
+#include "http/transfer_log.h"
 
 #if __has_include(<resolv.h>)
 #include <netinet/in.h>
@@ -27,54 +27,11 @@ void reload_resolver_configuration() {
 #endif
 }
 
-const char* certificate_type_name(CertificateType type) {
-    switch (type) {
-        case CertificateType::pem:
-            return "PEM";
-        case CertificateType::der:
-            return "DER";
-    }
-    return nullptr;
-}
-
-bool is_dot_segment(const std::string& segment) {
-    std::string dots;
-    for (std::size_t i = 0; i < segment.size(); ++i) {
-        if (segment[i] == '.') {
-            dots += '.';
-        } else if (segment.compare(i, 3, "%2E") == 0 || segment.compare(i, 3, "%2e") == 0) {
-            dots += '.';
-            i += 2;
-        } else {
-            return false;
-        }
-    }
-    return dots == "." || dots == "..";
-}
-
-/// Whether libcurl would send another path than the one that stands in the address.
-bool has_dot_segments(const std::string& url) {
-    std::istringstream path{url.substr(0, url.find_first_of("?#"))};
-    std::string segment;
-    bool found = false;
-    while (!found && std::getline(path, segment, '/')) {
-        found = is_dot_segment(segment);
-    }
-    return found;
-}
-
-void set_url(CurlHandle& handle, const std::string& url) {
-    setopt(handle, CURLOPT_URL, url.c_str());
-    if (has_dot_segments(url)) {
-        setopt(handle, CURLOPT_PATH_AS_IS, 1L);
-    }
-}
-
-[[noreturn]] void throw_error_status(const CurlHandle& handle, const char* error_text) {
+[[noreturn]] void throw_error_status(const CurlRequest& request, const char* error_text) {
     long status = 0;
     const char* url = nullptr;
-    curl_easy_getinfo(handle.get(), CURLINFO_RESPONSE_CODE, &status);
-    curl_easy_getinfo(handle.get(), CURLINFO_EFFECTIVE_URL, &url);
+    curl_easy_getinfo(request.handle().get(), CURLINFO_RESPONSE_CODE, &status);
+    curl_easy_getinfo(request.handle().get(), CURLINFO_EFFECTIVE_URL, &url);
     BOOST_THROW_EXCEPTION(HttpErrorCodeException{} << httpcode_tag{static_cast<unsigned>(status)}
                                                    << httpurl_tag{url == nullptr ? "" : url}
                                                    << curlerrorbuffer_tag{error_text});
@@ -91,31 +48,28 @@ void CurlImpl::set_client_certificate(const ClientCertificate& certificate) {
 }
 
 void CurlImpl::download_to_file(const std::string& url, std::ostream& out) {
-    CurlHandle handle;
-    set_url(handle, url);
-    setopt(handle, CURLOPT_WRITEFUNCTION, write_file_cb);
-    setopt(handle, CURLOPT_WRITEDATA, &out);
-    perform(handle);
+    CurlRequest request{"GET", url, CurlRequest::Kind::artifact};
+    setopt(request.handle(), CURLOPT_WRITEFUNCTION, write_file_cb);
+    setopt(request.handle(), CURLOPT_WRITEDATA, &out);
+    perform(request);
 }
 
 std::string CurlImpl::send_delete_request(const std::string& url) {
     std::string response;
-    CurlHandle handle;
-    set_url(handle, url);
-    setopt(handle, CURLOPT_CUSTOMREQUEST, "DELETE");
-    setopt(handle, CURLOPT_WRITEFUNCTION, write_string_cb);
-    setopt(handle, CURLOPT_WRITEDATA, &response);
-    perform(handle);
+    CurlRequest request{"DELETE", url, CurlRequest::Kind::document};
+    setopt(request.handle(), CURLOPT_CUSTOMREQUEST, "DELETE");
+    setopt(request.handle(), CURLOPT_WRITEFUNCTION, write_string_cb);
+    setopt(request.handle(), CURLOPT_WRITEDATA, &response);
+    perform(request);
     return response;
 }
 
 std::string CurlImpl::send_get_request(const std::string& url) {
     std::string response;
-    CurlHandle handle;
-    set_url(handle, url);
-    setopt(handle, CURLOPT_WRITEFUNCTION, write_string_cb);
-    setopt(handle, CURLOPT_WRITEDATA, &response);
-    perform(handle);
+    CurlRequest request{"GET", url, CurlRequest::Kind::document};
+    setopt(request.handle(), CURLOPT_WRITEFUNCTION, write_string_cb);
+    setopt(request.handle(), CURLOPT_WRITEDATA, &response);
+    perform(request);
     return response;
 }
 
@@ -138,59 +92,36 @@ std::string CurlImpl::upload(const std::string& url, const char* method, const s
                              const std::string& content_type) {
     std::string response;
     std::string rest_of_body = body;
-    CurlStringList headers;
-    CurlHandle handle;
-    set_url(handle, url);
-    setopt(handle, CURLOPT_UPLOAD, 1L);
+    CurlRequest request{method == nullptr ? "PUT" : method, url, CurlRequest::Kind::document};
+    setopt(request.handle(), CURLOPT_UPLOAD, 1L);
     if (method != nullptr) {
-        setopt(handle, CURLOPT_CUSTOMREQUEST, method);
+        setopt(request.handle(), CURLOPT_CUSTOMREQUEST, method);
     }
-    setopt(handle, CURLOPT_READFUNCTION, read_string_cb);
-    setopt(handle, CURLOPT_READDATA, &rest_of_body);
-    setopt(handle, CURLOPT_INFILESIZE, static_cast<long>(body.size()));
-    setopt(handle, CURLOPT_WRITEFUNCTION,
+    setopt(request.handle(), CURLOPT_READFUNCTION, read_string_cb);
+    setopt(request.handle(), CURLOPT_READDATA, &rest_of_body);
+    setopt(request.handle(), CURLOPT_INFILESIZE, static_cast<long>(body.size()));
+    setopt(request.handle(), CURLOPT_WRITEFUNCTION,
            settings.drops_answers_to_uploads ? write_nothing_cb : write_string_cb);
-    setopt(handle, CURLOPT_WRITEDATA, &response);
-    headers.append("Content-Type: " + content_type);
-    setopt(handle, CURLOPT_HTTPHEADER, headers.get());
-    perform(handle);
+    setopt(request.handle(), CURLOPT_WRITEDATA, &response);
+    request.add_header("Content-Type: " + content_type);
+    perform(request);
     return response;
 }
 
-void CurlImpl::set_common_options(CurlHandle& handle) {
-    setopt(handle, CURLOPT_FAILONERROR, 1L);
-    error_buffer.front() = '\0';
-    setopt(handle, CURLOPT_ERRORBUFFER, error_buffer.data());
-    if (const auto& certificate = settings.client_certificate) {
-        setopt(handle, CURLOPT_SSLCERTTYPE, certificate_type_name(certificate->type));
-        setopt(handle, CURLOPT_SSLCERT, certificate->certificate.c_str());
-        setopt(handle, CURLOPT_SSLKEY, certificate->key.c_str());
-    }
-    if (const char* const bundle = ca_bundle_path()) {
-        setopt(handle, CURLOPT_CAINFO, bundle);
-        // Only the bundle is trusted, not the system's certificate directory as well.
-        setopt(handle, CURLOPT_CAPATH, static_cast<const char*>(nullptr));
-    }
-    if (debug_logger.enabled) {
-        setopt(handle, CURLOPT_VERBOSE, 1L);
-    }
-}
-
-const char* CurlImpl::ca_bundle_path() const {
-    return settings.ca_bundle ? settings.ca_bundle->c_str()
-                              : curl_configuration::get_ca_bundle_path();
-}
-
-void CurlImpl::perform(CurlHandle& handle) {
+void CurlImpl::perform(CurlRequest& request) {
     reload_resolver_configuration();
-    set_common_options(handle);
+    setopt(request.handle(), CURLOPT_FAILONERROR, 1L);
+    error_buffer.front() = '\0';
+    setopt(request.handle(), CURLOPT_ERRORBUFFER, error_buffer.data());
+    request.apply(settings);
 
-    const CURLcode result = curl_easy_perform(handle.get());
+    const CURLcode result = curl_easy_perform(request.handle().get());
+    log_transfer(settings.log, request, result);
     if (result == CURLE_OK) {
         return;
     }
     if (result == CURLE_HTTP_RETURNED_ERROR) {
-        throw_error_status(handle, error_buffer.data());
+        throw_error_status(request, error_buffer.data());
     }
     BOOST_THROW_EXCEPTION(HttpRequestException{} << curlcode_tag{result}
                                                  << curlmessage_tag{curl_easy_strerror(result)}

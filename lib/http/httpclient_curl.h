@@ -8,13 +8,13 @@
 
 #include <curl/curl.h>
 
-#include "http/curl_handle.h"
+#include "http/curl_request.h"
 #include "http/transport.h"
 
 namespace zephran::http {
 
-/// Transport over libcurl. Every request uses a new handle. Time-outs (none), redirects (not
-/// followed) and the verification of the server are left to libcurl's defaults.
+/// Transport over libcurl. Every request uses a new handle. Redirects (not followed), the
+/// verification of the server, and what the settings leave open are libcurl's defaults.
 class CurlImpl : public ClientInterface {
 public:
     /// Bytes of the greatest answer that is kept; a server has no reason to send more than a small
@@ -57,9 +57,7 @@ private:
     /// @param method the word to send instead of PUT, null for PUT itself
     std::string upload(const std::string& url, const char* method, const std::string& body,
                        const std::string& content_type);
-    void set_common_options(CurlHandle& handle);
-    [[nodiscard]] const char* ca_bundle_path() const;
-    void perform(CurlHandle& handle);
+    void perform(CurlRequest& request);
 
     std::array<char, CURL_ERROR_SIZE> error_buffer{};
     TransportSettings settings;

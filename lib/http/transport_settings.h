@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -23,6 +25,41 @@ struct ClientCertificate {
     std::string key;
 };
 
+/// Versions of TLS that can be demanded as the lowest.
+enum class TlsVersion { v1_2, v1_3 };
+
+/// Which transfers are logged by the transport itself.
+enum class TransferLog { none, failures, all };
+
+/// The token that proves to a server without a proxy in front who the target is.
+struct Authorization {
+    /// "TargetToken" or "GatewayToken".
+    std::string type;
+    /// Its first line is the token; it is read at each request.
+    std::string token_file;
+    /// Host, optionally with ":port", of the only server that may see the token.
+    std::string server;
+};
+
+/// What ends a transfer early. Nothing does by itself.
+struct TransferLimits {
+    struct Stall {
+        std::uint32_t seconds;
+        /// A transfer that is slower than this for so many seconds is aborted.
+        std::uint32_t bytes_per_second;
+    };
+
+    /// Seconds until a connection, TLS included, must stand.
+    std::optional<std::uint32_t> connect_timeout;
+    std::optional<Stall> stall;
+    /// Seconds for a whole exchange of documents; never for a download.
+    std::optional<std::uint32_t> request_timeout;
+    /// Bytes a second, of downloads only.
+    std::optional<std::uint32_t> max_speed;
+};
+
+class TlsSessions;
+
 /// How a transport carries out its transfers.
 struct TransportSettings {
     /// Path of the only CA bundle to trust; without one, curl_configuration decides.
@@ -31,6 +68,13 @@ struct TransportSettings {
     std::optional<ClientCertificate> client_certificate;
     /// The bodies of answers to PUT, POST and PATCH are dropped as they arrive; "" is returned.
     bool drops_answers_to_uploads = false;
+    TransferLimits limits;
+    /// Without one, libcurl decides.
+    std::optional<TlsVersion> lowest_tls;
+    /// Sessions to resume; null to begin each connection with a full handshake.
+    std::shared_ptr<TlsSessions> tls_sessions;
+    std::optional<Authorization> authorization;
+    TransferLog log = TransferLog::none;
 };
 
 /// Defaults of the whole process, for transports whose settings say nothing else.

@@ -9,7 +9,7 @@ namespace zephran {
 
 namespace {
 
-constexpr const char* tenant = "DEFAULT";
+constexpr const char* default_tenant = "DEFAULT";
 constexpr bool always_https = true;
 constexpr std::chrono::seconds default_polling_time{600};
 constexpr std::chrono::hours longest_backoff{24};
@@ -28,17 +28,17 @@ HawkbitAgent::Environment HawkbitAgent::Environment::real(
 
 HawkbitAgent::HawkbitAgent(const std::string& server, const std::string& controller_id,
                            const http::TransportSettings& transport)
-    : HawkbitAgent{server, controller_id, Environment::real(transport)} {}
+    : HawkbitAgent{
+          hawkbit::ControllerURLBuilder{controller_id, server, default_tenant, always_https},
+          Environment::real(transport)} {}
 
-HawkbitAgent::HawkbitAgent(const std::string& server, const std::string& controller_id,
-                           Environment environment)
+HawkbitAgent::HawkbitAgent(const hawkbit::ControllerURLBuilder& addresses, Environment environment)
     : AdvancingFSM{*this},
       client{std::move(environment.client)},
       make_http_client{std::move(environment.make_http_client)},
       now{std::move(environment.now)},
       backoff_timer{longest_backoff, shortest_backoff} {
-    controller.extract_from(
-        hawkbit::ControllerURLBuilder{controller_id, server, tenant, always_https});
+    controller.extract_from(addresses);
 }
 
 HawkbitAgent::~HawkbitAgent() = default;

@@ -73,8 +73,8 @@ public:
     /// @param server host name or address of the update server, optionally with ":port"
     HawkbitAgent(const std::string& server, const std::string& controller_id,
                  const http::TransportSettings& transport = {});
-    HawkbitAgent(const std::string& server, const std::string& controller_id,
-                 Environment environment);
+    /// For another tenant than "DEFAULT".
+    HawkbitAgent(const hawkbit::ControllerURLBuilder& addresses, Environment environment);
     ~HawkbitAgent() override;
 
     /// Called once, before the first tick.

@@ -69,10 +69,12 @@ class GatewayBench:
         return path
 
     def configure(self, option, value):
-        """Sets an option of section "service" or "schedule" in the stored configuration."""
+        """Sets an option such as "service.log_repeats" in the stored configuration."""
         section, name = option.split(".")
         lines = [line for line in self.gateway.config("zephran").splitlines()
                  if f"option {name} " not in line]
+        if not any(f"'{section}'" in line for line in lines):
+            lines.append(f"config {section} '{section}'")
         place = next(number for number, line in enumerate(lines) if f"'{section}'" in line)
         if value is not None:
             lines.insert(place + 1, f"\toption {name} '{value}'")

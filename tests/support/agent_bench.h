@@ -26,7 +26,7 @@ struct AgentBench {
 
     HawkbitAgent& make(AgentSettings settings = {}) {
         agent = std::make_unique<HawkbitAgent>(
-            "update.example", "gateway",
+            hawkbit::ControllerURLBuilder{"gateway", "update.example", "DEFAULT", true},
             HawkbitAgent::Environment{server.make_client(), files.client_maker(),
                                       [this] { return now; }});
         agent->configure(std::move(settings));

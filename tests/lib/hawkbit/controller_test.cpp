@@ -72,6 +72,11 @@ TEST(ControllerUrlBuilder, UsesHttps) {
     EXPECT_EQ(builder.base_url().scheme(), "https");
 }
 
+TEST(ControllerURLBuilder, TenantStaysOneSegmentOfThePathWhateverIsInIt) {
+    EXPECT_EQ((ControllerURLBuilder{"G", "host", "home & co/1", true}.base_url().str()),
+              "https://host/home%20&%20co%2F1/controller/v1/G");
+}
+
 TEST(ControllerURLBuilder, IdStaysOneSegmentOfThePathWhateverIsInIt) {
     const auto url_for = [](const std::string& id) {
         return ControllerURLBuilder{id, "host", "T", true}.base_url();

@@ -81,7 +81,7 @@ TEST_F(CurlOptions, OfPut) {
     EXPECT_THAT(probe.option_names(),
                 ElementsAre(CURLOPT_URL, CURLOPT_UPLOAD, CURLOPT_READFUNCTION, CURLOPT_READDATA,
                             CURLOPT_INFILESIZE, CURLOPT_WRITEFUNCTION, CURLOPT_WRITEDATA,
-                            CURLOPT_HTTPHEADER, CURLOPT_FAILONERROR, CURLOPT_ERRORBUFFER));
+                            CURLOPT_FAILONERROR, CURLOPT_ERRORBUFFER, CURLOPT_HTTPHEADER));
     EXPECT_EQ(probe.value(CURLOPT_UPLOAD), "1");
     EXPECT_EQ(probe.value(CURLOPT_INFILESIZE), "5");
     EXPECT_EQ(probe.value(CURLOPT_HTTPHEADER), "Content-Type: application/json\n");
@@ -106,8 +106,8 @@ TEST_F(CurlOptions, OfPostAndPatch) {
         EXPECT_THAT(probe.option_names(),
                     ElementsAre(CURLOPT_URL, CURLOPT_UPLOAD, CURLOPT_CUSTOMREQUEST,
                                 CURLOPT_READFUNCTION, CURLOPT_READDATA, CURLOPT_INFILESIZE,
-                                CURLOPT_WRITEFUNCTION, CURLOPT_WRITEDATA, CURLOPT_HTTPHEADER,
-                                CURLOPT_FAILONERROR, CURLOPT_ERRORBUFFER));
+                                CURLOPT_WRITEFUNCTION, CURLOPT_WRITEDATA, CURLOPT_FAILONERROR,
+                                CURLOPT_ERRORBUFFER, CURLOPT_HTTPHEADER));
         EXPECT_EQ(probe.value(CURLOPT_CUSTOMREQUEST), method);
     }
 }

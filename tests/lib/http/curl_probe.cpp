@@ -152,6 +152,11 @@ CURLcode __wrap_curl_easy_setopt(CURL* handle, unsigned option_number, ...) {
         const long number = va_arg(arguments, long);
         text = std::to_string(number);
         result = __real_curl_easy_setopt(handle, option, number);
+    } else if (option >= CURLOPTTYPE_OFF_T && option < CURLOPTTYPE_BLOB) {
+        // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the same
+        const curl_off_t number = va_arg(arguments, curl_off_t);
+        text = std::to_string(number);
+        result = __real_curl_easy_setopt(handle, option, number);
     } else {
         // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the same
         void* const pointer = va_arg(arguments, void*);
