@@ -27,9 +27,9 @@ def shipped_sections():
 
 
 def validated_options():
-    options = re.search(r"^SERVICE_OPTIONS='\n(.*?)^'", INIT, re.MULTILINE | re.DOTALL)[1]
+    function = re.search(r"^with_service_options\(\) {\n(.*?)^}", INIT, re.MULTILINE | re.DOTALL)[1]
     return {name: (datatype, default) for name, datatype, default in
-            (f"{line.strip()}::".split(":")[:3] for line in options.splitlines())}
+            (f"{option}::".split(":")[:3] for option in re.findall(r"'([^']+)'", function))}
 
 
 def sources():
