@@ -19,20 +19,29 @@ foreach(part UBUS_INCLUDE_DIR UBOX_INCLUDE_DIR UBUS_LIBRARY UBOX_LIBRARY BLOBMSG
     endif()
 endforeach()
 
-add_library(zephran_ubox INTERFACE)
+# With what they need themselves: the linker has to see static libraries in this order, and finds for another system no
+# library that is not named.
+function(zephran_import_bus_library name location include_dir)
+    add_library(${name} UNKNOWN IMPORTED)
+    set_target_properties(${name} PROPERTIES
+        IMPORTED_LOCATION ${location}
+        INTERFACE_INCLUDE_DIRECTORIES ${include_dir}
+        INTERFACE_LINK_LIBRARIES "${ARGN}")
+endfunction()
+
 add_library(zephran_bus_libraries INTERFACE)
 if(NOT zephran_missing_bus_parts)
     set(ZEPHRAN_BUS "libubus of the system (${UBUS_LIBRARY})")
-    target_include_directories(zephran_ubox SYSTEM INTERFACE ${UBOX_INCLUDE_DIR})
-    target_link_libraries(zephran_ubox INTERFACE ${UBOX_LIBRARY})
-    target_include_directories(zephran_bus_libraries SYSTEM INTERFACE ${UBUS_INCLUDE_DIR})
-    # A linker for another system does not find by itself what libblobmsg_json needs.
-    target_link_libraries(zephran_bus_libraries INTERFACE
-        ${UBUS_LIBRARY} ${BLOBMSG_JSON_LIBRARY} zephran_ubox ${JSON_C_LIBRARY})
+    zephran_import_bus_library(zephran_ubox ${UBOX_LIBRARY} ${UBOX_INCLUDE_DIR})
+    zephran_import_bus_library(zephran_ubus_library ${UBUS_LIBRARY} ${UBUS_INCLUDE_DIR} zephran_ubox)
+    zephran_import_bus_library(zephran_blobmsg_json ${BLOBMSG_JSON_LIBRARY} ${UBOX_INCLUDE_DIR}
+        zephran_ubox ${JSON_C_LIBRARY})
+    target_link_libraries(zephran_bus_libraries INTERFACE zephran_ubus_library zephran_blobmsg_json)
 elseif(ZEPHRAN_BUILD_DEVKIT)
     set(ZEPHRAN_BUS "stand-ins of the development kit, not for a gateway")
+    add_library(zephran_ubox INTERFACE)
     target_link_libraries(zephran_ubox INTERFACE ubox_standin)
-    target_link_libraries(zephran_bus_libraries INTERFACE ubus_standin blobmsg_json_standin zephran_ubox)
+    target_link_libraries(zephran_bus_libraries INTERFACE ubus_standin blobmsg_json_standin)
 else()
     message(FATAL_ERROR
         "The libraries of the message bus (libubus, libubox, libblobmsg_json, libjson-c) are incomplete, "

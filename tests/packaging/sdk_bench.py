@@ -66,7 +66,11 @@ class SDK:
 
         The linker finds what libblobmsg_json.so needs only if it is told, as with a compiler for another system.
         """
-        self.link("json-c", "-Wl,-soname,libjson-c-staged.so", "-Wl,--no-as-needed", "-l:libjson-c.so.5")
+        machine_library = pathlib.Path("/usr/lib") / machine_triplet() / "libjson-c.so.5"
+        staged = self.usr / "lib/libjson-c.so.9"
+        staged.write_bytes(machine_library.read_bytes().replace(b"libjson-c.so.5", b"libjson-c.so.9"))
+        (self.usr / "lib/libjson-c.so").unlink()
+        (self.usr / "lib/libjson-c.so").symlink_to(staged)
         bus = sorted((STANDINS / "libubox").glob("*.cpp"))
         json_parts = [path for path in bus if path.name.startswith("json_")]
         self.link("ubox", *(path for path in bus if path not in json_parts))
