@@ -87,6 +87,16 @@ def test_version_is_that_of_the_project(values):
     assert values["PKG_SOURCE"] == f"zephran-{version}.tar.xz"
 
 
+def test_tarball_is_never_taken_without_a_look_at_its_sum(values):
+    # What is offered is made by script/release, which puts the sum in this place.
+    assert values["PKG_HASH"] == "unknown"
+
+
+def test_licence_is_named_and_part_of_the_tarball(values):
+    assert values["PKG_LICENSE"] == "Apache-2.0"
+    assert "Apache License" in project_text(values["PKG_LICENSE_FILES"])
+
+
 def test_everything_is_installed_with_its_mode(installed):
     modes = {path: mode for path, (mode, content) in installed.items() if content is not None}
 
