@@ -1,13 +1,18 @@
 # SPDX-License-Identifier: Apache-2.0
 """Which events make the daemon poll immediately."""
+import json
 import os
 
 import pytest
 
 FORCE_POLL = ["-t", "5", "call", "zephran", "force_poll", "{}"]
 
-# Waits for the gate if there is one, so that a test can see who waits for whom.
+# Tells the state of network interfaces. Calls of the daemon wait for the gate if there is one, so that
+# a test can see who waits for whom.
 UBUS = """#!/bin/sh
+case $4 in
+	network.interface.*) exec cat '{root}/'"$4" ;;
+esac
 echo noise
 echo noise >&2
 [ ! -e '{root}/gate' ] || cat '{root}/gate'
@@ -16,7 +21,11 @@ exit {status}
 """
 
 STRATUM = {"ACTION": "stratum"}
+LATER_TIME_EVENTS = ["stratum", "step", "periodic"]
 WAN_UP = {"ACTION": "ifup", "INTERFACE": "wan"}
+NEIGHBOURS = {"target": "192.0.2.0", "mask": 24, "nexthop": "0.0.0.0"}
+DEFAULT_ROUTE = {"target": "0.0.0.0", "mask": 0, "nexthop": "192.0.2.1"}
+DEFAULT_ROUTE_6 = {"target": "::", "mask": 0, "nexthop": "fe80::1"}
 EVENTS = pytest.mark.parametrize("script, event", [
     ("zephran.ntp", STRATUM), ("zephran.iface", WAN_UP)])
 
@@ -32,6 +41,12 @@ class Hotplug:
         gateway.configure({"enabled": "1"})
         gateway.place("zephran.poll", "libexec")
         self.ubus_exits_with(0)
+        self.interface("wan", NEIGHBOURS, DEFAULT_ROUTE)
+
+    def interface(self, name, *routes, **others):
+        """What the network's daemon says of an interface."""
+        state = {"up": True, "route": routes, **others}
+        (self.gateway.root / f"network.interface.{name}").write_text(json.dumps(state))
 
     def ubus_exits_with(self, status):
         self.gateway.command("ubus", UBUS.format(root=self.gateway.root, status=status))
@@ -66,11 +81,35 @@ def test_event_causes_one_poll(hotplug, script, event):
     ("zephran.ntp", {"ACTION": "unsync"}), ("zephran.ntp", {}),
     ("zephran.iface", {"ACTION": "ifdown", "INTERFACE": "wan"}),
     ("zephran.iface", {"ACTION": "ifupdate", "INTERFACE": "wan"}),
-    ("zephran.iface", {"ACTION": "ifup", "INTERFACE": "lan"}),
-    ("zephran.iface", {"ACTION": "ifup", "INTERFACE": "wandering"}),
     ("zephran.iface", {"ACTION": "ifup"}), ("zephran.iface", {})])
 def test_other_events_do_nothing(hotplug, script, event):
     hotplug.event(script, event)
+
+    assert hotplug.calls() == []
+
+
+@pytest.mark.parametrize("name, route", [
+    ("wan6", DEFAULT_ROUTE_6), ("wwan", DEFAULT_ROUTE), ("lan", DEFAULT_ROUTE)])
+def test_interface_with_a_default_route_is_an_uplink_whatever_its_name(hotplug, name, route):
+    hotplug.interface(name, NEIGHBOURS, route)
+
+    hotplug.event("zephran.iface", {"ACTION": "ifup", "INTERFACE": name})
+
+    assert hotplug.calls() == [FORCE_POLL]
+
+
+@pytest.mark.parametrize("routes, others", [
+    ([], {}), ([NEIGHBOURS], {}), ([], {"inactive": {"route": [DEFAULT_ROUTE]}})])
+def test_interface_without_a_default_route_is_no_uplink(hotplug, routes, others):
+    hotplug.interface("wan", *routes, **others)
+
+    hotplug.event("zephran.iface", WAN_UP)
+
+    assert hotplug.calls() == []
+
+
+def test_interface_that_the_network_does_not_know_is_no_uplink(hotplug):
+    hotplug.event("zephran.iface", {"ACTION": "ifup", "INTERFACE": "wandering"})
 
     assert hotplug.calls() == []
 
@@ -163,6 +202,34 @@ def test_dormant_daemon_polls_after_an_installers_reboot(hotplug, script, event)
     hotplug.event(script, event)
 
     assert hotplug.calls() == [FORCE_POLL]
+
+
+@pytest.mark.parametrize("event", LATER_TIME_EVENTS)
+def test_reboot_mark_stays_until_the_poll_was_delivered(hotplug, event):
+    hotplug.gateway.configure({"dormant": "1"})
+    hotplug.mark_reboot()
+
+    hotplug.ubus_exits_with(4)
+    hotplug.event("zephran.ntp", STRATUM)
+    assert hotplug.rebooted.exists()
+    hotplug.event("zephran.ntp", {"ACTION": event})
+    assert hotplug.rebooted.exists()
+    hotplug.ubus_exits_with(0)
+    hotplug.event("zephran.ntp", {"ACTION": event})
+    assert not hotplug.rebooted.exists()
+    hotplug.event("zephran.ntp", {"ACTION": event})
+
+    assert hotplug.calls() == [FORCE_POLL] * 3
+
+
+def test_loss_of_the_time_delivers_nothing(hotplug):
+    hotplug.gateway.configure({"dormant": "1"})
+    hotplug.mark_reboot()
+
+    hotplug.event("zephran.ntp", {"ACTION": "unsync"})
+
+    assert hotplug.calls() == []
+    assert hotplug.rebooted.exists()
 
 
 def test_reboot_mark_stays_until_network_and_time_are_there(hotplug):

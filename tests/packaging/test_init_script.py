@@ -1,9 +1,14 @@
 # SPDX-License-Identifier: Apache-2.0
 """What the init script does with a configuration."""
+import re
+
 import pytest
 
+from openwrt.procd import uci_file
 from openwrt.procd.service import needs_restart
 from package_bench import FILES
+
+INIT = (FILES / "zephran.init").read_text()
 
 MINIMAL = {"enabled": "1", "device_id": "gw-1", "server": "updates.example:8443"}
 MINIMAL_COMMAND = ["/usr/sbin/zephran", "--device-id", "gw-1",
@@ -12,11 +17,45 @@ SCHEDULE = {"enabled": "1", "daysofweek": "Monday Friday", "starttime": "08:00",
             "stoptime": "17:00"}
 
 
+CONFIG = "/etc/config/zephran"
+UNUSABLE = f"section 'service' of {CONFIG} is missing, or 'enabled' is no bool"
+BROKEN_FILES = [None, "config service 'serv", "option lost 'x'\n"]
+
+# option, invalid value, its datatype: what the daemon can do without
+OPTIONAL = pytest.mark.parametrize("option, value, expected", [
+    ("dormant", "2", "bool"),
+    ("ghn_agents", "never", "bool"),
+    ("log_level", "debug", 'or("DEBUG","INFO","WARNING","ERROR")'),
+    ("ca_bundle", "/no/such/ca.pem", "file"),
+    ("properties_file", "/", "file")])
+
+
+def error_lines(*sentences):
+    return [("zephran", "daemon.err", sentence) for sentence in sentences]
+
+
+def left_out(option, value):
+    return f"option '{option}' is '{value}', which is not valid: left out"
+
+
+def refused(reason):
+    return f"configuration refused: {reason}"
+
+
 def assert_not_started(service, *sentences):
-    assert service.errors == ""
     assert service.instances == {}
-    assert service.log == [("zephran", "daemon.err", f"not started: {sentence}")
-                           for sentence in sentences]
+    assert service.log == error_lines(*sentences)
+
+
+def assert_left_alone(service, *sentences):
+    """procd was asked for nothing, so a running daemon continues."""
+    assert service.name is None
+    assert_not_started(service, *sentences)
+
+
+def only_instance(service):
+    [instance] = service.instances.values()
+    return instance
 
 
 def test_shipped_configuration_starts_and_logs_nothing(gateway):
@@ -90,55 +129,108 @@ def test_each_log_level_is_passed_on(gateway, level):
     assert gateway.instance()["command"][-2:] == ["--log-level", level]
 
 
-@pytest.mark.parametrize("option, value, expected", [
-    ("enabled", "maybe", "bool"),
-    ("dormant", "2", "bool"),
-    ("ghn_agents", "never", "bool"),
-    ("log_level", "debug", 'or("DEBUG","INFO","WARNING","ERROR")'),
-    ("ca_bundle", "/no/such/ca.pem", "file"),
-    ("client_certificate", "/no/such/client.pem", "file"),
-    ("client_certificate_key", "/no/such/client.key", "file"),
-    ("properties_file", "/", "file")])
-def test_invalid_value_is_named_and_nothing_is_started(gateway, option, value, expected):
-    gateway.configure({**MINIMAL, option: value})
+@OPTIONAL
+@pytest.mark.parametrize("action", ["start", "reload"])
+def test_invalid_optional_value_is_named_and_left_out(gateway, action, option, value, expected):
+    gateway.configure({**MINIMAL, "bootloader_mtd": "mtd1", option: value})
 
-    assert_not_started(
-        gateway.init(), f"option '{option}' is '{value}', expected {expected}",
-        "section 'service' of /etc/config/zephran is missing or not valid")
+    service = gateway.init(action)
+
+    known = MINIMAL_COMMAND[:-2] if option == "log_level" else MINIMAL_COMMAND
+    assert only_instance(service)["command"] == [*known, "--bootloader-mtd", "mtd1"]
+    assert service.log == error_lines(left_out(option, value))
+    # procd's own words say what it expects.
+    assert service.errors == f"zephran.service.{option}={value} validates as {expected} with false\n"
 
 
-def test_every_invalid_value_is_named(gateway):
-    gateway.configure({**MINIMAL, "log_level": "all", "dormant": "x"})
+def test_every_invalid_optional_value_is_named(gateway):
+    gateway.configure({**MINIMAL, "log_level": "all", "dormant": "x", "ghn_agents": "1"})
 
-    texts = [text for _, _, text in gateway.init().log]
+    service = gateway.init()
 
-    assert len(texts) == 3
-    assert "'log_level'" in texts[0]
-    assert "'dormant'" in texts[1]
+    assert only_instance(service)["command"] == [*MINIMAL_COMMAND[:-2], "--ghn-agents"]
+    assert sorted(service.log) == error_lines(left_out("dormant", "x"), left_out("log_level", "all"))
 
 
-@pytest.mark.parametrize("text", [None, "config service 'serv", "option lost 'x'\n"])
+@pytest.mark.parametrize("given, absent", [
+    ("client_certificate", "client_certificate_key"),
+    ("client_certificate_key", "client_certificate")])
+def test_half_of_the_client_certificate_is_named_and_left_out(gateway, given, absent):
+    gateway.configure({**MINIMAL, given: gateway.file("given.pem")})
+
+    service = gateway.init()
+
+    assert only_instance(service)["command"] == MINIMAL_COMMAND
+    assert service.log == error_lines(f"option '{given}' is left out: there is no '{absent}'")
+
+
+@pytest.mark.parametrize("given, lost", [
+    ("client_certificate", "client_certificate_key"),
+    ("client_certificate_key", "client_certificate")])
+def test_client_certificate_is_left_out_while_half_of_it_is_being_replaced(gateway, given, lost):
+    gateway.configure({**MINIMAL, given: gateway.file("given.pem"), lost: "/no/such/file"})
+
+    service = gateway.init()
+
+    assert only_instance(service)["command"] == MINIMAL_COMMAND
+    assert service.log == error_lines(left_out(lost, "/no/such/file"),
+                                      f"option '{given}' is left out: there is no '{lost}'")
+
+
+@pytest.mark.parametrize("text", BROKEN_FILES)
 def test_missing_or_broken_file_is_named_and_nothing_is_started(gateway, text):
     if text:
         gateway.config_path.write_text(text)
 
-    assert_not_started(gateway.init(),
-                       "section 'service' of /etc/config/zephran is missing or not valid")
+    assert_not_started(gateway.init(), refused(f"{CONFIG} cannot be read"))
+
+
+@pytest.mark.parametrize("sections", [{"other": {}}, {"service": {**MINIMAL, "enabled": "maybe"}}])
+@pytest.mark.parametrize("action", ["start", "reload"])
+def test_section_that_does_not_say_whether_to_start_is_refused(gateway, sections, action):
+    gateway.config_path.write_text(uci_file.render(
+        [uci_file.Section(name, name, options) for name, options in sections.items()]))
+
+    service = gateway.init(action)
+
+    assert_not_started(service, refused(UNUSABLE))
+    assert (service.name is None) == (action == "reload")
 
 
 @pytest.mark.parametrize("missing, present", [
     ("device_id", {"device_id": ""}),
     ("server", {"server": ""}),
-    ("device_id server", {"device_id": "", "server": ""}),
-    ("client_certificate_key", {"client_certificate": "client.pem"}),
-    ("client_certificate", {"client_certificate_key": "client.key"}),
-    ("server client_certificate", {"server": "", "client_certificate_key": "client.key"})])
+    ("device_id server", {"device_id": "", "server": "", "log_level": "debug"})])
 def test_missing_requirement_is_named_and_nothing_is_started(gateway, missing, present):
-    present = {name: gateway.file(value) if value else "" for name, value in present.items()}
     gateway.configure({**MINIMAL, **present})
 
     assert_not_started(gateway.init(),
-                       f"section 'service' of /etc/config/zephran lacks: {missing}")
+                       refused(f"section 'service' of {CONFIG} lacks: {missing}"))
+
+
+@pytest.mark.parametrize("lost", ["device_id", "server"])
+def test_reload_without_id_or_server_leaves_the_daemon_alone(gateway, lost):
+    gateway.configure({**MINIMAL, lost: ""})
+
+    assert_left_alone(gateway.init("reload"),
+                      refused(f"section 'service' of {CONFIG} lacks: {lost}"))
+
+
+@pytest.mark.parametrize("text", BROKEN_FILES)
+def test_reload_of_a_broken_file_leaves_the_daemon_alone(gateway, text):
+    if text:
+        gateway.config_path.write_text(text)
+
+    assert_left_alone(gateway.init("reload"), refused(f"{CONFIG} cannot be read"))
+
+
+@pytest.mark.parametrize("others", [{}, {"server": ""}, {"log_level": "debug"}])
+def test_reload_of_a_disabled_service_ends_it(gateway, others):
+    gateway.configure({**MINIMAL, "enabled": "0", **others})
+
+    service = gateway.init("reload")
+
+    assert (service.name, service.instances) == ("zephran.init", {})
 
 
 def test_procd_never_gives_up_restarting_and_allows_time_to_stop(gateway):
@@ -150,7 +242,14 @@ def test_procd_never_gives_up_restarting_and_allows_time_to_stop(gateway):
     assert instance["respawn"] == ["3600", "30", "0"]
     assert instance["term_timeout"] == "20"
     assert (instance["stdout"], instance["stderr"]) == ("1", "1")
-    assert sorted(instance) == ["command", "env", "respawn", "stderr", "stdout", "term_timeout"]
+    assert sorted(instance) == ["command", "env", "limits", "respawn", "stderr", "stdout",
+                                "term_timeout"]
+
+
+def test_daemon_and_its_tools_write_no_core_files(gateway):
+    gateway.configure(MINIMAL)
+
+    assert gateway.instance()["limits"] == {"core": "0"}
 
 
 def test_schedule_is_part_of_the_environment(gateway):
@@ -224,3 +323,11 @@ def test_change_of_the_configuration_triggers_validation_and_reload(gateway):
     assert triggers.reload_triggers == ["zephran"]
     options = triggers.validations[("zephran", "service")]
     assert {"enabled:bool:0", "device_id:string", "ca_bundle:file"} <= set(options)
+
+
+def test_validation_of_procd_knows_every_option_of_the_command_line(gateway):
+    [options] = gateway.init("triggers").validations.values()
+
+    passed = set(re.findall(r"--([a-z-]+)", INIT)) - {"device-id", "hawkbit-server"}
+    names = {option.split(":")[0] for option in options} - {"enabled", "device_id", "server"}
+    assert names == {name.replace("-", "_") for name in passed}

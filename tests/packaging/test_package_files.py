@@ -27,9 +27,9 @@ def shipped_sections():
 
 
 def validated_options():
-    options = re.search(r"^SERVICE_OPTIONS='\n(.*?)^'", INIT, re.MULTILINE | re.DOTALL)[1]
+    function = re.search(r"^with_service_options\(\) {\n(.*?)^}", INIT, re.MULTILINE | re.DOTALL)[1]
     return {name: (datatype, default) for name, datatype, default in
-            (f"{line.strip()}::".split(":")[:3] for line in options.splitlines())}
+            (f"{option}::".split(":")[:3] for option in re.findall(r"'([^']+)'", function))}
 
 
 def sources():
@@ -41,7 +41,7 @@ def sources():
 def test_every_script_is_checked():
     assert [path.name for path in SCRIPTS] == [
         "zephran.defaults", "zephran.iface", "zephran.init", "zephran.ntp", "zephran.poll",
-        "test-version.sh"]
+        "test-version.sh", "test.sh"]
 
 
 @pytest.mark.parametrize("script", SCRIPTS, ids=lambda path: path.name)
@@ -149,18 +149,42 @@ def test_every_option_is_documented_with_type_and_default():
     assert {f"schedule.{name}" for name in shipped_sections()["schedule"].options} <= set(rows)
 
 
-@pytest.mark.parametrize("program, exit_status", [
-    ("echo '  --device-id arg'; echo '  --hawkbit-server arg'", 0),
-    ("echo 'something else'", 1),
-    ("echo '  --hawkbit-server arg'; exit 127", 1)])
-def test_version_test_notices_whether_the_program_runs(tmp_path, program, exit_status):
-    daemon = tmp_path / "zephran"
-    daemon.write_text(f'#!/bin/sh\n[ "$*" = --help ] || exit 2\n{program}\n')
-    daemon.chmod(0o755)
-    text = (PACKAGE / "test-version.sh").read_text()
-    script = tmp_path / "test-version.sh"
-    script.write_text(text.replace("/usr/sbin/zephran", str(daemon)))
+HELP = "echo '  --device-id arg'; echo '  --hawkbit-server arg'"
 
-    done = subprocess.run(["sh", script, "zephran", "0.1.0"], capture_output=True, check=False)
 
-    assert done.returncode == exit_status
+def run_feed_test(root, script, arguments, program=HELP, libuci="lib", enabled="0"):
+    """Runs a test of the feed below a directory that replaces a gateway's /."""
+    for directory in ("usr/sbin", "usr/lib", "lib", "etc/init.d"):
+        (root / directory).mkdir(parents=True)
+    programs = {"usr/sbin/zephran": f'[ "$*" = --help ] || exit 2\n{program}',
+                "etc/init.d/zephran": "exit 0", "uci": f"echo {enabled}"}
+    for name, text in programs.items():
+        (root / name).write_text(f"#!/bin/sh\n{text}\n")
+        (root / name).chmod(0o755)
+    if libuci:
+        (root / libuci / "libuci.so").touch()
+    for name in ("test.sh", "test-version.sh"):
+        text = (PACKAGE / name).read_text()
+        (root / name).write_text(re.sub(r"(?<= )/(?=usr/|lib/|etc/)|(?<=\()/(?=usr/)", f"{root}/", text))
+    return subprocess.run(["sh", root / script, *arguments], capture_output=True, text=True, check=False,
+                          env={"PATH": f"{root}:/usr/bin:/bin"})
+
+
+@pytest.mark.parametrize("script", ["test.sh", "test-version.sh"])
+@pytest.mark.parametrize("gateway, error", [
+    ({}, ""),
+    ({"libuci": "usr/lib"}, ""),
+    ({"program": "echo 'something else'"}, "zephran --help does not list its options\n"),
+    ({"program": f"{HELP}; exit 127"}, "zephran --help ends with status 127\n"),
+    ({"libuci": None}, "there is no libuci.so\n"),
+    ({"enabled": "1"}, "the service is not installed switched off\n")])
+def test_feed_notices_whether_the_package_works(tmp_path, script, gateway, error):
+    done = run_feed_test(tmp_path, script, ["zephran", "0.1.0"], **gateway)
+
+    assert (done.returncode, done.stderr) == (1 if error else 0, error)
+
+
+def test_feed_tests_no_other_package_with_it(tmp_path):
+    done = run_feed_test(tmp_path, "test.sh", ["other", "1"], program="exit 1")
+
+    assert (done.returncode, done.stderr) == (0, "")

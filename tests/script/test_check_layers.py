@@ -10,7 +10,7 @@ import pytest
 SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "script/check-layers"
 
 CLEAN_TREE = {
-    "lib/CMakeLists.txt": "foreach(module common uci ubus)\n    add_subdirectory(${module})\nendforeach()\n",
+    "lib/CMakeLists.txt": "foreach(module common crypto uci ubus)\n    add_subdirectory(${module})\nendforeach()\n",
     "lib/common/json.h": "#include <string>\n",
     "lib/common/json.cpp": '#include "common/json.h"\n',
     "lib/uci/uci_config.h": '#include <uci.h>\n#include "common/json.h"\n',
@@ -93,6 +93,8 @@ def test_arrow_to_a_higher_layer_is_named(tmp_path, name, included, error):
         ("platform/platform.h", '"ubus/ubus_object.h"', "only lib/ and the OpenWrt platform use the store and the bus"),
         ("src/agent/agent.h", "<libubus.h>", "only lib/uci/, lib/ubus/, platform/openwrt/ may include this"),
         ("lib/common/json.h", "<uci.h>", "only lib/uci/, lib/ubus/, platform/openwrt/ may include this"),
+        ("lib/common/json.h", "<libubox/md5.h>", "only lib/crypto/ may include this"),
+        ("lib/crypto/md5.h", "<libubox/blob.h>", "only lib/uci/, lib/ubus/, platform/openwrt/ may include this"),
         ("src/agent/agent.h", "<common/json.h>", "include headers of the project with quotes"),
         ("src/agent/agent.h", '"vector"', "no such file in the project; include headers of the system with <>"),
         ("src/agent/agent.h", '"agent_fsm.h"', 'write "agent/agent_fsm.h"'),
@@ -102,6 +104,10 @@ def test_broken_rule_is_the_only_error(tmp_path, name, included, error):
     expected = f"Error: {name}: {included.strip('<>' + chr(34))}: {error}"
 
     assert check(tmp_path, with_include(name, included)) == (1, [expected])
+
+
+def test_digests_of_the_gateways_library_are_for_the_crypto_module(tmp_path):
+    assert check(tmp_path, with_include("lib/crypto/md5.h", "<libubox/md5.h>")) == (0, [])
 
 
 def test_implementation_of_the_platform_is_hidden_from_the_core(tmp_path):

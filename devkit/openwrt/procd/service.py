@@ -23,7 +23,9 @@ class RecordError(Exception):
 class Service:
     exit_status: int
     errors: str
-    name: str = ""
+    # None if procd was not asked for anything: what runs continues as it is. A service that is asked
+    # for without an instance ends.
+    name: str | None = None
     # instance name to its parameters
     instances: dict = dataclasses.field(default_factory=dict)
     # (tag, priority, text) of each line in the system log

@@ -33,11 +33,13 @@ config_get() {
 }
 
 # uci_validate_section PACKAGE TYPE SECTION OPTION:DATATYPE[:DEFAULT] ...
+# names what is invalid on standard error
 uci_validate_section() {
 	local standin_assignments standin_result
 	standin_assignments=$(validate_data "$@" 2>/dev/null)
 	standin_result=$?
 	eval "$standin_assignments"
+	[ "$standin_result" = 0 ] || validate_data "$@" >/dev/null
 	return $standin_result
 }
 

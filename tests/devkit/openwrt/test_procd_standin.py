@@ -15,9 +15,9 @@ class Root:
         self.config = path / "etc/config/demo"
         self.config.parent.mkdir(parents=True)
 
-    def call(self, name, *arguments):
+    def call(self, name, *arguments, text=""):
         return subprocess.run([service.HERE / "bin" / name, *arguments], capture_output=True,
-                              text=True, check=False,
+                              text=True, check=False, input=text,
                               env=service.environment(self.path, self.path / "record"))
 
     def run(self, body, action="start"):
@@ -123,6 +123,38 @@ def test_wrong_use_of_procds_functions_is_an_error(root, body):
 
 def test_unknown_action_is_an_error(root):
     assert root.run("start_service() { :; }\n", "jump").exit_status == 70
+
+
+def test_reload_asks_procd_again_unless_the_script_does_it_by_itself(root):
+    start = "start_service() { :; }\n"
+
+    assert root.run(start, "reload").name == "demo"
+    assert root.run(start + "reload_service() { :; }\n", "reload").name is None
+    assert root.run(start + "reload_service() { start; }\n", "reload").name == "demo"
+
+
+def test_validation_in_a_script_names_the_invalid_value(root):
+    root.config.write_text("config demo 'one'\n\toption a 'x'\n")
+
+    started = root.run("start_service() { uci_validate_section demo demo one a:bool; }\n")
+
+    assert started.errors == "demo.one.a=x validates as bool with false\n"
+
+
+@pytest.mark.parametrize("document, found", [
+    ('{"route": [{"mask": 24, "target": "a"}, {"mask": 0, "target": "b"}]}', ["b"]),
+    ('{"route": [{"mask": 0, "target": "b"}, {"mask": 0, "target": "c"}, {"mask": 0}]}', ["b", "c"]),
+    ('{"route": []}', []), ('{"inactive": {"route": [{"mask": 0, "target": "b"}]}}', [])])
+def test_jsonfilter_prints_one_field_of_matching_members(root, document, found):
+    done = root.call("jsonfilter", "-e", "@.route[@.mask=0].target", text=document)
+
+    assert done.stdout.splitlines() == found
+    assert done.returncode == (0 if found else 1)
+
+
+def test_jsonfilter_fails_on_what_it_does_not_know(root):
+    assert root.call("jsonfilter", "-e", "@.route", text="{}").returncode == 125
+    assert root.call("jsonfilter", "-e", "@.a[@.b=0].c", text="nonsense").returncode == 126
 
 
 @pytest.mark.parametrize("key, restarts", [

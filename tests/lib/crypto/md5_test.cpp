@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <sstream>
+#include <utility>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -86,6 +87,49 @@ TEST(MD5, HashesALongStream) {
     md5.update(million);
 
     EXPECT_EQ(hex(md5.digest()), "7707d6ae4e027c70eea2a935c2296f21");
+}
+
+// A block has 64 bytes, of which the padding takes nine.
+TEST(MD5, KnowsWhatEndsAroundABlock) {
+    const std::vector<std::pair<std::size_t, std::string>> digests = {
+        {55, "ef1772b6dff9a122358552954ad0df65"},  {56, "3b0c8ac703f828b04c6c197006d17218"},
+        {57, "652b906d60af96844ebd21b674f35e93"},  {63, "b06521f39153d618550606be297466d5"},
+        {64, "014842d480b571495a4a0363793f7367"},  {65, "c743a45e0d2e6a95cb859adae0248435"},
+        {119, "8a7bd0732ed6a28ce75f6dabc90e1613"}, {120, "5f61c0ccad4cac44c75ff505e1f1e537"},
+        {128, "e510683b3f5ffe4093d021808bc6ff70"},
+    };
+    MD5 md5;
+
+    for (const auto& [length, digest] : digests) {
+        md5.update(std::string(length, 'a'));
+
+        EXPECT_EQ(hex(md5.digest()), digest) << length;
+    }
+}
+
+TEST(MD5, PiecesOfEveryLengthAddUp) {
+    const std::string text(200, 'x');
+    MD5 md5;
+    md5.update(text);
+    const auto whole = md5.digest();
+
+    for (std::size_t length = 1; length <= text.size(); ++length) {
+        for (std::size_t begin = 0; begin < text.size(); begin += length) {
+            md5.update(text.substr(begin, length));
+        }
+
+        EXPECT_EQ(md5.digest(), whole) << length;
+    }
+}
+
+TEST(MD5, UpdateWithNothingChangesNothing) {
+    MD5 md5;
+
+    md5.update(std::string{"ab"});
+    md5.update(std::string{});
+    md5.update(std::string{"c"});
+
+    EXPECT_EQ(hex(md5.digest()), digest_of_abc);
 }
 
 TEST(MD5, ExceptionHasItsText) {

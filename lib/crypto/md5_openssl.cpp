@@ -3,11 +3,13 @@
 // MD5 functions are the same in all versions.
 #define OPENSSL_SUPPRESS_DEPRECATED
 
-#include "crypto/md5.h"
-
 #include <openssl/md5.h>
 
+#include "crypto/md5.h"
+
 namespace zephran::crypto {
+
+struct MD5::Context : MD5_CTX {};
 
 namespace {
 
@@ -19,7 +21,7 @@ void require_success(int result) {
 
 }  // namespace
 
-MD5::MD5() : context{std::make_unique<MD5_CTX>()}, digest_bytes(MD5_DIGEST_LENGTH, 0) {
+MD5::MD5() : context{std::make_unique<Context>()}, digest_bytes(MD5_DIGEST_LENGTH, 0) {
     require_success(MD5_Init(context.get()));
 }
 
