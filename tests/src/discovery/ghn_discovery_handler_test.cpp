@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "discovery/ghn_discovery_handler.h"
 
+#include <filesystem>
+#include <memory>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 #include <boost/exception/exception.hpp>
 #include <gmock/gmock.h>
@@ -15,7 +18,9 @@ namespace zephran::discovery {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using ::testing::Pair;
 using ::testing::SizeIs;
 
@@ -73,21 +78,6 @@ TEST_F(GhnDiscoveryHandlerTest, PasswordThatTheToolRepeatsIsInNoAttribute) {
               "Socket 2\nconfiglayer -w ***");
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DeviceOnlyAcceptsPowerlineFirmware) {
-    set_domain(first);
-    modems.add_device(first, "SN-1");
-
-    run_pass();
-
-    ASSERT_THAT(handler.spawn_requests(), SizeIs(1));
-    const InstallerContext& context = handler.spawn_requests().front().context;
-    EXPECT_THAT(context.accepted_parts, ElementsAre("plc_ghn"));
-    EXPECT_EQ(context.mac_address.str(), first);
-    EXPECT_EQ(context.installed_flash_type, "");
-    EXPECT_EQ(context.bootloader_mtd, "");
-    EXPECT_EQ(context.mtd_write_attempts, 0U);
-}
-
 TEST_F(GhnDiscoveryHandlerTest, NewDeviceIsQueriedWithTheConfiguredAccessAndClassifiedTwice) {
     set_domain(first);
     modems.add_device(first, "SN-1");
@@ -111,7 +101,7 @@ TEST_F(GhnDiscoveryHandlerTest, DeviceWithoutASerialNumberIsIdentifiedByItsAddre
 
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre(first));
+    EXPECT_THAT(agents(), ElementsAre(first));
     EXPECT_EQ(manager.get_agents().count(first), 1U);
 }
 
@@ -122,7 +112,7 @@ TEST_F(GhnDiscoveryHandlerTest, DevicesAreFoundInTheOrderOfTheList) {
 
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-2", "SN-1"));
+    EXPECT_THAT(agents(), ElementsAre("SN-1", "SN-2"));
     EXPECT_THAT(lines(), ElementsAre(start, found(second), found(first)));
 }
 
@@ -134,8 +124,7 @@ TEST_F(GhnDiscoveryHandlerTest, KnownDeviceIsClassifiedAndNotSpawnedAgain) {
 
     run_pass();
 
-    EXPECT_THAT(handler.spawn_requests(), IsEmpty());
-    EXPECT_THAT(handler.abort_requests(), IsEmpty());
+    EXPECT_FALSE(is_aborted("SN-1"));
     EXPECT_EQ(modems.calls().size(), calls_before + 2);
     EXPECT_EQ(count_calls_with(type_parameter), 3U);
     EXPECT_THAT(lines(), ElementsAre(start, found(first), start));
@@ -160,7 +149,7 @@ TEST_F(GhnDiscoveryHandlerTest, UnresponsiveDeviceIsQueriedAgainInTheNextPass) {
     modems.add_device(first, "SN-1");
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-1"));
+    EXPECT_THAT(agents(), ElementsAre("SN-1"));
     EXPECT_THAT(lines(), ElementsAre(start, ignored(first), start, found(first)));
 }
 
@@ -170,7 +159,7 @@ TEST_F(GhnDiscoveryHandlerTest, DuplicateAddressIsOneDevice) {
 
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-1"));
+    EXPECT_THAT(agents(), ElementsAre("SN-1"));
     EXPECT_THAT(lines(), ElementsAre(start, found(first)));
     EXPECT_EQ(count_calls_with(type_parameter), 2U);
 }
@@ -190,7 +179,7 @@ TEST_F(GhnDiscoveryHandlerTest, ZeroAddressIsNoDevice) {
 
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-1"));
+    EXPECT_THAT(agents(), ElementsAre("SN-1"));
     EXPECT_EQ(count_calls_with("-m 00:00:00:00:00:00"), 0U);
 }
 
@@ -201,7 +190,7 @@ TEST_F(GhnDiscoveryHandlerTest, ConsecutiveCommasAreOneSeparator) {
 
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-1", "SN-2"));
+    EXPECT_THAT(agents(), ElementsAre("SN-1", "SN-2"));
 }
 
 TEST_F(GhnDiscoveryHandlerTest, ListWithAnEmptyItemIsEmpty) {
@@ -214,7 +203,7 @@ TEST_F(GhnDiscoveryHandlerTest, ListWithAnEmptyItemIsEmpty) {
 
         run_pass();
 
-        EXPECT_THAT(handler.spawn_requests(), IsEmpty()) << list;
+        EXPECT_THAT(agents(), IsEmpty()) << list;
     }
     EXPECT_EQ(count_calls_with(type_parameter), 0U);
 }
@@ -233,7 +222,7 @@ TEST_F(GhnDiscoveryHandlerTest, ListWithAnythingButAddressesIsAnError) {
             EXPECT_STREQ(error.what(), "mac") << list;
             EXPECT_NE(dynamic_cast<const boost::exception*>(&error), nullptr);
         }
-        EXPECT_THAT(handler.spawn_requests(), IsEmpty()) << list;
+        EXPECT_THAT(agents(), IsEmpty()) << list;
     }
     EXPECT_THAT(manager.get_agents(), IsEmpty());
 }
@@ -252,7 +241,7 @@ TEST_F(GhnDiscoveryHandlerTest, DeviceThatDoesNotReportItsPropertiesIsLeftOut) {
 
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-2"));
+    EXPECT_THAT(agents(), ElementsAre("SN-2"));
     EXPECT_THAT(lines(),
                 ElementsAre(start, found(first), left_out(first) + "configlayer returned an error",
                             found(second)));
@@ -266,7 +255,7 @@ TEST_F(GhnDiscoveryHandlerTest, DeviceThatAnswersNonsenseIsLeftOutWithOneWarning
 
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-2"));
+    EXPECT_THAT(agents(), ElementsAre("SN-2"));
     EXPECT_THAT(
         lines(),
         ElementsAre(start, left_out(first) + "configlayer returned data in an unknown format",
@@ -283,27 +272,39 @@ TEST_F(GhnDiscoveryHandlerTest, DeviceThatWasLeftOutIsAskedAgainInTheNextPass) {
     modems.add_device(first, "SN-1");
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-1"));
+    EXPECT_THAT(agents(), ElementsAre("SN-1"));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, NoMoreThan128DevicesBecomeAgents) {
-    for (unsigned number = 1; number < 128; ++number) {
-        handler.spawn_agent("SN-" + std::to_string(number), {}, {});
-    }
-    set_domain(joined(first, second));
-    modems.add_device(first, "");
-    modems.add_device(second, "SN-129");
-
-    run_pass();
-    EXPECT_THAT(handler.requested_ids(), ElementsAre(first));
-    EXPECT_EQ(count_calls_with("-m 02:00:00:00:00:0b"), 0U);
-    EXPECT_THAT(lines(), ElementsAre(start, found(first), "event=ghn_too_many_devices limit=128"));
-    EXPECT_THAT(logged_after(" WARNING ghn_discovery_handler.cpp:", log.text()), SizeIs(1));
-    set_domain(second);
-    run_pass();
-    run_pass();
-
-    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-129"));
+TEST_F(GhnDiscoveryHandlerTest, ReasonForLeavingOutIsLoggedOncePerChange) {
+    const std::string nonsense = left_out(first) + "configlayer returned data in an unknown format";
+    const std::string failed = left_out(first) + "configlayer returned an error";
+    const auto pass_lines = [&] {
+        const std::size_t before = lines().size();
+        run_pass();
+        std::vector<std::string> all = lines();
+        return std::vector<std::string>(all.begin() + static_cast<std::ptrdiff_t>(before) + 1,
+                                        all.end());
+    };
+    set_domain(first);
+    modems.add_device(first, "SN-1");
+    modems.answer_text(first, type_parameter, "nonsense");
+    EXPECT_THAT(pass_lines(), ElementsAre(nonsense));
+    EXPECT_THAT(pass_lines(), IsEmpty());
+    // another reason
+    modems.answer(first, type_parameter, "YES");
+    modems.forget(first, "SYSTEM.PRODUCTION.HW_PRODUCT");
+    EXPECT_THAT(pass_lines(), ElementsAre(found(first), failed));
+    EXPECT_THAT(pass_lines(), ElementsAre(found(first)));
+    // a sensible answer in between
+    modems.answer(first, type_parameter, "ERROR -36");
+    EXPECT_THAT(pass_lines(), ElementsAre(ignored(first)));
+    modems.answer(first, type_parameter, "YES");
+    EXPECT_THAT(pass_lines(), ElementsAre(found(first), failed));
+    // an absence in between
+    set_domain(controller);
+    EXPECT_THAT(pass_lines(), IsEmpty());
+    set_domain(first);
+    EXPECT_THAT(pass_lines(), ElementsAre(found(first), failed));
 }
 
 TEST_F(GhnDiscoveryHandlerTest, ErrorIsNoSerialNumber) {
@@ -313,7 +314,7 @@ TEST_F(GhnDiscoveryHandlerTest, ErrorIsNoSerialNumber) {
 
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre(first, second));
+    EXPECT_THAT(agents(), ElementsAre(first, second));
 }
 
 TEST_F(GhnDiscoveryHandlerTest, SerialNumberMayContainTheWordError) {
@@ -322,19 +323,37 @@ TEST_F(GhnDiscoveryHandlerTest, SerialNumberMayContainTheWordError) {
 
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-ERROR"));
+    EXPECT_THAT(agents(), ElementsAre("SN-ERROR"));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DestructionDuringAPassWaitsForTheTool) {
+TEST_F(GhnDiscoveryHandlerTest, DestructionEndsAPassWhoseToolHangs) {
     const TemporaryDirectory signs;
-    modems.replace_tool("touch '" + signs.path("ended") + "'; exit 1");
+    set_domain(joined(first, second));
+    const std::string hang = "touch '" + signs.path("hangs") + "'; exec sleep 60";
+    for (const std::string hanging : {"DIDMNG.*", "DHCP.*", "SYSTEM.*"}) {
+        modems.replace_tool("for word; do last=$word; done\ncase $last in\n" + hanging + ") " +
+                            hang + R"( ;;
+                DIDMNG*) echo "$last=02:00:00:00:00:0a,02:00:00:00:00:0b" ;;
+                *) echo "$last=YES" ;;
+            esac)");
+        auto passing =
+            std::make_unique<GhnDiscoveryHandler>(test::PassClock::period, clock.reader());
+        passing->setup(&manager);
+        clock.start_pass(*passing);
+        while (!signs.has("hangs")) {
+            std::this_thread::yield();
+        }
+        const std::size_t calls = modems.calls().size();
 
-    {
-        GhnDiscoveryHandler passing{test::PassClock::period, clock.reader()};
-        clock.start_pass(passing);
+        const auto before = std::chrono::steady_clock::now();
+        passing.reset();
+
+        EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds{20}) << hanging;
+        EXPECT_EQ(modems.calls().size(), calls) << hanging;
+        std::filesystem::remove(signs.path("hangs"));
     }
-
-    EXPECT_TRUE(signs.has("ended"));
+    EXPECT_THAT(agents(), IsEmpty());
+    EXPECT_THAT(log.text(), Not(HasSubstr("ghn_leaving_out_device")));
 }
 
 }  // namespace
