@@ -14,7 +14,7 @@ using ::testing::ElementsAre;
 
 TEST(GhnAdapter, OnlyAcceptsPowerlineFirmware) {
     const SimulatedModems modems;
-    modems.add_device("02:00:00:00:00:0a", "SN-1");
+    modems.add_adapter("02:00:00:00:00:0a", "SN-1");
     ghn::ConfigLayerCommand command;
     command.mac_address("02:00:00:00:00:0a");
 

@@ -42,7 +42,7 @@ std::string left_out(const std::string& mac) {
     return "event=ghn_leaving_out_device mac=" + mac + " what=";
 }
 
-TEST_F(GhnDiscoveryHandlerTest, NetworkWithoutDevicesYieldsNoAgents) {
+TEST_F(GhnDiscoveryHandlerTest, NetworkWithoutAdaptersYieldsNoAgents) {
     run_pass();
 
     EXPECT_THAT(modems.calls(),
@@ -52,9 +52,9 @@ TEST_F(GhnDiscoveryHandlerTest, NetworkWithoutDevicesYieldsNoAgents) {
     EXPECT_THAT(lines(), ElementsAre(start));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DeviceReportsItsProperties) {
+TEST_F(GhnDiscoveryHandlerTest, AdapterReportsItsProperties) {
     set_domain(joined(controller, first));
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
 
     run_pass();
 
@@ -68,7 +68,7 @@ TEST_F(GhnDiscoveryHandlerTest, DeviceReportsItsProperties) {
 
 TEST_F(GhnDiscoveryHandlerTest, PasswordThatTheToolRepeatsIsInNoAttribute) {
     set_domain(first);
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
     modems.answer_text(first, "SYSTEM.PRODUCTION.DEVICE_NAME",
                        "SYSTEM.PRODUCTION.DEVICE_NAME=Socket 2\nconfiglayer -w hush\n");
 
@@ -78,9 +78,9 @@ TEST_F(GhnDiscoveryHandlerTest, PasswordThatTheToolRepeatsIsInNoAttribute) {
               "Socket 2\nconfiglayer -w ***");
 }
 
-TEST_F(GhnDiscoveryHandlerTest, NewDeviceIsQueriedWithTheConfiguredAccessAndClassifiedTwice) {
+TEST_F(GhnDiscoveryHandlerTest, NewAdapterIsQueriedWithTheConfiguredAccessAndClassifiedTwice) {
     set_domain(first);
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
 
     run_pass();
 
@@ -95,9 +95,9 @@ TEST_F(GhnDiscoveryHandlerTest, NewDeviceIsQueriedWithTheConfiguredAccessAndClas
                     ask + "SYSTEM.PRODUCTION.SERIAL_NUMBER", ask + type_parameter));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DeviceWithoutASerialNumberIsIdentifiedByItsAddress) {
+TEST_F(GhnDiscoveryHandlerTest, AdapterWithoutASerialNumberIsIdentifiedByItsAddress) {
     set_domain("02:00:00:00:00:0A");
-    modems.add_device(first, "");
+    modems.add_adapter(first, "");
 
     run_pass();
 
@@ -105,10 +105,10 @@ TEST_F(GhnDiscoveryHandlerTest, DeviceWithoutASerialNumberIsIdentifiedByItsAddre
     EXPECT_EQ(manager.get_agents().count(first), 1U);
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DevicesAreFoundInTheOrderOfTheList) {
+TEST_F(GhnDiscoveryHandlerTest, AdaptersAreFoundInTheOrderOfTheList) {
     set_domain(joined(second, joined(controller, first)));
-    modems.add_device(first, "SN-1");
-    modems.add_device(second, "SN-2");
+    modems.add_adapter(first, "SN-1");
+    modems.add_adapter(second, "SN-2");
 
     run_pass();
 
@@ -116,9 +116,9 @@ TEST_F(GhnDiscoveryHandlerTest, DevicesAreFoundInTheOrderOfTheList) {
     EXPECT_THAT(lines(), ElementsAre(start, found(second), found(first)));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, KnownDeviceIsClassifiedAndNotSpawnedAgain) {
+TEST_F(GhnDiscoveryHandlerTest, KnownAdapterIsClassifiedAndNotSpawnedAgain) {
     set_domain(first);
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
     run_pass();
     const std::size_t calls_before = modems.calls().size();
 
@@ -130,7 +130,7 @@ TEST_F(GhnDiscoveryHandlerTest, KnownDeviceIsClassifiedAndNotSpawnedAgain) {
     EXPECT_THAT(lines(), ElementsAre(start, found(first), start));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, OtherKindsOfDevicesAreIgnoredInEveryPass) {
+TEST_F(GhnDiscoveryHandlerTest, OtherKindsOfModemsAreIgnoredInEveryPass) {
     set_domain(first);
     modems.answer(first, type_parameter, "ERROR -36");
 
@@ -142,20 +142,20 @@ TEST_F(GhnDiscoveryHandlerTest, OtherKindsOfDevicesAreIgnoredInEveryPass) {
     EXPECT_THAT(lines(), ElementsAre(start, ignored(first), start, ignored(first)));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, UnresponsiveDeviceIsQueriedAgainInTheNextPass) {
+TEST_F(GhnDiscoveryHandlerTest, UnresponsiveModemIsQueriedAgainInTheNextPass) {
     set_domain(first);
     run_pass();
 
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
     run_pass();
 
     EXPECT_THAT(agents(), ElementsAre("SN-1"));
     EXPECT_THAT(lines(), ElementsAre(start, ignored(first), start, found(first)));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DuplicateAddressIsOneDevice) {
+TEST_F(GhnDiscoveryHandlerTest, DuplicateAddressIsOneAdapter) {
     set_domain(joined(first, joined("02:00:00:00:00:0A", first)));
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
 
     run_pass();
 
@@ -164,7 +164,7 @@ TEST_F(GhnDiscoveryHandlerTest, DuplicateAddressIsOneDevice) {
     EXPECT_EQ(count_calls_with(type_parameter), 2U);
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DuplicateAddressOfAnIgnoredDeviceIsQueriedTwice) {
+TEST_F(GhnDiscoveryHandlerTest, DuplicateAddressOfAnIgnoredModemIsQueriedTwice) {
     set_domain(joined(first, first));
 
     run_pass();
@@ -172,10 +172,10 @@ TEST_F(GhnDiscoveryHandlerTest, DuplicateAddressOfAnIgnoredDeviceIsQueriedTwice)
     EXPECT_THAT(lines(), ElementsAre(start, ignored(first), ignored(first)));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, ZeroAddressIsNoDevice) {
+TEST_F(GhnDiscoveryHandlerTest, ZeroAddressIsNoAdapter) {
     set_domain(joined("00:00:00:00:00:00", first));
-    modems.add_device("00:00:00:00:00:00", "SN-0");
-    modems.add_device(first, "SN-1");
+    modems.add_adapter("00:00:00:00:00:00", "SN-0");
+    modems.add_adapter(first, "SN-1");
 
     run_pass();
 
@@ -185,8 +185,8 @@ TEST_F(GhnDiscoveryHandlerTest, ZeroAddressIsNoDevice) {
 
 TEST_F(GhnDiscoveryHandlerTest, ConsecutiveCommasAreOneSeparator) {
     set_domain(std::string{first} + ",,," + second);
-    modems.add_device(first, "SN-1");
-    modems.add_device(second, "SN-2");
+    modems.add_adapter(first, "SN-1");
+    modems.add_adapter(second, "SN-2");
 
     run_pass();
 
@@ -194,7 +194,7 @@ TEST_F(GhnDiscoveryHandlerTest, ConsecutiveCommasAreOneSeparator) {
 }
 
 TEST_F(GhnDiscoveryHandlerTest, ListWithAnEmptyItemIsEmpty) {
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
     const std::string mac = first;
     for (const std::string& list :
          {std::string{}, std::string{","}, "," + mac, mac + ",", ",," + mac + ",,", mac + ", ",
@@ -209,7 +209,7 @@ TEST_F(GhnDiscoveryHandlerTest, ListWithAnEmptyItemIsEmpty) {
 }
 
 TEST_F(GhnDiscoveryHandlerTest, ListWithAnythingButAddressesIsAnError) {
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
     const std::string mac = first;
     for (const std::string& list :
          {std::string{"nonsense"}, mac + ",nonsense", mac + ", " + mac, mac + ";" + mac,
@@ -233,11 +233,11 @@ TEST_F(GhnDiscoveryHandlerTest, UnresponsiveControllerIsAnError) {
     EXPECT_THROW(run_pass(), ghn::ConfigLayerFailedException);
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DeviceThatDoesNotReportItsPropertiesIsLeftOut) {
+TEST_F(GhnDiscoveryHandlerTest, AdapterThatDoesNotReportItsPropertiesIsLeftOut) {
     set_domain(joined(first, second));
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
     modems.forget(first, "SYSTEM.PRODUCTION.HW_PRODUCT");
-    modems.add_device(second, "SN-2");
+    modems.add_adapter(second, "SN-2");
 
     run_pass();
 
@@ -247,11 +247,11 @@ TEST_F(GhnDiscoveryHandlerTest, DeviceThatDoesNotReportItsPropertiesIsLeftOut) {
                             found(second)));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DeviceThatAnswersNonsenseIsLeftOutWithOneWarning) {
+TEST_F(GhnDiscoveryHandlerTest, AdapterThatAnswersNonsenseIsLeftOutWithOneWarning) {
     set_domain(joined(first, second));
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
     modems.answer_text(first, type_parameter, "nonsense");
-    modems.add_device(second, "SN-2");
+    modems.add_adapter(second, "SN-2");
 
     run_pass();
 
@@ -263,13 +263,13 @@ TEST_F(GhnDiscoveryHandlerTest, DeviceThatAnswersNonsenseIsLeftOutWithOneWarning
     EXPECT_THAT(logged_after(" WARNING ghn_discovery_handler.cpp:", log.text()), SizeIs(1));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DeviceThatWasLeftOutIsAskedAgainInTheNextPass) {
+TEST_F(GhnDiscoveryHandlerTest, AdapterThatWasLeftOutIsAskedAgainInTheNextPass) {
     set_domain(first);
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
     modems.answer_text(first, "SYSTEM.PRODUCTION.SERIAL_NUMBER", "nonsense");
     run_pass();
 
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
     run_pass();
 
     EXPECT_THAT(agents(), ElementsAre("SN-1"));
@@ -286,7 +286,7 @@ TEST_F(GhnDiscoveryHandlerTest, ReasonForLeavingOutIsLoggedOncePerChange) {
                                         all.end());
     };
     set_domain(first);
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
     modems.answer_text(first, type_parameter, "nonsense");
     EXPECT_THAT(pass_lines(), ElementsAre(nonsense));
     EXPECT_THAT(pass_lines(), IsEmpty());
@@ -309,8 +309,8 @@ TEST_F(GhnDiscoveryHandlerTest, ReasonForLeavingOutIsLoggedOncePerChange) {
 
 TEST_F(GhnDiscoveryHandlerTest, ErrorIsNoSerialNumber) {
     set_domain(joined(first, second));
-    modems.add_device(first, "ERROR -36");
-    modems.add_device(second, "ERROR -36");
+    modems.add_adapter(first, "ERROR -36");
+    modems.add_adapter(second, "ERROR -36");
 
     run_pass();
 
@@ -319,7 +319,7 @@ TEST_F(GhnDiscoveryHandlerTest, ErrorIsNoSerialNumber) {
 
 TEST_F(GhnDiscoveryHandlerTest, SerialNumberMayContainTheWordError) {
     set_domain(first);
-    modems.add_device(first, "SN-ERROR");
+    modems.add_adapter(first, "SN-ERROR");
 
     run_pass();
 

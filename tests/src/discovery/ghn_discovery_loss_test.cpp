@@ -12,20 +12,20 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-/// Devices that disappear after they have been found.
+/// Adapters that disappear after they have been found.
 class GhnDiscoveryLossTest : public test::GhnDiscoveryTest {
 protected:
-    /// Finds the first device.
+    /// Finds the first adapter.
     void find(const std::string& serial_number) {
         set_domain(first);
-        modems.add_device(first, serial_number);
+        modems.add_adapter(first, serial_number);
         run_pass();
     }
 
     const std::string lost = "event=ghn_lost mac=02:00:00:00:00:0a";
 };
 
-TEST_F(GhnDiscoveryLossTest, DeviceMissingFromTheListIsLostOnce) {
+TEST_F(GhnDiscoveryLossTest, AdapterMissingFromTheListIsLostOnce) {
     find("");
 
     set_domain(controller);
@@ -38,7 +38,7 @@ TEST_F(GhnDiscoveryLossTest, DeviceMissingFromTheListIsLostOnce) {
                                      lost, start));
 }
 
-TEST_F(GhnDiscoveryLossTest, DeviceMissingFromTheListIsNotQueried) {
+TEST_F(GhnDiscoveryLossTest, AdapterMissingFromTheListIsNotQueried) {
     find("");
     const std::size_t asked = count_calls_with("-m 02:00:00:00:00:0a");
 
@@ -48,10 +48,10 @@ TEST_F(GhnDiscoveryLossTest, DeviceMissingFromTheListIsNotQueried) {
     EXPECT_EQ(count_calls_with("-m 02:00:00:00:00:0a"), asked);
 }
 
-TEST_F(GhnDiscoveryLossTest, EmptyListMeansAllDevicesAreLost) {
+TEST_F(GhnDiscoveryLossTest, EmptyListMeansAllAdaptersAreLost) {
     set_domain(std::string{second} + "," + first);
-    modems.add_device(first, "");
-    modems.add_device(second, "");
+    modems.add_adapter(first, "");
+    modems.add_adapter(second, "");
     run_pass();
 
     set_domain("");
@@ -61,7 +61,7 @@ TEST_F(GhnDiscoveryLossTest, EmptyListMeansAllDevicesAreLost) {
     EXPECT_TRUE(is_aborted(second));
 }
 
-TEST_F(GhnDiscoveryLossTest, UnresponsiveDeviceIsLost) {
+TEST_F(GhnDiscoveryLossTest, UnresponsiveAdapterIsLost) {
     find("");
 
     modems.forget(first, type_parameter);
@@ -72,7 +72,7 @@ TEST_F(GhnDiscoveryLossTest, UnresponsiveDeviceIsLost) {
                 ElementsAre(start, "event=ghn_device_found mac=02:00:00:00:00:0a", start, lost));
 }
 
-TEST_F(GhnDiscoveryLossTest, DeviceThatChangesItsKindIsLostAndThenIgnored) {
+TEST_F(GhnDiscoveryLossTest, AdapterThatChangesItsKindIsLostAndThenIgnored) {
     find("");
 
     modems.answer(first, type_parameter, "ERROR -36");
@@ -84,7 +84,7 @@ TEST_F(GhnDiscoveryLossTest, DeviceThatChangesItsKindIsLostAndThenIgnored) {
                             start, "event=ghn_ignoring_device mac=02:00:00:00:00:0a"));
 }
 
-TEST_F(GhnDiscoveryLossTest, KnownDeviceThatAnswersNonsenseIsLeftAlone) {
+TEST_F(GhnDiscoveryLossTest, KnownAdapterThatAnswersNonsenseIsLeftAlone) {
     find("");
 
     modems.answer_text(first, type_parameter, "nonsense");
@@ -97,10 +97,10 @@ TEST_F(GhnDiscoveryLossTest, KnownDeviceThatAnswersNonsenseIsLeftAlone) {
     EXPECT_TRUE(is_aborted(first));
 }
 
-TEST_F(GhnDiscoveryLossTest, OtherDevicesAreKept) {
+TEST_F(GhnDiscoveryLossTest, OtherAdaptersAreKept) {
     set_domain(std::string{first} + "," + second);
-    modems.add_device(first, "");
-    modems.add_device(second, "");
+    modems.add_adapter(first, "");
+    modems.add_adapter(second, "");
     run_pass();
 
     set_domain(second);
@@ -110,7 +110,7 @@ TEST_F(GhnDiscoveryLossTest, OtherDevicesAreKept) {
     EXPECT_FALSE(is_aborted(second));
 }
 
-TEST_F(GhnDiscoveryLossTest, AgentWithASerialNumberIsKeptWhenItsDeviceIsLost) {
+TEST_F(GhnDiscoveryLossTest, AgentWithASerialNumberIsKeptWhenItsAdapterIsLost) {
     find("SN-1");
 
     set_domain(controller);
@@ -120,7 +120,7 @@ TEST_F(GhnDiscoveryLossTest, AgentWithASerialNumberIsKeptWhenItsDeviceIsLost) {
     EXPECT_FALSE(is_aborted("SN-1"));
 }
 
-TEST_F(GhnDiscoveryLossTest, ReturningDeviceKeepsItsAgent) {
+TEST_F(GhnDiscoveryLossTest, ReturningAdapterKeepsItsAgent) {
     find("SN-1");
     const HawkbitAgent* const agent = manager.get_agents().at("SN-1").get();
     set_domain(controller);
@@ -133,7 +133,7 @@ TEST_F(GhnDiscoveryLossTest, ReturningDeviceKeepsItsAgent) {
     EXPECT_EQ(manager.get_agents().at("SN-1").get(), agent);
 }
 
-TEST_F(GhnDiscoveryLossTest, AgentOfADeviceThatReturnsWhileItIsGivenUpLivesOn) {
+TEST_F(GhnDiscoveryLossTest, AgentOfAnAdapterThatReturnsWhileItIsGivenUpLivesOn) {
     find("");
     set_domain(controller);
     run_pass();
@@ -145,7 +145,7 @@ TEST_F(GhnDiscoveryLossTest, AgentOfADeviceThatReturnsWhileItIsGivenUpLivesOn) {
     EXPECT_FALSE(is_aborted(first));
 }
 
-TEST_F(GhnDiscoveryLossTest, DeviceThatAnswersOnlyOnceIsFoundAndLostInOnePass) {
+TEST_F(GhnDiscoveryLossTest, AdapterThatAnswersOnlyOnceIsFoundAndLostInOnePass) {
     modems.replace_tool(R"(
         for word; do last=$word; done
         case $last in

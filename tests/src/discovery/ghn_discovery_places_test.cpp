@@ -32,8 +32,8 @@ protected:
     /// Places two adapters on the network.
     void plug_in_two() {
         set_domain(std::string{first} + "," + second);
-        modems.add_device(first, "");
-        modems.add_device(second, "");
+        modems.add_adapter(first, "");
+        modems.add_adapter(second, "");
     }
     void remove_aborted_agents() {
         constexpr unsigned steps_to_rest = 5;
@@ -110,7 +110,7 @@ TEST_F(GhnDiscoveryPlacesTest, PlaceIsFreeOnceTheAgentOfALostAdapterHasEnded) {
 
 TEST_F(GhnDiscoveryPlacesTest, AgentThatOutlivesItsAdapterKeepsItsPlace) {
     set_domain(first);
-    modems.add_device(first, "SN-first");
+    modems.add_adapter(first, "SN-first");
     run_pass();
     take_all_places_but(1);
 
