@@ -86,6 +86,7 @@ void AgentManager::wind_down(unsigned iteration) {
     if (iteration > longest_wind_down) {
         ZLOG_ERROR_AS("run", "action", "run", "message",
                       "process was signaled but we didn't return, forcing exit");
+        discovery_handlers.clear();
         run_teardown();
         std::exit(EXIT_FAILURE);
     }

@@ -5,7 +5,7 @@ namespace zephran {
 
 class AgentManager;
 
-/// Finds devices behind the gateway and requests agents for them.
+/// Finds what else there is to update behind the gateway, and requests agents for it.
 class DiscoveryHandler {
 public:
     DiscoveryHandler() = default;

@@ -115,12 +115,21 @@ int POpen::wait(std::string& output, int timeout) {
 }
 
 int POpen::wait(std::string& output, milliseconds limit) {
+    return wait_until(limit, output);
+}
+
+int POpen::wait(std::string& output, const std::atomic<bool>& stop) {
+    return wait_until(stop, output);
+}
+
+template <class End>
+int POpen::wait_until(const End& end, std::string& output) {
     output.clear();
     if (!stream) {
         return 0;
     }
     OutputCollector collector{output};
-    const boost::optional<int> status = collect_and_reap(collector, limit);
+    const boost::optional<int> status = collect_and_reap(collector, end);
     collector.finish();
     return decode(status, output);
 }
@@ -135,9 +144,21 @@ boost::optional<int> POpen::collect_and_reap(OutputCollector& output, millisecon
         read_until(output, deadline);
         status = pclose_kill(deadline);
     }
+    forget_child();
+    return status;
+}
+
+boost::optional<int> POpen::collect_and_reap(OutputCollector& output,
+                                             const std::atomic<bool>& stop) {
+    read_unless(stop, output);
+    const boost::optional<int> status = pclose_unless(stop);
+    forget_child();
+    return status;
+}
+
+void POpen::forget_child() {
     stream.reset();
     pid = 0;
-    return status;
 }
 
 void POpen::read_to_end(OutputCollector& output) {
@@ -148,19 +169,28 @@ void POpen::read_to_end(OutputCollector& output) {
 
 void POpen::read_until(OutputCollector& output, Clock::time_point deadline) {
     set_blocking(fileno(stream.get()), false);
+    // One block at a time, so that the limit also holds for a child that never stops writing.
     for (auto now = Clock::now(); now < deadline; now = Clock::now()) {
-        const auto remaining = std::chrono::ceil<milliseconds>(deadline - now).count();
-        pollfd readable{fileno(stream.get()), POLLIN, 0};
-        const int ready =
-            poll(&readable, 1, static_cast<int>(std::min<long long>(remaining, INT_MAX)));
-        if (ready == -1 && errno != EINTR) {
-            return;
-        }
-        // One block at a time, so that the limit also holds for a child that never stops writing.
-        if (ready > 0 && !read_block(stream.get(), output)) {
+        if (!take_block_within(std::chrono::ceil<milliseconds>(deadline - now), output)) {
             return;
         }
     }
+}
+
+void POpen::read_unless(const std::atomic<bool>& stop, OutputCollector& output) {
+    set_blocking(fileno(stream.get()), false);
+    while (!stop && take_block_within(limits.stop_check, output)) {
+    }
+}
+
+bool POpen::take_block_within(milliseconds time, OutputCollector& output) {
+    pollfd readable{fileno(stream.get()), POLLIN, 0};
+    const int ready =
+        poll(&readable, 1, static_cast<int>(std::min<long long>(time.count(), INT_MAX)));
+    if (ready <= 0) {
+        return ready == 0 || errno == EINTR;
+    }
+    return read_block(stream.get(), output);
 }
 
 boost::optional<int> POpen::pclose_wait() const {
@@ -198,6 +228,46 @@ boost::optional<int> POpen::kill_child() const {
     int ignored = 0;
     wait_for_child(pid, ignored, 0);
     return boost::none;
+}
+
+boost::optional<int> POpen::pclose_unless(const std::atomic<bool>& stop) const {
+    // A child usually ends right after its output.
+    milliseconds step{1};
+    while (!stop) {
+        if (has_ended_within(step)) {
+            return pclose_wait();
+        }
+        step = limits.poll_step;
+    }
+    stop_child();
+    return boost::none;
+}
+
+void POpen::stop_child() const {
+    signal_group_of(pid, SIGTERM);
+    has_ended_within(limits.term_to_kill);
+    // Before it is reaped nobody else can have its id.
+    signal_group_of(pid, SIGKILL);
+    if (has_ended_within(limits.exit_grace)) {
+        pclose_wait();
+    }
+}
+
+bool POpen::has_ended_within(milliseconds time) const {
+    const auto until = Clock::now() + time;
+    while (true) {
+        siginfo_t child{};
+        const int result =
+            waitid(P_PID, static_cast<id_t>(pid), &child, WEXITED | WNOHANG | WNOWAIT);
+        // It fails for a child that was reaped elsewhere.
+        if (result == -1 ? errno != EINTR : child.si_pid == pid) {
+            return true;
+        }
+        if (Clock::now() >= until) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::min(limits.poll_step, time));
+    }
 }
 
 int POpen::decode(const boost::optional<int>& status, const std::string& output) const {

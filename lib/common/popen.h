@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <memory>
@@ -26,9 +27,13 @@ struct AbnormalTerminationException : Exception {
     AbnormalTerminationException() : Exception{"Program terminated abnormally"} {}
 };
 
+/// For waits that nobody wants to stop.
+inline const std::atomic<bool> no_stop_request{false};
+
 class OutputCollector;
 
-/// Grace periods for a child with a time limit. Only unit tests pass other values.
+/// Grace periods for a child with a time limit or a stop request. Only unit tests pass other
+/// values.
 struct TimeLimits {
     /// Time to exit for a child that has closed its output, within its limit.
     std::chrono::milliseconds exit_grace{1000};
@@ -36,6 +41,8 @@ struct TimeLimits {
     std::chrono::milliseconds poll_step{10};
     /// Pause between SIGTERM and SIGKILL.
     std::chrono::milliseconds term_to_kill{2000};
+    /// Pause between two looks at a stop request.
+    std::chrono::milliseconds stop_check{100};
 };
 
 /// One shell command that runs as a child process in its own process group.
@@ -76,6 +83,10 @@ public:
     int wait(int timeout);
     /// The same with a finer limit.
     int wait(std::string& output, std::chrono::milliseconds limit);
+    /// The same without a limit, until another thread sets the stop request. The child's process
+    /// group gets SIGTERM then, and SIGKILL once the child has ended, two seconds later at most.
+    /// Three seconds after the request this returns even if the kernel cannot end the child.
+    int wait(std::string& output, const std::atomic<bool>& stop);
 
 private:
     struct Close {
@@ -84,15 +95,27 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void popen_for_reading(int inherited);
+    template <class End>
+    int wait_until(const End& end, std::string& output);
     /// Leaves neither stream nor id behind, whatever becomes of the output.
     boost::optional<int> collect_and_reap(OutputCollector& output, std::chrono::milliseconds limit);
+    boost::optional<int> collect_and_reap(OutputCollector& output, const std::atomic<bool>& stop);
+    void forget_child();
     void read_to_end(OutputCollector& output);
     void read_until(OutputCollector& output, Clock::time_point deadline);
+    void read_unless(const std::atomic<bool>& stop, OutputCollector& output);
+    /// Waits for a block of output for at most this time.
+    /// @returns false at the end of the output
+    bool take_block_within(std::chrono::milliseconds time, OutputCollector& output);
     /// The wait status; empty when there is none because the child was killed, or because it was
     /// reaped elsewhere.
     boost::optional<int> pclose_wait() const;
     boost::optional<int> pclose_kill(Clock::time_point deadline);
     boost::optional<int> kill_child() const;
+    boost::optional<int> pclose_unless(const std::atomic<bool>& stop) const;
+    void stop_child() const;
+    /// @return whether the child has ended; it still has to be reaped
+    bool has_ended_within(std::chrono::milliseconds time) const;
     int decode(const boost::optional<int>& status, const std::string& output) const;
 
     std::string command;

@@ -3,7 +3,6 @@
 
 #include <boost/algorithm/string/trim.hpp>
 
-#include "common/popen.h"
 #include "ghn/exceptions.h"
 
 namespace zephran::ghn {
@@ -12,9 +11,9 @@ namespace {
 
 /// Runs the command without a time limit.
 /// @returns its exit code
-int run(const ConfigLayerCommand& command, std::string& output) {
+int run(const ConfigLayerCommand& command, std::string& output, const std::atomic<bool>& stop) {
     try {
-        return common::POpen{command.build()}.wait(output, 0);
+        return common::POpen{command.build()}.wait(output, stop);
     } catch (const common::POpenFailedException& error) {
         ConfigLayerFailedException failure;
         if (const int* const reason = boost::get_error_info<boost::errinfo_errno>(error)) {
@@ -31,11 +30,11 @@ int run(const ConfigLayerCommand& command, std::string& output) {
 
 }  // namespace
 
-std::string GhnUtility::get_parameter_value(const ConfigLayerCommand& base,
-                                            const std::string& name) {
+std::string GhnUtility::get_parameter_value(const ConfigLayerCommand& base, const std::string& name,
+                                            const std::atomic<bool>& stop) {
     std::string output;
     const int exit_code =
-        run(base.clone().operation(ConfigLayerOperation::get).parameter(name), output);
+        run(base.clone().operation(ConfigLayerOperation::get).parameter(name), output, stop);
     if (exit_code != 0) {
         BOOST_THROW_EXCEPTION(ConfigLayerFailedException{}
                               << common::program_exit_code_tag{exit_code}

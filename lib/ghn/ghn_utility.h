@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <atomic>
 #include <string>
 
+#include "common/popen.h"
 #include "ghn/config_layer_command.h"
 
 namespace zephran::ghn {
@@ -16,11 +18,14 @@ struct GhnUtility {
     /// No exception shows the password, whatever the tool prints. The value may contain it.
     ///
     /// @param base addresses the modem
+    /// @param stop set by another thread to end configlayer within three seconds
     /// @throws ConfigLayerFailedException when the tool cannot be started or exits with a status
     ///         other than 0
     /// @throws ConfigLayerFormatException when the output lacks the name followed by "="
-    /// @throws common::AbnormalTerminationException when the tool's shell was killed
-    static std::string get_parameter_value(const ConfigLayerCommand& base, const std::string& name);
+    /// @throws common::AbnormalTerminationException when the tool's shell was killed, also because
+    ///         of the stop request
+    static std::string get_parameter_value(const ConfigLayerCommand& base, const std::string& name,
+                                           const std::atomic<bool>& stop = common::no_stop_request);
 };
 
 }  // namespace zephran::ghn

@@ -22,8 +22,8 @@ public:
     BrokerConnection& operator=(const BrokerConnection&) = delete;
     ~BrokerConnection();
 
-    /// Connects to the broker. Waits without a time limit for a broker that accepts but stalls.
-    /// @throws UbusConnectException with the error number of connect(2)
+    /// Connects to the broker. Waits for one that stalls until a signal arrives.
+    /// @throws UbusConnectException with the error number of connect(2), EINTR after a signal
     void open();
     /// Tries once to connect to a broker that went away; the new connection has no objects.
     /// @returns whether it is there again

@@ -1,8 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ubus/ubus_context.h"
 
+#include <cerrno>
+
+#include <boost/exception/errinfo_errno.hpp>
+
 #include "common/logprint.h"
 #include "ubus/broker_probe.h"
+#include "ubus/exceptions.h"
+#include "ubus/watchdog.h"
 
 namespace zephran::ubus {
 
@@ -12,16 +18,39 @@ UbusContext::UbusContext(const Environment& environment)
     : poll_interval{environment.poll_interval},
       reconnect_interval{environment.reconnect_interval},
       stop_grace_period{environment.stop_grace_period},
+      start_patience{environment.start_patience},
       connection{environment.socket_path} {}
 
 UbusContext::~UbusContext() {
     disconnect();
 }
 
-void UbusContext::connect() {
-    connection.open();
+void UbusContext::connect(const std::function<void()>& introduce) {
+    try {
+        connect_within_patience(introduce);
+    } catch (...) {
+        connection.close();
+        throw;
+    }
     ++connection_count_;
     state = ConnectionState::connected;
+}
+
+void UbusContext::connect_within_patience(const std::function<void()>& introduce) {
+    const Watchdog watchdog{start_patience, [this] { connection.shut_down(); }};
+    try {
+        connection.open();
+        // There may have been nothing yet that the watchdog could have shut down.
+        if (!watchdog.has_expired()) {
+            introduce();
+            return;
+        }
+    } catch (const UbusConnectException&) {
+        if (!watchdog.has_expired()) {
+            throw;
+        }
+    }
+    BOOST_THROW_EXCEPTION(UbusConnectException{} << boost::errinfo_errno{ETIMEDOUT});
 }
 
 void UbusContext::disconnect() {
@@ -82,6 +111,11 @@ void UbusContext::try_to_recover() {
     if (state == ConnectionState::lost && reconnect()) {
         state = ConnectionState::restoring;
     }
+    // A connection that was made after the receiver was stopped stays for the next one. Whoever has
+    // stopped it may not have seen it, so nothing may wait for the broker on it.
+    if (!receiver.is_wanted()) {
+        return;
+    }
     if (state == ConnectionState::restoring && (!restore || restore())) {
         state = ConnectionState::connected;
         ZLOG_INFO("event", "ubus", "message", "connection restored");
@@ -95,9 +129,7 @@ bool UbusContext::reconnect() {
         return false;
     }
     ++connection_count_;
-    // From here on whoever stops the receiver can shut the connection down. If it was stopped
-    // before, nothing more may wait for the broker.
-    return receiver.is_wanted();
+    return true;
 }
 
 // A broker that is not found at the noted address is not wedged: it may listen under another path

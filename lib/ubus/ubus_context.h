@@ -30,6 +30,8 @@ public:
         /// A receiver that has not stopped after this time is blocked in the bus library, which is
         /// waiting for a stalled broker; its connection is then shut down.
         std::chrono::milliseconds stop_grace_period{2000};
+        /// Longest wait for the broker at the first connection.
+        std::chrono::milliseconds start_patience{10'000};
     };
 
     /// No connection yet.
@@ -39,9 +41,13 @@ public:
     UbusContext& operator=(const UbusContext&) = delete;
     virtual ~UbusContext();
 
-    /// Connects to the broker. Waits without a time limit for a broker that accepts but stalls.
+    /// Connects to the broker, and introduces this process to it. Both together take no longer than
+    /// the start patience: then the connection is shut down, and the error number is ETIMEDOUT.
+    ///
+    /// @param introduce what has to be said on the new connection; when it throws, there is none
     /// @throws UbusConnectException with the error number of connect(2)
-    void connect();
+    /// @throws what `introduce` throws
+    void connect(const std::function<void()>& introduce = [] {});
     /// Stops the receiver and closes the connection.
     void disconnect();
     /// The connection, null until connect() and while the broker is gone.
@@ -80,6 +86,7 @@ private:
         restoring
     };
 
+    void connect_within_patience(const std::function<void()>& introduce);
     [[nodiscard]] bool has_connection() const;
     [[nodiscard]] bool is_attempt_due() const;
     void lose_connection();
@@ -91,6 +98,7 @@ private:
     const std::chrono::milliseconds poll_interval;
     const std::chrono::milliseconds reconnect_interval;
     const std::chrono::milliseconds stop_grace_period;
+    const std::chrono::milliseconds start_patience;
 
     // Owned by the receiver thread while there is one, otherwise by the thread that starts and
     // stops it. Only BrokerConnection::shut_down() is called while the receiver runs.

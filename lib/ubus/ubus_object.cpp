@@ -40,20 +40,21 @@ UbusObject::UbusObject(std::string object_name, std::list<Method> object_methods
       name{std::move(object_name)},
       registration{std::make_unique<ObjectRegistration>(name, listed(methods),
                                                         ubus_method_handler_internal, this)} {
-    context.connect();
-    registered_connection = context.connection_count();
     context.set_restorer([this] { return register_again(); });
-    const int result = ubus_add_object(context.get(), registration->object());
-    if (result != UBUS_STATUS_OK) {
-        // The records are destroyed before the context is.
-        context.disconnect();
-        BOOST_THROW_EXCEPTION(ObjectAddException{} << ubus_error_tag{ubus_strerror(result)});
-    }
+    context.connect([this] { register_first(); });
+    registered_connection = context.connection_count();
 }
 
 UbusObject::~UbusObject() {
     // No call may be dispatched to the records while they are destroyed.
     context.disconnect();
+}
+
+void UbusObject::register_first() {
+    const int result = ubus_add_object(context.get(), registration->object());
+    if (result != UBUS_STATUS_OK) {
+        BOOST_THROW_EXCEPTION(ObjectAddException{} << ubus_error_tag{ubus_strerror(result)});
+    }
 }
 
 bool UbusObject::register_again() {

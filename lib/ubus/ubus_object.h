@@ -28,8 +28,9 @@ public:
     /// Connects to the bus and registers the object. Calls are served once the receiver of the
     /// context has been started. After an outage of the broker the object is registered again.
     ///
-    /// @throws UbusConnectException
-    /// @throws ObjectAddException with ubus_error_tag, for example when the name is taken
+    /// @throws UbusConnectException also for a broker that stalls longer than the start patience
+    /// @throws ObjectAddException with ubus_error_tag, for example when the name is taken, or the
+    ///         broker stalls before it answers
     UbusObject(std::string object_name, std::list<Method> object_methods,
                const UbusContext::Environment& environment = {});
     UbusObject(const UbusObject&) = delete;
@@ -57,6 +58,7 @@ private:
     [[nodiscard]] int dispatch(ubus_request_data* request, const std::string& method,
                                blob_attr* message);
     int call(const Method& method, ubus_request_data* request, blob_attr* message);
+    void register_first();
     [[nodiscard]] bool register_again();
 
     std::list<Method> methods;

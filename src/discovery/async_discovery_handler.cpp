@@ -32,11 +32,11 @@ bool AsyncDiscoveryHandler::pass_has_ended() const {
 
 void AsyncDiscoveryHandler::apply_pass() {
     discovery.get();
-    for (SpawnRequest& request : spawn_requests_) {
+    for (SpawnRequest& request : pending_spawns) {
         constexpr bool dormant = false;
         manager->spawn_agent(request.id, request.properties, request.context, dormant);
     }
-    for (const std::string& id : abort_requests_) {
+    for (const std::string& id : pending_aborts) {
         // An adapter can have any address, also one that the gateway has as its id.
         if (id != manager->gateway_id()) {
             manager->abort_agent(id);
@@ -50,27 +50,37 @@ void AsyncDiscoveryHandler::start_pass_when_due() {
         return;
     }
     ZLOG_DEBUG_AS("tick", "action", "starting discover");
-    spawn_requests_.clear();
-    abort_requests_.clear();
+    pending_spawns.clear();
+    pending_aborts.clear();
+    count_taken_places();
     discovery = std::async(std::launch::async, [this] { discover_once(); });
+}
+
+void AsyncDiscoveryHandler::count_taken_places() {
+    taken_places.clear();
+    for (const auto& agent : manager->get_agents()) {
+        if (agent.first != manager->gateway_id()) {
+            taken_places.insert(agent.first);
+        }
+    }
 }
 
 void AsyncDiscoveryHandler::spawn_agent(const std::string& id,
                                         const hawkbit::Attributes& properties,
                                         const InstallerContext& context) {
-    requested_agents.insert(id);
-    spawn_requests_.push_back({context, properties, id});
+    taken_places.insert(id);
+    pending_spawns.push_back({context, properties, id});
 }
 
 void AsyncDiscoveryHandler::abort_agent(const std::string& id) {
-    requested_agents.erase(id);
-    abort_requests_.push_back(id);
+    pending_aborts.push_back(id);
 }
 
 void AsyncDiscoveryHandler::discard_pass() noexcept {
     if (!discovery.valid()) {
         return;
     }
+    stop_requested = true;
     try {
         discovery.get();
     } catch (...) {

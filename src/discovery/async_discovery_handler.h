@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <functional>
@@ -15,16 +16,16 @@
 
 namespace zephran::discovery {
 
-/// Looks for devices on a worker thread, one pass at a time, and passes the results to the agent
-/// manager on the main thread. The future of the pass is the only synchronisation: while it runs,
-/// the main thread does not touch anything that the pass uses.
+/// Looks for adapters on a worker thread, one pass at a time, and passes the results to the agent
+/// manager on the main thread. Beside the stop request, the future of the pass is the only
+/// synchronisation: while it runs, the main thread does not touch anything that the pass uses.
 class AsyncDiscoveryHandler : public DiscoveryHandler {
 public:
     using Clock = std::function<std::chrono::steady_clock::time_point()>;
 
     /// The longest time that one tick waits for a pass.
     static constexpr std::chrono::milliseconds longest_wait{100};
-    /// Devices beyond these get no agent.
+    /// Adapters beyond these get no agent. One whose agent is being given up still counts.
     static constexpr std::size_t most_agents = 128;
 
     /// @param period_between_passes from the end of one pass to the start of the next; the first
@@ -42,40 +43,41 @@ public:
     virtual void discover_once() = 0;
 
 protected:
+    /// @name Requests of a pass
+    /// @{
+    /// Whether another agent may be requested.
+    [[nodiscard]] bool has_room() const { return taken_places.size() < most_agents; }
+    void spawn_agent(const std::string& id, const hawkbit::Attributes& properties,
+                     const InstallerContext& context);
+    void abort_agent(const std::string& id);
+    /// @}
+
+    /// Set once nobody is interested in the pass any more. Whatever it waits for must end then.
+    [[nodiscard]] const std::atomic<bool>& stop_request() const { return stop_requested; }
+
+    /// Sets the stop request, waits for the end of a running pass and ignores its result,
+    /// exceptions included. The class that implements discover_once() must call this in its
+    /// destructor.
+    void discard_pass() noexcept;
+
+private:
     struct SpawnRequest {
         InstallerContext context;
         hawkbit::Attributes properties;
         std::string id;
     };
 
-    /// @name Requests of a pass
-    /// @{
-    /// Whether another agent may be requested.
-    [[nodiscard]] bool has_room() const { return requested_agents.size() < most_agents; }
-    void spawn_agent(const std::string& id, const hawkbit::Attributes& properties,
-                     const InstallerContext& context);
-    void abort_agent(const std::string& id);
-    /// The requests of the latest pass, until the next one starts.
-    [[nodiscard]] const std::vector<SpawnRequest>& spawn_requests() const {
-        return spawn_requests_;
-    }
-    [[nodiscard]] const std::vector<std::string>& abort_requests() const { return abort_requests_; }
-    /// @}
-
-    /// Waits for a running pass to end and ignores its result, exceptions included. The class that
-    /// implements discover_once() must call this in its destructor.
-    void discard_pass() noexcept;
-
-private:
     [[nodiscard]] bool pass_has_ended() const;
     void apply_pass();
+    void count_taken_places();
     void start_pass_when_due();
 
-    /// Ids that were requested and not given up since, by all passes.
-    std::set<std::string> requested_agents;
-    std::vector<SpawnRequest> spawn_requests_;
+    /// Ids of the agents that there were at the start of the pass or that it has requested.
+    std::set<std::string> taken_places;
+    std::vector<SpawnRequest> pending_spawns;
     std::future<void> discovery;
-    std::vector<std::string> abort_requests_;
+    std::vector<std::string> pending_aborts;
+    std::atomic<bool> stop_requested{false};
     Clock now;
     std::chrono::steady_clock::time_point last_discover;
     std::chrono::milliseconds period;

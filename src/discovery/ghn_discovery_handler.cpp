@@ -3,11 +3,12 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
-#include <boost/algorithm/string/predicate.hpp>
 #include <boost/algorithm/string/split.hpp>
 
 #include "common/logprint.h"
+#include "discovery/ghn_adapter.h"
 #include "discovery/ghn_device_type.h"
 #include "ghn/ghn_config.h"
 #include "ghn/ghn_utility.h"
@@ -49,9 +50,10 @@ void GhnDiscoveryHandler::discover_once() {
         return;
     }
     ZLOG_INFO("action", "discover_once", "message", "starting discovery");
-    const Addresses present = present_devices(access);
-    look_for_new_devices(access, present);
-    look_for_lost_devices(access, present);
+    const Addresses present = present_modems(access);
+    forget_left_out_unless(present);
+    look_for_new_adapters(access, present);
+    look_for_lost_adapters(access, present);
 }
 
 GhnDiscoveryHandler::Access GhnDiscoveryHandler::configured_access() {
@@ -60,33 +62,45 @@ GhnDiscoveryHandler::Access GhnDiscoveryHandler::configured_access() {
 }
 
 ghn::ConfigLayerCommand GhnDiscoveryHandler::command_for(const Access& access,
-                                                         const common::MacAddress& device) {
+                                                         const common::MacAddress& modem) {
     ghn::ConfigLayerCommand command;
-    command.interface(access.interface).password(access.password).mac_address(device);
+    command.interface(access.interface).password(access.password).mac_address(modem);
     return command;
 }
 
-GhnDiscoveryHandler::Addresses GhnDiscoveryHandler::present_devices(const Access& access) {
+GhnDiscoveryHandler::Addresses GhnDiscoveryHandler::present_modems(const Access& access) const {
     return parse_list(ghn::GhnUtility::get_parameter_value(command_for(access, access.controller),
-                                                           "DIDMNG.GENERAL.MACS"));
+                                                           "DIDMNG.GENERAL.MACS", stop_request()));
 }
 
-void GhnDiscoveryHandler::look_for_new_devices(const Access& access, const Addresses& present) {
+bool GhnDiscoveryHandler::is_adapter(const ghn::ConfigLayerCommand& command) const {
+    return get_device_type(command, stop_request()) == DeviceType::end_device;
+}
+
+void GhnDiscoveryHandler::look_for_new_adapters(const Access& access, const Addresses& present) {
     for (const common::MacAddress& mac : present) {
         if (!mac.is_valid() || mac == access.controller || contains(known_devices, mac)) {
             continue;
         }
         if (!has_room()) {
-            ZLOG_WARNING_AS("discover_once", "event", "ghn_too_many_devices", "limit", most_agents);
+            warn_of_too_many();
             return;
         }
-        leave_out_if_it_fails(mac, [&] { look_at_new_device(mac, command_for(access, mac)); });
+        leave_out_if_it_fails(mac, [&] { look_at_new_modem(mac, command_for(access, mac)); });
     }
+    has_too_many = false;
 }
 
-void GhnDiscoveryHandler::look_at_new_device(const common::MacAddress& mac,
-                                             const ghn::ConfigLayerCommand& command) {
-    if (get_device_type(command) == DeviceType::end_device) {
+void GhnDiscoveryHandler::warn_of_too_many() {
+    if (!has_too_many) {
+        ZLOG_WARNING_AS("discover_once", "event", "ghn_too_many_devices", "limit", most_agents);
+    }
+    has_too_many = true;
+}
+
+void GhnDiscoveryHandler::look_at_new_modem(const common::MacAddress& mac,
+                                            const ghn::ConfigLayerCommand& command) {
+    if (is_adapter(command)) {
         ZLOG_INFO_AS("discover_once", "event", "ghn_device_found", "mac", mac);
         spawn_ghn_agent(mac, command);
         known_devices.push_back(mac);
@@ -97,25 +111,40 @@ void GhnDiscoveryHandler::look_at_new_device(const common::MacAddress& mac,
 
 // Anybody can plug in an adapter. Its answers are not logged: they may be long.
 template <class Task>
-void GhnDiscoveryHandler::leave_out_if_it_fails(const common::MacAddress& device, Task task) {
+void GhnDiscoveryHandler::leave_out_if_it_fails(const common::MacAddress& modem, Task task) {
     try {
         task();
+        left_out.erase(modem.str());
     } catch (const std::exception& error) {
-        ZLOG_WARNING_AS("discover_once", "event", "ghn_leaving_out_device", "mac", device, "what",
-                        error.what());
+        if (stop_request()) {
+            throw;
+        }
+        const auto [entry, is_new] = left_out.try_emplace(modem.str(), error.what());
+        if (is_new || entry->second != error.what()) {
+            entry->second = error.what();
+            ZLOG_WARNING_AS("discover_once", "event", "ghn_leaving_out_device", "mac", modem,
+                            "what", error.what());
+        }
     }
 }
 
-// Devices found in this very pass are classified again here.
-void GhnDiscoveryHandler::look_for_lost_devices(const Access& access, const Addresses& present) {
+// Strangers come and go: what is remembered of them must not grow for ever.
+void GhnDiscoveryHandler::forget_left_out_unless(const Addresses& present) {
+    std::map<std::string, std::string> kept;
+    for (const common::MacAddress& mac : present) {
+        kept.insert(left_out.extract(mac.str()));
+    }
+    left_out = std::move(kept);
+}
+
+// Adapters found in this very pass are classified again here.
+void GhnDiscoveryHandler::look_for_lost_adapters(const Access& access, const Addresses& present) {
     Addresses kept;
     for (const common::MacAddress& mac : known_devices) {
         // One that answers nonsense is neither classified nor lost.
         bool is_present = contains(present, mac);
         if (is_present) {
-            leave_out_if_it_fails(mac, [&] {
-                is_present = get_device_type(command_for(access, mac)) == DeviceType::end_device;
-            });
+            leave_out_if_it_fails(mac, [&] { is_present = is_adapter(command_for(access, mac)); });
         }
         if (is_present) {
             kept.push_back(mac);
@@ -130,29 +159,8 @@ void GhnDiscoveryHandler::look_for_lost_devices(const Access& access, const Addr
 
 void GhnDiscoveryHandler::spawn_ghn_agent(const common::MacAddress& mac,
                                           const ghn::ConfigLayerCommand& command) {
-    const auto value_of = [&command](const char* parameter) {
-        return ghn::GhnUtility::get_parameter_value(command, parameter);
-    };
-    // Attributes leave the gateway, and what a tool prints may repeat its own command line.
-    const auto attribute_of = [&](const char* parameter) {
-        return command.without_password(value_of(parameter));
-    };
-    hawkbit::Attributes properties;
-    properties["device_type"] = "ghn";
-    properties["product_class"] = attribute_of("SYSTEM.PRODUCTION.PRODUCT_CLASS");
-    properties["device_name"] = attribute_of("SYSTEM.PRODUCTION.DEVICE_NAME");
-    properties["hw_revision"] = attribute_of("SYSTEM.PRODUCTION.HW_REVISION");
-    properties["hw_product"] = attribute_of("SYSTEM.PRODUCTION.HW_PRODUCT");
-    properties["firmware_version"] = attribute_of("SYSTEM.GENERAL.FW_VERSION");
-    std::string id = value_of("SYSTEM.PRODUCTION.SERIAL_NUMBER");
-    if (id.empty() || boost::starts_with(id, "ERROR")) {
-        id = mac.str();
-    }
-
-    InstallerContext context;
-    context.accepted_parts = {"plc_ghn"};
-    context.mac_address = mac;
-    spawn_agent(id, properties, context);
+    const GhnAdapter adapter = ask_adapter(mac, command, stop_request());
+    spawn_agent(adapter.id, adapter.properties, adapter.context);
 }
 
 }  // namespace zephran::discovery

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -17,11 +18,11 @@ public:
     using AsyncDiscoveryHandler::AsyncDiscoveryHandler;
     GhnDiscoveryHandler(const GhnDiscoveryHandler&) = delete;
     GhnDiscoveryHandler& operator=(const GhnDiscoveryHandler&) = delete;
-    /// Waits for a running pass, including the tool that it has started.
+    /// Ends a running pass, together with the tool that it has started.
     ~GhnDiscoveryHandler() override { discard_pass(); }
 
-    /// Reads the list of devices from the gateway's modem, requests an agent for each new device,
-    /// and aborts the agents of lost ones. A device that answers nonsense is left out. If the
+    /// Reads the list of modems from the gateway's own one, requests an agent for each new adapter,
+    /// and aborts the agents of lost ones. An adapter that answers nonsense is left out. If the
     /// configuration is incomplete, it logs one warning and discovery is off until the next start.
     ///
     /// @throws what ghn::GhnUtility::get_parameter_value() throws when the list cannot be read
@@ -39,18 +40,26 @@ private:
 
     [[nodiscard]] static Access configured_access();
     [[nodiscard]] static ghn::ConfigLayerCommand command_for(const Access& access,
-                                                             const common::MacAddress& device);
-    [[nodiscard]] static Addresses present_devices(const Access& access);
+                                                             const common::MacAddress& modem);
+    [[nodiscard]] Addresses present_modems(const Access& access) const;
+    [[nodiscard]] bool is_adapter(const ghn::ConfigLayerCommand& command) const;
     template <class Task>
-    static void leave_out_if_it_fails(const common::MacAddress& device, Task task);
-    void look_for_new_devices(const Access& access, const Addresses& present);
-    void look_for_lost_devices(const Access& access, const Addresses& present);
-    void look_at_new_device(const common::MacAddress& mac, const ghn::ConfigLayerCommand& command);
+    void leave_out_if_it_fails(const common::MacAddress& modem, Task task);
+    void forget_left_out_unless(const Addresses& present);
+    void look_for_new_adapters(const Access& access, const Addresses& present);
+    void look_for_lost_adapters(const Access& access, const Addresses& present);
+    void look_at_new_modem(const common::MacAddress& mac, const ghn::ConfigLayerCommand& command);
+    void warn_of_too_many();
     void spawn_ghn_agent(const common::MacAddress& mac, const ghn::ConfigLayerCommand& command);
 
     bool enabled = true;
-    /// Devices that have been found and not lost since.
+    /// Adapters that have been found and not lost since.
     Addresses known_devices;
+    /// Why modems were left out when they were asked the last time, by address. Each reason is
+    /// logged once, not in every pass.
+    std::map<std::string, std::string> left_out;
+    /// Whether the last pass has found more adapters than may have agents.
+    bool has_too_many = false;
 };
 
 }  // namespace zephran::discovery

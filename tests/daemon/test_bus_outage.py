@@ -9,7 +9,7 @@ import socket
 import pytest
 
 from bench import DEVICE
-from hawkbit_server import Status
+from hawkbit_server import Code, Status
 from held_script import HeldScript
 from local_control import SUCCESS, CallLoop
 from processes import wake_ups
@@ -60,6 +60,33 @@ def test_daemon_whose_broker_crashed_before_its_start_ends(bench):
     daemon = bench.start()
 
     assert daemon.wait() == 1
+    assert "Failed to connect to ubus" in daemon.err
+
+
+@pytest.fixture(name="bench_with_mute_broker")
+def fixture_bench_with_mute_broker(bench):
+    """A gateway on which a mute broker has taken the place of the broker; also its listener."""
+    assert bench.gateway.outer_pid
+    bench.gateway.bus.kill()
+    with mute_broker(bench) as listener:
+        yield bench, listener
+
+
+def test_daemon_whose_broker_stalls_at_its_start_ends(bench_with_mute_broker):
+    daemon = bench_with_mute_broker[0].start()
+
+    assert daemon.wait(60) == 1
+    assert "Failed to connect to ubus" in daemon.err
+
+
+def test_daemon_whose_broker_accepts_nobody_at_its_start_ends(bench_with_mute_broker):
+    bench, listener = bench_with_mute_broker
+    listener.listen(0)
+    with bus_directory(bench) as directory, socket.socket(socket.AF_UNIX) as other:
+        other.connect(f"{directory}/ubus.sock")  # the queue is full now
+        daemon = bench.start()
+
+        assert daemon.wait(60) == 1
     assert "Failed to connect to ubus" in daemon.err
 
 
@@ -168,6 +195,30 @@ def test_daemon_can_be_stopped_while_a_new_broker_is_unresponsive(bench, daemon)
         daemon.signal(signal.SIGTERM)
 
         assert daemon.wait(60) == 0
+
+
+def test_daemon_ends_after_a_failed_report_while_a_new_broker_is_unresponsive(bench, daemon):
+    with connected_to_a_mute_broker(bench, daemon):
+        assert status_after_a_failed_report(bench, daemon) == 1
+
+
+def test_daemon_ends_after_a_failed_report_while_the_broker_is_suspended(bench, control, daemon):
+    control.bus.signal(signal.SIGSTOP)
+
+    status = status_after_a_failed_report(bench, daemon)
+    control.bus.signal(signal.SIGCONT)
+
+    assert status == 1
+
+
+def status_after_a_failed_report(bench, daemon):
+    bench.server.order("feedback", Code(500))
+    bench.assign(bench.script("one", "echo one"))
+    # The bench's own waiting fails when the daemon ends.
+    bench.server.wait_for(lambda: bench.exchanges("feedback"), 60, "the failed report")
+    status = daemon.wait(60)
+    assert "event=exception_caught action=main" in daemon.err
+    return status
 
 
 def test_daemon_finds_a_working_broker_after_an_unresponsive_one(bench, control, daemon):

@@ -16,23 +16,6 @@
 
 namespace zephran::test {
 
-/// Exposes the requests of a pass.
-class ObservedGhnDiscovery : public discovery::GhnDiscoveryHandler {
-public:
-    using GhnDiscoveryHandler::abort_requests;
-    using GhnDiscoveryHandler::GhnDiscoveryHandler;
-    using GhnDiscoveryHandler::spawn_agent;
-    using GhnDiscoveryHandler::spawn_requests;
-
-    [[nodiscard]] std::vector<std::string> requested_ids() const {
-        std::vector<std::string> ids;
-        for (const SpawnRequest& request : spawn_requests()) {
-            ids.push_back(request.id);
-        }
-        return ids;
-    }
-};
-
 /// A gateway whose modem is alone on its powerline network.
 class GhnDiscoveryTest : public testing::Test {
 protected:
@@ -53,6 +36,17 @@ protected:
         modems.answer(controller, "DIDMNG.GENERAL.MACS", list);
     }
     void run_pass() { clock.run_pass(handler); }
+    /// The ids of all agents, in their order.
+    [[nodiscard]] std::vector<std::string> agents() const {
+        std::vector<std::string> ids;
+        for (const auto& agent : manager.get_agents()) {
+            ids.push_back(agent.first);
+        }
+        return ids;
+    }
+    [[nodiscard]] bool is_aborted(const std::string& id) const {
+        return manager.get_agents().at(id)->is_aborted();
+    }
 
     /// The log lines of all passes, reduced to their fields.
     [[nodiscard]] std::vector<std::string> lines() const {
@@ -74,7 +68,7 @@ protected:
     SimulatedModems modems;
     UnreachableServerManager manager;
     PassClock clock;
-    ObservedGhnDiscovery handler{PassClock::period, clock.reader()};
+    discovery::GhnDiscoveryHandler handler{PassClock::period, clock.reader()};
 };
 
 }  // namespace zephran::test

@@ -37,8 +37,8 @@ public:
                      const std::string& text) const {
         answers.write(mac + "/" + parameter, text);
     }
-    /// Adds an end device that says who it is.
-    void add_device(const std::string& mac, const std::string& serial_number) const {
+    /// Adds an adapter that says who it is.
+    void add_adapter(const std::string& mac, const std::string& serial_number) const {
         answer(mac, "DHCP.GENERAL.ENABLED_IPV4", "YES");
         answer(mac, "SYSTEM.PRODUCTION.PRODUCT_CLASS", "adapter");
         answer(mac, "SYSTEM.PRODUCTION.DEVICE_NAME", "Socket 2");

@@ -78,6 +78,7 @@ TEST(POpen, GracePeriodsAreTheOnesInstallersRelyOn) {
     EXPECT_EQ(limits.exit_grace, 1s);
     EXPECT_EQ(limits.poll_step, 10ms);
     EXPECT_EQ(limits.term_to_kill, 2s);
+    EXPECT_EQ(limits.stop_check, 100ms);
 }
 
 TEST(POpen, ChildThatIgnoresTheRequestIsKilled) {

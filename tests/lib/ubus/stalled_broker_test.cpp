@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cerrno>
+#include <csignal>
+#include <fstream>
 #include <future>
 #include <initializer_list>
 #include <system_error>
 #include <thread>
+#include <utility>
 
+#include <boost/exception/errinfo_errno.hpp>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -13,6 +17,7 @@
 #include "support/captured_log.h"
 #include "support/temporary_directory.h"
 #include "ubus/broker_probe.h"
+#include "ubus/exceptions.h"
 #include "ubus/ubus_object.h"
 
 namespace zephran::test {
@@ -48,9 +53,10 @@ public:
 
     void greet() const { send({0x00000000, 0x65f45aca, 0x00000004}); }
     /// Waits for a request, or for the end of the connection.
-    void receive() const {
+    /// @returns whether it is a request
+    bool receive() const {
         char request[4096];  // NOLINT
-        (void)::recv(connection, static_cast<char*>(request), sizeof request, 0);
+        return ::recv(connection, static_cast<char*>(request), sizeof request, 0) > 0;
     }
     /// Answers the request to add an object.
     void add_object() const {
@@ -76,6 +82,17 @@ private:
 
     int connection;
 };
+
+/// Waits until a thread of this process sleeps.
+void wait_until_asleep(pid_t thread) {
+    char state = 'R';
+    while (state != 'S') {
+        std::ifstream file{"/proc/self/task/" + std::to_string(thread) + "/stat"};
+        std::string before_the_state;
+        std::getline(file, before_the_state, ')');
+        file >> state;
+    }
+}
 
 /// Acts as a broker up to one call and then stops reading.
 class StallingBroker {
@@ -108,7 +125,7 @@ class StalledReconnection : public ::testing::Test {
 protected:
     static constexpr std::chrono::milliseconds soon{10};
 
-    StalledReconnection() {
+    explicit StalledReconnection(std::chrono::milliseconds grace_period = soon) {
         const int listener = listen_at(path, 1);
         std::thread first_broker{[&] {
             const Client client{listener};
@@ -117,7 +134,7 @@ protected:
             client.add_object();
         }};
         ubus::UbusContext::Environment environment{path, soon, soon};
-        environment.stop_grace_period = soon;
+        environment.stop_grace_period = grace_period;
         object = std::make_unique<ubus::UbusObject>("demo", std::list<ubus::UbusObject::Method>{},
                                                     environment);
         first_broker.join();
@@ -213,6 +230,110 @@ TEST_F(StalledReconnection, ThatFailsAgainAndAgainIsLoggedOnce) {
         EXPECT_EQ(logged.find(line, at + 1), std::string::npos) << logged;
     }
     EXPECT_EQ(logged.find("connection restored"), std::string::npos) << logged;
+}
+
+/// One whose receiver gets all the time that it needs to stop.
+class PatientlyStoppedReconnection : public StalledReconnection {
+protected:
+    PatientlyStoppedReconnection() : StalledReconnection{std::chrono::minutes{1}} {}
+};
+
+TEST_F(PatientlyStoppedReconnection, KeepsAConnectionThatWasMadeDuringTheStop) {
+    ubus::UbusContext& context = object->get_context();
+    second_listener = listen_at(path, 1);
+    context.start_receiver();
+    {
+        const Client probe{second_listener};
+        probe.greet();
+        probe.receive();
+    }
+    const Client client{second_listener};
+    std::promise<pid_t> stopping;
+    std::thread stopper{[&] {
+        stopping.set_value(::gettid());
+        context.stop_receiver();
+    }};
+    wait_until_asleep(stopping.get_future().get());
+
+    client.greet();
+    stopper.join();
+    ::close(std::exchange(second_listener, -1));
+    context.start_receiver();
+
+    // Whoever connected anew would have hung up on this client.
+    EXPECT_TRUE(client.receive());
+    client.add_object();
+}
+
+/// A broker that stalls while an object connects to it for the first time.
+class StalledStart : public ::testing::Test {
+protected:
+    ~StalledStart() override { ::close(listener); }
+
+    void listen(int backlog) { listener = listen_at(path, backlog); }
+    void make_object() const {
+        ubus::UbusContext::Environment environment{path};
+        environment.start_patience = std::chrono::milliseconds{100};
+        const ubus::UbusObject object{"demo", {}, environment};
+    }
+    void expect_timeout() const {
+        try {
+            make_object();
+            FAIL() << "it has connected";
+        } catch (const ubus::UbusConnectException& error) {
+            const int* const number = boost::get_error_info<boost::errinfo_errno>(error);
+            ASSERT_NE(number, nullptr);
+            EXPECT_EQ(*number, ETIMEDOUT);
+        }
+    }
+
+    const TemporaryDirectory directory;
+    const std::string path = directory.path("bus");
+    int listener = -1;
+};
+
+TEST_F(StalledStart, AtTheGreetingFails) {
+    listen(1);
+
+    expect_timeout();
+}
+
+TEST_F(StalledStart, AtAFullQueueFails) {
+    listen(0);
+    const sockaddr_un address = address_of(path);
+    const ubus::BrokerProbe other{address};
+    ASSERT_TRUE(other.is_open());
+
+    expect_timeout();
+}
+
+TEST_F(StalledStart, AtTheAnswerToTheRegistrationFails) {
+    listen(1);
+    std::thread broker{[this] {
+        const Client client{listener};
+        client.greet();
+        EXPECT_TRUE(client.receive());
+        EXPECT_FALSE(client.receive());
+    }};
+
+    EXPECT_THROW(make_object(), ubus::ObjectAddException);
+    broker.join();
+}
+
+TEST_F(StalledStart, WithTheSignalOfInterruptionsBlockedFailsToo) {
+    listen(1);
+    sigset_t blocked{};
+    sigset_t before{};
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGURG);
+    pthread_sigmask(SIG_BLOCK, &blocked, &before);
+
+    expect_timeout();
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+TEST_F(StalledStart, IsNoticedWithinTenSeconds) {
+    EXPECT_EQ(ubus::UbusContext::Environment{}.start_patience, std::chrono::seconds{10});
 }
 
 TEST(BrokerProbe, NoticesAFullQueue) {

@@ -19,7 +19,7 @@ protected:
     /// One pass warns. Later ones do nothing, even with a complete configuration.
     void expect_disabled_permanently() {
         const std::string warning = "message=Invalid G.hn configuration, disabling discovery";
-        modems.add_device(first, "SN-1");
+        modems.add_adapter(first, "SN-1");
         set_domain(first);
 
         run_pass();

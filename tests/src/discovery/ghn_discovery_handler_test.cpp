@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "discovery/ghn_discovery_handler.h"
 
+#include <filesystem>
+#include <memory>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 #include <boost/exception/exception.hpp>
 #include <gmock/gmock.h>
@@ -15,7 +18,9 @@ namespace zephran::discovery {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using ::testing::Pair;
 using ::testing::SizeIs;
 
@@ -37,7 +42,7 @@ std::string left_out(const std::string& mac) {
     return "event=ghn_leaving_out_device mac=" + mac + " what=";
 }
 
-TEST_F(GhnDiscoveryHandlerTest, NetworkWithoutDevicesYieldsNoAgents) {
+TEST_F(GhnDiscoveryHandlerTest, NetworkWithoutAdaptersYieldsNoAgents) {
     run_pass();
 
     EXPECT_THAT(modems.calls(),
@@ -47,9 +52,9 @@ TEST_F(GhnDiscoveryHandlerTest, NetworkWithoutDevicesYieldsNoAgents) {
     EXPECT_THAT(lines(), ElementsAre(start));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DeviceReportsItsProperties) {
+TEST_F(GhnDiscoveryHandlerTest, AdapterReportsItsProperties) {
     set_domain(joined(controller, first));
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
 
     run_pass();
 
@@ -63,7 +68,7 @@ TEST_F(GhnDiscoveryHandlerTest, DeviceReportsItsProperties) {
 
 TEST_F(GhnDiscoveryHandlerTest, PasswordThatTheToolRepeatsIsInNoAttribute) {
     set_domain(first);
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
     modems.answer_text(first, "SYSTEM.PRODUCTION.DEVICE_NAME",
                        "SYSTEM.PRODUCTION.DEVICE_NAME=Socket 2\nconfiglayer -w hush\n");
 
@@ -73,24 +78,9 @@ TEST_F(GhnDiscoveryHandlerTest, PasswordThatTheToolRepeatsIsInNoAttribute) {
               "Socket 2\nconfiglayer -w ***");
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DeviceOnlyAcceptsPowerlineFirmware) {
+TEST_F(GhnDiscoveryHandlerTest, NewAdapterIsQueriedWithTheConfiguredAccessAndClassifiedTwice) {
     set_domain(first);
-    modems.add_device(first, "SN-1");
-
-    run_pass();
-
-    ASSERT_THAT(handler.spawn_requests(), SizeIs(1));
-    const InstallerContext& context = handler.spawn_requests().front().context;
-    EXPECT_THAT(context.accepted_parts, ElementsAre("plc_ghn"));
-    EXPECT_EQ(context.mac_address.str(), first);
-    EXPECT_EQ(context.installed_flash_type, "");
-    EXPECT_EQ(context.bootloader_mtd, "");
-    EXPECT_EQ(context.mtd_write_attempts, 0U);
-}
-
-TEST_F(GhnDiscoveryHandlerTest, NewDeviceIsQueriedWithTheConfiguredAccessAndClassifiedTwice) {
-    set_domain(first);
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
 
     run_pass();
 
@@ -105,43 +95,42 @@ TEST_F(GhnDiscoveryHandlerTest, NewDeviceIsQueriedWithTheConfiguredAccessAndClas
                     ask + "SYSTEM.PRODUCTION.SERIAL_NUMBER", ask + type_parameter));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DeviceWithoutASerialNumberIsIdentifiedByItsAddress) {
+TEST_F(GhnDiscoveryHandlerTest, AdapterWithoutASerialNumberIsIdentifiedByItsAddress) {
     set_domain("02:00:00:00:00:0A");
-    modems.add_device(first, "");
+    modems.add_adapter(first, "");
 
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre(first));
+    EXPECT_THAT(agents(), ElementsAre(first));
     EXPECT_EQ(manager.get_agents().count(first), 1U);
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DevicesAreFoundInTheOrderOfTheList) {
+TEST_F(GhnDiscoveryHandlerTest, AdaptersAreFoundInTheOrderOfTheList) {
     set_domain(joined(second, joined(controller, first)));
-    modems.add_device(first, "SN-1");
-    modems.add_device(second, "SN-2");
+    modems.add_adapter(first, "SN-1");
+    modems.add_adapter(second, "SN-2");
 
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-2", "SN-1"));
+    EXPECT_THAT(agents(), ElementsAre("SN-1", "SN-2"));
     EXPECT_THAT(lines(), ElementsAre(start, found(second), found(first)));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, KnownDeviceIsClassifiedAndNotSpawnedAgain) {
+TEST_F(GhnDiscoveryHandlerTest, KnownAdapterIsClassifiedAndNotSpawnedAgain) {
     set_domain(first);
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
     run_pass();
     const std::size_t calls_before = modems.calls().size();
 
     run_pass();
 
-    EXPECT_THAT(handler.spawn_requests(), IsEmpty());
-    EXPECT_THAT(handler.abort_requests(), IsEmpty());
+    EXPECT_FALSE(is_aborted("SN-1"));
     EXPECT_EQ(modems.calls().size(), calls_before + 2);
     EXPECT_EQ(count_calls_with(type_parameter), 3U);
     EXPECT_THAT(lines(), ElementsAre(start, found(first), start));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, OtherKindsOfDevicesAreIgnoredInEveryPass) {
+TEST_F(GhnDiscoveryHandlerTest, OtherKindsOfModemsAreIgnoredInEveryPass) {
     set_domain(first);
     modems.answer(first, type_parameter, "ERROR -36");
 
@@ -153,29 +142,29 @@ TEST_F(GhnDiscoveryHandlerTest, OtherKindsOfDevicesAreIgnoredInEveryPass) {
     EXPECT_THAT(lines(), ElementsAre(start, ignored(first), start, ignored(first)));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, UnresponsiveDeviceIsQueriedAgainInTheNextPass) {
+TEST_F(GhnDiscoveryHandlerTest, UnresponsiveModemIsQueriedAgainInTheNextPass) {
     set_domain(first);
     run_pass();
 
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-1"));
+    EXPECT_THAT(agents(), ElementsAre("SN-1"));
     EXPECT_THAT(lines(), ElementsAre(start, ignored(first), start, found(first)));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DuplicateAddressIsOneDevice) {
+TEST_F(GhnDiscoveryHandlerTest, DuplicateAddressIsOneAdapter) {
     set_domain(joined(first, joined("02:00:00:00:00:0A", first)));
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
 
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-1"));
+    EXPECT_THAT(agents(), ElementsAre("SN-1"));
     EXPECT_THAT(lines(), ElementsAre(start, found(first)));
     EXPECT_EQ(count_calls_with(type_parameter), 2U);
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DuplicateAddressOfAnIgnoredDeviceIsQueriedTwice) {
+TEST_F(GhnDiscoveryHandlerTest, DuplicateAddressOfAnIgnoredModemIsQueriedTwice) {
     set_domain(joined(first, first));
 
     run_pass();
@@ -183,29 +172,29 @@ TEST_F(GhnDiscoveryHandlerTest, DuplicateAddressOfAnIgnoredDeviceIsQueriedTwice)
     EXPECT_THAT(lines(), ElementsAre(start, ignored(first), ignored(first)));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, ZeroAddressIsNoDevice) {
+TEST_F(GhnDiscoveryHandlerTest, ZeroAddressIsNoAdapter) {
     set_domain(joined("00:00:00:00:00:00", first));
-    modems.add_device("00:00:00:00:00:00", "SN-0");
-    modems.add_device(first, "SN-1");
+    modems.add_adapter("00:00:00:00:00:00", "SN-0");
+    modems.add_adapter(first, "SN-1");
 
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-1"));
+    EXPECT_THAT(agents(), ElementsAre("SN-1"));
     EXPECT_EQ(count_calls_with("-m 00:00:00:00:00:00"), 0U);
 }
 
 TEST_F(GhnDiscoveryHandlerTest, ConsecutiveCommasAreOneSeparator) {
     set_domain(std::string{first} + ",,," + second);
-    modems.add_device(first, "SN-1");
-    modems.add_device(second, "SN-2");
+    modems.add_adapter(first, "SN-1");
+    modems.add_adapter(second, "SN-2");
 
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-1", "SN-2"));
+    EXPECT_THAT(agents(), ElementsAre("SN-1", "SN-2"));
 }
 
 TEST_F(GhnDiscoveryHandlerTest, ListWithAnEmptyItemIsEmpty) {
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
     const std::string mac = first;
     for (const std::string& list :
          {std::string{}, std::string{","}, "," + mac, mac + ",", ",," + mac + ",,", mac + ", ",
@@ -214,13 +203,13 @@ TEST_F(GhnDiscoveryHandlerTest, ListWithAnEmptyItemIsEmpty) {
 
         run_pass();
 
-        EXPECT_THAT(handler.spawn_requests(), IsEmpty()) << list;
+        EXPECT_THAT(agents(), IsEmpty()) << list;
     }
     EXPECT_EQ(count_calls_with(type_parameter), 0U);
 }
 
 TEST_F(GhnDiscoveryHandlerTest, ListWithAnythingButAddressesIsAnError) {
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
     const std::string mac = first;
     for (const std::string& list :
          {std::string{"nonsense"}, mac + ",nonsense", mac + ", " + mac, mac + ";" + mac,
@@ -233,7 +222,7 @@ TEST_F(GhnDiscoveryHandlerTest, ListWithAnythingButAddressesIsAnError) {
             EXPECT_STREQ(error.what(), "mac") << list;
             EXPECT_NE(dynamic_cast<const boost::exception*>(&error), nullptr);
         }
-        EXPECT_THAT(handler.spawn_requests(), IsEmpty()) << list;
+        EXPECT_THAT(agents(), IsEmpty()) << list;
     }
     EXPECT_THAT(manager.get_agents(), IsEmpty());
 }
@@ -244,29 +233,29 @@ TEST_F(GhnDiscoveryHandlerTest, UnresponsiveControllerIsAnError) {
     EXPECT_THROW(run_pass(), ghn::ConfigLayerFailedException);
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DeviceThatDoesNotReportItsPropertiesIsLeftOut) {
+TEST_F(GhnDiscoveryHandlerTest, AdapterThatDoesNotReportItsPropertiesIsLeftOut) {
     set_domain(joined(first, second));
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
     modems.forget(first, "SYSTEM.PRODUCTION.HW_PRODUCT");
-    modems.add_device(second, "SN-2");
+    modems.add_adapter(second, "SN-2");
 
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-2"));
+    EXPECT_THAT(agents(), ElementsAre("SN-2"));
     EXPECT_THAT(lines(),
                 ElementsAre(start, found(first), left_out(first) + "configlayer returned an error",
                             found(second)));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DeviceThatAnswersNonsenseIsLeftOutWithOneWarning) {
+TEST_F(GhnDiscoveryHandlerTest, AdapterThatAnswersNonsenseIsLeftOutWithOneWarning) {
     set_domain(joined(first, second));
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
     modems.answer_text(first, type_parameter, "nonsense");
-    modems.add_device(second, "SN-2");
+    modems.add_adapter(second, "SN-2");
 
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-2"));
+    EXPECT_THAT(agents(), ElementsAre("SN-2"));
     EXPECT_THAT(
         lines(),
         ElementsAre(start, left_out(first) + "configlayer returned data in an unknown format",
@@ -274,67 +263,97 @@ TEST_F(GhnDiscoveryHandlerTest, DeviceThatAnswersNonsenseIsLeftOutWithOneWarning
     EXPECT_THAT(logged_after(" WARNING ghn_discovery_handler.cpp:", log.text()), SizeIs(1));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DeviceThatWasLeftOutIsAskedAgainInTheNextPass) {
+TEST_F(GhnDiscoveryHandlerTest, AdapterThatWasLeftOutIsAskedAgainInTheNextPass) {
     set_domain(first);
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
     modems.answer_text(first, "SYSTEM.PRODUCTION.SERIAL_NUMBER", "nonsense");
     run_pass();
 
-    modems.add_device(first, "SN-1");
+    modems.add_adapter(first, "SN-1");
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-1"));
+    EXPECT_THAT(agents(), ElementsAre("SN-1"));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, NoMoreThan128DevicesBecomeAgents) {
-    for (unsigned number = 1; number < 128; ++number) {
-        handler.spawn_agent("SN-" + std::to_string(number), {}, {});
-    }
-    set_domain(joined(first, second));
-    modems.add_device(first, "");
-    modems.add_device(second, "SN-129");
-
-    run_pass();
-    EXPECT_THAT(handler.requested_ids(), ElementsAre(first));
-    EXPECT_EQ(count_calls_with("-m 02:00:00:00:00:0b"), 0U);
-    EXPECT_THAT(lines(), ElementsAre(start, found(first), "event=ghn_too_many_devices limit=128"));
-    EXPECT_THAT(logged_after(" WARNING ghn_discovery_handler.cpp:", log.text()), SizeIs(1));
-    set_domain(second);
-    run_pass();
-    run_pass();
-
-    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-129"));
+TEST_F(GhnDiscoveryHandlerTest, ReasonForLeavingOutIsLoggedOncePerChange) {
+    const std::string nonsense = left_out(first) + "configlayer returned data in an unknown format";
+    const std::string failed = left_out(first) + "configlayer returned an error";
+    const auto pass_lines = [&] {
+        const std::size_t before = lines().size();
+        run_pass();
+        std::vector<std::string> all = lines();
+        return std::vector<std::string>(all.begin() + static_cast<std::ptrdiff_t>(before) + 1,
+                                        all.end());
+    };
+    set_domain(first);
+    modems.add_adapter(first, "SN-1");
+    modems.answer_text(first, type_parameter, "nonsense");
+    EXPECT_THAT(pass_lines(), ElementsAre(nonsense));
+    EXPECT_THAT(pass_lines(), IsEmpty());
+    // another reason
+    modems.answer(first, type_parameter, "YES");
+    modems.forget(first, "SYSTEM.PRODUCTION.HW_PRODUCT");
+    EXPECT_THAT(pass_lines(), ElementsAre(found(first), failed));
+    EXPECT_THAT(pass_lines(), ElementsAre(found(first)));
+    // a sensible answer in between
+    modems.answer(first, type_parameter, "ERROR -36");
+    EXPECT_THAT(pass_lines(), ElementsAre(ignored(first)));
+    modems.answer(first, type_parameter, "YES");
+    EXPECT_THAT(pass_lines(), ElementsAre(found(first), failed));
+    // an absence in between
+    set_domain(controller);
+    EXPECT_THAT(pass_lines(), IsEmpty());
+    set_domain(first);
+    EXPECT_THAT(pass_lines(), ElementsAre(found(first), failed));
 }
 
 TEST_F(GhnDiscoveryHandlerTest, ErrorIsNoSerialNumber) {
     set_domain(joined(first, second));
-    modems.add_device(first, "ERROR -36");
-    modems.add_device(second, "ERROR -36");
+    modems.add_adapter(first, "ERROR -36");
+    modems.add_adapter(second, "ERROR -36");
 
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre(first, second));
+    EXPECT_THAT(agents(), ElementsAre(first, second));
 }
 
 TEST_F(GhnDiscoveryHandlerTest, SerialNumberMayContainTheWordError) {
     set_domain(first);
-    modems.add_device(first, "SN-ERROR");
+    modems.add_adapter(first, "SN-ERROR");
 
     run_pass();
 
-    EXPECT_THAT(handler.requested_ids(), ElementsAre("SN-ERROR"));
+    EXPECT_THAT(agents(), ElementsAre("SN-ERROR"));
 }
 
-TEST_F(GhnDiscoveryHandlerTest, DestructionDuringAPassWaitsForTheTool) {
+TEST_F(GhnDiscoveryHandlerTest, DestructionEndsAPassWhoseToolHangs) {
     const TemporaryDirectory signs;
-    modems.replace_tool("touch '" + signs.path("ended") + "'; exit 1");
+    set_domain(joined(first, second));
+    const std::string hang = "touch '" + signs.path("hangs") + "'; exec sleep 60";
+    for (const std::string hanging : {"DIDMNG.*", "DHCP.*", "SYSTEM.*"}) {
+        modems.replace_tool("for word; do last=$word; done\ncase $last in\n" + hanging + ") " +
+                            hang + R"( ;;
+                DIDMNG*) echo "$last=02:00:00:00:00:0a,02:00:00:00:00:0b" ;;
+                *) echo "$last=YES" ;;
+            esac)");
+        auto passing =
+            std::make_unique<GhnDiscoveryHandler>(test::PassClock::period, clock.reader());
+        passing->setup(&manager);
+        clock.start_pass(*passing);
+        while (!signs.has("hangs")) {
+            std::this_thread::yield();
+        }
+        const std::size_t calls = modems.calls().size();
 
-    {
-        GhnDiscoveryHandler passing{test::PassClock::period, clock.reader()};
-        clock.start_pass(passing);
+        const auto before = std::chrono::steady_clock::now();
+        passing.reset();
+
+        EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds{20}) << hanging;
+        EXPECT_EQ(modems.calls().size(), calls) << hanging;
+        std::filesystem::remove(signs.path("hangs"));
     }
-
-    EXPECT_TRUE(signs.has("ended"));
+    EXPECT_THAT(agents(), IsEmpty());
+    EXPECT_THAT(log.text(), Not(HasSubstr("ghn_leaving_out_device")));
 }
 
 }  // namespace

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "discovery/ghn_adapter.h"
+
+#include <boost/algorithm/string/predicate.hpp>
+
+#include "ghn/ghn_utility.h"
+
+namespace zephran::discovery {
+
+GhnAdapter ask_adapter(const common::MacAddress& mac, const ghn::ConfigLayerCommand& command,
+                       const std::atomic<bool>& stop) {
+    const auto value_of = [&](const char* parameter) {
+        return ghn::GhnUtility::get_parameter_value(command, parameter, stop);
+    };
+    // Attributes leave the gateway, and what a tool prints may repeat its own command line.
+    const auto attribute_of = [&](const char* parameter) {
+        return command.without_password(value_of(parameter));
+    };
+    GhnAdapter adapter;
+    adapter.properties["device_type"] = "ghn";
+    adapter.properties["product_class"] = attribute_of("SYSTEM.PRODUCTION.PRODUCT_CLASS");
+    adapter.properties["device_name"] = attribute_of("SYSTEM.PRODUCTION.DEVICE_NAME");
+    adapter.properties["hw_revision"] = attribute_of("SYSTEM.PRODUCTION.HW_REVISION");
+    adapter.properties["hw_product"] = attribute_of("SYSTEM.PRODUCTION.HW_PRODUCT");
+    adapter.properties["firmware_version"] = attribute_of("SYSTEM.GENERAL.FW_VERSION");
+    adapter.id = value_of("SYSTEM.PRODUCTION.SERIAL_NUMBER");
+    if (adapter.id.empty() || boost::starts_with(adapter.id, "ERROR")) {
+        adapter.id = mac.str();
+    }
+    adapter.context.accepted_parts = {"plc_ghn"};
+    adapter.context.mac_address = mac;
+    return adapter;
+}
+
+}  // namespace zephran::discovery
