@@ -157,6 +157,9 @@ private:
     void forget_offer_of_ended_deployment();
     void reset_polling_time();
     void note_poll_period();
+    [[nodiscard]] bool is_poll_owed() const {
+        return is_read_owed || is_cancel_owed || is_deployment_read_owed;
+    }
     [[nodiscard]] bool is_deployment_delay_kept(time_point current_time);
     void draw_deployment_delay(time_point current_time);
     void send_deployment_feedback(const DeploymentReport& report) const;
@@ -180,9 +183,12 @@ private:
     bool finished = false;
     bool waiting = false;
     bool starting_up = true;
-    /// The last poll has failed, or the attributes are still to be sent: even a dormant agent reads
-    /// the controller resource again.
+    /// Even a dormant agent polls again while one of these holds: the last poll has failed or the
+    /// attributes are still to be sent, a cancel action is still to be answered, a deployment is
+    /// still to be read.
     bool is_read_owed = false;
+    bool is_cancel_owed = false;
+    bool is_deployment_read_owed = false;
     bool attribute_changes_logged = false;
     std::string unknown_message_logged_for;
     time_point deployment_delay_until{};

@@ -28,6 +28,8 @@ void HawkbitAgent::retrieve_controller_status() {
     note_poll_period();
     backoff_timer.reset();
     is_read_owed = starting_up || config_data_requested;
+    is_cancel_owed = cancel_action_requested;
+    is_deployment_read_owed = deployment_action_requested && !is_deploying();
     if (!deployment_action_requested) {
         control_->set_last_poll(now());
     }
@@ -70,11 +72,13 @@ void HawkbitAgent::retrieve_cancel_action() {
 void HawkbitAgent::cancel_deployment_action() {
     ZLOG_INFO("event", "cancel_deployment_action", "fsm", fsm_identity());
     cancel_deployer();
+    is_cancel_owed = false;
 }
 
 void HawkbitAgent::retrieve_deployment_action() {
     ZLOG_INFO("event", "retrieve_deployment_action", "fsm", fsm_identity());
     control_->set_pending_deployment(client->fetch_deployment_action(controller));
+    is_deployment_read_owed = false;
     control_->set_last_poll(now());
 }
 

@@ -9,7 +9,7 @@ namespace zephran {
 bool HawkbitAgent::is_dormant() {
     // This consumes the forced poll, so that a dormant agent reads successfully exactly once.
     const bool is_forced = control_->take_forced_poll();
-    const bool status = !is_forced && !is_read_owed && settings.dormant;
+    const bool status = !is_forced && !is_poll_owed() && settings.dormant;
     ZLOG_INFO("event", "is_dormant", "status", status);
     return status;
 }
