@@ -15,10 +15,7 @@ bool HawkbitAgent::is_dormant() {
 }
 
 bool HawkbitAgent::is_backoff_delay_elapsed() {
-    const time_point current_time = now();
-    const bool was_clock_set_back = backoff_until - current_time > backoff_delay;
-    const bool status =
-        control_->is_poll_forced() || backoff_until < current_time || was_clock_set_back;
+    const bool status = control_->is_poll_forced() || backoff_end.is_past(now());
     ZLOG_INFO("event", "is_backoff_delay_elapsed", "status", status);
     return status;
 }
