@@ -89,6 +89,9 @@ class Connection(BaseHTTPRequestHandler):
         exchange.body = self._read_body(exchange.headers)
         if isinstance(fault, faults.Stall) and fault.after is None:
             fault.hold()
+            if fault.dropped:
+                self._drop(exchange, "dropped")
+                return
         if isinstance(fault, faults.Code):
             body, content_type = fault.content()
             answer = Reply(fault.status, body, content_type or None, dict(fault.headers))

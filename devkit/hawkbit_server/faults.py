@@ -121,16 +121,23 @@ class Stall:
 
     Without `after` it is held before anything is done, else once so many bytes of the answer's part are sent.
     A connection held in its handshake is closed afterwards. `reached` is set once a request is being held.
+    One that is held before anything is done can be closed instead: `drop()`.
     """
 
     after: int | None = None
     part: Part = Part.BODY
     reached: threading.Event = field(default_factory=threading.Event)
+    dropped: bool = False
     _released: threading.Event = field(default_factory=threading.Event)
 
     def release(self) -> None:
         """Lets held requests continue."""
         self._released.set()
+
+    def drop(self) -> None:
+        """Closes the connections of held requests."""
+        self.dropped = True
+        self.release()
 
     def hold(self) -> None:
         """Called by the server: returns when the fault is released."""

@@ -16,15 +16,6 @@ void require_type(const Json::Value& value, const std::string& key, Json::ValueT
     }
 }
 
-// For a subscript of anything but an object or null, jsoncpp throws its own exception, which does
-// not name the member.
-const Json::Value& require_object_member(const Json::Value& object, const std::string& key) {
-    if (!object.isNull()) {
-        require_type(object, key, Json::objectValue);
-    }
-    return object[key];
-}
-
 }  // namespace
 
 Json::Value JSONDefaultParser::operator()(const std::string& text) const {
@@ -53,7 +44,12 @@ std::string JSONDefaultWriter::operator()(const Json::Value& value) const {
 
 const Json::Value& JSONValueExtractor::operator()(const Json::Value& object,
                                                   const std::string& key) const {
-    const Json::Value& member = require_object_member(object, key);
+    if (!object.isNull()) {
+        // For a subscript of anything else jsoncpp throws its own exception, which does not name
+        // the member.
+        require_type(object, key, Json::objectValue);
+    }
+    const Json::Value& member = object[key];
     if (member.isNull()) {
         BOOST_THROW_EXCEPTION(MissingValueException{} << value_tag{key});
     }

@@ -39,7 +39,7 @@ public:
 /// The exchanges over HTTP.
 class Client : public ClientInterface {
 public:
-    explicit Client(http::TransportSettings transport_settings = {})
+    explicit Client(http::TransportSettings transport_settings)
         : settings{std::move(transport_settings)} {}
 
     [[nodiscard]] ControllerStatusMessage fetch_controller_status(

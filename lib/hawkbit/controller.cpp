@@ -23,16 +23,16 @@ void require_link_as_secure_as(const common::URI& base, const common::URI& link)
 
 /// Escapes what would end the segment or the path, or is not allowed in it (RFC 3986, 3.3).
 std::string as_path_segment(const std::string& text) {
-    static const std::string kept_in_names =
+    static const std::string allowed_but_dot =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_~!$&'()*+,;=:@";
     // These two are no names: they mean this segment and the one before it.
     const bool is_dot_segment = text == "." || text == "..";
-    const std::string kept = is_dot_segment ? kept_in_names : kept_in_names + '.';
+    const std::string allowed = is_dot_segment ? allowed_but_dot : allowed_but_dot + '.';
     constexpr const char* digits = "0123456789ABCDEF";
     constexpr unsigned low_bits = 0xF;
     std::string segment;
     for (const char character : text) {
-        if (kept.find(character) != std::string::npos) {
+        if (allowed.find(character) != std::string::npos) {
             segment += character;
             continue;
         }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include <curl/curl.h>
@@ -22,6 +23,8 @@ ZEPHRAN_RECORD(curlerrorbuffer, std::string, reported_at(330));
 ZEPHRAN_RECORD(httpcode, unsigned, reported_at(305));
 /// The address that answered.
 ZEPHRAN_RECORD(httpurl, std::string, reported_at(310));
+/// Bound of the number of values in a document that holds too many.
+ZEPHRAN_RECORD(value_count, std::size_t, reported_at(335));
 
 /// Carries curlcode_tag, curlmessage_tag.
 struct GlobalInitException : common::Exception {
@@ -38,7 +41,8 @@ struct ConfigureRequestException : common::Exception {
 struct HttpErrorCodeException : common::Exception {
     HttpErrorCodeException() : Exception{"HTTP server returned an error code"} {}
 };
-/// Any other failed transfer. Carries curlcode_tag, curlmessage_tag, curlerrorbuffer_tag.
+/// Any other failed transfer. Carries curlcode_tag, curlmessage_tag, curlerrorbuffer_tag, or
+/// httpurl_tag, value_count_tag for a document that is refused.
 struct HttpRequestException : common::Exception {
     HttpRequestException() : Exception{"HTTP request failed"} {}
 };

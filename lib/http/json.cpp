@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "http/json.h"
 
+#include <algorithm>
 #include <string>
 
 #include "common/logprint.h"
+#include "http/exceptions.h"
 #include "http/httpclient.h"
 
 namespace zephran::http {
@@ -28,10 +30,26 @@ Client make_sender(TransportSettings settings) {
     return make_client(settings);
 }
 
+/// Each value but the first follows one of these. They count within texts, too: telling those apart
+/// needs a parser, and no document of the server comes near the limit.
+std::size_t bound_of_values(const std::string& text) {
+    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char character) {
+        return character == ',' || character == '[' || character == '{';
+    }));
+}
+
+void require_few_values(const std::string& url, const std::string& text) {
+    const std::size_t count = bound_of_values(text);
+    if (count > JSONGETRequester::max_values) {
+        BOOST_THROW_EXCEPTION(HttpRequestException{} << httpurl_tag{url} << value_count_tag{count});
+    }
+}
+
 Json::Value get(const TransportSettings& settings, const common::URI& uri) {
     const auto url = uri.str();
     const auto response = make_client(settings).send_get_request(url);
     ZLOG_DEBUG_AS(logged_function, "method", "GET", "url", url, "response", response);
+    require_few_values(url, response);
     return common::JSONDefaultParser{}(response);
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <utility>
 
 #include <json/json.h>
@@ -15,10 +16,15 @@ namespace zephran::http {
 /// connection is kept, and passes on the exceptions of http/exceptions.h.
 class JSONGETRequester : public common::JSONReceiver<common::URI> {
 public:
+    /// Values of the greatest document that is parsed. The parser takes a hundred bytes for a value
+    /// of two, so the size of an answer does not bound the memory of its document.
+    static constexpr std::size_t max_values = 100'000;
+
     explicit JSONGETRequester(TransportSettings transport_settings = {})
         : settings{std::move(transport_settings)} {}
 
     /// @throws common::ParserException for a body that is not JSON
+    /// @throws HttpRequestException with httpurl_tag, value_count_tag for more than max_values
     Json::Value operator()(const common::URI& uri) const override;
     /// The same with this client certificate.
     Json::Value operator()(const ClientCertificate& certificate, const common::URI& uri) const;

@@ -23,7 +23,7 @@ declare -rA build_options=(
 # How long callers on the message bus compete with the main loop. Races need longer to show.
 declare -rA soak_seconds=([tsan]=60 [asan]=5 [debug]=5)
 # Seconds from one power cut to the next. What the cuts find hardly depends on the build.
-declare -rA power_cut_step=([tsan]=9 [asan]=9 [debug]=3)
+declare -rA power_cut_step=([tsan]=15 [asan]=15 [debug]=12)
 
 describe_step() {
     case $1 in

@@ -57,8 +57,7 @@ void HawkbitAgent::tick() {
 
 void HawkbitAgent::force_poll() {
     control_->force_poll();
-    controller.set_next_poll(now());
-    note_poll_period();
+    set_next_poll(now());
 }
 
 void HawkbitAgent::abort() {
@@ -74,17 +73,20 @@ bool HawkbitAgent::is_deploying() const {
 }
 
 bool HawkbitAgent::is_poll_due() const {
-    const time_point::duration left = next_poll() - now();
-    return left <= time_point::duration::zero() || left > poll_period;
+    return poll_deadline.is_reached(now());
 }
 
 void HawkbitAgent::reset_polling_time() {
-    controller.set_next_poll(now() + default_polling_time);
-    note_poll_period();
+    set_next_poll(now() + default_polling_time);
 }
 
-void HawkbitAgent::note_poll_period() {
-    poll_period = next_poll() - now();
+void HawkbitAgent::set_next_poll(time_point time) {
+    controller.set_next_poll(time);
+    note_next_poll();
+}
+
+void HawkbitAgent::note_next_poll() {
+    poll_deadline = Deadline{next_poll(), now()};
 }
 
 long HawkbitAgent::epoch_seconds() const {

@@ -16,6 +16,7 @@
 #include "hawkbit/client.h"
 #include "installer/installer_context.h"
 #include "schedule/backoff_timer.h"
+#include "schedule/deadline.h"
 #include "schedule/update_schedule.h"
 
 namespace zephran {
@@ -156,8 +157,12 @@ private:
     void tick_deployment();
     void forget_offer_of_ended_deployment();
     void reset_polling_time();
-    void note_poll_period();
-    [[nodiscard]] bool is_deployment_delay_kept(time_point current_time);
+    void set_next_poll(time_point time);
+    void note_next_poll();
+    [[nodiscard]] bool is_poll_owed() const {
+        return is_read_owed || is_cancel_owed || is_deployment_read_owed;
+    }
+    [[nodiscard]] bool is_deployment_delay_valid(time_point current_time) const;
     void draw_deployment_delay(time_point current_time);
     void send_deployment_feedback(const DeploymentReport& report) const;
     void send_cancel_feedback(hawkbit::ActionFeedbackMessage::FinalResult result,
@@ -180,18 +185,20 @@ private:
     bool finished = false;
     bool waiting = false;
     bool starting_up = true;
-    /// The last poll has failed, or the attributes are still to be sent: even a dormant agent reads
-    /// the controller resource again.
+    /// Even a dormant agent polls again while one of these holds: the last poll has failed or the
+    /// attributes are still to be sent, a cancel action is still to be answered, a deployment is
+    /// still to be read.
     bool is_read_owed = false;
+    bool is_cancel_owed = false;
+    bool is_deployment_read_owed = false;
     bool attribute_changes_logged = false;
     std::string unknown_message_logged_for;
     time_point deployment_delay_until{};
-    bool delay_leads_into_next_window = false;
+    /// When the window opens that the delay ends in; zero for one that was open already.
+    time_point deployment_window_start{};
     common::BackoffTimer backoff_timer;
-    time_point backoff_until{};
-    std::chrono::milliseconds backoff_delay{0};
-    /// How far away the next poll was when it was set.
-    time_point::duration poll_period{0};
+    Deadline backoff_end;
+    Deadline poll_deadline;
 };
 
 }  // namespace zephran

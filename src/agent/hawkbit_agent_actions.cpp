@@ -25,9 +25,11 @@ void HawkbitAgent::retrieve_controller_status() {
     config_data_requested = status.config_data().has_value();
     deployment_action_requested = status.deployment_base().has_value();
     controller.extract_from(status, now);
-    note_poll_period();
+    note_next_poll();
     backoff_timer.reset();
     is_read_owed = starting_up || config_data_requested;
+    is_cancel_owed = cancel_action_requested;
+    is_deployment_read_owed = deployment_action_requested && !is_deploying();
     if (!deployment_action_requested) {
         control_->set_last_poll(now());
     }
@@ -36,11 +38,11 @@ void HawkbitAgent::retrieve_controller_status() {
 void HawkbitAgent::set_backoff_delay() {
     ZLOG_INFO("event", "set_backoff_delay", "fsm", fsm_identity());
     is_read_owed = true;
-    backoff_delay = backoff_timer.next();
-    backoff_until = now() + backoff_delay;
-    controller.set_next_poll(backoff_until);
-    note_poll_period();
-    ZLOG_WARNING("event", "backoff", "delay", backoff_delay);
+    const std::chrono::milliseconds delay = backoff_timer.next();
+    const time_point current_time = now();
+    backoff_end = Deadline{current_time + delay, current_time};
+    set_next_poll(current_time + delay);
+    ZLOG_WARNING("event", "backoff", "delay", delay);
 }
 
 void HawkbitAgent::send_config_data() {
@@ -70,11 +72,13 @@ void HawkbitAgent::retrieve_cancel_action() {
 void HawkbitAgent::cancel_deployment_action() {
     ZLOG_INFO("event", "cancel_deployment_action", "fsm", fsm_identity());
     cancel_deployer();
+    is_cancel_owed = false;
 }
 
 void HawkbitAgent::retrieve_deployment_action() {
     ZLOG_INFO("event", "retrieve_deployment_action", "fsm", fsm_identity());
     control_->set_pending_deployment(client->fetch_deployment_action(controller));
+    is_deployment_read_owed = false;
     control_->set_last_poll(now());
 }
 
@@ -93,7 +97,11 @@ void HawkbitAgent::pick_deployment_delay() {
         return;
     }
     const time_point current_time = now();
-    if (is_deployment_delay_kept(current_time)) {
+    if (deployment_window_start <= current_time) {
+        // From now on the delay is one of the open window, also after the clock is set back.
+        deployment_window_start = time_point{};
+    }
+    if (is_deployment_delay_valid(current_time)) {
         const auto left =
             std::chrono::duration_cast<std::chrono::minutes>(deployment_delay_until - current_time);
         ZLOG_INFO("event", "pick_deployment_delay", "action", "reusing delay", "delay_mins",
@@ -105,14 +113,11 @@ void HawkbitAgent::pick_deployment_delay() {
 
 // A delay that ends after the window it was drawn for is left over from before the clock was set
 // back.
-bool HawkbitAgent::is_deployment_delay_kept(time_point current_time) {
+bool HawkbitAgent::is_deployment_delay_valid(time_point current_time) const {
     const UpdateSchedule& schedule = *settings.schedule;
-    const time_point end_of_window = schedule.window_end(current_time);
-    delay_leads_into_next_window =
-        delay_leads_into_next_window && deployment_delay_until > end_of_window;
-    const time_point latest = delay_leads_into_next_window
-                                  ? schedule.window_end(schedule.next_window_start(current_time))
-                                  : end_of_window;
+    const bool is_for_next_window = deployment_window_start > current_time;
+    const time_point latest = schedule.window_end(
+        is_for_next_window ? schedule.next_window_start(current_time) : current_time);
     return deployment_delay_until > current_time && deployment_delay_until <= latest;
 }
 
@@ -121,8 +126,10 @@ void HawkbitAgent::draw_deployment_delay(time_point current_time) {
         static_cast<unsigned long long>(current_time.time_since_epoch().count()));
     const std::chrono::minutes delay = settings.schedule->pick_update_delay(engine, current_time);
     deployment_delay_until = current_time + delay;
-    delay_leads_into_next_window =
-        deployment_delay_until > settings.schedule->window_end(current_time);
+    const UpdateSchedule& schedule = *settings.schedule;
+    const bool is_for_next_window = deployment_delay_until > schedule.window_end(current_time);
+    deployment_window_start =
+        is_for_next_window ? schedule.next_window_start(current_time) : time_point{};
     ZLOG_INFO_AS("pick_deployment_delay", "event", "pick_deployment_delay", "delay_mins",
                  delay.count(), "until", deployment_delay_until);
 }

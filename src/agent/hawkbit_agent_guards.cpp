@@ -9,16 +9,13 @@ namespace zephran {
 bool HawkbitAgent::is_dormant() {
     // This consumes the forced poll, so that a dormant agent reads successfully exactly once.
     const bool is_forced = control_->take_forced_poll();
-    const bool status = !is_forced && !is_read_owed && settings.dormant;
+    const bool status = !is_forced && !is_poll_owed() && settings.dormant;
     ZLOG_INFO("event", "is_dormant", "status", status);
     return status;
 }
 
 bool HawkbitAgent::is_backoff_delay_elapsed() {
-    const time_point current_time = now();
-    const bool was_clock_set_back = backoff_until - current_time > backoff_delay;
-    const bool status =
-        control_->is_poll_forced() || backoff_until < current_time || was_clock_set_back;
+    const bool status = control_->is_poll_forced() || backoff_end.is_past(now());
     ZLOG_INFO("event", "is_backoff_delay_elapsed", "status", status);
     return status;
 }

@@ -64,7 +64,7 @@ DeployerSnapshot::DeployerSnapshot(const HawkbitDeployer& deployer)
       cancelled{deployer.is_cancelled()},
       failed{deployer.error().has_error},
       cancelling{deployer.is_cancelling()},
-      installing{deployer.has_installer()},
+      installing{deployer.has_installer() || deployer.has_interrupted_installation()},
       progress{deployer.chunk_index()},
       chunk{deployer.current_chunk_string()} {}
 

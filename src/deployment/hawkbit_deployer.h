@@ -83,6 +83,10 @@ public:
     void mark_rejected() { rejected = true; }
     [[nodiscard]] const ErrorRecord& error() const { return error_; }
     [[nodiscard]] bool has_installer() const { return installer != nullptr; }
+    /// True while an interrupted installation is to be taken up, which its file names hold back.
+    [[nodiscard]] bool has_interrupted_installation() const {
+        return interrupted_installer != nullptr;
+    }
     /// The report of the last installer, or the statement that the chunk was already installed.
     [[nodiscard]] const std::string& installer_output() const { return installer_output_; }
     /// Number of chunks that are done.

@@ -2,6 +2,9 @@
 """A gateway agent that starts inactive."""
 import pytest
 
+from bench import POLL_SECONDS
+from hawkbit_server import Code, Status
+
 DORMANT = ("--dormant", "true")
 
 
@@ -33,6 +36,26 @@ def test_dormant_agent_polls_once_after_the_reboot_of_an_installer(bench):
 
     assert bench.option("rebooted") == "0"
     assert put.json()["data"]["dormant"] == "1"
+    assert len(bench.server.exchanges()) == seen
+
+
+@pytest.mark.parametrize("kind", ["deploymentBase", "cancelAction"])
+def test_dormant_agent_polls_until_it_has_done_what_it_found(bench, kind):
+    # Two failures are one more than the retry makes good.
+    bench.server.order(kind, Code(503), times=2)
+    action = bench.assign(bench.script("one", "echo fine"))
+    if kind != "deploymentBase":
+        bench.server.cancel(action)
+    bench.configure("service.rebooted", "1")
+    daemon = bench.start(*DORMANT)
+
+    bench.wait_for_end(action)
+    lies_still(daemon, 1)
+    seen = len(bench.server.exchanges())
+    lies_still(daemon, POLL_SECONDS + 2)
+
+    assert action.status is (Status.FINISHED if kind == "deploymentBase" else Status.CANCELED)
+    assert not action.spoilt
     assert len(bench.server.exchanges()) == seen
 
 

@@ -1,24 +1,46 @@
 # SPDX-License-Identifier: Apache-2.0
 """A power cut at any moment of a release does not prevent its installation.
 
-The release is split into three, which together cover every part. ZEPHRAN_POWER_CUT_STEP, in seconds
-between two cuts, makes the search finer or coarser.
+Between two reports nothing changes what an interruption leads to but the tool itself, whose moments are in
+test_interruptions.py. So there are a cut right before and right after each report takes effect, and a search for
+moments that nobody has thought of: ZEPHRAN_POWER_CUT_STEP, in seconds between two cuts, makes it finer or coarser.
 """
 import os
 import time
 
 import pytest
 
-from hawkbit_server import Status
+from hawkbit_server import Part, Stall, Status
 from release import NEW, OLD, Release, let_it_poll_again
+from report_moments import CHUNK, END, NUMBERS, OUTCOMES, START, OneChunk
 
-STEP = float(os.environ.get("ZEPHRAN_POWER_CUT_STEP", "3"))
+STEP = float(os.environ.get("ZEPHRAN_POWER_CUT_STEP", "12"))
 # How long each piece takes on an idle machine. A cut after its end is harmless.
 DURATIONS = {("script", "os"): 38, ("bl", "zw"): 31, ("opkg", "plc"): 31}
-CUTS = [pytest.param(parts, 1 + number * STEP, id=f"{'+'.join(parts)}-{1 + number * STEP:g}s")
+CUTS = [pytest.param(parts, 5 + number * STEP, id=f"{'+'.join(parts)}-{5 + number * STEP:g}s")
         for parts, duration in DURATIONS.items() for number in range(int(duration / STEP))]
 FIRMWARE_STARTED = ["Installation started", f"os:firmware:{NEW}"]
 SCRIPT_STARTED = ["Installation started", "script:settings:3"]
+
+
+@pytest.mark.parametrize("part", ["script", "os", "zw", "opkg"])
+@pytest.mark.parametrize("report", [START, CHUNK, END])
+@pytest.mark.parametrize("took_effect", [False, True], ids=["before", "after"])
+def test_power_cut_at_a_report(bench, part, report, took_effect):
+    one = OneChunk(bench, part)
+    stall = Stall(0, Part.HEAD) if took_effect else Stall()
+    bench.server.order("feedback", stall, first=NUMBERS[report])
+    supervisor = one.supervise()
+    bench.wait_until(stall.reached.is_set, f"the report of the {report}")
+
+    supervisor.power_cut()
+    stall.drop()
+    bench.wait_for_end(one.action)
+    let_it_poll_again(bench)
+
+    assert one.outcome() == OUTCOMES[part, report, took_effect]
+    assert not one.action.spoilt
+    one.assert_in_order()
 
 
 @pytest.mark.parametrize("parts, second", CUTS)

@@ -107,18 +107,3 @@ def test_lost_closing_report_is_sent_again(bench):
     assert status == 1
     assert action.status is Status.FINISHED
     assert [report[0] for report in bench.reports()][-1] == "closed"
-
-
-def test_closing_report_with_a_lost_answer_does_no_harm(bench):
-    bench.server.order("feedback", Drop(processed=True), first=3)
-    action = bench.assign(bench.script("one", "echo fine"))
-    daemon = bench.start()
-
-    status = daemon.wait()
-    bench.start()
-    bench.wait_for_exchanges("base", len(bench.exchanges("base")) + 3)
-
-    assert status == 1
-    assert action.status is Status.FINISHED
-    assert not action.spoilt
-    assert len(bench.exchanges("deploymentBase")) == 1

@@ -53,6 +53,7 @@ TEST(ReportedRecords, ProgramsAreDescribed) {
 TEST(ReportedRecords, TransfersAreDescribed) {
     EXPECT_EQ(describe<http::httpcode_tag>(404U), "httpcode: 404");
     EXPECT_EQ(describe<http::httpurl_tag>("https://a/b?c"), "httpurl: https://a/b?c");
+    EXPECT_EQ(describe<http::value_count_tag>(100001U), "value_count: 100001");
     EXPECT_EQ(describe<http::curlcode_tag>(CURLE_COULDNT_CONNECT), "curlcode: 7");
     EXPECT_EQ(describe<http::curlopt_tag>(CURLOPT_PORT), "curlopt: 3");
     EXPECT_EQ(describe<http::curlmessage_tag>("no route"), "curlmessage: no route");

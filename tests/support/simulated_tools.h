@@ -61,17 +61,4 @@ private:
     std::string original_path;
 };
 
-/// What follows a text on the lines of a log that have it.
-inline std::vector<std::string> logged_after(const std::string& text, const std::string& log) {
-    std::istringstream stream{log};
-    std::vector<std::string> found;
-    for (std::string line; std::getline(stream, line);) {
-        const auto position = line.find(text);
-        if (position != std::string::npos) {
-            found.push_back(line.substr(position + text.size()));
-        }
-    }
-    return found;
-}
-
 }  // namespace zephran

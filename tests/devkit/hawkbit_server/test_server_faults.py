@@ -120,6 +120,26 @@ def test_stalled_request_goes_on_when_released(server: UpdateServer, device: Dev
     assert answers == [200]
 
 
+def poll_unanswered(device: Device) -> None:
+    with pytest.raises((http.client.HTTPException, OSError)):
+        device.get()
+
+
+def test_stalled_request_that_is_dropped_has_no_effect(server: UpdateServer, device: Device) -> None:
+    stall = Stall()
+    server.order("base", stall)
+    thread = threading.Thread(target=poll_unanswered, args=(device,))
+    thread.start()
+
+    assert stall.reached.wait(20)
+    stall.drop()
+    thread.join(20)
+
+    assert not thread.is_alive()
+    assert "gw-1" not in server.store.targets
+    assert server.exchanges("base")[0].outcome == "dropped"
+
+
 def test_stopping_ends_a_stalled_request() -> None:
     server = UpdateServer()
     server.start()

@@ -37,7 +37,7 @@ protected:
     void SetUp() override { debug_logger.enabled = false; }
     void TearDown() override { debug_logger.enabled = was_enabled; }
 
-    Client client;
+    Client client{http::TransportSettings{}};
 
 private:
     const bool was_enabled = debug_logger.enabled;

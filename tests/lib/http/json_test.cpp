@@ -137,6 +137,36 @@ TEST_F(JsonRequesters, GetOfAHugeDocumentEndsBeforeItIsParsed) {
     }
 }
 
+/// A document of so many commas and opening brackets.
+std::string array_of(std::size_t marks) {
+    std::string body = "[0";
+    for (std::size_t commas = 1; commas < marks; ++commas) {
+        body += ",0";
+    }
+    return body + "]";
+}
+
+TEST_F(JsonRequesters, GetOfADocumentWithTooManyValuesEndsBeforeItIsParsed) {
+    const std::string allowed = array_of(JSONGETRequester::max_values);
+    const std::string refused = array_of(JSONGETRequester::max_values + 1);
+    const std::string hidden = "[\"" + std::string(JSONGETRequester::max_values, '{') + "\"]";
+    const LoopbackHttpServer server{
+        {{200, allowed, {}, false}, {200, refused, {}, false}, {200, hidden, {}, false}}};
+    const common::URI uri{server.url("/")};
+
+    EXPECT_EQ(JSONGETRequester{}(uri).size(), JSONGETRequester::max_values);
+    for (int i = 0; i < 2; ++i) {
+        try {
+            JSONGETRequester{}(uri);
+            ADD_FAILURE() << "no exception";
+        } catch (const HttpRequestException& error) {
+            const auto* const count = boost::get_error_info<value_count_tag>(error);
+            ASSERT_NE(count, nullptr);
+            EXPECT_EQ(*count, JSONGETRequester::max_values + 1);
+        }
+    }
+}
+
 TEST_F(JsonRequesters, PostAndPutKeepNothingOfAHugeAnswer) {
     const std::string body(CurlImpl::max_answer_size + 1, ' ');
     const LoopbackHttpServer server{{{200, body, {}, false}, {200, body, {}, false}}};

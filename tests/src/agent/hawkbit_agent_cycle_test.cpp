@@ -10,9 +10,13 @@
 namespace zephran::test {
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+
+constexpr const char* cancel_without_deployment =
+    "cancel 7 closed success: Deployment not running. Nothing to do.";
 
 class HawkbitAgentCycle : public ::testing::Test, protected AgentBench {
 protected:
@@ -20,6 +24,13 @@ protected:
         AgentSettings settings;
         settings.dormant = true;
         return settings;
+    }
+
+    void make_introduced_dormant() {
+        make(dormant());
+        agent->force_poll();
+        run_to_rest();
+        server.exchanges.clear();
     }
 
     static DeploymentText soft_deployment() {
@@ -176,6 +187,83 @@ TEST_F(HawkbitAgentCycle, DormantAgentReadsAgainWhileTheServerLacksItsAttributes
 
     EXPECT_THAT(server.exchanges,
                 ElementsAre("status", "failure", "failure", "status", "config data"));
+}
+
+TEST_F(HawkbitAgentCycle, DormantAgentReadsAgainUntilItHasReadItsDeployment) {
+    make_introduced_dormant();
+    offer(soft_deployment());
+    switch_automatic_updates("0");
+    server.fail(Exchange::fetch_deployment, 2);
+    agent->force_poll();
+    run_cycle();
+    ASSERT_THAT(server.exchanges, ElementsAre("status", "failure", "failure"));
+
+    run_cycle();
+    EXPECT_THAT(server.exchanges,
+                ElementsAre("status", "failure", "failure", "status", "fetch deployment"));
+    run_cycle();
+
+    EXPECT_EQ(server.exchanges.size(), 5U);
+}
+
+TEST_F(HawkbitAgentCycle, DormantAgentReadsAgainUntilItHasReadItsCancelAction) {
+    make_introduced_dormant();
+    server.offer_cancel("7");
+    server.fail(Exchange::fetch_cancel, 2);
+    agent->force_poll();
+    run_cycle();
+    ASSERT_THAT(server.exchanges, ElementsAre("status", "failure", "failure"));
+
+    run_cycle();
+    EXPECT_THAT(server.exchanges, ElementsAre("status", "failure", "failure", "status",
+                                              "fetch cancel", cancel_without_deployment));
+    run_cycle();
+
+    EXPECT_EQ(server.exchanges.size(), 6U);
+}
+
+TEST_F(HawkbitAgentCycle, DormantAgentReadsAgainUntilItHasAnsweredACancelAction) {
+    make_introduced_dormant();
+    server.offer_cancel("7");
+    server.fail(Exchange::send_cancel_feedback, 2);
+    agent->force_poll();
+    run_cycle();
+    ASSERT_THAT(server.exchanges, ElementsAre("status", "fetch cancel", "failure", "failure"));
+
+    run_cycle();
+    run_cycle();
+
+    EXPECT_THAT(server.exchanges, ElementsAre("status", "fetch cancel", "failure", "failure",
+                                              "status", "fetch cancel", cancel_without_deployment));
+}
+
+TEST_F(HawkbitAgentCycle, UnreadCancelActionIsOwedAlsoAfterTheDeploymentBesideItWasRead) {
+    make_introduced_dormant();
+    offer(soft_deployment());
+    switch_automatic_updates("0");
+    server.offer_cancel("6");
+    server.fail(Exchange::fetch_cancel, 2);
+    agent->force_poll();
+    run_cycle();
+    ASSERT_THAT(server.exchanges, ElementsAre("status", "failure", "failure", "fetch deployment"));
+
+    run_cycle();
+
+    EXPECT_THAT(server.exchanges, Contains("fetch cancel"));
+}
+
+TEST_F(HawkbitAgentCycle, WithdrawnActionIsNoLongerOwed) {
+    make_introduced_dormant();
+    offer(soft_deployment());
+    server.fail(Exchange::fetch_deployment, 2);
+    agent->force_poll();
+    run_cycle();
+    server.close_deployment();
+
+    run_cycle();
+    run_cycle();
+
+    EXPECT_THAT(server.exchanges, ElementsAre("status", "failure", "failure", "status"));
 }
 
 TEST_F(HawkbitAgentCycle, FailedConfigDataIsRetriedTwoTicksLater) {

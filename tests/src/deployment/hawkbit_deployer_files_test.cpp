@@ -151,6 +151,22 @@ TEST_F(HawkbitDeployerFiles, InterruptedInstallationIsTakenUpWhenTheNameIsFree) 
     EXPECT_THAT(part.script.started, ElementsAre("a:1", "b:2"));
 }
 
+TEST_F(HawkbitDeployerFiles, InterruptedInstallationIsNotReportedAsStartedAgain) {
+    part.script.can_resume = true;
+    part.script.steps_to_install = 3;
+    make(scripted_deployment(2));
+    with_same_name.history = {"Installation started", "scripted:other:9"};
+    make_other(with_same_name).resume();
+    RunningDeployment waiting_for_name{std::move(other), hawkbit::Controller{}};
+    EXPECT_FALSE(waiting_for_name.step().has_value());
+    run_to_end();
+
+    const auto report = waiting_for_name.step();
+
+    EXPECT_THAT(part.script.taken_up, ElementsAre("other:9"));
+    EXPECT_FALSE(report.has_value());
+}
+
 TEST_F(HawkbitDeployerFiles, InterruptedInstallationIsNotTakenUpAfterACancel) {
     part.script.can_resume = true;
     make(scripted_deployment(2));
