@@ -10,6 +10,7 @@
 #include <thread>
 #include <utility>
 
+#include <boost/exception/errinfo_errno.hpp>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/wait.h>

@@ -4,6 +4,9 @@
 #include <cstddef>
 #include <iterator>
 
+#include <boost/exception/errinfo_api_function.hpp>
+#include <boost/exception/errinfo_errno.hpp>
+
 namespace zephran::common {
 
 namespace {

@@ -2,6 +2,7 @@
 #include "ghn/ghn_utility.h"
 
 #include <boost/algorithm/string/trim.hpp>
+#include <boost/exception/errinfo_errno.hpp>
 
 #include "common/popen.h"
 #include "ghn/exceptions.h"

@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include <boost/exception/diagnostic_information.hpp>
+
 #include "common/logprint.h"
 #include "ubus/blob_buffer.h"
 #include "ubus/exceptions.h"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <utility>
 
+#include <boost/exception/diagnostic_information.hpp>
+
 #include "agent/hawkbit_agent.h"
 #include "deployment/action_message.h"
 #include "deployment/deployment_history.h"

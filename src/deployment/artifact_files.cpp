@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include <boost/exception/diagnostic_information.hpp>
 #include <unistd.h>
 
 #include "common/exception.h"

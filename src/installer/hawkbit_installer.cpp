@@ -6,6 +6,8 @@
 #include <ctime>
 #include <utility>
 
+#include <boost/exception/diagnostic_information.hpp>
+
 #include "installer/file_copy.h"
 #include "platform.h"
 #include "store/device_store.h"

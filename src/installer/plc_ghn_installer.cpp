@@ -3,6 +3,8 @@
 
 #include <thread>
 
+#include <boost/exception/diagnostic_information.hpp>
+
 #include "common/popen.h"
 #include "ghn/ghn_config.h"
 #include "ghn/ghn_utility.h"

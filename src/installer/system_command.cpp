@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <csignal>
 
+#include <boost/exception/errinfo_errno.hpp>
 #include <sys/wait.h>
 
 #include "common/popen.h"

@@ -8,6 +8,7 @@
 #include <iterator>
 #include <utility>
 
+#include <boost/exception/errinfo_errno.hpp>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>

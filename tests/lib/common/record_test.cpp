@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <string>
 
+#include <boost/exception/diagnostic_information.hpp>
 #include <gtest/gtest.h>
 
 #include "common/exception.h"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "openwrt/uci_config_wrapper.h"
 
+#include <boost/exception/diagnostic_information.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
