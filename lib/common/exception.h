@@ -17,7 +17,7 @@ namespace zephran::common {
 ///
 /// Each failure has a type of its own with one fixed text. Details travel as boost::error_info
 /// records (common/record.h), and ZEPHRAN_THROW adds function, file and line.
-class Exception : public virtual boost::exception, public virtual std::exception {
+class Exception : public boost::exception, public std::exception {
 public:
     const char* what() const noexcept override { return what_; }
 
