@@ -7,7 +7,6 @@
 #include <boost/current_function.hpp>
 #include <boost/exception/exception.hpp>
 #include <boost/exception/info.hpp>
-#include <boost/throw_exception.hpp>
 
 #include "common/record.h"
 

@@ -7,13 +7,15 @@
 
 #include <openssl/md5.h>
 
+#include "common/exception.h"
+
 namespace zephran::crypto {
 
 namespace {
 
 void require_success(int result) {
     if (result != 1) {
-        BOOST_THROW_EXCEPTION(MD5Exception{});
+        ZEPHRAN_THROW(MD5Exception{});
     }
 }
 

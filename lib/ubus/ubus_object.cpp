@@ -49,7 +49,7 @@ UbusObject::UbusObject(std::string object_name, std::list<Method> object_methods
     if (result != UBUS_STATUS_OK) {
         // The records are destroyed before the context is.
         context.disconnect();
-        BOOST_THROW_EXCEPTION(ObjectAddException{} << ubus_error_tag{ubus_strerror(result)});
+        ZEPHRAN_THROW(ObjectAddException{} << ubus_error_tag{ubus_strerror(result)});
     }
 }
 
@@ -118,11 +118,11 @@ void UbusObject::reply(ubus_request_data* request, const Json::Value& value) {
     buffer.add_json(value);
     const std::size_t size = bytes_around_a_reply + blob_raw_len(buffer.get_head());
     if (size > largest_message) {
-        BOOST_THROW_EXCEPTION(MessageTooLargeException{} << message_size_tag{size});
+        ZEPHRAN_THROW(MessageTooLargeException{} << message_size_tag{size});
     }
     const int result = ubus_send_reply(context.get(), request, buffer.get_head());
     if (result != UBUS_STATUS_OK) {
-        BOOST_THROW_EXCEPTION(ReplyException{} << ubus_error_tag{ubus_strerror(result)});
+        ZEPHRAN_THROW(ReplyException{} << ubus_error_tag{ubus_strerror(result)});
     }
 }
 

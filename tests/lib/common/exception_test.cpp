@@ -14,7 +14,7 @@ namespace {
 
 TEST(Exception, IsCaughtAsStandardExceptionWithItsFixedText) {
     try {
-        BOOST_THROW_EXCEPTION(InputFileOpenException{} << filename_tag{"/some/file"});
+        ZEPHRAN_THROW(InputFileOpenException{} << filename_tag{"/some/file"});
     } catch (const std::exception& e) {
         EXPECT_STREQ(e.what(), "Failed to open file for reading");
         ASSERT_NE(boost::get_error_info<filename_tag>(e), nullptr);
@@ -24,7 +24,7 @@ TEST(Exception, IsCaughtAsStandardExceptionWithItsFixedText) {
 
 TEST(Exception, CarriesThePlaceThatThrewIt) {
     try {
-        BOOST_THROW_EXCEPTION(NotImplementedException{});
+        ZEPHRAN_THROW(NotImplementedException{});
     } catch (const boost::exception& e) {
         ASSERT_NE(boost::get_error_info<boost::throw_file>(e), nullptr);
         EXPECT_STREQ(*boost::get_error_info<boost::throw_file>(e), __FILE__);

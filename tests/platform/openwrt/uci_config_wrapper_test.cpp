@@ -39,7 +39,7 @@ TEST_F(UciConfigWrapperTest, MissingOptionIsANeutralExceptionWithTheTextsOfUci) 
     } catch (const OptionNotFoundException& error) {
         EXPECT_STREQ(error.what(), "UCI package was not found");
         const std::string text = boost::diagnostic_information(error);
-        EXPECT_THAT(text, HasSubstr("boost::wrapexcept<zephran::PackageNotFoundException>"));
+        EXPECT_THAT(text, HasSubstr("Dynamic exception type: zephran::PackageNotFoundException\n"));
         EXPECT_THAT(text, HasSubstr("[zephran::record::config_key_tag*] = zephran.service.absent"));
     }
 }
