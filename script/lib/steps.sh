@@ -11,7 +11,7 @@ readonly skipped_status=77
 # Steps that mostly wait. They run in the background, one after another, while the other steps compile. What compiles is
 # run with less priority, so that the tests in the background are not late.
 readonly background_steps=(daemon-tsan daemon-asan daemon-debug packaging acceptance acceptance-hawkbit)
-readonly foreground_steps=(unit-debug unit-asan unit-tsan clang lint)
+readonly foreground_steps=(unit-debug unit-asan unit-tsan clang size lint)
 # shellcheck disable=SC2034  # read by script/verify
 readonly all_steps=(bootstrap "${background_steps[@]}" "${foreground_steps[@]}")
 
@@ -34,6 +34,7 @@ describe_step() {
         acceptance-hawkbit) echo "acceptance scenarios against a real hawkBit; skipped without its jar" ;;
         unit-*) echo "unit tests with the preset ${1#unit-}" ;;
         clang) echo "the daemon compiled by clang++ without warnings" ;;
+        size) echo "the size of a release within its budget" ;;
         lint) echo "formatting, static analysis, scripts and includes" ;;
     esac
 }
@@ -67,6 +68,7 @@ run_step() {
         unit-*) nice script/test --preset "$preset" --no-build --only unit ;;
         # The static analysis gives clang's warnings for the tests.
         clang) nice script/build clang --target zephran -DCMAKE_COMPILE_WARNING_AS_ERROR=ON ;;
+        size) nice script/size ;;
         lint) nice script/lint ;;
         *) die "no step named $1" ;;
     esac
