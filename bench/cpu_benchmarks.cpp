@@ -5,9 +5,8 @@
 #include <chrono>
 #include <stdexcept>
 
-#include <boost/throw_exception.hpp>
-
 #include "agent/hawkbit_agent.h"
+#include "common/exception.h"
 #include "common/logprint.h"
 
 namespace zephran::bench {
@@ -50,7 +49,7 @@ double idle_tick(std::uint64_t ticks) {
         agent.tick();
     }
     if (!agent.is_finished()) {
-        BOOST_THROW_EXCEPTION(std::logic_error{"the dormant agent does not rest"});
+        ZEPHRAN_THROW(std::logic_error{"the dormant agent does not rest"});
     }
     return nanoseconds_of_each(ticks, [&agent](std::uint64_t /*turn*/) { agent.tick(); });
 }

@@ -6,8 +6,6 @@
 #include <iomanip>
 #include <sstream>
 
-#include <boost/throw_exception.hpp>
-
 #include "common/exception.h"
 #include "crypto/md5.h"
 #include "http/httpclient.h"
@@ -25,7 +23,7 @@ long most_memory_held() {
             return kilobytes;
         }
     }
-    BOOST_THROW_EXCEPTION(common::FileReadException{} << common::filename_tag{"/proc/self/status"});
+    ZEPHRAN_THROW(common::FileReadException{} << common::filename_tag{"/proc/self/status"});
 }
 
 }  // namespace
@@ -39,7 +37,7 @@ long download(const std::string& url, const std::string& file, const std::string
 std::string md5_of(const std::string& file) {
     std::ifstream stream{file, std::ios::binary};
     if (!stream) {
-        BOOST_THROW_EXCEPTION(common::InputFileOpenException{} << common::filename_tag{file});
+        ZEPHRAN_THROW(common::InputFileOpenException{} << common::filename_tag{file});
     }
     crypto::MD5 md5;
     md5.update(stream);

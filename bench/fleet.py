@@ -16,6 +16,8 @@ import sys
 import time
 from dataclasses import dataclass
 
+from gateway_processes import cpu_clock, daemon_of
+
 PROJECT = pathlib.Path(__file__).resolve().parents[1]
 sys.path[:0] = map(str, (PROJECT / "tests/acceptance", PROJECT / "tests/daemon"))
 
@@ -114,7 +116,7 @@ class _Fleet:
 
     def _watch(self, window):
         time.sleep(max(0, self.begin - time.monotonic()))
-        clocks = [_clock(each) for each in self.gateways]
+        clocks = [cpu_clock(daemon_of(each)) for each in self.gateways]
         logged = len(self.log.read_text())
         before, began = [time.clock_gettime(each) for each in clocks], time.monotonic()
         time.sleep(window)
@@ -156,23 +158,6 @@ def _make_bench(directory, access):
 def _children():
     used = resource.getrusage(resource.RUSAGE_CHILDREN)
     return used.ru_utime + used.ru_stime
-
-
-def _clock(bench):
-    """The CPU clock of a gateway's daemon; it covers all threads, including those that have ended."""
-    daemon = bench.gateway.daemons[-1]
-    for pid in _descendants(bench.gateway.outer_pid):
-        status = pathlib.Path(f"/proc/{pid}/status").read_text()
-        if int(re.search(r"^NSpid:.*?(\d+)$", status, re.M)[1]) == daemon.pid:
-            return (~pid) << 3 | 2
-    raise Wrong(f"there is no process for {daemon.pid} in the gateway")
-
-
-def _descendants(pid):
-    for task in pathlib.Path(f"/proc/{pid}/task").iterdir():
-        for child in map(int, (task / "children").read_text().split()):
-            yield child
-            yield from _descendants(child)
 
 
 def rows(result, count):

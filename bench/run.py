@@ -16,6 +16,7 @@ import tempfile
 import time
 
 import fleet
+import rest
 from file_server import FileServer
 from pki import Pki
 
@@ -137,6 +138,14 @@ def measure_loop(program):
     print_ratio("longest step during discovery", longest, PASS_SECONDS, "the pass")
 
 
+def measure_rest(build, directory, window):
+    try:
+        for line in rest.rows(*rest.measure(build, Pki(directory / "pki"), directory / "rest", window), window):
+            print(line, flush=True)
+    except (rest.Wrong, AssertionError) as error:
+        raise Wrong(str(error)) from error
+
+
 def measure_fleet(build, directory, window):
     try:
         result = fleet.measure(build, directory, FLEET, window)
@@ -171,6 +180,9 @@ def measure_parts(program, directory):
 def main():
     parser = argparse.ArgumentParser(prog="script/bench", description=__doc__)
     parser.add_argument("program", type=pathlib.Path, help="the zephran_bench of the build")
+    parser.add_argument("--rest-only", action="store_true", help="measures nothing but start and rest")
+    parser.add_argument("--rest-window", type=int, default=rest.POLLING, metavar="SECONDS",
+                        help="how long the rest is watched; one poll is due in that time")
     parser.add_argument("--fleet-only", action="store_true", help="measures nothing but the fleet")
     parser.add_argument("--fleet-window", type=int, default=FLEET_WINDOW, metavar="SECONDS",
                         help="how long the fleet is watched")
@@ -178,9 +190,13 @@ def main():
     try:
         with tempfile.TemporaryDirectory(prefix="zephran-bench-", dir=roomy_directory()) as name:
             directory = pathlib.Path(name)
-            if not chosen.fleet_only:
+            build = chosen.program.resolve().parents[1]
+            if not chosen.fleet_only and not chosen.rest_only:
                 measure_parts(chosen.program, directory)
-            measure_fleet(chosen.program.resolve().parents[1], directory / "fleet", chosen.fleet_window)
+            if not chosen.fleet_only:
+                measure_rest(build, directory, chosen.rest_window)
+            if not chosen.rest_only:
+                measure_fleet(build, directory / "fleet", chosen.fleet_window)
     except (Wrong, OSError) as error:
         print(f"Error: {error}", file=sys.stderr)
         return 1

@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <memory>
 
+#include <boost/exception/diagnostic_information.hpp>
+
 #include "agent_manager.h"
 #include "command_line_options.h"
 #include "common/logprint.h"

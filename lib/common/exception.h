@@ -4,7 +4,9 @@
 #include <exception>
 #include <string>
 
-#include <boost/exception/all.hpp>
+#include <boost/current_function.hpp>
+#include <boost/exception/exception.hpp>
+#include <boost/exception/info.hpp>
 
 #include "common/record.h"
 
@@ -13,8 +15,8 @@ namespace zephran::common {
 /// Base of every exception that the daemon throws itself.
 ///
 /// Each failure has a type of its own with one fixed text. Details travel as boost::error_info
-/// records (common/record.h), and BOOST_THROW_EXCEPTION adds function, file and line.
-class Exception : public virtual boost::exception, public virtual std::exception {
+/// records (common/record.h), and ZEPHRAN_THROW adds function, file and line.
+class Exception : public boost::exception, public std::exception {
 public:
     const char* what() const noexcept override { return what_; }
 
@@ -25,6 +27,21 @@ protected:
 private:
     const char* what_;
 };
+
+/// Adds the place that throws a failure.
+///
+/// @param function, file literals; only the pointers are kept.
+void attach_place(const boost::exception& failure, const char* function, const char* file,
+                  int line);
+
+template <class Failure>
+[[noreturn]] void throw_from_place(const Failure& failure, const char* function, const char* file,
+                                   int line) {
+    // Standard exceptions become exceptions of Boost as well; our own stay as they are.
+    const auto with_place = boost::enable_error_info(failure);
+    attach_place(with_place, function, file, line);
+    throw with_place;
+}
 
 /// Path of the file that an operation failed on.
 ZEPHRAN_RECORD(filename, std::string, reported_at(105));
@@ -50,3 +67,12 @@ struct NotImplementedException : Exception {
 };
 
 }  // namespace zephran::common
+
+/// Throws an exception that carries function, file and line:
+///
+///     ZEPHRAN_THROW(InputFileOpenException{} << filename_tag{path});
+///
+/// BOOST_THROW_EXCEPTION throws a class of its own for each type, which can be cloned into a
+/// boost::exception_ptr. Nothing here needs that, and the classes would be a fifth of the daemon.
+#define ZEPHRAN_THROW(FAILURE) \
+    ::zephran::common::throw_from_place(FAILURE, BOOST_CURRENT_FUNCTION, __FILE__, __LINE__)

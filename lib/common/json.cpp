@@ -4,15 +4,16 @@
 #include <memory>
 #include <sstream>
 
+#include "common/exception.h"
+
 namespace zephran::common {
 
 namespace {
 
 void require_type(const Json::Value& value, const std::string& key, Json::ValueType type) {
     if (value.type() != type) {
-        BOOST_THROW_EXCEPTION(UnexpectedTypeException{} << value_tag{key}
-                                                        << found_type_tag{value.type()}
-                                                        << expected_type_tag{type});
+        ZEPHRAN_THROW(UnexpectedTypeException{} << value_tag{key} << found_type_tag{value.type()}
+                                                << expected_type_tag{type});
     }
 }
 
@@ -30,7 +31,7 @@ Json::Value JSONDefaultParser::operator()(const std::string& text) const {
         errors += e.what();
     }
     if (!parsed) {
-        BOOST_THROW_EXCEPTION(ParserException{} << parser_error_tag{errors});
+        ZEPHRAN_THROW(ParserException{} << parser_error_tag{errors});
     }
     return value;
 }
@@ -51,7 +52,7 @@ const Json::Value& JSONValueExtractor::operator()(const Json::Value& object,
     }
     const Json::Value& member = object[key];
     if (member.isNull()) {
-        BOOST_THROW_EXCEPTION(MissingValueException{} << value_tag{key});
+        ZEPHRAN_THROW(MissingValueException{} << value_tag{key});
     }
     return member;
 }

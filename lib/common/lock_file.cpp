@@ -50,11 +50,11 @@ bool LockFile::try_to_lock() {
     const FileDescriptor opened = open_or_create(path);
     FileDescriptor usable = above_standard_streams(opened);
     if (!usable.is_open() || !is_private(usable)) {
-        BOOST_THROW_EXCEPTION(OutputFileOpenException{} << filename_tag{path});
+        ZEPHRAN_THROW(OutputFileOpenException{} << filename_tag{path});
     }
     if (change_lock(usable, LOCK_EX | LOCK_NB) == -1) {
         if (errno != EWOULDBLOCK) {
-            BOOST_THROW_EXCEPTION(OutputFileOpenException{} << filename_tag{path});
+            ZEPHRAN_THROW(OutputFileOpenException{} << filename_tag{path});
         }
         return false;
     }

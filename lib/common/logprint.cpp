@@ -85,6 +85,21 @@ void render_log_value(std::ostream& stream, const std::chrono::system_clock::tim
     }
 }
 
+std::unique_ptr<LogPrintableContainerBase> LogPrintableText::clone() const {
+    return std::make_unique<LogPrintableText>(*this);
+}
+
+void LogPrintableText::print(std::ostream& stream) const {
+    stream << text;
+}
+
+LogPrintableValue hold_log_value(const char* text) {
+    return std::make_unique<LogPrintableText>(text);
+}
+
+LogPrintable::LogPrintable(std::string field_key, LogPrintableValue field_value)
+    : key{std::move(field_key)}, value{std::move(field_value)} {}
+
 void LogPrintable::print(std::ostream& stream) const {
     std::ostringstream text;
     value->print(text);
@@ -108,6 +123,10 @@ void LogPrint::print(const char* level, const char* file, int line, const char* 
 
     const std::lock_guard<std::mutex> lock{m_mutex};
     *stream << text.str();
+}
+
+void log_detail::append_field(Fields& fields, const char* key, LogPrintableValue value) {
+    fields.emplace_back(key, std::move(value));
 }
 
 void set_log_level(const std::string& level) {

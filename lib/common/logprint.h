@@ -7,6 +7,8 @@
 #include <mutex>
 #include <ostream>
 #include <string>
+#include <type_traits>
+#include <utility>
 
 namespace zephran {
 
@@ -50,13 +52,33 @@ private:
     const T* value;
 };
 
+/// The same for text that ends with a null character. Literals of all lengths share this class.
+class LogPrintableText : public LogPrintableContainerBase {
+public:
+    explicit LogPrintableText(const char* referenced) : text{referenced} {}
+
+    [[nodiscard]] std::unique_ptr<LogPrintableContainerBase> clone() const override;
+    void print(std::ostream& stream) const override;
+
+private:
+    const char* text;
+};
+
+using LogPrintableValue = std::unique_ptr<LogPrintableContainerBase>;
+
+template <class T>
+LogPrintableValue hold_log_value(const T& value) {
+    return std::make_unique<LogPrintableContainer<T>>(value);
+}
+LogPrintableValue hold_log_value(const char* text);
+
 /// One "key=value" field of a log line.
 class LogPrintable {
 public:
+    LogPrintable(std::string field_key, LogPrintableValue field_value);
     template <class T>
     LogPrintable(std::string field_key, const T& field_value)
-        : key{std::move(field_key)},
-          value{std::make_unique<LogPrintableContainer<T>>(field_value)} {}
+        : LogPrintable{std::move(field_key), hold_log_value(field_value)} {}
     LogPrintable(const LogPrintable& other) : key{other.key}, value{other.value->clone()} {}
     LogPrintable(LogPrintable&&) noexcept = default;
     LogPrintable& operator=(LogPrintable other) noexcept {
@@ -72,7 +94,7 @@ public:
 
 private:
     std::string key;
-    std::unique_ptr<LogPrintableContainerBase> value;
+    LogPrintableValue value;
 };
 
 /// A logger of one severity. All loggers share one mutex, so that whole lines never mix, whichever
@@ -109,20 +131,37 @@ void set_log_level(const std::string& level);
 
 namespace log_detail {
 
-inline void append_fields(std::list<LogPrintable>& /*fields*/) {}
+using Fields = std::list<LogPrintable>;
 
-template <class Value, class... Rest>
-void append_fields(std::list<LogPrintable>& fields, const char* key, const Value& value,
-                   const Rest&... rest) {
-    fields.emplace_back(key, value);
-    append_fields(fields, rest...);
+/// How a logging statement hands an argument on. Statements whose arguments differ only in the
+/// lengths of their literals share their functions, of which a program has hundreds otherwise.
+template <class T>
+using HandedOn =
+    std::conditional_t<std::is_convertible_v<const T&, const char*>, const char*, const T&>;
+
+void append_field(Fields& fields, const char* key, LogPrintableValue value);
+
+template <class...>
+void append_fields(Fields& /*fields*/) {}
+
+template <class Key, class Value, class... Rest>
+void append_fields(Fields& fields, Key key, Value value, Rest... rest) {
+    append_field(fields, key, hold_log_value(value));
+    append_fields<Rest...>(fields, rest...);
+}
+
+template <class... Arguments>
+void print_line(LogPrint& logger, const char* level, const char* file, int line,
+                const char* function, Arguments... keys_and_values) {
+    Fields list;
+    append_fields<Arguments...>(list, keys_and_values...);
+    logger.print(level, file, line, function, std::move(list));
 }
 
 template <class... KeysAndValues>
-std::list<LogPrintable> fields(const KeysAndValues&... keys_and_values) {
-    std::list<LogPrintable> list;
-    append_fields(list, keys_and_values...);
-    return list;
+void print(LogPrint& logger, const char* level, const char* file, int line, const char* function,
+           const KeysAndValues&... keys_and_values) {
+    print_line<HandedOn<KeysAndValues>...>(logger, level, file, line, function, keys_and_values...);
 }
 
 }  // namespace log_detail
@@ -130,12 +169,12 @@ std::list<LogPrintable> fields(const KeysAndValues&... keys_and_values) {
 
 /// ZLOG_INFO("event", "retrying", "retries", retries) logs alternating keys and values. The
 /// arguments are not evaluated when the logger is off.
-#define ZEPHRAN_LOG(logger, level, function, ...)                       \
-    do {                                                                \
-        if ((logger).enabled) {                                         \
-            (logger).print(level, __FILE__, __LINE__, function,         \
-                           ::zephran::log_detail::fields(__VA_ARGS__)); \
-        }                                                               \
+#define ZEPHRAN_LOG(logger, level, function, ...)                                     \
+    do {                                                                              \
+        if ((logger).enabled) {                                                       \
+            ::zephran::log_detail::print(logger, level, __FILE__, __LINE__, function, \
+                                         __VA_ARGS__);                                \
+        }                                                                             \
     } while (false)
 
 #define ZLOG_DEBUG(...) ZEPHRAN_LOG(::zephran::debug_logger, "DEBUG", __func__, __VA_ARGS__)

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include <boost/throw_exception.hpp>
+#include "common/exception.h"
 
 namespace zephran::common {
 
@@ -18,7 +18,7 @@ unsigned char parse_group(const std::string& text, std::size_t begin) {
     const int low = hex_char_to_int(text[begin + 1]);
     const bool separated = begin + 2 == text_length || text[begin + 2] == ':';
     if (high < 0 || low < 0 || !separated) {
-        BOOST_THROW_EXCEPTION(std::invalid_argument{"mac"});
+        ZEPHRAN_THROW(std::invalid_argument{"mac"});
     }
     return static_cast<unsigned char>(high * 16 + low);
 }
@@ -27,14 +27,14 @@ unsigned char parse_group(const std::string& text, std::size_t begin) {
 
 MacAddress::MacAddress(const std::initializer_list<unsigned char>& initial) {
     if (initial.size() > bytes_.size()) {
-        BOOST_THROW_EXCEPTION(std::invalid_argument{"bytes"});
+        ZEPHRAN_THROW(std::invalid_argument{"bytes"});
     }
     std::copy(initial.begin(), initial.end(), bytes_.begin());
 }
 
 MacAddress MacAddress::parse(const std::string& text) {
     if (text.size() != text_length) {
-        BOOST_THROW_EXCEPTION(std::invalid_argument{"mac"});
+        ZEPHRAN_THROW(std::invalid_argument{"mac"});
     }
     MacAddress parsed;
     for (std::size_t i = 0; i < parsed.bytes_.size(); ++i) {

@@ -17,7 +17,7 @@ FileDescriptor create_anew(const std::string& path) {
     FileDescriptor file{::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                                S_IRUSR | S_IWUSR)};
     if (!file.is_open()) {
-        BOOST_THROW_EXCEPTION(OutputFileOpenException{} << filename_tag{path});
+        ZEPHRAN_THROW(OutputFileOpenException{} << filename_tag{path});
     }
     return file;
 }

@@ -10,6 +10,7 @@
 #include <thread>
 #include <utility>
 
+#include <boost/exception/errinfo_errno.hpp>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/wait.h>
@@ -75,8 +76,8 @@ POpen::~POpen() {
 
 void POpen::popen_for_reading(int inherited) {
     const auto fail = [this](int error) {
-        BOOST_THROW_EXCEPTION(POpenFailedException{} << popen_command_tag{command}
-                                                     << boost::errinfo_errno{error});
+        ZEPHRAN_THROW(POpenFailedException{} << popen_command_tag{command}
+                                             << boost::errinfo_errno{error});
     };
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) == -1) {
@@ -279,7 +280,7 @@ int POpen::decode(const boost::optional<int>& status, const std::string& output)
     if (status && WIFSIGNALED(*status)) {
         failure << program_signal_tag{WTERMSIG(*status)};
     }
-    BOOST_THROW_EXCEPTION(failure);
+    ZEPHRAN_THROW(failure);
 }
 
 }  // namespace zephran::common

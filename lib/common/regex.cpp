@@ -4,6 +4,9 @@
 #include <cstddef>
 #include <iterator>
 
+#include <boost/exception/errinfo_api_function.hpp>
+#include <boost/exception/errinfo_errno.hpp>
+
 namespace zephran::common {
 
 namespace {
@@ -29,8 +32,8 @@ void Regex::compile(const std::string& pattern, int cflags) {
     auto fresh = std::make_unique<regex_t>();
     const int result = regcomp(fresh.get(), pattern.c_str(), cflags);
     if (result != 0) {
-        BOOST_THROW_EXCEPTION(CompilationFailedException{} << boost::errinfo_api_function{"regcomp"}
-                                                           << boost::errinfo_errno{result});
+        ZEPHRAN_THROW(CompilationFailedException{} << boost::errinfo_api_function{"regcomp"}
+                                                   << boost::errinfo_errno{result});
     }
     expression.reset(fresh.release());
     matched = false;

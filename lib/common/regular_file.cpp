@@ -28,10 +28,10 @@ bool is_regular(const FileDescriptor& file) {
 RegularFile::RegularFile(const std::string& file_path)
     : path{file_path}, file{open_at_once(file_path)} {
     if (!file.is_open()) {
-        BOOST_THROW_EXCEPTION(InputFileOpenException{} << filename_tag{path});
+        ZEPHRAN_THROW(InputFileOpenException{} << filename_tag{path});
     }
     if (!is_regular(file)) {
-        BOOST_THROW_EXCEPTION(FileReadException{} << filename_tag{path});
+        ZEPHRAN_THROW(FileReadException{} << filename_tag{path});
     }
 }
 
@@ -52,7 +52,7 @@ const std::vector<std::uint8_t>& RegularFile::read() {
         count = ::read(file.get(), bytes.data(), bytes.size());
     } while (count == -1 && errno == EINTR);
     if (count == -1) {
-        BOOST_THROW_EXCEPTION(FileReadException{} << filename_tag{path});
+        ZEPHRAN_THROW(FileReadException{} << filename_tag{path});
     }
     bytes.resize(static_cast<std::size_t>(count));
     return bytes;

@@ -19,7 +19,7 @@ std::vector<std::string> split(const std::string& text) {
     auto results = regex.get_results();
     // The match is shorter than the text when that holds a NUL: its end would be lost silently.
     if (results.size() < result_count || results.front().size() != text.size()) {
-        BOOST_THROW_EXCEPTION(InvalidURIFormatException{} << uri_tag{text});
+        ZEPHRAN_THROW(InvalidURIFormatException{} << uri_tag{text});
     }
     return results;
 }

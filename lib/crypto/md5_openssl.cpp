@@ -5,6 +5,7 @@
 
 #include <openssl/md5.h>
 
+#include "common/exception.h"
 #include "crypto/md5.h"
 
 namespace zephran::crypto {
@@ -15,7 +16,7 @@ namespace {
 
 void require_success(int result) {
     if (result != 1) {
-        BOOST_THROW_EXCEPTION(MD5Exception{});
+        ZEPHRAN_THROW(MD5Exception{});
     }
 }
 

@@ -4,7 +4,8 @@
 #include <stdexcept>
 
 #include <boost/algorithm/string/replace.hpp>
-#include <boost/throw_exception.hpp>
+
+#include "common/exception.h"
 
 namespace zephran::ghn {
 
@@ -19,7 +20,7 @@ const char* word_for(ConfigLayerOperation operation) {
         case ConfigLayerOperation::discover:
             return "DISCOVER";
     }
-    BOOST_THROW_EXCEPTION(std::invalid_argument{"op"});
+    ZEPHRAN_THROW(std::invalid_argument{"op"});
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include "ghn/ghn_utility.h"
 
 #include <boost/algorithm/string/trim.hpp>
+#include <boost/exception/errinfo_errno.hpp>
 
 #include "ghn/exceptions.h"
 
@@ -19,7 +20,7 @@ int run(const ConfigLayerCommand& command, std::string& output, const std::atomi
         if (const int* const reason = boost::get_error_info<boost::errinfo_errno>(error)) {
             failure << boost::errinfo_errno{*reason};
         }
-        BOOST_THROW_EXCEPTION(failure);
+        ZEPHRAN_THROW(failure);
     } catch (common::AbnormalTerminationException& error) {
         // Records are sent to the update server, and the command line contains the password.
         error << common::popen_command_tag{"configlayer"}
@@ -36,13 +37,13 @@ std::string GhnUtility::get_parameter_value(const ConfigLayerCommand& base, cons
     const int exit_code =
         run(base.clone().operation(ConfigLayerOperation::get).parameter(name), output, stop);
     if (exit_code != 0) {
-        BOOST_THROW_EXCEPTION(ConfigLayerFailedException{}
-                              << common::program_exit_code_tag{exit_code}
-                              << configlayer_output_tag{base.without_password(output)});
+        ZEPHRAN_THROW(ConfigLayerFailedException{}
+                      << common::program_exit_code_tag{exit_code}
+                      << configlayer_output_tag{base.without_password(output)});
     }
     if (output.find(name + "=") == std::string::npos) {
-        BOOST_THROW_EXCEPTION(ConfigLayerFormatException{}
-                              << configlayer_output_tag{base.without_password(output)});
+        ZEPHRAN_THROW(ConfigLayerFormatException{}
+                      << configlayer_output_tag{base.without_password(output)});
     }
     // The first occurrence counts, even if only a later one is followed by "=".
     return boost::trim_right_copy(output.substr(output.find(name) + name.size() + 1));

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "hawkbit/artifact_name.h"
 
-#include <boost/throw_exception.hpp>
-
 #include "hawkbit/exceptions.h"
 
 namespace zephran::hawkbit {
@@ -18,7 +16,7 @@ bool is_safe_artifact_name(const std::string& name) {
 
 void require_safe_artifact_name(const std::string& name) {
     if (!is_safe_artifact_name(name)) {
-        BOOST_THROW_EXCEPTION(UnsafeFilenameException{} << common::filename_tag{name});
+        ZEPHRAN_THROW(UnsafeFilenameException{} << common::filename_tag{name});
     }
 }
 

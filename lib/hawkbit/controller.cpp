@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "hawkbit/controller.h"
 
-#include <boost/throw_exception.hpp>
+#include "common/exception.h"
 
 namespace zephran::hawkbit {
 namespace {
@@ -11,7 +11,7 @@ constexpr const char* plain_scheme = "http";
 constexpr const char* feedback_suffix = "/feedback";
 
 [[noreturn]] void refuse(const common::URI& link) {
-    BOOST_THROW_EXCEPTION(InsecureURLException{} << url_tag{link.str()});
+    ZEPHRAN_THROW(InsecureURLException{} << url_tag{link.str()});
 }
 
 void require_link_as_secure_as(const common::URI& base, const common::URI& link) {

@@ -4,6 +4,8 @@
 #include <mutex>
 #include <new>
 
+#include "common/exception.h"
+
 namespace zephran::http {
 
 CurlGlobal::CurlGlobal() {
@@ -27,14 +29,14 @@ CurlGlobal::~CurlGlobal() {
 void CurlGlobal::init() {
     const CURLcode result = curl_global_init(CURL_GLOBAL_ALL);
     if (result != CURLE_OK) {
-        BOOST_THROW_EXCEPTION(GlobalInitException{} << curlcode_tag{result}
-                                                    << curlmessage_tag{curl_easy_strerror(result)});
+        ZEPHRAN_THROW(GlobalInitException{} << curlcode_tag{result}
+                                            << curlmessage_tag{curl_easy_strerror(result)});
     }
 }
 
 CurlHandle::CurlHandle() : handle{curl_easy_init()} {
     if (handle == nullptr) {
-        BOOST_THROW_EXCEPTION(CreateRequestException{});
+        ZEPHRAN_THROW(CreateRequestException{});
     }
 }
 
@@ -49,7 +51,7 @@ CurlStringList::~CurlStringList() {
 void CurlStringList::append(const std::string& line) {
     curl_slist* const longer = curl_slist_append(head, line.c_str());
     if (longer == nullptr) {
-        BOOST_THROW_EXCEPTION(std::bad_alloc{});
+        ZEPHRAN_THROW(std::bad_alloc{});
     }
     head = longer;
 }

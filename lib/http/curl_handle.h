@@ -3,7 +3,6 @@
 
 #include <string>
 
-#include <boost/throw_exception.hpp>
 #include <curl/curl.h>
 
 #include "http/exceptions.h"
@@ -64,8 +63,7 @@ template <class T>
 void setopt(CurlHandle& handle, CURLoption option, const T& value) {
     const CURLcode result = curl_easy_setopt(handle.get(), option, value);
     if (result != CURLE_OK) {
-        BOOST_THROW_EXCEPTION(ConfigureRequestException{} << curlcode_tag{result}
-                                                          << curlopt_tag{option});
+        ZEPHRAN_THROW(ConfigureRequestException{} << curlcode_tag{result} << curlopt_tag{option});
     }
 }
 

@@ -4,8 +4,6 @@
 #include <exception>
 #include <utility>
 
-#include <boost/throw_exception.hpp>
-
 #include "common/logprint.h"
 #include "http/exceptions.h"
 #include "http/transfer_log.h"
@@ -32,9 +30,9 @@ void reload_resolver_configuration() {
     const char* url = nullptr;
     curl_easy_getinfo(request.handle().get(), CURLINFO_RESPONSE_CODE, &status);
     curl_easy_getinfo(request.handle().get(), CURLINFO_EFFECTIVE_URL, &url);
-    BOOST_THROW_EXCEPTION(HttpErrorCodeException{} << httpcode_tag{static_cast<unsigned>(status)}
-                                                   << httpurl_tag{url == nullptr ? "" : url}
-                                                   << curlerrorbuffer_tag{error_text});
+    ZEPHRAN_THROW(HttpErrorCodeException{} << httpcode_tag{static_cast<unsigned>(status)}
+                                           << httpurl_tag{url == nullptr ? "" : url}
+                                           << curlerrorbuffer_tag{error_text});
 }
 
 }  // namespace
@@ -123,9 +121,9 @@ void CurlImpl::perform(CurlRequest& request) {
     if (result == CURLE_HTTP_RETURNED_ERROR) {
         throw_error_status(request, error_buffer.data());
     }
-    BOOST_THROW_EXCEPTION(HttpRequestException{} << curlcode_tag{result}
-                                                 << curlmessage_tag{curl_easy_strerror(result)}
-                                                 << curlerrorbuffer_tag{error_buffer.data()});
+    ZEPHRAN_THROW(HttpRequestException{} << curlcode_tag{result}
+                                         << curlmessage_tag{curl_easy_strerror(result)}
+                                         << curlerrorbuffer_tag{error_buffer.data()});
 }
 
 std::size_t CurlImpl::write_string_cb(char* data, std::size_t size, std::size_t nmemb,

@@ -41,7 +41,7 @@ std::size_t bound_of_values(const std::string& text) {
 void require_few_values(const std::string& url, const std::string& text) {
     const std::size_t count = bound_of_values(text);
     if (count > JSONGETRequester::max_values) {
-        BOOST_THROW_EXCEPTION(HttpRequestException{} << httpurl_tag{url} << value_count_tag{count});
+        ZEPHRAN_THROW(HttpRequestException{} << httpurl_tag{url} << value_count_tag{count});
     }
 }
 

@@ -3,8 +3,6 @@
 
 #include <utility>
 
-#include <boost/throw_exception.hpp>
-
 #include "common/exception.h"
 #include "http/httpclient_curl.h"
 
@@ -16,7 +14,7 @@ std::unique_ptr<ClientInterface> make_transport(ClientImplementationType type,
         case ClientImplementationType::curl:
             return std::make_unique<CurlImpl>(std::move(settings));
     }
-    BOOST_THROW_EXCEPTION(common::NotImplementedException{});
+    ZEPHRAN_THROW(common::NotImplementedException{});
 }
 
 }  // namespace zephran::http

@@ -32,7 +32,7 @@ BlobBuffer::~BlobBuffer() {
 
 void BlobBuffer::add_json(const std::string& text) {
     if (!blobmsg_add_json_from_string(&buffer, text.c_str())) {
-        BOOST_THROW_EXCEPTION(NotAnObjectException{} << json_text_tag{text});
+        ZEPHRAN_THROW(NotAnObjectException{} << json_text_tag{text});
     }
 }
 

@@ -29,7 +29,7 @@ void BrokerConnection::open() {
     const SignalDispositions kept;
     context = ubus_connect(path_or_default());
     if (context == nullptr) {
-        BOOST_THROW_EXCEPTION(UbusConnectException{} << boost::errinfo_errno{errno});
+        ZEPHRAN_THROW(UbusConnectException{} << boost::errinfo_errno{errno});
     }
     adopt_descriptor();
     note_broker_address();
@@ -71,7 +71,7 @@ void BrokerConnection::note_broker_address() {
     socklen_t size = sizeof broker_address_;
     if (::getpeername(context->sock.fd, reinterpret_cast<sockaddr*>(&broker_address_), &size) !=
         0) {
-        BOOST_THROW_EXCEPTION(UbusConnectException{} << boost::errinfo_errno{errno});
+        ZEPHRAN_THROW(UbusConnectException{} << boost::errinfo_errno{errno});
     }
 }
 

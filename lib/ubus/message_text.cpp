@@ -25,7 +25,7 @@ std::optional<std::string> to_json_text(blob_attr* message) {
     }
     if (!is_nested_at_most(deepest_nesting, static_cast<const unsigned char*>(blob_data(message)),
                            blob_len(message))) {
-        BOOST_THROW_EXCEPTION(NestingTooDeepException{});
+        ZEPHRAN_THROW(NestingTooDeepException{});
     }
     const std::unique_ptr<char, Free> text{
         blobmsg_format_json_with_cb(message, true, nullptr, nullptr, compact)};

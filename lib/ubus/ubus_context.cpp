@@ -50,7 +50,7 @@ void UbusContext::connect_within_patience(const std::function<void()>& introduce
             throw;
         }
     }
-    BOOST_THROW_EXCEPTION(UbusConnectException{} << boost::errinfo_errno{ETIMEDOUT});
+    ZEPHRAN_THROW(UbusConnectException{} << boost::errinfo_errno{ETIMEDOUT});
 }
 
 void UbusContext::disconnect() {

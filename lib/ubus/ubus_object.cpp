@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include <boost/exception/diagnostic_information.hpp>
+
 #include "common/logprint.h"
 #include "ubus/blob_buffer.h"
 #include "ubus/exceptions.h"
@@ -53,7 +55,7 @@ UbusObject::~UbusObject() {
 void UbusObject::register_first() {
     const int result = ubus_add_object(context.get(), registration->object());
     if (result != UBUS_STATUS_OK) {
-        BOOST_THROW_EXCEPTION(ObjectAddException{} << ubus_error_tag{ubus_strerror(result)});
+        ZEPHRAN_THROW(ObjectAddException{} << ubus_error_tag{ubus_strerror(result)});
     }
 }
 
@@ -117,11 +119,11 @@ void UbusObject::reply(ubus_request_data* request, const Json::Value& value) {
     buffer.add_json(value);
     const std::size_t size = bytes_around_a_reply + blob_raw_len(buffer.get_head());
     if (size > largest_message) {
-        BOOST_THROW_EXCEPTION(MessageTooLargeException{} << message_size_tag{size});
+        ZEPHRAN_THROW(MessageTooLargeException{} << message_size_tag{size});
     }
     const int result = ubus_send_reply(context.get(), request, buffer.get_head());
     if (result != UBUS_STATUS_OK) {
-        BOOST_THROW_EXCEPTION(ReplyException{} << ubus_error_tag{ubus_strerror(result)});
+        ZEPHRAN_THROW(ReplyException{} << ubus_error_tag{ubus_strerror(result)});
     }
 }
 

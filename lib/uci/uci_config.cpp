@@ -114,7 +114,7 @@ std::string UciConfig::get_option(const std::string& key) {
         }
         failure.unreadable = !lookup.is_missing();
     }
-    BOOST_THROW_EXCEPTION(failure << config_key_tag{key});
+    ZEPHRAN_THROW(failure << config_key_tag{key});
 }
 
 bool UciConfig::set_option(const std::string& key, const std::string& value) {

@@ -11,7 +11,7 @@ readonly skipped_status=77
 # Steps that mostly wait. They run in the background, one after another, while the other steps compile. What compiles is
 # run with less priority, so that the tests in the background are not late.
 readonly background_steps=(daemon-tsan daemon-asan daemon-debug packaging acceptance acceptance-hawkbit)
-readonly foreground_steps=(unit-debug unit-asan unit-tsan clang sdk lint)
+readonly foreground_steps=(unit-debug unit-asan unit-tsan clang sdk size lint)
 # shellcheck disable=SC2034  # read by script/verify
 readonly all_steps=(bootstrap "${background_steps[@]}" "${foreground_steps[@]}")
 
@@ -35,6 +35,7 @@ describe_step() {
         unit-*) echo "unit tests with the preset ${1#unit-}" ;;
         clang) echo "the daemon compiled by clang++ without warnings" ;;
         sdk) echo "the daemon built as in an SDK, with libraries staged as OpenWrt's feed does" ;;
+        size) echo "the size of a release within its budget" ;;
         lint) echo "formatting, static analysis, scripts and includes" ;;
     esac
 }
@@ -70,6 +71,7 @@ run_step() {
         clang) nice script/build clang --target zephran -DCMAKE_COMPILE_WARNING_AS_ERROR=ON ;;
         sdk) env ZEPHRAN_SDK_BUILD=1 nice script/test --preset debug --no-build --jobs 2 --only packaging \
             -k test_sdk_build ;;
+        size) nice script/size ;;
         lint) nice script/lint ;;
         *) die "no step named $1" ;;
     esac

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <utility>
 
+#include <boost/exception/diagnostic_information.hpp>
+
 #include "agent/hawkbit_agent.h"
+#include "common/exception.h"
 #include "deployment/action_message.h"
 #include "deployment/deployment_history.h"
 #include "deployment/running_deployment.h"
@@ -40,7 +43,7 @@ void HawkbitAgent::forget_offer_of_ended_deployment() {
 
 void HawkbitAgent::start_deployer() {
     if (is_deploying()) {
-        BOOST_THROW_EXCEPTION(DeploymentInProgressException{});
+        ZEPHRAN_THROW(DeploymentInProgressException{});
     }
     hawkbit::DeploymentActionMessage action = *control_->pending_deployment();
     action.replace_chunks(InstallerFactory::reorder_chunks(action.chunks()));
@@ -82,7 +85,7 @@ void HawkbitAgent::cancel_existing_deployer() {
                    boost::diagnostic_information(error), "message",
                    "forcibly getting rid of deployer");
         deployment.reset();
-        BOOST_THROW_EXCEPTION(std::exception{});
+        ZEPHRAN_THROW(std::exception{});
     }
 }
 

@@ -5,7 +5,7 @@
 #include <array>
 #include <utility>
 
-#include <boost/throw_exception.hpp>
+#include "common/exception.h"
 
 namespace zephran {
 namespace {
@@ -31,8 +31,7 @@ std::istream& operator>>(std::istream& stream, ActionMessage& message) {
     std::getline(stream, text, '\0');
     const auto found = find_action_message(text);
     if (!found) {
-        BOOST_THROW_EXCEPTION(UnsupportedActionMessageException{}
-                              << action_message_string_tag{text});
+        ZEPHRAN_THROW(UnsupportedActionMessageException{} << action_message_string_tag{text});
     }
     message = *found;
     return stream;
@@ -44,8 +43,8 @@ std::string to_string(ActionMessage message) {
             return text;
         }
     }
-    BOOST_THROW_EXCEPTION(UnsupportedActionMessageException{}
-                          << action_message_tag{static_cast<int>(message)});
+    ZEPHRAN_THROW(UnsupportedActionMessageException{}
+                  << action_message_tag{static_cast<int>(message)});
 }
 
 std::optional<ActionMessage> find_action_message(const std::string& text) {

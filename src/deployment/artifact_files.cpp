@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include <boost/exception/diagnostic_information.hpp>
 #include <unistd.h>
 
 #include "common/exception.h"
@@ -27,7 +28,7 @@ void require_checksum(const std::string& path, const std::vector<std::uint8_t>& 
         md5.update(*block);
     }
     if (md5.digest() != expected) {
-        BOOST_THROW_EXCEPTION(hawkbit::ChecksumMismatchException{} << common::filename_tag{path});
+        ZEPHRAN_THROW(hawkbit::ChecksumMismatchException{} << common::filename_tag{path});
     }
 }
 
@@ -40,7 +41,7 @@ void verify(const Artifact& artifact) {
     } catch (const std::exception& error) {
         ZLOG_WARNING_AS("verify_artifact", "event", "exception_caught", "action", "verify_artifact",
                         "what", boost::diagnostic_information(error));
-        BOOST_THROW_EXCEPTION(hawkbit::VerificationFailedException{} << common::filename_tag{path});
+        ZEPHRAN_THROW(hawkbit::VerificationFailedException{} << common::filename_tag{path});
     }
 }
 

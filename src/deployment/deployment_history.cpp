@@ -58,20 +58,20 @@ std::string interrupted_chunk_string(const ActionHistory& history) {
     if (messages.size() >= 2 && says_installation_started(messages[1])) {
         return messages[0];
     }
-    BOOST_THROW_EXCEPTION(UnsupportedHistoryForResumeException{} << history_message_tag{
-                              messages.empty() ? std::string{} : messages.front()});
+    ZEPHRAN_THROW(UnsupportedHistoryForResumeException{}
+                  << history_message_tag{messages.empty() ? std::string{} : messages.front()});
 }
 
 std::vector<Chunk> remaining_chunks(const std::vector<Chunk>& chunks, const std::string& text) {
     constexpr std::size_t whole_match_and_three_groups = 4;
     common::Regex format{"^([^:]*):([^:]*):(.*)", REG_EXTENDED};
     if (!format.match(text, 0) || format.get_results().size() < whole_match_and_three_groups) {
-        BOOST_THROW_EXCEPTION(InvalidChunkStringFormatException{} << history_message_tag{text});
+        ZEPHRAN_THROW(InvalidChunkStringFormatException{} << history_message_tag{text});
     }
     const auto first = std::find_if(chunks.begin(), chunks.end(),
                                     [&](const Chunk& chunk) { return names_chunk(chunk, text); });
     if (first == chunks.end()) {
-        BOOST_THROW_EXCEPTION(ChunkNotFoundException{} << history_message_tag{text});
+        ZEPHRAN_THROW(ChunkNotFoundException{} << history_message_tag{text});
     }
     return {first, chunks.end()};
 }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "common/exception.h"
 #include "deployment/artifact_files.h"
 #include "deployment/deployment_history.h"
 #include "installer/hawkbit_installer.h"
@@ -113,7 +114,7 @@ std::unique_ptr<HawkbitInstaller> HawkbitDeployer::make_installer(const Chunk& f
     const auto& accepted = context.accepted_parts;
     if (!accepted.empty() &&
         std::find(accepted.begin(), accepted.end(), for_chunk.part()) == accepted.end()) {
-        BOOST_THROW_EXCEPTION(UnsupportedPartException{} << part_tag{for_chunk.part()});
+        ZEPHRAN_THROW(UnsupportedPartException{} << part_tag{for_chunk.part()});
     }
     auto created = InstallerFactory::create_installer(for_chunk.part(), context);
     created->assign(for_chunk, target_attributes);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 
+#include "common/exception.h"
 #include "deployment/artifact_files.h"
 #include "deployment/hawkbit_deployer.h"
 #include "hawkbit/controller.h"
@@ -52,7 +53,7 @@ void HawkbitDeployer::verify_artifact() {
 void HawkbitDeployer::start_installer() {
     ZLOG_DEBUG("event", "start_installer", "fsm", fsm_identity());
     if (installer != nullptr && !installer->is_finished() && !installer->is_cancelled()) {
-        BOOST_THROW_EXCEPTION(InstallationInProgressException{});
+        ZEPHRAN_THROW(InstallationInProgressException{});
     }
     adopt_installer(make_installer(chunk()));
 }
@@ -60,7 +61,7 @@ void HawkbitDeployer::start_installer() {
 void HawkbitDeployer::cancel_installer() {
     ZLOG_DEBUG("event", "cancel_installer", "fsm", fsm_identity());
     if (installer == nullptr) {
-        BOOST_THROW_EXCEPTION(NoInstallationInProgressException{});
+        ZEPHRAN_THROW(NoInstallationInProgressException{});
     }
     installer->cancel();
 }

@@ -35,8 +35,7 @@ void copy_file(const std::string& source, const std::string& destination) {
     const FileDescriptor output{
         ::open(destination.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, for_everybody)};
     if (!output.is_open()) {
-        BOOST_THROW_EXCEPTION(common::OutputFileOpenException{}
-                              << common::filename_tag{destination});
+        ZEPHRAN_THROW(common::OutputFileOpenException{} << common::filename_tag{destination});
     }
     bool complete = true;
     for (const auto* block = &input.read(); !block->empty(); block = &input.read()) {
@@ -48,7 +47,7 @@ void copy_file(const std::string& source, const std::string& destination) {
     // The name of a new file is in its folder, which has to be synced as well.
     if (!complete || !sync(output) ||
         !sync(FileDescriptor{::open(folder_of(destination).c_str(), O_RDONLY | O_CLOEXEC)})) {
-        BOOST_THROW_EXCEPTION(common::FileWriteException{} << common::filename_tag{destination});
+        ZEPHRAN_THROW(common::FileWriteException{} << common::filename_tag{destination});
     }
 }
 

@@ -13,10 +13,9 @@ std::string get_installed_nevra_version(const std::string& version_file) {
     std::string output;
     const int exit_code = common::POpen{command}.wait(output, 0);
     if (exit_code != 0) {
-        BOOST_THROW_EXCEPTION(ProgramExecutionFailedException{}
-                              << common::popen_command_tag{command}
-                              << common::program_exit_code_tag{exit_code}
-                              << common::program_output_tag{output});
+        ZEPHRAN_THROW(ProgramExecutionFailedException{} << common::popen_command_tag{command}
+                                                        << common::program_exit_code_tag{exit_code}
+                                                        << common::program_output_tag{output});
     }
     return output.substr(0, output.find_first_of(white_space));
 }

@@ -6,6 +6,9 @@
 #include <ctime>
 #include <utility>
 
+#include <boost/exception/diagnostic_information.hpp>
+
+#include "common/exception.h"
 #include "installer/file_copy.h"
 #include "platform.h"
 #include "store/device_store.h"
@@ -45,9 +48,9 @@ void HawkbitInstaller::check_artifact_count() {
     constexpr std::size_t expected = 1;
     const std::size_t received = chunk().artifacts().size();
     if (received != expected) {
-        BOOST_THROW_EXCEPTION(ArtifactCountMismatchException{}
-                              << expected_count_tag{static_cast<unsigned>(expected)}
-                              << received_count_tag{static_cast<unsigned>(received)});
+        ZEPHRAN_THROW(ArtifactCountMismatchException{}
+                      << expected_count_tag{static_cast<unsigned>(expected)}
+                      << received_count_tag{static_cast<unsigned>(received)});
     }
 }
 
@@ -59,7 +62,7 @@ bool HawkbitInstaller::ask_installation_has_finished() {
 bool HawkbitInstaller::installation_has_timeout() {
     ZLOG_DEBUG("event", "installation_has_timeout", "fsm", fsm_identity());
     if (steady_now() - start_time >= time_limit) {
-        BOOST_THROW_EXCEPTION(InstallationTimeoutException{});
+        ZEPHRAN_THROW(InstallationTimeoutException{});
     }
     return false;
 }
@@ -104,7 +107,7 @@ void HawkbitInstaller::tell_cancel_installation() {
 
 void HawkbitInstaller::fail_cancellation() {
     ZLOG_DEBUG("event", "fail_cancellation", "fsm", fsm_identity());
-    BOOST_THROW_EXCEPTION(CancellationFailedException{});
+    ZEPHRAN_THROW(CancellationFailedException{});
 }
 
 void HawkbitInstaller::enter_finished() {

@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "common/exception.h"
 #include "common/logprint.h"
 #include "installer/hawkbit_installer.h"
 
@@ -18,7 +19,7 @@ void InstallerFactory::register_installer(const std::string& part, unsigned prio
         priorities = std::make_unique<std::map<std::string, unsigned>>().release();
     }
     if (!factories->emplace(part, std::move(factory)).second) {
-        BOOST_THROW_EXCEPTION(DuplicatePartInstallerException{} << part_tag{part});
+        ZEPHRAN_THROW(DuplicatePartInstallerException{} << part_tag{part});
     }
     (*priorities)[part] = priority;
 }
@@ -26,7 +27,7 @@ void InstallerFactory::register_installer(const std::string& part, unsigned prio
 std::unique_ptr<HawkbitInstaller> InstallerFactory::create_installer(
     const std::string& part, const InstallerContext& context) {
     if (factories == nullptr || factories->count(part) == 0) {
-        BOOST_THROW_EXCEPTION(UnsupportedPartException{} << part_tag{part});
+        ZEPHRAN_THROW(UnsupportedPartException{} << part_tag{part});
     }
     return factories->at(part)(context);
 }

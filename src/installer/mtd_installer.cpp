@@ -63,11 +63,11 @@ void MTDInstaller::write_chip() {
     log_command(erase_command());
     run_required_command(erase_command(), lock_descriptor());
     if (!write_with_retries(write)) {
-        BOOST_THROW_EXCEPTION(InstallationFailedException{} << common::filename_tag{device});
+        ZEPHRAN_THROW(InstallationFailedException{} << common::filename_tag{device});
     }
     ::sync();
     if (!holds_image()) {
-        BOOST_THROW_EXCEPTION(VerificationFailedException{} << common::filename_tag{device});
+        ZEPHRAN_THROW(VerificationFailedException{} << common::filename_tag{device});
     }
     set_installed();
 }
@@ -83,9 +83,8 @@ void MTDInstaller::require_room() const {
     const std::int64_t size = std::max<std::int64_t>(image.size(), file_size(artifact_path(image)));
     const std::int64_t room = read_number(size_file);
     if (room >= 0 && size > room) {
-        BOOST_THROW_EXCEPTION(ImageTooLargeException{} << common::filename_tag{device}
-                                                       << image_size_tag{size}
-                                                       << partition_size_tag{room});
+        ZEPHRAN_THROW(ImageTooLargeException{} << common::filename_tag{device}
+                                               << image_size_tag{size} << partition_size_tag{room});
     }
 }
 
@@ -93,12 +92,11 @@ void MTDInstaller::require_room() const {
 std::string MTDInstaller::erase_size() const {
     std::ifstream file{erase_size_file};
     if (!file) {
-        BOOST_THROW_EXCEPTION(common::InputFileOpenException{}
-                              << common::filename_tag{erase_size_file});
+        ZEPHRAN_THROW(common::InputFileOpenException{} << common::filename_tag{erase_size_file});
     }
     std::string line;
     if (!std::getline(file, line) || line.empty()) {
-        BOOST_THROW_EXCEPTION(common::FileReadException{} << common::filename_tag{erase_size_file});
+        ZEPHRAN_THROW(common::FileReadException{} << common::filename_tag{erase_size_file});
     }
     return line;
 }

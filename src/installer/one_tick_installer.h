@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "common/exception.h"
 #include "installer/hawkbit_installer.h"
 
 namespace zephran::installer {
@@ -11,7 +12,7 @@ class OneTickInstaller : public HawkbitInstaller {
 protected:
     [[nodiscard]] bool installation_has_finished() override { return installed; }
     /// @throws CannotBeCancelledException
-    void cancel_installation() override { BOOST_THROW_EXCEPTION(CannotBeCancelledException{}); }
+    void cancel_installation() override { ZEPHRAN_THROW(CannotBeCancelledException{}); }
     [[nodiscard]] bool cancellation_has_finished() override { return false; }
 
     /// To be called once the installation has succeeded.

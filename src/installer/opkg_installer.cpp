@@ -27,7 +27,7 @@ void OpkgInstaller::start_installation() {
     const int exit_code = common::POpen{command}.wait(output, 0);
     report() << output;
     if (exit_code != 0) {
-        BOOST_THROW_EXCEPTION(PackageInstallFailedException{} << installer_output_tag{output});
+        ZEPHRAN_THROW(PackageInstallFailedException{} << installer_output_tag{output});
     }
     set_installed();
 }

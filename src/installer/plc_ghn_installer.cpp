@@ -3,6 +3,8 @@
 
 #include <thread>
 
+#include <boost/exception/diagnostic_information.hpp>
+
 #include "common/popen.h"
 #include "ghn/ghn_config.h"
 #include "ghn/ghn_utility.h"
@@ -53,9 +55,8 @@ int run(const std::string& command, const char* tool, const ghn::ConfigLayerComm
 
 void require_success(int exit_code, const std::string& output) {
     if (exit_code != 0) {
-        BOOST_THROW_EXCEPTION(ProgramExecutionFailedException{}
-                              << common::program_exit_code_tag{exit_code}
-                              << common::program_output_tag{output});
+        ZEPHRAN_THROW(ProgramExecutionFailedException{} << common::program_exit_code_tag{exit_code}
+                                                        << common::program_output_tag{output});
     }
 }
 
@@ -85,9 +86,9 @@ void PLCGhnInstaller::write_chip() {
 
     const std::string version = version_after_reset(base);
     if (!contains(version, chunk().version())) {
-        BOOST_THROW_EXCEPTION(VersionMismatchException{}
-                              << expected_version_tag{chunk().version()}
-                              << found_version_tag{base.without_password(version)});
+        ZEPHRAN_THROW(VersionMismatchException{}
+                      << expected_version_tag{chunk().version()}
+                      << found_version_tag{base.without_password(version)});
     }
     set_installed();
     ZLOG_INFO_AS("start_installation", "event", "installation_finished", "installer", "plc_ghn",
@@ -97,7 +98,7 @@ void PLCGhnInstaller::write_chip() {
 ghn::ConfigLayerCommand PLCGhnInstaller::base_command(const std::string& interface) const {
     const std::string password = ghn_config().get_password();
     if (interface.empty() || password.empty() || !mac.is_valid()) {
-        BOOST_THROW_EXCEPTION(NotAGhnDeviceException{});
+        ZEPHRAN_THROW(NotAGhnDeviceException{});
     }
     ZLOG_INFO_AS("start_installation", "event", "start_installation", "ghn_interface", interface,
                  "ghn_password", password, "ghn_mac", mac);
@@ -162,7 +163,7 @@ std::string PLCGhnInstaller::version_after_reset(const ghn::ConfigLayerCommand& 
     } catch (const std::exception& error) {
         ZLOG_WARNING("event", "exception_caught", "action", "version_after_reset", "what",
                      boost::diagnostic_information(error));
-        BOOST_THROW_EXCEPTION(DeviceResetException{});
+        ZEPHRAN_THROW(DeviceResetException{});
     }
 }
 

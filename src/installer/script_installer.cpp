@@ -6,6 +6,7 @@
 
 #include <sys/stat.h>
 
+#include "common/exception.h"
 #include "common/regular_file.h"
 #include "installer/artifact_path.h"
 #include "installer/installer_factory.h"
@@ -50,8 +51,8 @@ void ScriptInstaller::start_installation() {
     const int exit_code = common::POpen{"exec " + path, limits}.wait(output, time_limit_of_script);
     report() << output;
     if (exit_code != 0) {
-        BOOST_THROW_EXCEPTION(ScriptExecutionFailedException{} << script_exit_code_tag{exit_code}
-                                                               << script_output_tag{output});
+        ZEPHRAN_THROW(ScriptExecutionFailedException{} << script_exit_code_tag{exit_code}
+                                                       << script_output_tag{output});
     }
     set_installed();
 }

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <csignal>
 
+#include <boost/exception/errinfo_errno.hpp>
 #include <sys/wait.h>
 
 #include "common/popen.h"
@@ -82,7 +83,7 @@ void run_required_command(const std::string& command, const std::string& describ
     } else if (WIFEXITED(status)) {
         error << common::program_exit_code_tag{WEXITSTATUS(status)};
     }
-    BOOST_THROW_EXCEPTION(error);
+    ZEPHRAN_THROW(error);
 }
 
 }  // namespace zephran::installer

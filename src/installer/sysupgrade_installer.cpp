@@ -66,9 +66,8 @@ void SysupgradeInstaller::run_sysupgrade() {
     }
     platform::recover_install();
     if (exit_code != 0) {
-        BOOST_THROW_EXCEPTION(ProgramExecutionFailedException{}
-                              << common::program_exit_code_tag{exit_code}
-                              << common::program_output_tag{output});
+        ZEPHRAN_THROW(ProgramExecutionFailedException{} << common::program_exit_code_tag{exit_code}
+                                                        << common::program_output_tag{output});
     }
 }
 
@@ -78,8 +77,8 @@ bool SysupgradeInstaller::installation_has_finished() {
     }
     const std::string running = get_installed_nevra_version(version_file);
     if (running != chunk().version()) {
-        BOOST_THROW_EXCEPTION(VersionMismatchException{} << expected_version_tag{chunk().version()}
-                                                         << found_version_tag{running});
+        ZEPHRAN_THROW(VersionMismatchException{} << expected_version_tag{chunk().version()}
+                                                 << found_version_tag{running});
     }
     confirm_previous_version();
     return true;

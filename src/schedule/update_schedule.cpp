@@ -10,6 +10,8 @@
 #include <random>
 #include <stdexcept>
 
+#include "common/exception.h"
+
 namespace zephran {
 
 namespace {
@@ -36,7 +38,7 @@ std::tm local_time(const time_point& time) {
     const std::time_t seconds = system_clock::to_time_t(time);
     std::tm broken_down{};
     if (localtime_r(&seconds, &broken_down) == nullptr) {
-        BOOST_THROW_EXCEPTION(std::range_error{"localtime_r"});
+        ZEPHRAN_THROW(std::range_error{"localtime_r"});
     }
     return broken_down;
 }
@@ -64,7 +66,7 @@ Weekday parse_weekday(const std::string& name) {
         std::find_if(named_weekdays.begin(), named_weekdays.end(),
                      [&name](const NamedWeekday& entry) { return name == entry.name; });
     if (found == named_weekdays.end()) {
-        BOOST_THROW_EXCEPTION(UnknownWeekdayException{} << weekday_tag{name});
+        ZEPHRAN_THROW(UnknownWeekdayException{} << weekday_tag{name});
     }
     return found->day;
 }
@@ -74,8 +76,7 @@ std::ostream& operator<<(std::ostream& stream, Weekday day) {
         std::find_if(named_weekdays.begin(), named_weekdays.end(),
                      [day](const NamedWeekday& entry) { return day == entry.day; });
     if (found == named_weekdays.end()) {
-        BOOST_THROW_EXCEPTION(UnknownWeekdayException{}
-                              << weekday_tag{std::to_string(to_bit(day))});
+        ZEPHRAN_THROW(UnknownWeekdayException{} << weekday_tag{std::to_string(to_bit(day))});
     }
     return stream << found->name;
 }
@@ -89,11 +90,10 @@ std::istream& operator>>(std::istream& stream, Weekday& day) {
 
 void UpdateSchedule::set_hours(int start, int end) {
     if (start >= end) {
-        BOOST_THROW_EXCEPTION(EmptyHoursException{} << start_hour_tag{start} << end_hour_tag{end});
+        ZEPHRAN_THROW(EmptyHoursException{} << start_hour_tag{start} << end_hour_tag{end});
     }
     if (start < 0 || start > 23 || end > 24) {
-        BOOST_THROW_EXCEPTION(HoursOutOfRangeException{} << start_hour_tag{start}
-                                                         << end_hour_tag{end});
+        ZEPHRAN_THROW(HoursOutOfRangeException{} << start_hour_tag{start} << end_hour_tag{end});
     }
     start_hour = start;
     end_hour = end;

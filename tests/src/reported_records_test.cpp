@@ -2,6 +2,8 @@
 #include <set>
 #include <string>
 
+#include <boost/exception/errinfo_api_function.hpp>
+#include <boost/exception/errinfo_errno.hpp>
 #include <gtest/gtest.h>
 
 #include "common/exception.h"

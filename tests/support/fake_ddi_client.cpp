@@ -45,8 +45,7 @@ void UpdateServer::fail_if_asked(Exchange exchange) {
     if (remaining != 0) {
         --remaining;
         exchanges.emplace_back("failure");
-        BOOST_THROW_EXCEPTION(http::HttpErrorCodeException{}
-                              << http::httpcode_tag{internal_server_error});
+        ZEPHRAN_THROW(http::HttpErrorCodeException{} << http::httpcode_tag{internal_server_error});
     }
 }
 

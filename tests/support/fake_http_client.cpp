@@ -10,7 +10,7 @@ namespace {
 constexpr unsigned not_found = 404;
 
 [[noreturn]] void refuse() {
-    BOOST_THROW_EXCEPTION(common::NotImplementedException{});
+    ZEPHRAN_THROW(common::NotImplementedException{});
 }
 
 }  // namespace
@@ -43,8 +43,8 @@ void FakeHttpClient::download_to_file(const std::string& url, std::ostream& out)
     }
     const auto file = server.files.find(url);
     if (file == server.files.end()) {
-        BOOST_THROW_EXCEPTION(http::HttpErrorCodeException{} << http::httpcode_tag{not_found}
-                                                             << http::httpurl_tag{url});
+        ZEPHRAN_THROW(http::HttpErrorCodeException{} << http::httpcode_tag{not_found}
+                                                     << http::httpurl_tag{url});
     }
     out << file->second;
 }

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "common/exception.h"
 #include "installer/hawkbit_installer.h"
 #include "support/captured_log.h"
 #include "support/fake_platform.h"
@@ -45,26 +46,26 @@ protected:
     void start_installation() override {
         calls.push_back("start " + chunk().part());
         if (start_fails) {
-            BOOST_THROW_EXCEPTION(common::NotImplementedException{});
+            ZEPHRAN_THROW(common::NotImplementedException{});
         }
     }
     [[nodiscard]] bool installation_has_finished() override {
         calls.emplace_back("finished?");
         if (version_mismatch) {
-            BOOST_THROW_EXCEPTION(VersionMismatchException{});
+            ZEPHRAN_THROW(VersionMismatchException{});
         }
         return installed;
     }
     void cancel_installation() override {
         calls.emplace_back("cancel");
         if (!can_be_cancelled) {
-            BOOST_THROW_EXCEPTION(CannotBeCancelledException{});
+            ZEPHRAN_THROW(CannotBeCancelledException{});
         }
     }
     [[nodiscard]] bool cancellation_has_finished() override {
         calls.emplace_back("cancelled?");
         if (cancellation_fails) {
-            BOOST_THROW_EXCEPTION(CancellationFailedException{});
+            ZEPHRAN_THROW(CancellationFailedException{});
         }
         return cancellation_done;
     }

@@ -30,10 +30,10 @@ public:
         if (unreadable_keys.count(key) != 0) {
             PackageNotFoundException error;
             error.unreadable = true;
-            BOOST_THROW_EXCEPTION(error << config_key_tag{key});
+            ZEPHRAN_THROW(error << config_key_tag{key});
         }
         if (!is_set(key)) {
-            BOOST_THROW_EXCEPTION(PackageNotFoundException{} << config_key_tag{key});
+            ZEPHRAN_THROW(PackageNotFoundException{} << config_key_tag{key});
         }
         const std::string value = values.at(key);
         if (read_once_keys.count(key) != 0) {

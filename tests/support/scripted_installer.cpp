@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "common/exception.h"
 #include "installer/hawkbit_installer.h"
 #include "installer/installer_factory.h"
 
@@ -38,7 +39,7 @@ protected:
     void cancel_installation() override {
         ++script.cancellations;
         if (!script.is_cancellable) {
-            BOOST_THROW_EXCEPTION(CannotBeCancelledException{});
+            ZEPHRAN_THROW(CannotBeCancelledException{});
         }
     }
 
@@ -49,7 +50,7 @@ protected:
 private:
     static void fail_if(bool is_told_to) {
         if (is_told_to) {
-            BOOST_THROW_EXCEPTION(ScriptedFailure{} << common::program_output_tag{"as told"});
+            ZEPHRAN_THROW(ScriptedFailure{} << common::program_output_tag{"as told"});
         }
     }
 
@@ -65,7 +66,7 @@ ScriptedPart::ScriptedPart(const std::string& part_type, unsigned priority) : pa
     InstallerFactory::register_installer(part, priority,
                                          [this](const InstallerContext& /*context*/) {
                                              if (script.fails_to_be_made) {
-                                                 BOOST_THROW_EXCEPTION(ScriptedFailure{});
+                                                 ZEPHRAN_THROW(ScriptedFailure{});
                                              }
                                              return std::make_unique<ScriptedInstaller>(script);
                                          });

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "hawkbit/messages/controller_status.h"
 
-#include <boost/throw_exception.hpp>
 #include <regex.h>
 
 #include "common/regex.h"
@@ -21,7 +20,7 @@ std::uint64_t parse_sleep_time(const std::string& text) {
     pattern.match(text, 0);
     const auto results = pattern.get_results();
     if (results.size() != whole_match_and_groups) {
-        BOOST_THROW_EXCEPTION(InvalidSleepTimeFormatException{} << sleep_time_tag{text});
+        ZEPHRAN_THROW(InvalidSleepTimeFormatException{} << sleep_time_tag{text});
     }
     return std::stoul(results[1]) * seconds_per_hour + std::stoul(results[2]) * seconds_per_minute +
            std::stoul(results[3]);

@@ -7,7 +7,7 @@
 #include <tuple>
 #include <utility>
 
-#include <boost/throw_exception.hpp>
+#include "common/exception.h"
 
 namespace zephran::hawkbit {
 namespace {
@@ -34,9 +34,9 @@ std::string read_text(const Json::Value& object, const std::string& key) {
 
 void require_type(const Json::Value& value, const std::string& key, Json::ValueType type) {
     if (value.type() != type) {
-        BOOST_THROW_EXCEPTION(common::UnexpectedTypeException{}
-                              << common::value_tag{key} << common::found_type_tag{value.type()}
-                              << common::expected_type_tag{type});
+        ZEPHRAN_THROW(common::UnexpectedTypeException{} << common::value_tag{key}
+                                                        << common::found_type_tag{value.type()}
+                                                        << common::expected_type_tag{type});
     }
 }
 
@@ -62,9 +62,9 @@ std::int32_t read_size(const Json::Value& object) {
     if (!size.isInt()) {
         // What jsoncpp calls a number that its integers do not hold, had they 32 bits.
         const auto found = size.isUInt() ? Json::uintValue : Json::realValue;
-        BOOST_THROW_EXCEPTION(common::UnexpectedTypeException{}
-                              << common::value_tag{"size"} << common::found_type_tag{found}
-                              << common::expected_type_tag{Json::intValue});
+        ZEPHRAN_THROW(common::UnexpectedTypeException{}
+                      << common::value_tag{"size"} << common::found_type_tag{found}
+                      << common::expected_type_tag{Json::intValue});
     }
     return size.asInt();
 }
@@ -80,8 +80,8 @@ std::pair<common::URI, common::URI> read_link_pair(const Json::Value& links,
     }
     const auto second = optional(links, second_name, Json::objectValue);
     if (!first && !second) {
-        BOOST_THROW_EXCEPTION(common::MissingValueException{}
-                              << common::value_tag{first_name + " or " + second_name});
+        ZEPHRAN_THROW(common::MissingValueException{}
+                      << common::value_tag{first_name + " or " + second_name});
     }
     if (second) {
         uris.second = common::URI{read_text(*second, "href")};
@@ -96,7 +96,7 @@ bool read_forced(const std::string& update) {
     if (update == "attempt") {
         return false;
     }
-    BOOST_THROW_EXCEPTION(InvalidUpdateTypeException{} << common::value_tag{update});
+    ZEPHRAN_THROW(InvalidUpdateTypeException{} << common::value_tag{update});
 }
 
 }  // namespace
@@ -137,7 +137,7 @@ void DeploymentActionMessage::ActionHistory::from_json(const Json::Value& object
     const auto* const known = std::find_if(status_words.begin(), status_words.end(),
                                            [&](const auto& entry) { return word == entry.first; });
     if (known == status_words.end()) {
-        BOOST_THROW_EXCEPTION(InvalidActionStatusException{} << common::value_tag{word});
+        ZEPHRAN_THROW(InvalidActionStatusException{} << common::value_tag{word});
     }
     status_ = known->second;
 

@@ -4,7 +4,7 @@
 #include <array>
 #include <ctime>
 
-#include <boost/throw_exception.hpp>
+#include "common/exception.h"
 
 namespace zephran::hawkbit {
 namespace {
@@ -34,7 +34,7 @@ std::string ActionFeedbackMessage::to_string(ExecutionStatus status) {
         case ExecutionStatus::resumed:
             return "resumed";
     }
-    BOOST_THROW_EXCEPTION(UnsupportedExecutionStatusException{});
+    ZEPHRAN_THROW(UnsupportedExecutionStatusException{});
 }
 
 std::string ActionFeedbackMessage::to_string(FinalResult result) {
@@ -46,7 +46,7 @@ std::string ActionFeedbackMessage::to_string(FinalResult result) {
         case FinalResult::none:
             return "none";
     }
-    BOOST_THROW_EXCEPTION(UnsupportedFinalResultException{});
+    ZEPHRAN_THROW(UnsupportedFinalResultException{});
 }
 
 std::string ActionFeedbackMessage::to_localtime_string(const long& time) {

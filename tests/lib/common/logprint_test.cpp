@@ -21,7 +21,6 @@
 namespace zephran {
 namespace {
 
-using log_detail::fields;
 using std::chrono::milliseconds;
 using namespace std::chrono_literals;
 
@@ -32,7 +31,7 @@ template <class... KeysAndValues>
 std::string line_after_time(const KeysAndValues&... keys_and_values) {
     std::ostringstream target;
     LogPrint logger{target};
-    logger.print("INFO", "/src/dir/file.cpp", 12, "run", fields(keys_and_values...));
+    log_detail::print(logger, "INFO", "/src/dir/file.cpp", 12, "run", keys_and_values...);
     return target.str().substr(time_length);
 }
 
@@ -95,7 +94,7 @@ TEST(LogPrint, DisabledLoggerWritesNothing) {
     logger.enabled = false;
 
     logger.print("INFO", "file", 1, "run", {});
-    logger.print("INFO", "file", 1, "run", fields("key", 1));
+    log_detail::print(logger, "INFO", "file", 1, "run", "key", 1);
 
     EXPECT_EQ(target.str(), "");
 }
@@ -107,7 +106,8 @@ TEST(LogPrint, LinesOfTwoThreadsAndLoggersNeverMix) {
     LogPrint second{target};
     const auto log_lines = [](LogPrint& logger, const char* function) {
         for (int i = 0; i < lines; ++i) {
-            logger.print("INFO", "file", 1, function, fields("number", i, "text", "some words"));
+            log_detail::print(logger, "INFO", "file", 1, function, "number", i, "text",
+                              "some words");
         }
     };
 
@@ -154,7 +154,8 @@ TEST(LogPrint, LineIsOneInsertionAndIsNotFlushed) {
     std::ostream target{&buffer};
     LogPrint logger{target};
 
-    logger.print("INFO", "file", 1, "run", fields("text", std::string(10000, 'x'), "number", 7));
+    log_detail::print(logger, "INFO", "file", 1, "run", "text", std::string(10000, 'x'), "number",
+                      7);
 
     EXPECT_EQ(buffer.insertions, 1);
     EXPECT_EQ(buffer.flushes, 0);
@@ -298,6 +299,18 @@ TEST(LogValue, JsonIsItsStyledText) {
 
 TEST(LogValue, MacAddressIsItsText) {
     EXPECT_EQ(rendered(common::MacAddress{1, 2, 3, 4, 5, 255}), "01:02:03:04:05:ff");
+}
+
+TEST(LogPrintable, CopyOfTextRefersToTheSameText) {
+    std::string text = "first";
+    const LogPrintable original{"text", text.c_str()};
+    const LogPrintable copy{original};
+    text = "other";
+    std::ostringstream stream;
+
+    copy.print(stream);
+
+    EXPECT_EQ(stream.str(), "text=other");
 }
 
 TEST(LogPrintable, CopyRefersToTheSameValue) {

@@ -8,6 +8,7 @@
 #include <iterator>
 #include <utility>
 
+#include <boost/exception/errinfo_errno.hpp>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -297,9 +298,9 @@ TEST(POpen, CollectsOutputWhenThisProcessHasNoStandardStreams) {
 TEST(POpen, WithoutDescriptorsItReportsCommandAndErrno) {
     // The undefined behaviour sanitizer needs a pipe of its own to check the first object of a
     // type.
-    EXPECT_THROW(BOOST_THROW_EXCEPTION(POpenFailedException{} << popen_command_tag{""}
-                                                              << boost::errinfo_errno{0}),
-                 POpenFailedException);
+    EXPECT_THROW(
+        ZEPHRAN_THROW(POpenFailedException{} << popen_command_tag{""} << boost::errinfo_errno{0}),
+        POpenFailedException);
     rlimit previous{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &previous), 0);
     const rlimit none{3, previous.rlim_max};

@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <string>
 
+#include <boost/exception/diagnostic_information.hpp>
 #include <gtest/gtest.h>
 
 #include "common/exception.h"
@@ -57,9 +58,9 @@ TEST(Record, HasTheNameOfItsTagInTheDiagnosticText) {
 
 TEST(Record, ThrownExceptionHasOneLineARecordAndNoSourceLocation) {
     try {
-        BOOST_THROW_EXCEPTION(AbnormalTerminationException{}
-                              << program_output_tag{"first\n  <b>second</b>\n"}
-                              << popen_command_tag{"tool"} << program_signal_tag{15});
+        ZEPHRAN_THROW(AbnormalTerminationException{}
+                      << program_output_tag{"first\n  <b>second</b>\n"} << popen_command_tag{"tool"}
+                      << program_signal_tag{15});
     } catch (const std::exception& error) {
         EXPECT_EQ(describe_records(error),
                   "popen_command: tool\n"
@@ -70,7 +71,7 @@ TEST(Record, ThrownExceptionHasOneLineARecordAndNoSourceLocation) {
 
 TEST(Record, ThrownExceptionWithoutRecordsHasNone) {
     try {
-        BOOST_THROW_EXCEPTION(NotImplementedException{});
+        ZEPHRAN_THROW(NotImplementedException{});
     } catch (const std::exception& error) {
         EXPECT_EQ(describe_records(error), "");
     }
@@ -78,8 +79,8 @@ TEST(Record, ThrownExceptionWithoutRecordsHasNone) {
 
 TEST(Record, ThrownStandardExceptionKeepsItsRecords) {
     try {
-        BOOST_THROW_EXCEPTION(boost::enable_error_info(std::invalid_argument{"odd"})
-                              << late_test_tag{"os"});
+        ZEPHRAN_THROW(boost::enable_error_info(std::invalid_argument{"odd"})
+                      << late_test_tag{"os"});
     } catch (const std::exception& error) {
         EXPECT_EQ(describe_records(error), "late_test: os");
     }

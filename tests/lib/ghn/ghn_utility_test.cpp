@@ -5,6 +5,7 @@
 #include <vector>
 
 #include <boost/exception/diagnostic_information.hpp>
+#include <boost/exception/errinfo_errno.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "openwrt/uci_config_wrapper.h"
 
+#include <boost/exception/diagnostic_information.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -38,7 +39,7 @@ TEST_F(UciConfigWrapperTest, MissingOptionIsANeutralExceptionWithTheTextsOfUci) 
     } catch (const OptionNotFoundException& error) {
         EXPECT_STREQ(error.what(), "UCI package was not found");
         const std::string text = boost::diagnostic_information(error);
-        EXPECT_THAT(text, HasSubstr("boost::wrapexcept<zephran::PackageNotFoundException>"));
+        EXPECT_THAT(text, HasSubstr("Dynamic exception type: zephran::PackageNotFoundException\n"));
         EXPECT_THAT(text, HasSubstr("[zephran::record::config_key_tag*] = zephran.service.absent"));
     }
 }

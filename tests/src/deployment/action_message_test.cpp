@@ -4,6 +4,7 @@
 #include <sstream>
 #include <vector>
 
+#include <boost/exception/diagnostic_information.hpp>
 #include <boost/lexical_cast.hpp>
 #include <gtest/gtest.h>
 

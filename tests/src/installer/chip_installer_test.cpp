@@ -35,7 +35,7 @@ protected:
         was_free = common::LockFile{lock_path}.try_to_lock();
         had_descriptor = lock_descriptor() != -1;
         if (fails) {
-            BOOST_THROW_EXCEPTION(InstallationFailedException{});
+            ZEPHRAN_THROW(InstallationFailedException{});
         }
         set_installed();
     }
@@ -51,7 +51,7 @@ protected:
         installer.call_before_start([this](const auto& /*chunk*/) {
             ++checks;
             if (artifacts_have_changed) {
-                BOOST_THROW_EXCEPTION(VerificationFailedException{});
+                ZEPHRAN_THROW(VerificationFailedException{});
             }
         });
     }

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "common/exception.h"
 #include "ghn/ghn_config.h"
 #include "support/captured_log.h"
 #include "support/memory_config.h"
@@ -323,7 +324,7 @@ class EmptyConfig : public Config {
 public:
     bool has_option(const std::string& /*key*/) override { return false; }
     std::string get_option(const std::string& key) override {
-        BOOST_THROW_EXCEPTION(OptionNotFoundException{} << config_key_tag{key});
+        ZEPHRAN_THROW(OptionNotFoundException{} << config_key_tag{key});
     }
     bool set_option(const std::string& /*key*/, const std::string& /*value*/) override {
         return true;
