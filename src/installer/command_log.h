@@ -12,8 +12,8 @@ namespace zephran::installer {
 inline void log_command(const std::string& command, const char* file = __builtin_FILE(),
                         int line = __builtin_LINE()) {
     if (info_logger.enabled) {
-        info_logger.print("INFO", file, line, "start_installation",
-                          log_detail::fields("event", "executing", "command", command));
+        log_detail::print(info_logger, "INFO", file, line, "start_installation", "event",
+                          "executing", "command", command);
     }
 }
 
