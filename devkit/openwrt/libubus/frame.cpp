@@ -76,7 +76,7 @@ bool receive_rest(int descriptor, const std::array<char, head_size>& head, Frame
     blob_attr enclosing{};
     std::memcpy(&enclosing, head.data() + sizeof(ubus_msghdr), sizeof(enclosing));
     const std::size_t length = blob_raw_len(&enclosing);
-    if (length < sizeof(blob_attr) || blob_pad_len(&enclosing) > UBUS_MAX_MSGLEN) {
+    if (length < sizeof(blob_attr) || blob_pad_len(&enclosing) > longest_message) {
         return false;
     }
     frame.bytes.resize(length);

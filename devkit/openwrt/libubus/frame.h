@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -10,6 +11,10 @@ extern "C" {
 }
 
 namespace zephran::ubus_standin {
+
+/// The most bytes of an enclosing attribute with its padding. The device keeps this number to
+/// itself.
+constexpr std::size_t longest_message = 1048576;
 
 /// A message that has arrived.
 struct Frame {

@@ -33,7 +33,7 @@ int wait_for_status(ubus_context& context, const Request& request) {
 }  // namespace
 
 int register_object(ubus_context& context, ubus_object& object, const blob_attr& body) {
-    if (blob_pad_len(&body) > UBUS_MAX_MSGLEN) {
+    if (blob_pad_len(&body) > longest_message) {
         return UBUS_STATUS_INVALID_ARGUMENT;
     }
     Request request{object, ++context.request_seq, false, UBUS_STATUS_OK};

@@ -128,7 +128,7 @@ TEST(Blobmsg, WalksOverTheElementsOfANamedArray) {
 
     std::vector<int> types;
     blob_attr* attr = nullptr;
-    int rest = 0;
+    std::size_t rest = 0;
     blobmsg_for_each_attr(attr, array.attr(), rest) {
         types.push_back(blobmsg_type(attr));
     }

@@ -88,7 +88,7 @@ TEST(UbusAddObject, IsNotAskedForAboveOneMebibyte) {
     ScriptedBroker broker;
     const Context context = broker.connected_client();
     DemoObject object;
-    const std::string long_name(UBUS_MAX_MSGLEN, 'x');
+    const std::string long_name(longest_message, 'x');
     object.name = long_name.c_str();
 
     EXPECT_EQ(ubus_add_object(context.get(), &object), UBUS_STATUS_INVALID_ARGUMENT);
