@@ -32,7 +32,8 @@ bool send_frame(ubus_context& context, ubus_msg_type type, std::uint16_t seq, st
                 const blob_attr& body);
 
 /// The next message; one that has begun to arrive is waited for. Nothing when none is there, or,
-/// with sock.eof set, when the connection has ended. Messages of another version are dropped.
+/// with sock.eof set, when the connection has ended before it. Nothing, too, for a head of another
+/// version or with an impossible length: what follows is taken for the next message.
 std::optional<Frame> receive_frame(ubus_context& context);
 
 }  // namespace zephran::ubus_standin

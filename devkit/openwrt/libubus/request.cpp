@@ -40,8 +40,8 @@ int register_object(ubus_context& context, ubus_object& object, const blob_attr&
     State& state = state_of(context);
     state.request = &request;
     ++context.stack_depth;
-    send_frame(context, UBUS_MSG_ADD_OBJECT, request.seq, 0, body);
-    const int status = wait_for_status(context, request);
+    const bool is_sent = send_frame(context, UBUS_MSG_ADD_OBJECT, request.seq, 0, body);
+    const int status = is_sent ? wait_for_status(context, request) : UBUS_STATUS_INVALID_ARGUMENT;
     --context.stack_depth;
     state.request = nullptr;
     context.cancel_poll = true;
