@@ -97,6 +97,8 @@ class Scene(Stage):
 
     def message_bus(self):
         """A sentence on the bus libraries, the broker and the command that are in use."""
-        place = self._build.name_of(self._build.bus_programs)
-        return (f"{self._build.bus_libraries}; the broker ubusd and the command ubus are the ones "
-                f"that devkit brings ({place})")
+        programs = self._build.bus_programs
+        broker = (programs / "ubusd").resolve()
+        whose = (f"that devkit brings ({self._build.name_of(programs)})" if broker.parent == programs.resolve()
+                 else f"of OpenWrt ({broker.parent.parent})")
+        return f"{self._build.bus_libraries}; the broker ubusd and the command ubus are the ones {whose}"

@@ -67,10 +67,14 @@ class Bus:
         self._running().signal(signal.SIGTERM)
         self._running().wait()
 
-    def command(self, *arguments: object, timeout: int = 30) -> "Daemon":
-        """Runs `ubus` to its end and returns it; `timeout` is how many seconds the command waits for a reply."""
+    def command(self, *arguments: object, timeout: int = 30, simple: bool = True) -> "Daemon":
+        """Runs `ubus` to its end and returns it.
+
+        timeout  how many seconds the command waits for a reply
+        simple   for programs: a reply is one line, a failure is told by the exit status alone
+        """
         program = self._gateway.start_program(
-            ["ubus", "-S", "-t", str(timeout), *map(str, arguments)], "ubus")
+            ["ubus", *(["-S"] if simple else []), "-t", str(timeout), *map(str, arguments)], "ubus")
         program.wait()
         return program
 
@@ -83,7 +87,7 @@ class Bus:
             arguments if isinstance(arguments, str) else json.dumps(arguments)]
         program = self.command("call", target, method, *words)
         if program.exit_status != 0:
-            raise BusError(program.err.strip(), program.exit_status)
+            raise BusError(f"ubus call {target} {method} ended with {program.exit_status}", program.exit_status)
         return json.loads(program.out)
 
     def objects(self) -> list[str]:

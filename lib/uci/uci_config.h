@@ -41,10 +41,12 @@ public:
     [[nodiscard]] std::string get_option(const std::string& key);
 
     /// Sets, saves and commits. libuci commits all pending changes of the package along with it,
-    /// including those of other programs. It deletes the option when the value is empty, writes
-    /// nothing when the value is unchanged, and never creates a section.
+    /// including those of other programs and of the overlay. It deletes the option when the value
+    /// is empty, writes nothing when the value is unchanged and nothing is pending, and never
+    /// creates a section.
     ///
-    /// @returns true when all three steps succeeded
+    /// @returns true when all three steps succeeded; otherwise the value may be stored, pending
+    ///          until the next commit, or lost
     [[nodiscard]] bool set_option(const std::string& key, const std::string& value);
 
     /// Deletes the option or section until the next reboot, or for good with the next commit of

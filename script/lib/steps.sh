@@ -10,7 +10,8 @@ readonly skipped_status=77
 
 # Steps that mostly wait. They run in the background, one after another, while the other steps compile. What compiles is
 # run with less priority, so that the tests in the background are not late.
-readonly background_steps=(daemon-tsan daemon-asan daemon-debug packaging acceptance acceptance-hawkbit)
+readonly background_steps=(daemon-tsan daemon-asan daemon-debug openwrt-libraries packaging acceptance
+    acceptance-hawkbit)
 readonly foreground_steps=(unit-debug unit-asan unit-tsan clang sdk size lint)
 # shellcheck disable=SC2034  # read by script/verify
 readonly all_steps=(bootstrap "${background_steps[@]}" "${foreground_steps[@]}")
@@ -18,17 +19,20 @@ readonly all_steps=(bootstrap "${background_steps[@]}" "${foreground_steps[@]}")
 # With a sanitizer g++ gives false warnings about the standard library. Its warnings without one count.
 declare -rA build_options=(
     [debug]="-DCMAKE_COMPILE_WARNING_AS_ERROR=ON -DZEPHRAN_BUILD_BENCH=ON"
+    [openwrt]=-DCMAKE_COMPILE_WARNING_AS_ERROR=ON
     [asan]=-DCMAKE_COMPILE_WARNING_AS_ERROR=OFF
     [tsan]=-DCMAKE_COMPILE_WARNING_AS_ERROR=OFF)
 # How long callers on the message bus compete with the main loop. Races need longer to show.
 declare -rA soak_seconds=([tsan]=60 [asan]=5 [debug]=5)
 # Seconds from one power cut to the next. What the cuts find hardly depends on the build.
-declare -rA power_cut_step=([tsan]=15 [asan]=15 [debug]=12)
+declare -rA power_cut_step=([tsan]=15 [asan]=15 [debug]=12 [openwrt]=15)
 
 describe_step() {
     case $1 in
         bootstrap) echo "install the packages that the other steps need" ;;
         daemon-*) echo "tests of the daemon and of the development kit with the preset ${1#daemon-}" ;;
+        openwrt-libraries) echo "unit tests, tests of the kit's stand-ins and of the daemon on OpenWrt's own libraries;" \
+            "skipped without them" ;;
         packaging) echo "tests of the OpenWrt package" ;;
         acceptance) echo "acceptance scenarios against the server of the development kit" ;;
         acceptance-hawkbit) echo "acceptance scenarios against a real hawkBit; skipped without its jar" ;;
@@ -51,6 +55,8 @@ prepare_step() {
     local programs=(--target zephran --target devkit/all)
     case $1 in
         daemon-*) build_preset "${1#daemon-}" "${programs[@]}" ;;
+        # Without the libraries the command says what to set.
+        openwrt-libraries) ! script/openwrt-libraries || build_preset openwrt ;;
         packaging | acceptance | acceptance-hawkbit) build_preset debug "${programs[@]}" ;;
         unit-*) build_preset "${1#unit-}" ;;
     esac
@@ -64,6 +70,11 @@ run_step() {
         daemon-*) env "ZEPHRAN_SOAK_SECONDS=${soak_seconds[$preset]}" \
             "ZEPHRAN_POWER_CUT_STEP=${power_cut_step[$preset]}" \
             script/test --preset "$preset" --no-build --jobs 24 --only devkit --only daemon ;;
+        openwrt-libraries)
+            script/openwrt-libraries || return
+            env "ZEPHRAN_POWER_CUT_STEP=${power_cut_step[openwrt]}" script/test --preset openwrt --no-build --jobs 24 \
+                --only unit --only devkit --only daemon
+            ;;
         packaging | acceptance) script/test --preset debug --no-build --jobs 24 --only "$1" ;;
         acceptance-hawkbit) env "ZEPHRAN_BUILD_DIR=$project_dir/build/debug" script/acceptance ;;
         unit-*) nice script/test --preset "$preset" --no-build --only unit ;;

@@ -154,7 +154,7 @@ def test_daemon_survives_broken_calls(bench, control, daemon):
 
 
 def test_unknown_method_is_refused_by_the_bus(control, daemon):
-    program = control.bus.command("call", "zephran", "reboot")
+    program = control.bus.command("call", "zephran", "reboot", simple=False)
 
     assert program.exit_status == 3
     assert "Method not found" in program.err

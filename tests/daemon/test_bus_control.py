@@ -31,7 +31,7 @@ def test_object_is_listed_with_its_methods_and_their_arguments(bench, control):
     bench.start()
     control.wait_until_served()
 
-    listed = control.bus.command("-v", "list").out
+    listed = control.bus.command("-v", "list", simple=False).out
 
     assert re.fullmatch("'zephran' @[0-9a-f]{8}\n"
                         '\t"force_poll":{"agent_id":"String"}\n'

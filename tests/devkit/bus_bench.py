@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """A broker for a test, and clients that speak the wire format by hand: bytes in, bytes out.
 
-The programs under test are those of the development kit, or what ZEPHRAN_UBUSD and ZEPHRAN_UBUS name.
+The programs under test are those of the build, which are the stand-ins of the development kit or OpenWrt's own, or what
+ZEPHRAN_UBUSD and ZEPHRAN_UBUS name.
 """
 import contextlib
 import os
@@ -13,6 +14,8 @@ import struct
 import subprocess
 import tempfile
 import time
+
+import pytest
 
 from openwrt.bus.wire import (
     A_DATA,
@@ -41,6 +44,10 @@ PROJECT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("ZEPHRAN_BUILD_DIR", PROJECT / "build/debug"))
 UBUSD = pathlib.Path(os.environ.get("ZEPHRAN_UBUSD", BUILD / "devkit/openwrt/bin/ubusd"))
 UBUS = pathlib.Path(os.environ.get("ZEPHRAN_UBUS", BUILD / "devkit/openwrt/bin/ubus"))
+
+# Statements about what the stand-ins do beyond the originals, or instead of them.
+standin_only = pytest.mark.skipif(UBUSD.exists() and UBUSD.read_bytes()[:2] != b"#!",
+                                  reason="about the stand-in, not about the original")
 
 # Sanitized builds on a busy machine are slow, and no test is about speed.
 PATIENCE = 120
@@ -188,6 +195,17 @@ class Bus(contextlib.ExitStack):
 
     def stop(self):
         self._end(self.process)
+
+    @contextlib.contextmanager
+    def paused(self):
+        """Within it the broker does nothing, and then learns of everything at once."""
+        self.process.send_signal(signal.SIGSTOP)
+        try:
+            until(lambda: "T (stopped)" in pathlib.Path(f"/proc/{self.process.pid}/status").read_text(encoding="ascii"),
+                  "a broker that is stopped")
+            yield
+        finally:
+            self.process.send_signal(signal.SIGCONT)
 
     def client(self):
         client = RawClient(self.path)

@@ -19,6 +19,7 @@ echo "$(basename "$0") $*" >>../calls
 case "$(basename "$0") $*" in
     "test "*) echo "== summary"; echo "unit   ok   100% tests passed, 0 tests failed out of 12" ;;
     "acceptance "*) echo "== the jar is missing"; exit 77 ;;
+    "openwrt-libraries "*) [ -e ../openwrt ] || { echo "== set OPENWRT_SOURCES"; exit 77; } ;;
 esac
 ! grep -qxF -- "$(basename "$0") $*" ../fail
 """
@@ -40,7 +41,7 @@ def project(tmp_path):
     for name in ("script/lib/common.sh", "script/lib/steps.sh", "script/verify", ".ci/run", ".gitignore"):
         (root / name).parent.mkdir(parents=True, exist_ok=True)
         shutil.copy(PROJECT / name, root / name)
-    for name in ("bootstrap", "build", "test", "lint", "acceptance", "size"):
+    for name in ("bootstrap", "build", "test", "lint", "acceptance", "size", "openwrt-libraries"):
         (root / "script" / name).write_text(STAND_IN, encoding="utf-8")
         (root / "script" / name).chmod(0o755)
     (tmp_path / "fail").touch()
@@ -110,11 +111,25 @@ def test_all_steps_run_and_end_in_the_table(project):
             for preset in ("debug", "asan", "tsan")} <= set(calls(project))
 
 
-def test_step_with_a_missing_prerequisite_is_skipped_with_its_reason(project):
-    done = run(project, "script/verify", "acceptance-hawkbit")
+@pytest.mark.parametrize("step, reason", [("acceptance-hawkbit", "the jar is missing"),
+                                          ("openwrt-libraries", "set OPENWRT_SOURCES")])
+def test_step_with_a_missing_prerequisite_is_skipped_with_its_reason(project, step, reason):
+    done = run(project, "script/verify", step)
 
     assert done.returncode == 0
-    assert table(done) == {"acceptance-hawkbit": ("skipped", "the jar is missing")}
+    assert table(done) == {step: ("skipped", reason)}
+    assert not [call for call in calls(project) if call.startswith("test ")]
+
+
+def test_openwrt_libraries_serve_all_tests_that_use_the_stand_ins(project):
+    (project.parent / "openwrt").touch()
+
+    done = run(project, "script/verify", "openwrt-libraries")
+
+    assert table(done)["openwrt-libraries"][0] == "ok"
+    made = calls(project)
+    assert "build openwrt -DCMAKE_COMPILE_WARNING_AS_ERROR=ON" in made
+    assert "test --preset openwrt --no-build --jobs 24 --only unit --only devkit --only daemon" in made
 
 
 @pytest.mark.parametrize("step, call", [

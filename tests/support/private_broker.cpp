@@ -74,6 +74,10 @@ std::string PrivateBroker::command(const std::string& arguments) const {
     return std::string{UBUS_COMMAND_PATH} + " -s " + socket() + " -t 20 -S " + arguments + " 2>&1";
 }
 
+std::string PrivateBroker::listing(const std::string& name) const {
+    return std::string{UBUS_COMMAND_PATH} + " -s " + socket() + " -v list " + name + " 2>&1";
+}
+
 CommandResult run_command(const std::string& command) {
     CommandResult result{};
     result.status = common::POpen{command}.wait(result.output, 0);

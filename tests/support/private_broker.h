@@ -25,8 +25,11 @@ public:
     void kill();
 
     [[nodiscard]] std::string socket() const { return directory.path("bus"); }
-    /// The ubus command line for this broker, for example command("list").
+    /// The ubus command line for this broker, for example command("list"). It tells failures by its
+    /// exit status alone.
     [[nodiscard]] std::string command(const std::string& arguments) const;
+    /// The command line that lists an object with its methods and their arguments.
+    [[nodiscard]] std::string listing(const std::string& name) const;
 
 private:
     TemporaryDirectory directory;

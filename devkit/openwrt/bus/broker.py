@@ -10,6 +10,9 @@ from . import wire
 from .registry import Object, Refusal, Registry, matches
 from .wire import Frame, number, text
 
+# Subscribing, unsubscribing, notifying. Whatever they name, it is taken for wrong.
+NOT_SERVED = (8, 9, 10)
+
 
 @dataclass(frozen=True)
 class Sender:
@@ -52,7 +55,7 @@ class Broker:
             return
         try:
             if frame.type not in self._requests:
-                raise Refusal(wire.INVALID_COMMAND)
+                raise Refusal(wire.INVALID_ARGUMENT if frame.type in NOT_SERVED else wire.INVALID_COMMAND)
             self._requests[frame.type](sender, frame)
         except Refusal as refusal:
             self._finish(sender, frame, refusal.status)
@@ -103,14 +106,13 @@ class Broker:
         method = wire.cut(required(found, wire.A_METHOD))
         if object_id == wire.EVENT_OBJECT:
             if method != b"register":
-                raise Refusal(wire.METHOD_NOT_FOUND)
+                raise Refusal(wire.INVALID_COMMAND)
             self._listen(sender, required(found, wire.A_DATA))
             self._finish(sender, request)
             return
         called = self._registry.get(object_id)
+        # The flag for no reply is not passed on.
         call = number(wire.A_ID, object_id) + text(wire.A_METHOD, method)
-        if found.get(wire.A_NO_REPLY, b"\0") != b"\0":
-            call += wire.attribute(wire.A_NO_REPLY, b"\1")
         call += text(wire.A_USER, sender.user) + text(wire.A_GROUP, sender.group)
         if wire.A_DATA in found:
             call += wire.attribute(wire.A_DATA, found[wire.A_DATA])

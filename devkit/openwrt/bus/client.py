@@ -5,7 +5,7 @@ from __future__ import annotations
 import time
 
 # What socket and signal are made of. They themselves would double the time that the command takes.
-from _signal import SIG_DFL, SIG_IGN, SIGINT, SIGTERM, signal  # type: ignore[import-not-found]
+from _signal import SIG_IGN, SIGINT, SIGTERM, signal  # type: ignore[import-not-found]
 from _socket import AF_UNIX, SOCK_STREAM, socket
 
 from . import wire
@@ -21,6 +21,10 @@ class RequestFailed(Exception):
     def __init__(self, status: int) -> None:
         super().__init__(f"status {status}")
         self.status = status
+
+
+class EndRequested(Exception):
+    """A signal has asked the command to end."""
 
 
 class Connection:
@@ -128,6 +132,10 @@ class Connection:
 
 
 def answer_end_signals(survive: bool) -> None:
-    """Whether SIGINT and SIGTERM end the command, without a word, or leave it to its work."""
+    """Whether SIGINT and SIGTERM leave the command to its work, or raise EndRequested in it."""
+    def end(*_: object) -> None:
+        answer_end_signals(survive=True)
+        raise EndRequested
+
     for number in (SIGINT, SIGTERM):
-        signal(number, SIG_IGN if survive else SIG_DFL)
+        signal(number, SIG_IGN if survive else end)

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import random
-from collections.abc import Callable, Container
+from collections.abc import Container
 from dataclasses import dataclass
 
 from . import wire
@@ -25,7 +25,6 @@ class Refusal(Exception):
 @dataclass
 class Type:
     id: int
-    owner: int
     signature: bytes
     users: int = 0
 
@@ -54,20 +53,11 @@ def matches(pattern: bytes, name: bytes) -> bool:
 
 
 def is_signature(data: bytes) -> bool:
-    """Whether it lists methods: tables of the numbers of their arguments' types."""
-    def is_argument(kind: int, value: bytes) -> bool:
-        return kind == wire.INT32 and len(value) == wire.SIZES[wire.INT32]
-
-    def is_method(kind: int, value: bytes) -> bool:
-        return kind == wire.TABLE and _is_list(value, is_argument)
-
-    return _is_list(data, is_method)
-
-
-def _is_list(data: bytes, is_element: Callable[[int, bytes], bool]) -> bool:
+    """Whether it lists values with names. That they should be tables, and of what, is not looked at."""
     found, complete = wire.split(data)
     values = [wire.named_value(*each) for each in found]
-    return complete and all(value and is_element(value[0], value[2]) for value in values)
+    return complete and all(value and value[1] and len(value[2]) == wire.SIZES.get(value[0], len(value[2]))
+                            for value in values)
 
 
 class Registry:
@@ -90,10 +80,10 @@ class Registry:
         return found
 
     def add(self, owner: int, name: bytes | None, type_id: int | None, signature: bytes | None) -> Object:
-        """A new object of a new type, of one that another object of this client has, or of none."""
-        if name is not None and (not name or name in self._names):
+        """A new object of a type that is there, of a new one, or, if neither makes sense, of none."""
+        if name is not None and name in self._names:
             raise Refusal(wire.INVALID_ARGUMENT)
-        kind = self._type_for(owner, type_id, signature)
+        kind = self._type_for(type_id, signature)
         added = Object(unused_id(self._objects), owner, name, kind)
         self._objects[added.id] = added
         if name is not None:
@@ -123,22 +113,16 @@ class Registry:
         if path == b"":
             raise Refusal(wire.INVALID_ARGUMENT)
         pattern = b"*" if path is None else path
-        found = [(name, each.id, each.type) for name, each in sorted(self._names.items())
-                 if each.type and matches(pattern, name)]
+        found = [(name, each.id, each.type) for name, each in sorted(self._names.items()) if matches(pattern, name)]
         if path is not None and not found:
             raise Refusal(wire.NOT_FOUND)
-        return found
+        return [(name, object_id, kind) for name, object_id, kind in found if kind]
 
-    def _type_for(self, owner: int, type_id: int | None, signature: bytes | None) -> Type | None:
-        if signature is not None:
-            if not is_signature(signature):
-                raise Refusal(wire.INVALID_ARGUMENT)
-            made = Type(unused_id(self._types), owner, signature)
-            self._types[made.id] = made
-            return made
-        if type_id is None:
+    def _type_for(self, type_id: int | None, signature: bytes | None) -> Type | None:
+        if type_id is not None:
+            return self._types.get(type_id)
+        if signature is None or not is_signature(signature):
             return None
-        known = self._types.get(type_id)
-        if known is None or known.owner != owner:
-            raise Refusal(wire.INVALID_ARGUMENT)
-        return known
+        made = Type(unused_id(self._types), signature)
+        self._types[made.id] = made
+        return made

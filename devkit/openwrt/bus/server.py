@@ -20,8 +20,8 @@ from .broker import Broker, Sender
 from .options import UsageError, complain, parse
 from .registry import unused_id
 
-# Room for several of the largest frames; more waits only for a client that does not read.
-LARGEST_QUEUE = 16 * wire.LARGEST_LENGTH
+# More than this does not wait for a client that does not read.
+LARGEST_QUEUE = wire.LARGEST_LENGTH
 PIECE = 65536
 CREDENTIALS = struct.Struct("=iII")
 OUT_OF_DESCRIPTORS = (errno.EMFILE, errno.ENFILE)
@@ -39,19 +39,15 @@ class Client:
         self._input = wire.Assembler()
         self._output: collections.deque[memoryview] = collections.deque()
         self._waiting = 0
-        self._reads = True
         connection.setblocking(False)
         self.send(wire.frame(wire.HELLO, 0, client_id))
 
     def events(self) -> int:
-        return select.POLLIN | (select.POLLOUT if self._output else 0)
+        return select.POLLIN | select.POLLRDHUP | (select.POLLOUT if self._output else 0)
 
     def send(self, data: bytes) -> None:
-        """Never waits; a client too far behind is disconnected."""
-        if self.gone or not self._reads:
-            return
-        if self._waiting + len(data) > LARGEST_QUEUE:
-            self._disconnect("it does not read what it is sent")
+        """Never waits; what a client too far behind is sent is dropped without a word."""
+        if self.gone or (self._output and self._waiting + len(data) > LARGEST_QUEUE):
             return
         self._waiting += len(data)
         self._output.append(memoryview(data))
@@ -66,10 +62,7 @@ class Client:
                 if rest:
                     self._output.appendleft(rest)
         except OSError as error:
-            if error.errno not in FULL:
-                # It closed its end, which is no error: what it sent before is still to be read.
-                self._reads = False
-                self._output.clear()
+            self.gone = error.errno not in FULL
 
     def receive(self) -> None:
         """Reads a limited amount, so that no client keeps the others waiting."""
@@ -145,13 +138,12 @@ class Server:
         self._clients[client_id] = Client(connection, client_id)
 
     def _serve(self, ready: list[tuple[Client, int]]) -> None:
-        # Names of clients that have left are free for whatever the others asked for after that.
+        # What a client has sent just before it left is not read, and its names are free for the others.
         for client, events in ready:
-            while events & select.POLLHUP and not client.gone:
-                self._receive_from(client)
+            client.gone = client.gone or events & (select.POLLHUP | select.POLLRDHUP) != 0
         self._remove_gone_clients()
         for client, events in ready:
-            if events & select.POLLOUT:
+            if events & select.POLLOUT and not client.gone:
                 client.flush()
             if events & (select.POLLIN | select.POLLERR) and not client.gone:
                 self._receive_from(client)
@@ -174,10 +166,10 @@ class Server:
 
 @contextlib.contextmanager
 def listening(path: str):
-    """A socket that everybody may connect to. At the end its file goes, if it is still its own."""
+    """A socket that everybody may connect to. At the end the file goes."""
     with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM | socket.SOCK_NONBLOCK) as listener:
         if len(os.fsencode(path)) > 107:
-            raise OSError(errno.ENAMETOOLONG, os.strerror(errno.ENAMETOOLONG))
+            raise OSError(errno.EINVAL, os.strerror(errno.EINVAL))
         with contextlib.suppress(FileNotFoundError):
             if stat.S_ISSOCK(os.lstat(path).st_mode):
                 os.unlink(path)
@@ -188,21 +180,18 @@ def listening(path: str):
         finally:
             os.umask(mask)
         listener.listen(socket.SOMAXCONN)
-        own = os.lstat(path)
         try:
             yield listener
         finally:
+            # Also if another broker has taken the path over meanwhile.
             with contextlib.suppress(FileNotFoundError):
-                if os.path.samestat(os.lstat(path), own):
-                    os.unlink(path)
+                os.unlink(path)
 
 
 def main(arguments: list[str]) -> int:
     try:
-        options, words = parse(arguments, flags="", valued="s")
+        options, _ = parse(arguments, flags="", valued="s")
         path = options.get("s", wire.DEFAULT_SOCKET)
-        if words or not path:
-            raise UsageError
     except UsageError:
         print("Usage: ubusd [-s socket]", file=sys.stderr)
         return 1
@@ -214,5 +203,6 @@ def main(arguments: list[str]) -> int:
         with listening(path) as listener:
             Server(listener).run()
     except OSError as error:
-        return complain("ubusd", f"cannot listen on {path}: {error.strerror}")
+        print(f"usock: {error.strerror}", file=sys.stderr)
+        return 255
     return 0

@@ -37,7 +37,10 @@ blob_attr* place_named(blob_buf& buf, int type, const char* name, std::size_t va
 }
 
 bool has_sound_name(const blob_attr& attr, bool name_needed) {
-    if (!blob_is_extended(&attr) || blob_len(&attr) < sizeof(blobmsg_hdr)) {
+    if (!blob_is_extended(&attr)) {
+        return !name_needed;
+    }
+    if (blob_len(&attr) < sizeof(blobmsg_hdr)) {
         return false;
     }
     const std::size_t length =

@@ -22,14 +22,15 @@ public:
         std::size_t rest = 0;
         bool first = true;
         blobmsg_for_each_attr(attr, &container, rest) {
-            if (!blobmsg_check_attr(attr, false)) {
-                continue;
-            }
             if (!first) {
                 text += ',';
             }
             first = false;
-            if (!array && *blobmsg_name(attr) != '\0') {
+            // Of a broken one the comma stays, as on the device: the text is no JSON then.
+            if (!blobmsg_check_attr(attr, false)) {
+                continue;
+            }
+            if (!array && blob_is_extended(attr) && *blobmsg_name(attr) != '\0') {
                 string(blobmsg_name(attr));
                 text += ':';
             }

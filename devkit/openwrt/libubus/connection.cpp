@@ -28,7 +28,7 @@ int open_socket(const char* path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (std::strlen(path) >= sizeof(address.sun_path)) {
-        errno = ENAMETOOLONG;
+        errno = EINVAL;
         return -1;
     }
     std::memcpy(&address.sun_path[0], path, std::strlen(path));
@@ -84,7 +84,6 @@ int connect_to_broker(ubus_context& context, const char* path) {
     }
     context.sock.eof = false;
     context.sock.error = false;
-    context.request_seq = 0;
     context.cancel_poll = false;
     state_of(context).waiting_calls.clear();
     context.sock.fd = open_socket(path == nullptr ? default_path : path);

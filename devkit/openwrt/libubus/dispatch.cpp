@@ -52,9 +52,15 @@ const char* text_of(const blob_attr* attr) {
     return attr == nullptr ? nullptr : blob_get_string(attr);
 }
 
+std::uint32_t object_of(Frame& frame) {
+    return blob_get_u32(attributes_of(*frame.body())[UBUS_ATTR_OBJID]);
+}
+
+/// A call that is refused before its sequence and object have been taken is answered under none,
+/// so that the broker drops the answer.
 int call_handler(ubus_context& context, ubus_request_data& request, Frame& frame) {
     const State& state = state_of(context);
-    const auto found = state.objects.find(request.object);
+    const auto found = state.objects.find(object_of(frame));
     if (found == state.objects.end()) {
         return UBUS_STATUS_NOT_FOUND;
     }
@@ -65,6 +71,9 @@ int call_handler(ubus_context& context, ubus_request_data& request, Frame& frame
     if (name == nullptr) {
         return UBUS_STATUS_INVALID_ARGUMENT;
     }
+    request.object = object.id;
+    request.peer = frame.peer;
+    request.seq = frame.seq;
     const ubus_method* const method = method_of(object, name);
     if (method == nullptr) {
         return UBUS_STATUS_METHOD_NOT_FOUND;
@@ -72,9 +81,14 @@ int call_handler(ubus_context& context, ubus_request_data& request, Frame& frame
     if (attributes[UBUS_ATTR_DATA] == nullptr) {
         return UBUS_STATUS_INVALID_ARGUMENT;
     }
+    const blob_attr* const no_reply = attributes[UBUS_ATTR_NO_REPLY];
     request.acl = {text_of(attributes[UBUS_ATTR_USER]), text_of(attributes[UBUS_ATTR_GROUP]),
                    object.name};
-    return method->handler(&context, &object, &request, name, attributes[UBUS_ATTR_DATA]);
+    const int status =
+        method->handler(&context, &object, &request, name, attributes[UBUS_ATTR_DATA]);
+    // Refusals are sent all the same.
+    request.deferred = request.deferred || (no_reply != nullptr && blob_get_u8(no_reply) != 0);
+    return status;
 }
 
 void serve_call(ubus_context& context, Frame& frame) {
@@ -82,21 +96,16 @@ void serve_call(ubus_context& context, Frame& frame) {
     if (attributes[UBUS_ATTR_OBJID] == nullptr) {
         return;
     }
-    const blob_attr* const no_reply = attributes[UBUS_ATTR_NO_REPLY];
-    const bool reply_wanted = no_reply == nullptr || blob_get_u8(no_reply) == 0;
     ubus_request_data request{};
-    request.object = blob_get_u32(attributes[UBUS_ATTR_OBJID]);
-    request.peer = frame.peer;
-    request.seq = frame.seq;
     request.fd = -1;
     request.req_fd = -1;
 
     const int status = call_handler(context, request, frame);
-    if (reply_wanted && !request.deferred) {
+    if (!request.deferred) {
         blob_buf& message = fresh_message();
         blob_put_u32(&message, UBUS_ATTR_STATUS, static_cast<std::uint32_t>(status));
         blob_put_u32(&message, UBUS_ATTR_OBJID, request.object);
-        send_frame(context, UBUS_MSG_STATUS, frame.seq, frame.peer, *message.head);
+        send_frame(context, UBUS_MSG_STATUS, request.seq, request.peer, *message.head);
     }
 }
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -71,12 +72,12 @@ Arrival receive_all(int descriptor, char* target, std::size_t length, bool begun
     return Arrival::complete;
 }
 
-/// Reads what follows the first bytes of a message. False when the stream makes no sense or ends.
+/// Reads what follows the first bytes of a message. False when they make no sense, or it ends.
 bool receive_rest(int descriptor, const std::array<char, head_size>& head, Frame& frame) {
     blob_attr enclosing{};
     std::memcpy(&enclosing, head.data() + sizeof(ubus_msghdr), sizeof(enclosing));
     const std::size_t length = blob_raw_len(&enclosing);
-    if (length < sizeof(blob_attr) || blob_pad_len(&enclosing) > UBUS_MAX_MSGLEN) {
+    if (length < sizeof(blob_attr) || blob_pad_len(&enclosing) > longest_message) {
         return false;
     }
     frame.bytes.resize(length);
@@ -100,28 +101,21 @@ bool send_frame(ubus_context& context, ubus_msg_type type, std::uint16_t seq, st
 }
 
 std::optional<Frame> receive_frame(ubus_context& context) {
-    for (;;) {
-        std::array<char, head_size> head{};
-        switch (receive_all(context.sock.fd, head.data(), head.size(), false)) {
-            case Arrival::nothing:
-                return std::nullopt;
-            case Arrival::broken:
-                context.sock.eof = true;
-                return std::nullopt;
-            case Arrival::complete:
-                break;
-        }
-        ubus_msghdr header{};
-        std::memcpy(&header, head.data(), sizeof(header));
-        Frame frame{header.type, be16_to_cpu(header.seq), be32_to_cpu(header.peer), {}};
-        if (!receive_rest(context.sock.fd, head, frame)) {
+    std::array<char, head_size> head{};
+    switch (receive_all(context.sock.fd, head.data(), head.size(), false)) {
+        case Arrival::nothing:
+            return std::nullopt;
+        case Arrival::broken:
             context.sock.eof = true;
             return std::nullopt;
-        }
-        if (header.version == 0) {
-            return frame;
-        }
+        case Arrival::complete:
+            break;
     }
+    ubus_msghdr header{};
+    std::memcpy(&header, head.data(), sizeof(header));
+    Frame frame{header.type, be16_to_cpu(header.seq), be32_to_cpu(header.peer), {}};
+    const bool is_whole = header.version == 0 && receive_rest(context.sock.fd, head, frame);
+    return is_whole ? std::optional<Frame>{std::move(frame)} : std::nullopt;
 }
 
 }  // namespace zephran::ubus_standin

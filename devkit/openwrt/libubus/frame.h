@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -10,6 +11,10 @@ extern "C" {
 }
 
 namespace zephran::ubus_standin {
+
+/// The most bytes of an enclosing attribute with its padding. The device keeps this number to
+/// itself.
+constexpr std::size_t longest_message = 1048576;
 
 /// A message that has arrived.
 struct Frame {
@@ -27,7 +32,8 @@ bool send_frame(ubus_context& context, ubus_msg_type type, std::uint16_t seq, st
                 const blob_attr& body);
 
 /// The next message; one that has begun to arrive is waited for. Nothing when none is there, or,
-/// with sock.eof set, when the connection has ended. Messages of another version are dropped.
+/// with sock.eof set, when the connection has ended before it. Nothing, too, for a head of another
+/// version or with an impossible length: what follows is taken for the next message.
 std::optional<Frame> receive_frame(ubus_context& context);
 
 }  // namespace zephran::ubus_standin

@@ -33,15 +33,15 @@ int wait_for_status(ubus_context& context, const Request& request) {
 }  // namespace
 
 int register_object(ubus_context& context, ubus_object& object, const blob_attr& body) {
-    if (blob_pad_len(&body) > UBUS_MAX_MSGLEN) {
+    if (blob_pad_len(&body) > longest_message) {
         return UBUS_STATUS_INVALID_ARGUMENT;
     }
     Request request{object, ++context.request_seq, false, UBUS_STATUS_OK};
     State& state = state_of(context);
     state.request = &request;
     ++context.stack_depth;
-    send_frame(context, UBUS_MSG_ADD_OBJECT, request.seq, 0, body);
-    const int status = wait_for_status(context, request);
+    const bool is_sent = send_frame(context, UBUS_MSG_ADD_OBJECT, request.seq, 0, body);
+    const int status = is_sent ? wait_for_status(context, request) : UBUS_STATUS_INVALID_ARGUMENT;
     --context.stack_depth;
     state.request = nullptr;
     context.cancel_poll = true;

@@ -18,8 +18,9 @@ struct Request {
 };
 
 /// Sends the request and waits for its status without limit. Calls that arrive meanwhile are served
-/// before it returns. The status, or one of the library's own for a request that is too long and a
-/// connection that is broken.
+/// before it returns. The status, or one of the library's own: "invalid argument" for a request
+/// that is too long or cannot be sent, "connection failed" if the connection ends before the
+/// answer.
 int register_object(ubus_context& context, ubus_object& object, const blob_attr& body);
 
 }  // namespace zephran::ubus_standin

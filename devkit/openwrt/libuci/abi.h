@@ -66,8 +66,7 @@ struct uci_ptr {
     const char* value;
 };
 
-/// Callers may set the two directories right after uci_alloc_context(), to texts from malloc(3):
-/// uci_free_context() frees whatever is not its own default.
+/// Programs set the directories by their functions only: the context owns the texts.
 struct uci_context {
     std::array<void*, 6> reserved_head;
     int flags;
@@ -86,6 +85,8 @@ int uci_lookup_ptr(uci_context* context, uci_ptr* pointer, char* text, bool exte
 int uci_set(uci_context* context, uci_ptr* pointer);
 int uci_save(uci_context* context, Package* package);
 int uci_commit(uci_context* context, Package** package, bool overwrite);
+int uci_set_confdir(uci_context* context, const char* directory);
+int uci_set_savedir(uci_context* context, const char* directory);
 int uci_add_delta_path(uci_context* context, const char* directory);
 int uci_delete(uci_context* context, uci_ptr* pointer);
 

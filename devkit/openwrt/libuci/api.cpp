@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <new>
 
@@ -19,6 +20,15 @@ void free_unless(const char* fixed, const char* text) {
     if (text != fixed) {
         std::free(const_cast<char*>(text));
     }
+}
+
+void replace_unless(const char* fixed, const char*& text, const char* by) {
+    const char* const copy = strdup(by);
+    if (copy == nullptr) {
+        throw std::bad_alloc{};
+    }
+    free_unless(fixed, text);
+    text = copy;
 }
 
 Store& store_of(uci_context* context) {
@@ -88,6 +98,17 @@ int uci_save(uci_context* context, Package* package) {
 int uci_commit(uci_context* context, Package** package, bool overwrite) {
     return guarded(
         [=] { store_of(context).commit(store_of(context).checked(*package), overwrite); });
+}
+
+int uci_set_confdir(uci_context* context, const char* directory) {
+    return guarded([=] { replace_unless(default_confdir, context->confdir, directory); });
+}
+
+int uci_set_savedir(uci_context* context, const char* directory) {
+    return guarded([=] {
+        store_of(context).set_save_directory(directory);
+        replace_unless(default_savedir, context->savedir, directory);
+    });
 }
 
 int uci_add_delta_path(uci_context* context, const char* directory) {

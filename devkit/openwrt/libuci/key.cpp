@@ -73,7 +73,7 @@ IndexedSection parse_indexed_section(const char* section) {
     }
     const std::string type = text.substr(1, opening - 1);
     const std::string index_text = text.substr(opening + 1, text.size() - opening - 2);
-    if ((!type.empty() && !is_type(type)) || index_text.empty()) {
+    if (!type.empty() && !is_type(type)) {
         throw Failure{invalid};
     }
     char* end = nullptr;
@@ -87,9 +87,7 @@ IndexedSection parse_indexed_section(const char* section) {
 
 void split_key(char* text, bool extended, uci_ptr& pointer) {
     pointer.value = cut_at(text, '=');
-    // Only an absolute file name holds dots that do not separate; it ends at its last component.
-    char* const last_slash = *text == '/' ? std::strrchr(text, '/') : text;
-    char* const section = cut_at(last_slash, '.');
+    char* const section = cut_at(text, '.');
     char* const option = cut_at(section, '.');
     pointer.package = text;
     pointer.section = section;
@@ -97,13 +95,14 @@ void split_key(char* text, bool extended, uci_ptr& pointer) {
     if (!is_package(text)) {
         throw Failure{parse_error};
     }
-    if (section != nullptr) {
-        check_section(section, extended);
-    }
+    // A fourth part makes a bad option of the third.
     const bool bad_option = option != nullptr && !is_identifier(option);
     const bool bad_value = pointer.value != nullptr && !is_value(pointer.value);
     if (bad_option || bad_value) {
         throw Failure{parse_error};
+    }
+    if (section != nullptr) {
+        check_section(section, extended);
     }
 }
 

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -29,7 +30,7 @@ int open_flags(LockedFile::Mode mode) {
         case LockedFile::Mode::read:
             return O_RDONLY | O_CLOEXEC;
         case LockedFile::Mode::read_write:
-            return O_RDWR | O_CLOEXEC;
+            return O_RDWR | O_CREAT | O_CLOEXEC;
         case LockedFile::Mode::append:
             break;
     }
@@ -54,32 +55,36 @@ std::string resolved(const std::string& path) {
 }  // namespace
 
 LockedFile::LockedFile(const std::string& file_path, Mode mode) : path{file_path} {
-    while (!open_and_lock(mode)) {
-        close(descriptor);
-    }
+    open_and_lock(mode);
 }
 
 LockedFile::~LockedFile() {
-    close(descriptor);
+    close_once();
 }
 
-bool LockedFile::open_and_lock(Mode mode) {
+void LockedFile::close_once() {
+    if (const int number = std::exchange(descriptor, -1); number >= 0) {
+        close(number);
+    }
+}
+
+void LockedFile::open_and_lock(Mode mode) {
+    struct stat named {};
+    if (mode == Mode::read && (stat(path.c_str(), &named) != 0 || !S_ISREG(named.st_mode))) {
+        throw Failure{not_found};
+    }
     descriptor = open(path.c_str(), open_flags(mode), S_IRUSR | S_IWUSR);
     if (descriptor < 0) {
-        throw Failure{errno == ENOENT || errno == ENOTDIR ? not_found : io_error};
+        throw Failure{io_error};
     }
     int result = 0;
     do {
         result = flock(descriptor, mode == Mode::read ? LOCK_SH : LOCK_EX);
     } while (result != 0 && errno == EINTR);
-    struct stat opened {};
-    struct stat named {};
-    if (result != 0 || fstat(descriptor, &opened) != 0 || !S_ISREG(opened.st_mode)) {
-        close(descriptor);
+    if (result != 0) {
+        close_once();
         throw Failure{io_error};
     }
-    return stat(path.c_str(), &named) == 0 && named.st_ino == opened.st_ino &&
-           named.st_dev == opened.st_dev;
 }
 
 std::string LockedFile::read_all() const {
@@ -104,7 +109,7 @@ void LockedFile::truncate() const {
     require(ftruncate(descriptor, 0) == 0);
 }
 
-void LockedFile::replace_with(const std::string& text) const {
+void LockedFile::replace_with(const std::string& text) {
     const std::string target = resolved(path);
     const std::size_t name_start = target.rfind('/') + 1;
     std::string temporary =
@@ -124,6 +129,7 @@ void LockedFile::replace_with(const std::string& text) const {
         complete = false;
     }
     const bool closed = close(file) == 0;
+    close_once();
     if (!complete || !closed || std::rename(temporary.c_str(), target.c_str()) != 0) {
         unlink(temporary.c_str());
         throw Failure{io_error};

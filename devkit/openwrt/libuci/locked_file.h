@@ -10,10 +10,12 @@ class LockedFile {
 public:
     enum class Mode { read, read_write, append };
 
-    /// Waits for the lock, shared for reading and exclusive otherwise. A file that was replaced
-    /// while waiting is opened anew, so that what is read is what the path names now.
+    /// Waits for the lock, shared for reading and exclusive otherwise. If the file is replaced
+    /// while waiting, the lock is on the old one, and its old text is read: that is how values get
+    /// lost on a device.
     ///
-    /// @throws Failure not_found when there is no such file (`append` creates it), io_error
+    /// @throws Failure not_found when there is no regular file to read (the other modes create it),
+    ///         io_error
     LockedFile(const std::string& file_path, Mode mode);
     LockedFile(const LockedFile&) = delete;
     LockedFile& operator=(const LockedFile&) = delete;
@@ -25,10 +27,12 @@ public:
     void truncate() const;
     /// Puts a new file with this text in the place of this one, of which readers see either the
     /// old or the new text; symbolic links are followed, owner and permissions kept.
-    void replace_with(const std::string& text) const;
+    /// The lock ends before that.
+    void replace_with(const std::string& text);
 
 private:
-    [[nodiscard]] bool open_and_lock(Mode mode);
+    void open_and_lock(Mode mode);
+    void close_once();
 
     std::string path;
     int descriptor = -1;

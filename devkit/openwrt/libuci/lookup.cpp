@@ -105,7 +105,10 @@ void set(Store& store, uci_ptr& pointer) {
     if (deletes) {
         forget_removed(package, pointer);
     } else {
+        // A lookup that was incomplete stays so.
+        const int flags = pointer.flags;
         resolve(package, pointer);
+        pointer.flags = flags;
     }
 }
 

@@ -30,17 +30,27 @@ Section& read_section(const Words& words, Package& package) {
     if (existing == nullptr) {
         return package.add(words[2], words[1]);
     }
-    existing->type = words[1];
+    require(existing->type == words[1]);
     return *existing;
 }
 
+/// Without a value there is no option; one that is there already stays.
+bool has_value(const Words& words) {
+    require((words.size() == 2 || words.size() == 3) && is_identifier(words[1]));
+    return words.size() == 3 && !words[2].empty();
+}
+
 void read_option(const Words& words, Section& section) {
-    require(words.size() == 3 && is_identifier(words[1]));
+    if (!has_value(words)) {
+        return;
+    }
     section.find_or_add(words[1]).become_string(words[2]);
 }
 
 void read_list_item(const Words& words, Section& section) {
-    require(words.size() == 3 && is_identifier(words[1]));
+    if (!has_value(words)) {
+        return;
+    }
     section.append_to_list(words[1], words[2]);
 }
 

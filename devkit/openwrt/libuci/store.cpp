@@ -30,18 +30,20 @@ std::string delta_text(const std::string& path) {
     }
 }
 
-/// Fills the package from these files; true when the changes made a difference.
-bool read_package(Package& package, const std::string& text,
-                  const std::vector<std::string>& delta_texts) {
-    package.sections.clear();
-    parse_configuration(text, package);
-    bool changed = false;
+/// True if there were changes that could be applied, whether or not they made a difference.
+bool apply_all(const std::vector<std::string>& delta_texts, Package& package) {
+    bool applied = false;
     for (const std::string& deltas : delta_texts) {
         for (const Change& change : changes_from_text(deltas, package.name)) {
-            changed = apply(change, package) == Outcome::changed || changed;
+            applied = apply(change, package) != Outcome::impossible || applied;
         }
     }
-    return changed;
+    return applied;
+}
+
+void read_package(Package& package, const std::string& text) {
+    package.sections.clear();
+    parse_configuration(text, package);
 }
 
 }  // namespace
@@ -78,7 +80,8 @@ Package& Store::load(const std::string& name) {
         delta_texts.push_back(delta_text(saved_delta_path(name)));
     }
     std::list<Package> loaded;
-    read_package(loaded.emplace_back(name), file.read_all(), delta_texts);
+    read_package(loaded.emplace_back(name), file.read_all());
+    apply_all(delta_texts, loaded.back());
     packages.splice(packages.end(), loaded);
     return packages.back();
 }
@@ -114,7 +117,7 @@ void Store::save(Package& package) {
 }
 
 void Store::commit(Package& package, bool overwrite) {
-    const LockedFile file{configuration_path(package.name), LockedFile::Mode::read_write};
+    LockedFile file{configuration_path(package.name), LockedFile::Mode::read_write};
     if (is_path(package.name)) {
         if (!package.unsaved.empty()) {
             file.replace_with(configuration_text(package));
@@ -122,19 +125,34 @@ void Store::commit(Package& package, bool overwrite) {
         }
         return;
     }
-    save(package);
-    ensure_save_directory();
-    const LockedFile saved{saved_delta_path(package.name), LockedFile::Mode::append};
-    bool changed = true;
     if (!overwrite) {
-        std::vector<std::string> delta_texts = overlay_texts(package.name);
-        delta_texts.push_back(saved.read_all());
-        changed = read_package(package, file.read_all(), delta_texts);
+        save(package);
+        read_package(package, file.read_all());
     }
-    if (changed) {
+    if (flush_deltas(package)) {
         file.replace_with(configuration_text(package));
     }
-    saved.truncate();
+}
+
+bool Store::flush_deltas(Package& package) {
+    std::vector<std::string> delta_texts = overlay_texts(package.name);
+    delta_texts.push_back(delta_text(saved_delta_path(package.name)));
+    if (!apply_all(delta_texts, package)) {
+        return false;
+    }
+    try {
+        LockedFile{saved_delta_path(package.name), LockedFile::Mode::read_write}.truncate();
+    } catch (const Failure&) {
+        // All changes came from overlays.
+    }
+    return true;
+}
+
+void Store::set_save_directory(const std::string& directory) {
+    delta_directories.push_back(context->savedir);
+    delta_directories.erase(
+        std::remove(delta_directories.begin(), delta_directories.end(), directory),
+        delta_directories.end());
 }
 
 void Store::add_delta_directory(const std::string& directory) {

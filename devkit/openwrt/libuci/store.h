@@ -31,20 +31,26 @@ public:
     void save(Package& package);
 
     /// Writes all changes that load() would apply into the configuration file and empties the
-    /// delta file in the save directory. A package that does not differ is not written.
+    /// delta file in the save directory before. Without such changes nothing is written.
     ///
-    /// @param overwrite write the package as this context sees it, whatever others have saved
-    /// @throws Failure not_found, parse_error, io_error; the saved changes stay then
+    /// @param overwrite apply the changes to the package as this context sees it, not to its file
+    /// @throws Failure parse_error, io_error; the saved changes stay if the file could not be
+    ///         opened, and are lost if its successor could not be written
     void commit(Package& package, bool overwrite);
 
     /// @throws Failure duplicate
     void add_delta_directory(const std::string& directory);
+
+    /// The save directory before this one goes on being read, as the last of the added ones.
+    void set_save_directory(const std::string& directory);
 
 private:
     [[nodiscard]] std::string configuration_path(const std::string& package) const;
     [[nodiscard]] std::string saved_delta_path(const std::string& package) const;
     [[nodiscard]] std::vector<std::string> overlay_texts(const std::string& package) const;
     void ensure_save_directory() const;
+    /// Applies all changes and empties the delta file; false if there was nothing to apply.
+    bool flush_deltas(Package& package);
 
     const uci_context* context;
     std::vector<std::string> delta_directories;

@@ -11,6 +11,10 @@ bool is_blank(char character) {
     return character == ' ' || character == '\t' || character == '\r';
 }
 
+bool ends_word(char character) {
+    return is_blank(character) || character == '\n' || character == '#';
+}
+
 }  // namespace
 
 std::vector<std::string> Tokenizer::next_statement() {
@@ -36,7 +40,7 @@ std::vector<std::string> Tokenizer::next_statement() {
 
 std::string Tokenizer::next_word() {
     std::string word;
-    while (!at_end() && text[position] != '\n' && !is_blank(text[position])) {
+    while (!at_end() && !ends_word(text[position])) {
         const char character = text[position];
         ++position;
         if (character == '\'') {
@@ -84,7 +88,7 @@ void Tokenizer::append_double_quoted(std::string& word) {
 
 void Tokenizer::append_escaped(std::string& word) {
     if (at_end()) {
-        fail();
+        return;
     }
     // A backslash at the end of a line only joins it with the next one.
     if (text[position] != '\n') {

@@ -10,7 +10,7 @@ namespace zephran::uci_standin {
 /// Splits the text of configuration and delta files into statements, one a line, each a list of
 /// words. Words are separated by blanks; quotes, single or double, may hold blanks and line ends;
 /// pieces that touch each other make one word; a backslash outside of single quotes takes the next
-/// character as it is; "#" at the start of a word begins a comment.
+/// character as it is; "#" outside of quotes begins a comment.
 class Tokenizer {
 public:
     explicit Tokenizer(const std::string& whole_text) : text{whole_text} {}

@@ -35,7 +35,7 @@ protected:
 TEST_F(UbusAgentManagerTest, OffersItsMethodsInOrder) {
     start();
 
-    const auto listed = test::run_command(broker.command("-v list zephran"));
+    const auto listed = test::run_command(broker.listing("zephran"));
 
     EXPECT_THAT(listed.output,
                 ::testing::MatchesRegex("'zephran' @[0-9a-f]+\n"

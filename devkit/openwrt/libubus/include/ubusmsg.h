@@ -13,9 +13,6 @@ struct ubus_msghdr {
     uint32_t peer;
 } __attribute__((packed));
 
-/// Longest message behind its header, padding included.
-#define UBUS_MAX_MSGLEN 1048576U
-
 enum ubus_msg_type {
     UBUS_MSG_HELLO,
     UBUS_MSG_STATUS,

@@ -14,8 +14,10 @@ using Found = std::array<blob_attr*, 4>;
 
 /// Ids 1 (int32), 2 (string) and 3 (anything); the table has rubbish in it.
 int parse(Received& message, Found& found) {
-    static const std::array<blob_attr_info, 4> policy{
-        {{BLOB_ATTR_UNSPEC}, {BLOB_ATTR_INT32}, {BLOB_ATTR_STRING}, {BLOB_ATTR_BINARY}}};
+    std::array<blob_attr_info, 4> policy{};
+    policy[1].type = BLOB_ATTR_INT32;
+    policy[2].type = BLOB_ATTR_STRING;
+    policy[3].type = BLOB_ATTR_BINARY;
     found.fill(message.attr());
     return blob_parse(message.attr(), found.data(), policy.data(), static_cast<int>(policy.size()));
 }

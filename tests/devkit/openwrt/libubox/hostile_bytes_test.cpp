@@ -107,17 +107,14 @@ TEST(HostileBytes, ClaimNamesLongerThanThemselves) {
 
     for (Received* const attr : {&name_too_long, &name_without_end, &name_missing, &name_cut}) {
         EXPECT_FALSE(blobmsg_check_attr(attr->attr(), false));
-        EXPECT_LE(blobmsg_data_len(attr->attr()), blob_len(attr->attr()));
     }
-    EXPECT_EQ(blobmsg_data_len(name_too_long.attr()), 0U);
 }
 
 TEST(HostileBytes, ClaimValuesOfTheWrongShape) {
     for (const auto* const digits :
          {"8300000b 00017300 61626300", "83000008 00017300", "85000008 00016e00",
           "85000010 00016e00 00000007 00000007", "84000008 00016e00", "8600000c 00016e00 00000007",
-          "87000008 00016e00", "8800000c 00016e00 00000007", "89000008 00016e00",
-          "0300000c 00017300 61626300", "83000003"}) {
+          "87000008 00016e00", "8800000c 00016e00 00000007", "89000008 00016e00", "83000003"}) {
         Received attr{digits};
 
         EXPECT_FALSE(blobmsg_check_attr(attr.attr(), false)) << digits;
@@ -126,26 +123,12 @@ TEST(HostileBytes, ClaimValuesOfTheWrongShape) {
 
 TEST(HostileBytes, MayLackANameWhereOneIsNeeded) {
     Received nameless{"8500000c 00000000 00000001"};
+    Received without_room_for_one{"05000008 00000001"};
 
-    EXPECT_TRUE(blobmsg_check_attr(nameless.attr(), false));
-    EXPECT_FALSE(blobmsg_check_attr(nameless.attr(), true));
-}
-
-TEST(HostileBytes, MayNestDeeperThanAStackGoes) {
-    constexpr std::size_t levels = 100000;
-    Buffer buffer;
-    std::vector<void*> cookies;
-    for (std::size_t i = 0; i < levels; ++i) {
-        cookies.push_back(blobmsg_open_nested(buffer.get(), nullptr, true));
+    for (Received* const attr : {&nameless, &without_room_for_one}) {
+        EXPECT_TRUE(blobmsg_check_attr(attr->attr(), false));
+        EXPECT_FALSE(blobmsg_check_attr(attr->attr(), true));
     }
-    while (!cookies.empty()) {
-        blob_nest_end(buffer.get(), cookies.back());
-        cookies.pop_back();
-    }
-
-    const auto text = formatted(buffer.head());
-
-    EXPECT_NE(text.find("[[[null]]]"), std::string::npos);
 }
 
 }  // namespace zephran::ubox_standin

@@ -95,7 +95,7 @@ TEST(UbusConnect, SaysThatNobodyListens) {
 
 TEST(UbusConnect, SaysThatAPathIsTooLong) {
     EXPECT_EQ(ubus_connect(std::string(200, 'x').c_str()), nullptr);
-    EXPECT_EQ(errno, ENAMETOOLONG);
+    EXPECT_EQ(errno, EINVAL);
 }
 
 TEST(UbusConnect, RefusesAGreetingInPieces) {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <future>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -64,14 +65,28 @@ TEST(UbusAddObject, MissesTheIdInAnAnswer) {
     EXPECT_EQ(ubus_add_object(context.get(), &object), UBUS_STATUS_NO_DATA);
 }
 
-TEST(UbusAddObject, ReportsABrokenConnection) {
+TEST(UbusAddObject, TakesABrokenConnectionForAnInvalidArgument) {
     ScriptedBroker broker;
     const Context context = broker.connected_client();
     DemoObject object;
     broker.hang_up();
 
-    EXPECT_EQ(ubus_add_object(context.get(), &object), UBUS_STATUS_CONNECTION_FAILED);
+    EXPECT_EQ(ubus_add_object(context.get(), &object), UBUS_STATUS_INVALID_ARGUMENT);
     EXPECT_EQ(object.id, 0U);
+    EXPECT_TRUE(context->sock.eof);
+}
+
+TEST(UbusAddObject, ReportsAConnectionThatEndsBeforeTheAnswer) {
+    ScriptedBroker broker;
+    const Context context = broker.connected_client();
+    DemoObject object;
+    auto end = std::async(std::launch::async, [&broker] {
+        static_cast<void>(broker.receive(demo_request_size));
+        broker.hang_up();
+    });
+
+    EXPECT_EQ(ubus_add_object(context.get(), &object), UBUS_STATUS_CONNECTION_FAILED);
+    end.get();
     EXPECT_TRUE(context->sock.eof);
 }
 
@@ -88,7 +103,7 @@ TEST(UbusAddObject, IsNotAskedForAboveOneMebibyte) {
     ScriptedBroker broker;
     const Context context = broker.connected_client();
     DemoObject object;
-    const std::string long_name(UBUS_MAX_MSGLEN, 'x');
+    const std::string long_name(longest_message, 'x');
     object.name = long_name.c_str();
 
     EXPECT_EQ(ubus_add_object(context.get(), &object), UBUS_STATUS_INVALID_ARGUMENT);

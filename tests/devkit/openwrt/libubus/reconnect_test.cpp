@@ -14,10 +14,16 @@ namespace zephran::ubus_standin {
 
 namespace {
 
-/// The same object under another id.
+/// The same object under another id. Requests are counted on through all connections of a context.
 constexpr const char* demo_added_again =
-    "00020001 00000000 00000014 03000008 11111111 05000008 22222222"
-    "00010001 00000000 0000000c 01000008 00000000";
+    "00020002 00000000 00000014 03000008 11111111 05000008 22222222"
+    "00010002 00000000 0000000c 01000008 00000000";
+
+std::string request_again() {
+    std::string request = demo_request;
+    request.replace(0, 8, "00060002");
+    return request;
+}
 
 /// A client with the recorded object, whose broker has gone.
 struct Reconnect : testing::Test {
@@ -49,7 +55,7 @@ TEST_F(Reconnect, AddsTheObjectsUnderNewIds) {
     EXPECT_FALSE(context->sock.eof);
     EXPECT_EQ(object.id, 0x11111111U);
     EXPECT_EQ(object.type->id, 0x22222222U);
-    EXPECT_EQ(broker.receive(demo_request_size), demo_request);
+    EXPECT_EQ(broker.receive(demo_request_size), request_again());
 }
 
 TEST_F(Reconnect, ServesCallsOfTheNewId) {
@@ -108,11 +114,11 @@ TEST_F(Reconnect, ClosesWhateverHasTheNumberThatStayedBehind) {
 
 TEST_F(Reconnect, SwallowsThatAnObjectWasRefusedAndForgetsIt) {
     const int result =
-        reconnect(hello + std::string{"00010001 00000000 0000000c 01000008 00000002"});
+        reconnect(hello + std::string{"00010002 00000000 0000000c 01000008 00000002"});
 
     EXPECT_EQ(result, UBUS_STATUS_OK);
     EXPECT_EQ(object.id, 0U);
-    EXPECT_EQ(broker.receive(demo_request_size), demo_request);
+    EXPECT_EQ(broker.receive(demo_request_size), request_again());
     EXPECT_EQ(reconnect(hello), UBUS_STATUS_OK);
     EXPECT_TRUE(broker.is_silent());
 }

@@ -90,7 +90,7 @@ TEST_F(Reply, BlocksWhileTheSocketIsFull) {
 }
 
 TEST_F(Reply, IsNotHeldAgainstTheLimitOfRequests) {
-    const std::size_t length = UBUS_MAX_MSGLEN + 100;
+    const std::size_t length = longest_message + 100;
     texts = {R"({"s":")" + std::string(length, 'x') + R"("})"};
     broker.send(demo_call);
     auto received = std::async(std::launch::async, [&] { return broker.receive(length).size(); });

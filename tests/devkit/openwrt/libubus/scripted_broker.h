@@ -16,6 +16,9 @@ namespace zephran::ubus_standin {
 
 using Context = std::unique_ptr<ubus_context, decltype(&ubus_free)>;
 
+/// The limit of a request: bytes of its enclosing attribute.
+constexpr std::size_t longest_message = 1048576;
+
 /// The greeting of a recorded connection.
 constexpr const char* hello = "00000000 65f45aca 00000004";
 

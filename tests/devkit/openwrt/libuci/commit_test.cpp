@@ -143,7 +143,32 @@ TEST_F(CommitTest, OverlayStillOverridesWhatWasCommitted) {
     EXPECT_EQ(read_anew("demo.main.name"), "mine");
 }
 
-TEST_F(CommitTest, FailureKeepsTheSavedChangeVisible) {
+TEST_F(CommitTest, FailureToOpenTheFileKeepsTheSavedChange) {
+    Session session{directory};
+    ASSERT_EQ(session.lookup("demo.main.name=other"), ok);
+    ASSERT_EQ(session.set(), ok);
+    ASSERT_EQ(session.save(), ok);
+    fs::rename(directory.path("config"), directory.path("away"));
+
+    const int result = session.commit();
+
+    EXPECT_EQ(result, io_error);
+    fs::rename(directory.path("away"), directory.path("config"));
+    EXPECT_EQ(read_anew("demo.main.name"), "other");
+}
+
+TEST_F(CommitTest, FileThatHasGoneIsMadeAnew) {
+    Session session{directory};
+    ASSERT_EQ(session.lookup("demo.other=kind"), ok);
+    ASSERT_EQ(session.set(), ok);
+    fs::remove(directory.path("config/demo"));
+
+    ASSERT_EQ(session.commit(), ok);
+
+    EXPECT_EQ(directory.read("config/demo"), "\nconfig kind 'other'\n\n");
+}
+
+TEST_F(CommitTest, FailureToMakeTheNewFileLosesTheSavedChange) {
     // The temporary file beside it would have a name longer than the file system allows.
     const std::string package(250, 'p');
     directory.write("config/" + package, demo_text);
@@ -156,10 +181,29 @@ TEST_F(CommitTest, FailureKeepsTheSavedChangeVisible) {
 
     EXPECT_EQ(result, io_error);
     EXPECT_EQ(directory.read("config/" + package), demo_text);
-    EXPECT_EQ(read_anew(package + ".main.name"), "other");
+    EXPECT_EQ(read_anew(package + ".main.name"), "gateway");
+    EXPECT_EQ(directory.read("saved/" + package), "");
 }
 
-TEST_F(CommitTest, OverwritingLeavesOutWhatOthersSaved) {
+TEST_F(CommitTest, SavedChangeThatChangesNothingRewritesTheFile) {
+    directory.write("saved/demo", "demo.main.name='gateway'\n");
+
+    ASSERT_EQ(commit_without_change(), ok);
+
+    EXPECT_EQ(directory.read("config/demo").find("# a comment"), std::string::npos);
+    EXPECT_EQ(directory.read("saved/demo"), "");
+}
+
+TEST_F(CommitTest, SavedLinesThatCannotBeAppliedStay) {
+    directory.write("saved/demo", "demo.absent.name='value'\n");
+
+    ASSERT_EQ(commit_without_change(), ok);
+
+    EXPECT_EQ(directory.read("config/demo"), demo_text);
+    EXPECT_EQ(directory.read("saved/demo"), "demo.absent.name='value'\n");
+}
+
+TEST_F(CommitTest, OverwritingAddsWhatOthersSaved) {
     Session session{directory};
     ASSERT_EQ(session.lookup("demo.main.name=mine"), ok);
     directory.write("saved/demo", "demo.main.enabled='theirs'\n");
@@ -168,7 +212,17 @@ TEST_F(CommitTest, OverwritingLeavesOutWhatOthersSaved) {
     ASSERT_EQ(session.commit(true), ok);
 
     EXPECT_EQ(read_anew("demo.main.name"), "mine");
-    EXPECT_EQ(read_anew("demo.main.enabled"), "1");
+    EXPECT_EQ(read_anew("demo.main.enabled"), "theirs");
+}
+
+TEST_F(CommitTest, OverwritingWritesNothingUnlessSomethingWasSaved) {
+    Session session{directory};
+    ASSERT_EQ(session.lookup("demo.main.name=mine"), ok);
+    ASSERT_EQ(session.set(), ok);
+
+    ASSERT_EQ(session.commit(true), ok);
+
+    EXPECT_EQ(directory.read("config/demo"), demo_text);
 }
 
 TEST_F(CommitTest, AbsoluteFileIsWrittenWithoutSavedChanges) {

@@ -32,8 +32,20 @@ TEST_F(FileFormatTest, AdjacentPiecesAreOneWord) {
     EXPECT_EQ(read_from("config a b\noption c 'it'\\''s'\" so\"\n", "b.c"), "it's so");
 }
 
-TEST_F(FileFormatTest, CommentsAndHashesInWordsAreToldApart) {
-    EXPECT_EQ(read_from("config a b # comment 'unclosed\noption c d#e\n", "b.c"), "d#e");
+TEST_F(FileFormatTest, HashBeginsACommentAlsoInAWord) {
+    EXPECT_EQ(read_from("config a b # comment 'unclosed\noption c d#e\n", "b.c"), "d");
+    EXPECT_EQ(read_from("config a b\noption c 'd#e'\n", "b.c"), "d#e");
+}
+
+TEST_F(FileFormatTest, OptionWithoutValueIsLeftOut) {
+    EXPECT_EQ(read_from("config a b\noption c\n", "b.c"), "<none>");
+    EXPECT_EQ(read_from("config a b\noption c d\noption c\n", "b.c"), "d");
+    EXPECT_EQ(read_from("config a b\noption c d\noption c ''\n", "b.c"), "d");
+    EXPECT_EQ(read_from("config a b\nlist c\n", "b.c"), "<none>");
+}
+
+TEST_F(FileFormatTest, BackslashAtTheEndIsLeftOut) {
+    EXPECT_EQ(read_from("config a b\noption c d\\", "b.c"), "d");
 }
 
 TEST_F(FileFormatTest, LaterOptionOfTheSameNameCounts) {
@@ -48,11 +60,10 @@ TEST_F(FileFormatTest, SyntaxErrorsAreReported) {
     EXPECT_EQ(read_from("config\n", "b.c"), parse_failure);
     EXPECT_EQ(read_from("config a b c\n", "b.c"), parse_failure);
     EXPECT_EQ(read_from("config a b-c\n", "b.c"), parse_failure);
-    EXPECT_EQ(read_from("config a b\noption c\n", "b.c"), parse_failure);
+    EXPECT_EQ(read_from("config a b\nconfig other b\n", "b.c"), parse_failure);
     EXPECT_EQ(read_from("config a b\noption c-d e\n", "b.c"), parse_failure);
     EXPECT_EQ(read_from("config a b\nlist c d e\n", "b.c"), parse_failure);
     EXPECT_EQ(read_from("config a b\noption c \"d\n", "b.c"), parse_failure);
-    EXPECT_EQ(read_from("config a b\noption c d\\", "b.c"), parse_failure);
 }
 
 TEST_F(FileFormatTest, EveryKindOfSavedChangeIsApplied) {

@@ -41,7 +41,8 @@ INSTANTIATE_TEST_SUITE_P(
                     MalformedKey{"MinusInSection", "demo.ma-in.name", invalid},
                     MalformedKey{"TypeWithoutIndex", "demo.@rule.port", invalid},
                     MalformedKey{"IndexWithoutNumber", "demo.@rule[x].port", invalid},
-                    MalformedKey{"EmptyIndex", "demo.@rule[].port", invalid}),
+                    MalformedKey{"BadSectionAndOption", "demo.ma in.na-me", parse_error},
+                    MalformedKey{"BadSectionAndFourParts", "demo.ma in.name.more", parse_error}),
     [](const auto& row) { return row.param.description; });
 
 using KeyTest = StandinTest;
@@ -69,9 +70,10 @@ TEST_F(KeyTest, PackageNameMayHoldAMinus) {
 }
 
 TEST_F(KeyTest, PackageMayBeAnAbsoluteFileName) {
-    const std::string path = directory.write("elsewhere.d/other", "config a 'b'\n\toption c 'd'\n");
+    const std::string text = "config a 'b'\n\toption c 'd'\n";
 
-    EXPECT_EQ(read_anew(path + ".b.c"), "d");
+    EXPECT_EQ(read_anew(directory.write("elsewhere/other", text) + ".b.c"), "d");
+    EXPECT_EQ(read_anew(directory.write("elsewhere.d/other", text) + ".b.c"), "<error 5>");
 }
 
 }  // namespace

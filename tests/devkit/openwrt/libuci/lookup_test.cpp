@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <cstring>
-
 #include "standin_test.h"
 
 namespace zephran::uci_standin {
@@ -21,18 +19,17 @@ TEST_F(LookupTest, NewContextHasTheDirectoriesAndFlagsOfADevice) {
     EXPECT_EQ(context->flags, strict | saved_delta);
 }
 
-TEST_F(LookupTest, SaysThatItIsAStandIn) {
-    const Library library;
-
-    const char* const notice = *library.find<const char* const>("uci_standin_notice");
-
-    EXPECT_NE(std::strstr(notice, "Stand-in for libuci"), nullptr) << notice;
-}
-
 TEST_F(LookupTest, MissingPackageIsNotFound) {
     Session session{directory};
 
     EXPECT_EQ(session.lookup("absent.main.name"), not_found);
+}
+
+TEST_F(LookupTest, PackageThatIsNoFileIsNotFound) {
+    directory.write("config/other/file", "");
+    Session session{directory};
+
+    EXPECT_EQ(session.lookup("other.main.name"), not_found);
 }
 
 TEST_F(LookupTest, SyntaxErrorInTheFileIsAParseError) {
@@ -109,7 +106,6 @@ TEST_F(LookupTest, ListOptionHasTheListType) {
     EXPECT_TRUE(session.complete());
     ASSERT_NE(session.pointer.o, nullptr);
     EXPECT_EQ(session.pointer.o->type, list_option);
-    EXPECT_EQ(session.pointer.o->v.values.next, &session.pointer.o->v.values);
 }
 
 TEST_F(LookupTest, SectionIsFoundByTypeAndPlace) {
@@ -117,6 +113,7 @@ TEST_F(LookupTest, SectionIsFoundByTypeAndPlace) {
     EXPECT_EQ(read_anew("demo.@rule[1].port"), "443");
     EXPECT_EQ(read_anew("demo.@rule[-1].port"), "443");
     EXPECT_EQ(read_anew("demo.@rule[-2].port"), "80");
+    EXPECT_EQ(read_anew("demo.@rule[].port"), "80");
 }
 
 TEST_F(LookupTest, SectionIsFoundByPlaceAlone) {
@@ -174,6 +171,19 @@ TEST_F(LookupTest, LaterOverlayOverridesTheEarlier) {
     ASSERT_EQ(session.lookup("demo.main.name"), ok);
 
     EXPECT_EQ(session.value(), "second");
+}
+
+TEST_F(LookupTest, FormerSaveDirectoryIsStillRead) {
+    directory.write("saved/demo", "demo.main.name='former'\ndemo.main.enabled='former'\n");
+    directory.write("later/demo", "demo.main.name='later'\n");
+    Session session{directory};
+
+    session.save_in(directory.path("later"));
+    ASSERT_EQ(session.lookup("demo.main.name"), ok);
+
+    EXPECT_EQ(session.value(), "later");
+    ASSERT_EQ(session.lookup("demo.main.enabled"), ok);
+    EXPECT_EQ(session.value(), "former");
 }
 
 TEST_F(LookupTest, OverlayDirectoryIsAddedOnce) {

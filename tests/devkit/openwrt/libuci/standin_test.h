@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cstring>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -17,7 +16,7 @@ namespace zephran::uci_standin {
 /// The functions of the library, found the way a program finds them on a device.
 class Library {
 public:
-    Library() : handle{dlopen(UCI_STANDIN_PATH, RTLD_LAZY)} {
+    Library() : handle{dlopen(LIBUCI_PATH, RTLD_LAZY)} {
         if (handle == nullptr) {
             throw std::runtime_error{dlerror()};
         }
@@ -40,9 +39,13 @@ private:
 class Session {
 public:
     explicit Session(const TemporaryDirectory& directory) {
-        // The context frees them.
-        context->confdir = strdup(directory.path("config").c_str());
-        context->savedir = strdup(directory.path("saved").c_str());
+        library.find<decltype(uci_set_confdir)>("uci_set_confdir")(
+            context.get(), directory.path("config").c_str());
+        save_in(directory.path("saved"));
+    }
+
+    void save_in(const std::string& path) {
+        library.find<decltype(uci_set_savedir)>("uci_set_savedir")(context.get(), path.c_str());
     }
 
     int lookup(const std::string& key, bool extended = true) {

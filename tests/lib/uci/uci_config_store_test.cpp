@@ -95,10 +95,15 @@ TEST_F(UciConfigTest, OptionsOfAFileThatDoesNotParseAreUnreadable) {
 }
 
 TEST_F(UciConfigTest, OptionsOfAFileThatCannotBeReadAreUnreadable) {
-    std::filesystem::remove(directory.path("config/zephran"));
-    std::filesystem::create_directory(directory.path("config/zephran"));
+    constexpr uid_t somebody = 12345;
+    const uid_t user = geteuid();
+    ASSERT_EQ(chmod(directory.path().c_str(), 0755), 0);
+    ASSERT_EQ(chmod(directory.path("config/zephran").c_str(), 0), 0);
+    ASSERT_EQ(seteuid(user == 0 ? somebody : user), 0);
+    const bool unreadable = is_unreadable(config(), "zephran.service.log_level");
+    ASSERT_EQ(seteuid(user), 0);
 
-    EXPECT_TRUE(is_unreadable(config(), "zephran.service.log_level"));
+    EXPECT_TRUE(unreadable);
 }
 
 TEST_F(UciConfigTest, OptionsAreUnreadableWithoutMemoryForAContext) {
@@ -220,7 +225,7 @@ public:
     }
 
     int most = 0;
-    UciLibrary real{UCI_STANDIN_PATH};
+    UciLibrary real{LIBUCI_PATH};
 
 private:
     std::mutex mutex;
