@@ -31,7 +31,7 @@ def in_function(statements: str) -> list[str]:
     ("if (!a) { g(); }", ["( ! a -> nothing", "g(); -> nothing"]),
     ("if (const auto c = h(a)) { g(); }", ["const auto c = h(a) -> const auto c = h(a); !(c)", "g(); -> nothing"]),
     ("while (a) { break; }", ["a -> !(a)", "break; -> nothing"]),
-    ("while (a) { continue; }", ["a -> !(a)", "continue -> break"]),
+    ("while (a) { continue; }", ["a -> !(a)", "continue; -> break;"]),
     ("int c = a ? -b : a;", ["a -> !(a)", "? - b -> nothing"]),
     ("a = b;", ["a = b; -> nothing"]),
     ("a += b;", ["a += b; -> nothing", "a += b -> -="]),

@@ -7,7 +7,8 @@ import subprocess
 
 import pytest
 
-from mutation.mutations import Mutation, find_mutations
+from mutation.change import Mutation
+from mutation.mutations import find_mutations
 from mutation.schema import is_choosable, write_schema
 from mutation.tokens import TokenList
 

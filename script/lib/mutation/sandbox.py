@@ -30,9 +30,10 @@ class Outcome:
 
 
 def sandboxed(program: list[str]) -> list[str]:
-    """The command that runs the program apart from everything else."""
+    """The command that runs the program apart from everything else, at most as long as this process lives."""
     user = [] if os.geteuid() == 0 else ["--map-root-user"]
-    return ["unshare", *user, "--mount", "--pid", "--fork", "--kill-child", "--mount-proc",
+    return ["setpriv", "--pdeathsig", "KILL",
+            "unshare", *user, "--mount", "--pid", "--fork", "--kill-child", "--mount-proc",
             "sh", "-c", SHELL, "sh", *program]
 
 

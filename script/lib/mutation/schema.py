@@ -9,7 +9,7 @@ from __future__ import annotations
 from collections import defaultdict
 from dataclasses import dataclass, field
 
-from .mutations import Mutation
+from .change import Mutation
 from .slots import Slot
 
 CHOICE = "zephran_mutant"

@@ -14,7 +14,7 @@ PATTERN = re.compile(
       | (?P<character>(?:u8|[uUL])?'(?:\\.[^']*|[^'\\\n])')
       | (?P<number>\.?\d(?:[eEpP][+-]|'(?=\w)|[\w.])*)
       | (?P<name>[A-Za-z_]\w*)
-      | (?P<mark_>->\*|<<=|>>=|\.\.\.|::|->|\+\+|--|&&|\|\||[-+*/%&|^=!<>]=|<<|[^\s\w"'])""",
+      | (?P<sign>->\*|<<=|>>=|\.\.\.|::|->|\+\+|--|&&|\|\||[-+*/%&|^=!<>]=|<<|[^\s\w"'])""",
     re.DOTALL | re.VERBOSE)
 DIRECTIVE = re.compile(r"[ \t]*#(?:[^\n\\]|\\.)*", re.DOTALL)
 
@@ -40,11 +40,11 @@ class TokenList:
         self.parent: list[int | None] = []
         open_brackets: list[int] = []
         for index, token in enumerate(self.tokens):
-            if token.kind == "mark_" and token.text in CLOSING and open_brackets:
+            if token.kind == "sign" and token.text in CLOSING and open_brackets:
                 opening = open_brackets.pop()
                 self.partner[opening], self.partner[index] = index, opening
             self.parent.append(open_brackets[-1] if open_brackets else None)
-            if token.kind == "mark_" and token.text in OPENING:
+            if token.kind == "sign" and token.text in OPENING:
                 open_brackets.append(index)
         self._line_starts = [0] + [found.end() for found in re.finditer("\n", text)]
 

@@ -11,7 +11,7 @@ from collections.abc import Callable
 from concurrent.futures import ThreadPoolExecutor
 
 from . import sandbox
-from .mutations import Mutation
+from .change import Mutation
 from .results import KILLED, STILLBORN, SURVIVED, TIMED_OUT, UNREACHED, Verdict
 from .schema import is_choosable, write_schema
 from .tree import Tree
