@@ -66,6 +66,11 @@ def test_declarations_are_not_left_out():
     assert in_function("std::string c(x()); A d{b}; const auto e = x(); T* p = x(); ") == []
 
 
+def test_handlers_are_not_left_out():
+    assert in_function("; try { g(); } catch (const A& a) { h(); } k(a);") == [
+        "g(); -> nothing", "h(); -> nothing", "k(a); -> nothing"]
+
+
 def test_texts_that_are_joined_are_not_subtracted():
     assert not any("-> -" in change for change in in_function('g("a" + c);'))
 

@@ -8,7 +8,8 @@ from .change import Mutation
 from .slots import ASSIGNMENTS, is_block, is_constant, statement
 from .tokens import TokenList
 
-NO_ACTIONS = {"return", "throw", "delete", "new", "else", "case", "goto", "using", "typedef", "break", "continue"}
+NO_ACTIONS = {
+    "return", "throw", "delete", "new", "else", "case", "goto", "using", "typedef", "break", "continue", "catch"}
 # A value-initialised result is often the same, so that the expression itself is changed only.
 SAME_WHEN_EMPTY = ("{}", "false", "0", "nullptr", "true", "boost::none", "std::nullopt")
 
