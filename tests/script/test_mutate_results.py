@@ -5,7 +5,7 @@ from __future__ import annotations
 import pytest
 
 from mutation.results import KILLED, STILLBORN, SURVIVED, UNREACHED, Results, Verdict, digest, digest_of_files
-from mutation.review import Place, read_review
+from mutation.review import Place, read_review, text_of_line
 from mutation.table import table_of
 
 ENTRIES = """# About this list.
@@ -71,6 +71,11 @@ def test_incomplete_entry_is_refused(tmp_path, entry):
 
     with pytest.raises(ValueError, match="list: not an entry"):
         read_review(tmp_path / "list")
+
+
+@pytest.mark.parametrize("at, text", [(0, "x;"), (1, "x; y();"), (2, "return something();")])
+def test_short_line_is_named_with_the_one_before(at, text):
+    assert text_of_line(["x;", "  y();", "  return something();"], at) == text
 
 
 def test_table_counts_by_folder():

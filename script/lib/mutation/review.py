@@ -2,7 +2,8 @@
 """The list of survivors that were looked at and accepted.
 
 An entry is a line `FILE: TEXT OF THE LINE`, below it the mutations of that line, and a line `because REASON`, all of
-these indented. Text, not a line number, ties an entry to its place: it holds until the line itself changes.
+these indented. Text, not a line number, ties an entry to its place: it holds until the line itself changes. A short
+line such as `return;` is one of many: it is named together with the line before it.
 """
 from __future__ import annotations
 
@@ -17,6 +18,15 @@ class Place:
     file: str
     line: str
     change: str
+
+
+SHORT = 12
+
+
+def text_of_line(lines: list[str], at: int) -> str:
+    """How the list names a line, given by its index."""
+    text = lines[at].strip()
+    return text if len(text) >= SHORT or at == 0 else f"{lines[at - 1].strip()} {text}"
 
 
 def read_review(path: pathlib.Path) -> dict[Place, str]:
