@@ -79,10 +79,16 @@ def test_failing_test_kills(outside):
     assert judge(outside, program) == {"{}": SURVIVED, "-": KILLED}
 
 
-def test_only_tests_that_reach_the_mutation_run(outside):
-    program = f'{REACHES}\n[ -z "$ZEPHRAN_MUTANT" ] || [ "$GTEST_FILTER" = A.one ]'
+def test_tests_that_reach_the_mutation_run_first(outside):
+    program = f'{REACHES}\n[ "$ZEPHRAN_MUTANT$GTEST_FILTER" != {NUMBERS["-"]}A.one ]'
 
-    assert judge(outside, program) == {"{}": SURVIVED, "-": SURVIVED}
+    assert judge(outside, program) == {"{}": SURVIVED, "-": KILLED}
+
+
+def test_survivor_has_to_survive_all_tests(outside):
+    program = f'{REACHES}\n[ "$ZEPHRAN_MUTANT$GTEST_FILTER" != "{NUMBERS["-"]}*" ]'
+
+    assert judge(outside, program) == {"{}": SURVIVED, "-": KILLED}
 
 
 def test_what_no_test_reaches_is_not_tried(outside):
