@@ -142,3 +142,9 @@ def test_program_can_neither_kill_nor_write_outside(outside):
     assert "y" in done.output.split()
     assert not os.path.exists("/tmp/y")
     assert list(outside.iterdir()) == []
+
+
+def test_log_can_be_written_by_every_user():
+    done = sandbox.run(["stat", "-c", "%a", str(pathlib.PurePosixPath(sandbox.LOG).parent), sandbox.LOG], 10, {})
+
+    assert (done.status, done.output.split()) == (0, ["777", "666"])
