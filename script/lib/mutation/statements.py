@@ -12,7 +12,8 @@ NO_ACTIONS = {
     "return", "throw", "delete", "new", "else", "case", "goto", "using", "typedef", "break", "continue", "catch"}
 # A value-initialised result is often the same, so that the expression itself is changed only.
 SAME_WHEN_EMPTY = (
-    "{}", "false", "0", "nullptr", "true", "boost::none", "std::nullopt", "EXIT_SUCCESS", "UBUS_STATUS_OK")
+    "{}", "false", "0", "nullptr", "true", "boost::none", "std::nullopt", '""',
+    "EXIT_SUCCESS", "UBUS_STATUS_OK")
 
 
 def of_statement(tokens: TokenList, index: int) -> Iterator[Mutation]:
