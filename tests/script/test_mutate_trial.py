@@ -144,6 +144,15 @@ def test_program_can_neither_kill_nor_write_outside(outside):
     assert list(outside.iterdir()) == []
 
 
+def test_signals_have_their_effect_whatever_the_caller_ignores():
+    before = signal.signal(signal.SIGHUP, signal.SIG_IGN)
+    done = sandbox.run(["sh", "-c", "kill -HUP $$; echo still here"], 10, {})
+    signal.signal(signal.SIGHUP, before)
+
+    assert done.status == 128 + signal.SIGHUP
+    assert "still here" not in done.output
+
+
 def test_log_can_be_written_by_every_user():
     done = sandbox.run(["stat", "-c", "%a", str(pathlib.PurePosixPath(sandbox.LOG).parent), sandbox.LOG], 10, {})
 

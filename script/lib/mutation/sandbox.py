@@ -44,6 +44,8 @@ def run(program: list[str], seconds: float, environment: dict[str, str]) -> Outc
     def limit() -> None:
         resource.setrlimit(resource.RLIMIT_AS, (MEMORY_LIMIT, MEMORY_LIMIT))
         resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+        # Tests of signals fail below a nohup.
+        signal.signal(signal.SIGHUP, signal.SIG_DFL)
 
     inherited = {name: value for name, value in os.environ.items() if not name.startswith(("ZEPHRAN_", "GTEST_"))}
     with subprocess.Popen(sandboxed(program), stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
