@@ -13,7 +13,7 @@ from .expressions import of_expression
 from .statements import of_statement
 from .tokens import TokenList
 
-UNTRIED_CALLS = re.compile(r"ZLOG_\w+|ZEPHRAN_\w+|static_assert|reported_at|decltype|sizeof|alignas")
+UNTRIED_CALLS = re.compile(r"ZLOG_\w+|ZEPHRAN_(?!THROW)\w+|static_assert|reported_at|decltype|sizeof|alignas")
 BEFORE_STATEMENT = ("{", "}", ";", ")", "else", ":")
 
 
