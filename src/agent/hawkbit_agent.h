@@ -170,7 +170,6 @@ private:
     [[nodiscard]] long epoch_seconds() const;
 
     std::string cancel_action_id;
-    std::string cancel_stop_id;
     bool aborted = false;
     AgentSettings settings;
     std::unique_ptr<hawkbit::ClientInterface> client;

@@ -66,7 +66,6 @@ void HawkbitAgent::retrieve_cancel_action() {
     ZLOG_INFO("event", "retrieve_cancel_action", "fsm", fsm_identity());
     const hawkbit::CancelActionMessage action = client->fetch_cancel_action(controller);
     cancel_action_id = action.id();
-    cancel_stop_id = action.stop_id();
 }
 
 void HawkbitAgent::cancel_deployment_action() {

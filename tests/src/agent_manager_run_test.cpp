@@ -36,7 +36,7 @@ public:
         : AgentManager{std::move(loop_pause)}, events{recorded} {
         AgentManagerSettings dormant_gateway;
         dormant_gateway.gateway_id = "gateway";
-        dormant_gateway.server = "update.example";
+        dormant_gateway.server = "update.example:none";
         dormant_gateway.dormant = true;
         configure(dormant_gateway);
     }
@@ -93,6 +93,27 @@ TEST(AgentManagerRun, EveryIterationTicksTheHandlersAndTheAgents) {
 
     EXPECT_EQ(std::count(events.begin(), events.end(), "handler tick"), 2);
     EXPECT_TRUE(manager.get_agents().at("gateway")->is_finished());
+}
+
+TEST(AgentManagerRun, RestartsAnAgentWhosePollIsForced) {
+    const FakePlatform platform;
+    Events events;
+    unsigned pauses = 0;
+    AgentManager* running = nullptr;
+    RecordingManager manager{events, [&] {
+                                 const auto& gateway = running->get_agents().at("gateway");
+                                 if (++pauses == 3) {
+                                     ASSERT_TRUE(gateway->is_finished());
+                                     gateway->force_poll();
+                                 } else if (pauses == 4) {
+                                     throw LoopLeft{};
+                                 }
+                             }};
+    running = &manager;
+
+    EXPECT_THROW(manager.run(), LoopLeft);
+
+    EXPECT_FALSE(manager.get_agents().at("gateway")->is_finished());
 }
 
 TEST(AgentManagerRun, RemovesAbortedAgents) {

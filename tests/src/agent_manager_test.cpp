@@ -91,6 +91,32 @@ TEST_F(AgentManagerStep, GatewayReportsItsPropertiesAndAnEmptyFlashType) {
                 ElementsAre(Pair("dormant", "1"), Pair("installed_flash_type", "")));
 }
 
+TEST_F(AgentManagerStep, GatewayThatIsThereIsNotPreparedAgain) {
+    configure();
+    manager.spawn_gateway_agent();
+    platform.config.values[rebooted_key] = "1";
+
+    manager.spawn_gateway_agent();
+
+    EXPECT_FALSE(manager.agent("gateway").is_poll_forced());
+    EXPECT_EQ(platform.config.values[rebooted_key], "1");
+}
+
+TEST_F(AgentManagerStep, InstallersOfTheGatewayKnowItsFlash) {
+    AgentManagerSettings with_flash = settings(true);
+    with_flash.properties["installed_flash_type"] = "nand";
+    with_flash.bootloader_mtd = "mtd1";
+    manager.configure(with_flash);
+
+    manager.spawn_gateway_agent();
+
+    const InstallerContext context = manager.gateway_context();
+    EXPECT_EQ(context.installed_flash_type, "nand");
+    EXPECT_EQ(context.bootloader_mtd, "mtd1");
+    EXPECT_EQ(context.mtd_write_attempts, 100U);
+    EXPECT_THAT(context.accepted_parts, IsEmpty());
+}
+
 TEST_F(AgentManagerStep, GivenFlashTypeIsKept) {
     AgentManagerSettings with_properties = settings(true);
     with_properties.properties = {{"installed_flash_type", "nand"}};
@@ -180,7 +206,8 @@ TEST_F(AgentManagerStep, RebootOptionThatCannotBeResetIsLoggedAndStillForcesTheP
     manager.spawn_gateway_agent();
 
     EXPECT_TRUE(manager.agent("gateway").is_poll_forced());
-    EXPECT_THAT(log.text(), HasSubstr("message=could not store config entry"));
+    EXPECT_THAT(log.text(), HasSubstr(" spawn_gateway_agent: action=spawn_gateway_agent "
+                                      "message=could not store config entry"));
 }
 
 TEST_F(AgentManagerStep, EveryAgentIsTicked) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "command_line_options.h"
 
+#include <array>
 #include <iostream>
 #include <sstream>
 #include <string>
@@ -75,20 +76,39 @@ TEST_F(CommandLine, HelpTakesPrecedenceOverErrors) {
     EXPECT_EQ(errors, "");
 }
 
+constexpr std::array<const char*, 12> option_names{"--bootloader-mtd arg",
+                                                   "--device-id arg",
+                                                   "--hawkbit-server arg",
+                                                   "--installed-flash-type arg",
+                                                   "--log-level arg",
+                                                   "--help ",
+                                                   "--dormant arg",
+                                                   "--client-certificate arg",
+                                                   "--client-certificate-key arg",
+                                                   "--properties-file arg",
+                                                   "--ghn-agents ",
+                                                   "--ca-bundle arg"};
+
 TEST_F(CommandLine, HelpNamesEveryOptionInOrderAndEndsWithAnEmptyLine) {
     const std::string text = help();
 
     EXPECT_THAT(text, StartsWith("Available options:\n"));
     std::string::size_type position = 0;
-    for (const char* name :
-         {"--bootloader-mtd arg", "--device-id arg", "--hawkbit-server arg",
-          "--installed-flash-type arg", "--log-level arg", "--help ", "--dormant arg",
-          "--client-certificate arg", "--client-certificate-key arg", "--properties-file arg",
-          "--ghn-agents ", "--ca-bundle arg"}) {
+    for (const char* const name : option_names) {
         position = text.find(name, position);
         ASSERT_NE(position, std::string::npos) << name;
     }
     EXPECT_EQ(text.substr(text.size() - 2), "\n\n");
+}
+
+TEST_F(CommandLine, HelpExplainsEveryOption) {
+    const std::string text = help();
+
+    for (const char* const name : option_names) {
+        const auto after_name = text.find(name) + std::string{name}.size();
+        const std::string rest = text.substr(after_name, text.find('\n', after_name) - after_name);
+        EXPECT_NE(rest.find_first_not_of(' '), std::string::npos) << name;
+    }
 }
 
 TEST_F(CommandLine, MissingDeviceIdIsReportedFirst) {

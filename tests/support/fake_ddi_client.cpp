@@ -50,7 +50,8 @@ void UpdateServer::fail_if_asked(Exchange exchange) {
 }
 
 hawkbit::ControllerStatusMessage FakeDdiClient::fetch_controller_status(
-    const hawkbit::Controller& /*controller*/) const {
+    const hawkbit::Controller& controller) const {
+    server.status_address = controller.base().str();
     server.fail_if_asked(Exchange::fetch_status);
     server.exchanges.emplace_back("status");
     Json::Value document;

@@ -70,6 +70,8 @@ public:
     std::vector<DeploymentFeedback> deployment_feedbacks;
     std::vector<CancelFeedback> cancel_feedbacks;
     std::vector<hawkbit::ConfigDataFeedbackMessage> config_data;
+    /// Where the last status was asked for.
+    std::string status_address;
 
 private:
     friend class FakeDdiClient;

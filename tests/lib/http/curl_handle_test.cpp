@@ -33,6 +33,18 @@ TEST(CurlGlobal, CleansUpAtItsEnd) {
     EXPECT_EQ(probe.cleanups, 1);
 }
 
+TEST(CurlGlobal, InitialisesOnceHoweverManyThereAre) {
+    const CurlProbe probe;
+
+    {
+        const CurlGlobal first;
+        const CurlGlobal second;
+    }
+
+    // An earlier case of the same process may have been the one.
+    EXPECT_LE(probe.initialisations, 1);
+}
+
 TEST(CurlHandle, MissingHandleIsReported) {
     CurlProbe probe;
     probe.refuse_handles = true;
@@ -72,6 +84,19 @@ TEST(CurlStringList, IsNullWhileEmptyAndKeepsTheOrder) {
     ASSERT_NE(list.get()->next, nullptr);
     EXPECT_STREQ(list.get()->next->data, "second");
     EXPECT_EQ(list.get()->next->next, nullptr);
+}
+
+TEST(CurlStringList, LineThatDoesNotFitIntoMemoryLeavesTheOthers) {
+    CurlProbe probe;
+    CurlStringList list;
+    list.append("first");
+    probe.refuse_lines = true;
+
+    EXPECT_THROW(list.append("second"), std::bad_alloc);
+
+    ASSERT_NE(list.get(), nullptr);
+    EXPECT_STREQ(list.get()->data, "first");
+    EXPECT_EQ(list.get()->next, nullptr);
 }
 
 }  // namespace

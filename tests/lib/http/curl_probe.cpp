@@ -115,6 +115,9 @@ void __wrap_curl_easy_cleanup(CURL* handle) {
 }
 
 curl_slist* __wrap_curl_slist_append(curl_slist* list, const char* line) {
+    if (active_probe != nullptr && active_probe->refuse_lines) {
+        return nullptr;
+    }
     if (active_probe != nullptr && list == nullptr) {
         ++active_probe->header_lists;
     }

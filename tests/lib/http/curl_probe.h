@@ -38,6 +38,7 @@ public:
     /// What transfers write into the error buffer; "" leaves it alone.
     std::string error_text;
     bool refuse_handles = false;
+    bool refuse_lines = false;
     std::map<CURLoption, CURLcode> refused_options;
     /// The buffer of the last CURLOPT_ERRORBUFFER.
     char* error_buffer = nullptr;

@@ -137,6 +137,8 @@ TEST_F(HawkbitAgentAction, NoDelayIsPickedWithoutASchedule) {
     agent->pick_deployment_delay();
 
     EXPECT_THAT(log.text(), HasSubstr("event=pick_deployment_delay action=skipped"));
+    EXPECT_EQ(count_logged("until="), 0U);
+    EXPECT_EQ(count_logged("reusing delay"), 0U);
 }
 
 TEST_F(HawkbitAgentAction, DelayHasElapsedOnlyAfterItsEnd) {
@@ -187,6 +189,7 @@ TEST_F(HawkbitAgentAction, AcceptanceOfAnyDeploymentIsSpentOnOne) {
 
     agent->start_deployment_action();
     EXPECT_TRUE(agent->is_deploying());
+    EXPECT_EQ(agent->control()->accepted_deployment(), "");
     agent->retrieve_deployment_action();
 
     EXPECT_FALSE(agent->is_user_forced());

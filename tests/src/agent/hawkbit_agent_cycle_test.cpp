@@ -110,6 +110,14 @@ TEST_F(HawkbitAgentCycle, DormantAgentNeverPollsUnforced) {
     EXPECT_THAT(server.exchanges, IsEmpty());
 }
 
+TEST_F(HawkbitAgentCycle, StatusIsAskedForAtTheTargetsAddress) {
+    make();
+
+    run_to_rest();
+
+    EXPECT_EQ(server.status_address, "https://update.example/DEFAULT/controller/v1/gateway");
+}
+
 TEST_F(HawkbitAgentCycle, DormantAgentPollsOnceWhenForced) {
     make(dormant());
     run_to_rest();

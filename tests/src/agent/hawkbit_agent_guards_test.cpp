@@ -286,7 +286,9 @@ TEST_F(HawkbitAgentGuard, MissingOptionForAutomaticUpdatesIsWritten) {
     EXPECT_FALSE(agent->is_automatic_update_disabled());
 
     EXPECT_THAT(platform.config.writes, ElementsAre(Pair(automatic_update_key, "1")));
-    EXPECT_THAT(log.text(), HasSubstr("message=missing config entry, setting default enabled"));
+    EXPECT_THAT(log.text(),
+                HasSubstr(" is_automatic_update_disabled: event=is_automatic_update_disabled "
+                          "message=missing config entry, setting default enabled"));
     EXPECT_EQ(count_logged("could not store config entry"), 0U);
 }
 

@@ -170,6 +170,7 @@ protected:
     HawkbitAgentClock() {
         AgentSettings settings = scheduled(every_day);
         settings.schedule->set_hours(22, 24);
+        schedule = *settings.schedule;
         make_introduced(settings);
         offer(soft_deployment());
     }
@@ -185,6 +186,25 @@ protected:
         ASSERT_EQ(draws(), 1U);
         ASSERT_LE(drawn_minutes(), 106) << "begin at another second";
     }
+    enum class Window { open_one, next_one };
+
+    /// Sets the clock to a full minute of an open window whose delay ends exactly when that window
+    /// or the next one closes, and draws that delay.
+    void draw_delay_to_the_end_of(Window window) {
+        for (now += std::chrono::seconds{40}; !leads_to_the_end_of(window);
+             now += std::chrono::minutes{1}) {
+        }
+        wait_for_delay();
+        ASSERT_EQ(draws(), 1U);
+    }
+    [[nodiscard]] bool leads_to_the_end_of(Window window) const {
+        auto engine =
+            make_random_engine(static_cast<unsigned long long>(now.time_since_epoch().count()));
+        const auto end = now + schedule.pick_update_delay(engine, now);
+        const auto time_in_window =
+            window == Window::open_one ? now : schedule.next_window_start(now);
+        return schedule.is_allowed_on(now) && end == schedule.window_end(time_in_window);
+    }
     [[nodiscard]] long drawn_minutes() const {
         const std::string field = " delay_mins=";
         const std::string logged = log.text();
@@ -192,6 +212,8 @@ protected:
     }
     [[nodiscard]] std::size_t draws() const { return count_logged("until="); }
     [[nodiscard]] std::size_t reuses() const { return count_logged("action=reusing delay"); }
+
+    UpdateSchedule schedule;
 
 private:
     TimeZone zone{"UTC0"};
@@ -249,6 +271,37 @@ TEST_F(HawkbitAgentClock, DelayThatHasReachedItsWindowIsBoundByThatWindow) {
     EXPECT_EQ(draws(), 2U);
 }
 
+TEST_F(HawkbitAgentClock, DelayMayEndExactlyWhenTheWindowCloses) {
+    draw_delay_to_the_end_of(Window::open_one);
+    now += std::chrono::seconds{10};
+
+    wait_for_delay();
+
+    EXPECT_EQ(reuses(), 1U);
+}
+
+TEST_F(HawkbitAgentClock, DelayToTheClosingHourDoesNotLeadIntoTheNextWindow) {
+    draw_delay_to_the_end_of(Window::open_one);
+    now -= std::chrono::hours{24};
+
+    wait_for_delay();
+
+    EXPECT_EQ(draws(), 2U);
+    EXPECT_EQ(reuses(), 0U);
+}
+
+TEST_F(HawkbitAgentClock, DelayToTheClosingHourOfTheNextWindowIsBoundByThatWindow) {
+    draw_delay_to_the_end_of(Window::next_one);
+    now = schedule.next_window_start(now);
+    wait_for_delay();
+    ASSERT_EQ(reuses(), 1U);
+    now -= std::chrono::hours{24};
+
+    wait_for_delay();
+
+    EXPECT_EQ(draws(), 2U);
+}
+
 TEST_F(HawkbitAgentClock, DelayThatElapsesOutsideTheWindowIsDrawnAgain) {
     wait_for_delay_in_open_window();
 
@@ -292,6 +345,15 @@ TEST_F(HawkbitAgentWaiting, EveryWayToSetTheNextPollNotesItsPeriod) {
     EXPECT_TRUE(agent->is_poll_due());
     agent->set_backoff_delay();
     EXPECT_FALSE(agent->is_poll_due());
+
+    now -= std::chrono::milliseconds{1};
+
+    EXPECT_TRUE(agent->is_poll_due());
+}
+
+TEST_F(HawkbitAgentWaiting, ForcedPollStaysDueWhenTheClockIsSetBack) {
+    make_introduced();
+    agent->force_poll();
 
     now -= std::chrono::milliseconds{1};
 

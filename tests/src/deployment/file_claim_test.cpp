@@ -63,6 +63,19 @@ TEST(FileClaim, ReleasedNamesAreFree) {
     EXPECT_TRUE(second.acquire(b_and_c));
 }
 
+TEST(FileClaim, SecondReleaseFreesNothingOfTheNextOwner) {
+    FileClaim first;
+    FileClaim second;
+    FileClaim third;
+    first.acquire(a_and_b);
+    first.release();
+    second.acquire(a_and_b);
+
+    first.release();
+
+    EXPECT_FALSE(third.acquire(b_and_c));
+}
+
 TEST(FileClaim, EndsWithTheObject) {
     FileClaim second;
     {

@@ -39,6 +39,18 @@ TEST_F(HawkbitDeployerFailure, WrongChecksumDeletesTheFilesOfTheWholeDeployment)
     EXPECT_FALSE(has_file("c.bin"));
 }
 
+TEST_F(HawkbitDeployerFailure, WrongChecksumIsNoticedBeforeTheNextDownload) {
+    DeploymentText text = scripted_deployment(1);
+    text.chunks[0].artifacts = {{"a.bin"}, {"b.bin"}};
+    text.chunks[0].artifacts[0].announced_content = "something else";
+    make(text);
+
+    run_to_end();
+
+    expect_cancelled_with("Failed to verify artifact");
+    EXPECT_THAT(files.requests, ElementsAre(ArtifactText::secure_link("a.bin")));
+}
+
 TEST_F(HawkbitDeployerFailure, WrongChecksumIsLoggedAsTheCause) {
     DeploymentText text = scripted_deployment(1);
     text.chunks[0].artifacts[0].announced_content = "something else";

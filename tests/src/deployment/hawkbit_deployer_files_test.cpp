@@ -32,8 +32,9 @@ protected:
             other->tick();
         }
     }
+    // The first one lives on: its destructor must not be what frees the names.
     void run_other_to_end() {
-        deployer = std::move(other);
+        std::swap(deployer, other);
         run_to_end();
     }
 

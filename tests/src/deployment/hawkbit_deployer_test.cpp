@@ -238,7 +238,8 @@ TEST_F(HawkbitDeployerRun, RebootThatCannotBeRecordedIsLogged) {
     run_to_end();
 
     EXPECT_TRUE(deployer->is_finished());
-    EXPECT_THAT(log.text(), HasSubstr("message=could not store config entry "
+    EXPECT_THAT(log.text(), HasSubstr(" store_rebooted: action=store_rebooted "
+                                      "message=could not store config entry "
                                       "key=zephran.service.rebooted value=1"));
 }
 

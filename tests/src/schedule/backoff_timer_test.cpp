@@ -126,6 +126,16 @@ TEST(BackoffTimer, CapMayBeBelowTheFirstBound) {
     }
 }
 
+TEST(BackoffTimer, CapThatIsNotPositiveMeansNoDelay) {
+    for (const milliseconds cap : {milliseconds{0}, milliseconds{-1}, milliseconds::min()}) {
+        BackoffTimer timer{cap, agent_base, 3};
+
+        for (int i = 0; i < 100; ++i) {
+            EXPECT_EQ(timer.next(), milliseconds{0}) << cap.count();
+        }
+    }
+}
+
 TEST(BackoffTimer, IsSeededFromTheClockByDefault) {
     std::set<milliseconds> delays;
     for (int timers = 0; timers < 50; ++timers) {

@@ -141,6 +141,17 @@ TEST_F(UpdateScheduleReaderTest, TimeShorterThanAnHourIsInvalid) {
     }
 }
 
+TEST_F(UpdateScheduleReaderTest, HourWithoutMinutesIsEnough) {
+    config.values["zephran.schedule.starttime"] = "07";
+    config.values["zephran.schedule.stoptime"] = "21";
+
+    const auto schedule = read();
+
+    ASSERT_NE(schedule, nullptr);
+    EXPECT_EQ(schedule->get_start_hour(), 7);
+    EXPECT_EQ(schedule->get_end_hour(), 21);
+}
+
 TEST_F(UpdateScheduleReaderTest, EmptyWindowDisablesTheSchedule) {
     config.values["zephran.schedule.stoptime"] = "08:59";
 

@@ -466,6 +466,15 @@ TEST(ActionHistory, StatusIsReadBeforeTheMessages) {
     EXPECT_THROW(read<History>(document), InvalidActionStatusException);
 }
 
+TEST(ActionHistory, SecondReadingReplacesTheFirst) {
+    History history;
+    history.from_json(parse(R"({"status": "RUNNING", "messages": ["a"]})"));
+
+    history.from_json(parse(R"({"status": "RUNNING", "messages": ["b"]})"));
+
+    EXPECT_THAT(history.messages(), ElementsAre("b"));
+}
+
 TEST(ActionHistory, NullMessageIsAnEmptyText) {
     const auto document = parse(R"({"status": "RUNNING", "messages": ["a", null]})");
 

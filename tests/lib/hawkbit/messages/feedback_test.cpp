@@ -75,6 +75,13 @@ TEST_F(Feedback, TimeIsLocal) {
     EXPECT_EQ(Base::to_localtime_string(1'720'000'000), "20240703T114640");
 }
 
+TEST_F(Feedback, TimeFollowsAZoneThatHasChangedMeanwhile) {
+    const TimeZone first{"UTC0"};
+    setenv("TZ", "UTC-5", 1);
+
+    EXPECT_EQ(Base::to_localtime_string(0), "19700101T050000");
+}
+
 TEST_F(Feedback, TimeThatCannotBeFormattedIsEmpty) {
     if constexpr (sizeof(long) > 4) {
         // A year of more than nine digits does not fit, later ones do not even have a date.

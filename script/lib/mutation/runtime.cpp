@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+// Linked into the programs that script/mutate tries. ZEPHRAN_MUTANT is the number of the mutation
+// to show; without it, each mutation that a test reaches is noted in ZEPHRAN_MUTANT_LOG.
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+extern "C" bool zephran_mutant(int number);
+
+namespace {
+
+constexpr int not_read = -2;
+constexpr int none = -1;
+int chosen = not_read;
+const char* log_name = nullptr;
+std::array<const void*, 16384> last_test{};
+
+int chosen_mutant() {
+    if (chosen == not_read) {
+        log_name = std::getenv("ZEPHRAN_MUTANT_LOG");
+        const char* number = std::getenv("ZEPHRAN_MUTANT");
+        chosen = number != nullptr ? std::atoi(number) : none;
+    }
+    return chosen;
+}
+
+// One write of less than a block, so that lines of several processes do not mix.
+void note(int number) {
+    const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
+    const void* mark = test != nullptr ? static_cast<const void*>(test) : &chosen;
+    const void*& last = last_test.at(static_cast<std::size_t>(number) % last_test.size());
+    if (last == mark) {
+        return;
+    }
+    last = mark;
+    std::array<char, 512> line{};
+    const int size = std::snprintf(line.data(), line.size(), "%d %s.%s\n", number,
+                                   test != nullptr ? test->test_suite_name() : "",
+                                   test != nullptr ? test->name() : "");
+    const int file = open(log_name, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+    if (file != -1) {
+        static_cast<void>(!write(file, line.data(), static_cast<std::size_t>(size)));
+        close(file);
+    }
+}
+
+}  // namespace
+
+bool zephran_mutant(int number) {
+    // The code around it reads errno.
+    const int error = errno;
+    const int wanted = chosen_mutant();
+    if (wanted == none && log_name != nullptr) {
+        note(number);
+    }
+    errno = error;
+    return number == wanted;
+}
