@@ -6,7 +6,9 @@ target_compile_options(zephran_options INTERFACE
     -Wall -Wextra -Wpedantic
     # the gateway has 32-bit sizes and 64-bit times
     $<$<COMPILE_LANGUAGE:CXX>:-Wconversion>
-    -Wshadow)
+    -Wshadow
+    # g++ for ARM reports what GCC 7 changed; nothing here is linked with code of an older compiler
+    -Wno-psabi)
 target_compile_definitions(zephran_options INTERFACE
     # Boost.MSM includes headers that Boost has deprecated
     BOOST_BIND_GLOBAL_PLACEHOLDERS BOOST_ALLOW_DEPRECATED_HEADERS
@@ -34,17 +36,24 @@ function(zephran_add_library name)
 endfunction()
 
 # zephran_add_test(NAME SOURCES ... DEPENDS ...)
-# Adds one GoogleTest executable and registers its cases with CTest.
+# Adds one GoogleTest executable and registers its cases with CTest, or the whole of it if it is for another processor.
 function(zephran_add_test name)
     cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE ${ARG_DEPENDS} zephran_options GTest::gmock GTest::gtest_main)
-    if(ZEPHRAN_SANITIZE)
+    if(ZEPHRAN_SANITIZE OR CMAKE_CROSSCOMPILING)
         # Most of the compile time is spent on headers that the sources of a test share. The other builds compile
-        # each source separately, which shows warnings and missing includes.
-        set_target_properties(${name} PROPERTIES UNITY_BUILD ON)
+        # each source separately, which shows warnings and missing includes; files that are compiled as one also
+        # cause some of their own.
+        set_target_properties(${name} PROPERTIES UNITY_BUILD ON COMPILE_WARNING_AS_ERROR OFF)
     endif()
-    gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+    if(CMAKE_CROSSCOMPILING)
+        # In an emulator the start of a program takes longer than most cases do.
+        add_test(NAME ${name} COMMAND ${name})
+        set_tests_properties(${name} PROPERTIES TIMEOUT 600)
+    else()
+        gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+    endif()
 endfunction()
 
 # With full debug information, compiling a transition table takes gigabytes of memory. A build without any stays

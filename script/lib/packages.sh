@@ -26,3 +26,7 @@ clang_packages=(clang-14)
 java_packages=(openjdk-17-jre-headless)
 # shellcheck disable=SC2034
 maven_packages=(maven)
+# For ARM: the compiler and the emulator. The last line is for making musl's C and C++ libraries.
+# shellcheck disable=SC2034
+arm_packages=(g++-arm-linux-gnueabihf qemu-user util-linux mount
+    make perl xz-utils)

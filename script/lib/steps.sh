@@ -11,8 +11,8 @@ readonly skipped_status=77
 # Steps that mostly wait. They run in the background, one after another, while the other steps compile. What compiles is
 # run with less priority, so that the tests in the background are not late.
 readonly background_steps=(daemon-tsan daemon-asan daemon-debug openwrt-libraries packaging acceptance
-    acceptance-hawkbit)
-readonly foreground_steps=(unit-debug unit-asan unit-tsan clang sdk size lint)
+    acceptance-hawkbit daemon-armhf daemon-musl)
+readonly foreground_steps=(unit-debug unit-asan unit-tsan unit-armhf unit-musl clang compilers sdk size lint)
 # shellcheck disable=SC2034  # read by script/verify
 readonly all_steps=(bootstrap "${background_steps[@]}" "${foreground_steps[@]}")
 
@@ -21,11 +21,13 @@ declare -rA build_options=(
     [debug]="-DCMAKE_COMPILE_WARNING_AS_ERROR=ON -DZEPHRAN_BUILD_BENCH=ON"
     [openwrt]=-DCMAKE_COMPILE_WARNING_AS_ERROR=ON
     [asan]=-DCMAKE_COMPILE_WARNING_AS_ERROR=OFF
-    [tsan]=-DCMAKE_COMPILE_WARNING_AS_ERROR=OFF)
+    [tsan]=-DCMAKE_COMPILE_WARNING_AS_ERROR=OFF
+    [armhf]=-DCMAKE_COMPILE_WARNING_AS_ERROR=ON
+    [musl]=-DCMAKE_COMPILE_WARNING_AS_ERROR=ON)
 # How long callers on the message bus compete with the main loop. Races need longer to show.
-declare -rA soak_seconds=([tsan]=60 [asan]=5 [debug]=5)
+declare -rA soak_seconds=([tsan]=60 [asan]=5 [debug]=5 [armhf]=5 [musl]=5)
 # Seconds from one power cut to the next. What the cuts find hardly depends on the build.
-declare -rA power_cut_step=([tsan]=15 [asan]=15 [debug]=12 [openwrt]=15)
+declare -rA power_cut_step=([tsan]=15 [asan]=15 [debug]=12 [openwrt]=15 [armhf]=15 [musl]=15)
 
 describe_step() {
     case $1 in
@@ -38,6 +40,7 @@ describe_step() {
         acceptance-hawkbit) echo "acceptance scenarios against a real hawkBit; skipped without its jar" ;;
         unit-*) echo "unit tests with the preset ${1#unit-}" ;;
         clang) echo "the daemon compiled by clang++ without warnings" ;;
+        compilers) echo "the daemon compiled with Boost 1.81, as C++17 and C++20, by g++ and clang++" ;;
         sdk) echo "the daemon built as in an SDK, with libraries staged as OpenWrt's feed does" ;;
         size) echo "the size of a release within its budget" ;;
         lint) echo "formatting, static analysis, scripts and includes" ;;
@@ -66,7 +69,7 @@ run_step() {
     local preset=${1#*-}
     case $1 in
         # Once for all: steps that run side by side cannot install at the same time.
-        bootstrap) script/bootstrap --tests --lint --clang ;;
+        bootstrap) script/bootstrap --tests --lint --clang --arm ;;
         daemon-*) env "ZEPHRAN_SOAK_SECONDS=${soak_seconds[$preset]}" \
             "ZEPHRAN_POWER_CUT_STEP=${power_cut_step[$preset]}" \
             script/test --preset "$preset" --no-build --jobs 24 --only devkit --only daemon ;;
@@ -80,6 +83,7 @@ run_step() {
         unit-*) nice script/test --preset "$preset" --no-build --only unit ;;
         # The static analysis gives clang's warnings for the tests.
         clang) nice script/build clang --target zephran -DCMAKE_COMPILE_WARNING_AS_ERROR=ON ;;
+        compilers) nice script/compilers ;;
         sdk) env ZEPHRAN_SDK_BUILD=1 nice script/test --preset debug --no-build --jobs 2 --only packaging \
             -k test_sdk_build ;;
         size) nice script/size ;;

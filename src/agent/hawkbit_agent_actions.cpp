@@ -5,6 +5,7 @@
 #include "deployment/running_deployment.h"
 #include "hawkbit/attribute_text.h"
 #include "schedule/random_engine.h"
+#include "schedule/whole_minutes.h"
 
 namespace zephran {
 
@@ -101,8 +102,7 @@ void HawkbitAgent::pick_deployment_delay() {
         deployment_window_start = time_point{};
     }
     if (is_deployment_delay_valid(current_time)) {
-        const auto left =
-            std::chrono::duration_cast<std::chrono::minutes>(deployment_delay_until - current_time);
+        const auto left = whole_minutes(deployment_delay_until - current_time);
         ZLOG_INFO("event", "pick_deployment_delay", "action", "reusing delay", "delay_mins",
                   left.count());
         return;

@@ -11,6 +11,7 @@
 #include <stdexcept>
 
 #include "common/exception.h"
+#include "schedule/whole_minutes.h"
 
 namespace zephran {
 
@@ -53,10 +54,6 @@ time_point full_hour(const std::tm& date, int days_later, int hour) {
     broken_down.tm_hour = hour;
     broken_down.tm_isdst = -1;
     return system_clock::from_time_t(std::mktime(&broken_down));
-}
-
-minutes whole_minutes(const system_clock::duration& duration) {
-    return std::chrono::duration_cast<minutes>(duration);
 }
 
 }  // namespace

@@ -44,7 +44,7 @@ class GatewayBench:
     def __init__(self, directory, visible, tmp_size="256m", uci=True):
         self.directory = directory
         self.gateway = Gateway(directory / "gateway", library_path=uci_directory() if uci else None,
-                               bus_path=BUS_PROGRAMS, tmp_size=tmp_size, visible=visible)
+                               bus_path=BUS_PROGRAMS, tmp_size=tmp_size, visible=[BUILD, *visible])
         self.gateway.config("zephran", CONFIG)
         self.supervisor = None
 

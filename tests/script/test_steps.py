@@ -41,7 +41,7 @@ def project(tmp_path):
     for name in ("script/lib/common.sh", "script/lib/steps.sh", "script/verify", ".ci/run", ".gitignore"):
         (root / name).parent.mkdir(parents=True, exist_ok=True)
         shutil.copy(PROJECT / name, root / name)
-    for name in ("bootstrap", "build", "test", "lint", "acceptance", "size", "openwrt-libraries"):
+    for name in ("bootstrap", "build", "test", "lint", "acceptance", "size", "openwrt-libraries", "compilers"):
         (root / "script" / name).write_text(STAND_IN, encoding="utf-8")
         (root / "script" / name).chmod(0o755)
     (tmp_path / "fail").touch()
@@ -108,7 +108,7 @@ def test_all_steps_run_and_end_in_the_table(project):
     assert rows["unit-asan"] == ("ok", "unit 100% tests passed, 0 tests failed out of 12")
     assert rows["lint"] == ("ok", "-")
     assert {f"test --preset {preset} --no-build --jobs 24 --only devkit --only daemon"
-            for preset in ("debug", "asan", "tsan")} <= set(calls(project))
+            for preset in ("debug", "asan", "tsan", "armhf", "musl")} <= set(calls(project))
 
 
 @pytest.mark.parametrize("step, reason", [("acceptance-hawkbit", "the jar is missing"),
@@ -227,8 +227,8 @@ def test_sanitizer_for_the_daemon_alternates_with_the_number_of_commits(project)
     assert "daemon-asan" in even
     assert "daemon-tsan" not in even
     for rows in (odd, even):
-        assert {"daemon-debug", "unit-debug", "unit-asan", "unit-tsan", "packaging", "acceptance", "clang",
-                "lint"} <= set(rows)
+        assert {"daemon-debug", "unit-debug", "unit-asan", "unit-tsan", "unit-armhf", "packaging", "acceptance",
+                "clang", "lint"} <= set(rows)
 
 
 def test_sanitizer_for_the_daemon_can_be_chosen(project):

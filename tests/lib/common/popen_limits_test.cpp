@@ -13,6 +13,7 @@
 
 #include "common/popen.h"
 #include "popen_test.h"
+#include "support/emulator.h"
 #include "support/interrupting_timer.h"
 #include "support/temporary_directory.h"
 
@@ -198,6 +199,9 @@ TEST(POpenDeathTest, LackOfMemoryIsReportedOnceTheChildHasEnded) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "The sanitizers need memory of their own";
 #endif
+    if (is_emulated()) {
+        GTEST_SKIP() << "The emulator limits no memory: all of the address space would be used up";
+    }
     EXPECT_EXIT(wait_without_memory("head -c 3000000 /dev/zero | tr '\\0' x", 0ms),
                 testing::ExitedWithCode(7), "");
 }
@@ -206,6 +210,9 @@ TEST(POpenDeathTest, LimitHoldsWithoutMemoryToo) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "The sanitizers need memory of their own";
 #endif
+    if (is_emulated()) {
+        GTEST_SKIP() << "The emulator limits no memory: all of the address space would be used up";
+    }
     const auto start = Clock::now();
 
     EXPECT_EXIT(wait_without_memory("exec timeout 30 yes", start_time), testing::ExitedWithCode(7),
@@ -218,6 +225,9 @@ TEST(POpenDeathTest, DestructorNeedsNoMemoryForTheOutput) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "The sanitizers need memory of their own";
 #endif
+    if (is_emulated()) {
+        GTEST_SKIP() << "The emulator limits no memory: all of the address space would be used up";
+    }
     EXPECT_EXIT(
         {
             use_up_memory();
