@@ -15,6 +15,7 @@ MINIMAL_COMMAND = ["/usr/sbin/zephran", "--device-id", "gw-1",
                    "--hawkbit-server", "updates.example:8443", "--log-level", "INFO"]
 SCHEDULE = {"enabled": "1", "daysofweek": "Monday Friday", "starttime": "08:00",
             "stoptime": "17:00"}
+NETWORK_OPTIONS = re.search(r"NETWORK_OPTIONS='([^']*)'", INIT)[1].split()
 
 
 CONFIG = "/etc/config/zephran"
@@ -255,7 +256,7 @@ def test_daemon_and_its_tools_write_no_core_files(gateway):
 def test_schedule_is_part_of_the_environment(gateway):
     gateway.configure(MINIMAL, schedule=SCHEDULE)
 
-    assert gateway.instance()["env"] == {"ZEPHRAN_SCHEDULE": "1/Monday Friday/08:00/17:00"}
+    assert gateway.instance()["env"]["ZEPHRAN_SCHEDULE"] == "1/Monday Friday/08:00/17:00"
 
 
 @pytest.mark.parametrize("option, value", [
@@ -265,6 +266,21 @@ def test_changed_schedule_restarts_the_daemon(gateway, option, value):
     gateway.configure(MINIMAL, schedule=SCHEDULE)
     before = gateway.instance()
     gateway.configure(MINIMAL, schedule={**SCHEDULE, option: value})
+
+    assert needs_restart(before, gateway.instance())
+
+
+def test_options_of_transfers_are_part_of_the_environment(gateway):
+    gateway.configure(MINIMAL, network={"max_speed": "9000", "tenant": "it's; mine", "stall_bytes": ""})
+
+    assert gateway.instance()["env"]["ZEPHRAN_NETWORK"] == "max_speed=9000;tenant=it's; mine;"
+
+
+@pytest.mark.parametrize("option", NETWORK_OPTIONS)
+def test_changed_option_of_transfers_restarts_the_daemon(gateway, option):
+    gateway.configure(MINIMAL, network={})
+    before = gateway.instance()
+    gateway.configure(MINIMAL, network={option: "1"})
 
     assert needs_restart(before, gateway.instance())
 

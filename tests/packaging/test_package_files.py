@@ -84,8 +84,19 @@ def test_schedule_options_match_the_daemon_and_the_instance():
     assert shipped["enabled"] == "0"
 
 
+def test_options_of_transfers_are_those_that_the_daemon_reads():
+    source = (PROJECT / "src/options/transport_options.cpp").read_text()
+    read = re.findall(r'\b(?:text|flag|number|choice<[^()]*>)\(\s*"(\w+)"', source)
+    carried = re.search(r"NETWORK_OPTIONS='([^']*)'", INIT)[1].split()
+    shipped = shipped_sections()["network"].options
+
+    assert sorted(carried) == sorted(read)
+    assert set(shipped) <= set(read)
+
+
 def test_every_section_that_the_daemon_uses_is_shipped_by_name():
-    used = set(re.findall(r'"zephran\.(\w+)[."]', sources()))
+    used = set(re.findall(r'"zephran\.(?!chip\.lock)(\w+)[."]', sources())
+               + re.findall(r'\bsection = "(\w+)"', sources()))
     shipped = shipped_sections()
 
     assert used >= {"service", "schedule", "device"}
@@ -146,7 +157,8 @@ def test_every_option_is_documented_with_type_and_default():
 
     assert {name: rows.get(name) for name in expected} == expected
     assert {f"service.{name}" for name in READ_BY_THE_DAEMON} <= set(rows)
-    assert {f"schedule.{name}" for name in shipped_sections()["schedule"].options} <= set(rows)
+    assert {f"{section}.{name}" for section in ("schedule", "network")
+            for name in shipped_sections()[section].options} <= set(rows)
 
 
 HELP = "echo '  --device-id arg'; echo '  --hawkbit-server arg'"

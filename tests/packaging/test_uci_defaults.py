@@ -5,7 +5,7 @@ import pytest
 from openwrt.procd import uci_file
 from package_bench import FILES
 
-SECTIONS = ["service", "schedule", "device"]
+SECTIONS = ["service", "schedule", "network", "device"]
 
 
 def run(gateway):
@@ -38,7 +38,7 @@ def test_missing_file_is_created_with_all_sections(gateway):
 @pytest.mark.parametrize("lost", SECTIONS)
 def test_lost_section_is_restored_and_values_stay(gateway, lost):
     options = {"service": {"enabled": "1", "device_id": "it's mine", "rebooted": "1"},
-               "schedule": {"starttime": "23:00"}, "device": {"version_os": "2.1"}}
+               "schedule": {"starttime": "23:00"}, "network": {"max_speed": "9000"}, "device": {"version_os": "2.1"}}
     del options[lost]
     gateway.config_path.write_text(uci_file.render(
         [uci_file.Section(name, name, values) for name, values in options.items()]))
