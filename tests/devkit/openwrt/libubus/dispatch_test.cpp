@@ -35,8 +35,6 @@ struct Dispatch : testing::Test {
     DemoObject object;
 };
 
-}  // namespace
-
 TEST_F(Dispatch, GivesTheHandlerARecordedCall) {
     ubus_request_data seen{};
     std::string user;
@@ -239,4 +237,5 @@ TEST_F(Dispatch, PutsCallsOffWhileARequestIsWaitedFor) {
     EXPECT_EQ(broker.receive(status_size), demo_status);
 }
 
+}  // namespace
 }  // namespace zephran::ubus_standin
