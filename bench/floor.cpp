@@ -3,6 +3,7 @@
 // looks at a socket ten times a second, and a new handle for each poll of the server.
 //
 //   zephran_floor --url URL --ca-bundle FILE --poll SECONDS
+#include <exception>
 #include <iostream>
 #include <sstream>
 #include <string>
@@ -49,9 +50,7 @@ void look_at(int descriptor) {
     }
 }
 
-}  // namespace
-
-int main(int argc, char* argv[]) {
+int run(int argc, const char* const* argv) {
     using program_options::value;
     program_options::options_description description;
     description.add_options()("url", value<std::string>())("ca-bundle", value<std::string>())(
@@ -72,5 +71,16 @@ int main(int argc, char* argv[]) {
             return 1;
         }
         ::sleep(1);
+    }
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& error) {
+        std::cerr << error.what() << "\n";
+        return 1;
     }
 }

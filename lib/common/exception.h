@@ -40,7 +40,7 @@ template <class Failure>
     // Standard exceptions become exceptions of Boost as well; our own stay as they are.
     const auto with_place = boost::enable_error_info(failure);
     attach_place(with_place, function, file, line);
-    throw with_place;
+    throw with_place;  // NOLINT(cert-err09-cpp,cert-err61-cpp): the place had to be attached
 }
 
 /// Path of the file that an operation failed on.

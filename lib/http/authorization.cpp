@@ -43,7 +43,7 @@ std::string token_for(const Authorization& authorization, const std::string& url
     if (!is_for(authorization, common::URI{url})) {
         return {};
     }
-    const std::string token = first_line(authorization.token_file);
+    std::string token = first_line(authorization.token_file);
     if (token.empty()) {
         ZLOG_WARNING("event", "token_missing", "message", "no token can be read from the file",
                      "filename", authorization.token_file);

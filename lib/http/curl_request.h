@@ -43,12 +43,13 @@ private:
     static int trace_cb(CURL* handle, curl_infotype type, char* data, std::size_t size,
                         void* userdata) noexcept;
 
-    CurlHandle handle_;
-    CurlStringList headers;
     const char* method_;
     std::string url_;
     Kind kind;
     std::string token;
+    CurlStringList headers;
+    // The last member: while it is destroyed, libcurl may still read the others.
+    CurlHandle handle_;
 };
 
 }  // namespace zephran::http

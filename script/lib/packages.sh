@@ -3,7 +3,7 @@
 # The Debian packages that the project needs on a development machine, by purpose.
 # shellcheck disable=SC2034
 build_packages=(
-    g++ ccache cmake ninja-build
+    g++ ccache cmake ninja-build pkg-config
     libboost-dev libboost-program-options-dev libjsoncpp-dev libcurl4-openssl-dev libssl-dev
     libgtest-dev libgmock-dev libjson-c-dev
 )

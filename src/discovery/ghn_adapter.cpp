@@ -3,14 +3,36 @@
 
 #include <boost/algorithm/string/predicate.hpp>
 
+#include "common/exception.h"
+#include "ghn/exceptions.h"
 #include "ghn/ghn_utility.h"
 
 namespace zephran::discovery {
 
+namespace {
+
+// The server takes 128 characters of an attribute. No modem has more to say about itself.
+constexpr std::size_t longest_value = 256;
+
+const std::string& require_short(const std::string& value) {
+    if (value.size() > longest_value) {
+        ZEPHRAN_THROW(ghn::ConfigLayerFormatException{}
+                      << ghn::configlayer_output_tag{value.substr(0, longest_value)});
+    }
+    return value;
+}
+
+bool is_usable_id(const std::string& serial_number, const ghn::ConfigLayerCommand& command) {
+    return !serial_number.empty() && !boost::starts_with(serial_number, "ERROR") &&
+           command.without_password(serial_number) == serial_number;
+}
+
+}  // namespace
+
 GhnAdapter ask_adapter(const common::MacAddress& mac, const ghn::ConfigLayerCommand& command,
                        const std::atomic<bool>& stop) {
     const auto value_of = [&](const char* parameter) {
-        return ghn::GhnUtility::get_parameter_value(command, parameter, stop);
+        return require_short(ghn::GhnUtility::get_parameter_value(command, parameter, stop));
     };
     // Attributes leave the gateway, and what a tool prints may repeat its own command line.
     const auto attribute_of = [&](const char* parameter) {
@@ -24,7 +46,7 @@ GhnAdapter ask_adapter(const common::MacAddress& mac, const ghn::ConfigLayerComm
     adapter.properties["hw_product"] = attribute_of("SYSTEM.PRODUCTION.HW_PRODUCT");
     adapter.properties["firmware_version"] = attribute_of("SYSTEM.GENERAL.FW_VERSION");
     adapter.id = value_of("SYSTEM.PRODUCTION.SERIAL_NUMBER");
-    if (adapter.id.empty() || boost::starts_with(adapter.id, "ERROR")) {
+    if (!is_usable_id(adapter.id, command)) {
         adapter.id = mac.str();
     }
     adapter.context.accepted_parts = {"plc_ghn"};

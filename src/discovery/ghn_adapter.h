@@ -13,7 +13,7 @@ namespace zephran::discovery {
 
 /// What the agent of an adapter on the powerline network needs to know.
 struct GhnAdapter {
-    /// The serial number, or the address in lower case where there is none.
+    /// The serial number, or the address in lower case where there is none that can be used.
     std::string id;
     hawkbit::Attributes properties;
     /// Accepts the part type "plc_ghn" only.
@@ -21,11 +21,12 @@ struct GhnAdapter {
 };
 
 /// Asks an adapter who it is. Its answers are those of a stranger; the password of the powerline
-/// network is in none of the properties, whatever it answers.
+/// network is neither in the id nor in any of the properties, whatever it answers.
 ///
 /// @param command addresses the adapter
 /// @param stop    ends the questions, see ghn::GhnUtility::get_parameter_value()
-/// @throws what ghn::GhnUtility::get_parameter_value() throws
+/// @throws ghn::ConfigLayerFormatException for an answer of more than 256 bytes, and what
+///         ghn::GhnUtility::get_parameter_value() throws
 [[nodiscard]] GhnAdapter ask_adapter(const common::MacAddress& mac,
                                      const ghn::ConfigLayerCommand& command,
                                      const std::atomic<bool>& stop);

@@ -228,7 +228,7 @@ def test_sanitizer_for_the_daemon_alternates_with_the_number_of_commits(project)
     assert "daemon-tsan" not in even
     for rows in (odd, even):
         assert {"daemon-debug", "unit-debug", "unit-asan", "unit-tsan", "unit-armhf", "packaging", "acceptance",
-                "clang", "lint"} <= set(rows)
+                "lint"} <= set(rows)
 
 
 def test_sanitizer_for_the_daemon_can_be_chosen(project):

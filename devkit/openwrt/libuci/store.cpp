@@ -149,7 +149,7 @@ bool Store::flush_deltas(Package& package) {
 }
 
 void Store::set_save_directory(const std::string& directory) {
-    delta_directories.push_back(context->savedir);
+    delta_directories.emplace_back(context->savedir);
     delta_directories.erase(
         std::remove(delta_directories.begin(), delta_directories.end(), directory),
         delta_directories.end());

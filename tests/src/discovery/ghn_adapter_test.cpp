@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "common/popen.h"
+#include "ghn/exceptions.h"
 #include "support/simulated_modems.h"
 
 namespace zephran::discovery {
@@ -27,6 +28,40 @@ TEST(GhnAdapter, OnlyAcceptsPowerlineFirmware) {
     EXPECT_EQ(adapter.context.installed_flash_type, "");
     EXPECT_EQ(adapter.context.bootloader_mtd, "");
     EXPECT_EQ(adapter.context.mtd_write_attempts, 0U);
+}
+
+TEST(GhnAdapter, IdNeverHoldsThePassword) {
+    const SimulatedModems modems;
+    modems.add_adapter("02:00:00:00:00:0a", "SN-1");
+    modems.answer("02:00:00:00:00:0a", "SYSTEM.PRODUCTION.SERIAL_NUMBER",
+                  "SN-1\nconfiglayer -w s3cr3t-of-the-home");
+    ghn::ConfigLayerCommand command;
+    command.mac_address("02:00:00:00:00:0a").password("s3cr3t-of-the-home");
+
+    const GhnAdapter adapter = ask_adapter(common::MacAddress::parse("02:00:00:00:00:0A"), command,
+                                           common::no_stop_request);
+
+    EXPECT_EQ(adapter.id, "02:00:00:00:00:0a");
+}
+
+TEST(GhnAdapter, TalkativeOneIsRefused) {
+    for (const char* const parameter :
+         {"SYSTEM.PRODUCTION.PRODUCT_CLASS", "SYSTEM.PRODUCTION.DEVICE_NAME",
+          "SYSTEM.PRODUCTION.HW_REVISION", "SYSTEM.PRODUCTION.HW_PRODUCT",
+          "SYSTEM.GENERAL.FW_VERSION", "SYSTEM.PRODUCTION.SERIAL_NUMBER"}) {
+        const SimulatedModems modems;
+        modems.add_adapter("02:00:00:00:00:0a", "SN-1");
+        ghn::ConfigLayerCommand command;
+        command.mac_address("02:00:00:00:00:0a");
+        const auto mac = common::MacAddress::parse("02:00:00:00:00:0A");
+
+        modems.answer("02:00:00:00:00:0a", parameter, std::string(256, '1'));
+        EXPECT_NO_THROW(ask_adapter(mac, command, common::no_stop_request)) << parameter;
+        modems.answer("02:00:00:00:00:0a", parameter, std::string(257, '1'));
+        EXPECT_THROW(ask_adapter(mac, command, common::no_stop_request),
+                     ghn::ConfigLayerFormatException)
+            << parameter;
+    }
 }
 
 }  // namespace
