@@ -53,7 +53,15 @@ void AgentManager::run() {
         handler->setup(this);
     }
     run_setup();
+    try {
+        run_loop();
+    } catch (...) {
+        leave_poll_to_next_process();
+        throw;
+    }
+}
 
+void AgentManager::run_loop() {
     ExitHandler& exit_handler = ExitHandler::instance();
     unsigned iterations_since_stop = 0;
     while (true) {
@@ -122,6 +130,13 @@ void AgentManager::force_poll_after_reboot() {
     agents.at(settings.gateway_id)->force_poll();
     ZLOG_WARNING_AS("spawn_gateway_agent", "action", "spawn_gateway_agent", "message",
                     "forcing poll after installer reboot");
+}
+
+void AgentManager::leave_poll_to_next_process() {
+    // The supervisor starts the daemon again; dormant, it would sleep on what is still to be done.
+    if (settings.dormant && agents.at(settings.gateway_id)->has_unfinished_work()) {
+        DeviceStore{*platform::get_config()}.mark_rebooted({"run"});
+    }
 }
 
 void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& properties,

@@ -53,7 +53,8 @@ public:
     void add_discovery_handler(std::unique_ptr<DiscoveryHandler> handler);
 
     /// Runs until a stop has been requested and no agents remain. Ends the process with status 1 if
-    /// there are still agents ten iterations after the request.
+    /// there are still agents ten iterations after the request. Whatever is thrown leaves it; a
+    /// dormant gateway that has unfinished work then polls in the next process.
     void run();
 
     /// Creates the gateway's agent unless it exists. If it is dormant, it polls once after a reboot
@@ -101,9 +102,11 @@ protected:
 
 private:
     static void sleep_one_second();
+    void run_loop();
     void run_iteration();
     void wind_down(unsigned iteration);
     void force_poll_after_reboot();
+    void leave_poll_to_next_process();
     void publish_controls();
 
     AgentManagerSettings settings;

@@ -100,6 +100,11 @@ public:
     [[nodiscard]] bool is_aborted() const { return aborted; }
     [[nodiscard]] bool is_poll_forced() const { return control_->is_poll_forced(); }
     [[nodiscard]] bool is_deploying() const;
+    /// Whether the server has not been told yet what it is to be told: a forced poll or what it
+    /// found is still to be dealt with, or the last report of a deployment is still to be sent.
+    [[nodiscard]] bool has_unfinished_work() const {
+        return is_poll_forced() || is_poll_owed() || deployment != nullptr;
+    }
     [[nodiscard]] time_point next_poll() const { return controller.next_poll(); }
     /// Whether the next poll has come, or is further away than when it was set: then the clock has
     /// been set back since.

@@ -3,7 +3,7 @@
 import pytest
 
 from bench import POLL_SECONDS
-from hawkbit_server import Code, Status
+from hawkbit_server import Code, Drop, Status
 
 DORMANT = ("--dormant", "true")
 
@@ -37,6 +37,20 @@ def test_dormant_agent_polls_once_after_the_reboot_of_an_installer(bench):
     assert bench.option("rebooted") == "0"
     assert put.json()["data"]["dormant"] == "1"
     assert len(bench.server.exchanges()) == seen
+
+
+def test_dormant_agent_finishes_what_a_lost_report_interrupted(bench):
+    # The last of three: started, chunk deployed, deployment successful.
+    bench.server.order("feedback", Drop(), first=3)
+    action = bench.assign(bench.script("one", "echo fine"))
+    bench.configure("service.rebooted", "1")
+    bench.supervise(*DORMANT)
+
+    bench.wait_for_end(action)
+
+    assert [each.exit_status for each in bench.gateway.daemons[:-1]] == [1]
+    assert action.status is Status.FINISHED
+    bench.wait_until(lambda: bench.option("rebooted") == "0", "the end of the owed poll")
 
 
 @pytest.mark.parametrize("kind", ["deploymentBase", "cancelAction"])

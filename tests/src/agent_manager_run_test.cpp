@@ -32,12 +32,12 @@ using Events = std::vector<std::string>;
 
 class RecordingManager : public AgentManager {
 public:
-    RecordingManager(Events& recorded, std::function<void()> loop_pause)
+    RecordingManager(Events& recorded, std::function<void()> loop_pause, bool dormant = true)
         : AgentManager{std::move(loop_pause)}, events{recorded} {
         AgentManagerSettings dormant_gateway;
         dormant_gateway.gateway_id = "gateway";
         dormant_gateway.server = "update.example:none";
-        dormant_gateway.dormant = true;
+        dormant_gateway.dormant = dormant;
         configure(dormant_gateway);
     }
 
@@ -114,6 +114,36 @@ TEST(AgentManagerRun, RestartsAnAgentWhosePollIsForced) {
     EXPECT_THROW(manager.run(), LoopLeft);
 
     EXPECT_FALSE(manager.get_agents().at("gateway")->is_finished());
+}
+
+/// What is stored as the reboot mark after a failure in the first iteration.
+std::string mark_after_failure(bool dormant, bool has_work) {
+    FakePlatform platform;
+    Events events;
+    AgentManager* running = nullptr;
+    RecordingManager manager{events,
+                             [&] {
+                                 if (has_work) {
+                                     running->get_agents().at("gateway")->force_poll();
+                                 }
+                                 throw LoopLeft{};
+                             },
+                             dormant};
+    running = &manager;
+    EXPECT_THROW(manager.run(), LoopLeft);
+    return platform.config.values["zephran.service.rebooted"];
+}
+
+TEST(AgentManagerRun, FailureLeavesTheWorkOfADormantGatewayToTheNextProcess) {
+    EXPECT_EQ(mark_after_failure(true, true), "1");
+}
+
+TEST(AgentManagerRun, FailureOfADormantGatewayWithoutWorkLeavesNothing) {
+    EXPECT_EQ(mark_after_failure(true, false), "");
+}
+
+TEST(AgentManagerRun, FailureOfAGatewayThatPollsAnywayLeavesNothing) {
+    EXPECT_EQ(mark_after_failure(false, true), "");
 }
 
 TEST(AgentManagerRun, RemovesAbortedAgents) {
