@@ -22,6 +22,14 @@ known_preset() {
     grep -q "\"configurePreset\": \"$1\"" "$project_dir/CMakePresets.json"
 }
 
+# fresh_option BUILD_DIR VARIABLE VALUE: CMake's --fresh if the directory was configured with another value. What CMake
+# found with that one would stay in its cache.
+fresh_option() {
+    local cache=$1/CMakeCache.txt
+    [ -f "$cache" ] || return 0
+    [ "$(sed -n "s/^$2:[^=]*=//p" "$cache")" = "$3" ] || echo --fresh
+}
+
 # Puts ccache in front of the compilers, by options for CMake. Directories that hold the same project share results:
 # paths below them are taken as relative, and the build directory is ignored.
 use_ccache() {

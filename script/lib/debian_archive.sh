@@ -28,6 +28,12 @@ make_once() {
     ) 9>"$directory.lock"
 }
 
+# machine_acquire_options: how this machine reaches archives, for instance by a proxy, as apt's configuration. Languages
+# and further indexes are not needed.
+machine_acquire_options() {
+    apt-config dump --no-empty Acquire | grep -Ev '^Acquire::(Languages|IndexTargets)\b'
+}
+
 # open_archive STATE ARCHITECTURE: a state for apt that knows this architecture only, and no installed package
 open_archive() {
     local state=$1 architecture=$2
@@ -40,7 +46,9 @@ open_archive() {
     # Sources come from where the packages come from, and a restriction to the machine's architecture does not count.
     find "$state/sources" -name '*.sources' -exec sed -i -e 's/^Types:.*/Types: deb deb-src/' -e '/^Architectures:/d' {} +
     find "$state/sources" -name '*.list' -exec sed -i -E -e 's/\barch=[^] ]*//' -e 's/^deb (.*)/deb \1\ndeb-src \1/' {} +
-    cat >"$state/apt.conf" <<CONFIGURATION
+    # Nothing else of the machine's configuration counts: it may hold commands that apt would run.
+    machine_acquire_options >"$state/apt.conf"
+    cat >>"$state/apt.conf" <<CONFIGURATION
 APT::Architecture "$architecture";
 APT::Architectures { "$architecture"; };
 APT::Install-Recommends "false";
@@ -52,8 +60,8 @@ Dir::State "$state";
 Dir::State::Lists "$state/lists";
 Dir::State::Status "$state/status";
 Dir::Cache "$state/cache";
-#clear DPkg::Post-Invoke;
-#clear APT::Update::Post-Invoke;
+Dir::Etc::Main "/dev/null";
+Dir::Etc::Parts "/dev/null";
 CONFIGURATION
     # The index of one suite may lag behind, or lack the architecture; what the others hold may well suffice.
     archive "$state" update >"$state/update.log" 2>&1 || true

@@ -75,3 +75,25 @@ def test_state_knows_the_other_architecture_and_sources_only_for_itself(bash, tm
     lists = "".join(path.read_text(encoding="utf-8") for path in (tmp_path / "apt/sources").iterdir())
     assert "deb-src" in lists
     assert "Architectures:" not in lists
+
+
+def test_state_takes_how_to_reach_the_archive_from_the_machine_but_none_of_its_commands(bash, tmp_path, monkeypatch):
+    machine = tmp_path / "machine.conf"
+    machine.write_text(
+        'Acquire::http::Proxy "http://proxy.example:3128";\n'
+        'Acquire::https { Proxy "DIRECT"; CaInfo "/own/ca.pem"; };\n'
+        'Acquire::Languages { "de"; "en"; };\n'
+        'Acquire::IndexTargets::deb::Extra::MetaKey "extra.yml";\n'
+        'APT::Update::Pre-Invoke { "false"; };\n'
+        'APT::Update::Post-Invoke-Success { "false"; };\n'
+        'DPkg::Pre-Install-Pkgs { "false"; };\n', encoding="utf-8")
+    monkeypatch.setenv("APT_CONFIG", str(machine))
+
+    lines = bash(f"archive() {{ :; }}; open_archive {tmp_path}/apt armhf; APT_CONFIG={tmp_path}/apt/apt.conf "
+                 "apt-config dump --no-empty").stdout.splitlines()
+
+    assert 'Acquire::http::Proxy "http://proxy.example:3128";' in lines
+    assert 'Acquire::https::Proxy "DIRECT";' in lines
+    assert 'Acquire::https::CaInfo "/own/ca.pem";' in lines
+    assert [line.split()[-1] for line in lines if line.startswith("Acquire::Languages")] == ['"none";']
+    assert [line for line in lines if "Extra" in line or "-Invoke" in line or "Install-Pkgs" in line] == []

@@ -2,6 +2,7 @@
 """script/size, with programs of a known size instead of the daemon."""
 from __future__ import annotations
 
+import os
 import pathlib
 import platform
 import re
@@ -30,11 +31,12 @@ def fixture_measure(tmp_path):
         (tmp_path / name).parent.mkdir(parents=True, exist_ok=True)
         shutil.copy(PROJECT / name, tmp_path / name)
 
-    def measure(size):
+    def measure(size, **environment):
         build = tmp_path / "script/build"
         build.write_text(BUILD.format(size=size), encoding="utf-8")
         build.chmod(0o755)
-        done = subprocess.run([tmp_path / "script/size"], capture_output=True, text=True, check=False)
+        done = subprocess.run([tmp_path / "script/size"], env={**os.environ, **environment},
+                              capture_output=True, text=True, check=False)
         return done.returncode, done.stdout + done.stderr
     return measure
 
@@ -52,6 +54,18 @@ def test_program_above_the_budget_fails_and_its_largest_symbol_is_named_first(me
 
     assert status == 1
     assert re.search(rf"too large\. The largest symbols, in bytes:\n +{BUDGET + 1} +largest_of_all$", text, re.M)
+
+
+def test_program_that_cannot_be_stripped_fails_although_an_older_one_was_small(measure, tmp_path):
+    assert measure(1)[0] == 0
+    strip = tmp_path / "strip"
+    strip.write_text("#!/bin/sh\nexit 1\n", encoding="utf-8")
+    strip.chmod(0o755)
+
+    status, text = measure(BUDGET + 1, PATH=f"{tmp_path}:{os.environ['PATH']}")
+
+    assert status == 1
+    assert "budget" not in text
 
 
 def test_arm_is_left_out_with_a_reason_where_it_cannot_be_built(measure):
