@@ -39,6 +39,10 @@ def left_out(option, value):
     return f"option '{option}' is '{value}', which is not valid: left out"
 
 
+def ignored(reason):
+    return f"{reason}: reload ignored, the daemon continues with what it has"
+
+
 def refused(reason):
     return f"configuration refused: {reason}"
 
@@ -51,6 +55,7 @@ def assert_not_started(service, *sentences):
 def assert_left_alone(service, *sentences):
     """procd was asked for nothing, so a running daemon continues."""
     assert service.name is None
+    assert service.exit_status == 1
     assert_not_started(service, *sentences)
 
 
@@ -162,7 +167,7 @@ def test_half_of_the_client_certificate_is_named_and_left_out(gateway, given, ab
     service = gateway.init()
 
     assert only_instance(service)["command"] == MINIMAL_COMMAND
-    assert service.log == error_lines(f"option '{given}' is left out: there is no '{absent}'")
+    assert service.log == error_lines(f"option '{given}' has no '{absent}': left out")
 
 
 @pytest.mark.parametrize("given, lost", [
@@ -175,7 +180,7 @@ def test_client_certificate_is_left_out_while_half_of_it_is_being_replaced(gatew
 
     assert only_instance(service)["command"] == MINIMAL_COMMAND
     assert service.log == error_lines(left_out(lost, "/no/such/file"),
-                                      f"option '{given}' is left out: there is no '{lost}'")
+                                      f"option '{given}' has no '{lost}': left out")
 
 
 @pytest.mark.parametrize("text", BROKEN_FILES)
@@ -225,11 +230,60 @@ def test_reload_of_a_broken_file_leaves_the_daemon_alone(gateway, text):
     assert_left_alone(gateway.init("reload"), refused(f"{CONFIG} cannot be read"))
 
 
-@pytest.mark.parametrize("others", [{}, {"server": ""}, {"log_level": "debug"}])
-def test_reload_of_a_disabled_service_ends_it(gateway, others):
+@OPTIONAL
+def test_reload_with_an_invalid_value_leaves_the_daemon_alone(gateway, option, value, expected):
+    gateway.configure({**MINIMAL, option: value})
+
+    service = gateway.init("reload", running=True)
+
+    assert_left_alone(service, ignored(f"option '{option}' is '{value}', which is not valid"))
+    assert service.errors == f"zephran.service.{option}={value} validates as {expected} with false\n"
+
+
+@pytest.mark.parametrize("option", ["ca_bundle", "client_certificate", "client_certificate_key"])
+def test_reload_while_a_file_is_being_replaced_leaves_the_daemon_alone(gateway, option):
+    files = {name: gateway.file(name)
+             for name in ("ca_bundle", "client_certificate", "client_certificate_key")}
+    gateway.configure({**MINIMAL, **files})
+    before = gateway.instance()
+    (gateway.root / option).unlink()
+
+    during = gateway.init("reload", running=True)
+    gateway.file(option)
+    after = gateway.init("reload", running=True)
+
+    assert (during.exit_status, during.name) == (1, None)
+    assert during.log[0] == error_lines(
+        ignored(f"option '{option}' is '{files[option]}', which is not valid"))[0]
+    assert (after.exit_status, only_instance(after)) == (0, before)
+
+
+@pytest.mark.parametrize("given, absent", [
+    ("client_certificate", "client_certificate_key"),
+    ("client_certificate_key", "client_certificate")])
+def test_reload_with_half_of_the_client_certificate_leaves_the_daemon_alone(gateway, given, absent):
+    gateway.configure({**MINIMAL, given: gateway.file("given.pem")})
+
+    assert_left_alone(gateway.init("reload", running=True),
+                      ignored(f"option '{given}' has no '{absent}'"))
+
+
+def test_reload_gives_a_running_daemon_what_was_changed(gateway):
+    gateway.configure({**MINIMAL, "log_level": "DEBUG"})
+
+    service = gateway.init("reload", running=True)
+
+    assert only_instance(service)["command"] == [*MINIMAL_COMMAND[:-1], "DEBUG"]
+    assert service.log == []
+
+
+@pytest.mark.parametrize("running", [False, True])
+@pytest.mark.parametrize("others", [{}, {"server": ""}, {"log_level": "debug"},
+                                    {"client_certificate": "/no/such/file"}])
+def test_reload_of_a_disabled_service_ends_it(gateway, others, running):
     gateway.configure({**MINIMAL, "enabled": "0", **others})
 
-    service = gateway.init("reload")
+    service = gateway.init("reload", running)
 
     assert (service.name, service.instances) == ("zephran.init", {})
 

@@ -200,3 +200,29 @@ def test_feed_tests_no_other_package_with_it(tmp_path):
     done = run_feed_test(tmp_path, "test.sh", ["other", "1"], program="exit 1")
 
     assert (done.returncode, done.stderr) == (0, "")
+
+
+def test_documented_reload_covers_all_that_the_instance_carries_in_its_environment():
+    table = DOCUMENTATION.split("\n## Reload\n")[1].split("\n## ")[0]
+    carried = re.findall(r"\b(ZEPHRAN_[A-Z]+)=", INIT)
+
+    assert carried
+    assert [name for name in carried if not re.search(rf"^\|.*`{name}`", table, re.MULTILINE)] == []
+
+
+def test_documented_copy_into_the_sdk_replaces_the_package_of_an_earlier_commit(tmp_path):
+    commands = re.search(r"^script/release\n(.*?)^cd \"\$SDK\"$", DOCUMENTATION, re.MULTILINE | re.DOTALL)[1]
+    sdk = tmp_path / "sdk"
+    (sdk / "package").mkdir(parents=True)
+    offer = tmp_path / "build/offer"
+    (offer / "zephran").mkdir(parents=True)
+    for name in ("first", "second"):
+        for old in (offer / "zephran").iterdir():
+            old.unlink()
+        (offer / "zephran" / name).touch()
+        (offer / "zephran-0.1.0.tar.xz").write_text(name)
+        subprocess.run(["sh", "-euc", commands], cwd=tmp_path, check=True,
+                       env={"PATH": "/usr/bin:/bin", "SDK": sdk})
+
+    assert [path.name for path in (sdk / "package/zephran").iterdir()] == ["second"]
+    assert (sdk / "dl/zephran-0.1.0.tar.xz").read_text() == "second"
