@@ -56,9 +56,10 @@ TEST(GhnAdapter, TalkativeOneIsRefused) {
         const auto mac = common::MacAddress::parse("02:00:00:00:00:0A");
 
         modems.answer("02:00:00:00:00:0a", parameter, std::string(256, '1'));
-        EXPECT_NO_THROW(ask_adapter(mac, command, common::no_stop_request)) << parameter;
+        EXPECT_NO_THROW(static_cast<void>(ask_adapter(mac, command, common::no_stop_request)))
+            << parameter;
         modems.answer("02:00:00:00:00:0a", parameter, std::string(257, '1'));
-        EXPECT_THROW(ask_adapter(mac, command, common::no_stop_request),
+        EXPECT_THROW(static_cast<void>(ask_adapter(mac, command, common::no_stop_request)),
                      ghn::ConfigLayerFormatException)
             << parameter;
     }
