@@ -179,12 +179,11 @@ TEST_F(LockFileTest, FileWithASecondNameIsRefused) {
 }
 
 TEST_F(LockFileTest, FileOfAnotherUserIsRefused) {
-    if (geteuid() != 0) {
-        GTEST_SKIP() << "only root can give a file away";
-    }
     directory.write("lock", "");
     fs::permissions(path, fs::perms::owner_read | fs::perms::owner_write);
-    ASSERT_EQ(chown(path.c_str(), 65534, 65534), 0);
+    if (chown(path.c_str(), 65534, 65534) != 0) {
+        GTEST_SKIP() << "only root can give a file away, if there is another user in its namespace";
+    }
 
     expect_refusal();
 }

@@ -99,7 +99,9 @@ TEST_F(UciConfigTest, OptionsOfAFileThatCannotBeReadAreUnreadable) {
     const uid_t user = geteuid();
     ASSERT_EQ(chmod(directory.path().c_str(), 0755), 0);
     ASSERT_EQ(chmod(directory.path("config/zephran").c_str(), 0), 0);
-    ASSERT_EQ(seteuid(user == 0 ? somebody : user), 0);
+    if (seteuid(user == 0 ? somebody : user) != 0) {
+        GTEST_SKIP() << "there is no other user in this namespace";
+    }
     const bool unreadable = is_unreadable(config(), "zephran.service.log_level");
     ASSERT_EQ(seteuid(user), 0);
 
