@@ -132,7 +132,9 @@ TEST_F(POpenStopTest, ChildThatIgnoresTheRequestIsKilled) {
 }
 
 TEST_F(POpenStopTest, ProcessesThatTheChildHasStartedEndToo) {
-    POpen process{"(trap '' TERM; echo >'" + mark + "'; exec sleep 60) & echo $!; wait",
+    const std::string ready = directory.path("ready");
+    POpen process{"(trap '' TERM; echo >'" + ready + "'; exec sleep 60) & echo $!; " +
+                      "while [ ! -e '" + ready + "' ]; do :; done; echo >'" + mark + "'; wait",
                   quick_checks};
 
     const std::string started = output_when_stopped(process, mark);
