@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "http/authorization.h"
 
-#include <cstring>
 #include <fstream>
+
+#include <boost/algorithm/string/replace.hpp>
 
 #include "common/logprint.h"
 #include "common/uri.h"
@@ -51,16 +52,8 @@ std::string token_for(const Authorization& authorization, const std::string& url
     return token;
 }
 
-std::string without_secret(std::string text, const std::string& secret) {
-    constexpr const char* mask = "***";
-    if (secret.empty()) {
-        return text;
-    }
-    for (auto at = text.find(secret); at != std::string::npos;
-         at = text.find(secret, at + std::strlen(mask))) {
-        text.replace(at, secret.size(), mask);
-    }
-    return text;
+std::string without_secret(const std::string& text, const std::string& secret) {
+    return secret.empty() ? text : boost::replace_all_copy(text, secret, "***");
 }
 
 }  // namespace zephran::http

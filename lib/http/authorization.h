@@ -13,6 +13,6 @@ namespace zephran::http {
 [[nodiscard]] std::string token_for(const Authorization& authorization, const std::string& url);
 
 /// The text with "***" in place of the secret wherever it occurs.
-[[nodiscard]] std::string without_secret(std::string text, const std::string& secret);
+[[nodiscard]] std::string without_secret(const std::string& text, const std::string& secret);
 
 }  // namespace zephran::http
