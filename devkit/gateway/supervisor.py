@@ -15,7 +15,7 @@ class Supervisor:
 
     gateway       the gateway to watch over
     start         function that starts the daemon with the given additional arguments, and returns it
-    after_reboot  the additional arguments after the reboot of a firmware installation
+    after_reboot  the additional arguments after the reboot of a firmware installation, until the next boot
     most_starts   limit of starts, above which the daemon counts as broken
     """
 
@@ -26,6 +26,7 @@ class Supervisor:
         self.reboots = 0
         self._start = start
         self._after_reboot = after_reboot
+        self._arguments: Sequence[str] = ()
         self._most_starts = most_starts
         self._lock = threading.RLock()
         self._stopping = threading.Event()
@@ -65,7 +66,8 @@ class Supervisor:
         with self._lock:
             self.gateway.reboot_request.unlink(missing_ok=True)
             self.gateway.reboot()
-            self._launch(*arguments)
+            self._arguments = arguments
+            self._launch()
 
     def _watch(self) -> None:
         try:
@@ -82,8 +84,8 @@ class Supervisor:
         elif not self.daemon.is_running():
             self._launch()
 
-    def _launch(self, *arguments: str) -> None:
+    def _launch(self) -> None:
         if len(self.daemons) == self._most_starts:
             raise AssertionError(f"the daemon was started {self._most_starts} times and has ended "
                                  f"with {self.daemon.exit_status}, log:\n{self.daemon.log[-6000:]}")
-        self.daemons.append(self._start(*arguments))
+        self.daemons.append(self._start(*self._arguments))

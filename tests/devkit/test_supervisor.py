@@ -39,6 +39,18 @@ def test_supervisor_reboots_on_request_of_the_firmware_tool(gateway):
         assert not gateway.reboot_request.exists()
 
 
+def test_restarted_daemon_has_the_arguments_of_its_boot(gateway):
+    with supervised(gateway, 'echo started "$@"; exec sleep 100') as supervisor:
+        supervisor.power_cut("--more")
+        after_boot = supervisor.daemon
+        after_boot.kill()
+        wait_for(lambda: supervisor.daemon is not after_boot)
+        supervisor.daemon.wait_for_line("^started --more$")
+
+        supervisor.power_cut()
+        supervisor.daemon.wait_for_line("^started$")
+
+
 def test_supervisor_cuts_the_power(gateway):
     with supervised(gateway, 'touch /tmp/mine; echo started "$@"; exec sleep 100') as supervisor:
         supervisor.daemon.wait_for_line("^started$")

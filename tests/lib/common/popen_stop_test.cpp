@@ -23,7 +23,8 @@ using Clock = std::chrono::steady_clock;
 // Far shorter than the commands take by themselves, far longer than any of the grace periods.
 constexpr std::chrono::seconds quickly{20};
 
-const TimeLimits quick_checks{50ms, 5ms, 50ms, 5ms};
+// The first is only used up by a killed child that takes its time to end.
+const TimeLimits quick_checks{quickly / 2, 5ms, 50ms, 5ms};
 
 /// Whether a process has ended; nobody needs to have waited for it.
 bool has_ended(const std::string& process_and_line_end) {
