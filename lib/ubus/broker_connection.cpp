@@ -77,11 +77,13 @@ void BrokerConnection::note_broker_address() {
 
 // poll() ignores negative descriptors. The socket of a lost connection stays readable, and polling
 // it would make the thread spin.
-bool BrokerConnection::wait_for_input(std::chrono::milliseconds time) const {
+BrokerConnection::Input BrokerConnection::wait_for_input(std::chrono::milliseconds time) const {
     pollfd input{descriptor, POLLIN, 0};
-    const int ready = ::poll(&input, 1, static_cast<int>(time.count()));
+    if (::poll(&input, 1, static_cast<int>(time.count())) <= 0) {
+        return Input::none;
+    }
     constexpr int broken = POLLHUP | POLLERR | POLLNVAL;
-    return ready > 0 && (input.revents & broken) != 0;
+    return (input.revents & broken) != 0 ? Input::connection_is_broken : Input::some;
 }
 
 void BrokerConnection::shut_down() const {

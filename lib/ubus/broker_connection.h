@@ -40,9 +40,11 @@ public:
     /// Where the broker was reached the first time.
     [[nodiscard]] const sockaddr_un& broker_address() const { return broker_address_; }
 
+    /// What waiting for input has brought.
+    enum class Input { none, some, connection_is_broken };
+
     /// Waits for input for at most this time; without a connection it only waits.
-    /// @returns whether the connection is broken
-    [[nodiscard]] bool wait_for_input(std::chrono::milliseconds time) const;
+    [[nodiscard]] Input wait_for_input(std::chrono::milliseconds time) const;
     /// Unblocks a thread that waits for the broker. May be called by any thread.
     void shut_down() const;
 

@@ -69,16 +69,25 @@ void UbusContext::stop_receiver() {
 }
 
 void UbusContext::receiver_thread() {
+    // What arrived while somebody waited for an answer of the broker may have been put aside by the
+    // library, and then the socket does not show it.
+    bool may_have_put_aside = true;
     while (receiver.is_wanted()) {
-        const bool is_broken = connection.wait_for_input(poll_interval);
+        const BrokerConnection::Input input = connection.wait_for_input(poll_interval);
         if (has_connection()) {
-            poll_events();
-            if (is_broken || connection.has_ended()) {
+            // The library would ask the system for input each time, which costs more than all the
+            // rest of an idle daemon.
+            if (may_have_put_aside || input != BrokerConnection::Input::none) {
+                poll_events();
+                may_have_put_aside = false;
+            }
+            if (input == BrokerConnection::Input::connection_is_broken || connection.has_ended()) {
                 lose_connection();
             }
         }
         if (is_attempt_due()) {
             try_to_recover();
+            may_have_put_aside = true;
         }
     }
 }

@@ -143,6 +143,32 @@ TEST(UbusContext, ConnectsAgainAfterADisconnect) {
     context.start_receiver();
 }
 
+std::atomic<unsigned> looks_of_library{0};
+std::promise<void>* third_look = nullptr;
+
+void count_look(uloop_fd* /*socket*/, unsigned /*events*/) {
+    if (++looks_of_library == 3) {
+        third_look->set_value();
+    }
+}
+
+TEST(UbusContext, LibraryIsNotAskedToReadWhileNothingArrives) {
+    const PrivateBroker broker;
+    UbusContext context{{broker.socket(), std::chrono::milliseconds{1}}};
+    context.connect();
+    std::promise<void> asked_again;
+    looks_of_library = 0;
+    third_look = &asked_again;
+    context.get()->sock.cb = count_look;
+
+    context.start_receiver();
+    const auto asked = asked_again.get_future().wait_for(std::chrono::milliseconds{100});
+    context.stop_receiver();
+
+    EXPECT_EQ(asked, std::future_status::timeout);
+    EXPECT_EQ(looks_of_library, 1U) << "what the library keeps from before is looked at once";
+}
+
 TEST(UbusContext, ReceiverWithoutAConnectionCanBeStopped) {
     const PrivateBroker broker;
     UbusContext context{impatient(broker.socket())};
