@@ -64,13 +64,14 @@ int run(int argc, const char* const* argv) {
     }
     std::thread{look_at, bus->sock.fd}.detach();
     for (unsigned second = 0;; ++second) {
+        // First, because the daemon polls in its second step, too.
+        ::sleep(1);
         if (second % options["poll"].as<unsigned>() == 0 &&
             !poll_server(options["url"].as<std::string>(),
                          options["ca-bundle"].as<std::string>())) {
             std::cerr << "the server does not answer\n";
             return 1;
         }
-        ::sleep(1);
     }
 }
 

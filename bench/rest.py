@@ -3,6 +3,9 @@
 
 Each of the two has a simulated gateway with a message bus of its own. They share an update server, and rest at the
 same time.
+
+The start of both contains one whole second: the daemon's first step leads to the state that polls, its second step
+polls, and between steps it sleeps.
 """
 import contextlib
 import os
