@@ -10,6 +10,11 @@ namespace zephran::common {
 
 namespace {
 
+ZEPHRAN_REPORTED(value);
+ZEPHRAN_REPORTED(found_type);
+ZEPHRAN_REPORTED(expected_type);
+ZEPHRAN_REPORTED(parser_error);
+
 void require_type(const Json::Value& value, const std::string& key, Json::ValueType type) {
     if (value.type() != type) {
         ZEPHRAN_THROW(UnexpectedTypeException{} << value_tag{key} << found_type_tag{value.type()}

@@ -3,6 +3,7 @@
 
 #include <sstream>
 
+#include <boost/core/demangle.hpp>
 #include <boost/exception/errinfo_api_function.hpp>
 #include <boost/exception/errinfo_errno.hpp>
 
@@ -10,29 +11,35 @@ namespace zephran::common {
 
 namespace {
 
-// Initialised before any description is made, because it needs no code to run.
-const RecordDescription* first_description = nullptr;
+// Initialised before any record enters the list, because it needs no code to run.
+const ReportedRecord* first_record = nullptr;
 
 // The records of Boost itself that exceptions of ours carry.
-const RecordDescription api_function{"api_function", reported_at(110),
-                                     print_record<boost::errinfo_api_function>};
-const RecordDescription error_number{"errno", reported_at(115), print_record<boost::errinfo_errno>};
+constexpr RecordDescription api_function_description{"api_function", reported_at(110),
+                                                     print_record<boost::errinfo_api_function>};
+constexpr RecordDescription error_number_description{"errno", reported_at(115),
+                                                     print_record<boost::errinfo_errno>};
+ZEPHRAN_REPORTED(api_function);
+ZEPHRAN_REPORTED(error_number);
 
 }  // namespace
 
-RecordDescription::RecordDescription(const char* record_name, ReportRank report_rank,
-                                     Print print_value) noexcept
-    : name{record_name}, rank{report_rank}, print{print_value} {
-    const RecordDescription** place = &first_description;
-    while (*place != nullptr && (*place)->rank.position < rank.position) {
+ReportedRecord::ReportedRecord(const RecordDescription& of_record) noexcept
+    : description{of_record} {
+    const ReportedRecord** place = &first_record;
+    while (*place != nullptr && (*place)->description.rank.position < description.rank.position) {
         place = &(*place)->next_;
     }
     next_ = *place;
     *place = this;
 }
 
-const RecordDescription* RecordDescription::first() {
-    return first_description;
+const ReportedRecord* ReportedRecord::first() {
+    return first_record;
+}
+
+std::string diagnostic_line(const std::type_info& tag, const std::string& value) {
+    return '[' + boost::core::demangle(tag.name()) + "] = " + value + '\n';
 }
 
 std::string describe_records(const std::exception& error) {
@@ -41,12 +48,11 @@ std::string describe_records(const std::exception& error) {
         return {};
     }
     std::string lines;
-    for (const auto* record = RecordDescription::first(); record != nullptr;
-         record = record->next()) {
+    for (const auto* record = ReportedRecord::first(); record != nullptr; record = record->next()) {
         std::ostringstream value;
-        if (record->rank.shown && record->print(*with_records, value)) {
+        if (record->description.print(*with_records, value)) {
             lines.append(lines.empty() ? "" : "\n")
-                .append(record->name)
+                .append(record->description.name)
                 .append(": ")
                 .append(value.str());
         }

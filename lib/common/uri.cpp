@@ -9,6 +9,8 @@ namespace zephran::common {
 
 namespace {
 
+ZEPHRAN_REPORTED(uri);
+
 // RFC 3986, appendix B.
 constexpr const char* uri_pattern = R"(^(([^:/?#]+):)?(//([^/?#]*))?([^?#]*)(\?([^#]*))?(#(.*))?)";
 

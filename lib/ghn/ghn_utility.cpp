@@ -10,6 +10,8 @@ namespace zephran::ghn {
 
 namespace {
 
+ZEPHRAN_REPORTED(configlayer_output);
+
 /// Runs the command without a time limit.
 /// @returns its exit code
 int run(const ConfigLayerCommand& command, std::string& output, const std::atomic<bool>& stop) {

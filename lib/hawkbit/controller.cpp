@@ -6,6 +6,8 @@
 namespace zephran::hawkbit {
 namespace {
 
+ZEPHRAN_REPORTED(url);
+
 constexpr const char* secure_scheme = "https";
 constexpr const char* plain_scheme = "http";
 constexpr const char* feedback_suffix = "/feedback";

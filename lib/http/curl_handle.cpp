@@ -8,6 +8,18 @@
 
 namespace zephran::http {
 
+namespace {
+
+ZEPHRAN_REPORTED(curlcode);
+ZEPHRAN_REPORTED(curlmessage);
+ZEPHRAN_REPORTED(curlopt);
+ZEPHRAN_REPORTED(curlerrorbuffer);
+ZEPHRAN_REPORTED(httpcode);
+ZEPHRAN_REPORTED(httpurl);
+ZEPHRAN_REPORTED(value_count);
+
+}  // namespace
+
 CurlGlobal::CurlGlobal() {
     // Not std::call_once: it runs the function inside the C library's pthread_once, and where that
     // is built without unwind tables (musl) an exception ends the process instead of reaching the

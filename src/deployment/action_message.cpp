@@ -10,6 +10,9 @@
 namespace zephran {
 namespace {
 
+ZEPHRAN_REPORTED(action_message);
+ZEPHRAN_REPORTED(action_message_string);
+
 constexpr std::array<std::pair<ActionMessage, const char*>, 7> texts{{
     {ActionMessage::ChunkDeployed, "Chunk deployed"},
     {ActionMessage::DeploymentNotRunning, "Deployment not running. Nothing to do."},

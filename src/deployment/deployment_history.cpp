@@ -13,6 +13,8 @@ namespace zephran::deployment_history {
 
 namespace {
 
+ZEPHRAN_REPORTED(history_message);
+
 bool is_own_text(const std::string& message) {
     return find_action_message(message).has_value();
 }

@@ -2,8 +2,23 @@
 #include "installer/error_record.h"
 
 #include "common/record.h"
+#include "installer/exceptions.h"
 
 namespace zephran {
+
+namespace installer {
+namespace {
+
+ZEPHRAN_REPORTED(expected_version);
+ZEPHRAN_REPORTED(found_version);
+ZEPHRAN_REPORTED(image_size);
+ZEPHRAN_REPORTED(partition_size);
+ZEPHRAN_REPORTED(installer_output);
+ZEPHRAN_REPORTED(script_exit_code);
+ZEPHRAN_REPORTED(script_output);
+
+}  // namespace
+}  // namespace installer
 
 void ErrorRecord::keep_first(const std::exception& error) {
     keep_first(ErrorRecord{true, error.what(), common::describe_records(error)});

@@ -14,6 +14,9 @@ ZEPHRAN_RECORD(found_version, std::string, reported_at(250));
 /// Bytes.
 ZEPHRAN_RECORD(image_size, std::int64_t, reported_at(255));
 ZEPHRAN_RECORD(partition_size, std::int64_t, reported_at(260));
+ZEPHRAN_RECORD(script_exit_code, int, reported_at(225));
+/// A script's standard output.
+ZEPHRAN_RECORD(script_output, std::string, reported_at(230));
 /// The output of a package manager.
 ZEPHRAN_RECORD(installer_output, std::string, reported_at(235));
 

@@ -17,6 +17,9 @@ namespace zephran {
 
 namespace {
 
+ZEPHRAN_REPORTED(expected_count);
+ZEPHRAN_REPORTED(received_count);
+
 std::string format_installation_time(std::chrono::system_clock::time_point time) {
     const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
     std::tm utc{};

@@ -9,6 +9,12 @@
 
 namespace zephran {
 
+namespace {
+
+ZEPHRAN_REPORTED(part);
+
+}  // namespace
+
 std::map<std::string, InstallerFactory::FactoryFunction>* InstallerFactory::factories = nullptr;
 std::map<std::string, unsigned>* InstallerFactory::priorities = nullptr;
 

@@ -6,16 +6,13 @@
 #include <string>
 
 #include "common/popen.h"
-#include "common/record.h"
+#include "installer/exceptions.h"
 #include "installer/installer_context.h"
 #include "installer/one_tick_installer.h"
 
 namespace zephran::installer {
 
-ZEPHRAN_RECORD(script_exit_code, int, reported_at(225));
-/// The script's standard output.
-ZEPHRAN_RECORD(script_output, std::string, reported_at(230));
-
+/// Carries script_exit_code_tag and script_output_tag.
 struct ScriptExecutionFailedException : common::Exception {
     ScriptExecutionFailedException() : Exception{"Script returned an error"} {}
 };

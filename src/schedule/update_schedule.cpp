@@ -17,6 +17,10 @@ namespace zephran {
 
 namespace {
 
+ZEPHRAN_REPORTED(weekday);
+ZEPHRAN_REPORTED(start_hour);
+ZEPHRAN_REPORTED(end_hour);
+
 using std::chrono::minutes;
 using std::chrono::system_clock;
 using time_point = UpdateSchedule::time_point;

@@ -9,6 +9,9 @@ namespace zephran {
 
 namespace {
 
+// Whichever store the platform has, its values are read here.
+ZEPHRAN_REPORTED(config_key);
+
 constexpr const char* schedule_enabled_key = "zephran.schedule.enabled";
 constexpr const char* schedule_days_key = "zephran.schedule.daysofweek";
 constexpr const char* schedule_start_time_key = "zephran.schedule.starttime";

@@ -13,7 +13,7 @@ GOOD = {
     "lib/common/record.cpp": "RecordDescription e{reported_at(10), print_record<boost::errinfo_errno>};\n",
     "src/a.h": "ZEPHRAN_RECORD(size, int, reported_at(20));\n"
                "ZEPHRAN_RECORD(secret,\n               std::string, not_reported);\n",
-    "src/a.cpp": "#include <boost/exception/errinfo_file_name.hpp>\n"
+    "src/a.cpp": "#include <boost/exception/errinfo_file_name.hpp>\nZEPHRAN_REPORTED(size);\n"
                  "auto x = boost::get_error_info<size_tag>(e); // error_info<Y>\nauto y = boost::errinfo_errno{1};\n",
 }
 
@@ -36,18 +36,28 @@ def test_records_that_describe_themselves_pass(tmp_path):
 @pytest.mark.parametrize("text, error", [
     ("using x_tag = boost::error_info<struct x, int>;", "declare records with ZEPHRAN_RECORD"),
     ("ZEPHRAN_RECORD(other, int, sometimes);", "in a form that this check cannot read"),
-    ("ZEPHRAN_RECORD(size, int, reported_at(30));", "name size is used by several records: src/a.h, src/b.h"),
-    ("ZEPHRAN_RECORD(other, int, reported_at(20));", "position 20 is used by several records: src/a.h (size), src/b.h"),
-    ("ZEPHRAN_RECORD(other, int, reported_at(10));", "position 10 is used by several records"),
+    ("ZEPHRAN_RECORD(size, int, not_reported);", "name size is used by several records: src/a.h, src/b.cpp"),
+    ("ZEPHRAN_RECORD(other, int, reported_at(20));ZEPHRAN_REPORTED(other);",
+     "position 20 is used by several records: src/a.h (size), src/b.cpp"),
+    ("ZEPHRAN_RECORD(other, int, reported_at(10));ZEPHRAN_REPORTED(other);", "position 10 is used by several records"),
+    ("ZEPHRAN_RECORD(other, int, reported_at(30));", "record other is entered 0 times"),
+    ("ZEPHRAN_REPORTED(size);", "record size is entered 2 times"),
     ("auto z = boost::errinfo_file_name{n};", "errinfo_file_name is not described in lib/common/record.cpp"),
-], ids=["plain record", "unreadable", "name twice", "position twice", "position of Boost's", "not described"])
+], ids=["plain record", "unreadable", "name twice", "position twice", "position of Boost's", "not entered",
+        "entered twice", "not described"])
 def test_fault_is_named(tmp_path, text, error):
-    status, errors = check(tmp_path, {**GOOD, "src/b.h": text + "\n"})
+    status, errors = check(tmp_path, {**GOOD, "src/b.cpp": text + "\n"})
 
     assert status == 1
     assert errors.startswith("Error: ")
     assert error in errors
     assert errors.count("\n") == 1
+
+
+def test_entry_in_a_header_is_a_fault(tmp_path):
+    files = {**GOOD, "src/b.h": "ZEPHRAN_RECORD(other, int, reported_at(30));\nZEPHRAN_REPORTED(other);\n"}
+
+    assert check(tmp_path, files) == (1, "Error: src/b.h: ZEPHRAN_REPORTED(other) belongs into a source file\n")
 
 
 def test_tree_without_records_is_a_fault(tmp_path):

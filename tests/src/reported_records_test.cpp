@@ -85,11 +85,10 @@ TEST(ReportedRecords, DeploymentsAreDescribed) {
 
 TEST(ReportedRecords, HaveUniquePositions) {
     std::set<int> positions;
-    for (const auto* record = common::RecordDescription::first(); record != nullptr;
+    for (const auto* record = common::ReportedRecord::first(); record != nullptr;
          record = record->next()) {
-        if (record->rank.shown) {
-            EXPECT_TRUE(positions.insert(record->rank.position).second) << record->name;
-        }
+        const common::RecordDescription& description = record->description;
+        EXPECT_TRUE(positions.insert(description.rank.position).second) << description.name;
     }
     EXPECT_FALSE(positions.empty());
 }

@@ -8,6 +8,8 @@
 namespace zephran::hawkbit {
 namespace {
 
+ZEPHRAN_REPORTED(sleep_time);
+
 constexpr common::JSONValueExtractor required{};
 constexpr common::JSONOptionalValueExtractor optional{};
 

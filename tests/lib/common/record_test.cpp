@@ -18,6 +18,8 @@ namespace record_test {
 ZEPHRAN_RECORD(late_test, std::string, reported_at(902));
 ZEPHRAN_RECORD(early_test, int, reported_at(901));
 ZEPHRAN_RECORD(secret_test, std::string, not_reported);
+ZEPHRAN_REPORTED(late_test);
+ZEPHRAN_REPORTED(early_test);
 }  // namespace record_test
 
 namespace {
