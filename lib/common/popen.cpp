@@ -24,9 +24,6 @@ namespace zephran::common {
 
 namespace {
 
-ZEPHRAN_REPORTED(popen_command);
-ZEPHRAN_REPORTED(program_signal);
-
 using std::chrono::milliseconds;
 
 /// Signals everything that a child has started, and the child itself if it has left its group.

@@ -1,10 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "installer/error_record.h"
 
+#include "common/popen.h"
 #include "common/record.h"
 #include "installer/exceptions.h"
 
 namespace zephran {
+
+namespace common {
+namespace {
+
+ZEPHRAN_REPORTED(popen_command);
+ZEPHRAN_REPORTED(program_signal);
+
+}  // namespace
+}  // namespace common
 
 namespace installer {
 namespace {
