@@ -239,9 +239,7 @@ TEST_F(LockFileTest, FileSystemWithoutLocksIsAnError) {
     expect_refusal();
 }
 
-using LockFileDeathTest = LockFileTest;
-
-TEST_F(LockFileDeathTest, StandardStreamsAreLeftFree) {
+TEST_F(LockFileTest, StandardStreamsAreLeftFree) {
     EXPECT_EXIT(
         {
             for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {

@@ -270,6 +270,26 @@ TEST(POpenDeathTest, ShellThatCannotBeExecutedLooksLikeASuccess) {
         testing::ExitedWithCode(7), "");
 }
 
+TEST(POpenDeathTest, ShellThatCannotBeStartedIsReportedWithTheReason) {
+    if (is_emulated()) {
+        GTEST_SKIP() << "The filter would judge the system calls of the emulator";
+    }
+    EXPECT_EXIT(
+        {
+            // Not every build uses the first one.
+            const bool refused =
+                refuse_system_call(SYS_vfork, EAGAIN) && refuse_system_call(SYS_clone, EAGAIN);
+            try {
+                const POpen process{"echo hello"};
+            } catch (const POpenFailedException& error) {
+                const int* const reason = boost::get_error_info<boost::errinfo_errno>(error);
+                std::_Exit(refused && reason != nullptr && *reason == EAGAIN ? 7 : 1);
+            }
+            std::_Exit(1);
+        },
+        testing::ExitedWithCode(7), "");
+}
+
 TEST(POpen, ChildDoesNotInheritThePipesOfOthers) {
     const std::string list_descriptors = "ls /proc/$$/fd";
     const auto alone = output_of(list_descriptors);
