@@ -18,7 +18,7 @@ LOG = "/tmp/log/reached"
 LOG_MARK = "== reached =="
 SHELL = f"""mount -o remount,ro,bind / && mount -t tmpfs none /tmp && mkdir /tmp/home && cd /tmp/home || exit 125
 mkdir -m 777 /tmp/log && : >{LOG} && chmod 666 {LOG} || exit 125
-"$@" </dev/null; status=$?
+setsid --wait "$@" </dev/null; status=$?
 if [ -n "$ZEPHRAN_MUTANT_LOG" ]; then echo '{LOG_MARK}'; cat {LOG} 2>/dev/null; fi
 exit $status"""
 

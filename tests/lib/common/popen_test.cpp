@@ -15,10 +15,12 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "common/file_descriptor.h"
 #include "popen_test.h"
 #include "support/emulator.h"
 #include "support/interrupting_timer.h"
 #include "support/refused_system_call.h"
+#include "support/temporary_directory.h"
 
 namespace zephran::common {
 namespace {
@@ -240,6 +242,18 @@ TEST(POpen, ChildInheritsOnlyTheStandardStreams) {
     const InheritableDescriptors descriptors;
 
     EXPECT_EQ(output_of(descriptors.list()), "2\n");
+}
+
+TEST(POpen, OneDescriptorIsInheritedAsNumberThree) {
+    const TemporaryDirectory directory;
+    const FileDescriptor file{
+        open(directory.write("file", "inherited\n").c_str(), O_RDONLY | O_CLOEXEC)};
+    POpen process{"cat <&3", {}, file.get()};
+    std::string output;
+
+    EXPECT_EQ(process.wait(output, 0), 0);
+
+    EXPECT_EQ(output, "inherited\n");
 }
 
 TEST(POpenDeathTest, OlderKernelsCloseDescriptorsOneByOne) {
