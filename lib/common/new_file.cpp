@@ -29,9 +29,6 @@ NewFile::NewFile(const std::string& path) : std::ostream{nullptr}, buffer{create
 }
 
 NewFile::Buffer::int_type NewFile::Buffer::overflow(int_type character) {
-    if (traits_type::eq_int_type(character, traits_type::eof())) {
-        return traits_type::not_eof(character);
-    }
     const char byte = traits_type::to_char_type(character);
     return xsputn(&byte, 1) == 1 ? character : traits_type::eof();
 }

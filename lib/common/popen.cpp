@@ -34,16 +34,14 @@ void signal_group_of(pid_t child, int number) {
     }
 }
 
-void set_blocking(int descriptor, bool blocking) {
+void stop_blocking(int descriptor) {
     const auto flags = static_cast<unsigned int>(fcntl(descriptor, F_GETFL));
-    const auto other_flags = flags & ~static_cast<unsigned int>(O_NONBLOCK);
-    fcntl(descriptor, F_SETFL, blocking ? other_flags : other_flags | O_NONBLOCK);
+    fcntl(descriptor, F_SETFL, flags | O_NONBLOCK);
 }
 
 /// Takes one block. False at the end of the output; a read error counts as such.
 bool read_block(std::FILE* stream, OutputCollector& output) {
     std::array<char, 1024> block{};
-    errno = 0;
     const std::size_t count = std::fread(block.data(), 1, block.size(), stream);
     const int error = errno;
     output.take({block.data(), strnlen(block.data(), count)});
@@ -163,13 +161,12 @@ void POpen::forget_child() {
 }
 
 void POpen::read_to_end(OutputCollector& output) {
-    set_blocking(fileno(stream.get()), true);
     while (read_block(stream.get(), output)) {
     }
 }
 
 void POpen::read_until(OutputCollector& output, Clock::time_point deadline) {
-    set_blocking(fileno(stream.get()), false);
+    stop_blocking(fileno(stream.get()));
     // One block at a time, so that the limit also holds for a child that never stops writing.
     for (auto now = Clock::now(); now < deadline; now = Clock::now()) {
         if (!take_block_within(std::chrono::ceil<milliseconds>(deadline - now), output)) {
@@ -179,7 +176,7 @@ void POpen::read_until(OutputCollector& output, Clock::time_point deadline) {
 }
 
 void POpen::read_unless(const std::atomic<bool>& stop, OutputCollector& output) {
-    set_blocking(fileno(stream.get()), false);
+    stop_blocking(fileno(stream.get()));
     while (!stop && take_block_within(limits.stop_check, output)) {
     }
 }

@@ -52,12 +52,13 @@ def test_change_is_found(statements, expected):
     'void f() { ZLOG_INFO("event", "value", 1 + 2); }',
     "[[nodiscard(\"text\")]] int f();",
     "struct A { virtual void f() = 0; };",
+    "class A { public: explicit A(B& b); A(const A&) = delete; };",
     'extern "C" int f();',
     "std::array<int, 5> a;",
     "std::vector<int> f(const A& a, B&& b, C* c);",
     "bool operator==(const A& a, const A& b);",
-], ids=["directives", "comments", "static assertion", "log", "attribute", "pure virtual", "linkage",
-        "template argument", "references", "operator's name"])
+], ids=["directives", "comments", "static assertion", "log", "attribute", "pure virtual", "constructors",
+        "linkage", "template argument", "references", "operator's name"])
 def test_nothing_is_changed(code):
     assert changes(code) == []
 

@@ -122,6 +122,20 @@ def test_tests_that_fail_without_the_others_judge_nothing(outside):
         judge(outside, f'{REACHES}\n[ -z "$GTEST_FILTER" ]')
 
 
+def test_tests_that_fail_once_without_a_change_are_asked_again(outside, monkeypatch):
+    failures = [sandbox.Outcome(1, "busy")] * 2
+    run = sandbox.run
+
+    def sometimes_fail(program, seconds, environment):
+        asks_again = environment.get("ZEPHRAN_MUTANT") == "-1"
+        return failures.pop() if asks_again and failures else run(program, seconds, environment)
+
+    monkeypatch.setattr(sandbox, "run", sometimes_fail)
+
+    assert judge(outside, f'{REACHES}\n[ "${{ZEPHRAN_MUTANT:--1}}" = -1 ]') == {"{}": KILLED, "-": KILLED}
+    assert not failures
+
+
 @pytest.mark.parametrize("source, programs", [
     ("lib/a/a.cpp", ["tests/lib/a/a_test"]),
     ("lib/a/inner/a.cpp", ["tests/lib/a/a_test"]),
@@ -144,12 +158,13 @@ def test_program_can_neither_kill_nor_write_outside(outside):
     assert list(outside.iterdir()) == []
 
 
-def test_signals_have_their_effect_whatever_the_caller_ignores():
-    before = signal.signal(signal.SIGHUP, signal.SIG_IGN)
-    done = sandbox.run(["sh", "-c", "kill -HUP $$; echo still here"], 10, {})
-    signal.signal(signal.SIGHUP, before)
+@pytest.mark.parametrize("number", [signal.SIGHUP, signal.SIGINT, signal.SIGQUIT])
+def test_signals_have_their_effect_whatever_the_caller_ignores(number):
+    before = signal.signal(number, signal.SIG_IGN)
+    done = sandbox.run(["sh", "-c", f"kill -{number.value} $$; echo still here"], 10, {})
+    signal.signal(number, before)
 
-    assert done.status == 128 + signal.SIGHUP
+    assert done.status == 128 + number
     assert "still here" not in done.output
 
 

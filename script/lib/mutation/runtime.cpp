@@ -19,6 +19,9 @@ constexpr int none = -1;
 int chosen = not_read;
 const char* log_name = nullptr;
 std::array<const void*, 16384> last_test{};
+// What a test that leaves no descriptors has kept from being written.
+std::array<char, 8192> unwritten{};
+std::size_t unwritten_size = 0;
 
 int chosen_mutant() {
     if (chosen == not_read) {
@@ -29,7 +32,7 @@ int chosen_mutant() {
     return chosen;
 }
 
-// One write of less than a block, so that lines of several processes do not mix.
+// One write, so that lines of several processes do not mix.
 void note(int number) {
     const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
     const void* mark = test != nullptr ? static_cast<const void*>(test) : &chosen;
@@ -38,14 +41,18 @@ void note(int number) {
         return;
     }
     last = mark;
-    std::array<char, 512> line{};
-    const int size = std::snprintf(line.data(), line.size(), "%d %s.%s\n", number,
+    const std::size_t room = unwritten.size() - unwritten_size;
+    const int size = std::snprintf(unwritten.data() + unwritten_size, room, "%d %s.%s\n", number,
                                    test != nullptr ? test->test_suite_name() : "",
                                    test != nullptr ? test->name() : "");
+    if (static_cast<std::size_t>(size) < room) {
+        unwritten_size += static_cast<std::size_t>(size);
+    }
     const int file = open(log_name, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
     if (file != -1) {
-        static_cast<void>(!write(file, line.data(), static_cast<std::size_t>(size)));
+        static_cast<void>(!write(file, unwritten.data(), unwritten_size));
         close(file);
+        unwritten_size = 0;
     }
 }
 

@@ -18,7 +18,7 @@ LOG = "/tmp/log/reached"
 LOG_MARK = "== reached =="
 SHELL = f"""mount -o remount,ro,bind / && mount -t tmpfs none /tmp && mkdir /tmp/home && cd /tmp/home || exit 125
 mkdir -m 777 /tmp/log && : >{LOG} && chmod 666 {LOG} || exit 125
-"$@" </dev/null; status=$?
+setsid --wait "$@" </dev/null; status=$?
 if [ -n "$ZEPHRAN_MUTANT_LOG" ]; then echo '{LOG_MARK}'; cat {LOG} 2>/dev/null; fi
 exit $status"""
 
@@ -44,8 +44,9 @@ def run(program: list[str], seconds: float, environment: dict[str, str]) -> Outc
     def limit() -> None:
         resource.setrlimit(resource.RLIMIT_AS, (MEMORY_LIMIT, MEMORY_LIMIT))
         resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
-        # Tests of signals fail below a nohup.
-        signal.signal(signal.SIGHUP, signal.SIG_DFL)
+        # Tests of signals fail below a nohup, and in what a shell runs in the background.
+        for number in (signal.SIGHUP, signal.SIGINT, signal.SIGQUIT):
+            signal.signal(number, signal.SIG_DFL)
 
     inherited = {name: value for name, value in os.environ.items() if not name.startswith(("ZEPHRAN_", "GTEST_"))}
     with subprocess.Popen(sandboxed(program), stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,

@@ -37,6 +37,12 @@ def is_block(tokens: TokenList, opening: int) -> bool:
     return any(tokens.word(at) in TYPE_WORDS for at in range(statement_start(tokens, opening), index + 1))
 
 
+def is_class_body(tokens: TokenList, opening: int) -> bool:
+    """Whether a brace holds members, which are declarations even where they look like calls."""
+    words = [tokens.word(at) for at in range(statement_start(tokens, opening), opening)]
+    return "(" not in words and not {"class", "struct", "union"}.isdisjoint(words)
+
+
 def statement_start(tokens: TokenList, index: int) -> int:
     parent = tokens.parent[index]
     while index > 0 and tokens.parent[index] == parent:

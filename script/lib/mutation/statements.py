@@ -5,7 +5,7 @@ from __future__ import annotations
 from collections.abc import Iterator
 
 from .change import Mutation
-from .slots import ASSIGNMENTS, is_block, is_constant, statement
+from .slots import ASSIGNMENTS, is_block, is_class_body, is_constant, statement
 from .tokens import TokenList
 
 NO_ACTIONS = {
@@ -22,7 +22,8 @@ def of_statement(tokens: TokenList, index: int) -> Iterator[Mutation]:
     token = tokens[index]
     if token.kind != "name" and token.text not in ("*", "++", "--", "::"):
         return
-    if parent is None or tokens.word(parent) != "{" or not is_block(tokens, parent) or is_constant(tokens, index):
+    if parent is None or tokens.word(parent) != "{" or not is_block(tokens, parent) or is_class_body(tokens, parent) \
+            or is_constant(tokens, index):
         return
     found = statement(tokens, index)
     if found is None or found[0] != index:

@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/lock_file.h"
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <thread>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,6 +20,31 @@
 #include "common/popen.h"
 #include "common/shell.h"
 #include "support/temporary_directory.h"
+
+namespace {
+
+/// How often flock(2) fails, and with what.
+struct RefusedLocks {
+    unsigned times = 0;
+    int error = 0;
+};
+
+RefusedLocks refused_locks;
+
+}  // namespace
+
+// The linker makes up these names.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+extern "C" int __real_flock(int descriptor, int operation);
+extern "C" int __wrap_flock(int descriptor, int operation) {
+    if (refused_locks.times == 0) {
+        return __real_flock(descriptor, operation);
+    }
+    --refused_locks.times;
+    errno = refused_locks.error;
+    return -1;
+}
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 namespace zephran::common {
 namespace {
@@ -186,6 +214,40 @@ TEST_F(LockFileTest, FileOfAnotherUserIsRefused) {
     }
 
     expect_refusal();
+}
+
+TEST_F(LockFileTest, SignalsDoNotKeepItFromBeingTakenAndReleased) {
+    refused_locks = {2, EINTR};
+    EXPECT_TRUE(lock.try_to_lock());
+
+    refused_locks = {2, EINTR};
+    lock.unlock();
+
+    EXPECT_EQ(refused_locks.times, 0U);
+    EXPECT_TRUE(is_free());
+}
+
+TEST_F(LockFileTest, EarlierInterruptionIsNotTakenForOneOfTheLock) {
+    errno = EINTR;
+
+    EXPECT_TRUE(lock.try_to_lock());
+}
+
+TEST_F(LockFileTest, FileSystemWithoutLocksIsAnError) {
+    refused_locks = {1, ENOLCK};
+
+    expect_refusal();
+}
+
+TEST_F(LockFileTest, StandardStreamsAreLeftFree) {
+    EXPECT_EXIT(
+        {
+            for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+                close(stream);
+            }
+            std::_Exit(lock.try_to_lock() && lock.descriptor() > STDERR_FILENO ? 7 : 1);
+        },
+        testing::ExitedWithCode(7), "");
 }
 
 TEST_F(LockFileTest, MissingDirectoryIsAnError) {

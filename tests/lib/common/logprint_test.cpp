@@ -382,6 +382,14 @@ TEST(LogLevel, EnablesItselfAndWhatIsAbove) {
     }
 }
 
+TEST(LogLevel, ErrorsAreEnabledByEveryLevel) {
+    error_logger.enabled = false;
+
+    const CapturedLog log{"ERROR"};
+
+    EXPECT_TRUE(error_logger.enabled);
+}
+
 TEST(LogLevel, OnlyErrorsGoToStandardError) {
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();

@@ -4,6 +4,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -12,6 +13,25 @@
 
 #include "common/exception.h"
 #include "support/temporary_directory.h"
+
+namespace {
+
+/// Runs whenever a file has been removed.
+std::function<void()> on_unlink;
+
+}  // namespace
+
+// The linker makes up these names.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+extern "C" int __real_unlink(const char* path);
+extern "C" int __wrap_unlink(const char* path) {
+    const int result = __real_unlink(path);
+    if (on_unlink) {
+        on_unlink();
+    }
+    return result;
+}
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 namespace zephran::common {
 namespace {
@@ -93,6 +113,18 @@ TEST_F(NewFileTest, DanglingLinkMakesNoFileElsewhere) {
 
     EXPECT_FALSE(directory.has("elsewhere"));
     EXPECT_EQ(directory.read("file"), "new");
+}
+
+TEST_F(NewFileTest, WhatIsPlantedAnewAfterTheRemovalIsRefused) {
+    directory.write("outside", "precious");
+    on_unlink = [this] { fs::create_symlink(directory.path("outside"), path); };
+    expect_refused();
+    on_unlink = [this] { directory.write("file", "planted"); };
+    expect_refused();
+    on_unlink = nullptr;
+
+    EXPECT_EQ(directory.read("outside"), "precious");
+    EXPECT_EQ(directory.read("file"), "planted");
 }
 
 TEST_F(NewFileTest, OtherNameOfAnExistingFileIsOnlyTakenAway) {

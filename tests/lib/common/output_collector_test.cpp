@@ -48,6 +48,32 @@ TEST(OutputCollector, MemoryIsBoundedWhateverTheLength) {
     EXPECT_LE(text.capacity(), 2 * kept + 100);
 }
 
+/// What the text has room for after pieces of these sizes.
+std::size_t capacity_after(const std::vector<std::size_t>& sizes, std::size_t kept) {
+    std::string text;
+    OutputCollector collector{text, kept};
+    for (const std::size_t size : sizes) {
+        collector.take(std::string(size, 'x'));
+    }
+    return text.capacity();
+}
+
+TEST(OutputCollector, TextThatMayStayShortTakesLittleMemory) {
+    constexpr std::size_t kept = 4000;
+
+    EXPECT_LT(capacity_after({1}, kept), kept);
+    EXPECT_LT(capacity_after({1000, 1000, 1000}, kept), 2 * kept);
+    EXPECT_LT(capacity_after({2500, 0}, kept), 2 * kept);
+    EXPECT_LT(capacity_after({kept}, kept), 2 * kept);
+}
+
+TEST(OutputCollector, AllMemoryIsTakenOnceTheTextWouldOutgrowIt) {
+    constexpr std::size_t kept = 4000;
+
+    EXPECT_GE(capacity_after({2500, 100}, kept), 2 * kept);
+    EXPECT_GE(capacity_after({100, kept}, kept), 2 * kept);
+}
+
 TEST(OutputCollector, OneMebibyteOfEachEndIsKept) {
     EXPECT_EQ(OutputCollector::default_kept, 1048576U);
 }

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <atomic>
+#include <cerrno>
 #include <csignal>
+#include <ctime>
 #include <fstream>
 #include <memory>
 #include <new>
@@ -16,6 +19,27 @@
 #include "support/emulator.h"
 #include "support/interrupting_timer.h"
 #include "support/temporary_directory.h"
+
+namespace {
+
+/// The pauses of this thread.
+thread_local std::vector<std::chrono::nanoseconds> pauses;
+/// What is made after a few of them, if it has a name.
+thread_local std::string made_after_pauses;
+
+}  // namespace
+
+/// In the place of the system's.
+extern "C" int nanosleep(const timespec* time, timespec* rest) {
+    pauses.emplace_back(std::chrono::seconds{time->tv_sec} +
+                        std::chrono::nanoseconds{time->tv_nsec});
+    constexpr std::size_t a_few = 3;
+    if (pauses.size() == a_few && !made_after_pauses.empty()) {
+        static_cast<void>(std::ofstream{made_after_pauses});
+    }
+    errno = clock_nanosleep(CLOCK_MONOTONIC, 0, time, rest);
+    return errno == 0 ? 0 : -1;
+}
 
 namespace zephran::common {
 namespace {
@@ -243,6 +267,86 @@ TEST(POpen, ChildMayExitAfterItHasClosedItsOutput) {
     std::string output;
 
     EXPECT_EQ(process.wait(output, long_time), 4);
+}
+
+/// A child that closes its output and stays until this process has paused a few times.
+class POpenSteps : public testing::Test {
+protected:
+    POpenSteps() {
+        pauses.clear();
+        made_after_pauses = directory.path("end");
+    }
+    ~POpenSteps() override { made_after_pauses.clear(); }
+
+    TemporaryDirectory directory;
+    POpen process{
+        "exec >&-; while [ ! -e '" + directory.path("end") + "' ]; do sleep 0.02; done; exit 4",
+        {long_time, 5ms, 50ms}};
+    std::string output;
+};
+
+TEST_F(POpenSteps, ExitIsWaitedForWithPauses) {
+    EXPECT_EQ(process.wait(output, long_time), 4);
+
+    EXPECT_EQ(pauses, std::vector<std::chrono::nanoseconds>(pauses.size(), 5ms));
+}
+
+TEST_F(POpenSteps, ExitIsWaitedForWithPausesUntilTheRequestToo) {
+    const std::atomic<bool> stop{false};
+
+    EXPECT_EQ(process.wait(output, stop), 4);
+
+    EXPECT_EQ(pauses.back(), 5ms);
+}
+
+/// Lets nobody wait for children while it lives: they are gone as soon as they have ended.
+class UnwaitedChildren {
+public:
+    UnwaitedChildren() : previous{std::signal(SIGCHLD, SIG_IGN)} {}
+    UnwaitedChildren(const UnwaitedChildren&) = delete;
+    UnwaitedChildren(UnwaitedChildren&&) = delete;
+    UnwaitedChildren& operator=(const UnwaitedChildren&) = delete;
+    UnwaitedChildren& operator=(UnwaitedChildren&&) = delete;
+    ~UnwaitedChildren() { static_cast<void>(std::signal(SIGCHLD, previous)); }
+
+private:
+    void (*previous)(int);
+};
+
+TEST(POpen, ChildThatIsGoneIsNotWaitedForUntilTheLimit) {
+    const UnwaitedChildren unwaited;
+    POpen process{"echo gone", {long_time, 5ms, long_time}};
+
+    const auto start = Clock::now();
+    const auto failure = failure_of(process, long_time);
+
+    EXPECT_EQ(failure.output, "gone\n");
+    EXPECT_EQ(failure.signal, 0);
+    EXPECT_LT(Clock::now() - start, 20s);
+}
+
+TEST(POpen, ChildThatIsGoneIsNotWaitedForUntilTheRequest) {
+    const UnwaitedChildren unwaited;
+    std::atomic<bool> stop{false};
+    // A wait that goes on is ended by the request in time for the comparison below to fail.
+    std::thread late{[&stop] {
+        const auto end = Clock::now() + 20s;
+        while (!stop && Clock::now() < end) {
+            std::this_thread::sleep_for(10ms);
+        }
+        stop = true;
+    }};
+    POpen process{"echo gone", {long_time, 5ms, 50ms}};
+    std::string output;
+
+    const auto start = Clock::now();
+    EXPECT_THROW(process.wait(output, stop), AbnormalTerminationException);
+    const auto elapsed = Clock::now() - start;
+    stop = true;
+    late.join();
+
+    EXPECT_EQ(output, "gone\n");
+    EXPECT_LT(elapsed, 20s);
 }
 
 TEST(POpen, ChildThatClosesItsOutputAndStaysIsKilledAfterTheGracePeriod) {

@@ -15,10 +15,12 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "common/file_descriptor.h"
 #include "popen_test.h"
 #include "support/emulator.h"
 #include "support/interrupting_timer.h"
 #include "support/refused_system_call.h"
+#include "support/temporary_directory.h"
 
 namespace zephran::common {
 namespace {
@@ -242,6 +244,18 @@ TEST(POpen, ChildInheritsOnlyTheStandardStreams) {
     EXPECT_EQ(output_of(descriptors.list()), "2\n");
 }
 
+TEST(POpen, OneDescriptorIsInheritedAsNumberThree) {
+    const TemporaryDirectory directory;
+    const FileDescriptor file{
+        open(directory.write("file", "inherited\n").c_str(), O_RDONLY | O_CLOEXEC)};
+    POpen process{"cat <&3", {}, file.get()};
+    std::string output;
+
+    EXPECT_EQ(process.wait(output, 0), 0);
+
+    EXPECT_EQ(output, "inherited\n");
+}
+
 TEST(POpenDeathTest, OlderKernelsCloseDescriptorsOneByOne) {
     if (is_emulated()) {
         GTEST_SKIP() << "The filter would judge the system calls of the emulator";
@@ -266,6 +280,26 @@ TEST(POpenDeathTest, ShellThatCannotBeExecutedLooksLikeASuccess) {
             POpen process{"echo hello; exit 3"};
             std::string output;
             std::_Exit(refused && process.wait(output, 0) == 0 && output.empty() ? 7 : 1);
+        },
+        testing::ExitedWithCode(7), "");
+}
+
+TEST(POpenDeathTest, ShellThatCannotBeStartedIsReportedWithTheReason) {
+    if (is_emulated()) {
+        GTEST_SKIP() << "The filter would judge the system calls of the emulator";
+    }
+    EXPECT_EXIT(
+        {
+            // Not every build uses the first one.
+            const bool refused =
+                refuse_system_call(SYS_vfork, EAGAIN) && refuse_system_call(SYS_clone, EAGAIN);
+            try {
+                const POpen process{"echo hello"};
+            } catch (const POpenFailedException& error) {
+                const int* const reason = boost::get_error_info<boost::errinfo_errno>(error);
+                std::_Exit(refused && reason != nullptr && *reason == EAGAIN ? 7 : 1);
+            }
+            std::_Exit(1);
         },
         testing::ExitedWithCode(7), "");
 }

@@ -5,6 +5,8 @@
 #include <string>
 
 #include <boost/exception/diagnostic_information.hpp>
+#include <boost/exception/errinfo_api_function.hpp>
+#include <boost/exception/errinfo_errno.hpp>
 #include <gtest/gtest.h>
 
 #include "common/exception.h"
@@ -36,6 +38,12 @@ TEST(Record, IsPrintedInTheOrderOfPositions) {
     EXPECT_EQ(
         describe_records(NotImplementedException{} << late_test_tag{"b"} << early_test_tag{1}),
         "early_test: 1\nlate_test: b");
+}
+
+TEST(Record, ThoseOfBoostHaveTheirNames) {
+    EXPECT_EQ(describe_records(NotImplementedException{} << boost::errinfo_errno{7}
+                                                         << boost::errinfo_api_function{"fork"}),
+              "api_function: fork\nerrno: 7");
 }
 
 TEST(Record, IsLeftOutWhenItIsNotReported) {

@@ -7,9 +7,35 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/types.h>
 
 #include "common/exception.h"
 #include "support/temporary_directory.h"
+
+namespace {
+
+/// How often read(2) fails, and with what.
+struct RefusedReads {
+    unsigned times = 0;
+    int error = 0;
+};
+
+RefusedReads refused_reads;
+
+}  // namespace
+
+// The linker makes up these names.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+extern "C" ssize_t __real_read(int descriptor, void* buffer, std::size_t size);
+extern "C" ssize_t __wrap_read(int descriptor, void* buffer, std::size_t size) {
+    if (refused_reads.times == 0) {
+        return __real_read(descriptor, buffer, size);
+    }
+    --refused_reads.times;
+    errno = refused_reads.error;
+    return -1;
+}
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 namespace zephran::common {
 namespace {
@@ -55,6 +81,30 @@ TEST_F(RegularFileTest, EmptyFileGivesNothing) {
     directory.write("file", "");
 
     EXPECT_EQ(content(), "");
+}
+
+TEST_F(RegularFileTest, SignalsTakeNothingFromIt) {
+    directory.write("file", "text");
+
+    refused_reads = {2, EINTR};
+    EXPECT_EQ(content(), "text");
+
+    EXPECT_EQ(refused_reads.times, 0U);
+    errno = EINTR;
+    EXPECT_EQ(content(), "text");
+}
+
+TEST_F(RegularFileTest, ReadThatFailsIsAnError) {
+    directory.write("file", "text");
+    RegularFile file{path};
+
+    refused_reads = {1, EIO};
+    try {
+        static_cast<void>(file.read());
+        FAIL() << "no exception";
+    } catch (const FileReadException& error) {
+        EXPECT_EQ(*boost::get_error_info<filename_tag>(error), path);
+    }
 }
 
 TEST_F(RegularFileTest, MissingFileIsRefused) {

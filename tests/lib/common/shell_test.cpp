@@ -26,6 +26,10 @@ namespace {
 /// change the signals that they were started with before they run anything.
 bool status_instead_of_shell = false;
 
+/// Whether a signal comes as soon as there is a child, and whether a handler has seen it.
+bool signal_comes_early = false;
+volatile std::sig_atomic_t handled = 0;
+
 }  // namespace
 
 // The linker makes up these names.
@@ -41,6 +45,15 @@ extern "C" int __wrap_execl(const char* path, const char* name, ...) {
     const char* const command = va_arg(arguments, const char*);
     va_end(arguments);
     return __real_execl(path, name, option, command, nullptr);
+}
+
+extern "C" int __real_dup2(int from, int to);
+extern "C" int __wrap_dup2(int from, int to) {
+    const int result = __real_dup2(from, to);
+    if (signal_comes_early) {
+        kill(getpid(), SIGUSR1);
+    }
+    return result;
 }
 // NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,cert-dcl50-cpp)
 
@@ -66,9 +79,9 @@ std::string output_of(const std::string& command, ShellStart start = {}, int out
 }
 
 /// The signals that the first program ignores, as a bit mask.
-unsigned long long ignored_by_first_program() {
+unsigned long long ignored_by_first_program(const ShellStart& start = {}) {
     status_instead_of_shell = true;
-    const std::string status = output_of("");
+    const std::string status = output_of("", start);
     status_instead_of_shell = false;
     const std::string title = "SigIgn:";
     const auto place = status.find(title);
@@ -114,6 +127,31 @@ TEST(Shell, FirstProgramIgnoresWhatElseIsIgnored) {
     const auto both = bit_of(SIGHUP) | bit_of(SIGUSR1);
 
     EXPECT_EQ(ignored_by_first_program() & both, both);
+}
+
+TEST(Shell, SignalThatIsNotToBeIgnoredHasItsDefault) {
+    const IgnoredSignals ignored{{SIGHUP, SIGUSR1}};
+    ShellStart start;
+    sigaddset(&start.not_ignored, SIGHUP);
+
+    EXPECT_EQ(ignored_by_first_program(start) & (bit_of(SIGHUP) | bit_of(SIGUSR1)),
+              bit_of(SIGUSR1));
+}
+
+TEST(Shell, SignalBeforeItsFirstProgramRunsNoHandlerOfThisProcess) {
+    auto* const previous = std::signal(SIGUSR1, [](int) { handled = 1; });
+
+    signal_comes_early = true;
+    const std::string output = output_of("echo alive");
+    signal_comes_early = false;
+    ASSERT_NE(std::signal(SIGUSR1, previous), SIG_ERR);
+
+    EXPECT_EQ(output, "");
+    EXPECT_EQ(handled, 0);
+}
+
+TEST(Shell, IsCalledByItsPath) {
+    EXPECT_EQ(output_of("echo $0"), "/bin/sh\n");
 }
 
 /// A descriptor of a file with a line of its own, closed in programs unless they inherit it.

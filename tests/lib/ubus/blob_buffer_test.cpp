@@ -22,6 +22,7 @@ TEST(BlobBuffer, NewOneIsAnEmptyMessage) {
 
     EXPECT_EQ(text_of(buffer), "{}");
     EXPECT_EQ(buffer.get()->head, buffer.get_head());
+    EXPECT_EQ(blob_id(buffer.get_head()), 0U);
 }
 
 TEST(BlobBuffer, KeepsTheOrderOfMembersInAText) {

@@ -58,10 +58,14 @@ TEST(GhnAdapter, TalkativeOneIsRefused) {
         modems.answer("02:00:00:00:00:0a", parameter, std::string(256, '1'));
         EXPECT_NO_THROW(static_cast<void>(ask_adapter(mac, command, common::no_stop_request)))
             << parameter;
-        modems.answer("02:00:00:00:00:0a", parameter, std::string(257, '1'));
-        EXPECT_THROW(static_cast<void>(ask_adapter(mac, command, common::no_stop_request)),
-                     ghn::ConfigLayerFormatException)
-            << parameter;
+        modems.answer("02:00:00:00:00:0a", parameter, "2" + std::string(256, '1'));
+        try {
+            static_cast<void>(ask_adapter(mac, command, common::no_stop_request));
+            ADD_FAILURE() << parameter;
+        } catch (const ghn::ConfigLayerFormatException& error) {
+            EXPECT_EQ(*boost::get_error_info<ghn::configlayer_output_tag>(error),
+                      "2" + std::string(255, '1'));
+        }
     }
 }
 

@@ -145,6 +145,7 @@ TEST_F(ChipInstallerTest, FailureAfterTheWaitEndsIt) {
     EXPECT_EQ(installer.writes, 1U);
     EXPECT_TRUE(installer.is_cancelled());
     EXPECT_EQ(installer.error().error_message, "Failed to install artifacts");
+    EXPECT_EQ(logged_after("message=giving up a failed installation", log.text()).size(), 1U);
 }
 
 TEST_F(ChipInstallerTest, CanBeCancelledWhileItWaits) {

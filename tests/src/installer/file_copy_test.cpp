@@ -8,7 +8,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "common/exception.h"
 #include "support/temporary_directory.h"
@@ -21,17 +23,29 @@ namespace fs = std::filesystem;
 struct Syncs {
     std::vector<std::string> paths;
     std::uintmax_t bytes_of_first = 0;
+    bool inheritable = false;
     /// By path; any other call succeeds.
     std::string failing;
     int error = 0;
 };
 
 Syncs syncs;
+unsigned writes_to_fail = 0;
 
 }  // namespace
 
-// The linker makes up this name.
-// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+// The linker makes up these names.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+extern "C" ssize_t __real_write(int descriptor, const void* data, std::size_t size);
+extern "C" ssize_t __wrap_write(int descriptor, const void* data, std::size_t size) {
+    if (writes_to_fail == 0) {
+        return __real_write(descriptor, data, size);
+    }
+    --writes_to_fail;
+    errno = EIO;
+    return -1;
+}
+
 extern "C" int __wrap_fsync(int descriptor) {
     const std::string path =
         fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor)).string();
@@ -39,12 +53,16 @@ extern "C" int __wrap_fsync(int descriptor) {
         syncs.bytes_of_first = fs::file_size(path);
     }
     syncs.paths.push_back(path);
+    syncs.inheritable =
+        syncs.inheritable ||
+        (static_cast<unsigned>(fcntl(descriptor, F_GETFD)) & unsigned{FD_CLOEXEC}) == 0;
     if (path == syncs.failing) {
         errno = syncs.error;
         return -1;
     }
     return 0;
 }
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 namespace zephran::installer {
 namespace {
@@ -81,6 +99,31 @@ TEST_F(FileCopy, FileAndThenItsFolderAreOnTheDiskWhenItEnds) {
     EXPECT_EQ(directory.read("folder/copy"), "firmware");
     EXPECT_THAT(syncs.paths, ElementsAre(destination, directory.path("folder")));
     EXPECT_EQ(syncs.bytes_of_first, std::string{"firmware"}.size());
+}
+
+TEST_F(FileCopy, ProgramsInheritNeitherOfThem) {
+    copy();
+
+    EXPECT_FALSE(syncs.inheritable);
+}
+
+TEST_F(FileCopy, WhoMayReadTheCopyIsUpToTheMask) {
+    const mode_t former = umask(0);
+    copy();
+    umask(former);
+
+    struct stat status {};
+    ASSERT_EQ(stat(destination.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0666U);
+}
+
+TEST_F(FileCopy, GapInTheMiddleIsAnError) {
+    directory.write("source", std::string(200000, 'x'));
+
+    writes_to_fail = 1;
+    EXPECT_EQ(path_in_failure<common::FileWriteException>(), destination);
+
+    EXPECT_EQ(directory.read("folder/copy"), "");
 }
 
 TEST_F(FileCopy, FolderOfABareNameIsTheWorkingDirectory) {

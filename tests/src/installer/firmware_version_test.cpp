@@ -45,6 +45,11 @@ TEST_F(FirmwareVersion, StatusOfTheLastCommandInTheFileDoesNotCount) {
     EXPECT_EQ(version_in("FIRMWARE_VERSION=2.1\nFIRMWARE_DATE=20260101\nfalse\n"), "2.1_20260101");
 }
 
+TEST_F(FirmwareVersion, SlowFileIsWaitedFor) {
+    EXPECT_EQ(version_in("sleep 1.2\nFIRMWARE_VERSION=2.1\nFIRMWARE_DATE=20260101\n"),
+              "2.1_20260101");
+}
+
 TEST_F(FirmwareVersion, MissingFileIsAFailure) {
     EXPECT_THROW(static_cast<void>(get_installed_nevra_version(directory.path("missing"))),
                  ProgramExecutionFailedException);

@@ -37,13 +37,14 @@ std::unique_ptr<HawkbitInstaller> create_idle(const InstallerContext& context) {
 class InstallerFactoryTest : public testing::Test {
 protected:
     InstallerFactoryTest() {
+        InstallerFactory::register_installer("first", 1, create_idle);
         InstallerFactory::register_installer("os", 10, create_idle);
         InstallerFactory::register_installer("script", 15, create_idle);
         InstallerFactory::register_installer("opkg", 60, create_idle);
         InstallerFactory::register_installer("empty", 70, {});
     }
     ~InstallerFactoryTest() override {
-        for (const char* const part : {"os", "script", "opkg", "empty"}) {
+        for (const char* const part : {"first", "os", "script", "opkg", "empty"}) {
             InstallerFactory::disable_installer(part);
         }
     }
@@ -110,6 +111,8 @@ TEST_F(InstallerFactoryTest, ChunksOfOnePartKeepTheirOrder) {
 
 TEST_F(InstallerFactoryTest, ChunkOfAnUnknownPartComesFirst) {
     EXPECT_EQ(order({chunk("os", "a"), chunk("foo", "b")}), (std::vector<std::string>{"b", "a"}));
+    EXPECT_EQ(order({chunk("first", "a"), chunk("foo", "b")}),
+              (std::vector<std::string>{"b", "a"}));
 }
 
 TEST_F(InstallerFactoryTest, NoChunksStayNoChunks) {

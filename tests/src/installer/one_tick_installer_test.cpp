@@ -98,6 +98,18 @@ TEST_P(OneTickInstallerTest, IsRegisteredForItsPartType) {
     EXPECT_EQ(typeid(registered), typeid(expected));
 }
 
+TEST(Installers, AreOrderedByTheirPriorities) {
+    const CapturedLog log{"INFO"};
+
+    InstallerFactory::report();
+
+    EXPECT_EQ(logged_after("report: action=factory_report ", log.text()),
+              (std::vector<std::string>{"part=bl priority=30", "part=opkg priority=60",
+                                        "part=os priority=10", "part=plc priority=40",
+                                        "part=plc_ghn priority=50", "part=script priority=15",
+                                        "part=zw priority=20"}));
+}
+
 TEST_P(OneTickInstallerTest, RunsInTheSecondTickAndIsFinishedInTheThird) {
     tick(1);
     EXPECT_FALSE(has_run());

@@ -52,6 +52,13 @@ TEST_F(OpkgInstallerTest, InstalledPackageIsFinishedOnTheFollowingTick) {
     EXPECT_EQ(installer.hawkbit_log(), "Installing pkg\nwarning: old\nConfiguring pkg\n");
 }
 
+TEST_F(OpkgInstallerTest, PackageManagerMayTakeItsTime) {
+    start_with("sleep 1.2\necho Configured");
+
+    EXPECT_FALSE(installer.error().has_error);
+    EXPECT_EQ(installer.hawkbit_log(), "Configured\n");
+}
+
 TEST_F(OpkgInstallerTest, SuccessfulInstallationLogsOneLineAndStoresNoRecord) {
     start_with("");
     installer.tick();

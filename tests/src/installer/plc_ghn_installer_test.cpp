@@ -35,6 +35,15 @@ TEST_F(PLCGhnInstallerTest, ToolsHoldTheLockBetweenTheQuestionsForTheVersion) {
     EXPECT_EQ(platform.directory.read("held"), "none\n" + held + held + held + held + "none\n");
 }
 
+TEST_F(PLCGhnInstallerTest, ToolsMayTakeTheirTime) {
+    steps.push = "sleep 1.2";
+
+    start();
+    installer.tick();
+
+    EXPECT_TRUE(installer.is_finished());
+}
+
 TEST_F(PLCGhnInstallerTest, CommandsThatChangeTheModemAreLogged) {
     start();
 
@@ -193,13 +202,6 @@ TEST_F(PLCGhnInstallerTest, FactoryTakesTheAddressFromTheContext) {
     made->tick();
 
     EXPECT_THAT(tools.calls(), ElementsAreArray(first_commands(1)));
-}
-
-TEST_F(PLCGhnInstallerTest, PriorityOfThePartIsFifty) {
-    InstallerFactory::report();
-
-    EXPECT_THAT(logged_after(" report: ", log.text()),
-                Contains("action=factory_report part=plc_ghn priority=50"));
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include "installer/installer_factory.h"
+#include "support/captured_log.h"
 #include "support/fake_platform.h"
 #include "support/make_chunk.h"
 
@@ -47,6 +48,22 @@ TEST_F(ScriptInstallerTest, ScriptBecomesExecutableForTheOwnerAlone) {
     start({"update.sh"});
 
     EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms::owner_all);
+}
+
+TEST_F(ScriptInstallerTest, ScriptThatCannotBecomeExecutableIsLogged) {
+    const CapturedLog log{"WARNING"};
+    platform.directory.write("update.sh", "#!/bin/sh\n");
+    start({"update.sh"});
+    EXPECT_EQ(log.text(), "");
+
+    ScriptInstaller other;
+    other.assign(make_chunk("script", {"absent.sh"}), attributes);
+    other.tick();
+    other.tick();
+
+    EXPECT_EQ(logged_after("message=could not make script executable ", log.text()),
+              std::vector<std::string>{"path=" + platform.directory.path("absent.sh") +
+                                       " what=No such file or directory"});
 }
 
 TEST_F(ScriptInstallerTest, TargetOfALinkKeepsItsPermissions) {

@@ -147,6 +147,22 @@ TEST(SystemCommandDeathTest, ShellThatCannotBeExecutedIsStatus127) {
         testing::ExitedWithCode(7), "");
 }
 
+TEST(SystemCommandDeathTest, ShellThatCannotBeStartedIsAFailureWithTheReason) {
+    if (is_emulated()) {
+        GTEST_SKIP() << "The filter would judge the system calls of the emulator";
+    }
+    EXPECT_EXIT(
+        {
+            // Not every build uses the first one.
+            const bool refused =
+                refuse_system_call(SYS_vfork, EAGAIN) && refuse_system_call(SYS_clone, EAGAIN);
+            const std::string expected =
+                "errno: " + std::to_string(EAGAIN) + "\npopen_command: true";
+            std::_Exit(refused && failure_of("true") == expected ? 7 : 1);
+        },
+        testing::ExitedWithCode(7), "");
+}
+
 // The run itself fails if it cannot wait for its child.
 TEST(SystemCommand, FailureOfTheCallItselfCarriesTheReason) {
     struct sigaction ignored {};

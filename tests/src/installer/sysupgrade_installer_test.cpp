@@ -109,6 +109,22 @@ TEST_F(SysupgradeInstallerTest, RunningVersionIsNotInstalledAgain) {
     EXPECT_EQ(HawkbitInstaller::get_installed_version("os"), new_version);
 }
 
+TEST_F(SysupgradeInstallerTest, RunningVersionIsAskedForOnce) {
+    run_version("2.1", "20260101");
+
+    start_with("exit 1");
+    std::filesystem::remove(environment.version_file);
+    installer->tick();
+
+    EXPECT_TRUE(installer->is_finished());
+}
+
+TEST_F(SysupgradeInstallerTest, ToolMayTakeItsTime) {
+    start_with("sleep 1.2\necho written\nexit 1");
+
+    expect_tool_failure("program_exit_code: 1\nprogram_output: written\n");
+}
+
 TEST_F(SysupgradeInstallerTest, BeginningOfTheRunningVersionIsAnotherVersion) {
     run_version("2.1", "202601010");
 
@@ -132,8 +148,11 @@ TEST_F(SysupgradeInstallerTest, UpgradeGoesOnWhenTheStoreRefuses) {
     start_with("");
 
     EXPECT_EQ(tools.calls().size(), 1U);
-    EXPECT_EQ(logged_after("message=could not store config entry", log.text()),
-              Lines{" key=" + unconfirmed + " value=" + old_version});
+    EXPECT_EQ(
+        logged_after(" store_version: action=store_version message=could not store config entry",
+                     log.text()),
+        Lines{" key=" + unconfirmed + " value=" + old_version})
+        << log.text();
 }
 
 TEST_F(SysupgradeInstallerTest, UnreadableVersionStopsItBeforeTheTool) {

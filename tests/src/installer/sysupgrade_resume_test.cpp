@@ -106,7 +106,9 @@ TEST_F(SysupgradeResumeTest, StoreThatRefusesDoesNotUndoTheUpgrade) {
     EXPECT_FALSE(installer.error().has_error);
     EXPECT_EQ(logged_after("message=could not store config entry key=" + previous_key, log.text()),
               std::vector<std::string>{" value=2.0_20250101"});
-    EXPECT_EQ(logged_after("message=could not delete config entry", log.text()),
+    EXPECT_EQ(logged_after(" confirm_previous_version: action=confirm_previous_version "
+                           "message=could not delete config entry",
+                           log.text()),
               std::vector<std::string>{" key=" + unconfirmed_key});
 }
 
