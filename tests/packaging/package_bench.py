@@ -58,10 +58,8 @@ class Gateway:
 
     def init(self, action="start", running=False):
         """Calls the init script while procd says that the daemon is running, or that it is not."""
-        script = self.place("zephran.init")
-        with script.open("a") as stream:
-            stream.write(f'procd_running() {{ [ "$1" = zephran ] && {str(running).lower()}; }}\n')
-        return service.run(script, action, self.root, self.shell)
+        return service.run(self.place("zephran.init"), action, self.root, self.shell,
+                           running=["zephran"] if running else [])
 
     def instance(self):
         """The only instance that the configuration asks for."""

@@ -82,11 +82,13 @@ class SDK:
         target.unlink()
         subprocess.run(
             ["g++", "-std=c++17", "-shared", "-fPIC", f"-Wl,-soname,{target.name}", f"-I{STANDINS}/libubox/include",
-             f"-I{STANDINS}/libubus/include", f"-L{self.usr}/lib", "-o", target, *parts], check=True, timeout=300)
+             f"-I{STANDINS}/libubus/include", f"-L{self.usr}/lib", "-o", target, *parts], check=True)
 
     def install(self, target):
         """Builds the program and installs everything. Returns its path."""
-        subprocess.run(["ninja", "-C", self.build, target], capture_output=True, check=True, timeout=1800)
+        # With that, what an earlier run has compiled is found though its directories had other names.
+        environment = {**os.environ, "CCACHE_BASEDIR": os.fspath(self.build.parent)}
+        subprocess.run(["ninja", "-C", self.build, target], env=environment, capture_output=True, check=True)
         root = self.build / "ipkg-install"
         subprocess.run(["cmake", "--install", self.build], env={**os.environ, "DESTDIR": os.fspath(root)},
                        capture_output=True, check=True)
@@ -115,7 +117,7 @@ class SDK:
             f"-DDL_LIBRARY={self.staging}", "-DCMAKE_SKIP_RPATH=TRUE", *option_of_the_package(), *options]
         environment = {**os.environ, "PKG_CONFIG_PATH": f"{self.usr}/lib/pkgconfig"}
         return subprocess.run(["cmake", "-G", "Ninja", "-S", PROJECT, "-B", self.build, *arguments], env=environment,
-                              capture_output=True, text=True, check=False, timeout=300)
+                              capture_output=True, text=True, check=False)
 
     def cached_paths(self):
         """Files and directories that the configuration has found, by their names in the cache."""
@@ -125,7 +127,7 @@ class SDK:
 
     def compile(self, *objects):
         """Compiles these objects. Returns the headers that they include."""
-        subprocess.run(["ninja", "-C", self.build, *objects], capture_output=True, check=True, timeout=300)
+        subprocess.run(["ninja", "-C", self.build, *objects], capture_output=True, check=True)
         listed = subprocess.run(["ninja", "-C", self.build, "-t", "deps", *objects], capture_output=True, text=True,
                                 check=True)
         return {line.strip() for line in listed.stdout.splitlines() if line.startswith("    ")}

@@ -49,3 +49,14 @@ procd_add_validation() {
 	"$@"
 	standin_validating=''
 }
+
+# The services that run stand in OPENWRT_RUNNING, apart from each other by spaces. Instances are not known.
+procd_running() {
+	if [ $# -ne 1 ] || [ -z "$1" ]; then
+		standin_fail "procd_running takes the name of a service"
+	fi
+	case " ${OPENWRT_RUNNING:-} " in
+		*" $1 "*) return 0 ;;
+	esac
+	return 1
+}

@@ -50,12 +50,16 @@ def environment(root, record):
     }
 
 
-def run(script, action, root, shell=("dash",)):
-    """Runs `script` (a path) with the configuration below `root`, as /etc/rc.common would."""
+def run(script, action, root, shell=("dash",), running=()):
+    """Runs `script` (a path) with the configuration below `root`, as /etc/rc.common would.
+
+    `running` are the names of the services that procd has running at that time.
+    """
     record = pathlib.Path(root) / "record"
     record.write_bytes(b"")
+    variables = {**environment(root, record), "OPENWRT_RUNNING": " ".join(running)}
     done = subprocess.run([*shell, HERE / "rc.common", script, action], check=False,
-                          capture_output=True, text=True, env=environment(root, record))
+                          capture_output=True, text=True, env=variables)
     service = Service(done.returncode, done.stderr)
     parameters = {}
     for kind, values in entries(record.read_bytes()):

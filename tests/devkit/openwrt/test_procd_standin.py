@@ -20,10 +20,10 @@ class Root:
                               text=True, check=False, input=text,
                               env=service.environment(self.path, self.path / "record"))
 
-    def run(self, body, action="start"):
+    def run(self, body, action="start", **states):
         script = self.path / "demo"
         script.write_text(HEADER + body)
-        return service.run(script, action, self.path)
+        return service.run(script, action, self.path, **states)
 
 
 @pytest.fixture(name="root")
@@ -162,3 +162,24 @@ def test_jsonfilter_fails_on_what_it_does_not_know(root):
     ("data", False), ("stdout", False)])
 def test_only_some_parameters_restart_an_instance(key, restarts):
     assert service.needs_restart({key: "old"}, {key: "new"}) == restarts
+
+
+@pytest.mark.parametrize("running, seen", [((), ""), (("demo",), "demo "), (("other",), "other "),
+                                           (("other", "demo"), "demo other ")])
+def test_script_sees_which_services_run(root, running, seen):
+    started = root.run("""start_service() {
+        for name in demo other dem; do
+            ! procd_running "$name" || printf '%s ' "$name" >&2
+        done
+    }
+    """, running=running)
+
+    assert (started.exit_status, started.errors) == (0, seen)
+
+
+@pytest.mark.parametrize("arguments", ["", "''", "demo instance1"])
+def test_only_whole_services_are_known_to_run(root, arguments):
+    started = root.run(f"start_service() {{ procd_running {arguments}; }}\n", running=("demo",))
+
+    assert (started.exit_status, started.errors) == (
+        70, "rc.common: procd_running takes the name of a service\n")

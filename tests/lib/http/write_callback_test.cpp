@@ -14,8 +14,9 @@ bool memory_is_short = false;
 
 }  // namespace
 
-// These serve the whole process, hence a process of its own.
-void* operator new(std::size_t size) {
+// These serve the whole process, hence a process of its own. Where only one of a pair is inlined,
+// g++ warns that memory of operator new is freed.
+[[gnu::noinline]] void* operator new(std::size_t size) {
     void* const memory = memory_is_short ? nullptr : std::malloc(size);
     if (memory == nullptr) {
         throw std::bad_alloc{};
@@ -23,11 +24,11 @@ void* operator new(std::size_t size) {
     return memory;
 }
 
-void operator delete(void* memory) noexcept {
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
     std::free(memory);
 }
 
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept {
     std::free(memory);
 }
 
