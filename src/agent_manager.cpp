@@ -144,16 +144,17 @@ void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& prope
     if (id != settings.gateway_id) {
         properties[hawkbit::parent_attribute] = settings.gateway_id;
     }
+    AgentSettings agent_settings{context, properties, settings.schedule, dormant};
     const auto existing = agents.find(id);
     if (existing != agents.end()) {
-        existing->second->live_on();
+        existing->second->live_on(std::move(agent_settings));
         return;
     }
     constexpr bool always_https = true;
     auto agent = std::make_unique<HawkbitAgent>(
         hawkbit::ControllerURLBuilder{id, settings.server, settings.tenant, always_https},
         HawkbitAgent::Environment::real(settings.transport));
-    agent->configure({context, properties, settings.schedule, dormant});
+    agent->configure(std::move(agent_settings));
     agents.emplace(id, std::move(agent));
     publish_controls();
 }

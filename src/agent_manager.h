@@ -62,7 +62,7 @@ public:
     void spawn_gateway_agent();
 
     /// Creates an agent. An existing agent with this id is left unchanged, but one that is being
-    /// aborted lives on.
+    /// aborted lives on with the new properties and context.
     /// @param properties gain "parent" unless the agent is the gateway's own
     void spawn_agent(const std::string& id, hawkbit::Attributes& properties,
                      const InstallerContext& context, bool dormant);
