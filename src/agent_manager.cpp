@@ -56,9 +56,11 @@ void AgentManager::run() {
     try {
         run_loop();
     } catch (...) {
+        note_unfinished_work();
         leave_poll_to_next_process();
         throw;
     }
+    leave_poll_to_next_process();
 }
 
 void AgentManager::run_loop() {
@@ -89,12 +91,16 @@ void AgentManager::run_iteration() {
 }
 
 void AgentManager::wind_down(unsigned iteration) {
+    if (iteration == 1) {
+        note_unfinished_work();
+    }
     abort_agents();
     remove_finished_agents();
     if (iteration > longest_wind_down) {
         ZLOG_ERROR_AS("run", "action", "run", "message",
                       "process was signaled but we didn't return, forcing exit");
         discovery_handlers.clear();
+        leave_poll_to_next_process();
         run_teardown();
         std::exit(EXIT_FAILURE);
     }
@@ -132,9 +138,17 @@ void AgentManager::force_poll_after_reboot() {
                     "forcing poll after installer reboot");
 }
 
+// A stop gives the work up and then removes the agent, so it is asked before that.
+void AgentManager::note_unfinished_work() {
+    const auto gateway = agents.find(settings.gateway_id);
+    has_unfinished_work =
+        has_unfinished_work || (gateway != agents.end() && gateway->second->has_unfinished_work());
+}
+
 void AgentManager::leave_poll_to_next_process() {
     // The supervisor starts the daemon again; dormant, it would sleep on what is still to be done.
-    if (settings.dormant && agents.at(settings.gateway_id)->has_unfinished_work()) {
+    // The mark comes last: an installer that was to reboot the device removes it at its end.
+    if (settings.dormant && has_unfinished_work) {
         DeviceStore{*platform::get_config()}.mark_rebooted({"run"});
     }
 }
@@ -144,16 +158,17 @@ void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& prope
     if (id != settings.gateway_id) {
         properties[hawkbit::parent_attribute] = settings.gateway_id;
     }
+    AgentSettings agent_settings{context, properties, settings.schedule, dormant};
     const auto existing = agents.find(id);
     if (existing != agents.end()) {
-        existing->second->live_on();
+        existing->second->live_on(std::move(agent_settings));
         return;
     }
     constexpr bool always_https = true;
     auto agent = std::make_unique<HawkbitAgent>(
         hawkbit::ControllerURLBuilder{id, settings.server, settings.tenant, always_https},
         HawkbitAgent::Environment::real(settings.transport));
-    agent->configure({context, properties, settings.schedule, dormant});
+    agent->configure(std::move(agent_settings));
     agents.emplace(id, std::move(agent));
     publish_controls();
 }

@@ -53,8 +53,9 @@ public:
     void add_discovery_handler(std::unique_ptr<DiscoveryHandler> handler);
 
     /// Runs until a stop has been requested and no agents remain. Ends the process with status 1 if
-    /// there are still agents ten iterations after the request. Whatever is thrown leaves it; a
-    /// dormant gateway that has unfinished work then polls in the next process.
+    /// there are still agents ten iterations after the request. Whatever is thrown leaves it. A
+    /// dormant gateway that has unfinished work at its end or at the request polls in the next
+    /// process.
     void run();
 
     /// Creates the gateway's agent unless it exists. If it is dormant, it polls once after a reboot
@@ -62,7 +63,7 @@ public:
     void spawn_gateway_agent();
 
     /// Creates an agent. An existing agent with this id is left unchanged, but one that is being
-    /// aborted lives on.
+    /// aborted lives on with the new properties and context.
     /// @param properties gain "parent" unless the agent is the gateway's own
     void spawn_agent(const std::string& id, hawkbit::Attributes& properties,
                      const InstallerContext& context, bool dormant);
@@ -106,6 +107,7 @@ private:
     void run_iteration();
     void wind_down(unsigned iteration);
     void force_poll_after_reboot();
+    void note_unfinished_work();
     void leave_poll_to_next_process();
     void publish_controls();
 
@@ -114,6 +116,8 @@ private:
     common::Published<AgentControls> published_controls{AgentControls{}};
     std::vector<std::unique_ptr<DiscoveryHandler>> discovery_handlers;
     std::function<void()> pause;
+    /// Of the gateway's agent, when the end of the process began.
+    bool has_unfinished_work = false;
 };
 
 }  // namespace zephran

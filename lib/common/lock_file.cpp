@@ -64,7 +64,7 @@ bool LockFile::try_to_lock() {
 
 void LockFile::unlock() {
     if (file) {
-        // Closing would leave the lock to a program that has inherited it.
+        // Closing alone would leave the lock to a program that has inherited it.
         change_lock(*file, LOCK_UN);
         file.reset();
     }

@@ -11,8 +11,8 @@ namespace zephran::common {
 /// A lock that one process at a time holds, on a file that is made for it and stays.
 ///
 /// A program that inherits the descriptor holds the lock as well. It ends with unlock(), whoever
-/// has inherited it by then; without that, such as after a SIGKILL, with the last of these
-/// programs.
+/// has inherited it by then; without that, such as after leave() or a SIGKILL, with the last of
+/// these programs.
 class LockFile {
 public:
     /// @param file_path in a directory into which nobody else may write
@@ -31,6 +31,8 @@ public:
     ///         followed
     [[nodiscard]] bool try_to_lock();
     void unlock();
+    /// Leaves the lock to the programs that have inherited it, and frees it if there are none left.
+    void leave() { file.reset(); }
     /// To be inherited by programs. Above the standard streams; -1 while the lock is not held.
     [[nodiscard]] int descriptor() const { return file ? file->get() : -1; }
 

@@ -7,7 +7,6 @@
 #include <iomanip>
 #include <iostream>
 #include <sstream>
-#include <string_view>
 
 namespace zephran {
 
@@ -42,15 +41,16 @@ bool is_control(char character) {
     return (code < 0x20 && code != '\t') || code == 0x7f;
 }
 
-/// Writes a value so that nothing in it looks like the beginning of a line of the log.
-void write_harmless(std::ostream& stream, const std::string& value) {
+}  // namespace
+
+void write_harmless(std::ostream& stream, std::string_view text) {
     constexpr std::string_view digits = "0123456789abcdef";
-    auto rest = value.begin();
-    while (rest != value.end()) {
-        const auto next = std::find_if(rest, value.end(), is_control);
+    auto rest = text.begin();
+    while (rest != text.end()) {
+        const auto next = std::find_if(rest, text.end(), is_control);
         stream.write(&*rest, next - rest);
         rest = next;
-        if (rest == value.end()) {
+        if (rest == text.end()) {
             return;
         }
         if (*rest == '\n') {
@@ -62,8 +62,6 @@ void write_harmless(std::ostream& stream, const std::string& value) {
         ++rest;
     }
 }
-
-}  // namespace
 
 void render_log_value(std::ostream& stream, const std::chrono::milliseconds& duration) {
     const auto hours = std::chrono::duration_cast<std::chrono::hours>(duration);

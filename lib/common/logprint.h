@@ -7,6 +7,7 @@
 #include <mutex>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
@@ -23,6 +24,10 @@ void render_log_value(std::ostream& stream, const std::chrono::milliseconds& dur
 
 /// Local time in the form of ctime(3) without its line end: "Thu Nov 12 09:15:02 2026".
 void render_log_value(std::ostream& stream, const std::chrono::system_clock::time_point& time);
+
+/// Writes text of others so that nothing in it looks like the beginning of a line of the log. Bytes
+/// below 0x20 and 0x7f become "\xNN", but tabs stay and line feeds get four blanks after them.
+void write_harmless(std::ostream& stream, std::string_view text);
 
 /// Type-erased value of a log field.
 class LogPrintableContainerBase {
@@ -88,8 +93,7 @@ public:
     }
     virtual ~LogPrintable() = default;
 
-    /// Writes "key=value"; neither is quoted. Bytes of the value below 0x20 and 0x7f are written as
-    /// "\xNN", but tabs as they are and line feeds with four blanks after them.
+    /// Writes "key=value"; neither is quoted. The value is written by write_harmless().
     void print(std::ostream& stream) const;
 
 private:

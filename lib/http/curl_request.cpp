@@ -5,6 +5,8 @@
 #include <iostream>
 #include <sstream>
 
+#include <boost/algorithm/string/replace.hpp>
+
 #include "common/logprint.h"
 #include "http/authorization.h"
 #include "http/tls_sessions.h"
@@ -52,6 +54,12 @@ bool has_dot_segments(const std::string& url) {
     return found;
 }
 
+/// With plain line ends, and without the last ones.
+std::string trace_text(const std::string& traced) {
+    const std::string text = boost::replace_all_copy(traced, "\r\n", "\n");
+    return text.substr(0, text.find_last_not_of('\n') + 1);
+}
+
 const char* ca_bundle_path(const TransportSettings& settings) {
     return settings.ca_bundle ? settings.ca_bundle->c_str()
                               : curl_configuration::get_ca_bundle_path();
@@ -74,6 +82,7 @@ void CurlRequest::add_header(const std::string& line) {
 void CurlRequest::apply(const TransportSettings& settings) {
     apply_certificates(settings);
     if (debug_logger.enabled) {
+        filter_trace();
         setopt(handle_, CURLOPT_VERBOSE, 1L);
     }
     apply_limits(settings.limits);
@@ -127,11 +136,14 @@ void CurlRequest::apply_token(const Authorization& authorization) {
         return;
     }
     add_header("Authorization: " + authorization.type + " " + token);
+}
+
+void CurlRequest::filter_trace() {
     setopt(handle_, CURLOPT_DEBUGFUNCTION, trace_cb);
     setopt(handle_, CURLOPT_DEBUGDATA, static_cast<void*>(this));
 }
 
-/// Like libcurl's own, but without the token.
+/// Like libcurl's own, but without the token and without what could forge a line of the log.
 int CurlRequest::trace_cb(CURL* /*handle*/, curl_infotype type, char* data, std::size_t size,
                           void* userdata) noexcept {
     const char* const mark = type == CURLINFO_TEXT         ? "* "
@@ -143,7 +155,11 @@ int CurlRequest::trace_cb(CURL* /*handle*/, curl_infotype type, char* data, std:
     }
     try {
         const auto& request = *static_cast<CurlRequest*>(userdata);
-        std::cerr << mark << without_secret({data, size}, request.token);
+        std::ostringstream lines;
+        lines << mark;
+        write_harmless(lines, trace_text(without_secret({data, size}, request.token)));
+        lines << '\n';
+        std::cerr << lines.str();
     } catch (const std::exception&) {
         // A line that finds no memory is not worth the transfer.
         return 0;

@@ -68,6 +68,15 @@ void HawkbitAgent::abort() {
     }
 }
 
+void HawkbitAgent::live_on(AgentSettings new_settings) {
+    if (!std::exchange(aborted, false)) {
+        return;
+    }
+    // The server still knows the old ones.
+    starting_up = starting_up || new_settings.attributes != settings.attributes;
+    configure(std::move(new_settings));
+}
+
 bool HawkbitAgent::is_deploying() const {
     return deployment != nullptr && !deployment->has_ended();
 }

@@ -90,8 +90,9 @@ public:
     void force_poll();
     /// Gives up the agent: a running deployment is cancelled without a report.
     void abort();
-    /// Takes abort() back; a deployment that it has cancelled stays cancelled.
-    void live_on() { aborted = false; }
+    /// Takes abort() back, if there was one: the device has come back, perhaps with other
+    /// properties or at another address. A deployment that abort() has cancelled stays cancelled.
+    void live_on(AgentSettings new_settings);
     /// Lets the deployment with this id start, or any with any_deployment.
     void accept_deployment(const std::string& action_id) { control_->accept_deployment(action_id); }
 

@@ -14,20 +14,6 @@ std::string lock_path() {
     return std::string{platform::get_run_directory()} + "zephran.chip.lock";
 }
 
-/// Releases a lock at the end of a scope.
-class Release {
-public:
-    explicit Release(common::LockFile& held) : lock{held} {}
-    Release(const Release&) = delete;
-    Release(Release&&) = delete;
-    Release& operator=(const Release&) = delete;
-    Release& operator=(Release&&) = delete;
-    ~Release() { lock.unlock(); }
-
-private:
-    common::LockFile& lock;
-};
-
 }  // namespace
 
 ChipInstaller::ChipInstaller() : lock{lock_path()} {}
@@ -43,20 +29,31 @@ bool ChipInstaller::installation_has_finished() {
     if (waiting) {
         waiting = !write_under_lock();
     }
-    return OneTickInstaller::installation_has_finished();
+    return !waiting && chip_is_written();
 }
 
 bool ChipInstaller::write_under_lock() {
     if (!lock.try_to_lock()) {
         return false;
     }
-    const Release at_the_end{lock};
-    if (std::exchange(waiting, false)) {
-        // The artifacts may have changed while the tool was waited for.
-        check_before_start();
+    try {
+        if (std::exchange(waiting, false)) {
+            // The artifacts may have changed while the tool was waited for.
+            check_before_start();
+        }
+        write_chip();
+    } catch (...) {
+        // A tool that was killed may have left behind what still writes.
+        lock.leave();
+        throw;
     }
-    write_chip();
+    lock.unlock();
     return true;
+}
+
+bool ChipInstaller::no_tool_is_left() {
+    lock.leave();
+    return lock.try_to_lock();
 }
 
 void ChipInstaller::cancel_installation() {

@@ -8,24 +8,35 @@ namespace zephran::installer {
 
 /// A base for installers that write a chip.
 ///
-/// Two tools on one chip destroy it, and a tool outlives a daemon that is killed. So a lock is held
-/// while a chip is written, and the tool inherits it: it lasts as long as both of them. Until it is
-/// free the installation does not start; the daemon asks again in each step, goes on polling, and
-/// ends when it is told to. There is one lock for all chips, because part types may share one.
+/// Two tools on one chip destroy it, and a tool outlives a daemon that is killed, as a part of a
+/// tool outlives the tool. So a lock is held while a chip is written, and the tool inherits it: it
+/// lasts until the installation has succeeded, or else until none of them is left. Until it is free
+/// no other installation starts; the daemon asks again in each step, goes on polling, and ends when
+/// it is told to. There is one lock for all chips, because part types may share one.
 class ChipInstaller : public OneTickInstaller {
 protected:
     ChipInstaller();
 
-    /// Writes the chip to the end, and calls set_installed() if that has succeeded.
+    /// Writes the chip to the end.
     virtual void write_chip() = 0;
+    /// Asked once the tools have run; after resume() that was in an earlier process. By default it
+    /// says whether write_chip() has called set_installed().
+    [[nodiscard]] virtual bool chip_is_written() {
+        return OneTickInstaller::installation_has_finished();
+    }
     /// What the tools that write the chip inherit. A service must not: it would keep the lock for
     /// as long as it runs.
     [[nodiscard]] int lock_descriptor() const { return lock.descriptor(); }
 
+    /// For write_chip(), between two tools.
+    /// @returns false if a part of one still runs, or somebody else has taken the lock meanwhile
+    /// @throws common::OutputFileOpenException
+    [[nodiscard]] bool no_tool_is_left();
+
     /// @throws common::OutputFileOpenException if there is no usable file for the lock
     /// @throws what write_chip() throws
     void start_installation() final;
-    /// @throws the same while the start is still waited for
+    /// @throws the same while the start is still waited for, and what chip_is_written() throws
     [[nodiscard]] bool installation_has_finished() final;
     /// @throws CannotBeCancelledException once the installation has started
     void cancel_installation() final;

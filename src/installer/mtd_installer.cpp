@@ -106,7 +106,7 @@ std::string MTDInstaller::write_command() const {
            " bs=" + erase_size();
 }
 
-bool MTDInstaller::write_with_retries(const std::string& write) const {
+bool MTDInstaller::write_with_retries(const std::string& write) {
     constexpr std::chrono::milliseconds pause{10};
     bool erased = true;
     for (std::uint32_t attempt = 0; attempt < attempts; ++attempt) {
@@ -117,6 +117,9 @@ bool MTDInstaller::write_with_retries(const std::string& write) const {
             }
         }
         std::this_thread::sleep_for(pause);
+        if (!no_tool_is_left()) {
+            return false;
+        }
         log_command(erase_command());
         erased = run_command(erase_command(), lock_descriptor());
     }

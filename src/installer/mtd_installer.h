@@ -45,7 +45,7 @@ private:
     [[nodiscard]] std::string erase_size() const;
     [[nodiscard]] std::string erase_command() const { return "flash_erase " + device + " 0 0"; }
     [[nodiscard]] std::string write_command() const;
-    [[nodiscard]] bool write_with_retries(const std::string& write) const;
+    [[nodiscard]] bool write_with_retries(const std::string& write);
 
     std::string device;
     std::string erase_size_file;

@@ -35,11 +35,11 @@ std::unique_ptr<HawkbitInstaller> SysupgradeInstaller::create(const InstallerCon
     return std::make_unique<SysupgradeInstaller>(context.installed_flash_type);
 }
 
-void SysupgradeInstaller::start_installation() {
+void SysupgradeInstaller::write_chip() {
     const std::string running = get_installed_nevra_version(version_file);
     if (running == chunk().version()) {
-        ZLOG_INFO("action", "start_installation", "message", "version is already installed",
-                  "version", running);
+        ZLOG_INFO_AS("start_installation", "action", "start_installation", "message",
+                     "version is already installed", "version", running);
         set_installed();
         return;
     }
@@ -59,7 +59,7 @@ void SysupgradeInstaller::run_sysupgrade() {
     log_command(sysupgrade);
 
     std::string output;
-    const int exit_code = common::POpen{sysupgrade}.wait(output, 0);
+    const int exit_code = common::POpen{sysupgrade, {}, lock_descriptor()}.wait(output, 0);
     if (exit_code == handed_over && output.find("Commencing upgrade") != std::string::npos) {
         // Continues after a signal: the tool ends all processes before it reboots.
         std::this_thread::sleep_for(upgrade_pause);
@@ -71,8 +71,8 @@ void SysupgradeInstaller::run_sysupgrade() {
     }
 }
 
-bool SysupgradeInstaller::installation_has_finished() {
-    if (OneTickInstaller::installation_has_finished()) {
+bool SysupgradeInstaller::chip_is_written() {
+    if (ChipInstaller::chip_is_written()) {
         return true;
     }
     const std::string running = get_installed_nevra_version(version_file);

@@ -5,14 +5,14 @@
 #include <memory>
 #include <string>
 
+#include "installer/chip_installer.h"
 #include "installer/installer_context.h"
-#include "installer/one_tick_installer.h"
 
 namespace zephran::installer {
 
 /// Writes a firmware image. The tool reboots the device. The installation is then resumed, and the
 /// running version shows whether it has succeeded.
-class SysupgradeInstaller : public OneTickInstaller {
+class SysupgradeInstaller : public ChipInstaller {
 public:
     /// Other values than these are for unit tests.
     struct Environment {
@@ -34,9 +34,9 @@ protected:
     /// Returns only if the version is already running; otherwise the device reboots, or it throws.
     /// @throws ProgramExecutionFailedException, common::AbnormalTerminationException,
     ///         common::POpenFailedException
-    void start_installation() override;
+    void write_chip() override;
     /// @throws VersionMismatchException if another version is running after the reboot
-    [[nodiscard]] bool installation_has_finished() override;
+    [[nodiscard]] bool chip_is_written() override;
 
 private:
     void run_sysupgrade();

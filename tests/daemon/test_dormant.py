@@ -1,9 +1,12 @@
 # SPDX-License-Identifier: Apache-2.0
 """A gateway agent that starts inactive."""
+import signal
+
 import pytest
 
 from bench import POLL_SECONDS
 from hawkbit_server import Code, Drop, Status
+from held_script import HeldScript
 
 DORMANT = ("--dormant", "true")
 
@@ -51,6 +54,26 @@ def test_dormant_agent_finishes_what_a_lost_report_interrupted(bench):
     assert [each.exit_status for each in bench.gateway.daemons[:-1]] == [1]
     assert action.status is Status.FINISHED
     bench.wait_until(lambda: bench.option("rebooted") == "0", "the end of the owed poll")
+
+
+def test_dormant_agent_goes_on_with_a_deployment_that_a_stop_interrupted(bench):
+    held = HeldScript(bench, "held")
+    action = bench.assign(held.module, bench.script("next", "echo fine"))
+    bench.configure("service.rebooted", "1")
+    daemon = bench.start(*DORMANT)
+    held.wait_until_it_runs()
+    taken = bench.option("rebooted")
+    daemon.signal(signal.SIGTERM)
+    held.release()
+
+    status = daemon.wait()
+    left = bench.option("rebooted")
+    open_still = action.active
+    bench.start(*DORMANT)
+    bench.wait_for_end(action)
+
+    assert (taken, status, left, open_still) == ("0", 0, "1", True)
+    assert action.status is Status.FINISHED
 
 
 @pytest.mark.parametrize("kind", ["deploymentBase", "cancelAction"])

@@ -6,7 +6,7 @@ import signal
 import pytest
 
 from hawkbit_server import Status
-from release import Release, let_it_poll_again
+from release import NEW, OLD, Release, let_it_poll_again
 
 LOCK = "/var/run/zephran.chip.lock"
 WAITS = "WARNING .*start_installation: event=waiting "
@@ -79,6 +79,57 @@ def test_cancelled_installation_is_no_longer_waited_for(bench):
     assert action.status is Status.CANCELED
     assert bench.gateway.calls() == calls
     bench.gateway.release("zwprogrammer")
+
+
+def test_firmware_waits_for_a_tool_too(bench):
+    release = Release(bench, ["zw", "os"])
+    radio, firmware = release.modules
+    action = bench.assign(radio)
+    daemon, _ = daemon_killed_while_held(bench, release, "zwprogrammer")
+    daemon.wait_for_line(WAITS)
+    bench.server.cancel(action)
+    bench.gateway.bus.call("force_poll")
+    bench.wait_for_end(action)
+
+    upgrade = bench.assign(firmware)
+    bench.gateway.bus.call("force_poll")
+    daemon.wait_for_line(WAITS, start=len(daemon.output.lines))
+    wait_for_steps(bench, daemon, 3)
+    held = bench.gateway.calls("sysupgrade")
+    running = bench.gateway.firmware
+    bench.gateway.release("zwprogrammer")
+    bench.wait_for_end(upgrade)
+
+    assert held == []
+    assert running == OLD
+    assert upgrade.status is Status.FINISHED
+    assert len(bench.gateway.calls("sysupgrade")) == 1
+    assert bench.gateway.firmware == NEW
+
+
+def test_second_tool_waits_for_what_a_killed_one_has_left_behind(bench):
+    release = Release(bench, ["zw"])
+    tool = (bench.gateway.run_dir / "sbin/zwprogrammer").read_text()
+    bench.gateway.tool("zwprogrammer", "#!/bin/sh\nwhile [ ! -e /tmp/go ]; do sleep 0.1; done &\nkill -9 $$\n")
+    action = release.assign()
+    daemon = release.supervise().daemon
+    bench.wait_for_end(action)
+    bench.gateway.tool("zwprogrammer", tool)
+
+    second = release.assign()
+    bench.gateway.bus.call("force_poll")
+    daemon.wait_for_line(WAITS)
+    wait_for_steps(bench, daemon, 3)
+    held = bench.gateway.calls()
+    go = bench.gateway.tmp / "go"
+    go.touch()
+    bench.wait_for_end(second)
+    go.unlink()
+
+    assert action.status is Status.ERROR
+    assert held == []
+    assert second.status is Status.FINISHED
+    release.assert_installed()
 
 
 def test_service_that_is_started_meanwhile_holds_nothing(bench):

@@ -146,6 +146,65 @@ TEST(AgentManagerRun, FailureOfAGatewayThatPollsAnywayLeavesNothing) {
     EXPECT_EQ(mark_after_failure(false, true), "");
 }
 
+/// Runs a dormant gateway until a signal, and exits with 7 if that leaves its reboot mark.
+[[noreturn]] void run_and_exit_with_mark(bool has_work) {
+    FakePlatform platform;
+    Events events;
+    unsigned pauses = 0;
+    AgentManager* running = nullptr;
+    RecordingManager manager{events, [&] {
+                                 if (++pauses == 3) {
+                                     (void)std::raise(SIGTERM);
+                                     if (has_work) {
+                                         running->get_agents().at("gateway")->force_poll();
+                                     }
+                                 }
+                             }};
+    running = &manager;
+    manager.run();
+    std::exit(platform.config.values["zephran.service.rebooted"] == "1" ? 7 : EXIT_SUCCESS);
+}
+
+TEST(AgentManagerRunDeathTest, StopLeavesTheWorkOfADormantGatewayToTheNextProcess) {
+    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+
+    EXPECT_EXIT(run_and_exit_with_mark(true), ::testing::ExitedWithCode(7), "");
+}
+
+TEST(AgentManagerRunDeathTest, StopOfADormantGatewayWithoutWorkLeavesNothing) {
+    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+
+    EXPECT_EXIT(run_and_exit_with_mark(false), ::testing::ExitedWithCode(0), "");
+}
+
+/// A signal stops the loop; the gateway's agent has gone by then, and the loop fails after that.
+[[noreturn]] void fail_after_the_gateway_has_gone() {
+    const FakePlatform platform;
+    Events events;
+    AgentManager* running = nullptr;
+    RecordingManager manager{events, [&] {
+                                 if (events.back() != "stopped") {
+                                     events.emplace_back("stopped");
+                                     (void)std::raise(SIGTERM);
+                                 } else if (running->get_agents().empty()) {
+                                     throw LoopLeft{};
+                                 }
+                             }};
+    running = &manager;
+    try {
+        manager.run();
+    } catch (const LoopLeft&) {
+        std::exit(3);
+    }
+    std::exit(EXIT_SUCCESS);
+}
+
+TEST(AgentManagerRunDeathTest, FailureAfterTheGatewayHasGoneStaysWhatItIs) {
+    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+
+    EXPECT_EXIT(fail_after_the_gateway_has_gone(), ::testing::ExitedWithCode(3), "");
+}
+
 TEST(AgentManagerRun, RemovesAbortedAgents) {
     const FakePlatform platform;
     Events events;

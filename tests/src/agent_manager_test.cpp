@@ -263,6 +263,22 @@ TEST_F(AgentManagerStep, AbortedAgentThatIsAskedForAgainLivesOn) {
     EXPECT_FALSE(first->is_aborted());
 }
 
+TEST_F(AgentManagerStep, OnlyAnAbortedAgentThatIsAskedForAgainTakesNewAttributes) {
+    configure();
+    hawkbit::Attributes old{{"device_name", "old"}};
+    hawkbit::Attributes other{{"device_name", "other"}};
+    hawkbit::Attributes returned{{"device_name", "returned"}};
+    manager.spawn_agent("device", old, {}, true);
+
+    manager.spawn_agent("device", other, {}, true);
+    EXPECT_THAT(manager.agent("device").attributes(), Contains(Pair("device_name", "old")));
+    manager.abort_agent("device");
+    manager.spawn_agent("device", returned, {}, true);
+
+    EXPECT_THAT(manager.agent("device").attributes(),
+                ElementsAre(Pair("device_name", "returned"), Pair("parent", "gateway")));
+}
+
 TEST_F(AgentManagerStep, AbortOfAnUnknownAgentIsIgnored) {
     configure();
     manager.spawn_dormant("device");

@@ -63,13 +63,13 @@ private:
 }  // namespace
 
 ScriptedPart::ScriptedPart(const std::string& part_type, unsigned priority) : part{part_type} {
-    InstallerFactory::register_installer(part, priority,
-                                         [this](const InstallerContext& /*context*/) {
-                                             if (script.fails_to_be_made) {
-                                                 ZEPHRAN_THROW(ScriptedFailure{});
-                                             }
-                                             return std::make_unique<ScriptedInstaller>(script);
-                                         });
+    InstallerFactory::register_installer(part, priority, [this](const InstallerContext& context) {
+        if (script.fails_to_be_made) {
+            ZEPHRAN_THROW(ScriptedFailure{});
+        }
+        script.context = context;
+        return std::make_unique<ScriptedInstaller>(script);
+    });
 }
 
 ScriptedPart::~ScriptedPart() {

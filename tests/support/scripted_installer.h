@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "common/exception.h"
+#include "installer/installer_context.h"
 
 namespace zephran::test {
 
@@ -31,6 +32,8 @@ struct InstallerScript {
     /// The same for those whose interrupted installation was resumed.
     std::vector<std::string> taken_up;
     unsigned cancellations = 0;
+    /// What the last one was made with.
+    InstallerContext context;
 };
 
 /// A part type with a scripted installer, registered while the object lives.

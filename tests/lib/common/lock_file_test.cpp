@@ -9,7 +9,6 @@
 #include <string>
 #include <thread>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -20,6 +19,7 @@
 #include "common/popen.h"
 #include "common/shell.h"
 #include "support/temporary_directory.h"
+#include "support/waiting_program.h"
 
 namespace {
 
@@ -108,20 +108,6 @@ TEST_F(LockFileTest, FileIsForItsUserAloneAndStays) {
     EXPECT_EQ(status.st_size, 0);
 }
 
-/// A program that waits until it is told to end.
-class WaitingProgram {
-public:
-    WaitingProgram() { EXPECT_EQ(mkfifo(pipe.c_str(), S_IRUSR | S_IWUSR), 0); }
-
-    [[nodiscard]] std::string command() const { return "exec cat >/dev/null <'" + pipe + "'"; }
-    /// It must have been started.
-    void end() const { close(open(pipe.c_str(), O_WRONLY | O_CLOEXEC)); }
-
-private:
-    TemporaryDirectory directory;
-    std::string pipe = directory.path("pipe");
-};
-
 /// Takes the lock in another process, starts a program there, and kills the process.
 void kill_the_holder(const std::string& path, const std::string& command, bool inherits) {
     const pid_t holder = fork();
@@ -168,6 +154,29 @@ TEST_F(LockFileTest, UnlockTakesItFromProgramsToo) {
     EXPECT_TRUE(is_free());
     program.end();
     EXPECT_EQ(running.wait(0), 0);
+}
+
+TEST_F(LockFileTest, LeftToAProgramItLastsAsLongAsTheProgram) {
+    const WaitingProgram program;
+    ASSERT_TRUE(lock.try_to_lock());
+    POpen running{program.command(), {}, lock.descriptor()};
+
+    lock.leave();
+    EXPECT_EQ(lock.descriptor(), -1);
+    EXPECT_FALSE(is_free());
+    EXPECT_FALSE(lock.try_to_lock());
+    program.end();
+    EXPECT_EQ(running.wait(0), 0);
+
+    EXPECT_TRUE(lock.try_to_lock());
+}
+
+TEST_F(LockFileTest, LeftToNobodyItIsFree) {
+    ASSERT_TRUE(lock.try_to_lock());
+
+    lock.leave();
+
+    EXPECT_TRUE(is_free());
 }
 
 TEST_F(LockFileTest, DirectoryPipeAndDeviceAreRefused) {

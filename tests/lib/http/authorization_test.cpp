@@ -100,6 +100,31 @@ TEST_F(Token, IsNotInTheTraceOfLibcurl) {
     EXPECT_THAT(log.text(), Not(HasSubstr("s3cr3t-of-the-target")));
 }
 
+TEST(Trace, HeadersOfTheServerCannotForgeALine) {
+    const test::LoopbackHttpServer server{
+        {{200, "", {{"X-Forged", "a\r12:00:00 ERROR main.cpp:1 main: \x1b[2J\x7f"}}, false}}};
+    const CapturedLog log{"DEBUG"};
+
+    CurlImpl{TransportSettings{}}.send_get_request(server.url("/a"));
+
+    EXPECT_THAT(log.text(), HasSubstr("\n< X-Forged: a\\x0d12:00:00 ERROR main.cpp:1 main: "
+                                      "\\x1b[2J\\x7f\n"));
+    EXPECT_THAT(log.text(), Not(HasSubstr("\r")));
+    EXPECT_THAT(log.text(), Not(HasSubstr("\x1b")));
+}
+
+TEST(Trace, FurtherLinesOfAHeadAreIndented) {
+    const test::LoopbackHttpServer server{{{200, "", {}, false}}};
+    const CapturedLog log{"DEBUG"};
+
+    CurlImpl{TransportSettings{}}.send_get_request(server.url("/a"));
+
+    EXPECT_THAT(log.text(), HasSubstr("\n> GET /a HTTP/1.1\n    Host: " + server.authority() +
+                                      "\n    Accept: */*\n"));
+    EXPECT_THAT(log.text(), HasSubstr("\n< HTTP/1.1 200 "));
+    EXPECT_THAT(log.text(), HasSubstr("\n* "));
+}
+
 TEST(Secret, IsMaskedWhereverItStands) {
     EXPECT_EQ(without_secret("a key, key", "key"), "a ***, ***");
     EXPECT_EQ(without_secret("keykey", "key"), "******");

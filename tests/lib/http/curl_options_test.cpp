@@ -205,7 +205,9 @@ TEST_F(CurlOptions, AreVerboseOnlyWhileDebugMessagesAreOn) {
     debug_logger.enabled = false;
 
     EXPECT_THAT(quiet, Not(Contains(CURLOPT_VERBOSE)));
+    EXPECT_THAT(quiet, Not(Contains(CURLOPT_DEBUGFUNCTION)));
     EXPECT_EQ(probe.option_names().back(), CURLOPT_VERBOSE);
+    EXPECT_THAT(probe.option_names(), Contains(CURLOPT_DEBUGFUNCTION));
     EXPECT_EQ(probe.value(CURLOPT_VERBOSE), "1");
 }
 

@@ -12,9 +12,21 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
+using ::testing::Pair;
 
 class HawkbitAgentCancel : public ::testing::Test, protected AgentBench {
 protected:
+    static InstallerContext context_of(const std::string& modem) {
+        InstallerContext context;
+        context.mac_address = common::MacAddress::parse(modem);
+        return context;
+    }
+    void install() {
+        offer(scripted_deployment(1));
+        agent->restart();
+        tick_while([this] { return part.script.started.empty(); });
+    }
+
     /// The server withdraws the deployment and asks for its cancellation.
     void ask_for_cancellation() {
         server.close_deployment();
@@ -234,12 +246,47 @@ TEST_F(HawkbitAgentCancel, AgentThatLivesOnDoesNotReportTheCancellationOfItsAbor
 
     agent->abort();
     tick(1);
-    agent->live_on();
+    agent->live_on({});
     EXPECT_FALSE(agent->is_aborted());
     run_to_end_of_deployment();
 
     EXPECT_THAT(server.exchanges, IsEmpty());
     EXPECT_EQ(part.script.cancellations, 1U);
+}
+
+TEST_F(HawkbitAgentCancel, AgentThatLivesOnInstallsForTheDeviceThatHasComeBack) {
+    make_introduced({context_of("02:00:00:00:00:01"), {{"device_name", "old"}}, {}, false});
+    agent->abort();
+
+    agent->live_on({context_of("02:00:00:00:00:02"), {{"device_name", "new"}}, {}, false});
+    install();
+
+    EXPECT_EQ(part.script.context.mac_address.str(), "02:00:00:00:00:02");
+    EXPECT_THAT(*agent->control()->attributes(), ElementsAre(Pair("device_name", "new")));
+}
+
+TEST_F(HawkbitAgentCancel, AgentThatLivesOnReportsItsAttributesIfTheyHaveChanged) {
+    make_introduced({{}, {{"device_name", "old"}}, {}, false});
+    agent->abort();
+    agent->live_on({{}, {{"device_name", "old"}}, {}, false});
+    run_cycle();
+    EXPECT_THAT(server.exchanges, Not(Contains(HasSubstr("config"))));
+
+    agent->abort();
+    agent->live_on({{}, {{"device_name", "new"}}, {}, false});
+    run_cycle();
+
+    EXPECT_THAT(server.exchanges, Contains(HasSubstr("config")));
+}
+
+TEST_F(HawkbitAgentCancel, AgentThatWasNotGivenUpStaysAsItIs) {
+    make_introduced({context_of("02:00:00:00:00:01"), {{"device_name", "old"}}, {}, false});
+
+    agent->live_on({context_of("02:00:00:00:00:02"), {{"device_name", "new"}}, {}, false});
+    install();
+
+    EXPECT_EQ(part.script.context.mac_address.str(), "02:00:00:00:00:01");
+    EXPECT_THAT(*agent->control()->attributes(), ElementsAre(Pair("device_name", "old")));
 }
 
 TEST_F(HawkbitAgentCancel, AbortWithoutADeploymentOnlyMarksTheAgent) {

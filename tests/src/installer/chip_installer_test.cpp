@@ -11,10 +11,12 @@
 #include "chip_lock.h"
 #include "common/lock_file.h"
 #include "installer/exceptions.h"
+#include "installer/system_command.h"
 #include "support/captured_log.h"
 #include "support/fake_platform.h"
 #include "support/make_chunk.h"
 #include "support/simulated_tools.h"
+#include "support/waiting_program.h"
 
 namespace zephran::installer {
 namespace {
@@ -26,6 +28,8 @@ public:
 
     unsigned writes = 0;
     bool fails = false;
+    /// Inherits the lock.
+    std::string tool;
     bool was_free = false;
     bool had_descriptor = false;
 
@@ -34,6 +38,9 @@ protected:
         ++writes;
         was_free = common::LockFile{lock_path}.try_to_lock();
         had_descriptor = lock_descriptor() != -1;
+        if (!tool.empty()) {
+            run_required_command(tool, lock_descriptor());
+        }
         if (fails) {
             ZEPHRAN_THROW(InstallationFailedException{});
         }
@@ -99,6 +106,29 @@ TEST_F(ChipInstallerTest, FailureReleasesTheLock) {
 
     EXPECT_EQ(installer.error().error_message, "Failed to install artifacts");
     EXPECT_TRUE(is_free());
+}
+
+TEST_F(ChipInstallerTest, FailureLeavesTheLockToWhatTheToolHasLeftBehind) {
+    const WaitingProgram rest;
+    installer.tool = "{ " + rest.command() + "; } & kill -9 $$";
+
+    tick(2);
+    EXPECT_EQ(installer.error().error_message, "External program returned an error");
+    EXPECT_FALSE(is_free());
+    rest.end();
+
+    EXPECT_TRUE(becomes_free(path));
+}
+
+TEST_F(ChipInstallerTest, SuccessReleasesTheLockWhateverTheToolHasLeftBehind) {
+    const WaitingProgram rest;
+    installer.tool = "{ " + rest.command() + "; } &";
+
+    tick(2);
+
+    EXPECT_FALSE(installer.error().has_error);
+    EXPECT_TRUE(is_free());
+    rest.end();
 }
 
 TEST_F(ChipInstallerTest, WaitsUntilTheLockIsFreeAndSaysSoOnce) {

@@ -15,6 +15,7 @@
 #include "support/fake_platform.h"
 #include "support/image_chunk.h"
 #include "support/simulated_tools.h"
+#include "support/waiting_program.h"
 
 namespace {
 
@@ -347,6 +348,18 @@ TEST_F(MTDInstallerTest, NoAttemptsLeaveThePartitionErased) {
 
     expect_failure("Failed to install artifacts");
     EXPECT_EQ(tools.calls(), Lines{erase_command()});
+}
+
+TEST_F(MTDInstallerTest, NothingIsStartedBesideAToolThatOutlivesItsShell) {
+    const WaitingProgram rest;
+    write_with("{ " + rest.command() + "; } & kill -9 $$");
+
+    start(100);
+
+    EXPECT_EQ(installer->error().error_message, "Failed to install artifacts");
+    EXPECT_EQ(tools.calls().size(), 2U);
+    rest.end();
+    EXPECT_TRUE(becomes_free(lock_of_chips(platform)));
 }
 
 TEST_F(MTDInstallerTest, PartitionThatReadsBackDifferentlyIsAnError) {

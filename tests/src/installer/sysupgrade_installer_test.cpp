@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "chip_lock.h"
 #include "installer/exceptions.h"
 #include "support/captured_log.h"
 #include "support/fake_platform.h"
@@ -212,6 +213,33 @@ TEST_F(SysupgradeInstallerTest, WaitsForTheRebootAfterTheToolHasHandedOver) {
         "program_output: Commencing upgrade. Closing all shell sessions.\n");
     EXPECT_EQ(platform.recovered_installs, 1U);
     EXPECT_EQ(platform.config.values.at(unconfirmed), old_version);
+}
+
+TEST_F(SysupgradeInstallerTest, ToolHoldsTheLock) {
+    start_with(held_lock(platform));
+
+    EXPECT_EQ(platform.directory.read("held"), lock_of_chips(platform) + "\n");
+    EXPECT_TRUE(becomes_free(lock_of_chips(platform)));
+}
+
+TEST_F(SysupgradeInstallerTest, NothingIsPreparedOrRunWhileAnotherToolWritesAChip) {
+    common::LockFile other_tool{lock_of_chips(platform)};
+    ASSERT_TRUE(other_tool.try_to_lock());
+
+    start_with("echo 'FIRMWARE_VERSION=2.1 FIRMWARE_DATE=20260101' >'" + environment.version_file +
+               "'");
+    installer->tick();
+    EXPECT_TRUE(tools.calls().empty());
+    EXPECT_TRUE(platform.prepared_installs.empty());
+    EXPECT_TRUE(platform.config.values.empty());
+    EXPECT_FALSE(installer->error().has_error);
+    other_tool.unlock();
+    installer->tick();
+
+    EXPECT_EQ(tools.calls().size(), 1U);
+    EXPECT_EQ(platform.prepared_installs, Lines{"os"});
+    EXPECT_TRUE(installer->is_finished());
+    EXPECT_EQ(platform.config.values.at(previous), old_version);
 }
 
 TEST_F(SysupgradeInstallerTest, WaitForTheRebootContinuesAfterSignals) {
