@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -53,9 +53,8 @@ extern "C" int __wrap_fsync(int descriptor) {
         syncs.bytes_of_first = fs::file_size(path);
     }
     syncs.paths.push_back(path);
-    syncs.inheritable =
-        syncs.inheritable ||
-        (static_cast<unsigned>(fcntl(descriptor, F_GETFD)) & unsigned{FD_CLOEXEC}) == 0;
+    syncs.inheritable = syncs.inheritable || (static_cast<unsigned>(fcntl(descriptor, F_GETFD)) &
+                                              unsigned{FD_CLOEXEC}) == 0;
     if (path == syncs.failing) {
         errno = syncs.error;
         return -1;
