@@ -152,8 +152,8 @@ void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& prope
     constexpr bool always_https = true;
     auto agent = std::make_unique<HawkbitAgent>(
         hawkbit::ControllerURLBuilder{id, settings.server, settings.tenant, always_https},
-        HawkbitAgent::Environment::real(settings.transport));
-    agent->configure({context, properties, settings.schedule, dormant});
+        HawkbitAgent::Environment::real(settings.transport, settings.digest));
+    agent->configure({context, properties, settings.schedule, dormant, settings.downloads});
     agents.emplace(id, std::move(agent));
     publish_controls();
 }
@@ -182,7 +182,7 @@ void AgentManager::tick_agents() {
 void AgentManager::abort_agents() {
     ZLOG_WARNING("event", "abort_agents");
     for (const auto& agent : agents) {
-        agent.second->abort();
+        agent.second->stop();
     }
 }
 

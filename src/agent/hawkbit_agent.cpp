@@ -17,9 +17,9 @@ constexpr std::chrono::minutes shortest_backoff{5};
 
 }  // namespace
 
-HawkbitAgent::Environment HawkbitAgent::Environment::real(
-    const http::TransportSettings& transport) {
-    return {std::make_unique<hawkbit::Client>(transport),
+HawkbitAgent::Environment HawkbitAgent::Environment::real(const http::TransportSettings& transport,
+                                                          hawkbit::Digest digest) {
+    return {std::make_unique<hawkbit::Client>(transport, digest),
             [transport] {
                 return http::Client{http::ClientImplementationType::curl, transport};
             },
@@ -66,6 +66,13 @@ void HawkbitAgent::abort() {
         // The agent may live on before the cancellation has ended, which must not be reported.
         deployment->withdraw();
     }
+}
+
+void HawkbitAgent::stop() {
+    if (is_deploying()) {
+        deployment->deployer().prepare_stop();
+    }
+    abort();
 }
 
 bool HawkbitAgent::is_deploying() const {
