@@ -158,7 +158,12 @@ void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& prope
     if (id != settings.gateway_id) {
         properties[hawkbit::parent_attribute] = settings.gateway_id;
     }
-    AgentSettings agent_settings{context, properties, settings.schedule, dormant};
+    AgentSettings agent_settings;
+    agent_settings.context = context;
+    agent_settings.attributes = properties;
+    agent_settings.schedule = settings.schedule;
+    agent_settings.dormant = dormant;
+    agent_settings.downloads = settings.downloads;
     const auto existing = agents.find(id);
     if (existing != agents.end()) {
         existing->second->live_on(std::move(agent_settings));
@@ -167,7 +172,7 @@ void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& prope
     constexpr bool always_https = true;
     auto agent = std::make_unique<HawkbitAgent>(
         hawkbit::ControllerURLBuilder{id, settings.server, settings.tenant, always_https},
-        HawkbitAgent::Environment::real(settings.transport));
+        HawkbitAgent::Environment::real(settings.transport, settings.digest));
     agent->configure(std::move(agent_settings));
     agents.emplace(id, std::move(agent));
     publish_controls();
@@ -197,7 +202,7 @@ void AgentManager::tick_agents() {
 void AgentManager::abort_agents() {
     ZLOG_WARNING("event", "abort_agents");
     for (const auto& agent : agents) {
-        agent.second->abort();
+        agent.second->stop();
     }
 }
 

@@ -15,6 +15,7 @@
 #include "hawkbit/attributes.h"
 #include "http/transport_settings.h"
 #include "installer/installer_context.h"
+#include "options/download_options.h"
 #include "schedule/update_schedule.h"
 
 namespace zephran {
@@ -34,6 +35,9 @@ struct AgentManagerSettings {
     /// Without one, deployments may start at any time.
     std::optional<UpdateSchedule> schedule;
     http::TransportSettings transport;
+    DownloadOptions downloads;
+    /// The sum by which artifacts are verified.
+    hawkbit::Digest digest = hawkbit::Digest::md5;
     /// Starts the gateway's agent dormant.
     bool dormant = false;
 };

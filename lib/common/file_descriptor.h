@@ -17,7 +17,10 @@ public:
     FileDescriptor(const FileDescriptor&) = delete;
     FileDescriptor(FileDescriptor&& other) noexcept : number{std::exchange(other.number, -1)} {}
     FileDescriptor& operator=(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(FileDescriptor&&) = delete;
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+        std::swap(number, other.number);
+        return *this;
+    }
     ~FileDescriptor() {
         if (is_open()) {
             ::close(number);

@@ -9,10 +9,10 @@ namespace {
 // Enough to find the newest report of an interrupted deployment.
 constexpr const char* history_query = "actionHistory=10";
 
-template <class Message>
-Message fetch(const http::TransportSettings& settings, const common::URI& uri) {
+template <class Message, class... Choice>
+Message fetch(const http::TransportSettings& settings, const common::URI& uri, Choice... choice) {
     Message message;
-    message.from_json(http::JSONGETRequester{settings}(uri));
+    message.from_json(http::JSONGETRequester{settings}(uri), choice...);
     return message;
 }
 
@@ -29,8 +29,8 @@ ControllerStatusMessage Client::fetch_controller_status(const Controller& contro
 }
 
 DeploymentActionMessage Client::fetch_deployment_action(const Controller& controller) const {
-    return fetch<DeploymentActionMessage>(settings,
-                                          controller.deployment_base().with_query(history_query));
+    return fetch<DeploymentActionMessage>(
+        settings, controller.deployment_base().with_query(history_query), digest);
 }
 
 CancelActionMessage Client::fetch_cancel_action(const Controller& controller) const {

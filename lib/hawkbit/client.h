@@ -39,8 +39,10 @@ public:
 /// The exchanges over HTTP.
 class Client : public ClientInterface {
 public:
-    explicit Client(http::TransportSettings transport_settings)
-        : settings{std::move(transport_settings)} {}
+    /// @param preferred_digest sums that deployments have to state
+    explicit Client(http::TransportSettings transport_settings,
+                    Digest preferred_digest = Digest::md5)
+        : settings{std::move(transport_settings)}, digest{preferred_digest} {}
 
     [[nodiscard]] ControllerStatusMessage fetch_controller_status(
         const Controller& controller) const override;
@@ -58,6 +60,7 @@ public:
 
 private:
     http::TransportSettings settings;
+    Digest digest;
 };
 
 }  // namespace zephran::hawkbit

@@ -45,4 +45,9 @@ void Client::download_to_file(const std::string& url, const std::string& filenam
     transport->download_to_file(url, file);
 }
 
+void Client::download_part(const std::string& url, const RangeWanted& wanted,
+                           PartialReceiver& receiver) const {
+    transport->download_part(url, wanted, receiver);
+}
+
 }  // namespace zephran::http

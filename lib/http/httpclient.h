@@ -10,7 +10,7 @@
 
 namespace zephran::http {
 
-/// Owns one transport and forwards each request to it. Not shared between threads.
+/// Owns one transport and forwards each request to it. Not used by two threads at once.
 class Client {
 public:
     /// @throws common::NotImplementedException for a type without a transport
@@ -41,6 +41,10 @@ public:
     /// @throws common::OutputFileOpenException with common::filename_tag, before any traffic, also
     ///         if a directory has this name
     void download_to_file(const std::string& url, const std::string& filename) const;
+
+    /// Downloads a file, or the rest of one.
+    void download_part(const std::string& url, const RangeWanted& wanted,
+                       PartialReceiver& receiver) const;
 
 private:
     std::unique_ptr<ClientInterface> transport;

@@ -6,6 +6,7 @@
 
 #include "common/logprint.h"
 #include "http/exceptions.h"
+#include "http/head_reader.h"
 #include "http/transfer_log.h"
 
 #if __has_include(<resolv.h>)
@@ -23,6 +24,37 @@ void reload_resolver_configuration() {
     // the transfer itself reports it if it matters.
     static_cast<void>(res_init());
 #endif
+}
+
+/// A receiver together with what was read of the head that it is to be told.
+struct PartialAnswer {
+    PartialReceiver* receiver;
+    HeadReader head{};
+};
+
+std::size_t take_header_cb(char* data, std::size_t size, std::size_t nmemb,
+                           void* userdata) noexcept {
+    auto& answer = *static_cast<PartialAnswer*>(userdata);
+    try {
+        const bool is_complete = answer.head.add({data, size * nmemb});
+        if (is_complete && !answer.receiver->take_head(answer.head.head())) {
+            return 0;
+        }
+    } catch (const std::exception&) {
+        // Out of memory: libcurl ends the transfer, which perform() reports.
+        return 0;
+    }
+    return size * nmemb;
+}
+
+std::size_t take_body_cb(char* data, std::size_t size, std::size_t nmemb, void* userdata) noexcept {
+    auto& answer = *static_cast<PartialAnswer*>(userdata);
+    return answer.receiver->take(data, size * nmemb) ? size * nmemb : 0;
+}
+
+int stop_cb(void* userdata, curl_off_t /*expected*/, curl_off_t /*received*/,
+            curl_off_t /*to_send*/, curl_off_t /*sent*/) noexcept {
+    return static_cast<PartialAnswer*>(userdata)->receiver->is_stopped() ? 1 : 0;
 }
 
 [[noreturn]] void throw_error_status(const CurlRequest& request, const char* error_text) {
@@ -49,6 +81,30 @@ void CurlImpl::download_to_file(const std::string& url, std::ostream& out) {
     CurlRequest request{"GET", url, CurlRequest::Kind::artifact};
     setopt(request.handle(), CURLOPT_WRITEFUNCTION, write_file_cb);
     setopt(request.handle(), CURLOPT_WRITEDATA, &out);
+    perform(request);
+}
+
+void CurlImpl::download_part(const std::string& url, const RangeWanted& wanted,
+                             PartialReceiver& receiver) {
+    // As large as the command line tool's: larger blocks need fewer writes.
+    constexpr long buffer_size = 102'400;
+    PartialAnswer answer{&receiver};
+    CurlRequest request{"GET", url, CurlRequest::Kind::artifact};
+    // A handler of signals must not be changed beside the main thread.
+    setopt(request.handle(), CURLOPT_NOSIGNAL, 1L);
+    setopt(request.handle(), CURLOPT_BUFFERSIZE, buffer_size);
+    setopt(request.handle(), CURLOPT_HEADERFUNCTION, take_header_cb);
+    setopt(request.handle(), CURLOPT_HEADERDATA, static_cast<void*>(&answer));
+    setopt(request.handle(), CURLOPT_WRITEFUNCTION, take_body_cb);
+    setopt(request.handle(), CURLOPT_WRITEDATA, static_cast<void*>(&answer));
+    setopt(request.handle(), CURLOPT_NOPROGRESS, 0L);
+    setopt(request.handle(), CURLOPT_XFERINFOFUNCTION, stop_cb);
+    setopt(request.handle(), CURLOPT_XFERINFODATA, static_cast<void*>(&answer));
+    if (wanted.from != 0) {
+        // As a header of its own: with libcurl's option for it, some versions take 416 for success.
+        request.add_header("Range: bytes=" + std::to_string(wanted.from) + "-");
+        request.add_header("If-Range: " + wanted.entity_tag);
+    }
     perform(request);
 }
 

@@ -26,6 +26,8 @@ public:
 
     void set_client_certificate(const ClientCertificate& certificate) override;
     void download_to_file(const std::string& url, std::ostream& out) override;
+    void download_part(const std::string& url, const RangeWanted& wanted,
+                       PartialReceiver& receiver) override;
     std::string send_delete_request(const std::string& url) override;
     std::string send_get_request(const std::string& url) override;
     std::string send_patch_request(const std::string& url, const std::string& body,

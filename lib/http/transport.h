@@ -4,6 +4,7 @@
 #include <ostream>
 #include <string>
 
+#include "http/partial_transfer.h"
 #include "http/transport_settings.h"
 
 namespace zephran::http {
@@ -21,6 +22,10 @@ public:
     virtual void set_client_certificate(const ClientCertificate& certificate) = 0;
     /// Writes the response body into `out` as it arrives.
     virtual void download_to_file(const std::string& url, std::ostream& out) = 0;
+    /// Downloads a file, or the rest of one, for a receiver that can end the transfer. Also on
+    /// another thread than the main one.
+    virtual void download_part(const std::string& url, const RangeWanted& wanted,
+                               PartialReceiver& receiver) = 0;
     virtual std::string send_delete_request(const std::string& url) = 0;
     virtual std::string send_get_request(const std::string& url) = 0;
     virtual std::string send_patch_request(const std::string& url, const std::string& body,

@@ -17,9 +17,9 @@ constexpr std::chrono::minutes shortest_backoff{5};
 
 }  // namespace
 
-HawkbitAgent::Environment HawkbitAgent::Environment::real(
-    const http::TransportSettings& transport) {
-    return {std::make_unique<hawkbit::Client>(transport),
+HawkbitAgent::Environment HawkbitAgent::Environment::real(const http::TransportSettings& transport,
+                                                          hawkbit::Digest digest) {
+    return {std::make_unique<hawkbit::Client>(transport, digest),
             [transport] {
                 return http::Client{http::ClientImplementationType::curl, transport};
             },
@@ -75,6 +75,13 @@ void HawkbitAgent::live_on(AgentSettings new_settings) {
     // The server still knows the old ones.
     starting_up = starting_up || new_settings.attributes != settings.attributes;
     configure(std::move(new_settings));
+}
+
+void HawkbitAgent::stop() {
+    if (is_deploying()) {
+        deployment->deployer().prepare_stop();
+    }
+    abort();
 }
 
 bool HawkbitAgent::is_deploying() const {

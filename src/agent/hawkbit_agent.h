@@ -47,6 +47,7 @@ struct AgentSettings {
     std::optional<UpdateSchedule> schedule;
     /// A dormant agent polls only when forced.
     bool dormant = false;
+    DownloadOptions downloads;
 };
 
 /// One target of the update server: the gateway itself or a device behind it. It polls the server
@@ -61,7 +62,9 @@ public:
     /// What reaches outside. Other values than the daemon's own are for unit tests.
     struct Environment {
         /// The update server over HTTP, and the system's clock.
-        static Environment real(const http::TransportSettings& transport);
+        /// @param digest the sum by which artifacts are verified
+        static Environment real(const http::TransportSettings& transport,
+                                hawkbit::Digest digest = hawkbit::Digest::md5);
 
         std::unique_ptr<hawkbit::ClientInterface> client;
         HawkbitDeployer::MakeHttpClient make_http_client;
@@ -90,6 +93,8 @@ public:
     void force_poll();
     /// Gives up the agent: a running deployment is cancelled without a report.
     void abort();
+    /// The same because the daemon ends: the next process may go on with a download.
+    void stop();
     /// Takes abort() back, if there was one: the device has come back, perhaps with other
     /// properties or at another address. A deployment that abort() has cancelled stays cancelled.
     void live_on(AgentSettings new_settings);

@@ -51,7 +51,7 @@ void HawkbitAgent::start_deployer() {
 
     deployment = std::make_unique<RunningDeployment>(
         std::make_unique<HawkbitDeployer>(settings.attributes, std::move(action), settings.context,
-                                          make_http_client),
+                                          make_http_client, settings.downloads),
         controller);
     if (is_interrupted) {
         resume_deployer();

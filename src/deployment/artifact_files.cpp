@@ -9,9 +9,11 @@
 #include "common/exception.h"
 #include "common/logprint.h"
 #include "common/regular_file.h"
-#include "crypto/md5.h"
+#include "deployment/partial_file.h"
 #include "hawkbit/artifact_name.h"
+#include "hawkbit/controller.h"
 #include "hawkbit/exceptions.h"
+#include "installer/artifact_digest.h"
 #include "installer/artifact_path.h"
 
 namespace zephran::artifact_files {
@@ -21,23 +23,30 @@ namespace {
 using Artifact = hawkbit::DeploymentActionMessage::Artifact;
 using Chunk = hawkbit::DeploymentActionMessage::Chunk;
 
-void require_checksum(const std::string& path, const std::vector<std::uint8_t>& expected) {
+void require_checksum(const std::string& path, const Artifact& artifact) {
     common::RegularFile file{path};
-    crypto::MD5 md5;
+    const auto hash = artifact_digest::make(artifact);
     for (const auto* block = &file.read(); !block->empty(); block = &file.read()) {
-        md5.update(*block);
+        hash->update(*block);
     }
-    if (md5.digest() != expected) {
+    if (hash->digest() != artifact_digest::stated(artifact)) {
         ZEPHRAN_THROW(hawkbit::ChecksumMismatchException{} << common::filename_tag{path});
     }
 }
 
 }  // namespace
 
+std::string download_url(const Artifact& artifact) {
+    const common::URI& link =
+        artifact.download().empty() ? artifact.download_http() : artifact.download();
+    hawkbit::require_web_link(link);
+    return link.str();
+}
+
 void verify(const Artifact& artifact) {
     const std::string path = artifact_path(artifact);
     try {
-        require_checksum(path, artifact.md5());
+        require_checksum(path, artifact);
     } catch (const std::exception& error) {
         ZLOG_WARNING_AS("verify_artifact", "event", "exception_caught", "action", "verify_artifact",
                         "what", boost::diagnostic_information(error));
@@ -53,6 +62,14 @@ void remove(const Chunk& chunk) {
     for (const Artifact& artifact : chunk.artifacts()) {
         if (hawkbit::is_safe_artifact_name(artifact.filename())) {
             ::unlink(artifact_path(artifact).c_str());
+        }
+    }
+}
+
+void remove_partial(const Chunk& chunk) {
+    for (const Artifact& artifact : chunk.artifacts()) {
+        if (hawkbit::is_safe_artifact_name(artifact.filename())) {
+            PartialFile{artifact_path(artifact)}.remove();
         }
     }
 }

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "deployment/partial_file.h"
+
 namespace zephran {
 
 namespace {
@@ -15,11 +17,14 @@ std::set<std::string>& claimed_names() {
     return names;
 }
 
-std::set<std::string> names_in(const std::vector<FileClaim::Chunk>& chunks) {
+std::set<std::string> names_in(const std::vector<FileClaim::Chunk>& chunks, FileClaim::Names kind) {
     std::set<std::string> names;
     for (const auto& chunk : chunks) {
         for (const auto& artifact : chunk.artifacts()) {
             names.insert(artifact.filename());
+            if (kind == FileClaim::Names::of_partial_files_too) {
+                names.insert(PartialFile::name_for(artifact.filename()));
+            }
         }
     }
     return names;
@@ -27,11 +32,11 @@ std::set<std::string> names_in(const std::vector<FileClaim::Chunk>& chunks) {
 
 }  // namespace
 
-bool FileClaim::acquire(const std::vector<Chunk>& chunks) {
+bool FileClaim::acquire(const std::vector<Chunk>& chunks, Names kind) {
     if (held) {
         return true;
     }
-    auto wanted = names_in(chunks);
+    auto wanted = names_in(chunks, kind);
     auto& claimed = claimed_names();
     if (std::any_of(wanted.begin(), wanted.end(),
                     [&](const std::string& name) { return claimed.count(name) != 0; })) {

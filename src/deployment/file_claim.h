@@ -23,9 +23,11 @@ public:
     FileClaim& operator=(FileClaim&&) = delete;
     ~FileClaim() { release(); }
 
+    enum class Names { of_artifacts, of_partial_files_too };
+
     /// Claims the names of all artifacts, or none of them if another claim has one.
     /// @returns true if they are claimed, also by an earlier call
-    bool acquire(const std::vector<Chunk>& chunks);
+    bool acquire(const std::vector<Chunk>& chunks, Names kind = Names::of_artifacts);
     void release();
     [[nodiscard]] bool is_held() const { return held; }
 

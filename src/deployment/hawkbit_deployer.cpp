@@ -22,13 +22,17 @@ constexpr DeviceStore::Caller store_rebooted{"store_rebooted"};
 
 HawkbitDeployer::HawkbitDeployer(const hawkbit::Attributes& attributes,
                                  hawkbit::DeploymentActionMessage deployment,
-                                 InstallerContext installer_context, MakeHttpClient make_client)
+                                 InstallerContext installer_context, MakeHttpClient make_client,
+                                 const DownloadOptions& download_options,
+                                 ArtifactDownload::Environment download_environment)
     : AdvancingFSM{*this},
       target_attributes{attributes},
       action{std::move(deployment)},
       context{std::move(installer_context)},
-      make_http_client{std::move(make_client)} {
-    file_claim.acquire(action.chunks());
+      make_http_client{std::move(make_client)},
+      downloads{download_options},
+      environment{std::move(download_environment)} {
+    static_cast<void>(claim_files());
 }
 
 HawkbitDeployer::~HawkbitDeployer() = default;

@@ -9,6 +9,7 @@
 
 #include "common/exception.h"
 #include "common/logprint.h"
+#include "deployment/artifact_download.h"
 #include "deployment/file_claim.h"
 #include "fsm/advancing_fsm.h"
 #include "hawkbit/attributes.h"
@@ -16,6 +17,7 @@
 #include "http/httpclient.h"
 #include "installer/error_record.h"
 #include "installer/installer_context.h"
+#include "options/download_options.h"
 
 namespace zephran {
 
@@ -53,9 +55,11 @@ public:
     /// @param attributes of the target; must outlive the deployer
     /// @param deployment with its chunks in the order of installation
     /// @param make_client creates the client of each download
+    /// @param download_environment other than the daemon's own is for unit tests
     HawkbitDeployer(const hawkbit::Attributes& attributes,
                     hawkbit::DeploymentActionMessage deployment, InstallerContext installer_context,
-                    MakeHttpClient make_client);
+                    MakeHttpClient make_client, const DownloadOptions& download_options = {},
+                    ArtifactDownload::Environment download_environment = {});
     ~HawkbitDeployer() override;
 
     /// One step of the deployment and of its installer.
@@ -63,6 +67,13 @@ public:
     /// Ends the deployment at once if no installation is running; otherwise asks the installer to
     /// cancel.
     void cancel();
+
+    /// Called before the deployment is given up because the daemon ends: what has arrived of an
+    /// artifact is kept for the next process if downloads are resumed. A running transfer is waited
+    /// for unless a stop is to end it.
+    void prepare_stop();
+    /// The first half of it, for a daemon that ends whatever a transfer does.
+    void keep_partial_files() { keeps_partial_files = true; }
 
     /// Finds the interrupted installation in the action's history and continues with its chunk.
     /// Does nothing without a history. The installation is taken up once the deployer owns its file
@@ -100,10 +111,12 @@ public:
     [[nodiscard]] bool owns_files();
     [[nodiscard]] bool chunks_left();
     [[nodiscard]] bool artifacts_left();
+    [[nodiscard]] bool artifact_arrived();
     [[nodiscard]] bool installer_done();
     [[nodiscard]] bool chunk_already_installed();
     void select_next_chunk();
     void select_next_artifact();
+    void continue_download();
     void download_artifact();
     void verify_artifact();
     void start_installer();
@@ -129,6 +142,10 @@ private:
     [[nodiscard]] const Artifact& artifact() const { return chunk().artifacts()[artifact_index]; }
     [[nodiscard]] bool has_current_chunk() const { return chunk_index_ < chunk_count(); }
     [[nodiscard]] bool has_current_artifact() const;
+    [[nodiscard]] bool claim_files();
+    [[nodiscard]] DownloadTask download_task() const;
+    void begin_download();
+    void require_space_for_chunk() const;
     [[nodiscard]] bool is_current_chunk_recorded() const;
     [[nodiscard]] std::unique_ptr<HawkbitInstaller> make_installer(const Chunk& for_chunk) const;
     void adopt_installer(std::unique_ptr<HawkbitInstaller> new_installer);
@@ -141,6 +158,10 @@ private:
     hawkbit::DeploymentActionMessage action;
     InstallerContext context;
     MakeHttpClient make_http_client;
+    DownloadOptions downloads;
+    ArtifactDownload::Environment environment;
+    std::unique_ptr<ArtifactDownload> download;
+    bool keeps_partial_files = false;
     FileClaim file_claim;
     bool waiting_logged = false;
     std::unique_ptr<HawkbitInstaller> interrupted_installer;

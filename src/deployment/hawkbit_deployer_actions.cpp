@@ -4,23 +4,11 @@
 #include "common/exception.h"
 #include "deployment/artifact_files.h"
 #include "deployment/hawkbit_deployer.h"
-#include "hawkbit/controller.h"
 #include "installer/artifact_path.h"
 #include "installer/hawkbit_installer.h"
 #include "platform.h"
 
 namespace zephran {
-
-namespace {
-
-std::string download_url(const HawkbitDeployer::Artifact& artifact) {
-    const common::URI& link =
-        artifact.download().empty() ? artifact.download_http() : artifact.download();
-    hawkbit::require_web_link(link);
-    return link.str();
-}
-
-}  // namespace
 
 void HawkbitDeployer::select_next_chunk() {
     ZLOG_DEBUG("event", "select_next_chunk", "fsm", fsm_identity());
@@ -37,12 +25,23 @@ void HawkbitDeployer::select_next_artifact() {
     }
 }
 
+void HawkbitDeployer::continue_download() {
+    if (download == nullptr) {
+        begin_download();
+    }
+    download->advance();
+}
+
 void HawkbitDeployer::download_artifact() {
     ZLOG_DEBUG("event", "download_artifact", "fsm", fsm_identity());
+    if (downloads.runs_beside_main_loop()) {
+        download.reset();
+        return;
+    }
     const std::string file = artifact_path(artifact());
     const http::Client client = make_http_client();
     platform::prepare_download(chunk(), artifact());
-    client.download_to_file(download_url(artifact()), file);
+    client.download_to_file(artifact_files::download_url(artifact()), file);
 }
 
 void HawkbitDeployer::verify_artifact() {
@@ -73,9 +72,14 @@ void HawkbitDeployer::remove_artifacts() {
 
 void HawkbitDeployer::cleanup() {
     ZLOG_DEBUG("event", "cleanup", "fsm", fsm_identity());
+    download.reset();
     // Until it owns its names the files are another deployer's.
     if (file_claim.is_held()) {
         std::for_each(action.chunks().begin(), action.chunks().end(), artifact_files::remove);
+    }
+    if (file_claim.is_held() && downloads.resume && !keeps_partial_files) {
+        std::for_each(action.chunks().begin(), action.chunks().end(),
+                      artifact_files::remove_partial);
     }
 }
 

@@ -45,10 +45,12 @@ struct BasicFSMDef : fsm_rows::FrontEnd<BasicFSMDef<Owner>, Owner> {
     using owns_files = fsm_rows::Ask<&Owner::owns_files>;
     using chunks_left = fsm_rows::Ask<&Owner::chunks_left>;
     using artifacts_left = fsm_rows::Ask<&Owner::artifacts_left>;
+    using artifact_arrived = fsm_rows::Ask<&Owner::artifact_arrived>;
     using installer_done = fsm_rows::Ask<&Owner::installer_done>;
     using chunk_already_installed = fsm_rows::Ask<&Owner::chunk_already_installed>;
     using select_next_chunk = fsm_rows::Tell<&Owner::select_next_chunk>;
     using select_next_artifact = fsm_rows::Tell<&Owner::select_next_artifact>;
+    using continue_download = fsm_rows::Tell<&Owner::continue_download>;
     using download_artifact = fsm_rows::Tell<&Owner::download_artifact>;
     using verify_artifact = fsm_rows::Tell<&Owner::verify_artifact>;
     using start_installer = fsm_rows::Tell<&Owner::start_installer>;
@@ -73,7 +75,8 @@ struct BasicFSMDef : fsm_rows::FrontEnd<BasicFSMDef<Owner>, Owner> {
         Row<CheckingArtifact,    advance, DownloadingArtifact, none,                 artifacts_left>,
         Row<CheckingArtifact,    cancel,  Cancelled,           cleanup,              none>,
 
-        Row<DownloadingArtifact, advance, VerifyingArtifact,   download_artifact,    none>,
+        Row<DownloadingArtifact, advance, DownloadingArtifact, continue_download,    none>,
+        Row<DownloadingArtifact, advance, VerifyingArtifact,   download_artifact,    artifact_arrived>,
         Row<DownloadingArtifact, cancel,  Cancelled,           cleanup,              none>,
 
         Row<VerifyingArtifact,   advance, SelectingArtifact,   verify_artifact,      none>,

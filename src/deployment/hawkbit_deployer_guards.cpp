@@ -5,7 +5,7 @@
 namespace zephran {
 
 bool HawkbitDeployer::owns_files() {
-    const bool owned = file_claim.acquire(action.chunks());
+    const bool owned = claim_files();
     if (!owned && !waiting_logged) {
         waiting_logged = true;
         ZLOG_INFO("event", "owns_files", "fsm", fsm_identity(), "message",
@@ -22,6 +22,10 @@ bool HawkbitDeployer::chunks_left() {
 bool HawkbitDeployer::artifacts_left() {
     ZLOG_DEBUG("event", "artifacts_left", "fsm", fsm_identity());
     return has_current_artifact();
+}
+
+bool HawkbitDeployer::artifact_arrived() {
+    return !downloads.runs_beside_main_loop() || (download != nullptr && download->poll());
 }
 
 bool HawkbitDeployer::installer_done() {

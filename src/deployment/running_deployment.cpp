@@ -11,6 +11,7 @@ RunningDeployment::RunningDeployment(std::unique_ptr<HawkbitDeployer> new_deploy
 
 RunningDeployment::~RunningDeployment() {
     if (!has_ended()) {
+        deployer_->keep_partial_files();
         deployer_->cleanup();
     }
 }

@@ -18,7 +18,8 @@ public:
     ///        URL alone and would attribute them to that one.
     RunningDeployment(std::unique_ptr<HawkbitDeployer> new_deployer,
                       hawkbit::Controller start_address);
-    /// Deletes the downloaded files of a deployment that has not ended.
+    /// Deletes the downloaded files of a deployment that has not ended, but not what the next
+    /// process resumes.
     ~RunningDeployment();
     RunningDeployment(const RunningDeployment&) = delete;
     RunningDeployment& operator=(const RunningDeployment&) = delete;

@@ -9,10 +9,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "installer/artifact_digest.h"
 #include "installer/artifact_path.h"
 #include "installer/command_log.h"
 #include "installer/exceptions.h"
-#include "installer/file_md5.h"
 #include "installer/installer_factory.h"
 #include "installer/system_command.h"
 
@@ -74,7 +74,8 @@ void MTDInstaller::write_chip() {
 
 bool MTDInstaller::holds_image() const {
     const auto& image = chunk().artifacts().front();
-    return get_file_md5(device, static_cast<std::size_t>(image.size())) == image.md5();
+    return artifact_digest::of_file(image, device, static_cast<std::size_t>(image.size())) ==
+           artifact_digest::stated(image);
 }
 
 void MTDInstaller::require_room() const {

@@ -85,7 +85,7 @@ def test_schedule_options_match_the_daemon_and_the_instance():
 
 
 def test_options_of_transfers_are_those_that_the_daemon_reads():
-    source = (PROJECT / "src/options/transport_options.cpp").read_text()
+    source = "".join((PROJECT / f"src/options/{name}_options.cpp").read_text() for name in ("transport", "download"))
     read = re.findall(r'\b(?:text|flag|number|choice<[^()]*>)\(\s*"(\w+)"', source)
     carried = re.search(r"NETWORK_OPTIONS='([^']*)'", INIT)[1].split()
     shipped = shipped_sections()["network"].options

@@ -15,6 +15,7 @@
 #include "deployment/action_message.h"
 #include "deployment/deployment_history.h"
 #include "hawkbit/controller.h"
+#include "hawkbit/exceptions.h"
 #include "hawkbit/messages/controller_status.h"
 #include "http/exceptions.h"
 #include "installer/exceptions.h"
@@ -36,6 +37,8 @@ TEST(ReportedRecords, FilesAndSystemCallsAreDescribed) {
     EXPECT_EQ(describe<boost::errinfo_api_function>("fork"), "api_function: fork");
     EXPECT_EQ(describe<boost::errinfo_errno>(12), "errno: 12");
     EXPECT_EQ(describe<config_key_tag>("a.b.c"), "config_key: a.b.c");
+    EXPECT_EQ(describe<hawkbit::needed_tag>(5'000'000'000), "needed: 5000000000");
+    EXPECT_EQ(describe<hawkbit::available_tag>(0), "available: 0");
 }
 
 TEST(ReportedRecords, ProgramsAreDescribed) {

@@ -22,7 +22,7 @@ struct DeployerBench {
     HawkbitDeployer& make(const DeploymentText& text) {
         files.offer(text);
         deployer = std::make_unique<HawkbitDeployer>(attributes, deployment_from(text), context,
-                                                     files.client_maker());
+                                                     files.client_maker(), downloads, environment);
         return *deployer;
     }
 
@@ -44,6 +44,21 @@ struct DeployerBench {
         throw std::logic_error{"The deployment does not end"};
     }
 
+    /// Tries run to their end while they are begun, and there is always room.
+    [[nodiscard]] static ArtifactDownload::Environment at_once() {
+        ArtifactDownload::Environment environment;
+        environment.free_space = [](const std::string& /*path*/) {
+            return std::uint64_t{1} << 40U;
+        };
+        environment.draw = [](std::uint32_t greatest) { return greatest; };
+        environment.launch = [](const ArtifactDownload::Work& work) {
+            std::promise<DownloadOutcome> promise;
+            promise.set_value(work());
+            return promise.get_future();
+        };
+        return environment;
+    }
+
     [[nodiscard]] bool has_file(const std::string& name) const {
         return platform.directory.has(name);
     }
@@ -53,6 +68,8 @@ struct DeployerBench {
     FileServer files;
     hawkbit::Attributes attributes;
     InstallerContext context;
+    DownloadOptions downloads;
+    ArtifactDownload::Environment environment = at_once();
     ScriptedPart part{"scripted"};
     std::unique_ptr<HawkbitDeployer> deployer;
 };

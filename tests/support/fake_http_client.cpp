@@ -49,6 +49,35 @@ void FakeHttpClient::download_to_file(const std::string& url, std::ostream& out)
     out << file->second;
 }
 
+void FakeHttpClient::download_part(const std::string& url, const http::RangeWanted& wanted,
+                                   http::PartialReceiver& receiver) {
+    constexpr unsigned found = 200;
+    constexpr unsigned first_error = 400;
+    server.requests.push_back(url);
+    server.ranges.push_back(wanted);
+    const auto file = server.files.find(url);
+    const unsigned status = file == server.files.end() ? not_found : found;
+    const FileServer::PartialAnswer answer =
+        server.on_range ? server.on_range(wanted)
+                        : FileServer::PartialAnswer{{status, "tag", "", ""},
+                                                    status == found ? file->second : std::string{}};
+    const bool taken = receiver.take_head(answer.head);
+    if (answer.head.status >= first_error) {
+        ZEPHRAN_THROW(http::HttpErrorCodeException{} << http::httpcode_tag{answer.head.status}
+                                                     << http::httpurl_tag{url});
+    }
+    if (server.while_transferring) {
+        server.while_transferring(receiver);
+    }
+    const bool written = taken && receiver.take(answer.body.data(), answer.body.size());
+    const CURLcode end = !written                ? CURLE_WRITE_ERROR
+                         : receiver.is_stopped() ? CURLE_ABORTED_BY_CALLBACK
+                                                 : answer.end;
+    if (end != CURLE_OK) {
+        ZEPHRAN_THROW(http::HttpRequestException{} << http::curlcode_tag{end});
+    }
+}
+
 std::string FakeHttpClient::send_delete_request(const std::string& /*url*/) {
     refuse();
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "deployment/hawkbit_deployer.h"
+#include "http/exceptions.h"
 #include "http/httpclient.h"
 #include "support/message_builder.h"
 
@@ -24,6 +25,18 @@ struct FileServer {
     std::map<std::string, std::string> files;
     /// The addresses that were asked for, in order.
     std::vector<std::string> requests;
+    /// What was asked for of the files that are downloaded in parts.
+    std::vector<http::RangeWanted> ranges;
+    /// Answers a download in parts in place of the files, if set: the body after this head, which
+    /// ends with this code of libcurl.
+    struct PartialAnswer {
+        http::AnswerHead head;
+        std::string body{};
+        CURLcode end = CURLE_OK;
+    };
+    std::function<PartialAnswer(const http::RangeWanted& wanted)> on_range;
+    /// Called while the body of a download in parts is on its way, if set.
+    std::function<void(const http::PartialReceiver& receiver)> while_transferring;
     /// Called with each address before the answer, if set.
     std::function<void(const std::string& url)> on_request;
 };
@@ -35,6 +48,8 @@ public:
 
     void set_client_certificate(const http::ClientCertificate& certificate) override;
     void download_to_file(const std::string& url, std::ostream& out) override;
+    void download_part(const std::string& url, const http::RangeWanted& wanted,
+                       http::PartialReceiver& receiver) override;
     std::string send_delete_request(const std::string& url) override;
     std::string send_get_request(const std::string& url) override;
     std::string send_patch_request(const std::string& url, const std::string& body,

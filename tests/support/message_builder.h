@@ -6,6 +6,7 @@
 
 #include "common/json.h"
 #include "crypto/md5.h"
+#include "crypto/sha256.h"
 #include "hawkbit/messages/deployment_action.h"
 
 namespace zephran::test {
@@ -51,27 +52,33 @@ struct DeploymentText {
     std::string update = "forced";
     /// Messages of the history, the newest first; without any there is no history.
     std::vector<std::string> history = {};
+    /// With Digest::sha256 nothing else is stated, and it is preferred.
+    hawkbit::Digest digest = hawkbit::Digest::md5;
 };
 
 namespace message_builder_detail {
 
-inline std::string md5_hex(const std::string& content) {
+template <class Hash>
+std::string hex_sum(const std::string& content) {
     constexpr const char* digits = "0123456789abcdef";
-    crypto::MD5 md5;
-    md5.update(content);
+    Hash hash;
+    hash.update(content);
     std::string hex;
-    for (const unsigned byte : md5.digest()) {
+    for (const unsigned byte : hash.digest()) {
         hex += digits[byte >> 4U];
         hex += digits[byte & 0xFU];
     }
     return hex;
 }
 
-inline Json::Value artifact_document(const ArtifactText& artifact) {
+inline Json::Value artifact_document(const ArtifactText& artifact, hawkbit::Digest digest) {
     Json::Value document;
     document["filename"] = artifact.filename;
     document["size"] = static_cast<Json::Int>(artifact.content.size());
-    document["hashes"]["md5"] = md5_hex(artifact.announced_content);
+    const bool by_sha256 = digest == hawkbit::Digest::sha256;
+    document["hashes"][by_sha256 ? "sha256" : "md5"] =
+        by_sha256 ? hex_sum<crypto::SHA256>(artifact.announced_content)
+                  : hex_sum<crypto::MD5>(artifact.announced_content);
     document["hashes"]["sha1"] = "00";
     Json::Value& links = document["_links"];
     if (!artifact.foreign_link.empty()) {
@@ -82,18 +89,20 @@ inline Json::Value artifact_document(const ArtifactText& artifact) {
     if (artifact.has_plain_link) {
         links["download-http"]["href"] = ArtifactText::plain_link(artifact.filename);
     }
-    links["md5sum"]["href"] = ArtifactText::secure_link(artifact.filename) + ".MD5SUM";
+    if (!by_sha256) {
+        links["md5sum"]["href"] = ArtifactText::secure_link(artifact.filename) + ".MD5SUM";
+    }
     return document;
 }
 
-inline Json::Value chunk_document(const ChunkText& chunk) {
+inline Json::Value chunk_document(const ChunkText& chunk, hawkbit::Digest digest) {
     Json::Value document;
     document["part"] = chunk.part;
     document["name"] = chunk.name;
     document["version"] = chunk.version;
     document["artifacts"] = Json::arrayValue;
     for (const ArtifactText& artifact : chunk.artifacts) {
-        document["artifacts"].append(artifact_document(artifact));
+        document["artifacts"].append(artifact_document(artifact, digest));
     }
     return document;
 }
@@ -108,7 +117,7 @@ inline hawkbit::DeploymentActionMessage deployment_from(const DeploymentText& te
     deployment["update"] = text.update;
     deployment["chunks"] = Json::arrayValue;
     for (const ChunkText& chunk : text.chunks) {
-        deployment["chunks"].append(message_builder_detail::chunk_document(chunk));
+        deployment["chunks"].append(message_builder_detail::chunk_document(chunk, text.digest));
     }
     if (!text.history.empty()) {
         document["actionHistory"]["status"] = "RUNNING";
@@ -117,7 +126,7 @@ inline hawkbit::DeploymentActionMessage deployment_from(const DeploymentText& te
         }
     }
     hawkbit::DeploymentActionMessage message;
-    message.from_json(document);
+    message.from_json(document, text.digest);
     return message;
 }
 

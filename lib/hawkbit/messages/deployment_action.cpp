@@ -42,7 +42,8 @@ void require_type(const Json::Value& value, const std::string& key, Json::ValueT
 
 /// Reads the array `key`, whose elements are objects; null is one without members.
 template <class Message>
-std::vector<Message> read_list(const Json::Value& object, const std::string& key) {
+std::vector<Message> read_list(const Json::Value& object, const std::string& key,
+                               Digest preferred) {
     const auto& array = required(object, key, Json::arrayValue);
     std::vector<Message> messages;
     messages.reserve(array.size());
@@ -51,7 +52,7 @@ std::vector<Message> read_list(const Json::Value& object, const std::string& key
             require_type(element, key, Json::objectValue);
         }
         messages.emplace_back();
-        messages.back().from_json(element);
+        messages.back().from_json(element, preferred);
     }
     return messages;
 }
@@ -89,6 +90,13 @@ std::pair<common::URI, common::URI> read_link_pair(const Json::Value& links,
     return uris;
 }
 
+/// "" when the server states none.
+std::string read_sha256(const Json::Value& hashes, Digest preferred) {
+    const auto stated = preferred == Digest::sha256 ? optional(hashes, "sha256", Json::stringValue)
+                                                    : boost::optional<const Json::Value&>{};
+    return stated ? stated->asString() : std::string{};
+}
+
 bool read_forced(const std::string& update) {
     if (update == "forced") {
         return true;
@@ -114,22 +122,28 @@ std::vector<std::uint8_t> DeploymentActionMessage::Artifact::hash_from_string(
     return bytes;
 }
 
-void DeploymentActionMessage::Artifact::from_json(const Json::Value& object) {
+void DeploymentActionMessage::Artifact::from_json(const Json::Value& object, Digest preferred) {
     filename_ = read_text(object, "filename");
     const auto& hashes = required(object, "hashes", Json::objectValue);
-    md5_ = hash_from_string(read_text(hashes, "md5"));
+    sha256_ = hash_from_string(read_sha256(hashes, preferred));
+    const bool is_md5_needed = sha256_.empty();
+    if (is_md5_needed) {
+        md5_ = hash_from_string(read_text(hashes, "md5"));
+    }
     sha1_ = hash_from_string(read_text(hashes, "sha1"));
     size_ = read_size(object);
     const auto& links = required(object, "_links", Json::objectValue);
     std::tie(download_, download_http_) = read_link_pair(links, "download", "download-http");
-    std::tie(md5sum_, md5sum_http_) = read_link_pair(links, "md5sum", "md5sum-http");
+    if (is_md5_needed) {
+        std::tie(md5sum_, md5sum_http_) = read_link_pair(links, "md5sum", "md5sum-http");
+    }
 }
 
-void DeploymentActionMessage::Chunk::from_json(const Json::Value& object) {
+void DeploymentActionMessage::Chunk::from_json(const Json::Value& object, Digest preferred) {
     part_ = read_text(object, "part");
     version_ = read_text(object, "version");
     name_ = read_text(object, "name");
-    artifacts_ = read_list<Artifact>(object, "artifacts");
+    artifacts_ = read_list<Artifact>(object, "artifacts", preferred);
 }
 
 void DeploymentActionMessage::ActionHistory::from_json(const Json::Value& object) {
@@ -151,14 +165,14 @@ void DeploymentActionMessage::ActionHistory::from_json(const Json::Value& object
     }
 }
 
-void DeploymentActionMessage::from_json(const Json::Value& object) {
+void DeploymentActionMessage::from_json(const Json::Value& object, Digest preferred) {
     *this = DeploymentActionMessage{};
 
     id_ = read_text(object, "id");
     const auto& deployment = required(object, "deployment", Json::objectValue);
     download_ = read_text(deployment, "download");
     forced_ = read_forced(read_text(deployment, "update"));
-    chunks_ = read_list<Chunk>(deployment, "chunks");
+    chunks_ = read_list<Chunk>(deployment, "chunks", preferred);
     if (const auto action_history_object = optional(object, "actionHistory", Json::objectValue)) {
         action_history_.from_json(*action_history_object);
     }

@@ -18,6 +18,13 @@ struct InvalidActionStatusException : common::Exception {
     InvalidActionStatusException() : Exception{"Invalid actions status"} {}
 };
 
+/// Which of the sums that the server states an artifact is verified by.
+enum class Digest {
+    md5,
+    /// SHA-256 where it is stated, MD5 elsewhere.
+    sha256
+};
+
 /// States of an action as the server's history names them.
 enum class ActionStatus {
     CANCELED,
@@ -42,7 +49,9 @@ public:
     /// One file of a software module.
     class Artifact : public common::JSONInitializable {
     public:
-        void from_json(const Json::Value& object) override;
+        void from_json(const Json::Value& object) override { from_json(object, Digest::md5); }
+        /// @param preferred with Digest::sha256, MD5 and its link need not be there beside SHA-256
+        void from_json(const Json::Value& object, Digest preferred);
 
         /// The bytes a hexadecimal text spells, an odd last character ignored. Digits are not
         /// checked: a bad pair gives what strtoul(3) makes of it.
@@ -51,6 +60,8 @@ public:
         [[nodiscard]] const std::string& filename() const { return filename_; }
         [[nodiscard]] const std::vector<std::uint8_t>& md5() const { return md5_; }
         [[nodiscard]] const std::vector<std::uint8_t>& sha1() const { return sha1_; }
+        /// Empty unless it is preferred and stated: then the artifact is verified by MD5.
+        [[nodiscard]] const std::vector<std::uint8_t>& sha256() const { return sha256_; }
         /// In bytes.
         [[nodiscard]] std::int32_t size() const { return size_; }
         /// The four links; each is empty when the server sent none.
@@ -63,6 +74,7 @@ public:
         std::string filename_;
         std::vector<std::uint8_t> md5_;
         std::vector<std::uint8_t> sha1_;
+        std::vector<std::uint8_t> sha256_;
         std::int32_t size_ = 0;
         common::URI download_;
         common::URI download_http_;
@@ -73,7 +85,8 @@ public:
     /// One software module.
     class Chunk : public common::JSONInitializable {
     public:
-        void from_json(const Json::Value& object) override;
+        void from_json(const Json::Value& object) override { from_json(object, Digest::md5); }
+        void from_json(const Json::Value& object, Digest preferred);
 
         [[nodiscard]] const std::vector<Artifact>& artifacts() const { return artifacts_; }
         /// The type of the module, which selects its installer.
@@ -103,7 +116,9 @@ public:
     };
 
     /// @throws InvalidUpdateTypeException, InvalidActionStatusException
-    void from_json(const Json::Value& object) override;
+    void from_json(const Json::Value& object) override { from_json(object, Digest::md5); }
+    /// The same with another choice of the sums.
+    void from_json(const Json::Value& object, Digest preferred);
 
     /// Without messages when the server sent no history.
     [[nodiscard]] const ActionHistory& action_history() const { return action_history_; }

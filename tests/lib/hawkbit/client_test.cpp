@@ -87,6 +87,20 @@ TEST_F(HawkbitClient, DeploymentIsFetchedWithItsHistoryWhateverTheQuery) {
     EXPECT_EQ(server.requests()[0].target, "/deployment/3?actionHistory=10");
 }
 
+TEST_F(HawkbitClient, PreferredSumIsTheOneOfTheDeployment) {
+    const LoopbackHttpServer server{{answer(
+        R"({"id": "3", "deployment": {"download": "skip", "update": "attempt", "chunks": [
+            {"part": "os", "version": "2", "name": "fw", "artifacts": [
+                {"filename": "a", "size": 1, "hashes": {"sha1": "2d", "sha256": "a0"},
+                 "_links": {"download": {"href": "https://h/a"}}}]}]}})")}};
+    const Client preferring{http::TransportSettings{}, Digest::sha256};
+
+    const auto action = preferring.fetch_deployment_action(make_controller(server, false));
+
+    EXPECT_EQ(action.chunks().front().artifacts().front().sha256(),
+              std::vector<std::uint8_t>{0xa0});
+}
+
 TEST_F(HawkbitClient, CancelActionIsFetched) {
     const LoopbackHttpServer server{{answer(R"({"id": "3", "cancelAction": {"stopId": "4"}})")}};
 

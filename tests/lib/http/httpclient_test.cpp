@@ -21,6 +21,8 @@ class MockTransport : public ClientInterface {
 public:
     MOCK_METHOD(void, set_client_certificate, (const ClientCertificate&), (override));
     MOCK_METHOD(void, download_to_file, (const std::string&, std::ostream&), (override));
+    MOCK_METHOD(void, download_part, (const std::string&, const RangeWanted&, PartialReceiver&),
+                (override));
     MOCK_METHOD(std::string, send_delete_request, (const std::string&), (override));
     MOCK_METHOD(std::string, send_get_request, (const std::string&), (override));
     MOCK_METHOD(std::string, send_patch_request,

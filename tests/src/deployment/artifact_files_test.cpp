@@ -49,6 +49,24 @@ TEST_F(ArtifactFiles, IntactFilePasses) {
     EXPECT_NO_THROW(artifact_files::verify(artifact({"a.bin", std::string("\0\n\r\xFF", 4)})));
 }
 
+TEST_F(ArtifactFiles, SumOfTheOtherKindDecidesWhereItIsStated) {
+    const auto by_sha256 = [](const std::string& announced) {
+        return deployment_from({"7",
+                                {{"script", "a", "1", {{"a.bin", "content", announced}}}},
+                                "forced",
+                                {},
+                                hawkbit::Digest::sha256})
+            .chunks()
+            .front()
+            .artifacts()
+            .front();
+    };
+    platform.directory.write("a.bin", "content");
+
+    EXPECT_EQ(refused_path(by_sha256("content")), "");
+    EXPECT_EQ(refused_path(by_sha256("another")), platform.directory.path("a.bin"));
+}
+
 TEST_F(ArtifactFiles, EmptyFilePasses) {
     platform.directory.write("a.bin", "");
 

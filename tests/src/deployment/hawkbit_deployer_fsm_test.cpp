@@ -22,11 +22,13 @@ public:
     bool owns_files() { return ask(__func__); }
     bool chunks_left() { return ask(__func__); }
     bool artifacts_left() { return ask(__func__); }
+    bool artifact_arrived() { return ask(__func__); }
     bool installer_done() { return ask(__func__); }
     bool chunk_already_installed() { return ask(__func__); }
 
     void select_next_chunk() { record(__func__); }
     void select_next_artifact() { record(__func__); }
+    void continue_download() { record(__func__); }
     void download_artifact() { record(__func__); }
     void verify_artifact() { record(__func__); }
     void start_installer() { record(__func__); }
@@ -69,7 +71,7 @@ const TransitionTable& table() {
     static const Steps checking_chunk{{"advance", {"owns_files"}}};
     static const Steps checking_artifact = then(checking_chunk, {{"advance", {"chunks_left"}}});
     static const Steps downloading = then(checking_artifact, {{"advance", {"artifacts_left"}}});
-    static const Steps verifying = then(downloading, {{"advance", {}}});
+    static const Steps verifying = then(downloading, {{"advance", {"artifact_arrived"}}});
     static const Steps starting = then(checking_artifact, {{"advance", {}}});
     static const Steps waiting = then(starting, {{"advance", {}}});
     static const std::vector<Row> clean_up{{"", "cleanup", "Cancelled"}};
@@ -98,7 +100,9 @@ const TransitionTable& table() {
          {{"CheckingArtifact", "advance"},
           {{"artifacts_left", "", "DownloadingArtifact"}, {"", "", "StartingInstaller"}}},
          {{"CheckingArtifact", "cancel"}, clean_up},
-         {{"DownloadingArtifact", "advance"}, {{"", "download_artifact", "VerifyingArtifact"}}},
+         {{"DownloadingArtifact", "advance"},
+          {{"artifact_arrived", "download_artifact", "VerifyingArtifact"},
+           {"", "continue_download", "DownloadingArtifact"}}},
          {{"DownloadingArtifact", "cancel"}, clean_up},
          {{"VerifyingArtifact", "advance"}, {{"", "verify_artifact", "SelectingArtifact"}}},
          {{"VerifyingArtifact", "cancel"}, clean_up},
@@ -162,12 +166,14 @@ INSTANTIATE_TEST_SUITE_P(EveryState, DeployerFSMEvents,
 
 TEST(DeployerFSM, FailedDownloadIsCleanedUpWithinTheStep) {
     const auto machine = machine_in("DownloadingArtifact");
+    machine->owner.answers["artifact_arrived"] = true;
     machine->owner.failures["download_artifact"] = 1;
 
     machine->send("advance");
 
     EXPECT_THAT(machine->owner.trace,
-                ElementsAre("download_artifact", "exception_caught", "cleanup", "enter_cancelled"));
+                ElementsAre("artifact_arrived", "download_artifact", "exception_caught", "cleanup",
+                            "enter_cancelled"));
     EXPECT_EQ(machine->state(), "Cancelled");
 }
 

@@ -489,5 +489,58 @@ TEST(ActionHistory, NonStringMessagesAreReportedUnderTheirArray) {
     }
 }
 
+/// An artifact's document with one of the sums only.
+Json::Value with_sums(const std::string& hashes) {
+    auto document = artifact_document();
+    document["hashes"] = parse(hashes);
+    return document;
+}
+
+Artifact read_preferring_sha256(const Json::Value& document) {
+    Artifact artifact;
+    artifact.from_json(document, Digest::sha256);
+    return artifact;
+}
+
+TEST(DeploymentArtifact, Sha256IsNotReadUnlessPreferred) {
+    EXPECT_THAT(read<Artifact>(artifact_document()).sha256(), IsEmpty());
+    EXPECT_NO_THROW(read<Artifact>(with_sums(R"({"sha1": "2d", "md5": "0d", "sha256": 5})")));
+}
+
+TEST(DeploymentArtifact, PreferredSha256MakesMd5AndItsLinkDispensable) {
+    auto document = with_sums(R"({"sha1": "2d", "sha256": "a0b1"})");
+    document["_links"].removeMember("md5sum");
+    document["_links"].removeMember("md5sum-http");
+
+    const Artifact artifact = read_preferring_sha256(document);
+
+    EXPECT_THAT(artifact.sha256(), ElementsAre(0xa0, 0xb1));
+    EXPECT_THAT(artifact.md5(), IsEmpty());
+    EXPECT_THROW(read<Artifact>(document), common::MissingValueException);
+}
+
+TEST(DeploymentArtifact, WithoutTheStatedSha256Md5IsNeeded) {
+    for (const std::string absent : {"", R"(, "sha256": null)", R"(, "sha256": "")"}) {
+        const auto document = with_sums(R"({"sha1": "2d", "md5": "0d1b")" + absent + "}");
+
+        EXPECT_THAT(read_preferring_sha256(document).md5(), ElementsAre(0x0d, 0x1b)) << absent;
+        EXPECT_THAT(read_preferring_sha256(document).sha256(), IsEmpty()) << absent;
+    }
+    EXPECT_THROW(read_preferring_sha256(with_sums(R"({"sha1": "2d"})")),
+                 common::MissingValueException);
+}
+
+TEST(DeploymentArtifact, PreferredSha256OfAnotherTypeIsRefused) {
+    EXPECT_THROW(read_preferring_sha256(with_sums(R"({"sha1": "2d", "md5": "0d", "sha256": 5})")),
+                 common::UnexpectedTypeException);
+}
+
+TEST(DeploymentAction, ChoiceOfTheSumReachesEveryArtifact) {
+    Message message;
+    message.from_json(deployment_document(), Digest::sha256);
+
+    EXPECT_THAT(message.chunks().front().artifacts().front().sha256(), ElementsAre(0xa0));
+}
+
 }  // namespace
 }  // namespace zephran::hawkbit
