@@ -153,7 +153,10 @@ void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& prope
     auto agent = std::make_unique<HawkbitAgent>(
         hawkbit::ControllerURLBuilder{id, settings.server, settings.tenant, always_https},
         HawkbitAgent::Environment::real(settings.transport));
-    agent->configure({context, properties, settings.schedule, dormant});
+    InstallerContext configured_context = context;
+    configured_context.options = settings.options.installation;
+    agent->configure(
+        {configured_context, properties, settings.schedule, dormant, settings.options});
     agents.emplace(id, std::move(agent));
     publish_controls();
 }

@@ -13,6 +13,7 @@
 #include "gateway_properties.h"
 #include "http/transport_settings.h"
 #include "installer/installer_factory.h"
+#include "options/service_options.h"
 #include "options/transport_options.h"
 #include "platform.h"
 #include "schedule/update_schedule_reader.h"
@@ -56,11 +57,12 @@ std::optional<http::ClientCertificate> client_certificate(const CommandLineOptio
                                    options.get_client_certificate_key()};
 }
 
-void add_discovery_handlers(AgentManager& manager, const CommandLineOptions& options) {
+void add_discovery_handlers(AgentManager& manager, const CommandLineOptions& options,
+                            const DiscoveryOptions& discovery_options) {
     manager.add_discovery_handler(std::make_unique<discovery::MQTTDiscoveryHandler>());
     if (options.has_ghn_agents()) {
-        manager.add_discovery_handler(
-            std::make_unique<discovery::GhnDiscoveryHandler>(ghn_discovery_period));
+        manager.add_discovery_handler(std::make_unique<discovery::GhnDiscoveryHandler>(
+            ghn_discovery_period, options.get_device_id(), discovery_options));
         ZLOG_INFO_AS("main", "action", "main", "message", "enabling G.hn LAN discovery handler");
     }
 }
@@ -75,13 +77,15 @@ void run_agents(const CommandLineOptions& options) {
     settings.server = options.get_hawkbit_server();
     settings.tenant = read_tenant(*platform::get_config());
     add_transport_options(*platform::get_config(), settings.server, settings.transport);
+    const ServiceOptions service = read_service_options(*platform::get_config());
+    settings.options = service.agent;
     settings.bootloader_mtd = options.get_bootloader_mtd();
 
     const std::unique_ptr<AgentManager> manager = platform::create_agent_manager();
     InstallerFactory::report();
     settings.transport.client_certificate = client_certificate(options);
     manager->configure(std::move(settings));
-    add_discovery_handlers(*manager, options);
+    add_discovery_handlers(*manager, options, service.discovery);
     manager->run();
 }
 

@@ -46,7 +46,8 @@ void HawkbitAgent::start_deployer() {
         ZEPHRAN_THROW(DeploymentInProgressException{});
     }
     hawkbit::DeploymentActionMessage action = *control_->pending_deployment();
-    action.replace_chunks(InstallerFactory::reorder_chunks(action.chunks()));
+    action.replace_chunks(
+        InstallerFactory::reorder_chunks(action.chunks(), settings.options.chunk_order));
     const bool is_interrupted = deployment_history::holds_own_report(action.action_history());
 
     deployment = std::make_unique<RunningDeployment>(

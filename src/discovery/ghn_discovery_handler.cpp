@@ -39,6 +39,18 @@ std::vector<common::MacAddress> parse_list(const std::string& text) {
 
 }  // namespace
 
+GhnDiscoveryHandler::GhnDiscoveryHandler(std::chrono::milliseconds period_between_passes,
+                                         std::string gateway_id,
+                                         const DiscoveryOptions& discovery_options,
+                                         Clock current_time)
+    : AsyncDiscoveryHandler{period_between_passes, std::move(current_time),
+                            discovery_options.failure_is_fatal},
+      options{discovery_options} {
+    if (options.ids == AdapterIds::prefixed) {
+        id_prefix = std::move(gateway_id) + "-";
+    }
+}
+
 void GhnDiscoveryHandler::discover_once() {
     if (!enabled) {
         return;
@@ -62,8 +74,8 @@ GhnDiscoveryHandler::Access GhnDiscoveryHandler::configured_access() {
 }
 
 ghn::ConfigLayerCommand GhnDiscoveryHandler::command_for(const Access& access,
-                                                         const common::MacAddress& modem) {
-    ghn::ConfigLayerCommand command;
+                                                         const common::MacAddress& modem) const {
+    ghn::ConfigLayerCommand command{options.quoting};
     command.interface(access.interface).password(access.password).mac_address(modem);
     return command;
 }
@@ -152,7 +164,7 @@ void GhnDiscoveryHandler::look_for_lost_adapters(const Access& access, const Add
         }
         ZLOG_WARNING_AS("discover_once", "event", "ghn_lost", "mac", mac);
         // An agent that was spawned under a serial number does not have this id and stays.
-        abort_agent(mac.str());
+        abort_agent(id_prefix + mac.str());
     }
     known_devices = kept;
 }
@@ -160,7 +172,7 @@ void GhnDiscoveryHandler::look_for_lost_adapters(const Access& access, const Add
 void GhnDiscoveryHandler::spawn_ghn_agent(const common::MacAddress& mac,
                                           const ghn::ConfigLayerCommand& command) {
     const GhnAdapter adapter = ask_adapter(mac, command, stop_request());
-    spawn_agent(adapter.id, adapter.properties, adapter.context);
+    spawn_agent(id_prefix + adapter.id, adapter.properties, adapter.context);
 }
 
 }  // namespace zephran::discovery

@@ -14,6 +14,8 @@ ZEPHRAN_RECORD(found_version, std::string, reported_at(250));
 /// Bytes.
 ZEPHRAN_RECORD(image_size, std::int64_t, reported_at(255));
 ZEPHRAN_RECORD(partition_size, std::int64_t, reported_at(260));
+ZEPHRAN_RECORD(expected_label, std::string, reported_at(265));
+ZEPHRAN_RECORD(found_label, std::string, reported_at(270));
 /// The output of a package manager.
 ZEPHRAN_RECORD(installer_output, std::string, reported_at(235));
 
@@ -34,6 +36,10 @@ struct PackageInstallFailedException : common::Exception {
 /// Carries the flash device as common::filename_tag, image_size_tag and partition_size_tag.
 struct ImageTooLargeException : common::Exception {
     ImageTooLargeException() : Exception{"Image is larger than the partition"} {}
+};
+/// Carries the flash device as common::filename_tag, expected_label_tag and found_label_tag.
+struct WrongPartitionException : common::Exception {
+    WrongPartitionException() : Exception{"Flash partition has another label than configured"} {}
 };
 struct InstallationFailedException : common::Exception {
     InstallationFailedException() : Exception{"Failed to install artifacts"} {}

@@ -62,11 +62,13 @@ void require_success(int exit_code, const std::string& output) {
 
 }  // namespace
 
-PLCGhnInstaller::PLCGhnInstaller(const common::MacAddress& device, std::chrono::milliseconds pause)
-    : mac{device}, reset_pause{pause} {}
+PLCGhnInstaller::PLCGhnInstaller(const common::MacAddress& device, std::chrono::milliseconds pause,
+                                 const InstallationOptions& installation_options)
+    : mac{device}, reset_pause{pause}, options{installation_options} {}
 
 std::unique_ptr<HawkbitInstaller> PLCGhnInstaller::create(const InstallerContext& context) {
-    return std::make_unique<PLCGhnInstaller>(context.mac_address);
+    return std::make_unique<PLCGhnInstaller>(context.mac_address, default_reset_pause,
+                                             context.options);
 }
 
 void PLCGhnInstaller::write_chip() {
@@ -102,7 +104,7 @@ ghn::ConfigLayerCommand PLCGhnInstaller::base_command(const std::string& interfa
     }
     ZLOG_INFO_AS("start_installation", "event", "start_installation", "ghn_interface", interface,
                  "ghn_password", password, "ghn_mac", mac);
-    ghn::ConfigLayerCommand command;
+    ghn::ConfigLayerCommand command{options.quoting};
     command.interface(interface).password(password).mac_address(mac);
     return command;
 }

@@ -27,7 +27,8 @@ public:
 
     /// @param device the modem
     explicit PLCGhnInstaller(const common::MacAddress& device,
-                             std::chrono::milliseconds pause = default_reset_pause);
+                             std::chrono::milliseconds pause = default_reset_pause,
+                             const InstallationOptions& installation_options = {});
 
     static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
 
@@ -52,6 +53,7 @@ private:
 
     common::MacAddress mac;
     std::chrono::milliseconds reset_pause;
+    InstallationOptions options;
 };
 
 }  // namespace zephran::installer

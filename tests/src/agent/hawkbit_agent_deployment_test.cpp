@@ -64,6 +64,18 @@ TEST_F(HawkbitAgentDeployment, InstallsLowPrioritiesFirst) {
                                             ArtifactText::secure_link("late.bin")));
 }
 
+TEST_F(HawkbitAgentDeployment, InstallsEqualPrioritiesInTheOrderOfTheirNamesIfToldSo) {
+    const DeploymentText text{
+        "7", {{"scripted", "b", "1", {{"b.bin"}}}, {"scripted", "a", "1", {{"a.bin"}}}}};
+    AgentSettings settings;
+    settings.options.chunk_order = ChunkOrder::name;
+    start_deployment(text, settings);
+
+    run_to_end_of_deployment();
+
+    EXPECT_THAT(part.script.started, ElementsAre("a:1", "b:1"));
+}
+
 TEST_F(HawkbitAgentDeployment, FeedbackCarriesTimeAndAddress) {
     start_deployment(scripted_deployment(1));
     now += std::chrono::seconds{77};

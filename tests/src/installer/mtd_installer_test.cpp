@@ -57,7 +57,8 @@ protected:
     void start(std::uint32_t attempts = 5) {
         installer = std::make_unique<MTDInstaller>(
             "mtd1", attempts,
-            MTDInstaller::Environment{gateway.path("dev") + "/", gateway.path("mtd") + "/"});
+            MTDInstaller::Environment{gateway.path("dev") + "/", gateway.path("mtd") + "/"},
+            required_label);
         installer->assign(make_image_chunk("bl", "boot.bin", image, "3.4"), attributes);
         installer->tick();
         installer->tick();
@@ -83,6 +84,7 @@ protected:
     TemporaryDirectory gateway;
     std::string device = gateway.path("dev/mtd1");
     hawkbit::Attributes attributes;
+    std::optional<std::string> required_label;
     std::unique_ptr<MTDInstaller> installer;
 };
 
@@ -199,6 +201,48 @@ TEST_F(MTDInstallerTest, UnreadableSizeOfThePartitionLimitsNothing) {
         expected.insert(expected.end(), {erase_command(), write_command()});
         EXPECT_EQ(tools.calls(), expected) << content;
     }
+}
+
+TEST_F(MTDInstallerTest, PartitionWithAnotherLabelIsNotErased) {
+    const std::string content = gateway.read("dev/mtd1");
+    required_label = "u-boot";
+    for (const char* const label : {"rootfs\n", "u-boot-env\n", "u-boo\n", "\nu-boot\n", ""}) {
+        gateway.write("mtd/mtd1/name", label);
+
+        start();
+
+        expect_failure("Flash partition has another label than configured");
+        EXPECT_EQ(tools.calls(), Lines{}) << label;
+    }
+    EXPECT_EQ(gateway.read("dev/mtd1"), content);
+}
+
+TEST_F(MTDInstallerTest, BothLabelsAreReported) {
+    required_label = "u-boot";
+    gateway.write("mtd/mtd1/name", "rootfs\n");
+
+    start();
+
+    EXPECT_EQ(installer->error().error_details,
+              "filename: " + device + "\nexpected_label: u-boot\nfound_label: rootfs");
+}
+
+TEST_F(MTDInstallerTest, PartitionWhoseLabelCannotBeReadIsNotErased) {
+    required_label = "u-boot";
+
+    start();
+
+    expect_failure("Flash partition has another label than configured");
+    EXPECT_EQ(tools.calls(), Lines{});
+}
+
+TEST_F(MTDInstallerTest, PartitionWithTheRequiredLabelIsWritten) {
+    required_label = "u-boot";
+    gateway.write("mtd/mtd1/name", "u-boot\n");
+
+    start();
+
+    EXPECT_EQ(tools.calls(), (Lines{erase_command(), write_command()}));
 }
 
 TEST_F(MTDInstallerTest, EraseSizeIsTheUnchangedFirstLine) {

@@ -1,0 +1,137 @@
+# SPDX-License-Identifier: Apache-2.0
+"""What the options of section "service" change about the daemon's work."""
+import re
+
+import pytest
+
+from bench import DEVICE
+from hawkbit_server import Status
+from powerline_network import NEW, OLD, SERIAL, WITHOUT_SERIAL, PowerlineNetwork
+from release import LOADER, PARTITION, Release, closing_report
+
+
+def configure(bench, **options):
+    for name, value in options.items():
+        bench.configure(f"service.{name}", value)
+
+
+def test_value_that_cannot_be_understood_is_named_and_left_out(bench):
+    configure(bench, chunk_order="age", log_repeats="2", bootloader_label="")
+    daemon = bench.start()
+
+    bench.wait_for_exchanges("base", 1)
+
+    lines = [line for line in daemon.log.splitlines() if "event=bad_option" in line]
+    assert [line.partition("event=")[2] for line in lines] == [
+        "bad_option option=chunk_order value=age expected=one of server, name",
+        "bad_option option=log_repeats value=2 expected="
+        "1, on, true, yes, enabled or 0, off, false, no, disabled"]
+
+
+@pytest.mark.parametrize("order, expected", [("server", ["two", "one"]), ("name", ["one", "two"])])
+def test_scripts_are_run_in_the_configured_order(bench, order, expected):
+    configure(bench, chunk_order=order)
+    action = bench.assign(bench.script("two", "echo two >>/tmp/order"), bench.script("one", "echo one >>/tmp/order"))
+    bench.start()
+
+    bench.wait_for_end(action)
+
+    assert action.status is Status.FINISHED
+    assert (bench.gateway.tmp / "order").read_text().split() == expected
+
+
+def test_waiting_agent_says_once_why_it_waits(bench):
+    configure(bench, log_repeats="0", automatic_update="0")
+    bench.assign(bench.script("one", "echo fine"), type="soft")
+    daemon = bench.start()
+    disabled = "INFO .*event=is_automatic_update_disabled status=1$"
+
+    daemon.wait_for_line(disabled)
+    bench.gateway.bus.call("force_poll")
+    polls = len(bench.exchanges("deploymentBase"))
+    bench.wait_for_exchanges("deploymentBase", polls + 1)
+    bases = len(bench.exchanges("base"))
+    bench.gateway.bus.call("force_poll")
+    bench.wait_for_exchanges("base", bases + 1)
+
+    answers = re.findall(r"INFO \S+ (is_\w+: event=\w+ \w+=\d)$", daemon.log, re.M)
+    assert "is_automatic_update_disabled: event=is_automatic_update_disabled status=1" in answers
+    assert len(answers) == len(set(answers))
+
+
+@pytest.mark.parametrize("label, status", [(PARTITION, Status.FINISHED), ("u-boot", Status.ERROR)])
+def test_boot_loader_is_written_to_the_partition_with_the_label_only(bench, label, status):
+    configure(bench, bootloader_label=label)
+    release = Release(bench, ["bl"])
+    (bench.gateway.run_dir / "mtd" / PARTITION / "name").write_text(f"{PARTITION}\n")
+    before = release.flash.read_bytes()
+    action = release.assign()
+    bench.start("--bootloader-mtd", PARTITION)
+
+    bench.wait_for_end(action)
+
+    assert action.status is status
+    if status is Status.FINISHED:
+        release.assert_installed()
+    else:
+        assert closing_report(bench)[3] == [
+            "Flash partition has another label than configured",
+            f"filename: /dev/{PARTITION}\nexpected_label: u-boot\nfound_label: {PARTITION}", "bl:loader:7"]
+        assert bench.gateway.calls() == []
+        assert release.flash.read_bytes() == before != LOADER
+
+
+def test_ids_of_adapters_begin_with_that_of_the_gateway(bench):
+    configure(bench, adapter_ids="prefixed")
+    network = PowerlineNetwork(bench)
+    network.add_with_serial()
+    without = network.add_without_serial()
+    ids = [f"{DEVICE}-{SERIAL}", f"{DEVICE}-{WITHOUT_SERIAL}"]
+    action = bench.server.assign(ids[0], [network.image(NEW)])
+    network.start()
+    network.wait_for_agents(DEVICE, *ids)
+
+    bench.wait_for_end(action)
+    without.unplug()
+    network.wait_for_agents(DEVICE, ids[0])
+
+    assert action.status is Status.FINISHED
+    assert {each.target for each in bench.exchanges("configData")} == {DEVICE, *ids}
+
+
+def test_failed_pass_is_a_warning_and_the_next_one_finds_the_adapters(bench):
+    configure(bench, discovery_errors="log")
+    network = PowerlineNetwork(bench)
+    network.add_with_serial()
+    network.line.configure(password="wrong")
+    daemon = network.start()
+
+    daemon.wait_for_line("WARNING .* tick: event=discovery_failed what=")
+    network.line.configure()
+    network.wait_for_agents(DEVICE, SERIAL)
+
+    assert daemon.is_running()
+    assert network.line.password not in daemon.log
+
+
+def test_password_with_special_characters_works_when_it_is_quoted(bench):
+    configure(bench, tool_quoting="1")
+    network = PowerlineNetwork(bench, password="a b&c;$d")
+    adapter = network.add_with_serial()
+    action = bench.server.assign(SERIAL, [network.image(NEW)])
+    network.start()
+
+    bench.wait_for_end(action)
+
+    assert action.status is Status.FINISHED
+    assert adapter.firmware == NEW
+    assert network.line.password not in str(network.reports(SERIAL))
+
+
+def test_password_with_special_characters_does_not_work_unquoted(bench):
+    network = PowerlineNetwork(bench, password="a b&c;$d")
+    adapter = network.add_with_serial()
+    daemon = network.start()
+
+    assert daemon.wait() == 1
+    assert adapter.firmware == OLD
