@@ -79,6 +79,7 @@ void run_agents(const CommandLineOptions& options) {
     add_transport_options(*platform::get_config(), settings.server, settings.transport);
     const ServiceOptions service = read_service_options(*platform::get_config());
     settings.options = service.agent;
+    settings.transport.traces_credentials = service.log_secrets;
     settings.bootloader_mtd = options.get_bootloader_mtd();
 
     const std::unique_ptr<AgentManager> manager = platform::create_agent_manager();

@@ -8,6 +8,7 @@
 #include "common/logprint.h"
 #include "http/authorization.h"
 #include "http/tls_sessions.h"
+#include "http/trace_filter.h"
 
 namespace zephran::http {
 namespace {
@@ -86,6 +87,10 @@ void CurlRequest::apply(const TransportSettings& settings) {
     if (settings.authorization) {
         apply_token(*settings.authorization);
     }
+    traces_credentials = settings.traces_credentials;
+    if (!token.empty() || !traces_credentials) {
+        filter_trace();
+    }
     if (headers.get() != nullptr) {
         setopt(handle_, CURLOPT_HTTPHEADER, headers.get());
     }
@@ -127,11 +132,14 @@ void CurlRequest::apply_token(const Authorization& authorization) {
         return;
     }
     add_header("Authorization: " + authorization.type + " " + token);
+}
+
+void CurlRequest::filter_trace() {
     setopt(handle_, CURLOPT_DEBUGFUNCTION, trace_cb);
     setopt(handle_, CURLOPT_DEBUGDATA, static_cast<void*>(this));
 }
 
-/// Like libcurl's own, but without the token.
+/// Like libcurl's own, but without the token, and if so wanted without other credentials.
 int CurlRequest::trace_cb(CURL* /*handle*/, curl_infotype type, char* data, std::size_t size,
                           void* userdata) noexcept {
     const char* const mark = type == CURLINFO_TEXT         ? "* "
@@ -143,7 +151,8 @@ int CurlRequest::trace_cb(CURL* /*handle*/, curl_infotype type, char* data, std:
     }
     try {
         const auto& request = *static_cast<CurlRequest*>(userdata);
-        std::cerr << mark << without_secret({data, size}, request.token);
+        const std::string shown = without_secret({data, size}, request.token);
+        std::cerr << mark << (request.traces_credentials ? shown : without_credentials(shown));
     } catch (const std::exception&) {
         // A line that finds no memory is not worth the transfer.
         return 0;

@@ -40,6 +40,7 @@ private:
     void apply_certificates(const TransportSettings& settings);
     void apply_limits(const TransferLimits& limits);
     void apply_token(const Authorization& authorization);
+    void filter_trace();
     static int trace_cb(CURL* handle, curl_infotype type, char* data, std::size_t size,
                         void* userdata) noexcept;
 
@@ -47,6 +48,7 @@ private:
     std::string url_;
     Kind kind;
     std::string token;
+    bool traces_credentials = true;
     CurlStringList headers;
     // The last member: while it is destroyed, libcurl may still read the others.
     CurlHandle handle_;

@@ -164,6 +164,7 @@ private:
     void resume_deployer();
     void tick_deployment();
     void forget_offer_of_ended_deployment();
+    void forget_begin(const std::string& action_id) const;
     void reset_polling_time();
     void set_next_poll(time_point time);
     void note_next_poll();

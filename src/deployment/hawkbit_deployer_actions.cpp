@@ -41,7 +41,7 @@ void HawkbitDeployer::download_artifact() {
     ZLOG_DEBUG("event", "download_artifact", "fsm", fsm_identity());
     const std::string file = artifact_path(artifact());
     const http::Client client = make_http_client();
-    platform::prepare_download(chunk(), artifact());
+    platform::prepare_download(chunk(), artifact(), context.options.tool_limit);
     client.download_to_file(download_url(artifact()), file);
 }
 

@@ -82,11 +82,12 @@ ghn::ConfigLayerCommand GhnDiscoveryHandler::command_for(const Access& access,
 
 GhnDiscoveryHandler::Addresses GhnDiscoveryHandler::present_modems(const Access& access) const {
     return parse_list(ghn::GhnUtility::get_parameter_value(command_for(access, access.controller),
-                                                           "DIDMNG.GENERAL.MACS", stop_request()));
+                                                           "DIDMNG.GENERAL.MACS", stop_request(),
+                                                           options.tool_limit));
 }
 
 bool GhnDiscoveryHandler::is_adapter(const ghn::ConfigLayerCommand& command) const {
-    return get_device_type(command, stop_request()) == DeviceType::end_device;
+    return get_device_type(command, stop_request(), options.tool_limit) == DeviceType::end_device;
 }
 
 void GhnDiscoveryHandler::look_for_new_adapters(const Access& access, const Addresses& present) {
@@ -171,7 +172,7 @@ void GhnDiscoveryHandler::look_for_lost_adapters(const Access& access, const Add
 
 void GhnDiscoveryHandler::spawn_ghn_agent(const common::MacAddress& mac,
                                           const ghn::ConfigLayerCommand& command) {
-    const GhnAdapter adapter = ask_adapter(mac, command, stop_request());
+    const GhnAdapter adapter = ask_adapter(mac, command, stop_request(), options.tool_limit);
     spawn_agent(id_prefix + adapter.id, adapter.properties, adapter.context);
 }
 

@@ -29,6 +29,11 @@ struct VersionMismatchException : common::Exception {
     VersionMismatchException()
         : Exception{"Expected version does not match the version that was found"} {}
 };
+/// Without the record the installation would be repeated after each reboot that it ends in.
+struct InstallationNotRecordedException : common::Exception {
+    InstallationNotRecordedException()
+        : Exception{"The start of the installation could not be recorded"} {}
+};
 /// Carries installer_output_tag.
 struct PackageInstallFailedException : common::Exception {
     PackageInstallFailedException() : Exception{"Failed to install the package"} {}

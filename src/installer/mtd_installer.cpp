@@ -66,6 +66,7 @@ void MTDInstaller::write_chip() {
     require_label();
     const std::string write = write_command();
     require_room();
+    about_to_overwrite();
     log_command(erase_command());
     run_required_command(erase_command(), lock_descriptor());
     if (!write_with_retries(write)) {

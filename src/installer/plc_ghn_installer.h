@@ -44,6 +44,8 @@ protected:
 
 private:
     [[nodiscard]] ghn::ConfigLayerCommand base_command(const std::string& interface) const;
+    [[nodiscard]] std::string loggable(const ghn::ConfigLayerCommand& base,
+                                       const std::string& text) const;
     void report_installed_version(const std::string& version);
     void arm_upgrade(const ghn::ConfigLayerCommand& base) const;
     void push_image(const ghn::ConfigLayerCommand& base, const std::string& interface) const;

@@ -9,12 +9,28 @@ namespace {
 
 constexpr const char* section = "service";
 
+constexpr OptionReader::Range seconds_of_a_day{1, 86'400};
+
+ToolLimit read_tool_limit(const OptionReader& options) {
+    const auto seconds = options.number("tool_limit", seconds_of_a_day);
+    return seconds ? ToolLimit{std::chrono::seconds{*seconds}} : std::nullopt;
+}
+
 InstallationOptions read_installation_options(const OptionReader& options) {
     InstallationOptions installation;
     installation.quoting = options.flag("tool_quoting").value_or(false)
                                ? ghn::ConfigLayerQuoting::shell
                                : ghn::ConfigLayerQuoting::none;
     installation.bootloader_label = options.text("bootloader_label");
+    installation.tool_limit = read_tool_limit(options);
+    installation.strict_records = options.flag("strict_records").value_or(false);
+    installation.strict_resume = options.flag("strict_resume").value_or(false);
+    installation.upgrade_handover =
+        options
+            .choice<UpgradeHandover>("upgrade_handover", {{"exit10", UpgradeHandover::exit10},
+                                                          {"any", UpgradeHandover::any}})
+            .value_or(installation.upgrade_handover);
+    installation.log_secrets = options.flag("log_secrets").value_or(installation.log_secrets);
     return installation;
 }
 
@@ -47,6 +63,8 @@ ServiceOptions read_service_options(Config& config) {
     const OptionReader options{config, section};
     ServiceOptions service{read_agent_options(options), read_discovery_options(options)};
     service.discovery.quoting = service.agent.installation.quoting;
+    service.discovery.tool_limit = service.agent.installation.tool_limit;
+    service.log_secrets = service.agent.installation.log_secrets;
     return service;
 }
 

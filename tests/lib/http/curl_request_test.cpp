@@ -116,6 +116,15 @@ TEST_F(RequestSettings, AddTheTokenToTheOtherHeaders) {
     EXPECT_THAT(probe.option_names(), Contains(CURLOPT_DEBUGFUNCTION));
 }
 
+TEST_F(RequestSettings, FilterTheTraceIfToldSo) {
+    settings.traces_credentials = false;
+
+    apply(CurlRequest::Kind::document);
+
+    EXPECT_THAT(probe.option_names(),
+                ElementsAre(CURLOPT_URL, CURLOPT_DEBUGFUNCTION, CURLOPT_DEBUGDATA));
+}
+
 TEST_F(RequestSettings, KeepTheTokenFromOtherServers) {
     const TemporaryDirectory directory;
     const std::string file = directory.path("token");

@@ -60,6 +60,8 @@ protected:
             MTDInstaller::Environment{gateway.path("dev") + "/", gateway.path("mtd") + "/"},
             required_label);
         installer->assign(make_image_chunk("bl", "boot.bin", image, "3.4"), attributes);
+        installer->call_before_overwriting(
+            [this](const auto&) { calls_before_overwriting.push_back(tools.calls().size()); });
         installer->tick();
         installer->tick();
     }
@@ -85,6 +87,7 @@ protected:
     std::string device = gateway.path("dev/mtd1");
     hawkbit::Attributes attributes;
     std::optional<std::string> required_label;
+    std::vector<std::size_t> calls_before_overwriting;
     std::unique_ptr<MTDInstaller> installer;
 };
 
@@ -98,6 +101,24 @@ TEST_F(MTDInstallerTest, PartitionIsErasedWrittenAndRecorded) {
     EXPECT_EQ(executed(), (Lines{erase_command(), write_command()}));
     EXPECT_EQ(tools.calls(), executed());
     EXPECT_EQ(HawkbitInstaller::get_installed_version("bl"), "3.4");
+}
+
+TEST_F(MTDInstallerTest, ItIsSaidOnceAndBeforeTheFirstErase) {
+    write_with("[ $call -gt 1 ] || exit 1");
+
+    start();
+
+    EXPECT_EQ(calls_before_overwriting, std::vector<std::size_t>{0});
+}
+
+TEST_F(MTDInstallerTest, NothingIsSaidOfAPartitionThatIsLeftAlone) {
+    gateway.write("dev/mtd1", image);
+    start();
+    gateway.write("dev/mtd1", "another loader");
+    gateway.write("mtd/mtd1/size", "1\n");
+    start();
+
+    EXPECT_TRUE(calls_before_overwriting.empty());
 }
 
 TEST_F(MTDInstallerTest, EveryToolHoldsTheLock) {
