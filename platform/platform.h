@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <memory>
+#include <optional>
 
 #include "hawkbit/messages/deployment_action.h"
 
@@ -27,12 +29,17 @@ const char* get_run_directory();
 /// The process-wide configuration store. It lives as long as the process.
 Config* get_config();
 
+/// The longest time that a program may take; none without a value.
+using Limit = std::optional<std::chrono::milliseconds>;
+
 /// Frees space on the device before an artifact is downloaded.
 void prepare_download(const hawkbit::DeploymentActionMessage::Chunk& chunk,
-                      const hawkbit::DeploymentActionMessage::Artifact& artifact);
+                      const hawkbit::DeploymentActionMessage::Artifact& artifact,
+                      const Limit& limit = std::nullopt);
 
 /// Frees space on the device before a chunk is installed.
-void prepare_install(const hawkbit::DeploymentActionMessage::Chunk& chunk);
+void prepare_install(const hawkbit::DeploymentActionMessage::Chunk& chunk,
+                     const Limit& limit = std::nullopt);
 
 /// Undoes prepare_download() after a deployment has ended.
 void recover_download();

@@ -160,10 +160,12 @@ void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& prope
     }
     AgentSettings agent_settings;
     agent_settings.context = context;
+    agent_settings.context.options = settings.options.installation;
     agent_settings.attributes = properties;
     agent_settings.schedule = settings.schedule;
     agent_settings.dormant = dormant;
     agent_settings.downloads = settings.downloads;
+    agent_settings.options = settings.options;
     const auto existing = agents.find(id);
     if (existing != agents.end()) {
         existing->second->live_on(std::move(agent_settings));

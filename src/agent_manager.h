@@ -16,6 +16,7 @@
 #include "http/transport_settings.h"
 #include "installer/installer_context.h"
 #include "options/download_options.h"
+#include "options/service_options.h"
 #include "schedule/update_schedule.h"
 
 namespace zephran {
@@ -40,6 +41,7 @@ struct AgentManagerSettings {
     hawkbit::Digest digest = hawkbit::Digest::md5;
     /// Starts the gateway's agent dormant.
     bool dormant = false;
+    AgentOptions options;
 };
 
 /// Owns every agent and runs the main loop. Agents are created, ticked and destroyed on the main

@@ -14,6 +14,7 @@
 #include "http/transport_settings.h"
 #include "installer/installer_factory.h"
 #include "options/download_options.h"
+#include "options/service_options.h"
 #include "options/transport_options.h"
 #include "platform.h"
 #include "schedule/update_schedule_reader.h"
@@ -57,11 +58,12 @@ std::optional<http::ClientCertificate> client_certificate(const CommandLineOptio
                                    options.get_client_certificate_key()};
 }
 
-void add_discovery_handlers(AgentManager& manager, const CommandLineOptions& options) {
+void add_discovery_handlers(AgentManager& manager, const CommandLineOptions& options,
+                            const DiscoveryOptions& discovery_options) {
     manager.add_discovery_handler(std::make_unique<discovery::MQTTDiscoveryHandler>());
     if (options.has_ghn_agents()) {
-        manager.add_discovery_handler(
-            std::make_unique<discovery::GhnDiscoveryHandler>(ghn_discovery_period));
+        manager.add_discovery_handler(std::make_unique<discovery::GhnDiscoveryHandler>(
+            ghn_discovery_period, options.get_device_id(), discovery_options));
         ZLOG_INFO_AS("main", "action", "main", "message", "enabling G.hn LAN discovery handler");
     }
 }
@@ -78,13 +80,16 @@ void run_agents(const CommandLineOptions& options) {
     add_transport_options(*platform::get_config(), settings.server, settings.transport);
     settings.downloads = read_download_options(*platform::get_config());
     settings.digest = read_digest(*platform::get_config());
+    const ServiceOptions service = read_service_options(*platform::get_config());
+    settings.options = service.agent;
+    settings.transport.traces_credentials = service.log_secrets;
     settings.bootloader_mtd = options.get_bootloader_mtd();
 
     const std::unique_ptr<AgentManager> manager = platform::create_agent_manager();
     InstallerFactory::report();
     settings.transport.client_certificate = client_certificate(options);
     manager->configure(std::move(settings));
-    add_discovery_handlers(*manager, options);
+    add_discovery_handlers(*manager, options, service.discovery);
     manager->run();
 }
 

@@ -121,6 +121,10 @@ int POpen::wait(std::string& output, const std::atomic<bool>& stop) {
     return wait_until(stop, output);
 }
 
+int POpen::wait_for_tool(std::string& output, milliseconds limit, const std::atomic<bool>& stop) {
+    return wait_until(ToolEnd{Clock::now() + limit, stop}, output);
+}
+
 template <class End>
 int POpen::wait_until(const End& end, std::string& output) {
     output.clear();
@@ -155,6 +159,13 @@ boost::optional<int> POpen::collect_and_reap(OutputCollector& output,
     return status;
 }
 
+boost::optional<int> POpen::collect_and_reap(OutputCollector& output, const ToolEnd& end) {
+    read_of_tool(end, output);
+    const boost::optional<int> status = pclose_unless(end.stop, end.deadline);
+    forget_child();
+    return status;
+}
+
 void POpen::forget_child() {
     stream.reset();
     pid = 0;
@@ -178,6 +189,22 @@ void POpen::read_until(OutputCollector& output, Clock::time_point deadline) {
 void POpen::read_unless(const std::atomic<bool>& stop, OutputCollector& output) {
     stop_blocking(fileno(stream.get()));
     while (!stop && take_block_within(limits.stop_check, output)) {
+    }
+}
+
+void POpen::read_of_tool(const ToolEnd& end, OutputCollector& output) {
+    set_blocking(fileno(stream.get()), false);
+    auto until = end.deadline;
+    bool has_ended = false;
+    for (auto now = Clock::now(); now < until && !end.stop; now = Clock::now()) {
+        if (!has_ended && has_ended_within(milliseconds::zero())) {
+            has_ended = true;
+            until = std::min(until, now + limits.after_end);
+        }
+        const auto time = std::min(limits.stop_check, std::chrono::ceil<milliseconds>(until - now));
+        if (!take_block_within(time, output)) {
+            return;
+        }
     }
 }
 
@@ -228,12 +255,16 @@ boost::optional<int> POpen::kill_child() const {
     return boost::none;
 }
 
-boost::optional<int> POpen::pclose_unless(const std::atomic<bool>& stop) const {
+boost::optional<int> POpen::pclose_unless(const std::atomic<bool>& stop,
+                                          Clock::time_point deadline) const {
     // A child usually ends right after its output.
     milliseconds step{1};
     while (!stop) {
         if (has_ended_within(step)) {
             return pclose_wait();
+        }
+        if (Clock::now() >= deadline) {
+            break;
         }
         step = limits.poll_step;
     }

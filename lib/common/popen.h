@@ -43,6 +43,8 @@ struct TimeLimits {
     std::chrono::milliseconds term_to_kill{2000};
     /// Pause between two looks at a stop request.
     std::chrono::milliseconds stop_check{100};
+    /// How long the output of a tool is collected after its shell has ended.
+    std::chrono::milliseconds after_end{1000};
 };
 
 /// One shell command that runs as a child process in its own process group.
@@ -87,12 +89,21 @@ public:
     /// group gets SIGTERM then, and SIGKILL once the child has ended, two seconds later at most.
     /// Three seconds after the request this returns even if the kernel cannot end the child.
     int wait(std::string& output, const std::atomic<bool>& stop);
+    /// For a tool that may leave services behind: as above until the stop request or, if earlier,
+    /// the limit. One second after the end of its shell the output counts as complete, even if
+    /// another process still has it open.
+    int wait_for_tool(std::string& output, std::chrono::milliseconds limit,
+                      const std::atomic<bool>& stop = no_stop_request);
 
 private:
     struct Close {
         void operator()(std::FILE* open_stream) const;
     };
     using Clock = std::chrono::steady_clock;
+    struct ToolEnd {
+        Clock::time_point deadline;
+        const std::atomic<bool>& stop;
+    };
 
     void popen_for_reading(int inherited);
     template <class End>
@@ -100,10 +111,12 @@ private:
     /// Leaves neither stream nor id behind, whatever becomes of the output.
     boost::optional<int> collect_and_reap(OutputCollector& output, std::chrono::milliseconds limit);
     boost::optional<int> collect_and_reap(OutputCollector& output, const std::atomic<bool>& stop);
+    boost::optional<int> collect_and_reap(OutputCollector& output, const ToolEnd& end);
     void forget_child();
     void read_to_end(OutputCollector& output);
     void read_until(OutputCollector& output, Clock::time_point deadline);
     void read_unless(const std::atomic<bool>& stop, OutputCollector& output);
+    void read_of_tool(const ToolEnd& end, OutputCollector& output);
     /// Waits for a block of output for at most this time.
     /// @returns false at the end of the output
     bool take_block_within(std::chrono::milliseconds time, OutputCollector& output);
@@ -112,7 +125,8 @@ private:
     boost::optional<int> pclose_wait() const;
     boost::optional<int> pclose_kill(Clock::time_point deadline);
     boost::optional<int> kill_child() const;
-    boost::optional<int> pclose_unless(const std::atomic<bool>& stop) const;
+    boost::optional<int> pclose_unless(const std::atomic<bool>& stop,
+                                       Clock::time_point deadline = Clock::time_point::max()) const;
     void stop_child() const;
     /// @return whether the child has ended; it still has to be reaped
     bool has_ended_within(std::chrono::milliseconds time) const;

@@ -115,6 +115,14 @@ pid_t start_shell(const char* command, const ShellStart& start) {
     return child;
 }
 
+std::string quote_for_shell(const std::string& text) {
+    std::string quoted = "'";
+    for (const char character : text) {
+        quoted += character == '\'' ? R"('\'')" : std::string{character};
+    }
+    return quoted + "'";
+}
+
 pid_t wait_for_child(pid_t child, int& status, int options) {
     pid_t result = -1;
     do {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <csignal>
+#include <string>
 
 #include <sys/types.h>
 #include <unistd.h>
@@ -31,6 +32,9 @@ struct ShellStart {
 ///
 /// @returns its process id, or -1 with errno
 pid_t start_shell(const char* command, const ShellStart& start);
+
+/// A word that a shell takes for this text, whatever the text contains but NUL.
+[[nodiscard]] std::string quote_for_shell(const std::string& text);
 
 /// waitpid(2) that lasts through signals.
 pid_t wait_for_child(pid_t child, int& status, int options);

@@ -6,6 +6,7 @@
 #include <boost/algorithm/string/replace.hpp>
 
 #include "common/exception.h"
+#include "common/shell.h"
 
 namespace zephran::ghn {
 
@@ -25,17 +26,20 @@ const char* word_for(ConfigLayerOperation operation) {
 
 }  // namespace
 
-ConfigLayerCommand::ConfigLayerCommand() {
+ConfigLayerCommand::ConfigLayerCommand(ConfigLayerQuoting quoting_of_values)
+    : quoting{quoting_of_values} {
     text << "configlayer";
 }
 
-ConfigLayerCommand::ConfigLayerCommand(const ConfigLayerCommand& other) : secret{other.secret} {
+ConfigLayerCommand::ConfigLayerCommand(const ConfigLayerCommand& other)
+    : quoting{other.quoting}, secret{other.secret} {
     text << other.build();
 }
 
 ConfigLayerCommand& ConfigLayerCommand::operator=(const ConfigLayerCommand& other) {
     if (this != &other) {
         text = std::ostringstream{other.build(), std::ios::ate};
+        quoting = other.quoting;
         secret = other.secret;
     }
     return *this;
@@ -52,18 +56,18 @@ ConfigLayerCommand& ConfigLayerCommand::retries(int count) {
 }
 
 ConfigLayerCommand& ConfigLayerCommand::interface(const std::string& name) {
-    text << " -i " << name;
+    text << " -i " << word(name);
     return *this;
 }
 
-ConfigLayerCommand& ConfigLayerCommand::password(const std::string& word) {
-    text << " -w " << word;
-    secret = word;
+ConfigLayerCommand& ConfigLayerCommand::password(const std::string& new_secret) {
+    text << " -w " << word(new_secret);
+    secret = new_secret;
     return *this;
 }
 
 ConfigLayerCommand& ConfigLayerCommand::mac_address(const std::string& address) {
-    text << " -m " << address;
+    text << " -m " << word(address);
     return *this;
 }
 
@@ -83,12 +87,23 @@ ConfigLayerCommand& ConfigLayerCommand::parameter(const std::string& name) {
 
 ConfigLayerCommand& ConfigLayerCommand::parameter(const std::string& name,
                                                   const std::string& value) {
-    text << " -p " << name << "=" << value;
+    text << " -p " << name << "=" << word(value);
     return *this;
 }
 
+std::string ConfigLayerCommand::word(const std::string& value) const {
+    return quoting == ConfigLayerQuoting::shell ? common::quote_for_shell(value) : value;
+}
+
 std::string ConfigLayerCommand::without_password(const std::string& written) const {
-    return secret.empty() ? written : boost::replace_all_copy(written, secret, "***");
+    if (secret.empty()) {
+        return written;
+    }
+    // In quotes some characters of it look different.
+    const std::string unquoted = quoting == ConfigLayerQuoting::none
+                                     ? written
+                                     : boost::replace_all_copy(written, word(secret), "***");
+    return boost::replace_all_copy(unquoted, secret, "***");
 }
 
 }  // namespace zephran::ghn

@@ -12,11 +12,13 @@ namespace {
 
 ZEPHRAN_REPORTED(configlayer_output);
 
-/// Runs the command without a time limit.
+/// Runs the command.
 /// @returns its exit code
-int run(const ConfigLayerCommand& command, std::string& output, const std::atomic<bool>& stop) {
+int run(const ConfigLayerCommand& command, std::string& output, const std::atomic<bool>& stop,
+        const std::optional<std::chrono::milliseconds>& limit) {
     try {
-        return common::POpen{command.build()}.wait(output, stop);
+        common::POpen tool{command.build()};
+        return limit ? tool.wait_for_tool(output, *limit, stop) : tool.wait(output, stop);
     } catch (const common::POpenFailedException& error) {
         ConfigLayerFailedException failure;
         if (const int* const reason = boost::get_error_info<boost::errinfo_errno>(error)) {
@@ -34,10 +36,11 @@ int run(const ConfigLayerCommand& command, std::string& output, const std::atomi
 }  // namespace
 
 std::string GhnUtility::get_parameter_value(const ConfigLayerCommand& base, const std::string& name,
-                                            const std::atomic<bool>& stop) {
+                                            const std::atomic<bool>& stop,
+                                            const std::optional<std::chrono::milliseconds>& limit) {
     std::string output;
     const int exit_code =
-        run(base.clone().operation(ConfigLayerOperation::get).parameter(name), output, stop);
+        run(base.clone().operation(ConfigLayerOperation::get).parameter(name), output, stop, limit);
     if (exit_code != 0) {
         ZEPHRAN_THROW(ConfigLayerFailedException{}
                       << common::program_exit_code_tag{exit_code}

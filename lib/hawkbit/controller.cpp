@@ -2,11 +2,14 @@
 #include "hawkbit/controller.h"
 
 #include "common/exception.h"
+#include "hawkbit/exceptions.h"
 
 namespace zephran::hawkbit {
 namespace {
 
 ZEPHRAN_REPORTED(url);
+ZEPHRAN_REPORTED(needed);
+ZEPHRAN_REPORTED(available);
 
 constexpr const char* secure_scheme = "https";
 constexpr const char* plain_scheme = "http";

@@ -10,6 +10,7 @@
 #include "common/logprint.h"
 #include "http/authorization.h"
 #include "http/tls_sessions.h"
+#include "http/trace_filter.h"
 
 namespace zephran::http {
 namespace {
@@ -95,6 +96,10 @@ void CurlRequest::apply(const TransportSettings& settings) {
     if (settings.authorization) {
         apply_token(*settings.authorization);
     }
+    traces_credentials = settings.traces_credentials;
+    if (!token.empty() || !traces_credentials) {
+        filter_trace();
+    }
     if (headers.get() != nullptr) {
         setopt(handle_, CURLOPT_HTTPHEADER, headers.get());
     }
@@ -143,7 +148,8 @@ void CurlRequest::filter_trace() {
     setopt(handle_, CURLOPT_DEBUGDATA, static_cast<void*>(this));
 }
 
-/// Like libcurl's own, but without the token and without what could forge a line of the log.
+/// Like libcurl's own, but without the token, without what could forge a line of the log, and if so
+/// wanted without other credentials.
 int CurlRequest::trace_cb(CURL* /*handle*/, curl_infotype type, char* data, std::size_t size,
                           void* userdata) noexcept {
     const char* const mark = type == CURLINFO_TEXT         ? "* "
@@ -155,9 +161,11 @@ int CurlRequest::trace_cb(CURL* /*handle*/, curl_infotype type, char* data, std:
     }
     try {
         const auto& request = *static_cast<CurlRequest*>(userdata);
+        const std::string shown = without_secret({data, size}, request.token);
         std::ostringstream lines;
         lines << mark;
-        write_harmless(lines, trace_text(without_secret({data, size}, request.token)));
+        write_harmless(lines,
+                       trace_text(request.traces_credentials ? shown : without_credentials(shown)));
         lines << '\n';
         std::cerr << lines.str();
     } catch (const std::exception&) {

@@ -48,6 +48,7 @@ private:
     std::string url_;
     Kind kind;
     std::string token;
+    bool traces_credentials = true;
     CurlStringList headers;
     // The last member: while it is destroyed, libcurl may still read the others.
     CurlHandle handle_;

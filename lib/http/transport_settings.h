@@ -75,6 +75,8 @@ struct TransportSettings {
     std::shared_ptr<TlsSessions> tls_sessions;
     std::optional<Authorization> authorization;
     TransferLog log = TransferLog::none;
+    /// Whether libcurl's trace shows what proves who somebody is. The token is never shown.
+    bool traces_credentials = true;
 };
 
 /// Defaults of the whole process, for transports whose settings say nothing else.

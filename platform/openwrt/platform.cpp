@@ -35,12 +35,13 @@ Config* get_config() {
 }
 
 void prepare_download(const hawkbit::DeploymentActionMessage::Chunk& chunk,
-                      const hawkbit::DeploymentActionMessage::Artifact& /*artifact*/) {
-    preparation().prepare_download(chunk.part());
+                      const hawkbit::DeploymentActionMessage::Artifact& /*artifact*/,
+                      const Limit& limit) {
+    preparation().prepare_download(chunk.part(), limit);
 }
 
-void prepare_install(const hawkbit::DeploymentActionMessage::Chunk& chunk) {
-    preparation().prepare_install(chunk.part());
+void prepare_install(const hawkbit::DeploymentActionMessage::Chunk& chunk, const Limit& limit) {
+    preparation().prepare_install(chunk.part(), limit);
 }
 
 void recover_download() {}

@@ -13,9 +13,15 @@ namespace {
 constexpr const char* firmware_part = "os";
 
 /// The exit code does not count: if there is too little room, the download or installation fails.
-void run(const std::string& command) {
+void run(const std::string& command, const Preparation::Limit& limit) {
     constexpr int no_limit = 0;
-    common::POpen{command}.wait(no_limit);
+    common::POpen program{command};
+    std::string discarded;
+    if (limit) {
+        program.wait_for_tool(discarded, *limit);
+    } else {
+        program.wait(no_limit);
+    }
 }
 
 }  // namespace
@@ -24,22 +30,22 @@ Preparation::Preparation(Environment environment)
     : download_script{std::move(environment.download_script)},
       service_script{std::move(environment.service_script)} {}
 
-void Preparation::prepare_download(const std::string& part) {
+void Preparation::prepare_download(const std::string& part, const Limit& limit) {
     if (download_prepared || part != firmware_part) {
         return;
     }
-    run(download_script);
+    run(download_script, limit);
     download_prepared = true;
 }
 
-void Preparation::prepare_install(const std::string& part) {
+void Preparation::prepare_install(const std::string& part, const Limit& limit) {
     if (install_prepared || part != firmware_part) {
         return;
     }
     if (!std::ifstream{service_script}.is_open()) {
         return;
     }
-    run(service_script + " stop");
+    run(service_script + " stop", limit);
     install_prepared = true;
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "agent/agent_control.h"
+#include "agent/last_answers.h"
 #include "common/exception.h"
 #include "common/logprint.h"
 #include "deployment/hawkbit_deployer.h"
@@ -15,6 +16,7 @@
 #include "hawkbit/attributes.h"
 #include "hawkbit/client.h"
 #include "installer/installer_context.h"
+#include "options/service_options.h"
 #include "schedule/backoff_timer.h"
 #include "schedule/deadline.h"
 #include "schedule/update_schedule.h"
@@ -48,6 +50,7 @@ struct AgentSettings {
     /// A dormant agent polls only when forced.
     bool dormant = false;
     DownloadOptions downloads;
+    AgentOptions options;
 };
 
 /// One target of the update server: the gateway itself or a device behind it. It polls the server
@@ -167,6 +170,7 @@ private:
     void resume_deployer();
     void tick_deployment();
     void forget_offer_of_ended_deployment();
+    void forget_begin(const std::string& action_id) const;
     void reset_polling_time();
     void set_next_poll(time_point time);
     void note_next_poll();
@@ -179,6 +183,10 @@ private:
     void send_cancel_feedback(hawkbit::ActionFeedbackMessage::FinalResult result,
                               const std::vector<std::string>& details) const;
     [[nodiscard]] long epoch_seconds() const;
+    /// Whether the line with this answer of a guard is to be logged.
+    [[nodiscard]] bool is_worth_a_line(const char* guard, unsigned answer) {
+        return last_answers.is_news(guard, answer) || settings.options.log_repeats;
+    }
 
     std::string cancel_action_id;
     bool aborted = false;
@@ -202,6 +210,7 @@ private:
     bool is_cancel_owed = false;
     bool is_deployment_read_owed = false;
     bool attribute_changes_logged = false;
+    LastAnswers last_answers;
     std::string unknown_message_logged_for;
     time_point deployment_delay_until{};
     /// When the window opens that the delay ends in; zero for one that was open already.

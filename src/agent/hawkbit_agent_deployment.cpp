@@ -11,8 +11,20 @@
 #include "hawkbit/detail_text.h"
 #include "installer/installer_factory.h"
 #include "platform.h"
+#include "store/device_store.h"
 
 namespace zephran {
+
+namespace {
+
+/// A cancellation that is refused leaves the action open.
+bool ends_action(const DeploymentReport& report) {
+    return report.execution == DeploymentReport::ExecutionStatus::closed &&
+           (report.recipient == DeploymentReport::Recipient::deployment ||
+            report.result == DeploymentReport::FinalResult::success);
+}
+
+}  // namespace
 
 void HawkbitAgent::tick_deployment() {
     const auto report = deployment->step();
@@ -20,6 +32,10 @@ void HawkbitAgent::tick_deployment() {
         send_deployment_feedback(*report);
     } else if (report && !aborted) {
         send_cancel_feedback(report->result, report->details);
+    }
+    // While the action is still open at the server, the next process needs the record.
+    if (report && ends_action(*report) && !aborted) {
+        forget_begin(deployment->deployer().action_id());
     }
     if (deployment->deployer().is_finished() && deployment->deployer().is_resumed()) {
         force_poll();
@@ -41,12 +57,19 @@ void HawkbitAgent::forget_offer_of_ended_deployment() {
     }
 }
 
+void HawkbitAgent::forget_begin(const std::string& action_id) const {
+    if (settings.options.installation.strict_resume) {
+        DeviceStore{*platform::get_config()}.forget_begin(action_id, {"forget_begin"});
+    }
+}
+
 void HawkbitAgent::start_deployer() {
     if (is_deploying()) {
         ZEPHRAN_THROW(DeploymentInProgressException{});
     }
     hawkbit::DeploymentActionMessage action = *control_->pending_deployment();
-    action.replace_chunks(InstallerFactory::reorder_chunks(action.chunks()));
+    action.replace_chunks(
+        InstallerFactory::reorder_chunks(action.chunks(), settings.options.chunk_order));
     const bool is_interrupted = deployment_history::holds_own_report(action.action_history());
 
     deployment = std::make_unique<RunningDeployment>(
@@ -72,6 +95,7 @@ void HawkbitAgent::cancel_deployer() {
     if (deployment == nullptr) {
         send_cancel_feedback(hawkbit::ActionFeedbackMessage::FinalResult::success,
                              {to_string(ActionMessage::DeploymentNotRunning)});
+        forget_begin(cancel_action_id);
     } else {
         cancel_existing_deployer();
     }

@@ -10,44 +10,58 @@ bool HawkbitAgent::is_dormant() {
     // This consumes the forced poll, so that a dormant agent reads successfully exactly once.
     const bool is_forced = control_->take_forced_poll();
     const bool status = !is_forced && !is_poll_owed() && settings.dormant;
-    ZLOG_INFO("event", "is_dormant", "status", status);
+    if (is_worth_a_line(__func__, status ? 1U : 0U)) {
+        ZLOG_INFO("event", "is_dormant", "status", status);
+    }
     return status;
 }
 
 bool HawkbitAgent::is_backoff_delay_elapsed() {
     const bool status = control_->is_poll_forced() || backoff_end.is_past(now());
-    ZLOG_INFO("event", "is_backoff_delay_elapsed", "status", status);
+    if (is_worth_a_line(__func__, status ? 1U : 0U)) {
+        ZLOG_INFO("event", "is_backoff_delay_elapsed", "status", status);
+    }
     return status;
 }
 
 bool HawkbitAgent::is_deployment_action_requested() {
-    ZLOG_DEBUG("event", "is_deployment_action_requested", "deployment_action_requested",
-               deployment_action_requested);
+    if (is_worth_a_line(__func__, deployment_action_requested ? 1U : 0U)) {
+        ZLOG_DEBUG("event", "is_deployment_action_requested", "deployment_action_requested",
+                   deployment_action_requested);
+    }
     return deployment_action_requested;
 }
 
 bool HawkbitAgent::is_cancel_action_requested() {
-    ZLOG_DEBUG("event", "is_cancel_action_requested", "cancel_action_requested",
-               cancel_action_requested);
+    if (is_worth_a_line(__func__, cancel_action_requested ? 1U : 0U)) {
+        ZLOG_DEBUG("event", "is_cancel_action_requested", "cancel_action_requested",
+                   cancel_action_requested);
+    }
     return cancel_action_requested;
 }
 
 bool HawkbitAgent::is_new_config_data_required() {
-    ZLOG_DEBUG("event", "is_new_config_data_required", "starting_up", starting_up,
-               "config_data_requested", config_data_requested);
+    if (is_worth_a_line(__func__, (starting_up ? 2U : 0U) + (config_data_requested ? 1U : 0U))) {
+        ZLOG_DEBUG("event", "is_new_config_data_required", "starting_up", starting_up,
+                   "config_data_requested", config_data_requested);
+    }
     return starting_up || config_data_requested;
 }
 
 bool HawkbitAgent::has_active_deployment() {
     // The offer may also have gone since this cycle decided to fetch it: its deployment has ended.
     const bool status = is_deploying();
-    ZLOG_INFO("event", "has_active_deployment", "status", status);
+    if (is_worth_a_line(__func__, status ? 1U : 0U)) {
+        ZLOG_INFO("event", "has_active_deployment", "status", status);
+    }
     return status || !deployment_action_requested;
 }
 
 bool HawkbitAgent::is_inside_update_schedule() {
     const bool inside = !settings.schedule || settings.schedule->is_allowed_on(now());
-    ZLOG_INFO("event", "is_inside_update_schedule", "inside", inside);
+    if (is_worth_a_line(__func__, inside ? 1U : 0U)) {
+        ZLOG_INFO("event", "is_inside_update_schedule", "inside", inside);
+    }
     return inside;
 }
 
@@ -55,7 +69,9 @@ bool HawkbitAgent::is_automatic_update_disabled() {
     DeviceStore store{*platform::get_config()};
     const bool status =
         !store.is_automatic_update_enabled({"is_automatic_update_disabled", "event"});
-    ZLOG_INFO("event", "is_automatic_update_disabled", "status", status);
+    if (is_worth_a_line(__func__, status ? 1U : 0U)) {
+        ZLOG_INFO("event", "is_automatic_update_disabled", "status", status);
+    }
     return status;
 }
 
@@ -71,7 +87,9 @@ bool HawkbitAgent::is_resumed_deployment() {
         ZLOG_WARNING("event", "is_resumed_deployment", "message", "unknown action message");
         unknown_message_logged_for = deployment_action->id();
     }
-    ZLOG_INFO("event", "is_resumed_deployment", "status", status);
+    if (is_worth_a_line(__func__, status ? 1U : 0U)) {
+        ZLOG_INFO("event", "is_resumed_deployment", "status", status);
+    }
     return status;
 }
 
@@ -79,13 +97,17 @@ bool HawkbitAgent::is_user_forced() {
     const std::string accepted = control_->accepted_deployment();
     const bool is_this_one = !accepted.empty() && accepted == control_->pending_deployment()->id();
     const bool status = is_this_one || accepted == any_deployment;
-    ZLOG_INFO("event", "is_user_forced", "status", status);
+    if (is_worth_a_line(__func__, status ? 1U : 0U)) {
+        ZLOG_INFO("event", "is_user_forced", "status", status);
+    }
     return status;
 }
 
 bool HawkbitAgent::is_forced_deployment() {
     const bool status = control_->pending_deployment()->forced();
-    ZLOG_INFO("event", "is_forced_deployment", "status", status);
+    if (is_worth_a_line(__func__, status ? 1U : 0U)) {
+        ZLOG_INFO("event", "is_forced_deployment", "status", status);
+    }
     return status;
 }
 
@@ -95,7 +117,9 @@ bool HawkbitAgent::is_deployment_delay_elapsed() {
     // The clock may have been set forward, past the end of the window.
     const bool status =
         has_elapsed && (!settings.schedule || settings.schedule->is_allowed_on(current_time));
-    ZLOG_INFO("event", "is_deployment_delay_elapsed", "status", status);
+    if (is_worth_a_line(__func__, status ? 1U : 0U)) {
+        ZLOG_INFO("event", "is_deployment_delay_elapsed", "status", status);
+    }
     if (has_elapsed && !status) {
         draw_deployment_delay(current_time);
     }

@@ -7,6 +7,7 @@
 #include "common/exception.h"
 #include "deployment/artifact_files.h"
 #include "deployment/deployment_history.h"
+#include "installer/exceptions.h"
 #include "installer/hawkbit_installer.h"
 #include "installer/installer_factory.h"
 #include "platform.h"
@@ -17,6 +18,8 @@ namespace zephran {
 namespace {
 
 constexpr DeviceStore::Caller store_rebooted{"store_rebooted"};
+constexpr DeviceStore::Caller withdraw_record{"withdraw_record"};
+constexpr DeviceStore::Caller record_begin{"record_begin"};
 
 }  // namespace
 
@@ -63,10 +66,11 @@ void HawkbitDeployer::resume() {
     std::vector<Chunk> remaining =
         deployment_history::remaining_chunks(action.chunks(), interrupted);
     auto resumable = make_installer(remaining.front());
+    const bool may_be_taken_up = resumable->can_resume() && may_have_begun(remaining.front());
 
     continue_with(std::move(remaining));
     resumed = true;
-    if (!resumable->can_resume()) {
+    if (!may_be_taken_up) {
         ZLOG_WARNING("action", "resume", "message", "restarting chunk");
         return;
     }
@@ -124,7 +128,30 @@ std::unique_ptr<HawkbitInstaller> HawkbitDeployer::make_installer(const Chunk& f
     created->assign(for_chunk, target_attributes);
     // Between the download of a file and its use lie other downloads and other agents' steps.
     created->call_before_start(artifact_files::verify_all);
+    call_for_records(*created);
     return created;
+}
+
+void HawkbitDeployer::call_for_records(HawkbitInstaller& created) const {
+    if (context.options.strict_records && !is_device_behind_gateway()) {
+        created.call_before_overwriting([](const Chunk& overwritten) {
+            DeviceStore{*platform::get_config()}.withdraw_installation(overwritten.part(),
+                                                                       withdraw_record);
+        });
+    }
+    if (context.options.strict_resume) {
+        created.call_before_beginning([id = action_id()](const Chunk& begun) {
+            DeviceStore store{*platform::get_config()};
+            if (!store.record_begin(id, hawkbit::chunk_string(begun), record_begin)) {
+                ZEPHRAN_THROW(installer::InstallationNotRecordedException{});
+            }
+        });
+    }
+}
+
+bool HawkbitDeployer::may_have_begun(const Chunk& interrupted) const {
+    return !context.options.strict_resume || DeviceStore{*platform::get_config()}.has_begun(
+                                                 action_id(), hawkbit::chunk_string(interrupted));
 }
 
 void HawkbitDeployer::adopt_installer(std::unique_ptr<HawkbitInstaller> new_installer) {

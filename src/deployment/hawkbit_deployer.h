@@ -148,6 +148,8 @@ private:
     void require_space_for_chunk() const;
     [[nodiscard]] bool is_current_chunk_recorded() const;
     [[nodiscard]] std::unique_ptr<HawkbitInstaller> make_installer(const Chunk& for_chunk) const;
+    void call_for_records(HawkbitInstaller& created) const;
+    [[nodiscard]] bool may_have_begun(const Chunk& interrupted) const;
     void adopt_installer(std::unique_ptr<HawkbitInstaller> new_installer);
     void release_installer();
     void continue_with(std::vector<Chunk> chunks);

@@ -40,7 +40,7 @@ void HawkbitDeployer::download_artifact() {
     }
     const std::string file = artifact_path(artifact());
     const http::Client client = make_http_client();
-    platform::prepare_download(chunk(), artifact());
+    platform::prepare_download(chunk(), artifact(), context.options.tool_limit);
     client.download_to_file(artifact_files::download_url(artifact()), file);
 }
 

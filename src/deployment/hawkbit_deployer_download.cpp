@@ -45,7 +45,7 @@ DownloadTask HawkbitDeployer::download_task() const {
 
 void HawkbitDeployer::begin_download() {
     DownloadTask task = download_task();
-    platform::prepare_download(chunk(), artifact());
+    platform::prepare_download(chunk(), artifact(), context.options.tool_limit);
     if (artifact_index == 0) {
         require_space_for_chunk();
     }

@@ -11,8 +11,11 @@
 namespace zephran::discovery {
 
 AsyncDiscoveryHandler::AsyncDiscoveryHandler(std::chrono::milliseconds period_between_passes,
-                                             Clock current_time)
-    : now{std::move(current_time)}, last_discover{now()}, period{period_between_passes} {}
+                                             Clock current_time, bool is_failure_fatal)
+    : now{std::move(current_time)},
+      last_discover{now()},
+      period{period_between_passes},
+      failure_is_fatal{is_failure_fatal} {}
 
 void AsyncDiscoveryHandler::tick() {
     if (discovery.valid()) {
@@ -30,8 +33,20 @@ bool AsyncDiscoveryHandler::pass_has_ended() const {
     return status == std::future_status::ready;
 }
 
+void AsyncDiscoveryHandler::end_pass() {
+    try {
+        discovery.get();
+    } catch (const std::exception& error) {
+        if (failure_is_fatal) {
+            throw;
+        }
+        ZLOG_WARNING_AS("tick", "event", "discovery_failed", "what",
+                        boost::diagnostic_information(error));
+    }
+}
+
 void AsyncDiscoveryHandler::apply_pass() {
-    discovery.get();
+    end_pass();
     for (SpawnRequest& request : pending_spawns) {
         constexpr bool dormant = false;
         manager->spawn_agent(request.id, request.properties, request.context, dormant);

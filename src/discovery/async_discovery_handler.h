@@ -31,12 +31,15 @@ public:
     /// @param period_between_passes from the end of one pass to the start of the next; the first
     ///                              pass starts one period after construction
     /// @param current_time          Other values than this are for unit tests.
+    /// @param is_failure_fatal      whether tick() throws what a pass threw
     explicit AsyncDiscoveryHandler(std::chrono::milliseconds period_between_passes,
-                                   Clock current_time = std::chrono::steady_clock::now);
+                                   Clock current_time = std::chrono::steady_clock::now,
+                                   bool is_failure_fatal = true);
 
     void setup(AgentManager* agent_manager) override { manager = agent_manager; }
     /// Applies the results of a finished pass, and starts a pass that is due.
-    /// @throws what the pass threw
+    /// @throws what the pass threw, if that is fatal; otherwise it is logged, and what the pass had
+    ///         requested before is applied
     void tick() override;
     /// One pass. It runs on the worker thread and reaches the manager only through the two requests
     /// below.
@@ -69,6 +72,7 @@ private:
 
     [[nodiscard]] bool pass_has_ended() const;
     void apply_pass();
+    void end_pass();
     void count_taken_places();
     void start_pass_when_due();
 
@@ -81,6 +85,7 @@ private:
     Clock now;
     std::chrono::steady_clock::time_point last_discover;
     std::chrono::milliseconds period;
+    bool failure_is_fatal;
     AgentManager* manager = nullptr;
 };
 

@@ -30,9 +30,9 @@ bool is_usable_id(const std::string& serial_number, const ghn::ConfigLayerComman
 }  // namespace
 
 GhnAdapter ask_adapter(const common::MacAddress& mac, const ghn::ConfigLayerCommand& command,
-                       const std::atomic<bool>& stop) {
+                       const std::atomic<bool>& stop, const ToolLimit& limit) {
     const auto value_of = [&](const char* parameter) {
-        return require_short(ghn::GhnUtility::get_parameter_value(command, parameter, stop));
+        return require_short(ghn::GhnUtility::get_parameter_value(command, parameter, stop, limit));
     };
     // Attributes leave the gateway, and what a tool prints may repeat its own command line.
     const auto attribute_of = [&](const char* parameter) {

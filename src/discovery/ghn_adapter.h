@@ -8,6 +8,7 @@
 #include "ghn/config_layer_command.h"
 #include "hawkbit/attributes.h"
 #include "installer/installer_context.h"
+#include "options/service_options.h"
 
 namespace zephran::discovery {
 
@@ -24,11 +25,12 @@ struct GhnAdapter {
 /// network is neither in the id nor in any of the properties, whatever it answers.
 ///
 /// @param command addresses the adapter
-/// @param stop    ends the questions, see ghn::GhnUtility::get_parameter_value()
+/// @param stop, limit end the questions, see ghn::GhnUtility::get_parameter_value()
 /// @throws ghn::ConfigLayerFormatException for an answer of more than 256 bytes, and what
 ///         ghn::GhnUtility::get_parameter_value() throws
 [[nodiscard]] GhnAdapter ask_adapter(const common::MacAddress& mac,
                                      const ghn::ConfigLayerCommand& command,
-                                     const std::atomic<bool>& stop);
+                                     const std::atomic<bool>& stop,
+                                     const ToolLimit& limit = std::nullopt);
 
 }  // namespace zephran::discovery

@@ -6,11 +6,12 @@
 
 namespace zephran::discovery {
 
-DeviceType get_device_type(const ghn::ConfigLayerCommand& command, const std::atomic<bool>& stop) {
+DeviceType get_device_type(const ghn::ConfigLayerCommand& command, const std::atomic<bool>& stop,
+                           const ToolLimit& limit) {
     constexpr const char* unknown_parameter_text = "ERROR -36";
     try {
         const std::string value =
-            ghn::GhnUtility::get_parameter_value(command, "DHCP.GENERAL.ENABLED_IPV4", stop);
+            ghn::GhnUtility::get_parameter_value(command, "DHCP.GENERAL.ENABLED_IPV4", stop, limit);
         return value.find(unknown_parameter_text) == std::string::npos
                    ? DeviceType::end_device
                    : DeviceType::unknown_parameter;

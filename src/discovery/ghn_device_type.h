@@ -5,6 +5,7 @@
 
 #include "common/popen.h"
 #include "ghn/config_layer_command.h"
+#include "options/service_options.h"
 
 namespace zephran::discovery {
 
@@ -17,9 +18,10 @@ enum class DeviceType {
 
 /// Classifies a modem by whether it knows "DHCP.GENERAL.ENABLED_IPV4".
 /// @param command addresses the modem
-/// @param stop    ends the question, see ghn::GhnUtility::get_parameter_value()
+/// @param stop, limit end the question, see ghn::GhnUtility::get_parameter_value()
 /// @throws what ghn::GhnUtility::get_parameter_value() throws, except ConfigLayerFailedException
 DeviceType get_device_type(const ghn::ConfigLayerCommand& command,
-                           const std::atomic<bool>& stop = common::no_stop_request);
+                           const std::atomic<bool>& stop = common::no_stop_request,
+                           const ToolLimit& limit = std::nullopt);
 
 }  // namespace zephran::discovery

@@ -39,6 +39,18 @@ std::vector<common::MacAddress> parse_list(const std::string& text) {
 
 }  // namespace
 
+GhnDiscoveryHandler::GhnDiscoveryHandler(std::chrono::milliseconds period_between_passes,
+                                         std::string gateway_id,
+                                         const DiscoveryOptions& discovery_options,
+                                         Clock current_time)
+    : AsyncDiscoveryHandler{period_between_passes, std::move(current_time),
+                            discovery_options.failure_is_fatal},
+      options{discovery_options} {
+    if (options.ids == AdapterIds::prefixed) {
+        id_prefix = std::move(gateway_id) + "-";
+    }
+}
+
 void GhnDiscoveryHandler::discover_once() {
     if (!enabled) {
         return;
@@ -62,19 +74,20 @@ GhnDiscoveryHandler::Access GhnDiscoveryHandler::configured_access() {
 }
 
 ghn::ConfigLayerCommand GhnDiscoveryHandler::command_for(const Access& access,
-                                                         const common::MacAddress& modem) {
-    ghn::ConfigLayerCommand command;
+                                                         const common::MacAddress& modem) const {
+    ghn::ConfigLayerCommand command{options.quoting};
     command.interface(access.interface).password(access.password).mac_address(modem);
     return command;
 }
 
 GhnDiscoveryHandler::Addresses GhnDiscoveryHandler::present_modems(const Access& access) const {
     return parse_list(ghn::GhnUtility::get_parameter_value(command_for(access, access.controller),
-                                                           "DIDMNG.GENERAL.MACS", stop_request()));
+                                                           "DIDMNG.GENERAL.MACS", stop_request(),
+                                                           options.tool_limit));
 }
 
 bool GhnDiscoveryHandler::is_adapter(const ghn::ConfigLayerCommand& command) const {
-    return get_device_type(command, stop_request()) == DeviceType::end_device;
+    return get_device_type(command, stop_request(), options.tool_limit) == DeviceType::end_device;
 }
 
 void GhnDiscoveryHandler::look_for_new_adapters(const Access& access, const Addresses& present) {
@@ -152,15 +165,15 @@ void GhnDiscoveryHandler::look_for_lost_adapters(const Access& access, const Add
         }
         ZLOG_WARNING_AS("discover_once", "event", "ghn_lost", "mac", mac);
         // An agent that was spawned under a serial number does not have this id and stays.
-        abort_agent(mac.str());
+        abort_agent(id_prefix + mac.str());
     }
     known_devices = kept;
 }
 
 void GhnDiscoveryHandler::spawn_ghn_agent(const common::MacAddress& mac,
                                           const ghn::ConfigLayerCommand& command) {
-    const GhnAdapter adapter = ask_adapter(mac, command, stop_request());
-    spawn_agent(adapter.id, adapter.properties, adapter.context);
+    const GhnAdapter adapter = ask_adapter(mac, command, stop_request(), options.tool_limit);
+    spawn_agent(id_prefix + adapter.id, adapter.properties, adapter.context);
 }
 
 }  // namespace zephran::discovery

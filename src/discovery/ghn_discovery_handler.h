@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/mac_address.h"
 #include "discovery/async_discovery_handler.h"
 #include "ghn/config_layer_command.h"
+#include "options/service_options.h"
 
 namespace zephran::discovery {
 
@@ -15,7 +18,14 @@ namespace zephran::discovery {
 /// its own that only accepts firmware of the part type "plc_ghn".
 class GhnDiscoveryHandler : public AsyncDiscoveryHandler {
 public:
-    using AsyncDiscoveryHandler::AsyncDiscoveryHandler;
+    /// @param gateway_id           begins the ids of adapters if they are to have it
+    /// @param period_between_passes, current_time see AsyncDiscoveryHandler
+    GhnDiscoveryHandler(std::chrono::milliseconds period_between_passes, std::string gateway_id,
+                        const DiscoveryOptions& discovery_options,
+                        Clock current_time = std::chrono::steady_clock::now);
+    explicit GhnDiscoveryHandler(std::chrono::milliseconds period_between_passes,
+                                 Clock current_time = std::chrono::steady_clock::now)
+        : GhnDiscoveryHandler{period_between_passes, {}, {}, std::move(current_time)} {}
     GhnDiscoveryHandler(const GhnDiscoveryHandler&) = delete;
     GhnDiscoveryHandler& operator=(const GhnDiscoveryHandler&) = delete;
     /// Ends a running pass, together with the tool that it has started.
@@ -39,8 +49,8 @@ private:
     };
 
     [[nodiscard]] static Access configured_access();
-    [[nodiscard]] static ghn::ConfigLayerCommand command_for(const Access& access,
-                                                             const common::MacAddress& modem);
+    [[nodiscard]] ghn::ConfigLayerCommand command_for(const Access& access,
+                                                      const common::MacAddress& modem) const;
     [[nodiscard]] Addresses present_modems(const Access& access) const;
     [[nodiscard]] bool is_adapter(const ghn::ConfigLayerCommand& command) const;
     template <class Task>
@@ -53,6 +63,9 @@ private:
     void spawn_ghn_agent(const common::MacAddress& mac, const ghn::ConfigLayerCommand& command);
 
     bool enabled = true;
+    /// What the id of each adapter's agent begins with.
+    std::string id_prefix;
+    DiscoveryOptions options;
     /// Adapters that have been found and not lost since.
     Addresses known_devices;
     /// Why modems were left out when they were asked the last time, by address. Each reason is

@@ -23,6 +23,8 @@ ZEPHRAN_REPORTED(expected_version);
 ZEPHRAN_REPORTED(found_version);
 ZEPHRAN_REPORTED(image_size);
 ZEPHRAN_REPORTED(partition_size);
+ZEPHRAN_REPORTED(expected_label);
+ZEPHRAN_REPORTED(found_label);
 ZEPHRAN_REPORTED(installer_output);
 ZEPHRAN_REPORTED(script_exit_code);
 ZEPHRAN_REPORTED(script_output);

@@ -92,6 +92,18 @@ void HawkbitInstaller::check_before_start() const {
     }
 }
 
+void HawkbitInstaller::about_to_overwrite() const {
+    if (before_overwriting) {
+        before_overwriting(chunk());
+    }
+}
+
+void HawkbitInstaller::about_to_begin() const {
+    if (before_beginning) {
+        before_beginning(chunk());
+    }
+}
+
 void HawkbitInstaller::tell_cancel_installation() {
     ZLOG_DEBUG("event", "cancel_installation", "fsm", fsm_identity());
     try {

@@ -51,6 +51,7 @@ class HawkbitInstaller
     : public AdvancingFSM<hawkbit_installer_fsm::FSMDef, hawkbit_installer_fsm::events::cancel,
                           hawkbit_installer_fsm::events::advance, HawkbitInstaller> {
 public:
+    using ChunkCallback = std::function<void(const hawkbit::DeploymentActionMessage::Chunk&)>;
     using Clock = std::function<std::chrono::system_clock::time_point()>;
     using SteadyClock = std::function<std::chrono::steady_clock::time_point()>;
 
@@ -66,10 +67,15 @@ public:
 
     /// Sets what is called right before the installation starts, but not when one is resumed. An
     /// exception of it fails the installation.
-    void call_before_start(
-        std::function<void(const hawkbit::DeploymentActionMessage::Chunk&)> check) {
-        before_start = std::move(check);
-    }
+    void call_before_start(ChunkCallback check) { before_start = std::move(check); }
+
+    /// Sets what is called right before a tool overwrites the part. An exception of it fails the
+    /// installation, with the part as it was.
+    void call_before_overwriting(ChunkCallback note) { before_overwriting = std::move(note); }
+
+    /// Sets what is called right before a step that must not be taken twice, even if the device
+    /// reboots in it. An exception of it fails the installation, without the step.
+    void call_before_beginning(ChunkCallback note) { before_beginning = std::move(note); }
 
     void cancel();
     /// Resumes an installation that was started before an interruption: it is not started again,
@@ -135,6 +141,10 @@ protected:
     void check_before_start() const;
     /// Starts the installation; a short one may run to its end here.
     virtual void start_installation() = 0;
+    /// To be called right before the tool runs that overwrites the part.
+    void about_to_overwrite() const;
+    /// To be called right before a step that must not be taken twice.
+    void about_to_begin() const;
     /// @throws any exception to report that the installation has failed
     [[nodiscard]] virtual bool installation_has_finished() = 0;
     /// Starts to cancel the running installation.
@@ -165,7 +175,9 @@ private:
     void store_installed_version_time();
 
     hawkbit::DeploymentActionMessage::Chunk chunk_;
-    std::function<void(const hawkbit::DeploymentActionMessage::Chunk&)> before_start;
+    ChunkCallback before_start;
+    ChunkCallback before_overwriting;
+    ChunkCallback before_beginning;
     const hawkbit::Attributes* target_attributes = nullptr;
     Outcome outcome = Outcome::open;
     bool resumed = false;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "common/mac_address.h"
+#include "options/service_options.h"
 
 namespace zephran {
 
@@ -21,6 +22,7 @@ struct InstallerContext {
     std::uint32_t mtd_write_attempts = 0;
     /// Address of the device that the agent represents.
     common::MacAddress mac_address;
+    InstallationOptions options;
 };
 
 }  // namespace zephran

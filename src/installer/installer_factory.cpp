@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "installer/installer_factory.h"
 
+#include <tuple>
 #include <utility>
 
 #include "common/exception.h"
@@ -53,14 +54,18 @@ unsigned InstallerFactory::priority_of(const std::string& part) {
 }
 
 std::vector<InstallerFactory::Chunk> InstallerFactory::reorder_chunks(
-    const std::vector<Chunk>& chunks) {
-    std::multimap<unsigned, const Chunk*> ordered;
+    const std::vector<Chunk>& chunks, ChunkOrder among_equals) {
+    using Place = std::tuple<unsigned, std::string, std::string>;
+    std::multimap<Place, const Chunk*> ordered;
     for (const Chunk& chunk : chunks) {
-        ordered.emplace(priority_of(chunk.part()), &chunk);
+        const bool by_name = among_equals == ChunkOrder::name;
+        ordered.emplace(Place{priority_of(chunk.part()), by_name ? chunk.name() : std::string{},
+                              by_name ? chunk.version() : std::string{}},
+                        &chunk);
     }
     std::vector<Chunk> result;
     result.reserve(chunks.size());
-    for (const auto& [priority, chunk] : ordered) {
+    for (const auto& [place, chunk] : ordered) {
         result.push_back(*chunk);
     }
     return result;

@@ -50,8 +50,10 @@ public:
     static void disable_installer(const std::string& part);
 
     /// Sorts chunks into installation order. Unknown part types come first, so that their
-    /// deployment fails before anything is installed; chunks of equal priority keep their order.
-    static std::vector<Chunk> reorder_chunks(const std::vector<Chunk>& chunks);
+    /// deployment fails before anything is installed.
+    /// @param among_equals the order of chunks of equal priority
+    static std::vector<Chunk> reorder_chunks(const std::vector<Chunk>& chunks,
+                                             ChunkOrder among_equals = ChunkOrder::server);
 
     /// Logs every installer with its priority.
     static void report();

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <fstream>
 #include <thread>
+#include <utility>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -41,14 +42,18 @@ MTDInstaller::MTDInstaller(const std::string& device_name, std::uint32_t write_a
     : MTDInstaller{device_name, write_attempts, Environment{}} {}
 
 MTDInstaller::MTDInstaller(const std::string& device_name, std::uint32_t write_attempts,
-                           const Environment& environment)
+                           const Environment& environment,
+                           std::optional<std::string> required_label)
     : device{environment.device_directory + device_name},
       erase_size_file{environment.partition_directory + device_name + "/erasesize"},
       size_file{environment.partition_directory + device_name + "/size"},
+      label_file{environment.partition_directory + device_name + "/name"},
+      label{std::move(required_label)},
       attempts{write_attempts} {}
 
 std::unique_ptr<HawkbitInstaller> MTDInstaller::create(const InstallerContext& context) {
-    return std::make_unique<MTDInstaller>(context.bootloader_mtd, context.mtd_write_attempts);
+    return std::make_unique<MTDInstaller>(context.bootloader_mtd, context.mtd_write_attempts,
+                                          Environment{}, context.options.bootloader_label);
 }
 
 void MTDInstaller::write_chip() {
@@ -58,8 +63,10 @@ void MTDInstaller::write_chip() {
         set_installed();
         return;
     }
+    require_label();
     const std::string write = write_command();
     require_room();
+    about_to_overwrite();
     log_command(erase_command());
     run_required_command(erase_command(), lock_descriptor());
     if (!write_with_retries(write)) {
@@ -86,6 +93,21 @@ void MTDInstaller::require_room() const {
     if (room >= 0 && size > room) {
         ZEPHRAN_THROW(ImageTooLargeException{} << common::filename_tag{device}
                                                << image_size_tag{size} << partition_size_tag{room});
+    }
+}
+
+// The numbers of partitions differ between devices and kernels, and the tools erase any of them.
+void MTDInstaller::require_label() const {
+    if (!label) {
+        return;
+    }
+    std::ifstream file{label_file};
+    std::string found;
+    std::getline(file, found);
+    if (found != *label) {
+        ZEPHRAN_THROW(WrongPartitionException{} << common::filename_tag{device}
+                                                << expected_label_tag{*label}
+                                                << found_label_tag{found});
     }
 }
 

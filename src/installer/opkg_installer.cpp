@@ -14,8 +14,8 @@ const InstallerRegistration registration{"opkg", 60, OpkgInstaller::create};
 
 }  // namespace
 
-std::unique_ptr<HawkbitInstaller> OpkgInstaller::create(const InstallerContext& /*context*/) {
-    return std::make_unique<OpkgInstaller>();
+std::unique_ptr<HawkbitInstaller> OpkgInstaller::create(const InstallerContext& context) {
+    return std::make_unique<OpkgInstaller>(context.options.tool_limit);
 }
 
 void OpkgInstaller::start_installation() {
@@ -24,7 +24,8 @@ void OpkgInstaller::start_installation() {
     ZLOG_INFO("action", "start_installation", "installer", "opkg", "command", command);
 
     std::string output;
-    const int exit_code = common::POpen{command}.wait(output, 0);
+    common::POpen tool{command};
+    const int exit_code = limit ? tool.wait_for_tool(output, *limit) : tool.wait(output, 0);
     report() << output;
     if (exit_code != 0) {
         ZEPHRAN_THROW(PackageInstallFailedException{} << installer_output_tag{output});

@@ -11,6 +11,8 @@ namespace zephran::installer {
 /// Installs a package with the system's package manager.
 class OpkgInstaller : public OneTickInstaller {
 public:
+    explicit OpkgInstaller(const ToolLimit& tool_limit = std::nullopt) : limit{tool_limit} {}
+
     static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
 
     /// The package manager keeps its own records.
@@ -20,6 +22,9 @@ protected:
     /// @throws PackageInstallFailedException, common::AbnormalTerminationException,
     ///         common::POpenFailedException
     void start_installation() override;
+
+private:
+    ToolLimit limit;
 };
 
 }  // namespace zephran::installer

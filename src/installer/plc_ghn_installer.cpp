@@ -32,15 +32,17 @@ bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
-/// Runs a tool without a time limit. The password is kept out of what it prints and its command
+/// Runs a tool. The password is kept out of what it prints and its command
 /// line out of the records, because both are sent to the update server.
 /// @param base      knows the password
 /// @param inherited descriptor that it inherits
 /// @returns its exit code
 int run(const std::string& command, const char* tool, const ghn::ConfigLayerCommand& base,
-        int inherited, std::string& output) {
+        int inherited, const ToolLimit& limit, std::string& output) {
     try {
-        const int exit_code = common::POpen{command, {}, inherited}.wait(output, 0);
+        common::POpen started{command, {}, inherited};
+        const int exit_code =
+            limit ? started.wait_for_tool(output, *limit) : started.wait(output, 0);
         output = base.without_password(output);
         return exit_code;
     } catch (common::AbnormalTerminationException& error) {
@@ -62,23 +64,27 @@ void require_success(int exit_code, const std::string& output) {
 
 }  // namespace
 
-PLCGhnInstaller::PLCGhnInstaller(const common::MacAddress& device, std::chrono::milliseconds pause)
-    : mac{device}, reset_pause{pause} {}
+PLCGhnInstaller::PLCGhnInstaller(const common::MacAddress& device, std::chrono::milliseconds pause,
+                                 const InstallationOptions& installation_options)
+    : mac{device}, reset_pause{pause}, options{installation_options} {}
 
 std::unique_ptr<HawkbitInstaller> PLCGhnInstaller::create(const InstallerContext& context) {
-    return std::make_unique<PLCGhnInstaller>(context.mac_address);
+    return std::make_unique<PLCGhnInstaller>(context.mac_address, default_reset_pause,
+                                             context.options);
 }
 
 void PLCGhnInstaller::write_chip() {
     const std::string interface = ghn_config().get_interface();
     const ghn::ConfigLayerCommand base = base_command(interface);
-    const std::string current = ghn::GhnUtility::get_parameter_value(base, version_parameter);
+    const std::string current = ghn::GhnUtility::get_parameter_value(
+        base, version_parameter, common::no_stop_request, options.tool_limit);
     if (contains(current, chunk().version())) {
         report_installed_version(base.without_password(current));
         set_installed();
         return;
     }
     arm_upgrade(base);
+    about_to_overwrite();
     push_image(base, interface);
     report_upgrade_status(base);
     reset_device(base);
@@ -92,7 +98,7 @@ void PLCGhnInstaller::write_chip() {
     }
     set_installed();
     ZLOG_INFO_AS("start_installation", "event", "installation_finished", "installer", "plc_ghn",
-                 "new_version", version);
+                 "new_version", loggable(base, version));
 }
 
 ghn::ConfigLayerCommand PLCGhnInstaller::base_command(const std::string& interface) const {
@@ -100,11 +106,16 @@ ghn::ConfigLayerCommand PLCGhnInstaller::base_command(const std::string& interfa
     if (interface.empty() || password.empty() || !mac.is_valid()) {
         ZEPHRAN_THROW(NotAGhnDeviceException{});
     }
-    ZLOG_INFO_AS("start_installation", "event", "start_installation", "ghn_interface", interface,
-                 "ghn_password", password, "ghn_mac", mac);
-    ghn::ConfigLayerCommand command;
+    ghn::ConfigLayerCommand command{options.quoting};
     command.interface(interface).password(password).mac_address(mac);
+    ZLOG_INFO_AS("start_installation", "event", "start_installation", "ghn_interface", interface,
+                 "ghn_password", loggable(command, password), "ghn_mac", mac);
     return command;
+}
+
+std::string PLCGhnInstaller::loggable(const ghn::ConfigLayerCommand& base,
+                                      const std::string& text) const {
+    return options.log_secrets ? text : base.without_password(text);
 }
 
 void PLCGhnInstaller::report_installed_version(const std::string& version) {
@@ -119,17 +130,18 @@ void PLCGhnInstaller::arm_upgrade(const ghn::ConfigLayerCommand& base) const {
                                     .parameter("FLUPGRADE.GENERAL.SECTION", "OSUP")
                                     .parameter("FLUPGRADE.GENERAL.START", "YES")
                                     .build();
-    log_command(command);
-    run_required_command(command, "configlayer", lock_descriptor());
+    log_command(loggable(base, command));
+    run_required_command(command, "configlayer", lock_descriptor(), options.tool_limit);
 }
 
 void PLCGhnInstaller::push_image(const ghn::ConfigLayerCommand& base,
                                  const std::string& interface) const {
     const std::string command = "l2fwserver " + artifact_path(chunk().artifacts().front()) + " " +
                                 interface + " -m " + mac.str();
-    log_command(command);
+    log_command(loggable(base, command));
     std::string output;
-    const int exit_code = run(command, "l2fwserver", base, lock_descriptor(), output);
+    const int exit_code =
+        run(command, "l2fwserver", base, lock_descriptor(), options.tool_limit, output);
     require_success(exit_code, output);
 }
 
@@ -140,7 +152,8 @@ void PLCGhnInstaller::report_upgrade_status(const ghn::ConfigLayerCommand& base)
                                     .parameter("FLUPGRADE.GENERAL.LAST_UPGRADE_INFO")
                                     .build();
     std::string output;
-    const int exit_code = run(command, "configlayer", base, lock_descriptor(), output);
+    const int exit_code =
+        run(command, "configlayer", base, lock_descriptor(), options.tool_limit, output);
     report() << output;
     require_success(exit_code, output);
 }
@@ -150,8 +163,8 @@ void PLCGhnInstaller::reset_device(const ghn::ConfigLayerCommand& base) const {
                                     .operation(ghn::ConfigLayerOperation::set)
                                     .parameter("SYSTEM.GENERAL.HW_RESET", "1")
                                     .build();
-    log_command(command);
-    run_required_command(command, "configlayer", lock_descriptor());
+    log_command(loggable(base, command));
+    run_required_command(command, "configlayer", lock_descriptor(), options.tool_limit);
 }
 
 std::string PLCGhnInstaller::version_after_reset(const ghn::ConfigLayerCommand& base) const {
@@ -159,7 +172,8 @@ std::string PLCGhnInstaller::version_after_reset(const ghn::ConfigLayerCommand& 
     constexpr int retries = 15;
     try {
         return ghn::GhnUtility::get_parameter_value(
-            base.clone().timeout(timeout_in_seconds).retries(retries), version_parameter);
+            base.clone().timeout(timeout_in_seconds).retries(retries), version_parameter,
+            common::no_stop_request, options.tool_limit);
     } catch (const std::exception& error) {
         ZLOG_WARNING("event", "exception_caught", "action", "version_after_reset", "what",
                      boost::diagnostic_information(error));

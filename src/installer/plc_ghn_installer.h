@@ -27,7 +27,8 @@ public:
 
     /// @param device the modem
     explicit PLCGhnInstaller(const common::MacAddress& device,
-                             std::chrono::milliseconds pause = default_reset_pause);
+                             std::chrono::milliseconds pause = default_reset_pause,
+                             const InstallationOptions& installation_options = {});
 
     static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
 
@@ -43,6 +44,8 @@ protected:
 
 private:
     [[nodiscard]] ghn::ConfigLayerCommand base_command(const std::string& interface) const;
+    [[nodiscard]] std::string loggable(const ghn::ConfigLayerCommand& base,
+                                       const std::string& text) const;
     void report_installed_version(const std::string& version);
     void arm_upgrade(const ghn::ConfigLayerCommand& base) const;
     void push_image(const ghn::ConfigLayerCommand& base, const std::string& interface) const;
@@ -52,6 +55,7 @@ private:
 
     common::MacAddress mac;
     std::chrono::milliseconds reset_pause;
+    InstallationOptions options;
 };
 
 }  // namespace zephran::installer

@@ -17,29 +17,38 @@ const InstallerRegistration registration{"plc", 40, PLCInstaller::create};
 
 PLCInstaller::PLCInstaller() : PLCInstaller{Environment{}} {}
 
-PLCInstaller::PLCInstaller(Environment environment)
-    : service{std::move(environment.service)}, firmware{std::move(environment.firmware)} {}
+PLCInstaller::PLCInstaller(Environment environment, const ToolLimit& tool_limit)
+    : service{std::move(environment.service)},
+      firmware{std::move(environment.firmware)},
+      limit{tool_limit} {}
 
-std::unique_ptr<HawkbitInstaller> PLCInstaller::create(const InstallerContext& /*context*/) {
-    return std::make_unique<PLCInstaller>();
+std::unique_ptr<HawkbitInstaller> PLCInstaller::create(const InstallerContext& context) {
+    return std::make_unique<PLCInstaller>(Environment{}, context.options.tool_limit);
 }
 
 void PLCInstaller::write_chip() {
     const std::string source = artifact_path(chunk().artifacts().front());
-    run_required_command(service + " stop");
+    run_service("stop");
     store_firmware(source);
-    run_required_command(service + " start");
+    run_service("start");
     set_installed();
 }
 
-void PLCInstaller::store_firmware(const std::string& source) const {
+void PLCInstaller::run_service(const char* action) const {
+    constexpr int nothing = -1;
+    run_required_command(service + " " + action, nothing, limit);
+}
+
+void PLCInstaller::store_firmware(const std::string& source) {
     ZLOG_INFO_AS("start_installation", "event", "copy_file", "from", source, "to", firmware,
                  "message", "storing new PLC firmware");
+    about_to_overwrite();
     try {
         copy_file(source, firmware);
     } catch (const std::exception&) {
         const std::string start = service + " start";
-        if (!run_command(start)) {
+        constexpr int nothing = -1;
+        if (!run_command(start, nothing, limit)) {
             ZLOG_WARNING_AS("start_installation", "action", "start_installation", "message",
                             "could not start service again", "command", start);
         }

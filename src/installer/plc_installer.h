@@ -19,7 +19,7 @@ public:
     };
 
     PLCInstaller();
-    explicit PLCInstaller(Environment environment);
+    explicit PLCInstaller(Environment environment, const ToolLimit& tool_limit = std::nullopt);
 
     static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
 
@@ -27,15 +27,18 @@ protected:
     /// The service, which gives the chip its firmware, inherits no lock: it would keep it. It is
     /// started again even if the file cannot be copied.
     ///
-    /// @throws ProgramExecutionFailedException if the service cannot be stopped or started
+    /// @throws ProgramExecutionFailedException, common::AbnormalTerminationException if the service
+    ///         cannot be stopped or started
     /// @throws what copy_file() throws
     void write_chip() override;
 
 private:
-    void store_firmware(const std::string& source) const;
+    void run_service(const char* action) const;
+    void store_firmware(const std::string& source);
 
     std::string service;
     std::string firmware;
+    ToolLimit limit;
 };
 
 }  // namespace zephran::installer

@@ -45,6 +45,7 @@ void ScriptInstaller::check_artifact_count() {
 void ScriptInstaller::start_installation() {
     const std::string path = artifact_path(chunk().artifacts().front());
     make_executable(path);
+    about_to_begin();
 
     // exec replaces the shell, so that the time limit applies to the script itself.
     std::string output;

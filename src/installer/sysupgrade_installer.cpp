@@ -26,13 +26,16 @@ constexpr DeviceStore::Caller store_version{"store_version"};
 SysupgradeInstaller::SysupgradeInstaller(std::string flash_type)
     : SysupgradeInstaller{std::move(flash_type), Environment{}} {}
 
-SysupgradeInstaller::SysupgradeInstaller(std::string flash_type, Environment environment)
+SysupgradeInstaller::SysupgradeInstaller(std::string flash_type, Environment environment,
+                                         const InstallationOptions& installation_options)
     : installed_flash_type{std::move(flash_type)},
       version_file{std::move(environment.version_file)},
-      upgrade_pause{environment.upgrade_pause} {}
+      upgrade_pause{environment.upgrade_pause},
+      options{installation_options} {}
 
 std::unique_ptr<HawkbitInstaller> SysupgradeInstaller::create(const InstallerContext& context) {
-    return std::make_unique<SysupgradeInstaller>(context.installed_flash_type);
+    return std::make_unique<SysupgradeInstaller>(context.installed_flash_type, Environment{},
+                                                 context.options);
 }
 
 void SysupgradeInstaller::write_chip() {
@@ -44,26 +47,51 @@ void SysupgradeInstaller::write_chip() {
         return;
     }
     DeviceStore{*platform::get_config()}.set_unconfirmed_previous_firmware(running, store_version);
-    platform::prepare_install(chunk());
+    platform::prepare_install(chunk(), options.tool_limit);
+    about_to_begin();
     run_sysupgrade();
 }
 
 std::string SysupgradeInstaller::command() const {
     const std::string flash_option = installed_flash_type == "nand" ? "nand" : "";
-    return "sysupgrade " + flash_option + " '" + artifact_path(chunk().artifacts().front()) + "'";
+    return "sysupgrade " + flash_option + " '" + artifact_path(chunk().artifacts().front()) + "'" +
+           (options.upgrade_handover == UpgradeHandover::any ? " 2>&1" : "");
+}
+
+// Continues after the tool: what it has handed over to ends all processes before it reboots.
+void SysupgradeInstaller::wait_for_reboot(const std::optional<int>& exit_code,
+                                          const std::string& output) const {
+    constexpr int handed_over = 10;
+    // The bus daemon ends while the tool still waits for its answer.
+    constexpr int lost_answer = 246;
+    const bool says_so = output.find("Commencing upgrade") != std::string::npos;
+    const bool has_handed_over =
+        options.upgrade_handover == UpgradeHandover::any
+            ? says_so || exit_code == 0 || exit_code == handed_over || exit_code == lost_answer
+            : says_so && exit_code == handed_over;
+    if (has_handed_over) {
+        std::this_thread::sleep_for(upgrade_pause);
+    }
+}
+
+int SysupgradeInstaller::wait_for(common::POpen& tool, std::string& output) const {
+    try {
+        const int exit_code = tool.wait(output, 0);
+        wait_for_reboot(exit_code, output);
+        return exit_code;
+    } catch (const common::AbnormalTerminationException&) {
+        wait_for_reboot(std::nullopt, output);
+        throw;
+    }
 }
 
 void SysupgradeInstaller::run_sysupgrade() {
-    constexpr int handed_over = 10;
     const std::string sysupgrade = command();
     log_command(sysupgrade);
 
     std::string output;
-    const int exit_code = common::POpen{sysupgrade, {}, lock_descriptor()}.wait(output, 0);
-    if (exit_code == handed_over && output.find("Commencing upgrade") != std::string::npos) {
-        // Continues after a signal: the tool ends all processes before it reboots.
-        std::this_thread::sleep_for(upgrade_pause);
-    }
+    common::POpen tool{sysupgrade, {}, lock_descriptor()};
+    const int exit_code = wait_for(tool, output);
     platform::recover_install();
     if (exit_code != 0) {
         ZEPHRAN_THROW(ProgramExecutionFailedException{} << common::program_exit_code_tag{exit_code}

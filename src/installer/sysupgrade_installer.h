@@ -3,8 +3,10 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "common/popen.h"
 #include "installer/chip_installer.h"
 #include "installer/installer_context.h"
 
@@ -23,7 +25,8 @@ public:
 
     /// @param flash_type the gateway property "installed_flash_type"
     explicit SysupgradeInstaller(std::string flash_type);
-    SysupgradeInstaller(std::string flash_type, Environment environment);
+    SysupgradeInstaller(std::string flash_type, Environment environment,
+                        const InstallationOptions& installation_options = {});
 
     static std::unique_ptr<HawkbitInstaller> create(const InstallerContext& context);
 
@@ -40,12 +43,15 @@ protected:
 
 private:
     void run_sysupgrade();
+    int wait_for(common::POpen& tool, std::string& output) const;
+    void wait_for_reboot(const std::optional<int>& exit_code, const std::string& output) const;
     [[nodiscard]] std::string command() const;
     void confirm_previous_version() const;
 
     std::string installed_flash_type;
     std::string version_file;
     std::chrono::milliseconds upgrade_pause;
+    InstallationOptions options;
 };
 
 }  // namespace zephran::installer

@@ -22,6 +22,7 @@ std::unique_ptr<HawkbitInstaller> ZWProgrammerInstaller::create(
 void ZWProgrammerInstaller::write_chip() {
     const std::string command =
         "zwprogrammer --progzwave '" + artifact_path(chunk().artifacts().front()) + "'";
+    about_to_overwrite();
     log_command(command);
     run_required_command(command, lock_descriptor());
     set_installed();

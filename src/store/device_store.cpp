@@ -26,6 +26,8 @@ constexpr const char* installation_time_key_prefix = "zephran.device.installatio
 constexpr const char* previous_firmware_key = "zephran.device.previous_version_os";
 constexpr const char* unconfirmed_previous_firmware_key = "zephran.device.previous_version_os_tmp";
 
+constexpr const char* begun_installation_key = "zephran.device.begun_installation";
+
 constexpr const char* ghn_interface_key = "ghn.ghn.interface";
 constexpr const char* ghn_common_password_key = "ghn.ghn.password";
 constexpr const char* ghn_own_password_key = "nevra-private.baptization.PwdGhnConfig";
@@ -58,6 +60,11 @@ std::string option_or_empty(Config& config, const std::string& key) {
 
 std::string record_of_part(Config& config, const char* key_prefix, const std::string& part) {
     return can_stand_in_key(part) ? option_or_empty(config, key_prefix + part) : std::string{};
+}
+
+/// How the record of an action's installation begins; the chunk string follows.
+std::string begin_of(const std::string& action_id) {
+    return action_id + " ";
 }
 
 void warn_not_stored(const std::string& key, const std::string& value,
@@ -151,6 +158,32 @@ void DeviceStore::record_installation(const std::string& part, const std::string
                                       const std::string& time, const Caller& caller) {
     set_or_warn(version_key_prefix + part, version, caller);
     set_or_warn(installation_time_key_prefix + part, time, caller);
+}
+
+void DeviceStore::withdraw_installation(const std::string& part, const Caller& caller) {
+    // The version first: it alone decides whether a chunk is installed.
+    for (const char* const prefix : {version_key_prefix, installation_time_key_prefix}) {
+        if (!record_of_part(*config, prefix, part).empty()) {
+            set_or_warn(prefix + part, "", caller);
+        }
+    }
+}
+
+bool DeviceStore::has_begun(const std::string& action_id, const std::string& chunk) const {
+    return find_option(*config, begun_installation_key) == begin_of(action_id) + chunk;
+}
+
+bool DeviceStore::record_begin(const std::string& action_id, const std::string& chunk,
+                               const Caller& caller) {
+    set_or_warn(begun_installation_key, begin_of(action_id) + chunk, caller);
+    return has_begun(action_id, chunk);
+}
+
+void DeviceStore::forget_begin(const std::string& action_id, const Caller& caller) {
+    const std::string begin = begin_of(action_id);
+    if (option_or_empty(*config, begun_installation_key).compare(0, begin.size(), begin) == 0) {
+        set_or_warn(begun_installation_key, "", caller);
+    }
 }
 
 std::optional<std::string> DeviceStore::unconfirmed_previous_firmware() const {

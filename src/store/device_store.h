@@ -65,6 +65,8 @@ public:
     /// @param part the type of a part that was installed, so one that can stand in a key
     void record_installation(const std::string& part, const std::string& version,
                              const std::string& time, const Caller& caller);
+    /// Removes both, if there are any.
+    void withdraw_installation(const std::string& part, const Caller& caller);
     /// @}
 
     /// @name Firmware that ran before the current one
@@ -74,6 +76,16 @@ public:
     void set_unconfirmed_previous_firmware(const std::string& version, const Caller& caller);
     void remove_unconfirmed_previous_firmware(const Caller& caller);
     void set_previous_firmware(const std::string& version, const Caller& caller);
+    /// @}
+
+    /// @name Installation that this gateway has begun and not closed
+    /// @{
+    [[nodiscard]] bool has_begun(const std::string& action_id, const std::string& chunk) const;
+    /// @returns whether the record can be read back
+    [[nodiscard]] bool record_begin(const std::string& action_id, const std::string& chunk,
+                                    const Caller& caller);
+    /// Removes the record if it is that of this action.
+    void forget_begin(const std::string& action_id, const Caller& caller);
     /// @}
 
     /// How the modems of the powerline network are reached.

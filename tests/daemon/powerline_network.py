@@ -14,9 +14,9 @@ OLD, NEW = "1.2.3", "2.0.1"
 class PowerlineNetwork:
     """The network behind the gateway of a bench, and the daemon's view of it."""
 
-    def __init__(self, bench):
+    def __init__(self, bench, **options):
         self._bench = bench
-        self.line = Powerline(bench.gateway, CONTROLLER)
+        self.line = Powerline(bench.gateway, CONTROLLER, **options)
         self.control = LocalControl(bench)
 
     def add_with_serial(self):

@@ -15,6 +15,7 @@ MINIMAL_COMMAND = ["/usr/sbin/zephran", "--device-id", "gw-1",
                    "--hawkbit-server", "updates.example:8443", "--log-level", "INFO"]
 SCHEDULE = {"enabled": "1", "daysofweek": "Monday Friday", "starttime": "08:00",
             "stoptime": "17:00"}
+SERVICE_OPTIONS = re.search(r"SERVICE_OPTIONS='([^']*)'", INIT)[1].split()
 NETWORK_OPTIONS = re.search(r"NETWORK_OPTIONS='([^']*)'", INIT)[1].split()
 
 
@@ -335,6 +336,21 @@ def test_changed_option_of_transfers_restarts_the_daemon(gateway, option):
     gateway.configure(MINIMAL, network={})
     before = gateway.instance()
     gateway.configure(MINIMAL, network={option: "1"})
+
+    assert needs_restart(before, gateway.instance())
+
+
+def test_options_of_the_service_are_part_of_the_environment(gateway):
+    gateway.configure({**MINIMAL, "bootloader_label": "u-boot; env", "chunk_order": "name"})
+
+    assert gateway.instance()["env"]["ZEPHRAN_SERVICE"] == "chunk_order=name;bootloader_label=u-boot; env;"
+
+
+@pytest.mark.parametrize("option", SERVICE_OPTIONS)
+def test_changed_option_of_the_service_restarts_the_daemon(gateway, option):
+    gateway.configure(MINIMAL)
+    before = gateway.instance()
+    gateway.configure({**MINIMAL, option: "1"})
 
     assert needs_restart(before, gateway.instance())
 

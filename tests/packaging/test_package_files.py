@@ -17,6 +17,7 @@ DOCUMENTATION = (PROJECT / "docs/openwrt.md").read_text()
 
 # Written or read by the daemon itself, not by the init script.
 READ_BY_THE_DAEMON = {"automatic_update", "rebooted"}
+CARRIED_OPTIONS = set(re.search(r"SERVICE_OPTIONS='([^']*)'", INIT)[1].split())
 # --help starts nothing, and nothing reads the other one.
 NOT_FOR_A_GATEWAY = {"help", "installed-flash-type"}
 
@@ -66,8 +67,8 @@ def test_shipped_service_options_are_known_and_have_their_defaults():
     shipped = shipped_sections()["service"].options
     validated = validated_options()
 
-    assert READ_BY_THE_DAEMON <= set(shipped) <= set(validated) | READ_BY_THE_DAEMON
-    assert not READ_BY_THE_DAEMON & set(validated)
+    assert READ_BY_THE_DAEMON <= set(shipped) <= set(validated) | READ_BY_THE_DAEMON | CARRIED_OPTIONS
+    assert not (READ_BY_THE_DAEMON | CARRIED_OPTIONS) & set(validated)
     assert shipped["enabled"] == "0"
     assert shipped["automatic_update"] == "1"
     for name in set(shipped) & set(validated):
@@ -84,9 +85,19 @@ def test_schedule_options_match_the_daemon_and_the_instance():
     assert shipped["enabled"] == "0"
 
 
+def read_in(source):
+    text = (PROJECT / "src/options" / source).read_text()
+    return re.findall(r'\b(?:text|flag|number|choice<[^()]*>)\(\s*"(\w+)"', text)
+
+
+def test_options_of_the_service_are_those_that_the_daemon_reads():
+    carried = re.search(r"SERVICE_OPTIONS='([^']*)'", INIT)[1].split()
+
+    assert sorted(carried) == sorted(read_in("service_options.cpp"))
+
+
 def test_options_of_transfers_are_those_that_the_daemon_reads():
-    source = "".join((PROJECT / f"src/options/{name}_options.cpp").read_text() for name in ("transport", "download"))
-    read = re.findall(r'\b(?:text|flag|number|choice<[^()]*>)\(\s*"(\w+)"', source)
+    read = read_in("transport_options.cpp") + read_in("download_options.cpp")
     carried = re.search(r"NETWORK_OPTIONS='([^']*)'", INIT)[1].split()
     shipped = shipped_sections()["network"].options
 

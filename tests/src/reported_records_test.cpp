@@ -53,6 +53,8 @@ TEST(ReportedRecords, ProgramsAreDescribed) {
     EXPECT_EQ(describe<installer::found_version_tag>(""), "found_version: ");
     EXPECT_EQ(describe<installer::image_size_tag>(9), "image_size: 9");
     EXPECT_EQ(describe<installer::partition_size_tag>(8), "partition_size: 8");
+    EXPECT_EQ(describe<installer::expected_label_tag>("u-boot"), "expected_label: u-boot");
+    EXPECT_EQ(describe<installer::found_label_tag>(""), "found_label: ");
 }
 
 TEST(ReportedRecords, TransfersAreDescribed) {

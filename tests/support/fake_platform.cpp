@@ -46,11 +46,14 @@ Config* get_config() {
 }
 
 void prepare_download(const hawkbit::DeploymentActionMessage::Chunk& /*chunk*/,
-                      const hawkbit::DeploymentActionMessage::Artifact& artifact) {
+                      const hawkbit::DeploymentActionMessage::Artifact& artifact,
+                      const Limit& limit) {
+    FakePlatform::current().preparation_limits.push_back(limit);
     FakePlatform::current().prepared_downloads.push_back(artifact.filename());
 }
 
-void prepare_install(const hawkbit::DeploymentActionMessage::Chunk& chunk) {
+void prepare_install(const hawkbit::DeploymentActionMessage::Chunk& chunk, const Limit& limit) {
+    FakePlatform::current().preparation_limits.push_back(limit);
     FakePlatform::current().prepared_installs.push_back(chunk.part());
 }
 

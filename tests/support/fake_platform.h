@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -36,6 +38,8 @@ public:
     std::vector<std::string> prepared_downloads;
     /// Part types of the chunks passed to prepare_install().
     std::vector<std::string> prepared_installs;
+    /// The limits of both, in the order of the calls.
+    std::vector<std::optional<std::chrono::milliseconds>> preparation_limits;
     unsigned recovered_downloads = 0;
     unsigned recovered_installs = 0;
 };

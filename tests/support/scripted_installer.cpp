@@ -24,6 +24,8 @@ protected:
     void start_installation() override {
         script.started.push_back(chunk().name() + ":" + chunk().version());
         fail_if(script.fails_to_start);
+        about_to_overwrite();
+        about_to_begin();
         report() << script.report;
     }
 

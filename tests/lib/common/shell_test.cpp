@@ -116,6 +116,13 @@ private:
     std::vector<int> numbers;
 };
 
+TEST(Shell, QuotedTextReachesAProgramAsItIs) {
+    for (const std::string text : {"", "plain", "two words", "a'b''c'",
+                                   "$HOME `id` \\ \"x\" & ; * ~", "-n", "line\nline", "\\'"}) {
+        EXPECT_EQ(output_of("printf '%s.' " + quote_for_shell(text)), text + ".");
+    }
+}
+
 TEST(Shell, FirstProgramHasTheDefaultOfSigpipeAndSigchld) {
     const IgnoredSignals ignored{{SIGPIPE, SIGCHLD}};
 

@@ -92,6 +92,36 @@ TEST(ConfigLayerCommand, SpacesInValuesAreNotQuoted) {
               "configlayer -w two words -p A=$x 'y'");
 }
 
+TEST(ConfigLayerCommand, ValuesCanBeQuoted) {
+    ConfigLayerCommand command{ConfigLayerQuoting::shell};
+    command.interface("I")
+        .password("two & more")
+        .mac_address("M")
+        .parameter("A")
+        .parameter("B", "it's");
+
+    EXPECT_EQ(command.timeout(5).build(),
+              R"(configlayer -i 'I' -w 'two & more' -m 'M' -p A -p B='it'\''s' -t 5)");
+    EXPECT_EQ(command.clone().interface("J").build(), command.build() + " -i 'J'");
+}
+
+TEST(ConfigLayerCommand, AssignedCommandQuotesAsItsSource) {
+    const ConfigLayerCommand quoting{ConfigLayerQuoting::shell};
+    ConfigLayerCommand assigned;
+
+    assigned = quoting;
+
+    EXPECT_EQ(assigned.interface("I").build(), "configlayer -i 'I'");
+}
+
+TEST(ConfigLayerCommand, QuotedPasswordIsRemovedInBothForms) {
+    ConfigLayerCommand command{ConfigLayerQuoting::shell};
+    command.password("it's");
+
+    EXPECT_EQ(command.without_password(command.build() + " no it's not"),
+              "configlayer -w *** no *** not");
+}
+
 TEST(ConfigLayerCommand, OptionsWithEmptyValuesAreKept) {
     EXPECT_EQ(ConfigLayerCommand{}.interface("").password("").parameter("A", "").build(),
               "configlayer -i  -w  -p A=");

@@ -115,6 +115,15 @@ TEST_F(RequestSettings, AddTheTokenToTheOtherHeaders) {
               "Content-Type: text/plain\nAuthorization: TargetToken secret\n");
 }
 
+TEST_F(RequestSettings, FilterTheTraceIfToldSo) {
+    settings.traces_credentials = false;
+
+    apply(CurlRequest::Kind::document);
+
+    EXPECT_THAT(probe.option_names(),
+                ElementsAre(CURLOPT_URL, CURLOPT_DEBUGFUNCTION, CURLOPT_DEBUGDATA));
+}
+
 TEST_F(RequestSettings, KeepTheTokenFromOtherServers) {
     const TemporaryDirectory directory;
     const std::string file = directory.path("token");

@@ -38,6 +38,21 @@ TEST_F(PreparationTest, DownloadScriptRunsOnceForTwoFirmwareParts) {
     EXPECT_EQ(calls(), programs.download_script + " \n");
 }
 
+TEST_F(PreparationTest, ProgramsThatMeetTheLimitHaveFailedAndAreRunAgain) {
+    program("download.sh", "exec sleep 60");
+    program("service", "exec sleep 60");
+    const Preparation::Limit limit = std::chrono::milliseconds{200};
+
+    for (int times = 0; times < 2; ++times) {
+        EXPECT_THROW(preparation.prepare_download("os", limit),
+                     common::AbnormalTerminationException);
+    }
+    EXPECT_THROW(preparation.prepare_install("os", limit), common::AbnormalTerminationException);
+
+    EXPECT_EQ(calls(), programs.download_script + " \n" + programs.download_script + " \n" +
+                           programs.service_script + " stop\n");
+}
+
 TEST_F(PreparationTest, OtherPartsRunNothing) {
     program("download.sh");
     program("service");

@@ -64,6 +64,62 @@ TEST_F(HawkbitAgentDeployment, InstallsLowPrioritiesFirst) {
                                             ArtifactText::secure_link("late.bin")));
 }
 
+TEST_F(HawkbitAgentDeployment, InstallsEqualPrioritiesInTheOrderOfTheirNamesIfToldSo) {
+    const DeploymentText text{
+        "7", {{"scripted", "b", "1", {{"b.bin"}}}, {"scripted", "a", "1", {{"a.bin"}}}}};
+    AgentSettings settings;
+    settings.options.chunk_order = ChunkOrder::name;
+    start_deployment(text, settings);
+
+    run_to_end_of_deployment();
+
+    EXPECT_THAT(part.script.started, ElementsAre("a:1", "b:1"));
+}
+
+class HawkbitAgentBegin : public HawkbitAgentDeployment {
+protected:
+    static constexpr const char* begin_key = "zephran.device.begun_installation";
+
+    static AgentSettings strict() {
+        AgentSettings settings;
+        settings.context.options.strict_resume = true;
+        settings.options.installation.strict_resume = true;
+        return settings;
+    }
+    bool has_record() { return platform.config.values.count(begin_key) != 0; }
+};
+
+TEST_F(HawkbitAgentBegin, IsRecordedUntilTheClosingReport) {
+    part.script.steps_to_install = 2;
+    start_deployment(scripted_deployment(2), strict());
+    tick_while([this] { return part.script.started.size() < 2; });
+    EXPECT_EQ(platform.config.values[begin_key], "7 scripted:b:2");
+
+    run_to_end_of_deployment();
+
+    EXPECT_FALSE(has_record());
+}
+
+TEST_F(HawkbitAgentBegin, IsForgottenAfterTheReportOfAFailure) {
+    part.script.fails_while_installing = true;
+    start_deployment(scripted_deployment(1), strict());
+
+    run_to_end_of_deployment();
+
+    EXPECT_FALSE(has_record());
+}
+
+TEST_F(HawkbitAgentBegin, StaysWhileTheActionIsOpenAtTheServer) {
+    part.script.steps_to_install = 2;
+    start_deployment(scripted_deployment(1), strict());
+    tick_while([this] { return part.script.started.empty(); });
+
+    agent->abort();
+    run_to_end_of_deployment();
+
+    EXPECT_TRUE(has_record());
+}
+
 TEST_F(HawkbitAgentDeployment, FeedbackCarriesTimeAndAddress) {
     start_deployment(scripted_deployment(1));
     now += std::chrono::seconds{77};

@@ -158,6 +158,61 @@ TEST_F(HawkbitAgentGuardLine, TellsWhyADeploymentStarts) {
     expect_line("WARNING", "is_resumed_deployment", "message=unknown action message");
 }
 
+/// Asks every guard, with a deployment that is held back.
+class HawkbitAgentRepeatedLines : public HawkbitAgentGuard {
+protected:
+    static constexpr std::size_t guards = 12;
+
+    std::size_t lines_of_asking_all() {
+        const std::size_t before = count_logged(" hawkbit_agent_guards.cpp:");
+        static_cast<void>(agent->is_dormant());
+        static_cast<void>(agent->is_backoff_delay_elapsed());
+        static_cast<void>(agent->is_deployment_action_requested());
+        static_cast<void>(agent->is_cancel_action_requested());
+        static_cast<void>(agent->is_new_config_data_required());
+        static_cast<void>(agent->has_active_deployment());
+        static_cast<void>(agent->is_inside_update_schedule());
+        static_cast<void>(agent->is_automatic_update_disabled());
+        static_cast<void>(agent->is_resumed_deployment());
+        static_cast<void>(agent->is_user_forced());
+        static_cast<void>(agent->is_forced_deployment());
+        static_cast<void>(agent->is_deployment_delay_elapsed());
+        return count_logged(" hawkbit_agent_guards.cpp:") - before;
+    }
+    void make_holding_one(bool log_repeats) {
+        AgentSettings settings;
+        settings.options.log_repeats = log_repeats;
+        make_holding(scripted_deployment(1), settings);
+    }
+};
+
+TEST_F(HawkbitAgentRepeatedLines, AreWrittenEachTime) {
+    make_holding_one(true);
+
+    EXPECT_EQ(lines_of_asking_all(), guards);
+    EXPECT_EQ(lines_of_asking_all(), guards);
+}
+
+TEST_F(HawkbitAgentRepeatedLines, CanBeLeftOut) {
+    make_holding_one(false);
+
+    EXPECT_EQ(lines_of_asking_all(), guards);
+    EXPECT_EQ(lines_of_asking_all(), 0U);
+}
+
+TEST_F(HawkbitAgentRepeatedLines, AreWrittenAgainAfterAnotherAnswer) {
+    make_holding_one(false);
+    lines_of_asking_all();
+
+    agent->accept_deployment("7");
+    EXPECT_EQ(lines_of_asking_all(), 1U);
+    EXPECT_EQ(lines_of_asking_all(), 0U);
+    agent->accept_deployment("8");
+
+    EXPECT_EQ(lines_of_asking_all(), 1U);
+    EXPECT_EQ(count_logged("event=is_user_forced status=0"), 2U);
+}
+
 TEST_F(HawkbitAgentGuard, DormantAgentStaysDormant) {
     AgentSettings settings;
     settings.dormant = true;

@@ -205,6 +205,42 @@ TEST_F(AsyncDiscoveryHandlerTest, ExceptionOfAPassIsThrownByTheTick) {
     EXPECT_THAT(manager.get_agents(), IsEmpty());
 }
 
+TEST_F(AsyncDiscoveryHandlerTest, ExceptionOfAPassCanBeOneWarning) {
+    constexpr bool fatal = false;
+    ScriptedDiscovery lenient{PassClock::period, clock.reader(), fatal};
+    lenient.setup(&manager);
+    lenient.pass = [](ScriptedDiscovery& self) {
+        self.spawn_agent("device", {}, {});
+        throw std::runtime_error{"the pass has failed"};
+    };
+
+    clock.run_pass(lenient);
+
+    const auto warnings = logged_after(" tick: event=discovery_failed what=", log.text());
+    ASSERT_EQ(warnings.size(), 1U);
+    EXPECT_THAT(log.text(), HasSubstr(" WARNING "));
+    EXPECT_THAT(log.text(), HasSubstr("the pass has failed"));
+    // The handler counts on what it has requested.
+    EXPECT_THAT(manager.get_agents(), ElementsAre(Pair("device", testing::_)));
+}
+
+TEST_F(AsyncDiscoveryHandlerTest, PassAfterAFailedOneIsDueAPeriodLater) {
+    constexpr bool fatal = false;
+    ScriptedDiscovery lenient{PassClock::period, clock.reader(), fatal};
+    lenient.setup(&manager);
+    lenient.pass = [](ScriptedDiscovery&) { throw std::runtime_error{"the pass has failed"}; };
+    clock.start_pass(lenient);
+    clock.time += 10s;
+    clock.collect_pass(lenient);
+
+    clock.time += PassClock::period - 1ms;
+    lenient.tick();
+    EXPECT_EQ(starts(), 1U);
+    clock.time += 1ms;
+    lenient.tick();
+    EXPECT_EQ(starts(), 2U);
+}
+
 TEST_F(AsyncDiscoveryHandlerTest, RequestedAgentReportsItsGateway) {
     run_pass([](ScriptedDiscovery& self) { self.spawn_agent("device", {{"model", "x"}}, {}); });
 

@@ -50,9 +50,10 @@ protected:
     }
 
     /// Names of the chunks in their new order.
-    static std::vector<std::string> order(const Chunks& chunks) {
+    static std::vector<std::string> order(const Chunks& chunks,
+                                          ChunkOrder among_equals = ChunkOrder::server) {
         std::vector<std::string> names;
-        for (const auto& chunk : InstallerFactory::reorder_chunks(chunks)) {
+        for (const auto& chunk : InstallerFactory::reorder_chunks(chunks, among_equals)) {
             names.push_back(chunk.name());
         }
         return names;
@@ -107,6 +108,22 @@ TEST_F(InstallerFactoryTest, ChunksAreOrderedByPriority) {
 TEST_F(InstallerFactoryTest, ChunksOfOnePartKeepTheirOrder) {
     EXPECT_EQ(order({chunk("opkg", "z"), chunk("os", "b"), chunk("opkg", "a")}),
               (std::vector<std::string>{"b", "z", "a"}));
+}
+
+TEST_F(InstallerFactoryTest, ChunksOfOnePriorityCanBeOrderedByName) {
+    EXPECT_EQ(order({chunk("opkg", "b"), chunk("os", "z"), chunk("opkg", "a"), chunk("opkg", "B")},
+                    ChunkOrder::name),
+              (std::vector<std::string>{"z", "B", "a", "b"}));
+}
+
+TEST_F(InstallerFactoryTest, ChunksOfOneNameAreOrderedByVersion) {
+    const auto newer = make_chunk("opkg", {"artifact"}, "tool", "2.0");
+    const auto older = make_chunk("opkg", {"artifact"}, "tool", "1.0");
+
+    const Chunks ordered = InstallerFactory::reorder_chunks({newer, older}, ChunkOrder::name);
+
+    EXPECT_EQ(ordered.at(0).version(), "1.0");
+    EXPECT_EQ(ordered.at(1).version(), "2.0");
 }
 
 TEST_F(InstallerFactoryTest, ChunkOfAnUnknownPartComesFirst) {

@@ -71,8 +71,11 @@ protected:
     void start(std::uint32_t attempts = 5) {
         installer = std::make_unique<MTDInstaller>(
             "mtd1", attempts,
-            MTDInstaller::Environment{gateway.path("dev") + "/", gateway.path("mtd") + "/"});
+            MTDInstaller::Environment{gateway.path("dev") + "/", gateway.path("mtd") + "/"},
+            required_label);
         installer->assign(make_image_chunk("bl", "boot.bin", image, "3.4"), attributes);
+        installer->call_before_overwriting(
+            [this](const auto&) { calls_before_overwriting.push_back(tools.calls().size()); });
         installer->tick();
         installer->tick();
     }
@@ -97,6 +100,8 @@ protected:
     TemporaryDirectory gateway;
     std::string device = gateway.path("dev/mtd1");
     hawkbit::Attributes attributes;
+    std::optional<std::string> required_label;
+    std::vector<std::size_t> calls_before_overwriting;
     std::unique_ptr<MTDInstaller> installer;
 };
 
@@ -110,6 +115,24 @@ TEST_F(MTDInstallerTest, PartitionIsErasedWrittenAndRecorded) {
     EXPECT_EQ(executed(), (Lines{erase_command(), write_command()}));
     EXPECT_EQ(tools.calls(), executed());
     EXPECT_EQ(HawkbitInstaller::get_installed_version("bl"), "3.4");
+}
+
+TEST_F(MTDInstallerTest, ItIsSaidOnceAndBeforeTheFirstErase) {
+    write_with("[ $call -gt 1 ] || exit 1");
+
+    start();
+
+    EXPECT_EQ(calls_before_overwriting, std::vector<std::size_t>{0});
+}
+
+TEST_F(MTDInstallerTest, NothingIsSaidOfAPartitionThatIsLeftAlone) {
+    gateway.write("dev/mtd1", image);
+    start();
+    gateway.write("dev/mtd1", "another loader");
+    gateway.write("mtd/mtd1/size", "1\n");
+    start();
+
+    EXPECT_TRUE(calls_before_overwriting.empty());
 }
 
 TEST_F(MTDInstallerTest, EveryToolHoldsTheLock) {
@@ -222,6 +245,48 @@ TEST_F(MTDInstallerTest, UnreadableSizeOfThePartitionLimitsNothing) {
         expected.insert(expected.end(), {erase_command(), write_command()});
         EXPECT_EQ(tools.calls(), expected) << content;
     }
+}
+
+TEST_F(MTDInstallerTest, PartitionWithAnotherLabelIsNotErased) {
+    const std::string content = gateway.read("dev/mtd1");
+    required_label = "u-boot";
+    for (const char* const label : {"rootfs\n", "u-boot-env\n", "u-boo\n", "\nu-boot\n", ""}) {
+        gateway.write("mtd/mtd1/name", label);
+
+        start();
+
+        expect_failure("Flash partition has another label than configured");
+        EXPECT_EQ(tools.calls(), Lines{}) << label;
+    }
+    EXPECT_EQ(gateway.read("dev/mtd1"), content);
+}
+
+TEST_F(MTDInstallerTest, BothLabelsAreReported) {
+    required_label = "u-boot";
+    gateway.write("mtd/mtd1/name", "rootfs\n");
+
+    start();
+
+    EXPECT_EQ(installer->error().error_details,
+              "filename: " + device + "\nexpected_label: u-boot\nfound_label: rootfs");
+}
+
+TEST_F(MTDInstallerTest, PartitionWhoseLabelCannotBeReadIsNotErased) {
+    required_label = "u-boot";
+
+    start();
+
+    expect_failure("Flash partition has another label than configured");
+    EXPECT_EQ(tools.calls(), Lines{});
+}
+
+TEST_F(MTDInstallerTest, PartitionWithTheRequiredLabelIsWritten) {
+    required_label = "u-boot";
+    gateway.write("mtd/mtd1/name", "u-boot\n");
+
+    start();
+
+    EXPECT_EQ(tools.calls(), (Lines{erase_command(), write_command()}));
 }
 
 TEST_F(MTDInstallerTest, EraseSizeIsTheUnchangedFirstLine) {

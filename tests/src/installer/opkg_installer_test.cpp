@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "installer/opkg_installer.h"
 
+#include <chrono>
+
 #include <gtest/gtest.h>
 
 #include "support/captured_log.h"
@@ -40,6 +42,33 @@ TEST_F(OpkgInstallerTest, CommandNamesTheArtifactAndJoinsTheErrorOutput) {
     EXPECT_EQ(logged_after(logged, log.text()),
               std::vector<std::string>{"opkg --force-overwrite install " + path + " 2>&1"});
     EXPECT_EQ(tools.calls(), std::vector<std::string>{"opkg --force-overwrite install " + path});
+}
+
+TEST_F(OpkgInstallerTest, PackageManagerThatMeetsTheLimitHasFailed) {
+    tools.add("opkg", "echo Installing; exec sleep 60");
+    OpkgInstaller limited{std::chrono::seconds{1}};
+    limited.assign(make_chunk("opkg", {"pkg.ipk"}), attributes);
+
+    limited.tick();
+    limited.tick();
+
+    EXPECT_EQ(limited.error().error_message, "Program terminated abnormally");
+    EXPECT_NE(limited.error().error_details.find("program_output: Installing"), std::string::npos);
+}
+
+TEST_F(OpkgInstallerTest, ServiceThatAPackageHasStartedDoesNotHoldTheDaemon) {
+    tools.add("opkg", "echo Installed; sleep 60 & exit 0");
+    OpkgInstaller limited{std::chrono::seconds{50}};
+    limited.assign(make_chunk("opkg", {"pkg.ipk"}), attributes);
+    const auto start = std::chrono::steady_clock::now();
+
+    limited.tick();
+    limited.tick();
+    limited.tick();
+
+    EXPECT_TRUE(limited.is_finished());
+    EXPECT_EQ(limited.hawkbit_log(), "Installed\n");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds{30});
 }
 
 TEST_F(OpkgInstallerTest, InstalledPackageIsFinishedOnTheFollowingTick) {

@@ -39,14 +39,20 @@ protected:
 
     /// Takes the steps that check and start the installation.
     void start() {
+        add_tools();
+        start(installer);
+    }
+    void add_tools() {
         tools.add("configlayer", "case $call in 1) " + command(steps.ask) + " ;; 2) " +
                                      command(steps.arm) + " ;; 3) " + command(steps.report) +
                                      " ;; 4) " + command(steps.reset) + " ;; 5) " +
                                      command(steps.ask_again) + " ;; *) exit 99 ;; esac");
         tools.add("l2fwserver", steps.push);
-        installer.assign(make_chunk("plc_ghn", {"modem.bin"}, "modem", "1.2"), attributes);
-        installer.tick();
-        installer.tick();
+    }
+    void start(PLCGhnInstaller& installer_to_start) {
+        installer_to_start.assign(make_chunk("plc_ghn", {"modem.bin"}, "modem", "1.2"), attributes);
+        installer_to_start.tick();
+        installer_to_start.tick();
     }
 
     /// How the command line for the modem begins.

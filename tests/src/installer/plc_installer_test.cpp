@@ -17,9 +17,11 @@ using Lines = std::vector<std::string>;
 class PLCInstallerTest : public testing::Test {
 protected:
     /// Takes the steps that check and start the installation with this service.
-    void start_with(const std::string& service) {
+    void start_with(const std::string& service, const ToolLimit& limit = std::nullopt) {
         installer = std::make_unique<PLCInstaller>(
-            PLCInstaller::Environment{tools.add("plc", service), firmware});
+            PLCInstaller::Environment{tools.add("plc", service), firmware}, limit);
+        installer->call_before_overwriting(
+            [this](const auto&) { overwritten = platform.directory.read("user.nvm.tmp"); });
         installer->assign(make_chunk("plc", {"user.nvm"}, "chip", "7.8"), attributes);
         installer->tick();
         installer->tick();
@@ -31,6 +33,7 @@ protected:
     hawkbit::Attributes attributes;
     std::string source = platform.directory.path("user.nvm");
     std::string firmware = platform.directory.path("user.nvm.tmp");
+    std::string overwritten = "not yet";
     std::unique_ptr<PLCInstaller> installer;
 };
 
@@ -50,6 +53,30 @@ TEST_F(PLCInstallerTest, FirmwareIsStoredWhileTheServiceIsStopped) {
     EXPECT_EQ(platform.directory.read("seen"), "stop: old, and longer\nstart: new\n");
     EXPECT_EQ(logged_after("start_installation: event=copy_file", log.text()),
               Lines{" from=" + source + " to=" + firmware + " message=storing new PLC firmware"});
+}
+
+TEST_F(PLCInstallerTest, ItIsSaidBeforeTheFirmwareIsOverwritten) {
+    platform.directory.write("user.nvm", "new");
+    platform.directory.write("user.nvm.tmp", "old");
+
+    start_with("");
+
+    EXPECT_EQ(overwritten, "old");
+}
+
+TEST_F(PLCInstallerTest, FirmwareIsLeftAsItIsIfTheServiceCannotBeStopped) {
+    platform.directory.write("user.nvm", "new");
+
+    start_with("exit 1");
+
+    EXPECT_EQ(overwritten, "not yet");
+}
+
+TEST_F(PLCInstallerTest, ServiceThatMeetsTheLimitHasFailed) {
+    start_with("exec sleep 60", std::chrono::milliseconds{200});
+
+    EXPECT_EQ(installer->error().error_message, "Program terminated abnormally");
+    EXPECT_EQ(tools.calls(), Lines{"plc stop"});
 }
 
 TEST_F(PLCInstallerTest, ServiceDoesNotHoldTheLock) {

@@ -66,6 +66,30 @@ TEST_F(ScriptInstallerTest, ScriptThatCannotBecomeExecutableIsLogged) {
                                        " what=No such file or directory"});
 }
 
+TEST_F(ScriptInstallerTest, ItIsSaidBeforeTheScriptIsRun) {
+    const std::string trace = platform.directory.path("ran");
+    platform.directory.write("update.sh", "#!/bin/sh\n: >" + trace + "\n");
+    bool had_run = true;
+    installer.call_before_beginning([&](const auto&) { had_run = std::filesystem::exists(trace); });
+
+    start({"update.sh"});
+
+    EXPECT_FALSE(had_run);
+    EXPECT_TRUE(std::filesystem::exists(trace));
+}
+
+TEST_F(ScriptInstallerTest, ScriptIsNotRunIfThatFails) {
+    const std::string trace = platform.directory.path("ran");
+    platform.directory.write("update.sh", "#!/bin/sh\n: >" + trace + "\n");
+    installer.call_before_beginning(
+        [](const auto&) { ZEPHRAN_THROW(common::NotImplementedException{}); });
+
+    start({"update.sh"});
+
+    EXPECT_TRUE(installer.error().has_error);
+    EXPECT_FALSE(std::filesystem::exists(trace));
+}
+
 TEST_F(ScriptInstallerTest, TargetOfALinkKeepsItsPermissions) {
     const TemporaryDirectory outside;
     const std::string target = outside.write("target", "#!/bin/sh\n");

@@ -12,6 +12,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "common/popen.h"
 #include "common/record.h"
 #include "installer/exceptions.h"
 #include "support/emulator.h"
@@ -48,6 +49,49 @@ TEST(SystemCommand, OnlyStatusZeroIsSuccess) {
     EXPECT_FALSE(run_command("exit 255"));
     EXPECT_FALSE(run_command("kill -9 $$"));
     EXPECT_FALSE(run_command("/nowhere/at-all 2>/dev/null"));
+}
+
+TEST(SystemCommand, LimitThatIsNotMetChangesNothing) {
+    constexpr int nothing = -1;
+
+    EXPECT_TRUE(run_command("true", nothing, 60s));
+    EXPECT_FALSE(run_command("exit 1", nothing, 60s));
+    try {
+        run_required_command("exit 3", "tool", nothing, 60s);
+        FAIL() << "no failure";
+    } catch (const ProgramExecutionFailedException& error) {
+        EXPECT_EQ(describe_records(error), "popen_command: tool\nprogram_exit_code: 3");
+    }
+}
+
+TEST(SystemCommand, CommandThatMeetsItsLimitFailsLikeOneThatIsKilled) {
+    constexpr int nothing = -1;
+    const auto start = std::chrono::steady_clock::now();
+
+    try {
+        run_required_command("sleep 60 & sleep 60", "tool", nothing, 200ms);
+        FAIL() << "it was waited for";
+    } catch (const common::AbnormalTerminationException& error) {
+        EXPECT_STREQ(error.what(), "Program terminated abnormally");
+        EXPECT_EQ(describe_records(error), "popen_command: tool");
+    }
+
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 30s);
+}
+
+TEST(SystemCommand, CommandThatIgnoresTheRequestToEndIsKilled) {
+    constexpr int nothing = -1;
+
+    EXPECT_FALSE(run_command("trap '' TERM; while :; do sleep 0.1; done", nothing, 200ms));
+}
+
+TEST(SystemCommand, ServiceThatWasLeftRunningIsNotWaitedFor) {
+    constexpr int nothing = -1;
+    const auto start = std::chrono::steady_clock::now();
+
+    EXPECT_TRUE(run_command("sleep 60 >/dev/null 2>&1 & exit 0", nothing, 50s));
+
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 30s);
 }
 
 TEST(SystemCommand, RequiredCommandThatSucceedsIsNoFailure) {

@@ -35,7 +35,7 @@ protected:
                                  "FIRMWARE_VERSION=" + version + " FIRMWARE_DATE=" + date + "\n");
     }
     void make_installer(const std::string& flash_type = {}) {
-        installer = std::make_unique<SysupgradeInstaller>(flash_type, environment);
+        installer = std::make_unique<SysupgradeInstaller>(flash_type, environment, options);
         installer->assign(make_chunk("os", {"fw.bin"}, "firmware", new_version), attributes);
     }
     /// Takes the steps that check and start the installation with this tool.
@@ -59,6 +59,7 @@ protected:
     SimulatedTools tools;
     // A test that waited this long by mistake would time out.
     SysupgradeInstaller::Environment environment{{}, std::chrono::hours{1}};
+    InstallationOptions options;
     hawkbit::Attributes attributes;
     std::string path = platform.temp_directory + "fw.bin";
     std::unique_ptr<SysupgradeInstaller> installer;
@@ -165,6 +166,83 @@ TEST_F(SysupgradeInstallerTest, UnreadableVersionStopsItBeforeTheTool) {
     EXPECT_EQ(installer->error().error_message, "External program returned an error");
     EXPECT_EQ(tools.calls(), Lines{});
     EXPECT_TRUE(platform.config.writes.empty());
+}
+
+TEST_F(SysupgradeInstallerTest, ItIsSaidBeforeTheToolIsRun) {
+    std::size_t calls_before = 1;
+    tools.add("sysupgrade", "exit 1");
+    make_installer();
+    installer->call_before_beginning([&](const auto&) { calls_before = tools.calls().size(); });
+
+    installer->tick();
+    installer->tick();
+
+    EXPECT_EQ(calls_before, 0U);
+    EXPECT_EQ(tools.calls().size(), 1U);
+}
+
+TEST_F(SysupgradeInstallerTest, LimitOfToolsHoldsForThePreparationOnly) {
+    options.tool_limit = std::chrono::milliseconds{1};
+
+    start_with("sleep 0.2; exit 1");
+
+    EXPECT_EQ(platform.preparation_limits, std::vector<ToolLimit>{std::chrono::milliseconds{1}});
+    expect_tool_failure("program_exit_code: 1\nprogram_output: ");
+}
+
+class SysupgradeHandover : public SysupgradeInstallerTest {
+protected:
+    SysupgradeHandover() {
+        options.upgrade_handover = UpgradeHandover::any;
+        environment.upgrade_pause = pause;
+    }
+    /// Whether the installer waits for a reboot after a tool that ends in this way.
+    bool waits_after(const std::string& tool) {
+        const auto start = steady_clock::now();
+        start_with(tool);
+        return steady_clock::now() - start >= pause;
+    }
+
+    static constexpr milliseconds pause{2000};
+};
+
+TEST_F(SysupgradeHandover, ErrorOutputIsReadAsWell) {
+    environment.upgrade_pause = milliseconds{0};
+
+    start_with("echo out; echo err >&2; exit 1");
+
+    EXPECT_EQ(executed(), Lines{"sysupgrade  '" + path + "' 2>&1"});
+    expect_tool_failure("program_exit_code: 1\nprogram_output: out\nerr\n");
+}
+
+TEST_F(SysupgradeHandover, TextOfTheToolIsWaitedOutWhereverItIs) {
+    EXPECT_TRUE(waits_after("echo Commencing upgrade >&2; exit 1"));
+    expect_tool_failure("program_exit_code: 1\nprogram_output: Commencing upgrade\n");
+}
+
+TEST_F(SysupgradeHandover, TextOfAKilledToolIsWaitedOut) {
+    EXPECT_TRUE(waits_after("echo Commencing upgrade; kill -9 $$"));
+    EXPECT_TRUE(installer->error().has_error);
+}
+
+TEST_F(SysupgradeHandover, StatusOfALostAnswerIsWaitedOut) {
+    EXPECT_TRUE(waits_after("exit 246"));
+    expect_tool_failure("program_exit_code: 246\nprogram_output: ");
+}
+
+TEST_F(SysupgradeHandover, SuccessIsWaitedOutAndThenJudgedByTheVersion) {
+    EXPECT_TRUE(waits_after("exit 0"));
+    installer->tick();
+    EXPECT_EQ(installer->error().error_message,
+              "Expected version does not match the version that was found");
+}
+
+TEST_F(SysupgradeHandover, RefusedImageIsNotWaitedFor) {
+    environment.upgrade_pause = std::chrono::hours{1};
+
+    start_with("echo Image check failed. >&2; exit 1");
+
+    EXPECT_EQ(platform.recovered_installs, 1U);
 }
 
 TEST_F(SysupgradeInstallerTest, OutputOfAFailedToolIsReportedUnchanged) {

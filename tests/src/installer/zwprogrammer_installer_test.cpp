@@ -53,6 +53,28 @@ TEST_F(ZWProgrammerInstallerTest, FileNamePassesTheShellUnchanged) {
     EXPECT_TRUE(installer.is_finished());
 }
 
+TEST_F(ZWProgrammerInstallerTest, ItIsSaidBeforeTheChipIsOverwritten) {
+    std::size_t calls_before = 1;
+    tools.add("zwprogrammer");
+    installer.call_before_overwriting([&](const auto&) { calls_before = tools.calls().size(); });
+
+    start();
+
+    EXPECT_EQ(calls_before, 0U);
+    EXPECT_EQ(tools.calls().size(), 1U);
+}
+
+TEST_F(ZWProgrammerInstallerTest, ChipIsLeftAsItIsIfThatFails) {
+    tools.add("zwprogrammer");
+    installer.call_before_overwriting(
+        [](const auto&) { ZEPHRAN_THROW(common::NotImplementedException{}); });
+
+    start();
+
+    EXPECT_TRUE(installer.error().has_error);
+    EXPECT_TRUE(tools.calls().empty());
+}
+
 TEST_F(ZWProgrammerInstallerTest, ToolHoldsTheLock) {
     tools.add("zwprogrammer", held_lock(platform));
 

@@ -69,6 +69,60 @@ TEST_F(DeviceStoreTest, MissingOptionOfTheScheduleIsAnException) {
     EXPECT_THROW((void)store.schedule_stop_time(), OptionNotFoundException);
 }
 
+TEST_F(DeviceStoreTest, WithdrawnInstallationLeavesNoRecord) {
+    store.record_installation("bl", "3.4", "2024-03-01T12:00:00Z", caller);
+    store.record_installation("zw", "6.71", "2024-03-02T12:00:00Z", caller);
+
+    store.withdraw_installation("bl", caller);
+
+    EXPECT_EQ(store.installed_version("bl"), "");
+    EXPECT_EQ(store.installation_time("bl"), "");
+    EXPECT_EQ(store.installed_version("zw"), "6.71");
+    EXPECT_EQ(log.text(), "");
+}
+
+TEST_F(DeviceStoreTest, NothingIsWrittenToWithdrawWhatIsNotRecorded) {
+    store.withdraw_installation("bl", caller);
+    store.withdraw_installation("a.b", caller);
+
+    EXPECT_THAT(config.writes, IsEmpty());
+    EXPECT_EQ(log.text(), "");
+}
+
+TEST_F(DeviceStoreTest, BegunInstallationIsThatOfItsActionAndChunk) {
+    EXPECT_FALSE(store.has_begun("7", "script:a:1"));
+
+    EXPECT_TRUE(store.record_begin("7", "script:a:1", caller));
+
+    EXPECT_TRUE(store.has_begun("7", "script:a:1"));
+    EXPECT_FALSE(store.has_begun("8", "script:a:1"));
+    EXPECT_FALSE(store.has_begun("7", "script:a:2"));
+    EXPECT_TRUE(store.record_begin("7", "script:b:1", caller));
+    EXPECT_FALSE(store.has_begun("7", "script:a:1"));
+}
+
+TEST_F(DeviceStoreTest, BegunInstallationIsForgottenWithItsAction) {
+    static_cast<void>(store.record_begin("7", "script:a:1", caller));
+
+    store.forget_begin("77", caller);
+    store.forget_begin("", caller);
+    EXPECT_TRUE(store.has_begun("7", "script:a:1"));
+    store.forget_begin("7", caller);
+    EXPECT_FALSE(store.has_begun("7", "script:a:1"));
+    config.writes.clear();
+    store.forget_begin("7", caller);
+
+    EXPECT_THAT(config.writes, IsEmpty());
+}
+
+TEST_F(DeviceStoreTest, BeginThatCannotBeReadBackIsNotRecorded) {
+    config.lost_writes = 1;
+    EXPECT_FALSE(store.record_begin("7", "script:a:1", caller));
+
+    config.read_only = true;
+    EXPECT_FALSE(store.record_begin("7", "script:a:1", caller));
+}
+
 TEST_F(DeviceStoreTest, OnlyTheValueZeroDisablesAutomaticUpdates) {
     for (const char* const value : {"1", "", "false", "00", " 0"}) {
         config.values[automatic_update_key] = value;
