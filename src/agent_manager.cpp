@@ -153,7 +153,7 @@ void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& prope
     auto agent = std::make_unique<HawkbitAgent>(
         hawkbit::ControllerURLBuilder{id, settings.server, settings.tenant, always_https},
         HawkbitAgent::Environment::real(settings.transport));
-    agent->configure({context, properties, settings.schedule, dormant});
+    agent->configure({context, properties, settings.schedule, dormant, settings.reports});
     agents.emplace(id, std::move(agent));
     publish_controls();
 }

@@ -15,6 +15,7 @@
 #include "hawkbit/attributes.h"
 #include "http/transport_settings.h"
 #include "installer/installer_context.h"
+#include "options/report_options.h"
 #include "schedule/update_schedule.h"
 
 namespace zephran {
@@ -36,6 +37,7 @@ struct AgentManagerSettings {
     http::TransportSettings transport;
     /// Starts the gateway's agent dormant.
     bool dormant = false;
+    ReportOptions reports;
 };
 
 /// Owns every agent and runs the main loop. Agents are created, ticked and destroyed on the main

@@ -13,6 +13,7 @@
 #include "gateway_properties.h"
 #include "http/transport_settings.h"
 #include "installer/installer_factory.h"
+#include "options/report_options.h"
 #include "options/transport_options.h"
 #include "platform.h"
 #include "schedule/update_schedule_reader.h"
@@ -75,6 +76,7 @@ void run_agents(const CommandLineOptions& options) {
     settings.server = options.get_hawkbit_server();
     settings.tenant = read_tenant(*platform::get_config());
     add_transport_options(*platform::get_config(), settings.server, settings.transport);
+    settings.reports = read_report_options(*platform::get_config());
     settings.bootloader_mtd = options.get_bootloader_mtd();
 
     const std::unique_ptr<AgentManager> manager = platform::create_agent_manager();

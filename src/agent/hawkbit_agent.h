@@ -15,6 +15,7 @@
 #include "hawkbit/attributes.h"
 #include "hawkbit/client.h"
 #include "installer/installer_context.h"
+#include "options/report_options.h"
 #include "schedule/backoff_timer.h"
 #include "schedule/deadline.h"
 #include "schedule/update_schedule.h"
@@ -47,6 +48,7 @@ struct AgentSettings {
     std::optional<UpdateSchedule> schedule;
     /// A dormant agent polls only when forced.
     bool dormant = false;
+    ReportOptions reports;
 };
 
 /// One target of the update server: the gateway itself or a device behind it. It polls the server
@@ -170,8 +172,8 @@ private:
     [[nodiscard]] bool is_deployment_delay_valid(time_point current_time) const;
     void draw_deployment_delay(time_point current_time);
     void send_deployment_feedback(const DeploymentReport& report) const;
-    void send_cancel_feedback(hawkbit::ActionFeedbackMessage::FinalResult result,
-                              const std::vector<std::string>& details) const;
+    void send_cancel_feedback(const DeploymentReport& report) const;
+    [[nodiscard]] std::optional<int> code_to_send(const DeploymentReport& report) const;
     [[nodiscard]] long epoch_seconds() const;
 
     std::string cancel_action_id;

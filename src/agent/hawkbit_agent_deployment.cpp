@@ -5,7 +5,6 @@
 
 #include "agent/hawkbit_agent.h"
 #include "common/exception.h"
-#include "deployment/action_message.h"
 #include "deployment/deployment_history.h"
 #include "deployment/running_deployment.h"
 #include "hawkbit/detail_text.h"
@@ -19,7 +18,7 @@ void HawkbitAgent::tick_deployment() {
     if (report && report->recipient == DeploymentReport::Recipient::deployment) {
         send_deployment_feedback(*report);
     } else if (report && !aborted) {
-        send_cancel_feedback(report->result, report->details);
+        send_cancel_feedback(*report);
     }
     if (deployment->deployer().is_finished() && deployment->deployer().is_resumed()) {
         force_poll();
@@ -70,8 +69,7 @@ void HawkbitAgent::resume_deployer() {
 
 void HawkbitAgent::cancel_deployer() {
     if (deployment == nullptr) {
-        send_cancel_feedback(hawkbit::ActionFeedbackMessage::FinalResult::success,
-                             {to_string(ActionMessage::DeploymentNotRunning)});
+        send_cancel_feedback(nothing_to_cancel());
     } else {
         cancel_existing_deployer();
     }
@@ -98,18 +96,23 @@ void HawkbitAgent::send_deployment_feedback(const DeploymentReport& report) cons
     message.progress_of = deployment->deployer().chunk_count();
     message.details = hawkbit::clean_details(report.details);
     message.time = epoch_seconds();
+    message.code = code_to_send(report);
     client->send_deployment_action_feedback(deployment->address(), message);
 }
 
-void HawkbitAgent::send_cancel_feedback(hawkbit::ActionFeedbackMessage::FinalResult result,
-                                        const std::vector<std::string>& details) const {
+void HawkbitAgent::send_cancel_feedback(const DeploymentReport& report) const {
     hawkbit::CancelActionFeedbackMessage message;
     message.id = cancel_action_id;
-    message.execution = hawkbit::ActionFeedbackMessage::ExecutionStatus::closed;
-    message.result = result;
-    message.details = hawkbit::clean_details(details);
+    message.execution = report.execution;
+    message.result = report.result;
+    message.details = hawkbit::clean_details(report.details);
     message.time = epoch_seconds();
+    message.code = code_to_send(report);
     client->send_cancel_action_feedback(controller, message);
+}
+
+std::optional<int> HawkbitAgent::code_to_send(const DeploymentReport& report) const {
+    return settings.reports.codes ? report.code : std::nullopt;
 }
 
 }  // namespace zephran

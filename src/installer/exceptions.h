@@ -16,6 +16,8 @@ ZEPHRAN_RECORD(image_size, std::int64_t, reported_at(255));
 ZEPHRAN_RECORD(partition_size, std::int64_t, reported_at(260));
 /// The output of a package manager.
 ZEPHRAN_RECORD(installer_output, std::string, reported_at(235));
+/// Its exit status.
+ZEPHRAN_RECORD(installer_exit_code, int, not_reported);
 
 /// Carries those of common::program_output_tag, common::program_exit_code_tag,
 /// common::program_signal_tag and common::popen_command_tag that are known.
@@ -27,7 +29,7 @@ struct VersionMismatchException : common::Exception {
     VersionMismatchException()
         : Exception{"Expected version does not match the version that was found"} {}
 };
-/// Carries installer_output_tag.
+/// Carries installer_output_tag and installer_exit_code_tag.
 struct PackageInstallFailedException : common::Exception {
     PackageInstallFailedException() : Exception{"Failed to install the package"} {}
 };

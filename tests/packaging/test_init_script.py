@@ -15,6 +15,7 @@ MINIMAL_COMMAND = ["/usr/sbin/zephran", "--device-id", "gw-1",
                    "--hawkbit-server", "updates.example:8443", "--log-level", "INFO"]
 SCHEDULE = {"enabled": "1", "daysofweek": "Monday Friday", "starttime": "08:00",
             "stoptime": "17:00"}
+REPORT_OPTIONS = re.search(r"REPORT_OPTIONS='([^']*)'", INIT)[1].split()
 NETWORK_OPTIONS = re.search(r"NETWORK_OPTIONS='([^']*)'", INIT)[1].split()
 
 
@@ -336,6 +337,17 @@ def test_changed_option_of_transfers_restarts_the_daemon(gateway, option):
     before = gateway.instance()
     gateway.configure(MINIMAL, network={option: "1"})
 
+    assert needs_restart(before, gateway.instance())
+
+
+@pytest.mark.parametrize("option", REPORT_OPTIONS)
+def test_changed_option_of_reports_restarts_the_daemon(gateway, option):
+    gateway.configure(MINIMAL)
+    before = gateway.instance()
+    gateway.configure({**MINIMAL, option: "1"})
+
+    assert before["env"]["ZEPHRAN_REPORTS"] == ""
+    assert gateway.instance()["env"]["ZEPHRAN_REPORTS"] == f"{option}=1;"
     assert needs_restart(before, gateway.instance())
 
 

@@ -17,6 +17,7 @@ DOCUMENTATION = (PROJECT / "docs/openwrt.md").read_text()
 
 # Written or read by the daemon itself, not by the init script.
 READ_BY_THE_DAEMON = {"automatic_update", "rebooted"}
+REPORT_OPTIONS = set(re.search(r"REPORT_OPTIONS='([^']*)'", INIT)[1].split())
 # --help starts nothing, and nothing reads the other one.
 NOT_FOR_A_GATEWAY = {"help", "installed-flash-type"}
 
@@ -66,8 +67,8 @@ def test_shipped_service_options_are_known_and_have_their_defaults():
     shipped = shipped_sections()["service"].options
     validated = validated_options()
 
-    assert READ_BY_THE_DAEMON <= set(shipped) <= set(validated) | READ_BY_THE_DAEMON
-    assert not READ_BY_THE_DAEMON & set(validated)
+    assert READ_BY_THE_DAEMON <= set(shipped) <= set(validated) | READ_BY_THE_DAEMON | REPORT_OPTIONS
+    assert not (READ_BY_THE_DAEMON | REPORT_OPTIONS) & set(validated)
     assert shipped["enabled"] == "0"
     assert shipped["automatic_update"] == "1"
     for name in set(shipped) & set(validated):
@@ -82,6 +83,14 @@ def test_schedule_options_match_the_daemon_and_the_instance():
 
     assert set(shipped) == set(read) == set(carried)
     assert shipped["enabled"] == "0"
+
+
+def test_options_of_reports_are_those_that_the_daemon_reads():
+    source = (PROJECT / "src/options/report_options.cpp").read_text()
+    shipped = shipped_sections()["service"].options
+
+    assert set(re.findall(r'\bflag\("(\w+)"', source)) == REPORT_OPTIONS
+    assert {name: shipped[name] for name in REPORT_OPTIONS} == dict.fromkeys(REPORT_OPTIONS, "1")
 
 
 def test_options_of_transfers_are_those_that_the_daemon_reads():
