@@ -8,6 +8,7 @@
 #include <string>
 
 #include "agent/agent_control.h"
+#include "agent/unsent_reports.h"
 #include "common/exception.h"
 #include "common/logprint.h"
 #include "deployment/hawkbit_deployer.h"
@@ -38,6 +39,11 @@ struct restart;
 
 struct DeploymentInProgressException : common::Exception {
     DeploymentInProgressException() : Exception{"A deployment is already in progress"} {}
+};
+
+/// The update server has refused the report that an installation starts.
+struct ReportRefusedException : common::Exception {
+    ReportRefusedException() : Exception{"The start of the installation could not be reported"} {}
 };
 
 /// What the agent manager gives a new agent.
@@ -84,7 +90,7 @@ public:
     void configure(AgentSettings new_settings);
 
     /// One step of the polling cycle and of the running deployment. Throws what the client throws
-    /// if a report cannot be delivered.
+    /// if a report cannot be delivered, unless such reports are to be sent again.
     void tick();
     /// Starts the next polling cycle if the agent is finished or waiting.
     void restart();
@@ -105,7 +111,7 @@ public:
     /// Whether the server has not been told yet what it is to be told: a forced poll or what it
     /// found is still to be dealt with, or the last report of a deployment is still to be sent.
     [[nodiscard]] bool has_unfinished_work() const {
-        return is_poll_forced() || is_poll_owed() || deployment != nullptr;
+        return is_poll_forced() || is_poll_owed() || deployment != nullptr || !unsent.empty();
     }
     [[nodiscard]] time_point next_poll() const { return controller.next_poll(); }
     /// Whether the next poll has come, or is further away than when it was set: then the clock has
@@ -117,6 +123,7 @@ public:
 
     /// @name Guards of the state machine
     /// @{
+    [[nodiscard]] bool must_report_first();
     [[nodiscard]] bool is_dormant();
     [[nodiscard]] bool is_backoff_delay_elapsed();
     [[nodiscard]] bool is_deployment_action_requested();
@@ -162,6 +169,7 @@ private:
     void cancel_existing_deployer();
     void resume_deployer();
     void tick_deployment();
+    void end_deployment();
     void forget_offer_of_ended_deployment();
     void reset_polling_time();
     void set_next_poll(time_point time);
@@ -171,8 +179,15 @@ private:
     }
     [[nodiscard]] bool is_deployment_delay_valid(time_point current_time) const;
     void draw_deployment_delay(time_point current_time);
-    void send_deployment_feedback(const DeploymentReport& report) const;
-    void send_cancel_feedback(const DeploymentReport& report) const;
+    void deliver(const DeploymentReport& report);
+    void send_unsent_reports();
+    void give_up_installation(ReportFate fate_of_its_report);
+    [[nodiscard]] bool is_held_by_report() const;
+    [[nodiscard]] UnsentReport compose(const DeploymentReport& report) const;
+    [[nodiscard]] hawkbit::DeploymentActionFeedbackMessage deployment_feedback(
+        const DeploymentReport& report) const;
+    [[nodiscard]] hawkbit::CancelActionFeedbackMessage cancel_feedback(
+        const DeploymentReport& report) const;
     [[nodiscard]] std::optional<int> code_to_send(const DeploymentReport& report) const;
     [[nodiscard]] long epoch_seconds() const;
 
@@ -203,6 +218,7 @@ private:
     /// When the window opens that the delay ends in; zero for one that was open already.
     time_point deployment_window_start{};
     common::BackoffTimer backoff_timer;
+    UnsentReports unsent;
     Deadline backoff_end;
     Deadline poll_deadline;
 };

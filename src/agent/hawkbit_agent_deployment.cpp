@@ -7,29 +7,32 @@
 #include "common/exception.h"
 #include "deployment/deployment_history.h"
 #include "deployment/running_deployment.h"
-#include "hawkbit/detail_text.h"
 #include "installer/installer_factory.h"
 #include "platform.h"
 
 namespace zephran {
 
 void HawkbitAgent::tick_deployment() {
-    const auto report = deployment->step();
-    if (report && report->recipient == DeploymentReport::Recipient::deployment) {
-        send_deployment_feedback(*report);
-    } else if (report && !aborted) {
-        send_cancel_feedback(*report);
+    if (is_held_by_report()) {
+        return;
     }
-    if (deployment->deployer().is_finished() && deployment->deployer().is_resumed()) {
-        force_poll();
+    if (const auto report = deployment->step()) {
+        deliver(*report);
     }
     if (deployment->has_failed_in_last_step() || deployment->has_ended()) {
         platform::recover_download();
     }
-    if (deployment->has_ended()) {
-        forget_offer_of_ended_deployment();
-        deployment.reset();
+    if (deployment->has_ended() && unsent.empty()) {
+        end_deployment();
     }
+}
+
+void HawkbitAgent::end_deployment() {
+    if (deployment->deployer().is_finished() && deployment->deployer().is_resumed()) {
+        force_poll();
+    }
+    forget_offer_of_ended_deployment();
+    deployment.reset();
 }
 
 void HawkbitAgent::forget_offer_of_ended_deployment() {
@@ -69,7 +72,7 @@ void HawkbitAgent::resume_deployer() {
 
 void HawkbitAgent::cancel_deployer() {
     if (deployment == nullptr) {
-        send_cancel_feedback(nothing_to_cancel());
+        client->send_cancel_action_feedback(controller, cancel_feedback(nothing_to_cancel()));
     } else {
         cancel_existing_deployer();
     }
@@ -85,34 +88,6 @@ void HawkbitAgent::cancel_existing_deployer() {
         deployment.reset();
         ZEPHRAN_THROW(std::exception{});
     }
-}
-
-void HawkbitAgent::send_deployment_feedback(const DeploymentReport& report) const {
-    hawkbit::DeploymentActionFeedbackMessage message;
-    message.id = deployment->deployer().action_id();
-    message.execution = report.execution;
-    message.result = report.result;
-    message.progress_count = deployment->deployer().chunk_index();
-    message.progress_of = deployment->deployer().chunk_count();
-    message.details = hawkbit::clean_details(report.details);
-    message.time = epoch_seconds();
-    message.code = code_to_send(report);
-    client->send_deployment_action_feedback(deployment->address(), message);
-}
-
-void HawkbitAgent::send_cancel_feedback(const DeploymentReport& report) const {
-    hawkbit::CancelActionFeedbackMessage message;
-    message.id = cancel_action_id;
-    message.execution = report.execution;
-    message.result = report.result;
-    message.details = hawkbit::clean_details(report.details);
-    message.time = epoch_seconds();
-    message.code = code_to_send(report);
-    client->send_cancel_action_feedback(controller, message);
-}
-
-std::optional<int> HawkbitAgent::code_to_send(const DeploymentReport& report) const {
-    return settings.reports.codes ? report.code : std::nullopt;
 }
 
 }  // namespace zephran

@@ -44,7 +44,9 @@ DeploymentReport installation_started(const HawkbitDeployer& after) {
     return {Recipient::deployment,
             ExecutionStatus::proceeding,
             FinalResult::none,
-            {to_string(ActionMessage::InstallationStarted), after.current_chunk_string()}};
+            {to_string(ActionMessage::InstallationStarted), after.current_chunk_string()},
+            std::nullopt,
+            true};
 }
 
 DeploymentReport chunk_deployed(const DeployerSnapshot& before, const HawkbitDeployer& after) {

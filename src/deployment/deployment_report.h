@@ -39,6 +39,7 @@ struct DeploymentReport {
     std::vector<std::string> details;
     /// Kind of the failure that the report tells of.
     std::optional<int> code = std::nullopt;
+    bool starts_installation = false;
 };
 
 /// True if the deployer has failed since the snapshot was taken.

@@ -10,6 +10,7 @@ ReportOptions read_report_options(Config& config) {
     const OptionReader options{config, section};
     ReportOptions read;
     read.codes = options.flag("report_codes").value_or(false);
+    read.retries = options.flag("report_retries").value_or(false);
     return read;
 }
 

@@ -9,6 +9,8 @@ class Config;
 struct ReportOptions {
     /// A closing report that tells of a failure carries the number of its kind.
     bool codes = false;
+    /// A report that cannot be delivered is kept and sent again; otherwise it ends the process.
+    bool retries = false;
 };
 
 /// Reads them once, at start-up; nothing is thrown.

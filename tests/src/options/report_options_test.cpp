@@ -22,6 +22,7 @@ TEST_F(ReadReportOptions, AbsentOnesChangeNothingAndSayNothing) {
     const ReportOptions options = read_report_options(config);
 
     EXPECT_FALSE(options.codes);
+    EXPECT_FALSE(options.retries);
     EXPECT_THAT(log.text(), IsEmpty());
 }
 
@@ -29,6 +30,14 @@ TEST_F(ReadReportOptions, AreFlagsOfTheService) {
     config.values["zephran.service.report_codes"] = "yes";
 
     EXPECT_TRUE(read_report_options(config).codes);
+    EXPECT_FALSE(read_report_options(config).retries);
+}
+
+TEST_F(ReadReportOptions, AreIndependentOfEachOther) {
+    config.values["zephran.service.report_retries"] = "1";
+
+    EXPECT_FALSE(read_report_options(config).codes);
+    EXPECT_TRUE(read_report_options(config).retries);
 }
 
 TEST_F(ReadReportOptions, CanBeSwitchedOff) {
