@@ -26,6 +26,10 @@ const char* get_temp_directory();
 /// may write to it.
 const char* get_run_directory();
 
+/// Directory, with a trailing slash, for what must survive a power cut; it need not exist yet. Only
+/// the daemon's user may write to it.
+const char* get_state_directory();
+
 /// The process-wide configuration store. It lives as long as the process.
 Config* get_config();
 

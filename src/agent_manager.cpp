@@ -166,6 +166,7 @@ void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& prope
     agent_settings.dormant = dormant;
     agent_settings.downloads = settings.downloads;
     agent_settings.options = settings.options;
+    agent_settings.reports = settings.reports;
     const auto existing = agents.find(id);
     if (existing != agents.end()) {
         existing->second->live_on(std::move(agent_settings));

@@ -16,6 +16,7 @@
 #include "http/transport_settings.h"
 #include "installer/installer_context.h"
 #include "options/download_options.h"
+#include "options/report_options.h"
 #include "options/service_options.h"
 #include "schedule/update_schedule.h"
 
@@ -42,6 +43,7 @@ struct AgentManagerSettings {
     /// Starts the gateway's agent dormant.
     bool dormant = false;
     AgentOptions options;
+    ReportOptions reports;
 };
 
 /// Owns every agent and runs the main loop. Agents are created, ticked and destroyed on the main

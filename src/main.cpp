@@ -14,6 +14,7 @@
 #include "http/transport_settings.h"
 #include "installer/installer_factory.h"
 #include "options/download_options.h"
+#include "options/report_options.h"
 #include "options/service_options.h"
 #include "options/transport_options.h"
 #include "platform.h"
@@ -83,6 +84,7 @@ void run_agents(const CommandLineOptions& options) {
     const ServiceOptions service = read_service_options(*platform::get_config());
     settings.options = service.agent;
     settings.transport.traces_credentials = service.log_secrets;
+    settings.reports = read_report_options(*platform::get_config());
     settings.bootloader_mtd = options.get_bootloader_mtd();
 
     const std::unique_ptr<AgentManager> manager = platform::create_agent_manager();

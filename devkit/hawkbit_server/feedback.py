@@ -16,6 +16,11 @@ DEPLOYMENT_ENTRIES = {
 }
 
 
+def _note_code(action: Action, feedback: Feedback) -> None:
+    if feedback.code is not None:
+        action.last_status_code = feedback.code
+
+
 def _messages(feedback: Feedback) -> list[str]:
     messages = validation.to_messages(feedback.details)
     if feedback.code is not None:
@@ -60,6 +65,7 @@ def on_deployment(store: Store, action: Action, feedback: Feedback) -> None:
         messages = [f"{OWN_PREFIX}Target reported {entry.value}."]
     _check_quota(action, messages, final)
     store.add_entry(action, entry, *messages, timestamp=feedback.timestamp)
+    _note_code(action, feedback)
     if final or (entry is Status.DOWNLOADED and action.type is ActionType.DOWNLOADONLY):
         store.close(action, entry)
 
@@ -93,6 +99,7 @@ def _confirm(store: Store, action: Action, feedback: Feedback, details: list[str
                 OWN_PREFIX + "Cancellation completion is finished sucessfully."]
     _check_quota(action, messages, final=True)
     store.add_entry(action, Status.CANCELED, *messages, timestamp=feedback.timestamp)
+    _note_code(action, feedback)
     if action.active:
         store.close(action, Status.CANCELED)
 
@@ -106,3 +113,4 @@ def _go_on(store: Store, action: Action, feedback: Feedback, entry: Status, mess
 def _note(store: Store, action: Action, feedback: Feedback, entry: Status, messages: list[str | None]) -> None:
     _check_quota(action, messages, final=False)
     store.add_entry(action, entry, *messages, timestamp=feedback.timestamp)
+    _note_code(action, feedback)

@@ -135,6 +135,7 @@ class Action:
     `revision` counts the changes of the record itself; the `c` of the deployment link follows it.
     `spoilt` means that the device read the action again after it was closed. This changes its recorded state from
     finished to retrieved and stalls a rollout.
+    `last_status_code` is the code of the newest report that had one.
     """
 
     id: int
@@ -147,6 +148,7 @@ class Action:
     active: bool = True
     spoilt: bool = False
     revision: int = 1
+    last_status_code: int | None = None
     entries: list[StatusEntry] = field(default_factory=list)
 
     def set_status(self, status: Status) -> None:

@@ -161,6 +161,11 @@ class UpdateServer:
         with self.store.changed:
             self.target(target if isinstance(target, str) else target.id).attributes_requested = True
 
+    def find_by_status_code(self, code: int) -> list[Action]:
+        """The actions whose newest code is this one, as the real one's query by lastStatusCode finds them."""
+        with self.store.changed:
+            return [action for action in self.store.actions.values() if action.last_status_code == code]
+
     # ---- what tests and demos need
 
     def order(self, kind: str, fault: Fault, *, target: str | None = None, first: int = 1,

@@ -52,4 +52,8 @@ void Client::send_config_data(const Controller& controller,
     send<http::JSONPUTRequester>(settings, controller.config_data(), message);
 }
 
+void Client::send_feedback(const common::URI& address, const Json::Value& document) const {
+    http::JSONPOSTRequester{settings}(address, document);
+}
+
 }  // namespace zephran::hawkbit

@@ -12,7 +12,7 @@
 
 namespace zephran::hawkbit {
 
-/// The six exchanges of the DDI. They throw what the HTTP client, the JSON helpers and the messages
+/// The exchanges of the DDI. They throw what the HTTP client, the JSON helpers and the messages
 /// throw, and retry nothing.
 class ClientInterface {
 public:
@@ -34,6 +34,8 @@ public:
                                              const CancelActionFeedbackMessage& message) const = 0;
     virtual void send_config_data(const Controller& controller,
                                   const ConfigDataFeedbackMessage& message) const = 0;
+    /// Sends a feedback on a deployment or a cancel action that was composed earlier.
+    virtual void send_feedback(const common::URI& address, const Json::Value& document) const = 0;
 };
 
 /// The exchanges over HTTP.
@@ -57,6 +59,7 @@ public:
                                      const CancelActionFeedbackMessage& message) const override;
     void send_config_data(const Controller& controller,
                           const ConfigDataFeedbackMessage& message) const override;
+    void send_feedback(const common::URI& address, const Json::Value& document) const override;
 
 private:
     http::TransportSettings settings;

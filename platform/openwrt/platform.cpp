@@ -28,6 +28,10 @@ const char* get_run_directory() {
     return "/var/run/";
 }
 
+const char* get_state_directory() {
+    return "/etc/zephran/";
+}
+
 Config* get_config() {
     // Never destroyed: threads may still read the configuration while the process ends.
     static Config& config = *new openwrt::UciConfigWrapper;

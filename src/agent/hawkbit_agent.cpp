@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "deployment/running_deployment.h"
+#include "platform.h"
 
 namespace zephran {
 
@@ -37,7 +38,11 @@ HawkbitAgent::HawkbitAgent(const hawkbit::ControllerURLBuilder& addresses, Envir
       client{std::move(environment.client)},
       make_http_client{std::move(environment.make_http_client)},
       now{std::move(environment.now)},
-      backoff_timer{longest_backoff, shortest_backoff} {
+      backoff_timer{longest_backoff, shortest_backoff},
+      unsent{[this](const UnsentReport& report) {
+                 client->send_feedback(report.address, report.document);
+             },
+             now, common::BackoffTimer{longest_backoff, shortest_backoff}} {
     controller.extract_from(addresses);
 }
 
@@ -46,10 +51,14 @@ HawkbitAgent::~HawkbitAgent() = default;
 void HawkbitAgent::configure(AgentSettings new_settings) {
     settings = std::move(new_settings);
     control_->set_attributes(settings.attributes);
+    if (settings.reports.retries) {
+        unsent.keep_in(ReportFile{controller.base(), platform::get_state_directory()});
+    }
 }
 
 void HawkbitAgent::tick() {
     AdvancingFSM::tick();
+    send_unsent_reports();
     if (deployment != nullptr) {
         tick_deployment();
     }

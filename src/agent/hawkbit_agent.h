@@ -9,6 +9,7 @@
 
 #include "agent/agent_control.h"
 #include "agent/last_answers.h"
+#include "agent/unsent_reports.h"
 #include "common/exception.h"
 #include "common/logprint.h"
 #include "deployment/hawkbit_deployer.h"
@@ -16,6 +17,7 @@
 #include "hawkbit/attributes.h"
 #include "hawkbit/client.h"
 #include "installer/installer_context.h"
+#include "options/report_options.h"
 #include "options/service_options.h"
 #include "schedule/backoff_timer.h"
 #include "schedule/deadline.h"
@@ -41,6 +43,11 @@ struct DeploymentInProgressException : common::Exception {
     DeploymentInProgressException() : Exception{"A deployment is already in progress"} {}
 };
 
+/// The update server has refused the report that an installation starts.
+struct ReportRefusedException : common::Exception {
+    ReportRefusedException() : Exception{"The start of the installation could not be reported"} {}
+};
+
 /// What the agent manager gives a new agent.
 struct AgentSettings {
     InstallerContext context;
@@ -51,6 +58,7 @@ struct AgentSettings {
     bool dormant = false;
     DownloadOptions downloads;
     AgentOptions options;
+    ReportOptions reports;
 };
 
 /// One target of the update server: the gateway itself or a device behind it. It polls the server
@@ -88,7 +96,7 @@ public:
     void configure(AgentSettings new_settings);
 
     /// One step of the polling cycle and of the running deployment. Throws what the client throws
-    /// if a report cannot be delivered.
+    /// if a report cannot be delivered, unless such reports are to be sent again.
     void tick();
     /// Starts the next polling cycle if the agent is finished or waiting.
     void restart();
@@ -112,7 +120,7 @@ public:
     /// Whether the server has not been told yet what it is to be told: a forced poll or what it
     /// found is still to be dealt with, or the last report of a deployment is still to be sent.
     [[nodiscard]] bool has_unfinished_work() const {
-        return is_poll_forced() || is_poll_owed() || deployment != nullptr;
+        return is_poll_forced() || is_poll_owed() || deployment != nullptr || !unsent.empty();
     }
     [[nodiscard]] time_point next_poll() const { return controller.next_poll(); }
     /// Whether the next poll has come, or is further away than when it was set: then the clock has
@@ -124,6 +132,7 @@ public:
 
     /// @name Guards of the state machine
     /// @{
+    [[nodiscard]] bool must_report_first();
     [[nodiscard]] bool is_dormant();
     [[nodiscard]] bool is_backoff_delay_elapsed();
     [[nodiscard]] bool is_deployment_action_requested();
@@ -169,6 +178,7 @@ private:
     void cancel_existing_deployer();
     void resume_deployer();
     void tick_deployment();
+    void end_deployment();
     void forget_offer_of_ended_deployment();
     void forget_begin(const std::string& action_id) const;
     void reset_polling_time();
@@ -179,9 +189,16 @@ private:
     }
     [[nodiscard]] bool is_deployment_delay_valid(time_point current_time) const;
     void draw_deployment_delay(time_point current_time);
-    void send_deployment_feedback(const DeploymentReport& report) const;
-    void send_cancel_feedback(hawkbit::ActionFeedbackMessage::FinalResult result,
-                              const std::vector<std::string>& details) const;
+    void deliver(const DeploymentReport& report);
+    void send_unsent_reports();
+    void give_up_installation(ReportFate fate_of_its_report);
+    [[nodiscard]] bool is_held_by_report() const;
+    [[nodiscard]] UnsentReport compose(const DeploymentReport& report) const;
+    [[nodiscard]] hawkbit::DeploymentActionFeedbackMessage deployment_feedback(
+        const DeploymentReport& report) const;
+    [[nodiscard]] hawkbit::CancelActionFeedbackMessage cancel_feedback(
+        const DeploymentReport& report) const;
+    [[nodiscard]] std::optional<int> code_to_send(const DeploymentReport& report) const;
     [[nodiscard]] long epoch_seconds() const;
     /// Whether the line with this answer of a guard is to be logged.
     [[nodiscard]] bool is_worth_a_line(const char* guard, unsigned answer) {
@@ -216,6 +233,7 @@ private:
     /// When the window opens that the delay ends in; zero for one that was open already.
     time_point deployment_window_start{};
     common::BackoffTimer backoff_timer;
+    UnsentReports unsent;
     Deadline backoff_end;
     Deadline poll_deadline;
 };

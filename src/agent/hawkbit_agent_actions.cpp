@@ -71,6 +71,8 @@ void HawkbitAgent::retrieve_cancel_action() {
 
 void HawkbitAgent::cancel_deployment_action() {
     ZLOG_INFO("event", "cancel_deployment_action", "fsm", fsm_identity());
+    // The server has just answered.
+    unsent.hurry();
     cancel_deployer();
     is_cancel_owed = false;
 }
@@ -87,6 +89,7 @@ void HawkbitAgent::abort_deployment_action() {
         return;
     }
     ZLOG_INFO("event", "abort_deployment_action", "fsm", fsm_identity());
+    unsent.hurry();
     deployment->withdraw();
 }
 

@@ -5,10 +5,8 @@
 
 #include "agent/hawkbit_agent.h"
 #include "common/exception.h"
-#include "deployment/action_message.h"
 #include "deployment/deployment_history.h"
 #include "deployment/running_deployment.h"
-#include "hawkbit/detail_text.h"
 #include "installer/installer_factory.h"
 #include "platform.h"
 #include "store/device_store.h"
@@ -27,26 +25,30 @@ bool ends_action(const DeploymentReport& report) {
 }  // namespace
 
 void HawkbitAgent::tick_deployment() {
-    const auto report = deployment->step();
-    if (report && report->recipient == DeploymentReport::Recipient::deployment) {
-        send_deployment_feedback(*report);
-    } else if (report && !aborted) {
-        send_cancel_feedback(report->result, report->details);
+    if (is_held_by_report()) {
+        return;
     }
-    // While the action is still open at the server, the next process needs the record.
-    if (report && ends_action(*report) && !aborted) {
-        forget_begin(deployment->deployer().action_id());
-    }
-    if (deployment->deployer().is_finished() && deployment->deployer().is_resumed()) {
-        force_poll();
+    if (const auto report = deployment->step()) {
+        deliver(*report);
+        // While the action is still open at the server, the next process needs the record.
+        if (ends_action(*report) && !aborted) {
+            forget_begin(deployment->deployer().action_id());
+        }
     }
     if (deployment->has_failed_in_last_step() || deployment->has_ended()) {
         platform::recover_download();
     }
-    if (deployment->has_ended()) {
-        forget_offer_of_ended_deployment();
-        deployment.reset();
+    if (deployment->has_ended() && unsent.empty()) {
+        end_deployment();
     }
+}
+
+void HawkbitAgent::end_deployment() {
+    if (deployment->deployer().is_finished() && deployment->deployer().is_resumed()) {
+        force_poll();
+    }
+    forget_offer_of_ended_deployment();
+    deployment.reset();
 }
 
 void HawkbitAgent::forget_offer_of_ended_deployment() {
@@ -93,8 +95,7 @@ void HawkbitAgent::resume_deployer() {
 
 void HawkbitAgent::cancel_deployer() {
     if (deployment == nullptr) {
-        send_cancel_feedback(hawkbit::ActionFeedbackMessage::FinalResult::success,
-                             {to_string(ActionMessage::DeploymentNotRunning)});
+        client->send_cancel_action_feedback(controller, cancel_feedback(nothing_to_cancel()));
         forget_begin(cancel_action_id);
     } else {
         cancel_existing_deployer();
@@ -111,29 +112,6 @@ void HawkbitAgent::cancel_existing_deployer() {
         deployment.reset();
         ZEPHRAN_THROW(std::exception{});
     }
-}
-
-void HawkbitAgent::send_deployment_feedback(const DeploymentReport& report) const {
-    hawkbit::DeploymentActionFeedbackMessage message;
-    message.id = deployment->deployer().action_id();
-    message.execution = report.execution;
-    message.result = report.result;
-    message.progress_count = deployment->deployer().chunk_index();
-    message.progress_of = deployment->deployer().chunk_count();
-    message.details = hawkbit::clean_details(report.details);
-    message.time = epoch_seconds();
-    client->send_deployment_action_feedback(deployment->address(), message);
-}
-
-void HawkbitAgent::send_cancel_feedback(hawkbit::ActionFeedbackMessage::FinalResult result,
-                                        const std::vector<std::string>& details) const {
-    hawkbit::CancelActionFeedbackMessage message;
-    message.id = cancel_action_id;
-    message.execution = hawkbit::ActionFeedbackMessage::ExecutionStatus::closed;
-    message.result = result;
-    message.details = hawkbit::clean_details(details);
-    message.time = epoch_seconds();
-    client->send_cancel_action_feedback(controller, message);
 }
 
 }  // namespace zephran

@@ -47,6 +47,7 @@ struct BasicFSMDef : fsm_rows::FrontEnd<BasicFSMDef<Owner>, Owner> {
         : fsm_rows::StateWithEntryAndExit<&Owner::enter_finished, &Owner::leave_finished> {};
     using initial_state = Init;
 
+    using must_report_first = fsm_rows::Ask<&Owner::must_report_first>;
     using is_dormant = fsm_rows::Ask<&Owner::is_dormant>;
     using is_backoff_delay_elapsed = fsm_rows::Ask<&Owner::is_backoff_delay_elapsed>;
     using is_deployment_action_requested = fsm_rows::Ask<&Owner::is_deployment_action_requested>;
@@ -77,6 +78,7 @@ struct BasicFSMDef : fsm_rows::FrontEnd<BasicFSMDef<Owner>, Owner> {
     // clang-format off
     using transition_table = fsm_rows::Table<
         Row<Init,                       advance,   RetrievingControllerStatus, set_startup,                none>,
+        Row<Init,                       advance,   Init,                       none,                       must_report_first>,
 
         Row<RetrievingControllerStatus, advance,   SelectingControllerAction,  retrieve_controller_status, none>,
         Row<RetrievingControllerStatus, advance,   Finished,                   none,                       is_dormant>,

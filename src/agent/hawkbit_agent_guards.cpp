@@ -9,6 +9,9 @@ namespace zephran {
 bool HawkbitAgent::is_dormant() {
     // This consumes the forced poll, so that a dormant agent reads successfully exactly once.
     const bool is_forced = control_->take_forced_poll();
+    if (is_forced) {
+        unsent.hurry();
+    }
     const bool status = !is_forced && !is_poll_owed() && settings.dormant;
     if (is_worth_a_line(__func__, status ? 1U : 0U)) {
         ZLOG_INFO("event", "is_dormant", "status", status);
@@ -49,8 +52,10 @@ bool HawkbitAgent::is_new_config_data_required() {
 }
 
 bool HawkbitAgent::has_active_deployment() {
-    // The offer may also have gone since this cycle decided to fetch it: its deployment has ended.
-    const bool status = is_deploying();
+    // Until the server has taken the closing report it goes on offering the deployment that has
+    // ended. The offer may also have gone since this cycle decided to fetch it: its deployment has
+    // ended.
+    const bool status = is_deploying() || !unsent.empty();
     if (is_worth_a_line(__func__, status ? 1U : 0U)) {
         ZLOG_INFO("event", "has_active_deployment", "status", status);
     }

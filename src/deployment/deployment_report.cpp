@@ -14,11 +14,12 @@ using FinalResult = DeploymentReport::FinalResult;
 
 DeploymentReport failure(const DeployerSnapshot& before, const HawkbitDeployer& after) {
     const Recipient recipient = before.cancelling ? Recipient::cancellation : Recipient::deployment;
-    return {
-        recipient,
-        ExecutionStatus::closed,
-        FinalResult::failure,
-        {after.error().error_message, after.error().error_details, after.current_chunk_string()}};
+    const ErrorRecord& error = after.error();
+    return {recipient,
+            ExecutionStatus::closed,
+            FinalResult::failure,
+            {error.error_message, error.error_details, after.current_chunk_string()},
+            error.code};
 }
 
 DeploymentReport success() {
@@ -43,7 +44,9 @@ DeploymentReport installation_started(const HawkbitDeployer& after) {
     return {Recipient::deployment,
             ExecutionStatus::proceeding,
             FinalResult::none,
-            {to_string(ActionMessage::InstallationStarted), after.current_chunk_string()}};
+            {to_string(ActionMessage::InstallationStarted), after.current_chunk_string()},
+            std::nullopt,
+            true};
 }
 
 DeploymentReport chunk_deployed(const DeployerSnapshot& before, const HawkbitDeployer& after) {
@@ -90,6 +93,13 @@ std::optional<DeploymentReport> report_step(const DeployerSnapshot& before,
         return chunk_deployed(before, after);
     }
     return std::nullopt;
+}
+
+DeploymentReport nothing_to_cancel() {
+    return {Recipient::cancellation,
+            ExecutionStatus::closed,
+            FinalResult::success,
+            {to_string(ActionMessage::DeploymentNotRunning)}};
 }
 
 }  // namespace zephran

@@ -37,6 +37,9 @@ struct DeploymentReport {
     ExecutionStatus execution = ExecutionStatus::proceeding;
     FinalResult result = FinalResult::none;
     std::vector<std::string> details;
+    /// Kind of the failure that the report tells of.
+    std::optional<int> code = std::nullopt;
+    bool starts_installation = false;
 };
 
 /// True if the deployer has failed since the snapshot was taken.
@@ -46,5 +49,8 @@ bool has_newly_failed(const DeployerSnapshot& before, const HawkbitDeployer& aft
 /// precedence over everything else.
 std::optional<DeploymentReport> report_step(const DeployerSnapshot& before,
                                             const HawkbitDeployer& after);
+
+/// The answer to a cancel action when there is no deployment.
+DeploymentReport nothing_to_cancel();
 
 }  // namespace zephran

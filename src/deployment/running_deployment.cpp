@@ -30,6 +30,17 @@ void RunningDeployment::withdraw() {
     deployer_->cancel();
 }
 
+std::optional<DeploymentReport> RunningDeployment::give_up(const std::exception& reason) {
+    const DeployerSnapshot before{*deployer_};
+    deployer_->exception_caught(reason);
+    auto report = report_step(before, *deployer_);
+    failed_in_last_step = has_newly_failed(before, *deployer_);
+    failure_reported = true;
+    // Not at the next step: its installer would take one, too.
+    deployer_->cancel();
+    return report;
+}
+
 std::optional<DeploymentReport> RunningDeployment::step() {
     const DeployerSnapshot before{*deployer_};
     deployer_->tick();

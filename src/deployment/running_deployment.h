@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <exception>
 #include <memory>
 #include <optional>
 
@@ -37,6 +38,10 @@ public:
 
     /// Cancels the deployment without a report.
     void withdraw();
+
+    /// Ends the deployment before the installation that was about to start.
+    /// @returns the report for the server; none if the deployment had failed before
+    std::optional<DeploymentReport> give_up(const std::exception& reason);
 
     /// Lets the deployer take a step.
     /// @returns the report for the server; none after a failure has been reported

@@ -3,6 +3,7 @@
 
 #include "common/popen.h"
 #include "common/record.h"
+#include "installer/code_of.h"
 #include "installer/exceptions.h"
 
 namespace zephran {
@@ -33,7 +34,7 @@ ZEPHRAN_REPORTED(script_output);
 }  // namespace installer
 
 void ErrorRecord::keep_first(const std::exception& error) {
-    keep_first(ErrorRecord{true, error.what(), common::describe_records(error)});
+    keep_first(ErrorRecord{true, error.what(), common::describe_records(error), code_of(error)});
 }
 
 void ErrorRecord::keep_first(const ErrorRecord& other) {

@@ -12,8 +12,10 @@ struct ErrorRecord {
     bool has_error = false;
     std::string error_message;
     std::string error_details;
+    /// What code_of() says of the exception.
+    int code = 0;
 
-    /// Stores the exception's text and records unless there is already an error.
+    /// Stores the exception's text, records and code unless there is already an error.
     void keep_first(const std::exception& error);
     /// Copies the other record unless there is already an error.
     void keep_first(const ErrorRecord& other);

@@ -21,6 +21,8 @@ ZEPHRAN_RECORD(expected_label, std::string, reported_at(265));
 ZEPHRAN_RECORD(found_label, std::string, reported_at(270));
 /// The output of a package manager.
 ZEPHRAN_RECORD(installer_output, std::string, reported_at(235));
+/// Its exit status.
+ZEPHRAN_RECORD(installer_exit_code, int, not_reported);
 
 /// Carries those of common::program_output_tag, common::program_exit_code_tag,
 /// common::program_signal_tag and common::popen_command_tag that are known.
@@ -37,7 +39,7 @@ struct InstallationNotRecordedException : common::Exception {
     InstallationNotRecordedException()
         : Exception{"The start of the installation could not be recorded"} {}
 };
-/// Carries installer_output_tag.
+/// Carries installer_output_tag and installer_exit_code_tag.
 struct PackageInstallFailedException : common::Exception {
     PackageInstallFailedException() : Exception{"Failed to install the package"} {}
 };

@@ -28,7 +28,8 @@ void OpkgInstaller::start_installation() {
     const int exit_code = limit ? tool.wait_for_tool(output, *limit) : tool.wait(output, 0);
     report() << output;
     if (exit_code != 0) {
-        ZEPHRAN_THROW(PackageInstallFailedException{} << installer_output_tag{output});
+        ZEPHRAN_THROW(PackageInstallFailedException{} << installer_output_tag{output}
+                                                      << installer_exit_code_tag{exit_code});
     }
     set_installed();
 }

@@ -86,6 +86,9 @@ class DevkitServer(driver.Server):
                             for each in record.entries)
             return ActionRecord(record.active, record.status.value, entries)
 
+    def actions_with_code(self, code):
+        return {each.id for each in self._server.find_by_status_code(code)}
+
     def stop(self):
         self._server.stop()
 

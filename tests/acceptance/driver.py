@@ -16,7 +16,8 @@ from typing import Any
 RECHECK = 0.2
 SLOW_BYTES_PER_SECOND = 20_000
 # Prefix of the texts that the server adds to those of the device.
-SERVER_TEXTS = ("Update Server: ", "Assignment initiated by", "Initiated by Rollout")
+SERVER_TEXTS = ("Update Server: ", "Assignment initiated by", "Initiated by Rollout",
+                "Device reported status code: ")
 
 
 @dataclass(frozen=True)
@@ -167,6 +168,10 @@ class Server(abc.ABC):
 
     @abc.abstractmethod
     def action(self, action: int) -> ActionRecord: ...
+
+    @abc.abstractmethod
+    def actions_with_code(self, code: int) -> set[int]:
+        """The actions that a search by this status code (`lastStatusCode`) finds."""
 
     # ---- its life
 

@@ -143,6 +143,9 @@ class HawkbitServer(driver.Server):
                         for each in self._management.pages(f"{self._path(action)}/status", sort="id:ASC"))
         return ActionRecord(record["status"] == "pending", record["detailStatus"], entries)
 
+    def actions_with_code(self, code):
+        return {each["id"] for each in self._management.pages("actions", q=f"lastStatusCode=={code}")}
+
     def _path(self, action):
         return f"targets/{segment(self._targets[action])}/actions/{action}"
 

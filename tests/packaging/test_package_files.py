@@ -93,7 +93,7 @@ def read_in(source):
 def test_options_of_the_service_are_those_that_the_daemon_reads():
     carried = re.search(r"SERVICE_OPTIONS='([^']*)'", INIT)[1].split()
 
-    assert sorted(carried) == sorted(read_in("service_options.cpp"))
+    assert sorted(carried) == sorted(read_in("service_options.cpp") + read_in("report_options.cpp"))
 
 
 def test_options_of_transfers_are_those_that_the_daemon_reads():

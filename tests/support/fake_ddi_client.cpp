@@ -9,6 +9,7 @@ namespace {
 
 using Feedback = hawkbit::ActionFeedbackMessage;
 
+constexpr unsigned success = 200;
 constexpr unsigned internal_server_error = 500;
 constexpr const char* controller_address = "https://update.example/DEFAULT/controller/v1/gateway";
 
@@ -18,6 +19,23 @@ std::string join(const std::vector<std::string>& details) {
         joined += (joined.empty() ? ": " : " | ") + detail;
     }
     return joined;
+}
+
+/// "deployment 7 proceeding none 0/2: detail | detail"
+std::string in_words(const Json::Value& document) {
+    const Json::Value& status = document["status"];
+    const Json::Value& progress = status["result"]["progress"];
+    std::vector<std::string> details;
+    for (const Json::Value& detail : status["details"]) {
+        details.push_back(detail.asString());
+    }
+    const std::string head = document["id"].asString() + " " + status["execution"].asString() +
+                             " " + status["result"]["finished"].asString();
+    if (progress.isNull()) {
+        return "cancel " + head + join(details);
+    }
+    return "deployment " + head + " " + progress["count"].asString() + "/" +
+           progress["of"].asString() + join(details);
 }
 
 }  // namespace
@@ -115,6 +133,22 @@ void FakeDdiClient::send_config_data(const hawkbit::Controller& /*controller*/,
     server.fail_if_asked(Exchange::send_config_data);
     server.exchanges.emplace_back("config data");
     server.config_data.push_back(message);
+}
+
+void FakeDdiClient::send_feedback(const common::URI& address, const Json::Value& document) const {
+    server.reports.emplace_back(address.str(), document);
+    unsigned answer = success;
+    if (!server.report_answers.empty()) {
+        answer = server.report_answers.front();
+        server.report_answers.pop_front();
+    }
+    if (answer == 0) {
+        ZEPHRAN_THROW(http::HttpRequestException{} << http::curlcode_tag{CURLE_COULDNT_CONNECT});
+    }
+    if (answer != success) {
+        ZEPHRAN_THROW(http::HttpErrorCodeException{} << http::httpcode_tag{answer});
+    }
+    server.exchanges.push_back(in_words(document));
 }
 
 }  // namespace zephran::test

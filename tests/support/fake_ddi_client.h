@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <deque>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "hawkbit/client.h"
@@ -54,6 +57,11 @@ public:
     /// The next so many exchanges of a kind end in status 500.
     void fail(Exchange exchange, unsigned times) { failures[exchange] = times; }
 
+    /// Answers the next reports that are sent as documents with these statuses, 0 for no answer.
+    void answer_reports(std::initializer_list<unsigned> statuses) {
+        report_answers.assign(statuses);
+    }
+
     /// A client of this server, which must outlive it.
     [[nodiscard]] std::unique_ptr<hawkbit::ClientInterface> make_client();
 
@@ -70,6 +78,8 @@ public:
     std::vector<DeploymentFeedback> deployment_feedbacks;
     std::vector<CancelFeedback> cancel_feedbacks;
     std::vector<hawkbit::ConfigDataFeedbackMessage> config_data;
+    /// Reports that were sent as documents, with where they were sent, the refused ones included.
+    std::vector<std::pair<std::string, Json::Value>> reports;
     /// Where the last status was asked for.
     std::string status_address;
 
@@ -78,6 +88,7 @@ private:
     void fail_if_asked(Exchange exchange);
 
     std::map<Exchange, unsigned> failures;
+    std::deque<unsigned> report_answers;
 };
 
 /// Talks to an UpdateServer in memory.
@@ -99,6 +110,7 @@ public:
         const hawkbit::CancelActionFeedbackMessage& message) const override;
     void send_config_data(const hawkbit::Controller& controller,
                           const hawkbit::ConfigDataFeedbackMessage& message) const override;
+    void send_feedback(const common::URI& address, const Json::Value& document) const override;
 
 private:
     UpdateServer& server;

@@ -41,6 +41,10 @@ const char* get_run_directory() {
     return FakePlatform::current().run_directory.c_str();
 }
 
+const char* get_state_directory() {
+    return FakePlatform::current().state_directory.c_str();
+}
+
 Config* get_config() {
     return &FakePlatform::current().config;
 }

@@ -32,6 +32,9 @@ public:
     TemporaryDirectory run;
     /// With a trailing slash.
     std::string run_directory = run.path() + "/";
+    TemporaryDirectory state;
+    /// With a trailing slash.
+    std::string state_directory = state.path() + "/";
     MemoryConfig config;
 
     /// File names of the artifacts passed to prepare_download().

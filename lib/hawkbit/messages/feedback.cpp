@@ -17,6 +17,12 @@ Json::Value to_array(const std::vector<std::string>& texts) {
     return array;
 }
 
+void add_code(Json::Value& status, const std::optional<int>& code) {
+    if (code) {
+        status["code"] = *code;
+    }
+}
+
 }  // namespace
 
 std::string ActionFeedbackMessage::to_string(ExecutionStatus status) {
@@ -72,6 +78,7 @@ Json::Value CancelActionFeedbackMessage::to_json() const {
     status["result"]["finished"] = to_string(result);
     status["execution"] = to_string(execution);
     status["details"] = to_array(details);
+    add_code(status, code);
     return json;
 }
 
@@ -85,6 +92,7 @@ Json::Value DeploymentActionFeedbackMessage::to_json() const {
     status["result"]["progress"]["of"] = Json::Value::UInt{progress_of};
     status["execution"] = to_string(execution);
     status["details"] = to_array(details);
+    add_code(status, code);
     return json;
 }
 

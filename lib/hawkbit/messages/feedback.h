@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -44,6 +45,8 @@ struct CancelActionFeedbackMessage : ActionFeedbackMessage {
     FinalResult result = FinalResult::none;
     std::vector<std::string> details;
     long time = 0;  ///< seconds since the epoch
+    /// Found again by the server's search; absent from the document unless it is set.
+    std::optional<int> code = std::nullopt;
 };
 
 /// Report on a deployment action.
@@ -57,6 +60,8 @@ struct DeploymentActionFeedbackMessage : ActionFeedbackMessage {
     std::uint32_t progress_of = 0;
     long time = 0;  ///< seconds since the epoch
     std::vector<std::string> details;
+    /// As in the answer to a cancel action.
+    std::optional<int> code = std::nullopt;
 };
 
 /// The target's attributes, which replace the ones that the server holds.

@@ -229,10 +229,12 @@ def test_markup_in_one_detail_refuses_the_whole_feedback(server: UpdateServer, d
     assert action.status is Status.CANCELING
 
 
-def test_status_code_becomes_a_message(device: Device, action: Action) -> None:
+def test_status_code_becomes_a_message(server: UpdateServer, device: Device, action: Action) -> None:
     device.report(action.id, "proceeding", "none", "text", code=7)
 
     assert device.history(action.id)["messages"][:2] == ["text", "Device reported status code: 7"]
+    assert server.find_by_status_code(7) == [action]
+    assert server.find_by_status_code(8) == []
 
 
 def test_reading_a_closed_action_spoils_its_record(device: Device, action: Action) -> None:

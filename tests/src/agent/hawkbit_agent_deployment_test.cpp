@@ -26,6 +26,12 @@ protected:
         return texts;
     }
 
+    static AgentSettings with_codes() {
+        AgentSettings settings;
+        settings.reports.codes = true;
+        return settings;
+    }
+
     [[nodiscard]] long count_exchanges(const std::string& exchange) const {
         return std::count(server.exchanges.begin(), server.exchanges.end(), exchange);
     }
@@ -159,6 +165,34 @@ TEST_F(HawkbitAgentDeployment, FailedDownloadEndsItWithOneReport) {
                                         "httpurl: https://update.example/files/a.bin | "
                                         "scripted:a:1"));
     EXPECT_EQ(platform.recovered_downloads, 1U);
+}
+
+TEST_F(HawkbitAgentDeployment, CodeOfAFailureIsNotSentUnasked) {
+    start_deployment(scripted_deployment(1));
+    files.files.clear();
+
+    run_to_end_of_deployment();
+
+    EXPECT_EQ(server.deployment_feedbacks.back().message.code, std::nullopt);
+}
+
+TEST_F(HawkbitAgentDeployment, CodeOfAFailureGoesWithTheClosingReport) {
+    start_deployment(scripted_deployment(1), with_codes());
+    files.files.clear();
+
+    run_to_end_of_deployment();
+
+    EXPECT_EQ(server.deployment_feedbacks.back().message.code, 404);
+}
+
+TEST_F(HawkbitAgentDeployment, SuccessHasNoCode) {
+    start_deployment(scripted_deployment(1), with_codes());
+
+    run_to_end_of_deployment();
+
+    for (const DeploymentFeedback& feedback : server.deployment_feedbacks) {
+        EXPECT_EQ(feedback.message.code, std::nullopt) << feedback.message.details.front();
+    }
 }
 
 TEST_F(HawkbitAgentDeployment, DetailsAreMadeAcceptableToTheServer) {

@@ -19,6 +19,7 @@ using testing::ElementsAre;
 
 class RecordingAgent : public test::RecordingOwner {
 public:
+    bool must_report_first() { return ask(__func__); }
     bool is_dormant() { return ask(__func__); }
     bool is_backoff_delay_elapsed() { return ask(__func__); }
     bool is_deployment_action_requested() { return ask(__func__); }
@@ -101,7 +102,8 @@ const TransitionTable& table() {
          {"StartingDeploymentAction", "", ""},
          {"Finished", "enter_finished", "leave_finished"}},
         {"advance", "error", "exception", "restart"},
-        {{{"Init", "advance"}, {{"", "set_startup", "RetrievingControllerStatus"}}},
+        {{{"Init", "advance"},
+          {{"must_report_first", "", "Init"}, {"", "set_startup", "RetrievingControllerStatus"}}},
          {{"RetrievingControllerStatus", "advance"},
           {{"is_dormant", "", "Finished"},
            {"", "retrieve_controller_status", "SelectingControllerAction"}}},

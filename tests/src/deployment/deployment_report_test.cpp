@@ -96,6 +96,7 @@ TEST_F(DeploymentReportOfAStep, EndOfTheLastChunkIsASuccess) {
 
     expect_head(report, Recipient::deployment, ExecutionStatus::closed, FinalResult::success);
     EXPECT_THAT(report->details, ElementsAre("Deployment successful"));
+    EXPECT_EQ(report->code, std::nullopt);
     EXPECT_FALSE(step().has_value());
 }
 
@@ -139,6 +140,7 @@ TEST_F(DeploymentReportOfAStep, FailureCarriesMessageDetailsAndChunk) {
     expect_head(report, Recipient::deployment, ExecutionStatus::closed, FinalResult::failure);
     EXPECT_THAT(report->details, ElementsAre("The installer failed as it was told",
                                              "program_output: as told", "scripted:a:1"));
+    EXPECT_EQ(report->code, 4000);
 }
 
 TEST_F(DeploymentReportOfAStep, FailureTakesPrecedenceOverTheCancellationOfTheSameStep) {
@@ -154,6 +156,7 @@ TEST_F(DeploymentReportOfAStep, FailureTakesPrecedenceOverTheCancellationOfTheSa
         report->details,
         ElementsAre("HTTP server returned an error code",
                     "httpcode: 404\nhttpurl: https://update.example/files/a.bin", "scripted:a:1"));
+    EXPECT_EQ(report->code, 404);
 }
 
 TEST_F(DeploymentReportOfAStep, FailureWhileCancellingAnswersTheCancellation) {

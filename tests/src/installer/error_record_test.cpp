@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "common/exception.h"
+#include "common/popen.h"
 
 namespace zephran {
 namespace {
@@ -26,6 +27,15 @@ TEST(ErrorRecord, StoresTextAndRecordsOfAnException) {
     EXPECT_TRUE(record.has_error);
     EXPECT_EQ(record.error_message, "Failed to open file for reading");
     EXPECT_EQ(record.error_details, "filename: /tmp/x");
+}
+
+TEST(ErrorRecord, StoresTheCodeOfAnException) {
+    ErrorRecord record;
+
+    record.keep_first(common::AbnormalTerminationException{} << common::program_signal_tag{9});
+    record.keep_first(std::runtime_error{"later"});
+
+    EXPECT_EQ(record.code, 3009);
 }
 
 TEST(ErrorRecord, AcceptsExceptionsOfAnyType) {
@@ -51,11 +61,12 @@ TEST(ErrorRecord, KeepsTheFirstException) {
 TEST(ErrorRecord, CopiesAnotherRecord) {
     ErrorRecord record;
 
-    record.keep_first(ErrorRecord{true, "text", "details"});
+    record.keep_first(ErrorRecord{true, "text", "details", 2001});
 
     EXPECT_TRUE(record.has_error);
     EXPECT_EQ(record.error_message, "text");
     EXPECT_EQ(record.error_details, "details");
+    EXPECT_EQ(record.code, 2001);
 }
 
 TEST(ErrorRecord, KeepsTheFirstRecord) {

@@ -111,6 +111,7 @@ TEST_F(OpkgInstallerTest, FailureWithoutOutputIsAFailure) {
 
     EXPECT_TRUE(installer.is_cancelled());
     EXPECT_EQ(installer.error().error_details, "installer_output: ");
+    EXPECT_EQ(installer.error().code, 2001);
 }
 
 TEST_F(OpkgInstallerTest, LongOutputIsCompleteInReportAndError) {

@@ -140,6 +140,20 @@ TEST_F(Feedback, OfACancelActionAlwaysCarriesDetails) {
     EXPECT_EQ(message.to_json()["status"]["details"], Json::Value{Json::arrayValue});
 }
 
+TEST_F(Feedback, CarriesACodeOnlyWhereOneIsSet) {
+    DeploymentActionFeedbackMessage of_deployment;
+    CancelActionFeedbackMessage of_cancel;
+
+    EXPECT_FALSE(of_deployment.to_json()["status"].isMember("code"));
+    EXPECT_FALSE(of_cancel.to_json()["status"].isMember("code"));
+
+    of_deployment.code = 4001;
+    of_cancel.code = 0;
+
+    EXPECT_EQ(of_deployment.to_json()["status"]["code"], Json::Value{4001});
+    EXPECT_EQ(of_cancel.to_json()["status"]["code"], Json::Value{0});
+}
+
 TEST_F(Feedback, OfConfigData) {
     ConfigDataFeedbackMessage message;
     message.data = {{"hw", "1"}, {"serial", "0017"}};

@@ -1,0 +1,230 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/report_file.h"
+
+#include <filesystem>
+#include <fstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "support/captured_log.h"
+#include "support/temporary_directory.h"
+
+namespace zephran {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+class ReportFileTest : public ::testing::Test {
+protected:
+    static UnsentReport closing() {
+        UnsentReport report;
+        report.kind = UnsentReport::Kind::closing;
+        report.address = common::URI{"https://update.example/feedback?c=-1"};
+        report.document["status"]["details"].append("done\n\"<\u00e4>");
+        return report;
+    }
+
+    [[nodiscard]] std::vector<std::string> names() const {
+        std::vector<std::string> found;
+        for (const auto& entry : std::filesystem::directory_iterator{directory.path()}) {
+            found.push_back(entry.path().filename());
+        }
+        return found;
+    }
+    [[nodiscard]] std::string path() const { return directory.path() + "/" + names().at(0); }
+
+    [[nodiscard]] std::string text() const {
+        std::ifstream stream{path()};
+        return {std::istreambuf_iterator<char>{stream}, {}};
+    }
+    void write(const std::string& content) const { std::ofstream{path()} << content; }
+    /// Replaces a text of a file that was written properly.
+    void falsify(const std::string& former, const std::string& other) const {
+        std::string content = text();
+        const auto place = content.find(former);
+        ASSERT_NE(place, std::string::npos) << content;
+        write(content.replace(place, former.size(), other));
+    }
+    void expect_dropped(const std::string& why) const {
+        EXPECT_FALSE(file.load());
+        EXPECT_THAT(names(), IsEmpty());
+        EXPECT_THAT(log.text(), HasSubstr("event=report_file"));
+        EXPECT_THAT(log.text(), HasSubstr("what=" + why));
+    }
+
+    CapturedLog log;
+    TemporaryDirectory directory;
+    common::URI target{"https://update.example/DEFAULT/controller/v1/00%3A13"};
+    ReportFile file{target, directory.path() + "/"};
+};
+
+TEST_F(ReportFileTest, HoldsNothingAtFirst) {
+    EXPECT_FALSE(file.load());
+    EXPECT_THAT(log.text(), IsEmpty());
+}
+
+TEST_F(ReportFileTest, GivesBackWhatWasSaved) {
+    UnsentReport report = closing();
+    report.is_shortened = true;
+
+    file.save(report);
+    const auto loaded = ReportFile{target, directory.path() + "/"}.load();
+
+    ASSERT_TRUE(loaded);
+    EXPECT_EQ(loaded->kind, UnsentReport::Kind::closing);
+    EXPECT_EQ(loaded->address.str(), "https://update.example/feedback?c=-1");
+    EXPECT_EQ(loaded->document, report.document);
+    EXPECT_TRUE(loaded->is_shortened);
+    EXPECT_THAT(log.text(), IsEmpty());
+}
+
+TEST_F(ReportFileTest, IsForTheDaemonsUserOnly) {
+    file.save(closing());
+
+    struct stat status {};
+    ASSERT_EQ(stat(path().c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0600U);
+    EXPECT_EQ(names().size(), 1U);
+}
+
+TEST_F(ReportFileTest, IsReplacedAndRemoved) {
+    file.save(closing());
+    UnsentReport other = closing();
+    other.shorten();
+
+    file.save(other);
+    EXPECT_TRUE(file.load()->is_shortened);
+    file.remove();
+
+    EXPECT_FALSE(file.load());
+    EXPECT_THAT(names(), IsEmpty());
+    file.remove();
+    EXPECT_THAT(log.text(), IsEmpty());
+}
+
+TEST_F(ReportFileTest, MakesItsDirectory) {
+    const ReportFile deeper{target, directory.path() + "/state/"};
+
+    deeper.save(closing());
+
+    EXPECT_TRUE(deeper.load());
+    struct stat status {};
+    ASSERT_EQ(stat((directory.path() + "/state").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0700U);
+}
+
+TEST_F(ReportFileTest, WhatCannotBeWrittenIsLogged) {
+    const ReportFile nowhere{target, directory.path() + "/no/such/"};
+
+    nowhere.save(closing());
+
+    EXPECT_THAT(log.text(), HasSubstr("WARNING"));
+    EXPECT_THAT(log.text(), HasSubstr("the report cannot be kept over the end of the process"));
+}
+
+TEST_F(ReportFileTest, OfAnotherTargetIsAnotherFile) {
+    file.save(closing());
+    const common::URI other{"https://update.example/DEFAULT/controller/v1/gw-2"};
+
+    EXPECT_FALSE((ReportFile{other, directory.path() + "/"}.load()));
+    EXPECT_TRUE(file.load());
+}
+
+TEST_F(ReportFileTest, ForAnotherServerIsDropped) {
+    file.save(closing());
+    const common::URI moved{"https://new.example/DEFAULT/controller/v1/00%3A13"};
+
+    EXPECT_FALSE((ReportFile{moved, directory.path() + "/"}.load()));
+    EXPECT_THAT(names(), IsEmpty());
+    EXPECT_THAT(log.text(), HasSubstr("of another target or for another server"));
+}
+
+TEST_F(ReportFileTest, CutFileIsDropped) {
+    file.save(closing());
+    const std::string whole = text();
+    for (std::size_t length = 0; length + 2 < whole.size(); length += 7) {
+        file.save(closing());
+        write(whole.substr(0, length));
+
+        EXPECT_FALSE(file.load()) << whole.substr(0, length);
+        EXPECT_THAT(names(), IsEmpty());
+    }
+}
+
+TEST_F(ReportFileTest, FileOfAnotherVersionIsDropped) {
+    file.save(closing());
+    falsify("\"format\" : 1", "\"format\" : 2");
+
+    expect_dropped("of another version");
+}
+
+TEST_F(ReportFileTest, IncompleteFileIsDropped) {
+    file.save(closing());
+    falsify("\"status\"", "\"other\"");
+
+    expect_dropped("incomplete");
+}
+
+TEST_F(ReportFileTest, AddressThatIsNoneIsDropped) {
+    file.save(closing());
+    falsify("https://update.example/feedback", "file:///etc/passwd");
+
+    expect_dropped("Server supplied insecure URL");
+}
+
+TEST_F(ReportFileTest, TextThatIsNoObjectIsDropped) {
+    file.save(closing());
+    write("[1]");
+
+    expect_dropped("of another version");
+}
+
+TEST_F(ReportFileTest, EndlessNestingIsDropped) {
+    file.save(closing());
+    write(std::string(100'000, '['));
+
+    EXPECT_FALSE(file.load());
+    EXPECT_THAT(names(), IsEmpty());
+}
+
+TEST_F(ReportFileTest, FileThatOthersMayReadIsDropped) {
+    file.save(closing());
+    ASSERT_EQ(chmod(path().c_str(), 0644), 0);
+
+    expect_dropped("not a file that this daemon has written");
+}
+
+TEST_F(ReportFileTest, SecondNameIsDropped) {
+    file.save(closing());
+    const TemporaryDirectory elsewhere;
+    const std::string other = elsewhere.path() + "/other";
+    ASSERT_EQ(link(path().c_str(), other.c_str()), 0);
+
+    expect_dropped("not a file that this daemon has written");
+}
+
+TEST_F(ReportFileTest, HugeFileIsDropped) {
+    file.save(closing());
+    std::filesystem::resize_file(path(), 1'048'577);
+
+    expect_dropped("not a file that this daemon has written");
+}
+
+TEST_F(ReportFileTest, LinkIsDroppedAndItsTargetStays) {
+    file.save(closing());
+    const TemporaryDirectory elsewhere;
+    const std::string other = elsewhere.path() + "/other";
+    const std::string name = path();
+    std::filesystem::rename(name, other);
+    ASSERT_EQ(symlink(other.c_str(), name.c_str()), 0);
+
+    expect_dropped("not a regular file");
+    EXPECT_TRUE(std::filesystem::exists(other));
+}
+
+}  // namespace
+}  // namespace zephran
