@@ -193,7 +193,7 @@ void POpen::read_unless(const std::atomic<bool>& stop, OutputCollector& output) 
 }
 
 void POpen::read_of_tool(const ToolEnd& end, OutputCollector& output) {
-    set_blocking(fileno(stream.get()), false);
+    stop_blocking(fileno(stream.get()));
     auto until = end.deadline;
     bool has_ended = false;
     for (auto now = Clock::now(); now < until && !end.stop; now = Clock::now()) {
