@@ -44,10 +44,18 @@ def introduce(screen, scene):
                f"are switched off in its configuration. It runs the firmware {scene.gateway.firmware}.")
 
 
-def wait_until_tidy(scene, story):
-    """The files of a failed deployment are deleted one step after its last report."""
+def wait_until_quiet(scene, story, rollout):
+    """The files of a failed deployment are deleted one step after its last report. After a deployment that went on
+    after a reboot, the dormant daemon polls once more; stopped before that, it would leave the reboot mark."""
+    polls_again = scene.life.reboots > 0 and rollout.status == "finished"
+    story.log.dormant.clear()
+
+    def is_quiet():
+        has_polled = "0" in story.log.dormant and story.log.dormant[-1] == "1"
+        return not scene.gateway.leftovers() and (has_polled or not polls_again)
+
     deadline = time.monotonic() + TIDYING
-    while scene.gateway.leftovers() and time.monotonic() < deadline:
+    while not is_quiet() and time.monotonic() < deadline:
         scene.life.check()
         for happening in scene.pending_happenings():
             story.take(happening)
@@ -66,7 +74,7 @@ def play(scene, screen, story, rollout):
     action = scene.assign(rollout)
     control.decide(story.log, lambda is_reached, what: watch(scene, story, is_reached, what))
     watch(scene, story, lambda: story.has_ended, "the end of the deployment")
-    wait_until_tidy(scene, story)
+    wait_until_quiet(scene, story, rollout)
     # Log lines may still arrive until the daemon has ended.
     status = scene.life.end()
     for happening in scene.pending_happenings():

@@ -36,6 +36,7 @@ class LogStory:
     waits_for_user   whether the deployment waits for the user's decision
     fruitless_looks  how often the daemon has looked for this decision in vain
     has_started      whether the deployment has started
+    dormant          what the agent has answered since this was emptied, as often as the answer has changed
     errors           what the daemon has logged as errors
     """
 
@@ -47,6 +48,7 @@ class LogStory:
         self.waits_for_user = False
         self.fruitless_looks = 0
         self.has_started = False
+        self.dormant = []
         self.errors = []
 
     def take(self, record):
@@ -76,6 +78,10 @@ class LogStory:
     def _on_retrieve_controller_status(self, _):
         # A poll fetches a pending deployment again.
         self.waits_for_user = False
+
+    def _on_is_dormant(self, fields):
+        if self.dormant[-1:] != [fields.get("status")]:
+            self.dormant.append(fields.get("status"))
 
     def _on_retrieve_deployment_action(self, _):
         self._rules = []

@@ -69,12 +69,12 @@ TEST(Record, HasTheNameOfItsTagInTheDiagnosticText) {
 TEST(Record, ThrownExceptionHasOneLineARecordAndNoSourceLocation) {
     try {
         ZEPHRAN_THROW(AbnormalTerminationException{}
-                      << program_output_tag{"first\n  <b>second</b>\n"} << popen_command_tag{"tool"}
-                      << program_signal_tag{15});
+                      << program_output_tag{"first\n  <b>second</b>\n"} << filename_tag{"tool"}
+                      << program_exit_code_tag{15});
     } catch (const std::exception& error) {
         EXPECT_EQ(describe_records(error),
-                  "popen_command: tool\n"
-                  "program_signal: 15\n"
+                  "filename: tool\n"
+                  "program_exit_code: 15\n"
                   "program_output: first\n  <b>second</b>\n");
     }
 }
