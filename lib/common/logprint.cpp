@@ -45,9 +45,9 @@ bool is_control(char character) {
 
 void write_harmless(std::ostream& stream, std::string_view text) {
     constexpr std::string_view digits = "0123456789abcdef";
-    auto rest = text.begin();
+    const auto* rest = text.begin();
     while (rest != text.end()) {
-        const auto next = std::find_if(rest, text.end(), is_control);
+        const auto* const next = std::find_if(rest, text.end(), is_control);
         stream.write(&*rest, next - rest);
         rest = next;
         if (rest == text.end()) {

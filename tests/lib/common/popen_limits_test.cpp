@@ -30,7 +30,7 @@ thread_local std::string made_after_pauses;
 }  // namespace
 
 /// In the place of the system's.
-extern "C" int nanosleep(const timespec* time, timespec* rest) {
+extern "C" int note_pause_of_command(const timespec* time, timespec* rest) {
     pauses.emplace_back(std::chrono::seconds{time->tv_sec} +
                         std::chrono::nanoseconds{time->tv_nsec});
     constexpr std::size_t a_few = 3;
@@ -40,6 +40,9 @@ extern "C" int nanosleep(const timespec* time, timespec* rest) {
     errno = clock_nanosleep(CLOCK_MONOTONIC, 0, time, rest);
     return errno == 0 ? 0 : -1;
 }
+
+extern "C" int nanosleep(const timespec*, timespec*)
+    __attribute__((alias("note_pause_of_command")));
 
 namespace zephran::common {
 namespace {

@@ -14,7 +14,6 @@
 namespace zephran::http {
 namespace {
 
-using ::testing::Contains;
 using ::testing::ElementsAre;
 
 /// What settings make of a request. Nothing is transferred.

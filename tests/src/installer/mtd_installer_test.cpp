@@ -32,12 +32,15 @@ extern "C" void sync() noexcept {
     }
 }
 
-extern "C" int nanosleep(const timespec* time, timespec* rest) {
+extern "C" int note_pause_of_installer(const timespec* time, timespec* rest) {
     pauses.emplace_back(std::chrono::seconds{time->tv_sec} +
                         std::chrono::nanoseconds{time->tv_nsec});
     errno = clock_nanosleep(CLOCK_MONOTONIC, 0, time, rest);
     return errno == 0 ? 0 : -1;
 }
+
+extern "C" int nanosleep(const timespec*, timespec*)
+    __attribute__((alias("note_pause_of_installer")));
 
 namespace zephran::installer {
 namespace {
