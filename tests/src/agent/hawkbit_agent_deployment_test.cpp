@@ -72,14 +72,14 @@ TEST_F(HawkbitAgentDeployment, InstallsLowPrioritiesFirst) {
 
 TEST_F(HawkbitAgentDeployment, InstallsEqualPrioritiesInTheOrderOfTheirNamesIfToldSo) {
     const DeploymentText text{
-        "7", {{"scripted", "b", "1", {{"b.bin"}}}, {"scripted", "a", "1", {{"a.bin"}}}}};
+        "7", {{"scripted", "b", "2", {{"b.bin"}}}, {"scripted", "a", "1", {{"a.bin"}}}}};
     AgentSettings settings;
     settings.options.chunk_order = ChunkOrder::name;
     start_deployment(text, settings);
 
     run_to_end_of_deployment();
 
-    EXPECT_THAT(part.script.started, ElementsAre("a:1", "b:1"));
+    EXPECT_THAT(part.script.started, ElementsAre("a:1", "b:2"));
 }
 
 class HawkbitAgentBegin : public HawkbitAgentDeployment {
