@@ -10,6 +10,7 @@
 #include "cpu_benchmarks.h"
 #include "file_benchmarks.h"
 #include "loop_benchmarks.h"
+#include "transfer_benchmarks.h"
 
 namespace zephran::bench {
 namespace {
@@ -17,6 +18,12 @@ namespace {
 constexpr const char* usage =
     "Usage: zephran_bench download URL FILE CA_BUNDLE   prints the peak memory in kB\n"
     "       zephran_bench md5 FILE                      prints the sum\n"
+    "       zephran_bench sha256 FILE                   prints the sum\n"
+    "       zephran_bench resume URL FILE CA_BUNDLE SIZE SHA256\n"
+    "                                                   prints the peak memory in kB\n"
+    "       zephran_bench poll URL CA_BUNDLE TIMES      each with a full handshake\n"
+    "       zephran_bench poll-again URL CA_BUNDLE TIMES\n"
+    "                                                   each resumes the TLS session\n"
     "       zephran_bench empty-loop TURNS              prints the ns of one\n"
     "       zephran_bench disabled-log TURNS            prints the ns of one\n"
     "       zephran_bench idle-tick TICKS               prints the ns of one\n"
@@ -34,6 +41,13 @@ bool print_measurement(const std::vector<std::string>& words) {
         std::cout << download(words[1], words[2], words[3]) << '\n';
     } else if (is_call("md5", 1)) {
         std::cout << md5_of(words[1]) << '\n';
+    } else if (is_call("sha256", 1)) {
+        std::cout << sha256_of(words[1]) << '\n';
+    } else if (is_call("resume", 5)) {
+        const auto size = boost::lexical_cast<std::int32_t>(words[4]);
+        std::cout << resuming_download({words[1], words[2], words[3], size, words[5]}) << '\n';
+    } else if (is_call("poll", 3) || is_call("poll-again", 3)) {
+        poll(words[1], words[2], count(3), words[0] == "poll-again");
     } else if (is_call("empty-loop", 1)) {
         std::cout << empty_loop(count()) << '\n';
     } else if (is_call("disabled-log", 1)) {

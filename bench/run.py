@@ -19,6 +19,7 @@ import fleet
 import rest
 from file_server import FileServer
 from pki import Pki
+from transfers import Transfers
 
 BIG, SMALL = 200_000_000, 20_000_000
 RUNS = 7
@@ -71,6 +72,7 @@ class Files:
             with (self.served / name).open("wb") as file:
                 for _ in range(size // 1_000_000):
                     file.write(source.randbytes(1_000_000))
+        (self.served / "document").write_text('{"config":{"polling":{"sleep":"00:05:00"}}}')
 
 
 def measure_download(program, files, server, authority):
@@ -95,6 +97,13 @@ def measure_memory(program, files, server, authority):
     print(f"{'peak memory of a download':<34} {peaks['small']:8} kB for {SMALL // 1_000_000} MB, "
           f"{peaks['big']} kB for {BIG // 1_000_000} MB   ratio "
           f"{peaks['big'] / peaks['small']:5.2f}", flush=True)
+
+
+def measure_transfers(program, files, server, authority):
+    try:
+        Transfers(program, files, server, authority, (run, in_turns, print_ratio)).measure()
+    except AssertionError as error:
+        raise Wrong(str(error)) from error
 
 
 def measure_md5(program, files):
@@ -172,6 +181,7 @@ def measure_parts(program, directory):
     with FileServer(files.served, pki.server) as server:
         measure_download(program, files, server, pki.ca)
         measure_memory(program, files, server, pki.ca)
+        measure_transfers(program, files, server, pki.ca)
     measure_md5(program, files)
     measure_cpu(program)
     measure_loop(program)
