@@ -56,9 +56,9 @@ struct AgentSettings {
     std::optional<UpdateSchedule> schedule;
     /// A dormant agent polls only when forced.
     bool dormant = false;
-    DownloadOptions downloads;
-    AgentOptions options;
-    ReportOptions reports;
+    DownloadOptions downloads{};
+    AgentOptions options{};
+    ReportOptions reports{};
 };
 
 /// One target of the update server: the gateway itself or a device behind it. It polls the server

@@ -61,7 +61,7 @@ TEST_F(GhnDeviceTypeTest, FailedToolIsNoAnswerWhateverItsOutput) {
 }
 
 TEST_F(GhnDeviceTypeTest, MissingToolIsNoAnswer) {
-    EXPECT_EQ(get_device_type({}), DeviceType::no_answer);
+    EXPECT_EQ(get_device_type(ghn::ConfigLayerCommand{}), DeviceType::no_answer);
 }
 
 TEST_F(GhnDeviceTypeTest, AnswerInAnUnknownFormatIsAnError) {

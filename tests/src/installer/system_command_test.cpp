@@ -211,11 +211,11 @@ TEST(SystemCommandDeathTest, ShellThatCannotBeStartedIsAFailureWithTheReason) {
 TEST(SystemCommand, FailureOfTheCallItselfCarriesTheReason) {
     struct sigaction ignored {};
     ignored.sa_handler = SIG_IGN;
-    struct sigaction previous {};
-    sigaction(SIGCHLD, &ignored, &previous);
+    struct sigaction before {};
+    sigaction(SIGCHLD, &ignored, &before);
 
     const std::string failure = failure_of("true");
-    sigaction(SIGCHLD, &previous, nullptr);
+    sigaction(SIGCHLD, &before, nullptr);
 
     EXPECT_EQ(failure, "errno: " + std::to_string(ECHILD) + "\npopen_command: true");
 }
