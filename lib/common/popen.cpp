@@ -190,6 +190,10 @@ void POpen::read_unless(const std::atomic<bool>& stop, OutputCollector& output) 
     stop_blocking(fileno(stream.get()));
     while (!stop && take_block_within(limits.stop_check, output)) {
     }
+    if (stop) {
+        // What was written before the request belongs to the output.
+        take_block_within(milliseconds::zero(), output);
+    }
 }
 
 void POpen::read_of_tool(const ToolEnd& end, OutputCollector& output) {

@@ -115,6 +115,16 @@ TEST_F(POpenStopTest, EarlierRequestEndsAChildAtOnce) {
     output_of_failure(process);
 }
 
+TEST_F(POpenStopTest, OutputFromBeforeAnEarlierRequestIsKept) {
+    POpen process{"echo one; >'" + mark + "'; exec sleep 60", quick_checks};
+    while (!std::filesystem::exists(mark)) {
+        std::this_thread::yield();
+    }
+    stop = true;
+
+    EXPECT_EQ(output_of_failure(process), "one\n");
+}
+
 TEST_F(POpenStopTest, ChildIsAskedToEndFirst) {
     const TimeLimits patient{50ms, 5ms, 60s, 5ms};
     POpen process{"trap 'echo asked >" + directory.path("file") + "; exit' TERM; >'" + mark +
