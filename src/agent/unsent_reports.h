@@ -22,7 +22,7 @@ public:
     using Send = std::function<void(const UnsentReport&)>;
 
     UnsentReports(Send send_report, std::function<time_point()> clock, common::BackoffTimer timer)
-        : send{std::move(send_report)}, now{std::move(clock)}, backoff{std::move(timer)} {}
+        : send{std::move(send_report)}, now{std::move(clock)}, backoff{timer} {}
 
     /// Takes over the closing report of an earlier process, and keeps later ones in this file.
     void keep_in(ReportFile closing_reports);

@@ -3,12 +3,10 @@
 
 #include "installer/code_of.h"
 
-namespace zephran {
-
 /// Numbers that tell an operator, and the search of the update server, what kind of failure ended a
 /// deployment. A failure of the protocol, of libcurl or of a program keeps the number that those
 /// gave it, in a range of its own.
-namespace failure_code {
+namespace zephran::failure_code {
 
 /// An HTTP status stands for itself.
 inline constexpr int curl = 1000;         ///< plus libcurl's result code
@@ -23,6 +21,4 @@ inline constexpr int part = 4004;        ///< nothing here installs that part ty
 inline constexpr int version = 4005;     ///< not the expected one after the installation
 inline constexpr int time_limit = 4006;  ///< of an installation
 
-}  // namespace failure_code
-
-}  // namespace zephran
+}  // namespace zephran::failure_code

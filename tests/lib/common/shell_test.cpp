@@ -118,7 +118,7 @@ private:
 
 TEST(Shell, QuotedTextReachesAProgramAsItIs) {
     for (const std::string text : {"", "plain", "two words", "a'b''c'",
-                                   "$HOME `id` \\ \"x\" & ; * ~", "-n", "line\nline", "\\'"}) {
+                                   R"($HOME `id` \ "x" & ; * ~)", "-n", "line\nline", R"(\')"}) {
         EXPECT_EQ(output_of("printf '%s.' " + quote_for_shell(text)), text + ".");
     }
 }

@@ -9,9 +9,8 @@ namespace {
 TEST(TraceFilter, OtherLinesStayAsTheyAre) {
     for (const char* const piece :
          {"", "\n", "Connected to update.example (192.0.2.1) port 443\n",
-          "GET /DEFAULT/controller/v1/gw-1?a=b@c HTTP/1.1\r\nHost: "
-          "update.example\r\n\r\n",
-          "X-Cookie: a\r\n", "no end of line", "https://update.example/a@b\n"}) {
+          "GET /DEFAULT/controller/v1/gw-1?a=b@c HTTP/1.1\r\n\r\n", "X-Cookie: a\r\n",
+          "no end of line", "https://update.example/a@b\n"}) {
         EXPECT_EQ(without_credentials(piece), piece);
     }
 }
