@@ -7,7 +7,6 @@ TLS. Each connection carries one request.
 
 from __future__ import annotations
 
-import contextlib
 import re
 import socket
 import socketserver
