@@ -8,8 +8,9 @@ adds is left out. An artifact's content is stored with the module, its downloads
 
 The following are not recorded: scenarios that stop the server or the proxy or change the server for all (the
 stand-in keeps its records in memory, and a proxy's own answers are not the server's), those with a replaced artifact
-or without the proxy, rollouts (their scheduler has its own timing), artifacts longer than LONGEST_ARTIFACT, and scenarios whose file would be longer than
-LONGEST_FIXTURE. Those in LIKE_ANOTHER are left out because another one shows the same answers.
+or without the proxy, rollouts (their scheduler has its own timing), artifacts longer than LONGEST_ARTIFACT, and
+scenarios whose file would be longer than LONGEST_FIXTURE. Those in LIKE_ANOTHER are left out because another one
+shows the same answers.
 """
 from __future__ import annotations
 
@@ -247,6 +248,9 @@ class RecordingServer(driver.Server):
 
     def action(self, action):
         return self._server.action(action)
+
+    def actions_with_code(self, code):
+        return self._server.actions_with_code(code)
 
     def stop(self):
         self.recording.refuse("a restart of the server")
