@@ -16,6 +16,7 @@ from pathlib import Path
 
 import pytest
 
+from as_recorded import can_be_compared, differences
 from devkit_driver import DevkitServer
 from gateway_bench import DAEMON
 from hawkbit_driver import HawkbitServer
@@ -126,6 +127,9 @@ def fixture_server(request, tmp_path, label):
         yield server
     finally:
         server.close()
+    if request.param in DEVKIT_SERVERS and can_be_compared(label) and request.node.stash.get(passed_key, False):
+        changed = differences(label, server.kit)
+        assert not changed, changed
 
 
 def _is_recorded(request):

@@ -35,6 +35,11 @@ class DevkitServer(driver.Server):
                              (pki.stranger_client.certificate, pki.stranger_client.key),
                              (pki.server.certificate, pki.server.key))
 
+    @property
+    def kit(self):
+        """The update server itself."""
+        return self._server
+
     def add_module(self, type, name, version, artifacts):
         made = self._server.software_module(type, name, version, artifacts)
         return Module(made.id, made.type, made.name, made.version)

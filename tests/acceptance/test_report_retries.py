@@ -37,6 +37,13 @@ def is_closing_report(passage):
     return passage.path.partition("?")[0].endswith("/feedback") and b'"closed"' in passage.body
 
 
+def cut_back_off_short(home, link):
+    """Has the daemon try again now, and waits until it has."""
+    tries = len(link.passages)
+    home.poll_now()
+    home.wait_until(lambda: len(link.passages) > tries, "the next try")
+
+
 def test_end_that_the_server_refuses_for_a_while(home, link):
     home.configure("service.report_retries", "1")
     # The package makes it.
@@ -50,10 +57,7 @@ def test_end_that_the_server_refuses_for_a_while(home, link):
 
     end = time.monotonic() + REFUSED_SECONDS
     while time.monotonic() < end:
-        tries = len(link.passages)
-        # The back-off would be longer than this.
-        home.poll_now()
-        home.wait_until(lambda: len(link.passages) > tries, "the next try")
+        cut_back_off_short(home, link)
     assert home.server.action(action).active
     link.accept()
     home.poll_now()

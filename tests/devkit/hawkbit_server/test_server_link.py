@@ -4,6 +4,7 @@
 from __future__ import annotations
 
 import http.client
+import json
 import ssl
 import threading
 from collections.abc import Iterator
@@ -11,7 +12,7 @@ from collections.abc import Iterator
 import pytest
 from throwaway_device import Answer, Device, artifact_path
 
-from hawkbit_server import Code, Link, Passage, Peer, Tls, UpdateServer
+from hawkbit_server import Code, Link, Passage, Peer, Text, Tls, UpdateServer
 from pki import Pki
 
 CONTENT = bytes(range(256)) * 1000
@@ -125,6 +126,16 @@ def test_server_with_tls_is_shown_the_certificate(pki: Pki) -> None:
 
         assert server.exchanges()[0].client_subject == "gw-1"
         assert links["configData"]["href"].startswith(f"https://{link.address}/")
+
+
+def test_links_of_a_server_that_names_its_own_port_lead_through_the_link(pki: Pki, plain: UpdateServer,
+                                                                         link: Link) -> None:
+    own = json.dumps({"_links": {"a": {"href": f"https://localhost:{plain.port}/x"}, "b": {"href": "http://other/"}}})
+    plain.order("base", Text(own))
+
+    links = ask(link, pki).json()["_links"]
+
+    assert links == {"a": {"href": f"https://{link.address}/x"}, "b": {"href": "http://other/"}}
 
 
 def test_server_that_is_away_is_a_closed_connection(pki: Pki) -> None:
