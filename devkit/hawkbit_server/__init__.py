@@ -3,6 +3,7 @@
 
 from .exchanges import Exchange
 from .faults import Code, Cut, Drop, Ending, Headers, Mutate, Part, Slow, Stall, Text
+from .link import Link, Passage, Peer
 from .model import Action, ActionType, DistributionSet, SoftwareModule, Status, StatusEntry, Target, Window
 from .orders import Order
 from .rollout import Rollout
@@ -12,5 +13,6 @@ from .store import Event, OperatorError
 from .tls import Tls
 
 __all__ = ["Action", "ActionType", "Code", "Cut", "DistributionSet", "Drop", "Ending", "Event", "Exchange", "Headers",
-           "Mutate", "OperatorError", "Order", "Part", "Rollout", "Settings", "Slow", "SoftwareModule", "Stall",
-           "Status", "StatusEntry", "Target", "Text", "Tls", "UpdateServer", "Window"]
+           "Link", "Mutate", "OperatorError", "Order", "Part", "Passage", "Peer", "Rollout", "Settings",
+           "Slow", "SoftwareModule", "Stall", "Status", "StatusEntry", "Target", "Text", "Tls",
+           "UpdateServer", "Window"]

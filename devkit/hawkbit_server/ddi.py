@@ -46,11 +46,12 @@ class Ddi:
 
     def _admit(self, request: Request) -> None:
         """The checks before any resource, in the order of the real server."""
-        if self.demand_certificate and request.client_subject is None:
+        shows_token = self.store.settings.target_tokens and self._shows_its_token(request)
+        if self.demand_certificate and request.client_subject is None and not shows_token:
             raise errors.html_page(403)
         firewall(request.path)
         wanted = self.store.settings.authorization
-        if wanted is not None and request.headers.get("authorization") != wanted:
+        if wanted is not None and request.headers.get("authorization") != wanted and not shows_token:
             raise errors.without_body(401)
         if request.route.kind == "other":
             raise errors.framework(404)
@@ -62,6 +63,11 @@ class Ddi:
             raise refusal
         if request.method in ("POST", "PUT"):
             demand_json(request.headers.get("content-type"))
+
+    def _shows_its_token(self, request: Request) -> bool:
+        """Whether the request comes with the token of the target that its path names."""
+        target = self.store.targets.get(request.route.target or "")
+        return target is not None and request.headers.get("authorization") == f"TargetToken {target.security_token}"
 
     def _media(self, request: Request) -> str:
         return negotiate(request.headers.get("accept"), JSON_MEDIA)

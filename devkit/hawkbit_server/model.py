@@ -7,6 +7,7 @@ Names and states are those of hawkBit 0.9.0, where an update of one target is an
 from __future__ import annotations
 
 import hashlib
+import secrets
 import time
 from dataclasses import dataclass, field
 from enum import StrEnum
@@ -115,7 +116,7 @@ class Window:
 
 @dataclass(eq=False)
 class Target:
-    """A device as the server knows it."""
+    """A device as the server knows it. `security_token` is its secret, with which it may be let in."""
 
     id: str
     number: int
@@ -126,6 +127,7 @@ class Target:
     assigned: DistributionSet | None = None
     installed: DistributionSet | None = None
     installed_action: int | None = None
+    security_token: str = field(default_factory=lambda: secrets.token_hex(16), repr=False)
 
 
 @dataclass(eq=False)

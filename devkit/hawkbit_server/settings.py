@@ -43,6 +43,7 @@ class Settings:
     auto_close           whether a new assignment closes the older action at once instead of cancelling it
     rollout_interval     seconds between two runs of the scheduler of rollouts
     authorization        required value of the Authorization header; None admits everybody
+    target_tokens        whether a target may show its own token instead of a certificate or that header
     quoted_tags          whether the ETag of an artifact has its quotes, as from 0.10.0 on
     forwarded_headers    whether links follow X-Forwarded-Proto and -Host, as they must behind a proxy
     """
@@ -58,6 +59,7 @@ class Settings:
     auto_close: bool = False
     rollout_interval: float = 2.0
     authorization: str | None = None
+    target_tokens: bool = False
     quoted_tags: bool = False
     forwarded_headers: bool = False
 

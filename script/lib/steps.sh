@@ -10,7 +10,7 @@ readonly skipped_status=77
 
 # Steps that mostly wait. They run in the background, one after another, while the other steps compile. What compiles is
 # run with less priority, so that the tests in the background are not late.
-readonly background_steps=(daemon-tsan daemon-asan daemon-debug openwrt-libraries packaging acceptance
+readonly background_steps=(daemon-tsan daemon-asan daemon-debug shipped-options openwrt-libraries packaging acceptance
     acceptance-hawkbit daemon-armhf daemon-musl)
 readonly foreground_steps=(unit-debug unit-asan unit-tsan unit-armhf unit-musl clang compilers sdk size lint)
 # shellcheck disable=SC2034  # read by script/verify
@@ -33,6 +33,7 @@ describe_step() {
     case $1 in
         bootstrap) echo "install the packages that the other steps need" ;;
         daemon-*) echo "tests of the daemon and of the development kit with the preset ${1#daemon-}" ;;
+        shipped-options) echo "tests of the daemon on gateways with the options that the package ships" ;;
         openwrt-libraries) echo "unit tests, tests of the kit's stand-ins and of the daemon on OpenWrt's own libraries;" \
             "skipped without them" ;;
         packaging) echo "tests of the OpenWrt package" ;;
@@ -60,7 +61,7 @@ prepare_step() {
         daemon-*) build_preset "${1#daemon-}" "${programs[@]}" ;;
         # Without the libraries the command says what to set.
         openwrt-libraries) ! script/openwrt-libraries || build_preset openwrt ;;
-        packaging | acceptance | acceptance-hawkbit) build_preset debug "${programs[@]}" ;;
+        shipped-options | packaging | acceptance | acceptance-hawkbit) build_preset debug "${programs[@]}" ;;
         unit-*) build_preset "${1#unit-}" ;;
     esac
 }
@@ -73,6 +74,7 @@ run_step() {
         daemon-*) env "ZEPHRAN_SOAK_SECONDS=${soak_seconds[$preset]}" \
             "ZEPHRAN_POWER_CUT_STEP=${power_cut_step[$preset]}" \
             script/test --preset "$preset" --no-build --jobs 24 --only devkit --only daemon ;;
+        shipped-options) env ZEPHRAN_OPTIONS=shipped script/test --preset debug --no-build --jobs 24 --only daemon ;;
         openwrt-libraries)
             script/openwrt-libraries || return
             env "ZEPHRAN_POWER_CUT_STEP=${power_cut_step[openwrt]}" script/test --preset openwrt --no-build --jobs 24 \

@@ -8,6 +8,7 @@ All scenarios of all workers share one hawkBit, which belongs to the main proces
 marked `alone` therefore need a run without workers.
 """
 import contextlib
+import dataclasses
 import itertools
 import re
 import tempfile
@@ -15,9 +16,11 @@ from pathlib import Path
 
 import pytest
 
+from as_recorded import can_be_compared, differences
 from devkit_driver import DevkitServer
 from gateway_bench import DAEMON
 from hawkbit_driver import HawkbitServer
+from hawkbit_server import Link, Peer, Tls
 from hawkbit_site import HawkbitSite, Whereabouts
 from home import Home
 from pki import Pki
@@ -124,6 +127,9 @@ def fixture_server(request, tmp_path, label):
         yield server
     finally:
         server.close()
+    if request.param in DEVKIT_SERVERS and can_be_compared(label) and request.node.stash.get(passed_key, False):
+        changed = differences(label, server.kit)
+        assert not changed, changed
 
 
 def _is_recorded(request):
@@ -171,3 +177,23 @@ def fixture_make_home(tmp_path, server, label):
 @pytest.fixture(name="home")
 def fixture_home(make_home):
     return make_home()
+
+
+@pytest.fixture(name="link")
+def fixture_link(home):
+    """The line between the home and the server, or the proxy in front of it; a daemon started later uses it."""
+    access = home.access
+    port = int(access.address.rpartition(":")[2])
+    with Link(Tls(*access.server), Peer(port, access.ca, access.certificate, access.key)) as link:
+        home.access = dataclasses.replace(access, address=link.address)
+        yield link
+
+
+@pytest.fixture(name="unproxied")
+def fixture_unproxied(server):
+    """The address of the server without its proxy: TLS is its own, or ends in a link that demands no certificate."""
+    if server.plain_port is None:
+        yield server.access.address
+        return
+    with Link(Tls(*server.access.server), Peer(server.plain_port)) as link:
+        yield link.address

@@ -19,23 +19,36 @@ class DevkitServer(driver.Server):
         self.has_proxy = proxied
         self._proxy = None
         if proxied:
-            self._server = UpdateServer(None, poll=poll, forwarded_headers=True,
+            self._server = UpdateServer(None, poll=poll, forwarded_headers=True, target_tokens=True,
                                         authorization=f"GatewayToken {GATEWAY_TOKEN}")
         else:
             tls = Tls(pki.server.certificate, pki.server.key, pki.ca, client="demanded")
-            self._server = UpdateServer(tls, poll=poll)
+            self._server = UpdateServer(tls, poll=poll, target_tokens=True)
         self._server.start()
         port = self._server.port
+        self.plain_port = port if proxied else None
         if proxied:
             self._proxy = Nginx(directory / "nginx", pki, self._server.port)
             self._proxy.start()
             port = self._proxy.port
         self.access = Access(f"localhost:{port}", pki.ca, pki.client.certificate, pki.client.key,
-                             (pki.stranger_client.certificate, pki.stranger_client.key))
+                             (pki.stranger_client.certificate, pki.stranger_client.key),
+                             (pki.server.certificate, pki.server.key))
+
+    @property
+    def kit(self):
+        """The update server itself."""
+        return self._server
 
     def add_module(self, type, name, version, artifacts):
         made = self._server.software_module(type, name, version, artifacts)
         return Module(made.id, made.type, made.name, made.version)
+
+    def replace_artifact(self, module, filename, content):
+        self._server.replace_artifact(self._server.store.modules[module.id], filename, content)
+
+    def token_of(self, target):
+        return self._server.target(target).security_token
 
     def assign(self, target, modules, type="forced", *, force_time=None, window_opens_in=None):
         chosen = [self._server.store.modules[each.id] for each in modules]

@@ -28,6 +28,7 @@ class Access:
     ca           certificate (PEM) of the authority that signed the server's certificate
     certificate  certificate of the client (PEM) and its key
     stranger     a certificate of an authority that the server does not know, and its key
+    server       the certificate that the server shows, and its key: a link in front of it shows the same
     """
 
     address: str
@@ -35,6 +36,7 @@ class Access:
     certificate: Path
     key: Path
     stranger: tuple[Path, Path]
+    server: tuple[Path, Path]
 
 
 @dataclass(frozen=True)
@@ -113,6 +115,8 @@ class Server(abc.ABC):
     access: Access
     # Whether there is a proxy that can be restarted independently.
     has_proxy: bool
+    # Where it listens without TLS and without its proxy; None if it speaks TLS itself.
+    plain_port: int | None
     # Differences between the servers, for scenarios that depend on them.
     is_real: bool
 
@@ -121,6 +125,14 @@ class Server(abc.ABC):
     @abc.abstractmethod
     def add_module(self, type: str, name: str, version: str, artifacts: Mapping[str, bytes]) -> Module:
         """Creates a module of a type (os, script, opkg, bl, plc, plc_ghn, zw) and uploads its files."""
+
+    @abc.abstractmethod
+    def replace_artifact(self, module: Module, filename: str, content: bytes) -> None:
+        """Deletes a file of the module and uploads another one of that name, though the module is assigned."""
+
+    @abc.abstractmethod
+    def token_of(self, target: str) -> str:
+        """The token with which the target may come without a certificate and without the proxy."""
 
     @abc.abstractmethod
     def assign(self, target: str, modules: Iterable[Module], type: str = "forced", *,

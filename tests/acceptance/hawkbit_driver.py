@@ -37,6 +37,7 @@ class HawkbitServer(driver.Server):
 
     def __init__(self, whereabouts: Whereabouts, site: HawkbitSite | None) -> None:
         self.access: Access = whereabouts.access()
+        self.plain_port = whereabouts.management_port
         self._management = Management(whereabouts.management_port)
         self._proxy_directory = Path(whereabouts.proxy_directory)
         self._upload_lock = Path(whereabouts.upload_lock)
@@ -49,9 +50,25 @@ class HawkbitServer(driver.Server):
     def add_module(self, type, name, version, artifacts):
         made = self._management.create("softwaremodules", {"name": name, "version": version, "type": type})
         for filename, content in artifacts.items():
-            with self._one_upload_at_a_time():
-                self._management.upload(f"softwaremodules/{made['id']}/artifacts", filename, content)
+            self._upload(made["id"], filename, content)
         return Module(made["id"], type, made["name"], made["version"])
+
+    def replace_artifact(self, module, filename, content):
+        path = f"softwaremodules/{module.id}"
+        # The assignment has locked it.
+        self._management.put(path, {"locked": False})
+        for each in self._management.get(f"{path}/artifacts"):
+            if each["providedFilename"] == filename:
+                self._management.delete(f"{path}/artifacts/{each['id']}")
+        self._upload(module.id, filename, content)
+
+    def token_of(self, target):
+        self._create_unless_known(target)
+        return self._management.get(f"targets/{segment(target)}")["securityToken"]
+
+    def _upload(self, module, filename, content):
+        with self._one_upload_at_a_time():
+            self._management.upload(f"softwaremodules/{module}/artifacts", filename, content)
 
     @contextlib.contextmanager
     def _one_upload_at_a_time(self):

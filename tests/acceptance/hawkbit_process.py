@@ -55,6 +55,7 @@ class HawkbitProcess:
             "hawkbit.dmf.rabbitmq.enabled": "false",
             "hawkbit.server.ddi.security.authentication.gatewaytoken.enabled": "true",
             "hawkbit.server.ddi.security.authentication.gatewaytoken.key": GATEWAY_TOKEN,
+            "hawkbit.server.ddi.security.authentication.targettoken.enabled": "true",
             # Milliseconds between two runs of the rollouts' scheduler.
             "hawkbit.rollout.scheduler.fixedDelay": 1000,
             "hawkbit.controller.pollingTime": poll,

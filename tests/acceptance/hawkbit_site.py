@@ -31,8 +31,10 @@ class Whereabouts:
     stranger_key: str
 
     def access(self) -> Access:
+        tls = Path(self.proxy_directory) / "tls"
         return Access(f"localhost:{self.proxy_port}", Path(self.ca), Path(self.certificate), Path(self.key),
-                      (Path(self.stranger_certificate), Path(self.stranger_key)))
+                      (Path(self.stranger_certificate), Path(self.stranger_key)),
+                      (tls / "server.crt", tls / "server.key"))
 
     def plain(self) -> dict[str, int | str]:
         return asdict(self)

@@ -16,6 +16,7 @@ class Home(GatewayBench):
     def __init__(self, directory, server: Server, device, label):
         super().__init__(directory, [server.access.ca.parent])
         self.server = server
+        self.access = server.access
         self.device = device
         self.label = label
 
@@ -25,11 +26,16 @@ class Home(GatewayBench):
 
     def start(self, *arguments, certificate=None, **options):
         """Starts the daemon; `certificate` (certificate, key) replaces the client's."""
-        access = self.server.access
+        access = self.access
         certificate, key = certificate or (access.certificate, access.key)
         return self.start_for(self.device, access.address, access.ca,
                               "--client-certificate", certificate, "--client-certificate-key", key,
                               *arguments, **options)
+
+    def start_with_token(self, token, address):
+        """Starts the daemon without a certificate for a server at this address."""
+        self.configure("network.token_file", str(self.file("token", f"{token}\n")))
+        return self.start_for(self.device, address, self.access.ca)
 
     def poll_now(self):
         """Has the daemon poll at its next step instead of at the due time."""

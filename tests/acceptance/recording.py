@@ -7,9 +7,10 @@ the final records of actions and targets. `{server}` stands for scheme and autho
 adds is left out. An artifact's content is stored with the module, its downloads have only the checksum.
 
 The following are not recorded: scenarios that stop the server or the proxy or change the server for all (the
-stand-in keeps its records in memory, and a proxy's own answers are not the server's), rollouts (their scheduler
-has its own timing), artifacts longer than LONGEST_ARTIFACT, and scenarios whose file would be longer than
-LONGEST_FIXTURE. Those in LIKE_ANOTHER are left out because another one shows the same answers.
+stand-in keeps its records in memory, and a proxy's own answers are not the server's), those with a replaced artifact
+or without the proxy, rollouts (their scheduler has its own timing), artifacts longer than LONGEST_ARTIFACT, and
+scenarios whose file would be longer than LONGEST_FIXTURE. Those in LIKE_ANOTHER are left out because another one
+shows the same answers.
 """
 from __future__ import annotations
 
@@ -47,7 +48,7 @@ LIKE_ANOTHER = (
     "unsafe-names-are-refused-before-the-download",
     "version-that-is-recorded-is-not-fetched-again",
 )
-REQUEST_HEADERS = ("accept", "content-type", "if-match", "if-none-match", "range")
+REQUEST_HEADERS = ("accept", "content-type", "if-match", "if-none-match", "if-range", "range")
 RESPONSE_HEADERS = ("accept-ranges", "content-disposition", "content-length", "content-range", "content-type")
 
 
@@ -176,6 +177,7 @@ class RecordingServer(driver.Server):
         self.access = server.access
         self.has_proxy = server.has_proxy
         self.is_real = server.is_real
+        self.plain_port = server.plain_port
 
     def add_module(self, type, name, version, artifacts):
         if sum(map(len, artifacts.values())) > LONGEST_ARTIFACT:
@@ -186,6 +188,14 @@ class RecordingServer(driver.Server):
                                 version=module.version,
                                 artifacts={file: _content(content) for file, content in artifacts.items()})
         return module
+
+    def replace_artifact(self, module, filename, content):
+        self.recording.refuse("a replaced artifact")
+        self._server.replace_artifact(module, filename, content)
+
+    def token_of(self, target):
+        self.recording.refuse("a gateway that comes without the proxy")
+        return self._server.token_of(target)
 
     def assign(self, target, modules, type="forced", *, force_time=None, window_opens_in=None):
         chosen = list(modules)
@@ -238,6 +248,9 @@ class RecordingServer(driver.Server):
 
     def action(self, action):
         return self._server.action(action)
+
+    def actions_with_code(self, code):
+        return self._server.actions_with_code(code)
 
     def stop(self):
         self.recording.refuse("a restart of the server")

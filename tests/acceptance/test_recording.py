@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """The recorder itself: it changes no exchange, and writes what the stand-in can replay."""
+import http.client
 import json
 import re
 import socket
@@ -8,7 +9,9 @@ from pathlib import Path
 
 import pytest
 
+from as_recorded import IN_ANOTHER_ORDER, differences, fixture_of, sent_then
 from devkit_driver import DevkitServer
+from hawkbit_server import UpdateServer
 from recording import FIXTURES, LIKE_ANOTHER, LONGEST_ARTIFACT, NotRecorded, Recording, RecordingServer
 from relay import Passed, Relay
 
@@ -98,6 +101,37 @@ def test_what_cannot_be_replayed_is_not_written(tmp_path, recorded, recording):
 def test_scenario_without_a_request_is_not_written(tmp_path, recorded, recording):
     with pytest.raises(NotRecorded, match="asked nothing"):
         recording.write(recorded, tmp_path / "fixtures")
+
+
+def test_every_report_that_is_not_the_recorded_one_is_told():
+    scenario = "failing-script-is-recorded-with-its-texts"
+    step = next(each for each in json.loads(fixture_of(scenario).read_text(encoding="utf-8"))
+                if each.get("request", {}).get("method") == "PUT")
+    attributes = step["request"]
+    target = attributes["path"].split("/")[4]
+    with UpdateServer() as server:
+        server.target(target)
+
+        def send(body):
+            connection = http.client.HTTPConnection(server.address, timeout=30)
+            connection.request("PUT", attributes["path"], json.dumps(body), attributes["headers"])
+            assert connection.getresponse().read() == b""
+            connection.close()
+
+        send(attributes["body"])
+        told = differences(scenario, server).splitlines()
+        send({**attributes["body"], "mode": "merge"})
+        told_of_another = differences(scenario, server).splitlines()
+
+    assert len(told) == sent_then(scenario).total() - 1
+    assert all(line.startswith("missing: ") for line in told)
+    assert [line for line in told_of_another if line not in told] == [line for line in told_of_another
+                                                                      if line.startswith("new: ('PUT', ")]
+    assert len(told_of_another) == len(told) + 1
+
+
+def test_what_is_compared_in_no_order_was_recorded():
+    assert [name for name in IN_ANOTHER_ORDER if not fixture_of(name).exists()] == []
 
 
 def test_what_is_recorded_or_left_out_is_a_scenario():

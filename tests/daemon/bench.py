@@ -2,7 +2,7 @@
 """A test bench: the real daemon in a simulated gateway, and an update server for it."""
 import socket
 
-from gateway_bench import TIMEOUT, GatewayBench
+from gateway_bench import CONFIG, TIMEOUT, GatewayBench
 from hawkbit_server import Stall, Tls, UpdateServer
 
 DEVICE = "gw-1"
@@ -16,11 +16,11 @@ class Bench(GatewayBench):
     """One gateway, one server, one device.
 
     `settings` are those of the update server; `tls` replaces its certificates; `uci` says whether the gateway
-    has the library of its configuration store.
+    has the library of its configuration store, `config` what is stored.
     """
 
-    def __init__(self, directory, pki, tls=None, tmp_size="256m", uci=True, **settings):
-        super().__init__(directory, [pki.ca.parent], tmp_size, uci)
+    def __init__(self, directory, pki, tls=None, tmp_size="256m", uci=True, config=CONFIG, **settings):
+        super().__init__(directory, [pki.ca.parent], tmp_size, uci, config)
         self.pki = pki
         self.server = UpdateServer(tls or Tls(pki.server.certificate, pki.server.key),
                                    **{"poll": POLL, **settings})

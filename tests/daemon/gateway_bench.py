@@ -12,8 +12,8 @@ BUILD = pathlib.Path(os.environ.get("ZEPHRAN_BUILD_DIR", PROJECT / "build/debug"
 DAEMON = BUILD / "src/zephran"
 BUS_PROGRAMS = BUILD / "devkit/openwrt/bin"
 
-# Seconds; generous, as builds with sanitizers are slow on a busy machine.
-TIMEOUT = 180
+# Seconds; generous, as builds with sanitizers are slow on a busy machine. Where tests must fail, waiting costs time.
+TIMEOUT = int(os.environ.get("ZEPHRAN_TIMEOUT", "180"))
 
 CONFIG = """
 config service 'service'
@@ -38,14 +38,14 @@ SANITIZER_OPTIONS = {
 class GatewayBench:
     """One gateway with the daemon on it; subclasses choose the server in start().
 
-    `uci` says whether the gateway has the library of its configuration store.
+    `uci` says whether the gateway has the library of its configuration store, `config` what is stored.
     """
 
-    def __init__(self, directory, visible, tmp_size="256m", uci=True):
+    def __init__(self, directory, visible, tmp_size="256m", uci=True, config=CONFIG):
         self.directory = directory
         self.gateway = Gateway(directory / "gateway", library_path=uci_directory() if uci else None,
                                bus_path=BUS_PROGRAMS, tmp_size=tmp_size, visible=[BUILD, *visible])
-        self.gateway.config("zephran", CONFIG)
+        self.gateway.config("zephran", config)
         self.supervisor = None
 
     def close_gateway(self):

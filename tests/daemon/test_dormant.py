@@ -42,6 +42,7 @@ def test_dormant_agent_polls_once_after_the_reboot_of_an_installer(bench):
     assert len(bench.server.exchanges()) == seen
 
 
+@pytest.mark.differs("kept-reports")
 def test_dormant_agent_finishes_what_a_lost_report_interrupted(bench):
     # The last of three: started, chunk deployed, deployment successful.
     bench.server.order("feedback", Drop(), first=3)

@@ -250,6 +250,7 @@ def test_cancel_ends_a_download_that_stalls(bench):
     assert bench.gateway.leftovers() == []
 
 
+@pytest.mark.differs("partial-files")
 def test_stop_ends_a_download_that_stalls_and_leaves_the_action_open(bench):
     configure(bench, stop_transfers="1")
     action, daemon, _ = start_stalled_download(bench)
@@ -322,6 +323,7 @@ def test_record_of_another_version_begins_the_download_anew(bench):
     assert len(lines_with(daemon, "download_restarted")) == 1
 
 
+@pytest.mark.differs("tries")
 def test_without_options_a_failed_download_is_not_tried_again(bench):
     cut_every(bench, 1000)
     action = bench.assign(large_script(bench, 100_000))

@@ -52,6 +52,7 @@ def wait_for_passes(daemon, count_of_passes):
                      if number >= start and COLLECTED in line.text) + 1
 
 
+@pytest.mark.differs("adapter-ids")
 def test_adapters_become_targets_of_their_own(bench, network):
     network.add_with_serial()
     network.add_without_serial()
@@ -71,6 +72,7 @@ def test_adapters_become_targets_of_their_own(bench, network):
     assert count(found(CONTROLLER), daemon) == count(ignored(CONTROLLER), daemon) == 0
 
 
+@pytest.mark.differs("adapter-ids")
 def test_lost_adapter_keeps_its_agent_only_with_a_serial_number(network):
     leaving = [network.add_with_serial(), network.add_without_serial()]
     daemon = network.start()
@@ -89,6 +91,7 @@ def test_lost_adapter_keeps_its_agent_only_with_a_serial_number(network):
     assert [count(lost(adapter.mac), daemon) for adapter in leaving] == [1, 1]
 
 
+@pytest.mark.differs("adapter-ids")
 def test_modem_that_is_no_adapter_is_ignored_in_every_pass(network):
     stranger, silent = network.add_with_serial(), network.add_without_serial()
     stranger.forget()
@@ -107,6 +110,7 @@ def test_modem_that_is_no_adapter_is_ignored_in_every_pass(network):
     assert count(found(silent.mac), daemon) == 1
 
 
+@pytest.mark.differs("adapter-ids")
 def test_adapter_that_stops_answering_is_lost(network):
     adapter = network.add_without_serial()
     daemon = network.start()
@@ -134,6 +138,7 @@ def unknown_list(bench, _):
     bench.gateway.tool("configlayer", "#!/bin/sh\necho no such thing\n")
 
 
+@pytest.mark.differs("failed-passes")
 @pytest.mark.parametrize("break_it, reasons", [
     (malformed_list, ["mac"]),
     (no_tool, ["configlayer returned an error", "127"]),
@@ -152,6 +157,7 @@ def test_failed_pass_ends_the_daemon_and_logs_the_reason(bench, network, break_i
     assert network.line.password not in daemon.err
 
 
+@pytest.mark.differs("adapter-ids")
 def test_adapter_that_falls_silent_while_it_is_asked_is_left_out_until_the_next_pass(bench, network):
     adapter = network.add_with_serial()
     # once, after the list and the query of its type
@@ -237,6 +243,7 @@ def test_daemon_stops_although_the_tool_hangs(hanging, number):
     assert not tool_runs(hanging)
 
 
+@pytest.mark.differs("kept-reports")
 def test_daemon_ends_after_a_failed_report_although_the_tool_hangs(bench, network, hanging):
     bench.server.order("feedback", Code(500))
     bench.assign(bench.script("one", "echo one"))
@@ -261,6 +268,7 @@ def test_abandoned_daemon_takes_the_hanging_tool_along(bench, network):
     assert not tool_runs(daemon)
 
 
+@pytest.mark.differs("adapter-ids")
 def test_discovery_updates_and_local_control_work_side_by_side(bench, network):
     leaving = network.add_without_serial()
     adapter = network.add_with_serial()
@@ -282,6 +290,7 @@ def test_discovery_updates_and_local_control_work_side_by_side(bench, network):
     assert daemon.terminate() == 0
 
 
+@pytest.mark.differs("adapter-ids")
 def test_network_of_a_hundred_adapters(bench, network):
     adapters = [network.line.add(f"02:00:00:00:01:{number:02x}", serial=f"SN-{number}")
                 for number in range(MANY)]

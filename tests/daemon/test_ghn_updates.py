@@ -42,6 +42,7 @@ def command_lines_of_a_pass(network, mac):
         "SYSTEM.PRODUCTION.SERIAL_NUMBER", kind)]
 
 
+@pytest.mark.differs("adapter-ids", "secrets")
 def test_adapter_gets_new_firmware(bench, network, adapter):
     action = bench.server.assign(SERIAL, [network.image(NEW)])
     daemon = network.start()
@@ -64,6 +65,7 @@ def test_adapter_gets_new_firmware(bench, network, adapter):
     assert bench.gateway.leftovers() == []
 
 
+@pytest.mark.differs("adapter-ids")
 def test_adapters_with_one_file_name_get_their_own_firmware(bench, network, adapter):
     other, newer = network.add_without_serial(), "2.0.2"
     actions = [bench.server.assign(SERIAL, [network.image(NEW)]),
@@ -79,6 +81,7 @@ def test_adapters_with_one_file_name_get_their_own_firmware(bench, network, adap
     assert bench.gateway.leftovers() == []
 
 
+@pytest.mark.differs("adapter-ids")
 @pytest.mark.parametrize("mishap, message, record", [
     ("keep_firmware_at_reset", "Expected version does not match the version that was found", OLD),
     ("vanish_at_reset", "Device did not return after reset", ""),
@@ -102,6 +105,7 @@ def test_failed_update_is_reported(bench, network, adapter, mishap, message, rec
     assert daemon.is_running()
 
 
+@pytest.mark.differs("adapter-ids")
 def test_installed_firmware_is_not_pushed_again(bench, network, adapter):
     action = bench.server.assign(SERIAL, [network.image("2.3")])
     adapter.set(VERSION, "1.2.3-r4")
@@ -117,6 +121,7 @@ def test_installed_firmware_is_not_pushed_again(bench, network, adapter):
     assert bench.gateway.calls("l2fwserver") == []
 
 
+@pytest.mark.differs("adapter-ids")
 @pytest.mark.parametrize("part", ["script", "os"])
 def test_adapter_accepts_only_its_firmware(bench, network, adapter, part):
     module = bench.server.software_module(part, "one", "1.0", {"one.sh": b"#!/bin/sh\ntouch /tmp/ran\n"})
@@ -159,6 +164,7 @@ def test_gateway_without_a_modem_refuses_modem_firmware(bench, network):
                  daemon) == 1
 
 
+@pytest.mark.differs("adapter-ids")
 def test_update_during_which_the_adapter_loses_its_agent_is_completed_by_the_next_agent(bench, network):
     # A pass queries the modems in the order of their addresses, so this one blocks it.
     first = network.add_with_serial()

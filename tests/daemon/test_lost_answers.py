@@ -42,6 +42,7 @@ def assert_ended_once_with_an_error(supervisor):
     assert supervisor.daemon.is_running()
 
 
+@pytest.mark.differs("kept-reports", "started-scripts")
 @pytest.mark.parametrize("part, report", [
     ("script", START), ("os", START), ("zw", START), ("opkg", START),
     ("script", CHUNK), ("os", CHUNK), ("zw", CHUNK), ("opkg", CHUNK), ("script", END)])
@@ -59,6 +60,7 @@ def test_report_of_a_step(bench, part, report):
     one.assert_in_order()
 
 
+@pytest.mark.differs("kept-reports")
 def test_report_of_a_failure(bench):
     action = bench.assign(bench.script("one", COUNTED_RUN + "exit 3"))
     lose_the_answer_to(bench, "feedback", 2)
@@ -139,6 +141,7 @@ def cancel_during_the_installation(bench, files, rounds):
     return action, supervisor
 
 
+@pytest.mark.differs("kept-reports", "tries")
 def test_cancellation_of_an_installation_that_has_not_begun(bench):
     action, supervisor = cancel_during_the_installation(bench, files=3, rounds=3)
 
@@ -154,6 +157,7 @@ def test_cancellation_of_an_installation_that_has_not_begun(bench):
     assert installs_the_next(bench)
 
 
+@pytest.mark.differs("kept-reports", "tries")
 def test_refusal_to_cancel_an_installation(bench):
     action, supervisor = cancel_during_the_installation(bench, files=2, rounds=2)
     refusal = bench.server.exchanges("cancelFeedback")[0].json()["status"]

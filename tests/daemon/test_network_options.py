@@ -45,6 +45,7 @@ def test_time_for_an_exchange_is_no_limit_for_a_download(bench):
     assert action.status is Status.FINISHED
 
 
+@pytest.mark.differs("tries")
 def test_download_that_stalls_is_given_up(bench):
     configure(bench, stall_seconds="2", stall_bytes="16", log_http="failures")
     stall = Stall(5, Part.BODY)
@@ -99,6 +100,7 @@ def test_sessions_are_resumed(bench):
     assert [each.resumed for each in bench.exchanges()] == [False] + [True] * (len(bench.exchanges()) - 1)
 
 
+@pytest.mark.differs("tls-sessions")
 def test_sessions_are_not_resumed_by_themselves(bench):
     action = bench.assign(bench.script("one", "echo fine"))
     bench.start()
@@ -156,6 +158,16 @@ def test_failed_requests_are_logged_without_their_query(bench):
                          rf"path={BASE}/deploymentBase/1\?actionHistory=10 status=503 milliseconds=[0-9]+ bytes=0$")
 
     assert "http_request" not in daemon.log
+
+
+@pytest.mark.differs("failed-requests")
+def test_failed_requests_are_not_logged_by_themselves(bench):
+    bench.server.order("base", Code(503))
+    daemon = bench.start()
+
+    daemon.wait_for_line("WARNING .*event=backoff")
+
+    assert "http_error" not in daemon.log
 
 
 def test_value_that_cannot_be_understood_is_named_and_left_out(bench):

@@ -141,6 +141,7 @@ def test_end_that_is_refused_for_good_is_shortened_and_then_dropped(home):
     home.wait_for_end(action)
 
 
+@pytest.mark.differs("codes")
 def test_end_that_is_too_large_arrives_shortened(home):
     home.server.order("feedback", Code(413), first=2)
     action = home.assign(home.script("one", COUNTED_RUN + "\nexit 3"))

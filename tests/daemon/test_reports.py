@@ -79,6 +79,7 @@ def test_long_output_of_a_failure_is_recorded_too(bench):
     assert bench.closing_reports()[0][3][0] == "Script returned an error"
 
 
+@pytest.mark.differs("kept-reports")
 @pytest.mark.parametrize("fault", [Code(500), Code(410), Drop()], ids=["500", "410", "dropped"])
 def test_failed_report_ends_the_process_and_a_restart_resumes_the_deployment(bench, fault):
     bench.server.order("feedback", fault)
@@ -95,6 +96,7 @@ def test_failed_report_ends_the_process_and_a_restart_resumes_the_deployment(ben
     assert bench.gateway.leftovers() == []
 
 
+@pytest.mark.differs("kept-reports")
 def test_lost_closing_report_is_sent_again(bench):
     bench.server.order("feedback", Code(500), first=3)
     action = bench.assign(bench.script("one", "echo fine"))

@@ -42,8 +42,9 @@ def test_scripts_are_run_in_the_configured_order(bench, order, expected):
     assert (bench.gateway.tmp / "order").read_text().split() == expected
 
 
-def test_waiting_agent_says_once_why_it_waits(bench):
-    configure(bench, log_repeats="0", automatic_update="0")
+def answers_of_a_waiting_agent(bench):
+    """What the guards said over several polls."""
+    configure(bench, automatic_update="0")
     bench.assign(bench.script("one", "echo fine"), type="soft")
     daemon = bench.start()
     disabled = "INFO .*event=is_automatic_update_disabled status=1$"
@@ -56,7 +57,21 @@ def test_waiting_agent_says_once_why_it_waits(bench):
     bench.gateway.bus.call("force_poll")
     bench.wait_for_exchanges("base", bases + 1)
 
-    answers = re.findall(r"INFO \S+ (is_\w+: event=\w+ \w+=\d)$", daemon.log, re.M)
+    return re.findall(r"INFO \S+ (is_\w+: event=\w+ \w+=\d)$", daemon.log, re.M)
+
+
+@pytest.mark.differs("repeats")
+def test_waiting_agent_says_each_time_why_it_waits(bench):
+    answers = answers_of_a_waiting_agent(bench)
+
+    assert len(answers) > len(set(answers))
+
+
+def test_waiting_agent_says_once_why_it_waits(bench):
+    configure(bench, log_repeats="0")
+
+    answers = answers_of_a_waiting_agent(bench)
+
     assert "is_automatic_update_disabled: event=is_automatic_update_disabled status=1" in answers
     assert len(answers) == len(set(answers))
 
@@ -101,6 +116,7 @@ def test_ids_of_adapters_begin_with_that_of_the_gateway(bench):
     assert {each.target for each in bench.exchanges("configData")} == {DEVICE, *ids}
 
 
+@pytest.mark.differs("adapter-ids")
 def test_failed_pass_is_a_warning_and_the_next_one_finds_the_adapters(bench):
     configure(bench, discovery_errors="log")
     network = PowerlineNetwork(bench)
@@ -116,6 +132,7 @@ def test_failed_pass_is_a_warning_and_the_next_one_finds_the_adapters(bench):
     assert network.line.password not in daemon.log
 
 
+@pytest.mark.differs("adapter-ids")
 def test_password_with_special_characters_works_when_it_is_quoted(bench):
     configure(bench, tool_quoting="1")
     network = PowerlineNetwork(bench, password="a b&c;$d")
@@ -130,6 +147,7 @@ def test_password_with_special_characters_works_when_it_is_quoted(bench):
     assert network.line.password not in str(network.reports(SERIAL))
 
 
+@pytest.mark.differs("quoting", "failed-passes")
 def test_password_with_special_characters_does_not_work_unquoted(bench):
     network = PowerlineNetwork(bench, password="a b&c;$d")
     adapter = network.add_with_serial()
@@ -143,7 +161,11 @@ def runs(bench):
     return bench.gateway.installed_files.get("runs", b"").count(b"run")
 
 
-@pytest.mark.parametrize("strict, expected", [("0", 0), ("1", 1)])
+@pytest.mark.parametrize("strict, expected", [
+    pytest.param("0", 0, marks=pytest.mark.differs("kept-reports")),
+    # The kept report may happen to be sent again soon enough.
+    pytest.param("1", 1, marks=pytest.mark.differs("kept-reports", sometimes=True)),
+])
 def test_script_that_never_ran_is_run_after_its_start_was_reported(bench, strict, expected):
     configure(bench, strict_resume=strict)
     bench.server.order("feedback", Drop(processed=True), first=1)
@@ -187,13 +209,18 @@ def test_firmware_is_believed_after_the_reboot_with_the_record(bench):
     assert bench.option("begun_installation") is None
 
 
-@pytest.mark.parametrize("strict, calls", [("0", 2), ("1", 3)])
-def test_version_from_before_a_failure_is_really_installed(bench, strict, calls):
-    configure(bench, strict_records=strict)
+@pytest.mark.parametrize("options, calls", [
+    ({"strict_records": "0"}, 2),
+    ({"strict_records": "1"}, 3),
+    pytest.param({}, 2, marks=pytest.mark.differs("withdrawn-versions")),
+])
+def test_version_from_before_a_failure_is_really_installed(bench, options, calls):
+    configure(bench, **options)
     before, after = (bench.module("zw", "radio", version, {"zw.bin": b"radio " + version.encode()})
                      for version in ("6", "7"))
     bench.gateway.tell("zwprogrammer", exit=3, first=2)
     bench.start()
+    bench.wait_until(lambda: "zephran" in bench.gateway.bus.objects(), "the daemon on the bus")
 
     for module, status in ((before, Status.FINISHED), (after, Status.ERROR), (before, Status.FINISHED)):
         action = bench.assign(module)
@@ -247,6 +274,7 @@ exit 246
     assert bench.option("version_os") == bench.gateway.firmware
 
 
+@pytest.mark.differs("adapter-ids")
 @pytest.mark.parametrize("quoting", ["0", "1"])
 def test_password_is_not_logged(bench, quoting):
     configure(bench, log_secrets="0", tool_quoting=quoting)
