@@ -142,6 +142,7 @@ TEST_F(ChipInstallerTest, WaitsUntilTheLockIsFreeAndSaysSoOnce) {
 
     tick(5);
     EXPECT_EQ(installer.writes, 0U);
+    EXPECT_EQ(installer.questions, 0U);
     EXPECT_FALSE(installer.is_finished());
     EXPECT_FALSE(installer.error().has_error);
     other_tool.unlock();
@@ -152,6 +153,15 @@ TEST_F(ChipInstallerTest, WaitsUntilTheLockIsFreeAndSaysSoOnce) {
     EXPECT_TRUE(installer.is_finished());
     EXPECT_TRUE(is_free());
     EXPECT_EQ(waits(), std::vector<std::string>{"message=a tool is still writing a chip"});
+}
+
+TEST_F(ChipInstallerTest, ToolOfTheNextInstallationDoesNotHoldUpTheEnd) {
+    tick(2);
+    ASSERT_TRUE(other_tool.try_to_lock());
+
+    tick(1);
+
+    EXPECT_TRUE(installer.is_finished());
 }
 
 TEST_F(ChipInstallerTest, ArtifactsAreVerifiedOnceMoreAfterTheWait) {

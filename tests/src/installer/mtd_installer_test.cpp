@@ -217,6 +217,16 @@ TEST_F(MTDInstallerTest, FileLargerThanThePartitionIsRefusedWhateverSizeWasAnnou
     EXPECT_EQ(tools.calls(), Lines{});
 }
 
+TEST_F(MTDInstallerTest, AnnouncedSizeLargerThanThePartitionIsRefusedWhateverTheFileHas) {
+    platform.directory.write("boot.bin", "short");
+    gateway.write("mtd/mtd1/size", std::to_string(image.size() - 1) + "\n");
+
+    start();
+
+    expect_failure("Image is larger than the partition");
+    EXPECT_EQ(tools.calls(), Lines{});
+}
+
 TEST_F(MTDInstallerTest, ImageAsLargeAsThePartitionIsWritten) {
     gateway.write("mtd/mtd1/size", std::to_string(image.size()) + "\n");
 
