@@ -14,10 +14,12 @@ namespace {
 // The server takes 128 characters of an attribute. No modem has more to say about itself.
 constexpr std::size_t longest_value = 256;
 
-const std::string& require_short(const std::string& value) {
+const std::string& require_short(const std::string& value, const ghn::ConfigLayerCommand& command) {
     if (value.size() > longest_value) {
+        // Cut off afterwards, so that no part of the password is left.
+        const std::string shown = command.without_password(value);
         ZEPHRAN_THROW(ghn::ConfigLayerFormatException{}
-                      << ghn::configlayer_output_tag{value.substr(0, longest_value)});
+                      << ghn::configlayer_output_tag{shown.substr(0, longest_value)});
     }
     return value;
 }
@@ -32,7 +34,8 @@ bool is_usable_id(const std::string& serial_number, const ghn::ConfigLayerComman
 GhnAdapter ask_adapter(const common::MacAddress& mac, const ghn::ConfigLayerCommand& command,
                        const std::atomic<bool>& stop, const ToolLimit& limit) {
     const auto value_of = [&](const char* parameter) {
-        return require_short(ghn::GhnUtility::get_parameter_value(command, parameter, stop, limit));
+        return require_short(ghn::GhnUtility::get_parameter_value(command, parameter, stop, limit),
+                             command);
     };
     // Attributes leave the gateway, and what a tool prints may repeat its own command line.
     const auto attribute_of = [&](const char* parameter) {

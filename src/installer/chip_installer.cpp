@@ -14,6 +14,8 @@ std::string lock_path() {
     return std::string{platform::get_run_directory()} + "zephran.chip.lock";
 }
 
+constexpr const char* held_message = "a tool is still writing a chip";
+
 }  // namespace
 
 ChipInstaller::ChipInstaller() : lock{lock_path()} {}
@@ -21,7 +23,7 @@ ChipInstaller::ChipInstaller() : lock{lock_path()} {}
 void ChipInstaller::start_installation() {
     waiting = !write_under_lock();
     if (waiting) {
-        ZLOG_WARNING("event", "waiting", "message", "a tool is still writing a chip");
+        ZLOG_WARNING("event", "waiting", "message", held_message);
     }
 }
 
@@ -29,7 +31,23 @@ bool ChipInstaller::installation_has_finished() {
     if (waiting) {
         waiting = !write_under_lock();
     }
-    return !waiting && chip_is_written();
+    return !waiting && tool_of_earlier_process_has_ended() && chip_is_written();
+}
+
+// Before its end the chip says nothing about the result.
+bool ChipInstaller::tool_of_earlier_process_has_ended() {
+    if (!is_resumed() || earlier_tool == EarlierTool::ended) {
+        return true;
+    }
+    if (lock.try_to_lock()) {
+        lock.unlock();
+        earlier_tool = EarlierTool::ended;
+        return true;
+    }
+    if (std::exchange(earlier_tool, EarlierTool::writes) != EarlierTool::writes) {
+        ZLOG_WARNING_AS("installation_has_finished", "event", "waiting", "message", held_message);
+    }
+    return false;
 }
 
 bool ChipInstaller::write_under_lock() {

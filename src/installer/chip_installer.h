@@ -11,16 +11,17 @@ namespace zephran::installer {
 /// Two tools on one chip destroy it, and a tool outlives a daemon that is killed, as a part of a
 /// tool outlives the tool. So a lock is held while a chip is written, and the tool inherits it: it
 /// lasts until the installation has succeeded, or else until none of them is left. Until it is free
-/// no other installation starts; the daemon asks again in each step, goes on polling, and ends when
-/// it is told to. There is one lock for all chips, because part types may share one.
+/// no other installation starts, and none is resumed; the daemon asks again in each step, goes on
+/// polling, and ends when it is told to. There is one lock for all chips, because part types may
+/// share one.
 class ChipInstaller : public OneTickInstaller {
 protected:
     ChipInstaller();
 
     /// Writes the chip to the end.
     virtual void write_chip() = 0;
-    /// Asked once the tools have run; after resume() that was in an earlier process. By default it
-    /// says whether write_chip() has called set_installed().
+    /// Asked once the tools have run to their end; after resume() an earlier process has started
+    /// them. By default it says whether write_chip() has called set_installed().
     [[nodiscard]] virtual bool chip_is_written() {
         return OneTickInstaller::installation_has_finished();
     }
@@ -36,16 +37,21 @@ protected:
     /// @throws common::OutputFileOpenException if there is no usable file for the lock
     /// @throws what write_chip() throws
     void start_installation() final;
-    /// @throws the same while the start is still waited for, and what chip_is_written() throws
+    /// @throws the same while the start is still waited for, or at first after resume(), and what
+    ///         chip_is_written() throws
     [[nodiscard]] bool installation_has_finished() final;
     /// @throws CannotBeCancelledException once the installation has started
     void cancel_installation() final;
     [[nodiscard]] bool cancellation_has_finished() final { return given_up; }
 
 private:
+    enum class EarlierTool { unknown, writes, ended };
+
     [[nodiscard]] bool write_under_lock();
+    [[nodiscard]] bool tool_of_earlier_process_has_ended();
 
     common::LockFile lock;
+    EarlierTool earlier_tool = EarlierTool::unknown;
     bool waiting = false;
     bool given_up = false;
 };

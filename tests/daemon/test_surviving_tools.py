@@ -6,17 +6,17 @@ import signal
 import pytest
 
 from hawkbit_server import Status
-from release import NEW, OLD, Release, let_it_poll_again
+from release import NEW, OLD, Release, failure, let_it_poll_again
 
 LOCK = "/var/run/zephran.chip.lock"
-WAITS = "WARNING .*start_installation: event=waiting "
+WAITS = "WARNING .*(start_installation|installation_has_finished): event=waiting "
 # With the number of their calls: once the first dd has ended, the boot loader is in the flash.
 TOOLS = [("zw", "zwprogrammer", 2), ("bl", "flash_erase", 2), ("bl", "dd", 1)]
 
 
-def daemon_killed_while_held(bench, release, tool):
+def daemon_killed_while_held(bench, release, tool, **fault):
     """Kills the daemon under its tool, and returns its successor and how often the tools were called by then."""
-    bench.gateway.tell(tool, when="midway", hang=True)
+    bench.gateway.tell(tool, when="midway", hang=True, **fault)
     supervisor = release.supervise()
     bench.wait_until(lambda: bench.gateway.is_held(tool), f"{tool} being held")
     calls = bench.gateway.calls()
@@ -50,10 +50,45 @@ def test_second_tool_starts_after_the_end_of_the_first(bench, part, tool, count)
     release.assert_installed()
 
 
-def test_daemon_that_waits_for_a_tool_polls_and_stops_at_once(bench):
-    release = Release(bench, ["zw"])
+def test_firmware_is_judged_after_the_end_of_its_tool(bench):
+    release = Release(bench, ["os"])
     action = release.assign()
-    daemon, calls = daemon_killed_while_held(bench, release, "zwprogrammer")
+
+    daemon, _ = daemon_killed_while_held(bench, release, "sysupgrade")
+    daemon.wait_for_line(WAITS)
+    wait_for_steps(bench, daemon, 3)
+    running, reports = bench.gateway.firmware, bench.closing_reports()
+    bench.gateway.release("sysupgrade")
+    bench.wait_for_end(action)
+
+    assert (running, reports) == (OLD, [])
+    assert len(re.findall(WAITS, daemon.log)) == 1
+    assert action.status is Status.FINISHED
+    assert len(bench.gateway.calls("sysupgrade")) == 1
+    release.assert_installed()
+
+
+def test_firmware_whose_tool_fails_after_the_daemon_was_killed_has_failed(bench):
+    release = Release(bench, ["os"])
+    action = release.assign()
+
+    daemon, _ = daemon_killed_while_held(bench, release, "sysupgrade", exit=1)
+    daemon.wait_for_line(WAITS)
+    wait_for_steps(bench, daemon, 3)
+    reports = bench.closing_reports()
+    bench.gateway.release("sysupgrade")
+
+    assert reports == []
+    assert failure(bench, action, "os", "Expected version does not match the version that was found") == \
+        f"expected_version: {NEW}\nfound_version: {OLD}"
+    assert len(bench.gateway.calls("sysupgrade")) == 1
+
+
+@pytest.mark.parametrize("part, tool", [("zw", "zwprogrammer"), ("os", "sysupgrade")])
+def test_daemon_that_waits_for_a_tool_polls_and_stops_at_once(bench, part, tool):
+    release = Release(bench, [part])
+    action = release.assign()
+    daemon, calls = daemon_killed_while_held(bench, release, tool)
     daemon.wait_for_line(WAITS)
 
     let_it_poll_again(bench)

@@ -65,6 +65,15 @@ TEST_F(OwnFile, ThatOthersMayTouchIsRefused) {
     }
 }
 
+TEST_F(OwnFile, OfAnotherUserIsRefused) {
+    constexpr uid_t another = 65534;
+    if (::chown(path.c_str(), another, static_cast<gid_t>(-1)) != 0) {
+        GTEST_SKIP() << "only root can give files away";
+    }
+
+    EXPECT_FALSE(open_own_file(path).is_open());
+}
+
 TEST_F(OwnFile, PipeIsNeitherOpenedNorWaitedFor) {
     ASSERT_EQ(::mkfifo(directory.path("pipe").c_str(), 0600), 0);
 

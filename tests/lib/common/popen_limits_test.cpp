@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <atomic>
-#include <cerrno>
 #include <csignal>
-#include <ctime>
 #include <fstream>
 #include <memory>
 #include <new>
@@ -18,31 +16,8 @@
 #include "popen_test.h"
 #include "support/emulator.h"
 #include "support/interrupting_timer.h"
+#include "support/noted_pauses.h"
 #include "support/temporary_directory.h"
-
-namespace {
-
-/// The pauses of this thread.
-thread_local std::vector<std::chrono::nanoseconds> pauses;
-/// What is made after a few of them, if it has a name.
-thread_local std::string made_after_pauses;
-
-}  // namespace
-
-/// In the place of the system's.
-extern "C" int note_pause_of_command(const timespec* time, timespec* rest) {
-    pauses.emplace_back(std::chrono::seconds{time->tv_sec} +
-                        std::chrono::nanoseconds{time->tv_nsec});
-    constexpr std::size_t a_few = 3;
-    if (pauses.size() == a_few && !made_after_pauses.empty()) {
-        static_cast<void>(std::ofstream{made_after_pauses});
-    }
-    errno = clock_nanosleep(CLOCK_MONOTONIC, 0, time, rest);
-    return errno == 0 ? 0 : -1;
-}
-
-extern "C" int nanosleep(const timespec*, timespec*)
-    __attribute__((alias("note_pause_of_command")));
 
 namespace zephran::common {
 namespace {
@@ -188,8 +163,11 @@ TEST(POpen, LimitHoldsForAChildThatNeverStopsWriting) {
 
 /// Leaves this process so little memory that a long text cannot be stored.
 void use_up_memory() {
+    constexpr std::size_t left = 50000;
     std::vector<std::unique_ptr<char[]>> blocks;  // NOLINT(modernize-avoid-c-arrays)
     blocks.reserve(100000);
+    // What earlier tests have left of the heap may be too little for the first block.
+    blocks.push_back(std::make_unique<char[]>(left));  // NOLINT(modernize-avoid-c-arrays)
     std::ifstream sizes{"/proc/self/statm"};
     rlim_t pages = 0;
     sizes >> pages;
@@ -198,7 +176,7 @@ void use_up_memory() {
     setrlimit(RLIMIT_AS, &limit);
     try {
         while (true) {
-            blocks.push_back(std::make_unique<char[]>(50000));  // NOLINT(modernize-avoid-c-arrays)
+            blocks.push_back(std::make_unique<char[]>(left));  // NOLINT(modernize-avoid-c-arrays)
         }
     } catch (const std::bad_alloc&) {
         blocks.pop_back();
@@ -275,23 +253,23 @@ TEST(POpen, ChildMayExitAfterItHasClosedItsOutput) {
 /// A child that closes its output and stays until this process has paused a few times.
 class POpenSteps : public testing::Test {
 protected:
-    POpenSteps() {
-        pauses.clear();
-        made_after_pauses = directory.path("end");
-    }
-    ~POpenSteps() override { made_after_pauses.clear(); }
-
     TemporaryDirectory directory;
     POpen process{
         "exec >&-; while [ ! -e '" + directory.path("end") + "' ]; do sleep 0.02; done; exit 4",
         {long_time, 5ms, 50ms}};
     std::string output;
+    NotedPauses pauses{[this](std::size_t count) {
+        constexpr std::size_t a_few = 3;
+        if (count == a_few) {
+            directory.write("end", "");
+        }
+    }};
 };
 
 TEST_F(POpenSteps, ExitIsWaitedForWithPauses) {
     EXPECT_EQ(process.wait(output, long_time), 4);
 
-    EXPECT_EQ(pauses, std::vector<std::chrono::nanoseconds>(pauses.size(), 5ms));
+    EXPECT_EQ(pauses.all(), std::vector<std::chrono::nanoseconds>(pauses.all().size(), 5ms));
 }
 
 TEST_F(POpenSteps, ExitIsWaitedForWithPausesUntilTheRequestToo) {
@@ -299,7 +277,7 @@ TEST_F(POpenSteps, ExitIsWaitedForWithPausesUntilTheRequestToo) {
 
     EXPECT_EQ(process.wait(output, stop), 4);
 
-    EXPECT_EQ(pauses.back(), 5ms);
+    EXPECT_EQ(pauses.all().back(), 5ms);
 }
 
 /// Lets nobody wait for children while it lives: they are gone as soon as they have ended.

@@ -198,6 +198,16 @@ TEST_F(ReportFileTest, FileThatOthersMayReadIsDropped) {
     expect_dropped("not a file that this daemon has written");
 }
 
+TEST_F(ReportFileTest, FileOfAnotherUserIsDropped) {
+    constexpr uid_t another = 65534;
+    file.save(closing());
+    if (chown(path().c_str(), another, static_cast<gid_t>(-1)) != 0) {
+        GTEST_SKIP() << "only root can give files away";
+    }
+
+    expect_dropped("not a file that this daemon has written");
+}
+
 TEST_F(ReportFileTest, SecondNameIsDropped) {
     file.save(closing());
     const TemporaryDirectory elsewhere;

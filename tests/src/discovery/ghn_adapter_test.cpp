@@ -69,5 +69,23 @@ TEST(GhnAdapter, TalkativeOneIsRefused) {
     }
 }
 
+TEST(GhnAdapter, TalkativeOneThatRepeatsThePasswordDoesNotTellIt) {
+    const SimulatedModems modems;
+    modems.add_adapter("02:00:00:00:00:0a", "SN-1");
+    ghn::ConfigLayerCommand command;
+    command.password("hush").mac_address("02:00:00:00:00:0a");
+    // The second one stands where the record is cut off.
+    modems.answer("02:00:00:00:00:0a", "SYSTEM.PRODUCTION.DEVICE_NAME",
+                  "hush" + std::string(250, '1') + "hush" + std::string(256, '2'));
+    try {
+        static_cast<void>(ask_adapter(common::MacAddress::parse("02:00:00:00:00:0A"), command,
+                                      common::no_stop_request));
+        ADD_FAILURE();
+    } catch (const ghn::ConfigLayerFormatException& error) {
+        EXPECT_EQ(*boost::get_error_info<ghn::configlayer_output_tag>(error),
+                  "***" + std::string(250, '1') + "***");
+    }
+}
+
 }  // namespace
 }  // namespace zephran::discovery

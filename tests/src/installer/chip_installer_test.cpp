@@ -27,6 +27,7 @@ public:
     explicit NotingInstaller(std::string path) : lock_path{std::move(path)} {}
 
     unsigned writes = 0;
+    unsigned questions = 0;
     bool fails = false;
     /// Inherits the lock.
     std::string tool;
@@ -45,6 +46,10 @@ protected:
             ZEPHRAN_THROW(InstallationFailedException{});
         }
         set_installed();
+    }
+    [[nodiscard]] bool chip_is_written() override {
+        ++questions;
+        return ChipInstaller::chip_is_written();
     }
 
 private:
@@ -69,8 +74,9 @@ protected:
         }
     }
     [[nodiscard]] bool is_free() const { return common::LockFile{path}.try_to_lock(); }
-    [[nodiscard]] std::vector<std::string> waits() const {
-        return logged_after(" start_installation: event=waiting ", log.text());
+    [[nodiscard]] std::vector<std::string> waits(
+        const std::string& function = "start_installation") const {
+        return logged_after(" " + function + ": event=waiting ", log.text());
     }
 
     FakePlatform platform;
@@ -136,6 +142,7 @@ TEST_F(ChipInstallerTest, WaitsUntilTheLockIsFreeAndSaysSoOnce) {
 
     tick(5);
     EXPECT_EQ(installer.writes, 0U);
+    EXPECT_EQ(installer.questions, 0U);
     EXPECT_FALSE(installer.is_finished());
     EXPECT_FALSE(installer.error().has_error);
     other_tool.unlock();
@@ -146,6 +153,15 @@ TEST_F(ChipInstallerTest, WaitsUntilTheLockIsFreeAndSaysSoOnce) {
     EXPECT_TRUE(installer.is_finished());
     EXPECT_TRUE(is_free());
     EXPECT_EQ(waits(), std::vector<std::string>{"message=a tool is still writing a chip"});
+}
+
+TEST_F(ChipInstallerTest, ToolOfTheNextInstallationDoesNotHoldUpTheEnd) {
+    tick(2);
+    ASSERT_TRUE(other_tool.try_to_lock());
+
+    tick(1);
+
+    EXPECT_TRUE(installer.is_finished());
 }
 
 TEST_F(ChipInstallerTest, ArtifactsAreVerifiedOnceMoreAfterTheWait) {
@@ -209,6 +225,49 @@ TEST_F(ChipInstallerTest, ResumedInstallationIsNotStarted) {
 
     EXPECT_EQ(installer.writes, 0U);
     EXPECT_FALSE(installer.is_finished());
+    EXPECT_EQ(installer.questions, 3U);
+    EXPECT_TRUE(is_free());
+}
+
+TEST_F(ChipInstallerTest, ResultOfAResumedOneIsAskedForOnceItsToolHasEnded) {
+    ASSERT_TRUE(other_tool.try_to_lock());
+    installer.resume();
+
+    tick(3);
+    EXPECT_EQ(installer.questions, 0U);
+    EXPECT_FALSE(installer.error().has_error);
+    other_tool.unlock();
+    tick(1);
+
+    EXPECT_EQ(installer.questions, 1U);
+    EXPECT_TRUE(is_free());
+    EXPECT_EQ(waits("installation_has_finished"),
+              std::vector<std::string>{"message=a tool is still writing a chip"});
+}
+
+TEST_F(ChipInstallerTest, ToolThatStartsLaterDoesNotHoldUpAResumedOne) {
+    installer.resume();
+    tick(1);
+    ASSERT_TRUE(other_tool.try_to_lock());
+
+    tick(1);
+
+    EXPECT_EQ(installer.questions, 2U);
+}
+
+TEST_F(ChipInstallerTest, ResumedOneWhoseToolStillWritesCannotBeCancelled) {
+    ASSERT_TRUE(other_tool.try_to_lock());
+    installer.resume();
+    tick(1);
+
+    installer.cancel();
+    tick(2);
+
+    EXPECT_FALSE(installer.is_cancelled());
+    EXPECT_EQ(installer.error().error_message, "Installation cannot be cancelled");
+    other_tool.unlock();
+    tick(1);
+    EXPECT_EQ(installer.questions, 1U);
 }
 
 }  // namespace

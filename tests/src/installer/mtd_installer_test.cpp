@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "installer/mtd_installer.h"
 
-#include <cerrno>
 #include <chrono>
-#include <ctime>
 #include <functional>
 #include <vector>
 
@@ -14,13 +12,13 @@
 #include "support/captured_log.h"
 #include "support/fake_platform.h"
 #include "support/image_chunk.h"
+#include "support/noted_pauses.h"
 #include "support/simulated_tools.h"
 #include "support/waiting_program.h"
 
 namespace {
 
 std::function<void()> on_sync;
-std::vector<std::chrono::nanoseconds> pauses;
 
 }  // namespace
 
@@ -31,16 +29,6 @@ extern "C" void sync() noexcept {
         on_sync();
     }
 }
-
-extern "C" int note_pause_of_installer(const timespec* time, timespec* rest) {
-    pauses.emplace_back(std::chrono::seconds{time->tv_sec} +
-                        std::chrono::nanoseconds{time->tv_nsec});
-    errno = clock_nanosleep(CLOCK_MONOTONIC, 0, time, rest);
-    return errno == 0 ? 0 : -1;
-}
-
-extern "C" int nanosleep(const timespec*, timespec*)
-    __attribute__((alias("note_pause_of_installer")));
 
 namespace zephran::installer {
 namespace {
@@ -229,6 +217,16 @@ TEST_F(MTDInstallerTest, FileLargerThanThePartitionIsRefusedWhateverSizeWasAnnou
     EXPECT_EQ(tools.calls(), Lines{});
 }
 
+TEST_F(MTDInstallerTest, AnnouncedSizeLargerThanThePartitionIsRefusedWhateverTheFileHas) {
+    platform.directory.write("boot.bin", "short");
+    gateway.write("mtd/mtd1/size", std::to_string(image.size() - 1) + "\n");
+
+    start();
+
+    expect_failure("Image is larger than the partition");
+    EXPECT_EQ(tools.calls(), Lines{});
+}
+
 TEST_F(MTDInstallerTest, ImageAsLargeAsThePartitionIsWritten) {
     gateway.write("mtd/mtd1/size", std::to_string(image.size()) + "\n");
 
@@ -403,11 +401,11 @@ TEST_F(MTDInstallerTest, GivesUpAfterTheLastAttemptWithThePartitionErased) {
 TEST_F(MTDInstallerTest, PausesBetweenTheAttempts) {
     constexpr std::uint32_t attempts = 20;
     write_with("exit 1");
-    pauses.clear();
+    const NotedPauses pauses;
 
     start(attempts);
 
-    EXPECT_EQ(pauses,
+    EXPECT_EQ(pauses.all(),
               std::vector<std::chrono::nanoseconds>(attempts, std::chrono::milliseconds{10}));
 }
 

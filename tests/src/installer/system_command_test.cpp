@@ -79,6 +79,18 @@ TEST(SystemCommand, CommandThatMeetsItsLimitFailsLikeOneThatIsKilled) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, 30s);
 }
 
+TEST(SystemCommand, CommandThatMeetsItsLimitIsAskedToEndBeforeItIsKilled) {
+    constexpr int nothing = -1;
+    const TemporaryDirectory directory;
+
+    // Long enough for a shell to start on a busy machine.
+    EXPECT_FALSE(run_command("trap 'echo asked >" + directory.path("file") +
+                                 "; exit' TERM; while :; do sleep 0.02; done",
+                             nothing, 2s));
+
+    EXPECT_EQ(directory.read("file"), "asked\n");
+}
+
 TEST(SystemCommand, CommandThatIgnoresTheRequestToEndIsKilled) {
     constexpr int nothing = -1;
 
