@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "deployment/artifact_files.h"
 
-#include <algorithm>
-
 #include <boost/exception/diagnostic_information.hpp>
 #include <unistd.h>
 
@@ -43,8 +41,8 @@ std::string download_url(const Artifact& artifact) {
     return link.str();
 }
 
-void verify(const Artifact& artifact) {
-    const std::string path = artifact_path(artifact);
+void verify(const Artifact& artifact, const DownloadFolder& folder) {
+    const std::string path = artifact_path(artifact, folder);
     try {
         require_checksum(path, artifact);
     } catch (const std::exception& error) {
@@ -54,22 +52,24 @@ void verify(const Artifact& artifact) {
     }
 }
 
-void verify_all(const Chunk& chunk) {
-    std::for_each(chunk.artifacts().begin(), chunk.artifacts().end(), verify);
+void verify_all(const Chunk& chunk, const DownloadFolder& folder) {
+    for (const Artifact& artifact : chunk.artifacts()) {
+        verify(artifact, folder);
+    }
 }
 
-void remove(const Chunk& chunk) {
+void remove(const Chunk& chunk, const DownloadFolder& folder) {
     for (const Artifact& artifact : chunk.artifacts()) {
         if (hawkbit::is_safe_artifact_name(artifact.filename())) {
-            ::unlink(artifact_path(artifact).c_str());
+            ::unlink(artifact_path(artifact, folder).c_str());
         }
     }
 }
 
-void remove_partial(const Chunk& chunk) {
+void remove_partial(const Chunk& chunk, const DownloadFolder& folder) {
     for (const Artifact& artifact : chunk.artifacts()) {
         if (hawkbit::is_safe_artifact_name(artifact.filename())) {
-            PartialFile{artifact_path(artifact)}.remove();
+            PartialFile{artifact_path(artifact, folder)}.remove();
         }
     }
 }

@@ -17,13 +17,14 @@ std::set<std::string>& claimed_names() {
     return names;
 }
 
-std::set<std::string> names_in(const std::vector<FileClaim::Chunk>& chunks, FileClaim::Names kind) {
+std::set<std::string> names_in(const std::vector<FileClaim::Chunk>& chunks, FileClaim::Names kind,
+                               const std::string& folder) {
     std::set<std::string> names;
     for (const auto& chunk : chunks) {
         for (const auto& artifact : chunk.artifacts()) {
-            names.insert(artifact.filename());
+            names.insert(folder + artifact.filename());
             if (kind == FileClaim::Names::of_partial_files_too) {
-                names.insert(PartialFile::name_for(artifact.filename()));
+                names.insert(folder + PartialFile::name_for(artifact.filename()));
             }
         }
     }
@@ -32,11 +33,11 @@ std::set<std::string> names_in(const std::vector<FileClaim::Chunk>& chunks, File
 
 }  // namespace
 
-bool FileClaim::acquire(const std::vector<Chunk>& chunks, Names kind) {
+bool FileClaim::acquire(const std::vector<Chunk>& chunks, Names kind, const std::string& folder) {
     if (held) {
         return true;
     }
-    auto wanted = names_in(chunks, kind);
+    auto wanted = names_in(chunks, kind, folder);
     auto& claimed = claimed_names();
     if (std::any_of(wanted.begin(), wanted.end(),
                     [&](const std::string& name) { return claimed.count(name) != 0; })) {

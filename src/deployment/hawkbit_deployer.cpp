@@ -125,9 +125,11 @@ std::unique_ptr<HawkbitInstaller> HawkbitDeployer::make_installer(const Chunk& f
         ZEPHRAN_THROW(UnsupportedPartException{} << part_tag{for_chunk.part()});
     }
     auto created = InstallerFactory::create_installer(for_chunk.part(), context);
-    created->assign(for_chunk, target_attributes);
+    created->assign(for_chunk, target_attributes, context.download_folder);
     // Between the download of a file and its use lie other downloads and other agents' steps.
-    created->call_before_start(artifact_files::verify_all);
+    created->call_before_start([folder = context.download_folder](const Chunk& checked) {
+        artifact_files::verify_all(checked, folder);
+    });
     call_for_records(*created);
     return created;
 }

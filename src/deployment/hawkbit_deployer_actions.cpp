@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <algorithm>
-
 #include "common/exception.h"
 #include "deployment/artifact_files.h"
 #include "deployment/hawkbit_deployer.h"
@@ -38,15 +36,16 @@ void HawkbitDeployer::download_artifact() {
         download.reset();
         return;
     }
-    const std::string file = artifact_path(artifact());
+    const std::string file = artifact_path(artifact(), context.download_folder);
     const http::Client client = make_http_client();
+    context.download_folder.make();
     platform::prepare_download(chunk(), artifact(), context.options.tool_limit);
     client.download_to_file(artifact_files::download_url(artifact()), file);
 }
 
 void HawkbitDeployer::verify_artifact() {
     ZLOG_DEBUG("event", "verify_artifact", "fsm", fsm_identity());
-    artifact_files::verify(artifact());
+    artifact_files::verify(artifact(), context.download_folder);
 }
 
 void HawkbitDeployer::start_installer() {
@@ -67,19 +66,21 @@ void HawkbitDeployer::cancel_installer() {
 
 void HawkbitDeployer::remove_artifacts() {
     ZLOG_DEBUG("event", "remove_artifacts", "fsm", fsm_identity());
-    artifact_files::remove(chunk());
+    artifact_files::remove(chunk(), context.download_folder);
 }
 
 void HawkbitDeployer::cleanup() {
     ZLOG_DEBUG("event", "cleanup", "fsm", fsm_identity());
     download.reset();
     // Until it owns its names the files are another deployer's.
-    if (file_claim.is_held()) {
-        std::for_each(action.chunks().begin(), action.chunks().end(), artifact_files::remove);
+    if (!file_claim.is_held()) {
+        return;
     }
-    if (file_claim.is_held() && downloads.resume && !keeps_partial_files) {
-        std::for_each(action.chunks().begin(), action.chunks().end(),
-                      artifact_files::remove_partial);
+    for (const Chunk& each : action.chunks()) {
+        artifact_files::remove(each, context.download_folder);
+        if (downloads.resume && !keeps_partial_files) {
+            artifact_files::remove_partial(each, context.download_folder);
+        }
     }
 }
 

@@ -20,9 +20,10 @@ std::uint64_t announced_size(const HawkbitDeployer::Artifact& artifact) {
 }  // namespace
 
 bool HawkbitDeployer::claim_files() {
-    return file_claim.acquire(action.chunks(), downloads.resume
-                                                   ? FileClaim::Names::of_partial_files_too
-                                                   : FileClaim::Names::of_artifacts);
+    return file_claim.acquire(
+        action.chunks(),
+        downloads.resume ? FileClaim::Names::of_partial_files_too : FileClaim::Names::of_artifacts,
+        context.download_folder.prefix());
 }
 
 void HawkbitDeployer::prepare_stop() {
@@ -36,7 +37,7 @@ DownloadTask HawkbitDeployer::download_task() const {
     DownloadTask task;
     task.artifact = artifact();
     task.url = artifact_files::download_url(artifact());
-    task.path = artifact_path(artifact());
+    task.path = artifact_path(artifact(), context.download_folder);
     task.resumes = downloads.resume && PartialFile::is_possible(artifact(), action.chunks());
     task.checks_space = downloads.space_reserve.has_value();
     task.free_space = environment.free_space;
@@ -45,6 +46,7 @@ DownloadTask HawkbitDeployer::download_task() const {
 
 void HawkbitDeployer::begin_download() {
     DownloadTask task = download_task();
+    context.download_folder.make();
     platform::prepare_download(chunk(), artifact(), context.options.tool_limit);
     if (artifact_index == 0) {
         require_space_for_chunk();
@@ -59,11 +61,11 @@ void HawkbitDeployer::require_space_for_chunk() const {
     }
     std::uint64_t needed = *downloads.space_reserve;
     for (const Artifact& each : chunk().artifacts()) {
-        const std::string path = artifact_path(each);
+        const std::string path = artifact_path(each, context.download_folder);
         const std::uint64_t there = downloads.resume ? PartialFile{path}.size() : 0;
         needed += announced_size(each) - std::min(announced_size(each), there);
     }
-    require_space(needed, environment.free_space(platform::get_temp_directory()));
+    require_space(needed, environment.free_space(context.download_folder.prefix()));
 }
 
 }  // namespace zephran

@@ -2,13 +2,13 @@
 #include "installer/artifact_path.h"
 
 #include "hawkbit/artifact_name.h"
-#include "platform.h"
 
 namespace zephran {
 
-std::string artifact_path(const hawkbit::DeploymentActionMessage::Artifact& artifact) {
+std::string artifact_path(const hawkbit::DeploymentActionMessage::Artifact& artifact,
+                          const DownloadFolder& folder) {
     hawkbit::require_safe_artifact_name(artifact.filename());
-    return platform::get_temp_directory() + artifact.filename();
+    return folder.prefix() + artifact.filename();
 }
 
 }  // namespace zephran

@@ -9,6 +9,7 @@
 #include <boost/exception/diagnostic_information.hpp>
 
 #include "common/exception.h"
+#include "installer/artifact_path.h"
 #include "installer/file_copy.h"
 #include "platform.h"
 #include "store/device_store.h"
@@ -42,9 +43,15 @@ HawkbitInstaller::HawkbitInstaller(Clock current_time, SteadyClock steady_time)
 HawkbitInstaller::~HawkbitInstaller() = default;
 
 void HawkbitInstaller::assign(const hawkbit::DeploymentActionMessage::Chunk& new_chunk,
-                              const hawkbit::Attributes& attributes) {
+                              const hawkbit::Attributes& attributes, const DownloadFolder& folder) {
     chunk_ = new_chunk;
     target_attributes = &attributes;
+    download_folder = folder;
+}
+
+std::string HawkbitInstaller::path_of(
+    const hawkbit::DeploymentActionMessage::Artifact& artifact) const {
+    return artifact_path(artifact, download_folder);
 }
 
 void HawkbitInstaller::check_artifact_count() {

@@ -12,6 +12,7 @@
 #include "fsm/advancing_fsm.h"
 #include "hawkbit/attributes.h"
 #include "hawkbit/messages/deployment_action.h"
+#include "installer/download_folder.h"
 #include "installer/error_record.h"
 
 namespace zephran {
@@ -62,8 +63,9 @@ public:
 
     /// Sets what to install, and for which target, before the first tick.
     /// @param attributes of the target; must outlive the installer
+    /// @param folder where the target's artifacts are
     void assign(const hawkbit::DeploymentActionMessage::Chunk& new_chunk,
-                const hawkbit::Attributes& attributes);
+                const hawkbit::Attributes& attributes, const DownloadFolder& folder = {});
 
     /// Sets what is called right before the installation starts, but not when one is resumed. An
     /// exception of it fails the installation.
@@ -153,6 +155,10 @@ protected:
     [[nodiscard]] virtual bool cancellation_has_finished() = 0;
 
     [[nodiscard]] const hawkbit::DeploymentActionMessage::Chunk& chunk() const { return chunk_; }
+    /// Where an artifact of the chunk is.
+    /// @throws hawkbit::UnsafeFilenameException
+    [[nodiscard]] std::string path_of(
+        const hawkbit::DeploymentActionMessage::Artifact& artifact) const;
     [[nodiscard]] bool is_resumed() const { return resumed; }
     std::ostream& report() { return report_; }
 
@@ -175,6 +181,7 @@ private:
     void store_installed_version_time();
 
     hawkbit::DeploymentActionMessage::Chunk chunk_;
+    DownloadFolder download_folder;
     ChunkCallback before_start;
     ChunkCallback before_overwriting;
     ChunkCallback before_beginning;

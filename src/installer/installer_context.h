@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "common/mac_address.h"
+#include "installer/download_folder.h"
 #include "options/service_options.h"
 
 namespace zephran {
@@ -23,6 +24,8 @@ struct InstallerContext {
     /// Address of the device that the agent represents.
     common::MacAddress mac_address;
     InstallationOptions options;
+    /// Where the artifacts of the target are downloaded to.
+    DownloadFolder download_folder;
 };
 
 }  // namespace zephran

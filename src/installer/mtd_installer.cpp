@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include "installer/artifact_digest.h"
-#include "installer/artifact_path.h"
 #include "installer/command_log.h"
 #include "installer/exceptions.h"
 #include "installer/installer_factory.h"
@@ -88,7 +87,7 @@ bool MTDInstaller::holds_image() const {
 void MTDInstaller::require_room() const {
     const auto& image = chunk().artifacts().front();
     // The tool writes the file, whatever size the server has stated.
-    const std::int64_t size = std::max<std::int64_t>(image.size(), file_size(artifact_path(image)));
+    const std::int64_t size = std::max<std::int64_t>(image.size(), file_size(path_of(image)));
     const std::int64_t room = read_number(size_file);
     if (room >= 0 && size > room) {
         ZEPHRAN_THROW(ImageTooLargeException{} << common::filename_tag{device}
@@ -125,7 +124,7 @@ std::string MTDInstaller::erase_size() const {
 }
 
 std::string MTDInstaller::write_command() const {
-    return "dd if=" + artifact_path(chunk().artifacts().front()) + " of=" + device +
+    return "dd if=" + path_of(chunk().artifacts().front()) + " of=" + device +
            " bs=" + erase_size();
 }
 

@@ -2,7 +2,6 @@
 #include "installer/opkg_installer.h"
 
 #include "common/popen.h"
-#include "installer/artifact_path.h"
 #include "installer/exceptions.h"
 #include "installer/installer_factory.h"
 
@@ -20,7 +19,7 @@ std::unique_ptr<HawkbitInstaller> OpkgInstaller::create(const InstallerContext& 
 
 void OpkgInstaller::start_installation() {
     const std::string command =
-        "opkg --force-overwrite install " + artifact_path(chunk().artifacts().front()) + " 2>&1";
+        "opkg --force-overwrite install " + path_of(chunk().artifacts().front()) + " 2>&1";
     ZLOG_INFO("action", "start_installation", "installer", "opkg", "command", command);
 
     std::string output;

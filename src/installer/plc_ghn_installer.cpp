@@ -8,7 +8,6 @@
 #include "common/popen.h"
 #include "ghn/ghn_config.h"
 #include "ghn/ghn_utility.h"
-#include "installer/artifact_path.h"
 #include "installer/command_log.h"
 #include "installer/exceptions.h"
 #include "installer/installer_factory.h"
@@ -136,8 +135,8 @@ void PLCGhnInstaller::arm_upgrade(const ghn::ConfigLayerCommand& base) const {
 
 void PLCGhnInstaller::push_image(const ghn::ConfigLayerCommand& base,
                                  const std::string& interface) const {
-    const std::string command = "l2fwserver " + artifact_path(chunk().artifacts().front()) + " " +
-                                interface + " -m " + mac.str();
+    const std::string command =
+        "l2fwserver " + path_of(chunk().artifacts().front()) + " " + interface + " -m " + mac.str();
     log_command(loggable(base, command));
     std::string output;
     const int exit_code =

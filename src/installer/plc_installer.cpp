@@ -3,7 +3,6 @@
 
 #include <utility>
 
-#include "installer/artifact_path.h"
 #include "installer/installer_factory.h"
 #include "installer/system_command.h"
 
@@ -27,7 +26,7 @@ std::unique_ptr<HawkbitInstaller> PLCInstaller::create(const InstallerContext& c
 }
 
 void PLCInstaller::write_chip() {
-    const std::string source = artifact_path(chunk().artifacts().front());
+    const std::string source = path_of(chunk().artifacts().front());
     run_service("stop");
     store_firmware(source);
     run_service("start");

@@ -8,7 +8,6 @@
 
 #include "common/exception.h"
 #include "common/regular_file.h"
-#include "installer/artifact_path.h"
 #include "installer/installer_factory.h"
 
 namespace zephran::installer {
@@ -43,7 +42,7 @@ void ScriptInstaller::check_artifact_count() {
 }
 
 void ScriptInstaller::start_installation() {
-    const std::string path = artifact_path(chunk().artifacts().front());
+    const std::string path = path_of(chunk().artifacts().front());
     make_executable(path);
     about_to_begin();
 

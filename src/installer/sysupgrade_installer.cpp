@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "common/popen.h"
-#include "installer/artifact_path.h"
 #include "installer/command_log.h"
 #include "installer/exceptions.h"
 #include "installer/firmware_version.h"
@@ -54,7 +53,7 @@ void SysupgradeInstaller::write_chip() {
 
 std::string SysupgradeInstaller::command() const {
     const std::string flash_option = installed_flash_type == "nand" ? "nand" : "";
-    return "sysupgrade " + flash_option + " '" + artifact_path(chunk().artifacts().front()) + "'" +
+    return "sysupgrade " + flash_option + " '" + path_of(chunk().artifacts().front()) + "'" +
            (options.upgrade_handover == UpgradeHandover::any ? " 2>&1" : "");
 }
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "installer/zwprogrammer_installer.h"
 
-#include "installer/artifact_path.h"
 #include "installer/command_log.h"
 #include "installer/installer_factory.h"
 #include "installer/system_command.h"
@@ -21,7 +20,7 @@ std::unique_ptr<HawkbitInstaller> ZWProgrammerInstaller::create(
 
 void ZWProgrammerInstaller::write_chip() {
     const std::string command =
-        "zwprogrammer --progzwave '" + artifact_path(chunk().artifacts().front()) + "'";
+        "zwprogrammer --progzwave '" + path_of(chunk().artifacts().front()) + "'";
     about_to_overwrite();
     log_command(command);
     run_required_command(command, lock_descriptor());

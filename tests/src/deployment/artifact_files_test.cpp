@@ -31,7 +31,7 @@ protected:
     /// The path that a failed verification names, "" if it does not fail.
     [[nodiscard]] static std::string refused_path(const Artifact& refused) {
         try {
-            artifact_files::verify(refused);
+            artifact_files::verify(refused, {});
         } catch (const hawkbit::VerificationFailedException& error) {
             const auto* const path = boost::get_error_info<common::filename_tag>(error);
             return path == nullptr ? "no path" : *path;
@@ -46,7 +46,7 @@ protected:
 TEST_F(ArtifactFiles, IntactFilePasses) {
     platform.directory.write("a.bin", std::string("\0\n\r\xFF", 4));
 
-    EXPECT_NO_THROW(artifact_files::verify(artifact({"a.bin", std::string("\0\n\r\xFF", 4)})));
+    EXPECT_NO_THROW(artifact_files::verify(artifact({"a.bin", std::string("\0\n\r\xFF", 4)}), {}));
 }
 
 TEST_F(ArtifactFiles, SumOfTheOtherKindDecidesWhereItIsStated) {
@@ -70,7 +70,7 @@ TEST_F(ArtifactFiles, SumOfTheOtherKindDecidesWhereItIsStated) {
 TEST_F(ArtifactFiles, EmptyFilePasses) {
     platform.directory.write("a.bin", "");
 
-    EXPECT_NO_THROW(artifact_files::verify(artifact({"a.bin", ""})));
+    EXPECT_NO_THROW(artifact_files::verify(artifact({"a.bin", ""}), {}));
 }
 
 TEST_F(ArtifactFiles, ChangedFileIsRefusedByItsPath) {
@@ -120,7 +120,7 @@ TEST_F(ArtifactFiles, RemoveDeletesTheFilesOfTheChunkAndNoOthers) {
     platform.directory.write("b.bin", "");
     platform.directory.write("c.bin", "");
 
-    artifact_files::remove(chunk_with({{"a.bin"}, {"missing"}, {"b.bin"}}));
+    artifact_files::remove(chunk_with({{"a.bin"}, {"missing"}, {"b.bin"}}), {});
 
     EXPECT_FALSE(platform.directory.has("a.bin"));
     EXPECT_FALSE(platform.directory.has("b.bin"));
@@ -132,7 +132,7 @@ TEST_F(ArtifactFiles, RemoveStaysInsideTheTemporaryDirectory) {
     platform.directory.write("inner/inside", "");
     platform.temp_directory = platform.directory.path("inner") + "/";
 
-    artifact_files::remove(chunk_with({{"../outside"}, {"inside"}}));
+    artifact_files::remove(chunk_with({{"../outside"}, {"inside"}}), {});
 
     EXPECT_TRUE(platform.directory.has("outside"));
     EXPECT_FALSE(platform.directory.has("inner/inside"));

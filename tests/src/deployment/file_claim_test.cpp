@@ -31,6 +31,17 @@ TEST(FileClaim, NameBelongsToTheFirst) {
     EXPECT_FALSE(second.is_held());
 }
 
+TEST(FileClaim, NameInAnotherFolderIsAnotherName) {
+    FileClaim first;
+    FileClaim second;
+    FileClaim third;
+    constexpr auto kind = FileClaim::Names::of_partial_files_too;
+    first.acquire(a_and_b, kind, "/downloads/one/");
+
+    EXPECT_TRUE(second.acquire(a_and_b, kind, "/downloads/two/"));
+    EXPECT_FALSE(third.acquire(a_and_b, kind, "/downloads/one/"));
+}
+
 TEST(FileClaim, RefusedClaimTakesNoName) {
     FileClaim first;
     FileClaim second;

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <filesystem>
 #include <memory>
 
 #include <gmock/gmock.h>
@@ -131,6 +132,55 @@ TEST_F(HawkbitDeployerFiles, DeploymentsWithOtherNamesRunSideBySide) {
 
     EXPECT_THAT(part.script.started, ElementsAre("a:1", "other:9"));
     EXPECT_THAT(log.text(), Not(HasSubstr(waiting)));
+}
+
+TEST_F(HawkbitDeployerFiles, DeploymentsInFoldersOfTheirOwnRunSideBySide) {
+    const std::string place = platform.directory.path("downloads");
+    part.script.steps_to_install = 100;
+    context.download_folder = DownloadFolder{place, "one"};
+    make(scripted_deployment(1));
+    context.download_folder = DownloadFolder{place, "two"};
+    make_other(scripted_deployment(1));
+    tick(ticks_to_installer + 1);
+
+    tick_other(ticks_to_installer + 1);
+
+    EXPECT_THAT(part.script.started, ElementsAre("a:1", "a:1"));
+    EXPECT_TRUE(has_file("downloads/agent-one/a.bin"));
+    EXPECT_TRUE(has_file("downloads/agent-two/a.bin"));
+    EXPECT_FALSE(has_file("a.bin"));
+    deployer->cancel();
+    run_to_end();
+    EXPECT_FALSE(has_file("downloads/agent-one/a.bin"));
+    EXPECT_TRUE(has_file("downloads/agent-two/a.bin"));
+}
+
+TEST_F(HawkbitDeployerFiles, FolderThatWasDeletedIsMadeAgain) {
+    context.download_folder = DownloadFolder{platform.directory.path("downloads"), "one"};
+    downloads.resume = true;
+    make(scripted_deployment(2));
+    while (deployer->chunk_index() == 0) {
+        tick(1);
+    }
+    std::filesystem::remove_all(platform.directory.path("downloads"));
+
+    run_to_end();
+
+    EXPECT_TRUE(deployer->is_finished());
+    EXPECT_THAT(part.script.started, ElementsAre("a:1", "b:2"));
+}
+
+TEST_F(HawkbitDeployerFiles, FolderThatCannotBeMadeFailsTheDeployment) {
+    platform.directory.write("downloads", "a file");
+    context.download_folder = DownloadFolder{platform.directory.path("downloads"), "one"};
+    make(scripted_deployment(1));
+
+    run_to_end();
+
+    EXPECT_TRUE(deployer->is_cancelled());
+    EXPECT_THAT(files.requests, IsEmpty());
+    EXPECT_EQ(deployer->error().error_message, "Failed to open file for writing");
+    EXPECT_EQ(deployer->error().error_details, "filename: " + platform.directory.path("downloads"));
 }
 
 TEST_F(HawkbitDeployerFiles, InterruptedInstallationIsTakenUpWhenTheNameIsFree) {

@@ -18,14 +18,18 @@ TEST(ArtifactPath, IsTheTemporaryDirectoryFollowedByTheName) {
     FakePlatform platform;
     platform.temp_directory = "/somewhere/prefix-";
 
-    EXPECT_EQ(artifact_path(artifact("a.bin")), "/somewhere/prefix-a.bin");
+    EXPECT_EQ(artifact_path(artifact("a.bin"), {}), "/somewhere/prefix-a.bin");
+}
+
+TEST(ArtifactPath, IsInTheFolderOfItsTarget) {
+    EXPECT_EQ(artifact_path(artifact("a.bin"), {"/downloads", "gw"}), "/downloads/agent-gw/a.bin");
 }
 
 TEST(ArtifactPath, DoesNotExistForAnUnsafeName) {
     const FakePlatform platform;
 
     try {
-        artifact_path(artifact("../a.bin"));
+        artifact_path(artifact("../a.bin"), {});
         FAIL() << "a name that leads out of the directory was accepted";
     } catch (const hawkbit::UnsafeFilenameException& error) {
         const auto* const name = boost::get_error_info<common::filename_tag>(error);
