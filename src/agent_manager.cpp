@@ -161,6 +161,9 @@ void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& prope
     AgentSettings agent_settings;
     agent_settings.context = context;
     agent_settings.context.options = settings.options.installation;
+    if (!settings.download_directory.empty()) {
+        agent_settings.context.download_folder = DownloadFolder{settings.download_directory, id};
+    }
     agent_settings.attributes = properties;
     agent_settings.schedule = settings.schedule;
     agent_settings.dormant = dormant;

@@ -38,6 +38,9 @@ struct AgentManagerSettings {
     std::optional<UpdateSchedule> schedule;
     http::TransportSettings transport;
     DownloadOptions downloads;
+    /// Has a folder for each agent; without a trailing slash. "": all download to the temporary
+    /// directory.
+    std::string download_directory;
     /// The sum by which artifacts are verified.
     hawkbit::Digest digest = hawkbit::Digest::md5;
     /// Starts the gateway's agent dormant.

@@ -8,6 +8,7 @@
 #include "agent_manager.h"
 #include "command_line_options.h"
 #include "common/logprint.h"
+#include "deployment/leftovers.h"
 #include "discovery/ghn_discovery_handler.h"
 #include "discovery/mqtt_discovery_handler.h"
 #include "gateway_properties.h"
@@ -83,6 +84,8 @@ void run_agents(const CommandLineOptions& options) {
     settings.digest = read_digest(*platform::get_config());
     const ServiceOptions service = read_service_options(*platform::get_config());
     settings.options = service.agent;
+    settings.download_directory =
+        leftovers::take_over(service.download_dir, settings.downloads.resume);
     settings.transport.traces_credentials = service.log_secrets;
     settings.reports = read_report_options(*platform::get_config());
     settings.bootloader_mtd = options.get_bootloader_mtd();

@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstring>
 
 #include <boost/algorithm/string/predicate.hpp>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -19,7 +21,7 @@ namespace {
 
 constexpr const char* suffix = ".part";
 
-bool exists(const std::string& path) {
+bool is_there(const std::string& path) {
     struct stat status {};
     return ::lstat(path.c_str(), &status) == 0;
 }
@@ -31,6 +33,15 @@ std::string read_record(const std::string& path) {
     const common::FileDescriptor file = common::open_own_file(path);
     const ssize_t length = file.is_open() ? ::read(file.get(), text.data(), text.size()) : 0;
     return length > 0 ? std::string{text.data(), static_cast<std::size_t>(length)} : std::string{};
+}
+
+/// A directory that survives a power cut is to hold the record afterwards; without it the download
+/// only begins anew.
+void sync(const common::FileDescriptor& file, const std::string& path) {
+    ::fsync(file.get());
+    const std::string folder = path.substr(0, path.rfind('/') + 1);
+    const common::FileDescriptor open{::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+    ::fsync(open.get());
 }
 
 }  // namespace
@@ -51,6 +62,15 @@ std::string PartialFile::name_for(const std::string& filename) {
     return filename + suffix;
 }
 
+std::string PartialFile::artifact_of(const std::string& name) {
+    if (!boost::ends_with(name, suffix)) {
+        return {};
+    }
+    const std::size_t begin = name.front() == '.' ? 1 : 0;
+    const std::size_t end = name.size() - std::strlen(suffix);
+    return begin < end ? name.substr(begin, end - begin) : std::string{};
+}
+
 PartialFile::PartialFile(const std::string& artifact_path)
     : path_{artifact_path}, part_path{name_for(artifact_path)} {
     const auto name = path_.rfind('/') + 1;
@@ -58,38 +78,48 @@ PartialFile::PartialFile(const std::string& artifact_path)
 }
 
 common::FileDescriptor PartialFile::reopen(ResumeRecord& record) const {
-    if (!exists(part_path) && !exists(record_path)) {
+    if (!exists()) {
         return common::FileDescriptor{-1};
     }
     common::FileDescriptor part = common::open_own_file(part_path);
-    ResumeRecord found;
-    const std::string reason = reason_against(record, found, part);
+    const std::optional<ResumeRecord> found = stored_record();
+    std::string reason = reason_against(part, found);
+    if (found && !found->is_about_same_file(record)) {
+        reason = "the partial file is of another artifact";
+    }
     if (!reason.empty()) {
         ZLOG_WARNING("event", "download_restarted", "filename", path_, "what", reason);
         remove();
         return common::FileDescriptor{-1};
     }
-    record.entity_tag = found.entity_tag;
+    record.entity_tag = found->entity_tag;
     return part;
 }
 
-std::string PartialFile::reason_against(const ResumeRecord& wanted, ResumeRecord& found,
-                                        const common::FileDescriptor& part) const {
+bool PartialFile::exists() const {
+    return is_there(part_path) || is_there(record_path);
+}
+
+std::optional<ResumeRecord> PartialFile::stored_record() const {
+    return ResumeRecord::from_text(read_record(record_path));
+}
+
+std::string PartialFile::reason_to_begin_anew() const {
+    return reason_against(common::open_own_file(part_path), stored_record());
+}
+
+std::string PartialFile::reason_against(const common::FileDescriptor& part,
+                                        const std::optional<ResumeRecord>& found) {
     if (!part.is_open()) {
         return "the partial file is missing or not the daemon's own";
     }
-    const auto record = ResumeRecord::from_text(read_record(record_path));
-    if (!record) {
+    if (!found) {
         return "the record beside the partial file is missing or cannot be understood";
     }
-    if (!record->is_about_same_file(wanted)) {
-        return "the partial file is of another artifact";
-    }
     const std::uint64_t size = size_of(part);
-    if (size == 0 || size > wanted.size) {
+    if (size == 0 || size > found->size) {
         return "the partial file is empty or larger than announced";
     }
-    found = *record;
     return {};
 }
 
@@ -107,6 +137,7 @@ void PartialFile::write_record(const ResumeRecord& record) const {
     try {
         const common::FileDescriptor file = common::create_own_file(record_path);
         if (file.write(text.data(), text.size()) == text.size()) {
+            sync(file, record_path);
             return;
         }
     } catch (const common::OutputFileOpenException&) {

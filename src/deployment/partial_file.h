@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,11 +25,21 @@ public:
                                           const std::vector<Chunk>& chunks);
     /// Name of the partial file of an artifact with this name.
     [[nodiscard]] static std::string name_for(const std::string& filename);
+    /// Name of the artifact whose partial file, or the record beside it, has this name; "" for the
+    /// name of another file.
+    [[nodiscard]] static std::string artifact_of(const std::string& name);
 
     /// @param artifact_path where the artifact is to be once it is complete
     explicit PartialFile(const std::string& artifact_path);
 
     [[nodiscard]] const std::string& path() const { return part_path; }
+
+    /// Whether there is a partial file or a record.
+    [[nodiscard]] bool exists() const;
+    /// Why no try can go on with what is there, whatever artifact it is for; "" if one can.
+    [[nodiscard]] std::string reason_to_begin_anew() const;
+    /// The record, if there is one that this version has written.
+    [[nodiscard]] std::optional<ResumeRecord> stored_record() const;
 
     /// Opens what an earlier try has left of this very file. What cannot be gone on with is
     /// deleted, after one line in the log that says why.
@@ -54,8 +65,8 @@ public:
     [[nodiscard]] std::uint64_t size() const;
 
 private:
-    [[nodiscard]] std::string reason_against(const ResumeRecord& wanted, ResumeRecord& found,
-                                             const common::FileDescriptor& part) const;
+    [[nodiscard]] static std::string reason_against(const common::FileDescriptor& part,
+                                                    const std::optional<ResumeRecord>& found);
 
     std::string path_;
     std::string part_path;

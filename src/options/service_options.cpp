@@ -57,11 +57,37 @@ DiscoveryOptions read_discovery_options(const OptionReader& options) {
     return discovery;
 }
 
+bool is_plain_path(const std::string& path) {
+    // Installers put the paths of artifacts into command lines. Spelled out because isalnum()
+    // depends on the locale.
+    static const std::string safe =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._-+/";
+    return path.size() > 1 && path.front() == '/' &&
+           path.find_first_not_of(safe) == std::string::npos &&
+           (path + "/").find("/../") == std::string::npos;
+}
+
+std::optional<std::string> read_download_dir(const OptionReader& options) {
+    auto path = options.text("download_dir");
+    if (!path) {
+        return std::nullopt;
+    }
+    const std::string written = *path;
+    path->erase(path->find_last_not_of('/') + 1);
+    if (!is_plain_path(*path)) {
+        OptionReader::report_bad_value("download_dir", written,
+                                       "an absolute path of letters, digits and ._-+ without ..");
+        return std::nullopt;
+    }
+    return path;
+}
+
 }  // namespace
 
 ServiceOptions read_service_options(Config& config) {
     const OptionReader options{config, section};
-    ServiceOptions service{read_agent_options(options), read_discovery_options(options)};
+    ServiceOptions service{read_agent_options(options), read_discovery_options(options),
+                           read_download_dir(options)};
     service.discovery.quoting = service.agent.installation.quoting;
     service.discovery.tool_limit = service.agent.installation.tool_limit;
     service.log_secrets = service.agent.installation.log_secrets;

@@ -70,6 +70,8 @@ struct AgentOptions {
 struct ServiceOptions {
     AgentOptions agent;
     DiscoveryOptions discovery;
+    /// Directory for downloads, without a trailing slash, instead of the temporary directory.
+    std::optional<std::string> download_dir;
     /// Whether libcurl's trace shows credentials.
     bool log_secrets = true;
 };

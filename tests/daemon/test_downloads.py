@@ -6,37 +6,9 @@ import time
 import pytest
 
 from hawkbit_server import Code, Cut, Headers, Mutate, Stall, Status
+from transfers import configure, cut_every, downloads, large_script, lines_with, partial_files, start_stalled_download
 
 FAILED_TRANSFER = "HTTP request failed"
-
-
-def configure(bench, **options):
-    for name, value in options.items():
-        bench.configure(f"network.{name}", value)
-
-
-def large_script(bench, size, command="exit 0"):
-    """A script that ends before its padding."""
-    text = f"#!/bin/sh\n{command}\nexit 0\n"
-    padding = "".join(f"# {number:08}\n" for number in range(size // 11 + 1))
-    return bench.module("script", "large", "1.0", {"large.sh": (text + padding)[:size].encode()})
-
-
-def downloads(bench):
-    """The artifact requests so far: (status, bytes, range)."""
-    return [(each.status, each.sent, each.headers.get("range")) for each in bench.server.exchanges("artifact")]
-
-
-def lines_with(daemon, event):
-    return [line.partition("event=")[2] for line in daemon.log.splitlines() if f"event={event} " in line]
-
-
-def partial_files(bench):
-    return [name for name in bench.gateway.leftovers() if name.endswith(".part")]
-
-
-def cut_every(bench, count, times=None):
-    bench.server.order("artifact", Cut(count), times=times)
 
 
 def test_line_that_is_cut_again_and_again_costs_hardly_any_bytes(bench):
@@ -228,15 +200,6 @@ def test_wrong_sha256_is_refused_where_it_is_wanted(bench, wanted, status):
     bench.wait_for_end(action)
 
     assert action.status is status
-
-
-def start_stalled_download(bench, size=100_000, after=40_000):
-    stall = Stall(after)
-    bench.server.order("artifact", stall)
-    action = bench.assign(large_script(bench, size))
-    daemon = bench.start()
-    stall.reached.wait(60)
-    return action, daemon, stall
 
 
 def test_cancel_ends_a_download_that_stalls(bench):

@@ -64,6 +64,14 @@ TEST_F(PartialFileOfArtifact, NothingThereIsNotWorthALine) {
     EXPECT_THAT(log.text(), IsEmpty());
 }
 
+TEST_F(PartialFileOfArtifact, IsKnownByItsName) {
+    EXPECT_EQ(PartialFile::artifact_of("fw.bin.part"), "fw.bin");
+    EXPECT_EQ(PartialFile::artifact_of(".fw.bin.part"), "fw.bin");
+    EXPECT_EQ(PartialFile::artifact_of("fw.bin"), "");
+    EXPECT_EQ(PartialFile::artifact_of(".part"), "");
+    EXPECT_EQ(PartialFile::artifact_of(""), "");
+}
+
 TEST_F(PartialFileOfArtifact, WithoutItsRecordIsDeleted) {
     leave("1234");
     std::filesystem::remove(directory.path(".fw.bin.part"));

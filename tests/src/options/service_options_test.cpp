@@ -36,6 +36,7 @@ protected:
         EXPECT_TRUE(options.agent.installation.log_secrets);
         EXPECT_EQ(options.discovery.tool_limit, std::nullopt);
         EXPECT_TRUE(options.log_secrets);
+        EXPECT_EQ(options.download_dir, std::nullopt);
         EXPECT_EQ(options.discovery.ids, AdapterIds::serial);
         EXPECT_TRUE(options.discovery.failure_is_fatal);
         EXPECT_EQ(options.discovery.quoting, ghn::ConfigLayerQuoting::none);
@@ -48,6 +49,24 @@ protected:
 TEST_F(ServiceOptionsTest, AbsentOnesChangeNothingAndSayNothing) {
     expect_nothing_changed(read());
     EXPECT_THAT(log.text(), IsEmpty());
+}
+
+TEST_F(ServiceOptionsTest, DownloadDirectoryIsAnAbsolutePath) {
+    set("download_dir", "/tmp/zephran");
+    EXPECT_EQ(read().download_dir, "/tmp/zephran");
+
+    set("download_dir", "/overlay/down-loads_1.d/");
+    EXPECT_EQ(read().download_dir, "/overlay/down-loads_1.d");
+    EXPECT_THAT(log.text(), IsEmpty());
+}
+
+TEST_F(ServiceOptionsTest, DownloadDirectoryThatIsNoPlainPathIsAbsent) {
+    for (const char* const value : {"tmp", "/", "//", "/tmp/a b", "/tmp/$(reboot)", "/tmp/../etc",
+                                    "/tmp/..", "/tmp/a\nb", "/tmp/'"}) {
+        set("download_dir", value);
+        EXPECT_EQ(read().download_dir, std::nullopt) << value;
+        EXPECT_THAT(log.text(), HasSubstr("event=bad_option option=download_dir value=")) << value;
+    }
 }
 
 TEST_F(ServiceOptionsTest, ValuesOfTheUnconfiguredDaemonCanBeWrittenDown) {

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <optional>
+#include <string>
+
+/// What earlier processes have left of downloads.
+namespace zephran::leftovers {
+
+/// Makes the download directory, or takes it over from an earlier process: the folders of targets
+/// in it are emptied, but for partial files that can be gone on with. Other things in it are left
+/// alone. It is refused, with one line in the log (event "download_dir_refused"), if it is a link
+/// or another user's, or if its mode is not 0700 and it holds anything else.
+/// @param wanted path without a trailing slash, if there is to be one
+/// @param keeps_partial_files downloads are resumed
+/// @returns its path, "" for none
+[[nodiscard]] std::string take_over(const std::optional<std::string>& wanted,
+                                    bool keeps_partial_files);
+
+}  // namespace zephran::leftovers
