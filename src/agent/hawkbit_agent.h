@@ -13,6 +13,7 @@
 #include "common/exception.h"
 #include "common/logprint.h"
 #include "deployment/hawkbit_deployer.h"
+#include "deployment/leftovers.h"
 #include "fsm/advancing_fsm.h"
 #include "hawkbit/attributes.h"
 #include "hawkbit/client.h"
@@ -181,6 +182,7 @@ private:
     void end_deployment();
     void forget_offer_of_ended_deployment();
     void forget_begin(const std::string& action_id) const;
+    void remove_unwanted_partial_files(const leftovers::Chunks& open_action) const;
     void reset_polling_time();
     void set_next_poll(time_point time);
     void note_next_poll();

@@ -33,6 +33,7 @@ void HawkbitAgent::retrieve_controller_status() {
     is_deployment_read_owed = deployment_action_requested && !is_deploying();
     if (!deployment_action_requested) {
         control_->set_last_poll(now());
+        remove_unwanted_partial_files({});
     }
 }
 
@@ -79,9 +80,20 @@ void HawkbitAgent::cancel_deployment_action() {
 
 void HawkbitAgent::retrieve_deployment_action() {
     ZLOG_INFO("event", "retrieve_deployment_action", "fsm", fsm_identity());
-    control_->set_pending_deployment(client->fetch_deployment_action(controller));
+    hawkbit::DeploymentActionMessage action = client->fetch_deployment_action(controller);
+    remove_unwanted_partial_files(action.chunks());
+    control_->set_pending_deployment(std::move(action));
     is_deployment_read_owed = false;
     control_->set_last_poll(now());
+}
+
+// Those of an action that was cancelled, or replaced, while no process of the daemon was there to
+// delete them.
+void HawkbitAgent::remove_unwanted_partial_files(const leftovers::Chunks& open_action) const {
+    if (settings.downloads.resume && !is_deploying()) {
+        leftovers::remove_unwanted(settings.context.download_folder, controller.base(),
+                                   open_action);
+    }
 }
 
 void HawkbitAgent::abort_deployment_action() {

@@ -3,14 +3,13 @@
 
 #include <algorithm>
 #include <set>
-#include <vector>
 
+#include <boost/algorithm/string/predicate.hpp>
 #include <unistd.h>
 
 #include "common/directory.h"
 #include "common/logprint.h"
 #include "deployment/partial_file.h"
-#include "installer/download_folder.h"
 
 namespace zephran::leftovers {
 
@@ -81,6 +80,21 @@ bool holds_folders_only(const std::string& directory) {
     return std::all_of(names.begin(), names.end(), DownloadFolder::is_name);
 }
 
+std::set<std::string> artifacts_of(const Chunks& chunks) {
+    std::set<std::string> names;
+    for (const auto& chunk : chunks) {
+        for (const auto& artifact : chunk.artifacts()) {
+            names.insert(artifact.filename());
+        }
+    }
+    return names;
+}
+
+bool comes_from(const PartialFile& partial, const common::URI& target_address) {
+    const auto record = partial.stored_record();
+    return record && boost::starts_with(record->address, target_address.path() + "/");
+}
+
 }  // namespace
 
 std::string take_over(const std::optional<std::string>& wanted, bool keeps_partial_files) {
@@ -100,6 +114,22 @@ std::string take_over(const std::optional<std::string>& wanted, bool keeps_parti
         }
     }
     return *wanted;
+}
+
+void remove_unwanted(const DownloadFolder& folder, const common::URI& target_address,
+                     const Chunks& open_action) {
+    const std::string prefix = folder.prefix();
+    const auto wanted = artifacts_of(open_action);
+    for (const std::string& artifact : begun_in(common::names_in(prefix))) {
+        const PartialFile partial{prefix + artifact};
+        if (wanted.count(artifact) != 0 ||
+            (folder.is_shared() && !comes_from(partial, target_address))) {
+            continue;
+        }
+        ZLOG_INFO_AS(logged_function, "event", swept_event, "filename", partial.path(), "what",
+                     "no open action has this artifact");
+        partial.remove();
+    }
 }
 
 }  // namespace zephran::leftovers

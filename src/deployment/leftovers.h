@@ -3,9 +3,16 @@
 
 #include <optional>
 #include <string>
+#include <vector>
+
+#include "common/uri.h"
+#include "hawkbit/messages/deployment_action.h"
+#include "installer/download_folder.h"
 
 /// What earlier processes have left of downloads.
 namespace zephran::leftovers {
+
+using Chunks = std::vector<hawkbit::DeploymentActionMessage::Chunk>;
 
 /// Makes the download directory, or takes it over from an earlier process: the folders of targets
 /// in it are emptied, but for partial files that can be gone on with. Other things in it are left
@@ -16,5 +23,12 @@ namespace zephran::leftovers {
 /// @returns its path, "" for none
 [[nodiscard]] std::string take_over(const std::optional<std::string>& wanted,
                                     bool keeps_partial_files);
+
+/// Deletes the partial files of a target that are of no artifact of the only action that is open
+/// for it. In a shared folder they are known by the address they come from.
+/// @param target_address of the target at the update server
+/// @param open_action chunks of the open action; empty without one
+void remove_unwanted(const DownloadFolder& folder, const common::URI& target_address,
+                     const Chunks& open_action);
 
 }  // namespace zephran::leftovers

@@ -280,6 +280,39 @@ def test_next_process_goes_on_with_the_download(home, directory, end):
     assert len(lines_with(daemon, "download_resumed")) == 1
 
 
+@pytest.mark.parametrize("directory", [DIRECTORY, None])
+def test_action_that_is_cancelled_while_the_daemon_is_down_leaves_nothing(home, directory):
+    action, daemon, stall = interrupted_download(home, directory)
+    daemon.kill()
+    stall.release()
+    tmp = home.gateway.tmp
+    assert sorted(path.name for path in tmp.rglob("*.part")) == [".large.sh.part", "large.sh.part"]
+
+    home.server.cancel(action)
+    daemon = home.start()
+    home.wait_for_end(action)
+    home.wait_until(lambda: list(tmp.rglob("*.part")) == [], "the end of the partial file")
+
+    assert action.status is Status.CANCELED
+    assert [line.rpartition("what=")[2] for line in lines_with(daemon, "download_swept")] == [
+        "no open action has this artifact"]
+
+
+def test_action_that_is_replaced_while_the_daemon_is_down_leaves_nothing(home):
+    action, daemon, stall = interrupted_download(home)
+    daemon.kill()
+    stall.release()
+    home.server.cancel(action)
+    home.start()
+    home.wait_for_end(action)
+
+    after = home.assign(home.script("next", f"ls -A {FOLDER}"))
+    home.wait_for_end(after)
+
+    assert after.status is Status.FINISHED
+    assert home.reports()[1][3][2] == "next.sh\n"
+
+
 def test_option_that_cannot_be_understood_counts_as_absent(bench):
     bench.configure("service.download_dir", "/tmp/$HOME")
 

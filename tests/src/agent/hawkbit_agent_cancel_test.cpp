@@ -49,6 +49,50 @@ TEST_F(HawkbitAgentCancel, AtRestIsAnsweredThatNothingRuns) {
     EXPECT_EQ(server.cancel_feedbacks[0].message.time, 1'700'000'000);
 }
 
+TEST_F(HawkbitAgentCancel, WhileTheDaemonWasDownLeavesNoPartialFile) {
+    AgentSettings settings;
+    settings.downloads.resume = true;
+    const std::string place = platform.directory.path("downloads");
+    settings.context.download_folder = DownloadFolder{place, "gateway"};
+    settings.context.download_folder.make();
+    platform.directory.write("downloads/agent-gateway/a.bin.part", "");
+    platform.directory.write("downloads/agent-gateway/.a.bin.part", "");
+    make_introduced(settings);
+
+    EXPECT_FALSE(platform.directory.has("downloads/agent-gateway/a.bin.part"));
+    EXPECT_FALSE(platform.directory.has("downloads/agent-gateway/.a.bin.part"));
+}
+
+TEST_F(HawkbitAgentCancel, OfAnotherActionLeavesThePartialFilesOfTheOpenOne) {
+    AgentSettings settings;
+    settings.downloads.resume = true;
+    settings.context.download_folder = DownloadFolder{platform.directory.path("downloads"), "g"};
+    settings.context.download_folder.make();
+    DeploymentText text = scripted_deployment(1);
+    text.update = "attempt";
+    make(settings);
+    platform.directory.write("downloads/agent-g/a.bin.part", "");
+    platform.directory.write("downloads/agent-g/old.bin.part", "");
+    offer(text);
+    platform.config.values["zephran.service.automatic_update"] = "0";
+
+    run_to_rest();
+
+    EXPECT_TRUE(agent->is_waiting());
+    EXPECT_TRUE(platform.directory.has("downloads/agent-g/a.bin.part"));
+    EXPECT_FALSE(platform.directory.has("downloads/agent-g/old.bin.part"));
+}
+
+TEST_F(HawkbitAgentCancel, WithoutResumingIsNoReasonToLookForPartialFiles) {
+    AgentSettings settings;
+    settings.context.download_folder = DownloadFolder{platform.directory.path("downloads"), "g"};
+    settings.context.download_folder.make();
+    platform.directory.write("downloads/agent-g/a.bin.part", "");
+    make_introduced(settings);
+
+    EXPECT_TRUE(platform.directory.has("downloads/agent-g/a.bin.part"));
+}
+
 TEST_F(HawkbitAgentCancel, ComesBeforeTheDeploymentThatIsOfferedToo) {
     make_introduced();
     offer(scripted_deployment(1));

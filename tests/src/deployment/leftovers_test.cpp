@@ -10,7 +10,8 @@
 
 #include "deployment/partial_file.h"
 #include "support/captured_log.h"
-#include "support/temporary_directory.h"
+#include "support/fake_platform.h"
+#include "support/make_chunk.h"
 
 namespace zephran {
 namespace {
@@ -185,6 +186,72 @@ TEST_F(DownloadDirectory, OfAnotherUserIsRefused) {
     expect_refused("it belongs to another user");
 
     EXPECT_TRUE(directory.has("downloads/agent-gw/old.bin"));
+}
+
+class UnwantedPartialFiles : public ::testing::Test {
+protected:
+    void remove_unwanted(const DownloadFolder& folder, const leftovers::Chunks& open_action = {}) {
+        leftovers::remove_unwanted(
+            folder, common::URI{"https://update.example/DEFAULT/controller/v1/gw"}, open_action);
+    }
+
+    CapturedLog log;
+    FakePlatform platform;
+    const DownloadFolder own{platform.directory.path("downloads"), "gw"};
+};
+
+TEST_F(UnwantedPartialFiles, GoOnceNoActionIsOpen) {
+    own.make();
+    leave_part(own.prefix() + "fw.bin");
+
+    remove_unwanted(own);
+
+    EXPECT_FALSE(platform.directory.has("downloads/agent-gw/fw.bin.part"));
+    EXPECT_FALSE(platform.directory.has("downloads/agent-gw/.fw.bin.part"));
+    EXPECT_THAT(log.text(), HasSubstr("what=no open action has this artifact"));
+}
+
+TEST_F(UnwantedPartialFiles, AreThoseOfOtherArtifactsThanTheOpenActions) {
+    own.make();
+    leave_part(own.prefix() + "fw.bin");
+    leave_part(own.prefix() + "old.bin");
+
+    remove_unwanted(own, {make_chunk("script", {"a.sh"}), make_chunk("os", {"fw.bin"})});
+
+    EXPECT_TRUE(platform.directory.has("downloads/agent-gw/fw.bin.part"));
+    EXPECT_TRUE(platform.directory.has("downloads/agent-gw/.fw.bin.part"));
+    EXPECT_FALSE(platform.directory.has("downloads/agent-gw/old.bin.part"));
+}
+
+TEST_F(UnwantedPartialFiles, AreNoOtherFiles) {
+    own.make();
+    platform.directory.write("downloads/agent-gw/fw.bin", "");
+
+    remove_unwanted(own);
+
+    EXPECT_TRUE(platform.directory.has("downloads/agent-gw/fw.bin"));
+    EXPECT_THAT(log.text(), IsEmpty());
+}
+
+TEST_F(UnwantedPartialFiles, InASharedDirectoryAreThoseOfTheTarget) {
+    ResumeRecord of_other = record;
+    of_other.address = "/DEFAULT/controller/v1/gw-2/files/fw.bin";
+    leave_part(platform.temp_directory + "own.bin");
+    leave_part(platform.temp_directory + "other.bin", of_other);
+    platform.directory.write("film.part", "of another program");
+
+    remove_unwanted(DownloadFolder{});
+
+    EXPECT_FALSE(platform.directory.has("own.bin.part"));
+    EXPECT_TRUE(platform.directory.has("other.bin.part"));
+    EXPECT_TRUE(platform.directory.has(".other.bin.part"));
+    EXPECT_TRUE(platform.directory.has("film.part"));
+}
+
+TEST_F(UnwantedPartialFiles, MissingFolderHasNone) {
+    remove_unwanted(own);
+
+    EXPECT_THAT(log.text(), IsEmpty());
 }
 
 }  // namespace
