@@ -1,5 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Downloads that survive bad lines, bad servers and the end of the daemon."""
+import contextlib
+import os
 import signal
 import time
 
@@ -148,6 +150,43 @@ def test_full_disk_is_noticed_before_the_download(make_bench):
     assert downloads(bench) == []
     assert bench.closing_reports()[0][3][0] == "Not enough space for the artifact"
     assert "needed: 2424288" in bench.closing_reports()[0][3][1]
+
+
+def fill(bench):
+    """Takes what is left of the gateway's /tmp; returns the file that has it."""
+    path = bench.gateway.tmp / "filler"
+    with open(path, "wb", buffering=0) as file, contextlib.suppress(OSError):
+        while True:
+            file.write(b"x" * 4096)
+    assert os.statvfs(path).f_bavail == 0
+    return path
+
+
+@pytest.mark.parametrize("options, report", [
+    # Then it is the verification that finds it.
+    ({}, "Failed to verify artifact"),
+    ({"stop_transfers": "1"}, "Failed to write to file"),
+    ({"resume": "1", "attempts": "5", "retry_delay": "0"}, "Failed to write to file"),
+    ({"resume": "1", "check_space": "1", "reserve_kb": "0"}, "Not enough space for the artifact"),
+], ids=["absent", "beside", "resume", "check"])
+def test_disk_that_fills_up_during_a_download_fails_it_once_and_leaves_nothing(make_bench, options, report):
+    bench = make_bench(tmp_size="2m")
+    configure(bench, **options)
+    action, daemon, stall = start_stalled_download(bench, size=1_500_000, after=100_000)
+    filler = fill(bench)
+    stall.release()
+
+    bench.wait_for_end(action)
+
+    assert action.status is Status.ERROR
+    assert len(downloads(bench)) == 1
+    assert bench.closing_reports()[0][3][0] == report
+    assert bench.gateway.leftovers() == ["filler"]
+    filler.unlink()
+    after = bench.assign(bench.script("next", "echo next"))
+    bench.wait_for_end(after)
+    assert after.status is Status.FINISHED
+    assert daemon.is_running()
 
 
 def test_more_bytes_than_announced_end_the_download(bench):
