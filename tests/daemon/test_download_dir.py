@@ -9,7 +9,7 @@ from bench import DEVICE
 from hawkbit_server import Status
 from powerline_network import NEW, SERIAL, WITH_SERIAL, PowerlineNetwork
 from test_two_deployments import WAITING, deploy_to_both, script
-from transfers import configure, downloads, lines_with, start_stalled_download
+from transfers import configure, downloads, lines_with, start_stalled_download, wait_for_part
 
 DIRECTORY = "/tmp/zephran"
 FOLDER = f"{DIRECTORY}/agent-{DEVICE}"
@@ -71,8 +71,7 @@ def interrupted_download(bench, directory=DIRECTORY, start=None):
     """Stops a download in its middle, when all that came is written; what has to be done then is up to the test."""
     bench.configure("service.download_dir", directory)
     action, daemon, stall = start_stalled_download(bench, SIZE, SENT, start)
-    part = folder_in(bench, directory) / "large.sh.part"
-    bench.wait_until(lambda: part.exists() and part.stat().st_size == SENT, "what the server has sent")
+    wait_for_part(bench, folder_in(bench, directory), SENT)
     return action, daemon, stall
 
 

@@ -8,7 +8,16 @@ import time
 import pytest
 
 from hawkbit_server import Code, Cut, Headers, Mutate, Stall, Status
-from transfers import configure, cut_every, downloads, large_script, lines_with, partial_files, start_stalled_download
+from transfers import (
+    configure,
+    cut_every,
+    downloads,
+    large_script,
+    lines_with,
+    partial_files,
+    start_stalled_download,
+    wait_for_part,
+)
 
 FAILED_TRANSFER = "HTTP request failed"
 
@@ -271,7 +280,8 @@ def test_stop_ends_a_download_that_stalls_and_leaves_the_action_open(bench):
 def test_next_process_goes_on_with_the_download(bench, end):
     configure(bench, stop_transfers="1", resume="1")
     action, daemon, stall = start_stalled_download(bench)
-    bench.wait_until(lambda: partial_files(bench) == [".large.sh.part", "large.sh.part"], "the partial file")
+    wait_for_part(bench, bench.gateway.tmp)
+    assert partial_files(bench) == [".large.sh.part", "large.sh.part"]
     daemon.signal(end)
     daemon.wait()
     stall.release()
@@ -291,7 +301,7 @@ def test_next_process_goes_on_with_the_download(bench, end):
 def test_partial_file_that_was_swapped_is_not_gone_on_with(bench):
     configure(bench, stop_transfers="1", resume="1")
     action, daemon, stall = start_stalled_download(bench)
-    bench.wait_until(lambda: partial_files(bench), "the partial file")
+    wait_for_part(bench, bench.gateway.tmp)
     daemon.signal(signal.SIGKILL)
     daemon.wait()
     stall.release()
@@ -311,7 +321,7 @@ def test_partial_file_that_was_swapped_is_not_gone_on_with(bench):
 def test_record_of_another_version_begins_the_download_anew(bench):
     configure(bench, stop_transfers="1", resume="1")
     action, daemon, stall = start_stalled_download(bench)
-    bench.wait_until(lambda: partial_files(bench), "the partial file")
+    wait_for_part(bench, bench.gateway.tmp)
     daemon.signal(signal.SIGKILL)
     daemon.wait()
     stall.release()

@@ -40,3 +40,9 @@ def start_stalled_download(bench, size=100_000, after=40_000, start=None):
     daemon = (start or bench.start)()
     bench.wait_until(stall.reached.is_set, "the middle of the download")
     return action, daemon, stall
+
+
+def wait_for_part(bench, folder, size=40_000):
+    """Waits until all that the server has sent so far is written."""
+    part = folder / "large.sh.part"
+    bench.wait_until(lambda: part.exists() and part.stat().st_size == size, "what the server has sent")
