@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "agent/agent_status.h"
 #include "common/published.h"
 #include "hawkbit/attributes.h"
 #include "hawkbit/messages/deployment_action.h"
@@ -41,10 +42,13 @@ public:
         const {
         return pending_deployment_.read();
     }
+    /// What the agent is doing; never null. Without an observer it stays as it began.
+    [[nodiscard]] std::shared_ptr<const AgentStatus> status() const { return status_.read(); }
     /// @}
 
     /// @name For the agent
     /// @{
+    void set_status(AgentStatus status) { status_.publish(std::move(status)); }
     void set_attributes(const hawkbit::Attributes& attributes) { attributes_.publish(attributes); }
     void set_last_poll(time_point time) { last_poll_.publish(time); }
     void set_pending_deployment(hawkbit::DeploymentActionMessage action) {
@@ -64,6 +68,7 @@ private:
     common::Published<hawkbit::Attributes> attributes_{hawkbit::Attributes{}};
     common::Published<time_point> last_poll_{time_point{}};
     common::Published<hawkbit::DeploymentActionMessage> pending_deployment_;
+    common::Published<AgentStatus> status_{AgentStatus{}};
 };
 
 /// The controls of all agents by agent id.
