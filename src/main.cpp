@@ -13,6 +13,7 @@
 #include "gateway_properties.h"
 #include "http/transport_settings.h"
 #include "installer/installer_factory.h"
+#include "options/bus_options.h"
 #include "options/download_options.h"
 #include "options/report_options.h"
 #include "options/service_options.h"
@@ -85,6 +86,7 @@ void run_agents(const CommandLineOptions& options) {
     settings.options = service.agent;
     settings.transport.traces_credentials = service.log_secrets;
     settings.reports = read_report_options(*platform::get_config());
+    settings.bus_extended = read_bus_extended(*platform::get_config());
     settings.bootloader_mtd = options.get_bootloader_mtd();
 
     const std::unique_ptr<AgentManager> manager = platform::create_agent_manager();

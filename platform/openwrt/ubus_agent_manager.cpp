@@ -13,6 +13,7 @@ namespace zephran::platform::openwrt {
 namespace {
 
 constexpr const char* agent_id_argument = "agent_id";
+constexpr const char* no_gateway_agent = "no gateway agent";
 
 Json::Value outcome(bool success) {
     Json::Value document;
@@ -26,6 +27,12 @@ Json::Value failure(const char* message) {
     return document;
 }
 
+/// What is published with the agents is all that callers need.
+struct SilentObserver : StatusObserver {
+    void state_has_changed(const AgentStatus& /*status*/) override {}
+    void download_has_progressed(const AgentStatus& /*status*/) override {}
+};
+
 void send_json_response(ubus::UbusObject& object, ubus_request_data* request,
                         const Json::Value& value) {
     object.reply(request, value);
@@ -33,9 +40,12 @@ void send_json_response(ubus::UbusObject& object, ubus_request_data* request,
 
 }  // namespace
 
+UbusAgentManager::UbusAgentManager() : UbusAgentManager{{}, sleep_one_second} {}
+
 UbusAgentManager::UbusAgentManager(ubus::UbusContext::Environment environment,
                                    std::function<void()> loop_pause)
-    : AgentManager{std::move(loop_pause)}, bus{std::move(environment)} {}
+    : AgentManager{std::move(loop_pause), std::make_shared<SilentObserver>()},
+      bus{std::move(environment)} {}
 
 void UbusAgentManager::run_setup() {
     const auto served_by = [this](auto handler) -> ubus::UbusObject::Handler {
@@ -52,6 +62,10 @@ void UbusAgentManager::run_setup() {
         {"accept_deployment", served_by(&UbusAgentManager::handle_accept_deployment), {}},
         {"get_agents", served_by(&UbusAgentManager::handle_get_agents), {}},
     };
+    if (is_bus_extended()) {
+        methods.emplace_back("get_status", served_by(&UbusAgentManager::handle_get_status),
+                             ubus::ArgumentPolicy{});
+    }
     object = std::make_unique<ubus::UbusObject>("zephran", std::move(methods), bus);
     object->get_context().start_receiver();
 }
@@ -91,7 +105,7 @@ int UbusAgentManager::handle_get_deployment(ubus::UbusObject* called, ubus_reque
     const auto gateway = gateway_control();
     send_json_response(
         *called, request,
-        gateway == nullptr ? failure("no gateway agent") : deployment_document(*gateway));
+        gateway == nullptr ? failure(no_gateway_agent) : deployment_document(*gateway));
     return UBUS_STATUS_OK;
 }
 
@@ -112,6 +126,16 @@ int UbusAgentManager::handle_get_agents(ubus::UbusObject* called, ubus_request_d
                                         blob_attr* /*message*/) {
     ZLOG_INFO("event", "ubus", "method", "get_agents");
     send_json_response(*called, request, agents_document(*controls()));
+    return UBUS_STATUS_OK;
+}
+
+int UbusAgentManager::handle_get_status(ubus::UbusObject* called, ubus_request_data* request,
+                                        blob_attr* /*message*/) {
+    ZLOG_INFO("event", "ubus", "method", "get_status");
+    const auto gateway = gateway_control();
+    send_json_response(
+        *called, request,
+        gateway == nullptr ? failure(no_gateway_agent) : status_document(*gateway->status()));
     return UBUS_STATUS_OK;
 }
 

@@ -18,7 +18,7 @@ namespace zephran::platform::openwrt {
 /// controls. Neither they nor the main loop ever wait for each other.
 class UbusAgentManager : public AgentManager {
 public:
-    UbusAgentManager() = default;
+    UbusAgentManager();
     /// For tests: another broker, and another pause between two iterations of the main loop.
     UbusAgentManager(ubus::UbusContext::Environment environment, std::function<void()> loop_pause);
     ~UbusAgentManager() override = default;
@@ -34,6 +34,8 @@ public:
     int handle_accept_deployment(ubus::UbusObject* called, ubus_request_data* request,
                                  blob_attr* message);
     int handle_get_agents(ubus::UbusObject* called, ubus_request_data* request, blob_attr* message);
+    /// What the gateway's agent is doing.
+    int handle_get_status(ubus::UbusObject* called, ubus_request_data* request, blob_attr* message);
     /// @}
 
 protected:

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "bus_bench.h"
+#include "support/message_builder.h"
+
+namespace zephran::platform::openwrt {
+
+namespace {
+
+using ::testing::HasSubstr;
+
+constexpr bool extended = true;
+
+class ExtendedBusTest : public ::testing::Test, protected BusBench {
+protected:
+    ExtendedBusTest() : BusBench{extended} {}
+
+    void start() {
+        manager.spawn_gateway_agent();
+        manager.run_setup();
+    }
+};
+
+TEST_F(ExtendedBusTest, OffersMoreMethodsAfterTheOthers) {
+    start();
+
+    const auto listed = test::run_command(broker.listing("zephran"));
+
+    EXPECT_THAT(listed.output,
+                ::testing::MatchesRegex("'zephran' @[0-9a-f]+\n"
+                                        "\t\"force_poll\":[{]\"agent_id\":\"String\"[}]\n"
+                                        "\t\"get_deployment\":[{][}]\n"
+                                        "\t\"accept_deployment\":[{][}]\n"
+                                        "\t\"get_agents\":[{][}]\n"
+                                        "\t\"get_status\":[{][}]\n"));
+}
+
+TEST_F(ExtendedBusTest, StatusIsUnavailableWithoutAGateway) {
+    manager.run_setup();
+
+    EXPECT_EQ(call("get_status").output, "{\"message\":\"no gateway agent\",\"success\":false}\n");
+}
+
+TEST_F(ExtendedBusTest, StatusIsWhatTheAgentHasPublished) {
+    start();
+    AgentStatus status;
+    status.state = AgentStatus::State::installing;
+    status.action_id = "42";
+    status.chunks = 1;
+    manager.control("gw").set_status(status);
+
+    EXPECT_EQ(call("get_status").output,
+              "{\"action_id\":\"42\",\"chunks\":1,\"counters\":{\"bytes\":0,"
+              "\"deployments\":0,\"failed_polls\":0,\"polls\":0},\"state\":\"installing\"}\n");
+    EXPECT_THAT(finished_log(), HasSubstr("handle_get_status: event=ubus method=get_status"));
+}
+
+TEST_F(ExtendedBusTest, AgentsStepIsSeen) {
+    start();
+    manager.tick_agents();
+    manager.tick_agents();
+
+    EXPECT_THAT(call("get_status").output, HasSubstr("\"state\":\"dormant\""));
+}
+
+}  // namespace
+
+}  // namespace zephran::platform::openwrt
