@@ -13,6 +13,7 @@ namespace zephran::platform::openwrt {
 namespace {
 
 constexpr const char* agent_id_argument = "agent_id";
+constexpr const char* action_id_argument = "action_id";
 constexpr const char* no_gateway_agent = "no gateway agent";
 
 Json::Value outcome(bool success) {
@@ -32,6 +33,11 @@ struct SilentObserver : StatusObserver {
     void state_has_changed(const AgentStatus& /*status*/) override {}
     void download_has_progressed(const AgentStatus& /*status*/) override {}
 };
+
+Json::Value arguments_of(blob_attr* message) {
+    const std::optional<std::string> text = ubox::to_json_text(message);
+    return text ? common::JSONDefaultParser{}(*text) : Json::Value{};
+}
 
 void send_json_response(ubus::UbusObject& object, ubus_request_data* request,
                         const Json::Value& value) {
@@ -59,7 +65,9 @@ void UbusAgentManager::run_setup() {
          served_by(&UbusAgentManager::handle_force_poll),
          {{agent_id_argument, BLOBMSG_TYPE_STRING}}},
         {"get_deployment", served_by(&UbusAgentManager::handle_get_deployment), {}},
-        {"accept_deployment", served_by(&UbusAgentManager::handle_accept_deployment), {}},
+        {"accept_deployment", served_by(&UbusAgentManager::handle_accept_deployment),
+         is_bus_extended() ? ubus::ArgumentPolicy{{action_id_argument, BLOBMSG_TYPE_STRING}}
+                           : ubus::ArgumentPolicy{}},
         {"get_agents", served_by(&UbusAgentManager::handle_get_agents), {}},
     };
     if (is_bus_extended()) {
@@ -110,16 +118,25 @@ int UbusAgentManager::handle_get_deployment(ubus::UbusObject* called, ubus_reque
 }
 
 int UbusAgentManager::handle_accept_deployment(ubus::UbusObject* called, ubus_request_data* request,
-                                               blob_attr* /*message*/) {
+                                               blob_attr* message) {
     ZLOG_INFO("event", "ubus", "method", "accept_deployment");
+    send_json_response(*called, request,
+                       accept(is_bus_extended() ? arguments_of(message) : Json::Value{}));
+    return UBUS_STATUS_OK;
+}
+
+Json::Value UbusAgentManager::accept(const Json::Value& arguments) const {
     const auto gateway = gateway_control();
     const auto pending = gateway == nullptr ? nullptr : gateway->pending_deployment();
-    if (pending != nullptr) {
-        gateway->accept_deployment(pending->id());
+    if (pending == nullptr) {
+        return failure(no_pending_deployment);
     }
-    send_json_response(*called, request,
-                       pending == nullptr ? failure(no_pending_deployment) : outcome(true));
-    return UBUS_STATUS_OK;
+    if (arguments.isMember(action_id_argument) &&
+        arguments[action_id_argument].asString() != pending->id()) {
+        return failure("another deployment is pending");
+    }
+    gateway->accept_deployment(pending->id());
+    return outcome(true);
 }
 
 int UbusAgentManager::handle_get_agents(ubus::UbusObject* called, ubus_request_data* request,

@@ -31,6 +31,8 @@ public:
     int handle_force_poll(ubus::UbusObject* called, ubus_request_data* request, blob_attr* message);
     int handle_get_deployment(ubus::UbusObject* called, ubus_request_data* request,
                               blob_attr* message);
+    /// Where the bus is extended, "action_id" (string) says which deployment the user has seen:
+    /// another one is not accepted.
     int handle_accept_deployment(ubus::UbusObject* called, ubus_request_data* request,
                                  blob_attr* message);
     int handle_get_agents(ubus::UbusObject* called, ubus_request_data* request, blob_attr* message);
@@ -48,6 +50,7 @@ protected:
 private:
     [[nodiscard]] std::shared_ptr<AgentControl> gateway_control() const;
     [[nodiscard]] bool force_polls(const Json::Value& arguments) const;
+    [[nodiscard]] Json::Value accept(const Json::Value& arguments) const;
 
     ubus::UbusContext::Environment bus;
     // The last member: its receiver must be gone before anything that the handlers use.

@@ -15,11 +15,21 @@ constexpr bool extended = true;
 
 class ExtendedBusTest : public ::testing::Test, protected BusBench {
 protected:
+    static constexpr const char* succeeded = "{\"success\":true}\n";
+    static constexpr const char* failed = "{\"success\":false}\n";
+
     ExtendedBusTest() : BusBench{extended} {}
 
     void start() {
         manager.spawn_gateway_agent();
         manager.run_setup();
+    }
+
+    void offer(const std::string& id) {
+        test::DeploymentText text;
+        text.id = id;
+        text.chunks = {{"script", "name", "1.0"}};
+        manager.control("gw").set_pending_deployment(test::deployment_from(text));
     }
 };
 
@@ -32,7 +42,7 @@ TEST_F(ExtendedBusTest, OffersMoreMethodsAfterTheOthers) {
                 ::testing::MatchesRegex("'zephran' @[0-9a-f]+\n"
                                         "\t\"force_poll\":[{]\"agent_id\":\"String\"[}]\n"
                                         "\t\"get_deployment\":[{][}]\n"
-                                        "\t\"accept_deployment\":[{][}]\n"
+                                        "\t\"accept_deployment\":[{]\"action_id\":\"String\"[}]\n"
                                         "\t\"get_agents\":[{][}]\n"
                                         "\t\"get_status\":[{][}]\n"));
 }
@@ -55,6 +65,60 @@ TEST_F(ExtendedBusTest, StatusIsWhatTheAgentHasPublished) {
               "{\"action_id\":\"42\",\"chunks\":1,\"counters\":{\"bytes\":0,"
               "\"deployments\":0,\"failed_polls\":0,\"polls\":0},\"state\":\"installing\"}\n");
     EXPECT_THAT(finished_log(), HasSubstr("handle_get_status: event=ubus method=get_status"));
+}
+
+TEST_F(ExtendedBusTest, AcceptsTheDeploymentThatIsNamed) {
+    start();
+    offer("42");
+
+    EXPECT_EQ(call(R"(accept_deployment '{"action_id":"42"}')").output, succeeded);
+
+    EXPECT_EQ(manager.control("gw").accepted_deployment(), "42");
+}
+
+TEST_F(ExtendedBusTest, AcceptsWhateverIsPendingWithoutAName) {
+    start();
+    offer("42");
+
+    EXPECT_EQ(call("accept_deployment").output, succeeded);
+
+    EXPECT_EQ(manager.control("gw").accepted_deployment(), "42");
+}
+
+TEST_F(ExtendedBusTest, NumberNamesADeploymentAsWell) {
+    start();
+    offer("42");
+
+    EXPECT_EQ(call(R"(accept_deployment '{"action_id":42}')").output, succeeded);
+}
+
+TEST_F(ExtendedBusTest, AcceptsNoOtherDeploymentThanTheNamedOne) {
+    start();
+    offer("42");
+
+    for (const char* const other : {R"("41")", R"("")", "43", "null", R"("42 ")"}) {
+        EXPECT_EQ(call(R"(accept_deployment '{"action_id":)" + std::string{other} + "}'").output,
+                  "{\"message\":\"another deployment is pending\",\"success\":false}\n")
+            << other;
+    }
+
+    EXPECT_EQ(manager.control("gw").accepted_deployment(), "");
+}
+
+TEST_F(ExtendedBusTest, NameThatCannotBeReadAcceptsNothing) {
+    start();
+    offer("42");
+
+    EXPECT_EQ(call(R"(accept_deployment '{"action_id":["42"]}')").output, failed);
+
+    EXPECT_EQ(manager.control("gw").accepted_deployment(), "");
+}
+
+TEST_F(ExtendedBusTest, NameOfADeploymentThatHasGoneIsRefused) {
+    start();
+
+    EXPECT_EQ(call(R"(accept_deployment '{"action_id":"42"}')").output,
+              "{\"message\":\"no pending deployment\",\"success\":false}\n");
 }
 
 TEST_F(ExtendedBusTest, AgentsStepIsSeen) {
