@@ -170,6 +170,7 @@ void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& prope
     agent_settings.options = settings.options;
     agent_settings.reports = settings.reports;
     if (settings.bus_extended && id == settings.gateway_id) {
+        agent_settings.may_be_postponed = true;
         agent_settings.status_observer = status_observer;
     }
     const auto existing = agents.find(id);

@@ -14,6 +14,7 @@ namespace {
 
 constexpr const char* agent_id_argument = "agent_id";
 constexpr const char* action_id_argument = "action_id";
+constexpr const char* hours_argument = "hours";
 constexpr const char* no_gateway_agent = "no gateway agent";
 
 Json::Value outcome(bool success) {
@@ -71,6 +72,9 @@ void UbusAgentManager::run_setup() {
         {"get_agents", served_by(&UbusAgentManager::handle_get_agents), {}},
     };
     if (is_bus_extended()) {
+        methods.emplace_back("postpone_deployment",
+                             served_by(&UbusAgentManager::handle_postpone_deployment),
+                             ubus::ArgumentPolicy{{hours_argument, BLOBMSG_TYPE_INT32}});
         methods.emplace_back("get_status", served_by(&UbusAgentManager::handle_get_status),
                              ubus::ArgumentPolicy{});
     }
@@ -136,6 +140,27 @@ Json::Value UbusAgentManager::accept(const Json::Value& arguments) const {
         return failure("another deployment is pending");
     }
     gateway->accept_deployment(pending->id());
+    return outcome(true);
+}
+
+int UbusAgentManager::handle_postpone_deployment(ubus::UbusObject* called,
+                                                 ubus_request_data* request, blob_attr* message) {
+    ZLOG_INFO("event", "ubus", "method", "postpone_deployment");
+    send_json_response(*called, request, postpone(arguments_of(message)));
+    return UBUS_STATUS_OK;
+}
+
+Json::Value UbusAgentManager::postpone(const Json::Value& arguments) const {
+    const auto gateway = gateway_control();
+    const auto pending = gateway == nullptr ? nullptr : gateway->pending_deployment();
+    if (pending == nullptr) {
+        return failure(no_pending_deployment);
+    }
+    const Json::Value& hours = arguments[hours_argument];
+    if (!hours.isInt() || hours.asInt() < 1 || hours.asInt() > Postponement::longest.count()) {
+        return failure("hours must be a number from 1 to 168");
+    }
+    gateway->postpone_deployment(pending->id(), std::chrono::hours{hours.asInt()});
     return outcome(true);
 }
 

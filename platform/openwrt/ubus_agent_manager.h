@@ -36,6 +36,10 @@ public:
     int handle_accept_deployment(ubus::UbusObject* called, ubus_request_data* request,
                                  blob_attr* message);
     int handle_get_agents(ubus::UbusObject* called, ubus_request_data* request, blob_attr* message);
+    /// "hours" (number, 1 to 168): the pending deployment does not start before, unless the server
+    /// forces it or the user accepts it.
+    int handle_postpone_deployment(ubus::UbusObject* called, ubus_request_data* request,
+                                   blob_attr* message);
     /// What the gateway's agent is doing.
     int handle_get_status(ubus::UbusObject* called, ubus_request_data* request, blob_attr* message);
     /// @}
@@ -50,6 +54,7 @@ protected:
 private:
     [[nodiscard]] std::shared_ptr<AgentControl> gateway_control() const;
     [[nodiscard]] bool force_polls(const Json::Value& arguments) const;
+    [[nodiscard]] Json::Value postpone(const Json::Value& arguments) const;
     [[nodiscard]] Json::Value accept(const Json::Value& arguments) const;
 
     ubus::UbusContext::Environment bus;

@@ -53,18 +53,30 @@ void HawkbitAgent::configure(AgentSettings new_settings) {
     settings = std::move(new_settings);
     control_->set_attributes(settings.attributes);
     status_log.set_observer(settings.status_observer);
+    if (settings.may_be_postponed) {
+        postponement.load();
+    }
     if (settings.reports.retries) {
         unsent.keep_in(ReportFile{controller.base(), platform::get_state_directory()});
     }
 }
 
 void HawkbitAgent::tick() {
+    take_postponement();
     AdvancingFSM::tick();
     send_unsent_reports();
     if (deployment != nullptr) {
         tick_deployment();
     }
     show_status();
+}
+
+void HawkbitAgent::take_postponement() {
+    const auto wish = control_->take_postponement();
+    // A deployment that has started in the meantime can no longer wait.
+    if (wish != nullptr && !is_deploying()) {
+        postponement.set(wish->first, now() + wish->second);
+    }
 }
 
 void HawkbitAgent::force_poll() {

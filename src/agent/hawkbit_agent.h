@@ -9,6 +9,7 @@
 
 #include "agent/agent_control.h"
 #include "agent/last_answers.h"
+#include "agent/postponement.h"
 #include "agent/status_log.h"
 #include "agent/unsent_reports.h"
 #include "common/exception.h"
@@ -60,6 +61,8 @@ struct AgentSettings {
     DownloadOptions downloads{};
     AgentOptions options{};
     ReportOptions reports{};
+    /// Whether local software may postpone a deployment.
+    bool may_be_postponed = false;
     /// Hears what the agent is doing; may be null.
     std::shared_ptr<StatusObserver> status_observer{};
 };
@@ -177,6 +180,7 @@ public:
 
 private:
     void show_status();
+    void take_postponement();
     [[nodiscard]] AgentStatus compose_status() const;
     [[nodiscard]] AgentStatus::State shown_state() const;
     void describe_deployment(AgentStatus& status) const;
@@ -246,6 +250,7 @@ private:
     time_point deployment_window_start{};
     common::BackoffTimer backoff_timer;
     UnsentReports unsent;
+    Postponement postponement;
     StatusLog status_log;
     bool is_reporting = false;
     Deadline backoff_end;

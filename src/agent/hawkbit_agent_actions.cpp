@@ -83,6 +83,7 @@ void HawkbitAgent::cancel_deployment_action() {
 void HawkbitAgent::retrieve_deployment_action() {
     ZLOG_INFO("event", "retrieve_deployment_action", "fsm", fsm_identity());
     control_->set_pending_deployment(client->fetch_deployment_action(controller));
+    postponement.keep_only(control_->pending_deployment()->id());
     is_deployment_read_owed = false;
     control_->set_last_poll(now());
 }

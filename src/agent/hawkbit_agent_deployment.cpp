@@ -82,6 +82,7 @@ void HawkbitAgent::start_deployer() {
                                           make_http_client, settings.downloads),
         controller);
     ++status_log.counters.deployments;
+    postponement.forget();
     if (is_interrupted) {
         resume_deployer();
     }

@@ -109,13 +109,15 @@ void HawkbitAgent::describe_waiting(AgentStatus& status) const {
     } else if (!unsent.empty() && unsent.retry_time() > now()) {
         status.backoff_until = unsent.retry_time();
     }
-    if (!settings.schedule) {
-        return;
-    }
-    if (status.state == State::waiting_window) {
+    const bool waits_for_window = status.state == State::waiting_window;
+    const bool waits_for_delay = status.state == State::waiting_delay;
+    if (waits_for_window) {
         status.delay_until = settings.schedule->next_window_start(now());
-    } else if (status.state == State::waiting_delay) {
+    } else if (waits_for_delay && settings.schedule) {
         status.delay_until = deployment_delay_until;
+    }
+    if (waits_for_window || waits_for_delay || status.state == State::waiting_user) {
+        status.delay_until = std::max(status.delay_until, postponement.end(now()));
     }
 }
 

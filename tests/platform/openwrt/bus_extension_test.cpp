@@ -44,6 +44,7 @@ TEST_F(ExtendedBusTest, OffersMoreMethodsAfterTheOthers) {
                                         "\t\"get_deployment\":[{][}]\n"
                                         "\t\"accept_deployment\":[{]\"action_id\":\"String\"[}]\n"
                                         "\t\"get_agents\":[{][}]\n"
+                                        "\t\"postpone_deployment\":[{]\"hours\":\"Integer\"[}]\n"
                                         "\t\"get_status\":[{][}]\n"));
 }
 
@@ -119,6 +120,52 @@ TEST_F(ExtendedBusTest, NameOfADeploymentThatHasGoneIsRefused) {
 
     EXPECT_EQ(call(R"(accept_deployment '{"action_id":"42"}')").output,
               "{\"message\":\"no pending deployment\",\"success\":false}\n");
+}
+
+TEST_F(ExtendedBusTest, PostponesThePendingDeployment) {
+    start();
+    offer("42");
+
+    EXPECT_EQ(call(R"(postpone_deployment '{"hours":168}')").output, succeeded);
+
+    const auto wish = manager.control("gw").take_postponement();
+    ASSERT_NE(wish, nullptr);
+    EXPECT_EQ(wish->first, "42");
+    EXPECT_EQ(wish->second, std::chrono::hours{168});
+    EXPECT_EQ(manager.control("gw").take_postponement(), nullptr);
+    EXPECT_THAT(finished_log(), HasSubstr("event=ubus method=postpone_deployment"));
+}
+
+TEST_F(ExtendedBusTest, PostponesForOneToOneHundredAndSixtyEightHours) {
+    start();
+    offer("42");
+
+    for (const char* const arguments :
+         {"{}", R"({"hours":0})", R"({"hours":169})", R"({"hours":-1})", R"({"hours":"5"})",
+          R"({"hours":1.5})", R"({"hours":true})", R"({"hours":[1]})", R"({"hours":4294967297})"}) {
+        EXPECT_EQ(call("postpone_deployment '" + std::string{arguments} + "'").output,
+                  "{\"message\":\"hours must be a number from 1 to 168\",\"success\":false}\n")
+            << arguments;
+    }
+
+    EXPECT_EQ(manager.control("gw").take_postponement(), nullptr);
+}
+
+TEST_F(ExtendedBusTest, NothingToPostponeIsToldFirst) {
+    start();
+
+    EXPECT_EQ(call(R"(postpone_deployment '{"hours":1}')").output,
+              "{\"message\":\"no pending deployment\",\"success\":false}\n");
+}
+
+TEST_F(ExtendedBusTest, TheLastWishOfTheUserCounts) {
+    start();
+    offer("42");
+
+    EXPECT_EQ(call("accept_deployment").output, succeeded);
+    EXPECT_EQ(call(R"(postpone_deployment '{"hours":1}')").output, succeeded);
+
+    EXPECT_EQ(manager.control("gw").accepted_deployment(), "");
 }
 
 TEST_F(ExtendedBusTest, AgentsStepIsSeen) {
