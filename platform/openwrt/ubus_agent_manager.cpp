@@ -6,6 +6,7 @@
 #include "common/json.h"
 #include "common/logprint.h"
 #include "openwrt/agent_documents.h"
+#include "openwrt/status_notifier.h"
 #include "ubus/message_text.h"
 
 namespace zephran::platform::openwrt {
@@ -29,12 +30,6 @@ Json::Value failure(const char* message) {
     return document;
 }
 
-/// What is published with the agents is all that callers need.
-struct SilentObserver : StatusObserver {
-    void state_has_changed(const AgentStatus& /*status*/) override {}
-    void download_has_progressed(const AgentStatus& /*status*/) override {}
-};
-
 Json::Value arguments_of(blob_attr* message) {
     const std::optional<std::string> text = ubox::to_json_text(message);
     return text ? common::JSONDefaultParser{}(*text) : Json::Value{};
@@ -51,8 +46,15 @@ UbusAgentManager::UbusAgentManager() : UbusAgentManager{{}, sleep_one_second} {}
 
 UbusAgentManager::UbusAgentManager(ubus::UbusContext::Environment environment,
                                    std::function<void()> loop_pause)
-    : AgentManager{std::move(loop_pause), std::make_shared<SilentObserver>()},
-      bus{std::move(environment)} {}
+    : UbusAgentManager{std::move(environment), std::move(loop_pause),
+                       std::make_shared<StatusNotifier>()} {}
+
+UbusAgentManager::UbusAgentManager(ubus::UbusContext::Environment environment,
+                                   std::function<void()> loop_pause,
+                                   const std::shared_ptr<StatusNotifier>& notifier)
+    : AgentManager{std::move(loop_pause), notifier},
+      bus{std::move(environment)},
+      notifications{notifier->queue()} {}
 
 void UbusAgentManager::run_setup() {
     const auto served_by = [this](auto handler) -> ubus::UbusObject::Handler {
@@ -79,6 +81,9 @@ void UbusAgentManager::run_setup() {
                              ubus::ArgumentPolicy{});
     }
     object = std::make_unique<ubus::UbusObject>("zephran", std::move(methods), bus);
+    if (is_bus_extended()) {
+        object->notify_from(notifications);
+    }
     object->get_context().start_receiver();
 }
 

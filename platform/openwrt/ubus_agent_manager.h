@@ -10,6 +10,8 @@
 
 namespace zephran::platform::openwrt {
 
+class StatusNotifier;
+
 /// The agent manager of a gateway: it offers the object "zephran" on the message bus, through which
 /// local software lists the agents, forces polls, and accepts the deployment that waits for the
 /// user's consent.
@@ -52,12 +54,16 @@ protected:
     void run_teardown() override { object.reset(); }
 
 private:
+    UbusAgentManager(ubus::UbusContext::Environment environment, std::function<void()> loop_pause,
+                     const std::shared_ptr<StatusNotifier>& notifier);
+
     [[nodiscard]] std::shared_ptr<AgentControl> gateway_control() const;
     [[nodiscard]] bool force_polls(const Json::Value& arguments) const;
     [[nodiscard]] Json::Value postpone(const Json::Value& arguments) const;
     [[nodiscard]] Json::Value accept(const Json::Value& arguments) const;
 
     ubus::UbusContext::Environment bus;
+    std::shared_ptr<ubus::NotificationQueue> notifications;
     // The last member: its receiver must be gone before anything that the handlers use.
     std::unique_ptr<ubus::UbusObject> object;
 };

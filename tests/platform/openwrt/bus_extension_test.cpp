@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "bus_bench.h"
+#include "openwrt/status_notifier.h"
 #include "support/message_builder.h"
 
 namespace zephran::platform::openwrt {
@@ -166,6 +167,27 @@ TEST_F(ExtendedBusTest, TheLastWishOfTheUserCounts) {
     EXPECT_EQ(call(R"(postpone_deployment '{"hours":1}')").output, succeeded);
 
     EXPECT_EQ(manager.control("gw").accepted_deployment(), "");
+}
+
+TEST(StatusNotifierTest, MakesNotificationsOfWhatItHears) {
+    StatusNotifier notifier;
+    AgentStatus status;
+    status.state = AgentStatus::State::downloading;
+    status.download.emplace();
+    status.download->bytes = 5;
+
+    notifier.state_has_changed(status);
+    notifier.download_has_progressed(status);
+
+    const auto state = notifier.queue()->take();
+    const auto progress = notifier.queue()->take();
+    ASSERT_TRUE(state && progress);
+    EXPECT_EQ(state->type, "state");
+    EXPECT_EQ(state->content, status_document(status));
+    EXPECT_FALSE(state->is_passing);
+    EXPECT_EQ(progress->type, "progress");
+    EXPECT_EQ(progress->content, progress_document(status));
+    EXPECT_TRUE(progress->is_passing);
 }
 
 TEST_F(ExtendedBusTest, AgentsStepIsSeen) {
