@@ -88,7 +88,7 @@ public:
     virtual ~StatusObserver() = default;
 
     virtual void state_has_changed(const AgentStatus& status) = 0;
-    /// Called at most once a second while an artifact arrives.
+    /// Called about once a second, and not more often, while an artifact arrives.
     virtual void download_has_progressed(const AgentStatus& status) = 0;
 };
 

@@ -33,7 +33,9 @@ AgentStatus StatusLog::tell(AgentStatus status) {
 }
 
 void StatusLog::note_progress(const AgentStatus& status) {
-    constexpr std::chrono::seconds shortest_pause{1};
+    // The main loop steps once a second, but not to the millisecond: with a whole second every
+    // other step would be left out.
+    constexpr std::chrono::milliseconds shortest_pause{900};
     if (!status.download || !status.download->bytes) {
         bytes_told = 0;
         return;

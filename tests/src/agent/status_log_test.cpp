@@ -71,6 +71,15 @@ TEST_F(StatusLogTest, TellsOfProgressAtMostOnceASecond) {
     EXPECT_EQ(observer->states.size(), 1U);
 }
 
+TEST_F(StatusLogTest, TellsOfProgressWithEachStepThatIsAlmostASecondLong) {
+    for (unsigned i = 0; i < 3; ++i) {
+        log.tell(downloading(100 + i));
+        steady += milliseconds{950};
+    }
+
+    EXPECT_EQ(observer->progresses.size(), 3U);
+}
+
 TEST_F(StatusLogTest, IsSilentWhileNothingArrives) {
     for (unsigned i = 0; i < 5; ++i) {
         log.tell(downloading(100));
