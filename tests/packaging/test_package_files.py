@@ -42,7 +42,7 @@ def sources():
 def test_every_script_is_checked():
     assert [path.name for path in SCRIPTS] == [
         "zephran.defaults", "zephran.iface", "zephran.init", "zephran.ntp", "zephran.poll",
-        "test-version.sh", "test.sh"]
+        "zephran.status", "test-version.sh", "test.sh"]
 
 
 @pytest.mark.parametrize("script", SCRIPTS, ids=lambda path: path.name)
