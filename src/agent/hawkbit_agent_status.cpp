@@ -111,8 +111,11 @@ void HawkbitAgent::describe_waiting(AgentStatus& status) const {
     }
     const bool waits_for_window = status.state == State::waiting_window;
     const bool waits_for_delay = status.state == State::waiting_delay;
-    if (waits_for_window) {
-        status.delay_until = settings.schedule->next_window_start(now());
+    if (waits_for_window && settings.schedule) {
+        const time_point opening = settings.schedule->next_window_start(now());
+        if (opening != time_point::max()) {
+            status.delay_until = opening;
+        }
     } else if (waits_for_delay && settings.schedule) {
         status.delay_until = deployment_delay_until;
     }

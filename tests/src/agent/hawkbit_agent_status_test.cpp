@@ -129,6 +129,20 @@ TEST_F(HawkbitAgentStatus, WaitsForTheWindow) {
     EXPECT_EQ(status().delay_until, settings.schedule->next_window_start(now));
 }
 
+TEST_F(HawkbitAgentStatus, KnowsNoEndOfAWaitWithoutAWindow) {
+    make_introduced(observed());
+    offer(soft_deployment());
+    agent->restart();
+    tick_while([this] { return status().state != State::waiting_window; });
+    EXPECT_EQ(status().delay_until, std::nullopt);
+
+    make_introduced(scheduled(no_day));
+    offer(soft_deployment());
+    run_cycle();
+    EXPECT_EQ(status().state, State::waiting_window);
+    EXPECT_EQ(status().delay_until, std::nullopt);
+}
+
 TEST_F(HawkbitAgentStatus, WaitsForTheEndOfTheDelay) {
     make_introduced(scheduled(every_day));
     offer(soft_deployment());
