@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """What local software sees of the daemon, and may ask of it, with the option bus_extended."""
 import json
+import pathlib
 import re
 import signal
 import time
@@ -297,13 +298,10 @@ def test_daemon_ends_soon_while_the_broker_stalls(bench, control):
 
 def test_script_waits_for_the_end_of_an_update(bench, control):
     _, action = waiting_for_the_user(bench, control)
-    script = ("ubus -t 100 subscribe zephran | while read -r line; do\n"
-              "case $line in *'\"last_result\":{'*) echo \"$line\"; break ;; esac\ndone")
-    waiting = bench.gateway.start_program(["/bin/sh", "-c", script], "wait-for-end")
-    bench.wait_until(lambda: "subscribe" in bench.gateway.bus.log or waiting.is_running(), "the subscriber")
-    time.sleep(1)
+    documented = (pathlib.Path(__file__).parents[2] / "docs/control.md").read_text()
+    script = re.search(r"^(ubus -t 7200 subscribe zephran .*?^})$", documented, re.M | re.S)[1]
 
-    control.accept_deployment()
+    waiting = bench.gateway.start_program(["/bin/sh", "-c", f"action={action.id}\n{script}"], "wait-for-end")
     bench.wait_for_end(action)
     bench.wait_until(lambda: "last_result" in waiting.out, "the result")
 
