@@ -35,7 +35,9 @@ bool is_at_rest(const HawkbitAgent& agent) {
 
 }  // namespace
 
-AgentManager::AgentManager(std::function<void()> loop_pause) : pause{std::move(loop_pause)} {}
+AgentManager::AgentManager(std::function<void()> loop_pause,
+                           std::shared_ptr<StatusObserver> observer)
+    : pause{std::move(loop_pause)}, status_observer{std::move(observer)} {}
 
 AgentManager::~AgentManager() = default;
 
@@ -170,6 +172,10 @@ void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& prope
     agent_settings.downloads = settings.downloads;
     agent_settings.options = settings.options;
     agent_settings.reports = settings.reports;
+    if (settings.bus_extended && id == settings.gateway_id) {
+        agent_settings.may_be_postponed = true;
+        agent_settings.status_observer = status_observer;
+    }
     const auto existing = agents.find(id);
     if (existing != agents.end()) {
         existing->second->live_on(std::move(agent_settings));

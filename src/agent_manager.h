@@ -47,6 +47,8 @@ struct AgentManagerSettings {
     bool dormant = false;
     AgentOptions options;
     ReportOptions reports;
+    /// Whether the observer hears what the gateway's agent is doing.
+    bool bus_extended = false;
 };
 
 /// Owns every agent and runs the main loop. Agents are created, ticked and destroyed on the main
@@ -98,7 +100,12 @@ public:
 
 protected:
     /// @param loop_pause waits between two iterations. Other values than this are for unit tests.
-    explicit AgentManager(std::function<void()> loop_pause = sleep_one_second);
+    /// @param observer hears what the gateway's agent is doing if the settings say so; may be null
+    explicit AgentManager(std::function<void()> loop_pause = sleep_one_second,
+                          std::shared_ptr<StatusObserver> observer = nullptr);
+
+    static void sleep_one_second();
+    [[nodiscard]] bool is_bus_extended() const { return settings.bus_extended; }
 
     /// Starts the platform's own services, such as local control, before the loop begins.
     virtual void run_setup() = 0;
@@ -113,7 +120,6 @@ protected:
     }
 
 private:
-    static void sleep_one_second();
     void run_loop();
     void run_iteration();
     void wind_down(unsigned iteration);
@@ -127,6 +133,7 @@ private:
     common::Published<AgentControls> published_controls{AgentControls{}};
     std::vector<std::unique_ptr<DiscoveryHandler>> discovery_handlers;
     std::function<void()> pause;
+    std::shared_ptr<StatusObserver> status_observer;
     /// Of the gateway's agent, when the end of the process began.
     bool has_unfinished_work = false;
 };

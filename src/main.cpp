@@ -14,6 +14,7 @@
 #include "gateway_properties.h"
 #include "http/transport_settings.h"
 #include "installer/installer_factory.h"
+#include "options/bus_options.h"
 #include "options/download_options.h"
 #include "options/report_options.h"
 #include "options/service_options.h"
@@ -88,6 +89,7 @@ void run_agents(const CommandLineOptions& options) {
         leftovers::take_over(service.download_dir, settings.downloads.resume);
     settings.transport.traces_credentials = service.log_secrets;
     settings.reports = read_report_options(*platform::get_config());
+    settings.bus_extended = read_bus_extended(*platform::get_config());
     settings.bootloader_mtd = options.get_bootloader_mtd();
 
     const std::unique_ptr<AgentManager> manager = platform::create_agent_manager();

@@ -25,6 +25,11 @@ public:
     /// Removes the value. Snapshots that readers hold stay valid.
     void withdraw() { std::atomic_store(&current, std::shared_ptr<const T>{}); }
 
+    /// Removes the value and returns it, or null: no later one is lost.
+    [[nodiscard]] std::shared_ptr<const T> take() {
+        return std::atomic_exchange(&current, std::shared_ptr<const T>{});
+    }
+
     /// What was published last, or null.
     [[nodiscard]] std::shared_ptr<const T> read() const { return std::atomic_load(&current); }
 

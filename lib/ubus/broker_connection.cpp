@@ -86,6 +86,12 @@ BrokerConnection::Input BrokerConnection::wait_for_input(std::chrono::millisecon
     return (input.revents & broken) != 0 ? Input::connection_is_broken : Input::some;
 }
 
+bool BrokerConnection::can_send_at_once() const {
+    constexpr int not_at_all = 0;
+    pollfd output{descriptor, POLLOUT, 0};
+    return ::poll(&output, 1, not_at_all) == 1 && output.revents == POLLOUT;
+}
+
 void BrokerConnection::shut_down() const {
     (void)::shutdown(descriptor, SHUT_RDWR);
 }

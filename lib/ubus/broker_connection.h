@@ -45,6 +45,9 @@ public:
 
     /// Waits for input for at most this time; without a connection it only waits.
     [[nodiscard]] Input wait_for_input(std::chrono::milliseconds time) const;
+    /// Whether a message of up to 32 KiB can be sent without waiting for the broker: the system
+    /// says so only while most of the socket's buffer is free.
+    [[nodiscard]] bool can_send_at_once() const;
     /// Unblocks a thread that waits for the broker. May be called by any thread.
     void shut_down() const;
 

@@ -34,6 +34,7 @@ ObjectRegistration::ObjectRegistration(const std::string& name, const std::vecto
 
 void ObjectRegistration::forget() {
     record.object.id = 0;
+    record.object.has_subscribers = false;
     type.id = 0;
 }
 

@@ -36,6 +36,7 @@ public:
     [[nodiscard]] ubus_object* object() { return &record.object; }
     /// Whether the broker knows the object.
     [[nodiscard]] bool is_registered() const { return record.object.id != 0; }
+    [[nodiscard]] bool has_subscribers() const { return record.object.has_subscribers; }
     /// Makes the object ready to be added to another connection.
     void forget();
     /// The owner that the constructor was given.

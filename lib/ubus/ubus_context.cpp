@@ -85,6 +85,9 @@ void UbusContext::receiver_thread() {
                 lose_connection();
             }
         }
+        if (state == ConnectionState::connected && send_waiting) {
+            send_waiting();
+        }
         if (is_attempt_due()) {
             try_to_recover();
             may_have_put_aside = true;

@@ -61,6 +61,13 @@ public:
     /// returns true.
     void set_restorer(std::function<bool()> new_restorer) { restore = std::move(new_restorer); }
 
+    /// Sets a function that sends what other threads have left to be sent. The receiver thread
+    /// calls it whenever it wakes and everything about this process is known to the broker. To be
+    /// set before the receiver is started.
+    void set_sender(std::function<void()> new_sender) { send_waiting = std::move(new_sender); }
+    /// Whether a message of up to 32 KiB can be sent without waiting for the broker.
+    [[nodiscard]] bool can_send_at_once() const { return connection.can_send_at_once(); }
+
     /// Starts the receiver thread; one that runs already is stopped first.
     void start_receiver();
     /// Stops the receiver thread, if there is one, and waits for its end.
@@ -107,6 +114,7 @@ private:
     /// In the states lost and restoring: when to try again.
     steady::time_point next_attempt;
     std::function<bool()> restore;
+    std::function<void()> send_waiting;
     unsigned connection_count_ = 0;
 
     // Owned by the thread that starts and stops the receiver, which itself only calls is_wanted().

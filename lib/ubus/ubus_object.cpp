@@ -20,6 +20,8 @@ namespace {
 constexpr std::size_t largest_message = 1U << 20U;
 constexpr std::size_t bytes_around_a_reply = 12;
 
+constexpr std::size_t largest_notification = 1U << 15U;
+
 std::vector<ObjectRegistration::Method> listed(const std::list<UbusObject::Method>& methods) {
     std::vector<ObjectRegistration::Method> list;
     for (const UbusObject::Method& method : methods) {
@@ -125,6 +127,39 @@ void UbusObject::reply(ubus_request_data* request, const Json::Value& value) {
     if (result != UBUS_STATUS_OK) {
         ZEPHRAN_THROW(ReplyException{} << ubus_error_tag{ubus_strerror(result)});
     }
+}
+
+void UbusObject::notify_from(std::shared_ptr<NotificationQueue> queue) {
+    notifications = std::move(queue);
+    context.set_sender([this] { send_notifications(); });
+}
+
+void UbusObject::send_notifications() {
+    if (!registration->has_subscribers()) {
+        notifications->clear();
+        return;
+    }
+    while (!notifications->empty() && context.can_send_at_once()) {
+        const auto notification = notifications->take();
+        try {
+            notify(*notification);
+        } catch (const std::exception&) {
+            log_exception("notify", notification->type);
+        }
+    }
+}
+
+void UbusObject::notify(const Notification& notification) {
+    constexpr int without_replies = -1;
+    ubox::BlobBuffer buffer;
+    buffer.add_json(notification.content);
+    const std::size_t size = blob_raw_len(buffer.get_head());
+    if (size > largest_notification) {
+        ZEPHRAN_THROW(MessageTooLargeException{} << message_size_tag{size});
+    }
+    // A connection that breaks meanwhile is noticed when it is next read from.
+    (void)ubus_notify(context.get(), registration->object(), notification.type.c_str(),
+                      buffer.get_head(), without_replies);
 }
 
 }  // namespace zephran::ubus

@@ -10,6 +10,7 @@
 #include <json/json.h>
 
 #include "ubus/libraries.h"
+#include "ubus/notification_queue.h"
 #include "ubus/object_registration.h"
 #include "ubus/ubus_context.h"
 
@@ -48,6 +49,11 @@ public:
     /// @throws ubox::NotAnObjectException
     void reply(ubus_request_data* request, const Json::Value& value);
 
+    /// Has the receiver thread notify subscribers of what comes into this queue. What cannot be
+    /// sent without waiting for the broker stays there; what nobody listens to, and what is larger
+    /// than 32 KiB, is dropped. Called before the receiver is started.
+    void notify_from(std::shared_ptr<NotificationQueue> queue);
+
     /// The one handler of all methods of all objects: finds the object and the method and calls it.
     /// An unknown name gives 0 and no reply; normally the bus library rejects such calls itself.
     static int ubus_method_handler_internal(ubus_context* connection, ubus_object* object,
@@ -58,6 +64,8 @@ private:
     [[nodiscard]] int dispatch(ubus_request_data* request, const std::string& method,
                                blob_attr* message);
     int call(const Method& method, ubus_request_data* request, blob_attr* message);
+    void send_notifications();
+    void notify(const Notification& notification);
     void register_first();
     [[nodiscard]] bool register_again();
 
@@ -67,6 +75,7 @@ private:
     std::unique_ptr<ObjectRegistration> registration;
     unsigned registered_connection = 0;
     bool failure_logged = false;
+    std::shared_ptr<NotificationQueue> notifications;
 };
 
 }  // namespace zephran::ubus

@@ -3,12 +3,13 @@
 
 #include <array>
 #include <ctime>
+#include <optional>
 
 namespace zephran::platform::openwrt {
 
 namespace {
 
-std::string utc_text(AgentControl::time_point time) {
+std::string utc_text(AgentStatus::time_point time) {
     const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
     std::tm utc{};
     gmtime_r(&seconds, &utc);
@@ -27,7 +28,88 @@ Json::Value chunk_documents(const hawkbit::DeploymentActionMessage& action) {
     return documents;
 }
 
+void add_time(Json::Value& document, const char* name,
+              const std::optional<AgentStatus::time_point>& time) {
+    if (time) {
+        document[name] = utc_text(*time);
+    }
+}
+
+Json::UInt64 number(std::uint64_t value) {
+    return value;
+}
+
+void add_deployment(Json::Value& document, const AgentStatus& status) {
+    if (status.action_id.empty()) {
+        return;
+    }
+    document["action_id"] = status.action_id;
+    document["chunks"] = status.chunks;
+    if (status.chunk != 0) {
+        document["chunk"] = status.chunk;
+        document["part"] = status.part;
+        document["version"] = status.version;
+    }
+}
+
+void add_download(Json::Value& document, const AgentStatus::Download& download) {
+    document["size"] = number(download.size);
+    if (!download.bytes) {
+        return;
+    }
+    document["bytes"] = number(*download.bytes);
+    document["attempt"] = download.attempt;
+    if (download.speed) {
+        document["speed"] = number(*download.speed);
+    }
+}
+
+void add_past(Json::Value& document, const AgentStatus& status) {
+    if (const auto& error = status.last_error) {
+        Json::Value& entry = document["last_error"];
+        add_time(entry, "time", error->time);
+        entry["text"] = error->text;
+        entry["status"] = error->code;
+    }
+    if (const auto& result = status.last_result) {
+        Json::Value& entry = document["last_result"];
+        entry["action_id"] = result->action_id;
+        entry["result"] = to_string(result->outcome);
+        add_time(entry, "time", result->time);
+    }
+    Json::Value& counters = document["counters"];
+    counters["polls"] = status.counters.polls;
+    counters["failed_polls"] = status.counters.failed_polls;
+    counters["deployments"] = status.counters.deployments;
+    counters["bytes"] = number(status.counters.bytes);
+}
+
 }  // namespace
+
+Json::Value status_document(const AgentStatus& status) {
+    Json::Value document;
+    document["state"] = to_string(status.state);
+    add_deployment(document, status);
+    if (status.download) {
+        add_download(document, *status.download);
+    }
+    add_time(document, "next_poll", status.next_poll);
+    add_time(document, "backoff_until", status.backoff_until);
+    add_time(document, "delay_until", status.delay_until);
+    add_past(document, status);
+    return document;
+}
+
+Json::Value progress_document(const AgentStatus& status) {
+    Json::Value document;
+    add_deployment(document, status);
+    document.removeMember("version");
+    if (status.download) {
+        add_download(document, *status.download);
+        document.removeMember("attempt");
+    }
+    return document;
+}
 
 Json::Value deployment_document(const AgentControl& agent) {
     const auto pending = agent.pending_deployment();

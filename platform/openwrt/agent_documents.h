@@ -16,6 +16,14 @@ inline constexpr const char* no_pending_deployment = "no pending deployment";
 /// the form 2026-11-14T17:03:11Z.
 [[nodiscard]] Json::Value deployment_document(const AgentControl& agent);
 
+/// What an agent is doing: {"state": …, "counters": {…}} and whatever else applies. Times are UTC
+/// as above.
+[[nodiscard]] Json::Value status_document(const AgentStatus& status);
+
+/// How far the download has come: {"action_id": …, "bytes": …, "chunk": …, "chunks": …, "part": …,
+/// "size": …, "speed": …}; without "speed" at its beginning.
+[[nodiscard]] Json::Value progress_document(const AgentStatus& status);
+
 /// {"agents": [{"id": …, "config": {…}}, …]}, sorted by id; null instead of an empty list.
 [[nodiscard]] Json::Value agents_document(const AgentControls& agents);
 

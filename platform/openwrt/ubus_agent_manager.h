@@ -10,6 +10,8 @@
 
 namespace zephran::platform::openwrt {
 
+class StatusNotifier;
+
 /// The agent manager of a gateway: it offers the object "zephran" on the message bus, through which
 /// local software lists the agents, forces polls, and accepts the deployment that waits for the
 /// user's consent.
@@ -18,7 +20,7 @@ namespace zephran::platform::openwrt {
 /// controls. Neither they nor the main loop ever wait for each other.
 class UbusAgentManager : public AgentManager {
 public:
-    UbusAgentManager() = default;
+    UbusAgentManager();
     /// For tests: another broker, and another pause between two iterations of the main loop.
     UbusAgentManager(ubus::UbusContext::Environment environment, std::function<void()> loop_pause);
     ~UbusAgentManager() override = default;
@@ -31,9 +33,17 @@ public:
     int handle_force_poll(ubus::UbusObject* called, ubus_request_data* request, blob_attr* message);
     int handle_get_deployment(ubus::UbusObject* called, ubus_request_data* request,
                               blob_attr* message);
+    /// Where the bus is extended, "action_id" (string) says which deployment the user has seen:
+    /// another one is not accepted.
     int handle_accept_deployment(ubus::UbusObject* called, ubus_request_data* request,
                                  blob_attr* message);
     int handle_get_agents(ubus::UbusObject* called, ubus_request_data* request, blob_attr* message);
+    /// "hours" (number, 1 to 168): the pending deployment does not start before, unless the server
+    /// forces it or the user accepts it.
+    int handle_postpone_deployment(ubus::UbusObject* called, ubus_request_data* request,
+                                   blob_attr* message);
+    /// What the gateway's agent is doing.
+    int handle_get_status(ubus::UbusObject* called, ubus_request_data* request, blob_attr* message);
     /// @}
 
 protected:
@@ -44,10 +54,16 @@ protected:
     void run_teardown() override { object.reset(); }
 
 private:
+    UbusAgentManager(ubus::UbusContext::Environment environment, std::function<void()> loop_pause,
+                     const std::shared_ptr<StatusNotifier>& notifier);
+
     [[nodiscard]] std::shared_ptr<AgentControl> gateway_control() const;
     [[nodiscard]] bool force_polls(const Json::Value& arguments) const;
+    [[nodiscard]] Json::Value postpone(const Json::Value& arguments) const;
+    [[nodiscard]] Json::Value accept(const Json::Value& arguments) const;
 
     ubus::UbusContext::Environment bus;
+    std::shared_ptr<ubus::NotificationQueue> notifications;
     // The last member: its receiver must be gone before anything that the handlers use.
     std::unique_ptr<ubus::UbusObject> object;
 };

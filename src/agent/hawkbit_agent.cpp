@@ -24,7 +24,7 @@ HawkbitAgent::Environment HawkbitAgent::Environment::real(const http::TransportS
             [transport] {
                 return http::Client{http::ClientImplementationType::curl, transport};
             },
-            std::chrono::system_clock::now};
+            std::chrono::system_clock::now, std::chrono::steady_clock::now};
 }
 
 HawkbitAgent::HawkbitAgent(const std::string& server, const std::string& controller_id,
@@ -42,7 +42,8 @@ HawkbitAgent::HawkbitAgent(const hawkbit::ControllerURLBuilder& addresses, Envir
       unsent{[this](const UnsentReport& report) {
                  client->send_feedback(report.address, report.document);
              },
-             now, common::BackoffTimer{longest_backoff, shortest_backoff}} {
+             now, common::BackoffTimer{longest_backoff, shortest_backoff}},
+      status_log{std::move(environment.steady_now)} {
     controller.extract_from(addresses);
 }
 
@@ -51,16 +52,30 @@ HawkbitAgent::~HawkbitAgent() = default;
 void HawkbitAgent::configure(AgentSettings new_settings) {
     settings = std::move(new_settings);
     control_->set_attributes(settings.attributes);
+    status_log.set_observer(settings.status_observer);
+    if (settings.may_be_postponed) {
+        postponement.load();
+    }
     if (settings.reports.retries) {
         unsent.keep_in(ReportFile{controller.base(), platform::get_state_directory()});
     }
 }
 
 void HawkbitAgent::tick() {
+    take_postponement();
     AdvancingFSM::tick();
     send_unsent_reports();
     if (deployment != nullptr) {
         tick_deployment();
+    }
+    show_status();
+}
+
+void HawkbitAgent::take_postponement() {
+    const auto wish = control_->take_postponement();
+    // A deployment that has started in the meantime can no longer wait.
+    if (wish != nullptr && !is_deploying()) {
+        postponement.set(wish->first, now() + wish->second);
     }
 }
 

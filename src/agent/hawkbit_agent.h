@@ -9,6 +9,8 @@
 
 #include "agent/agent_control.h"
 #include "agent/last_answers.h"
+#include "agent/postponement.h"
+#include "agent/status_log.h"
 #include "agent/unsent_reports.h"
 #include "common/exception.h"
 #include "common/logprint.h"
@@ -60,6 +62,10 @@ struct AgentSettings {
     DownloadOptions downloads{};
     AgentOptions options{};
     ReportOptions reports{};
+    /// Whether local software may postpone a deployment.
+    bool may_be_postponed = false;
+    /// Hears what the agent is doing; may be null.
+    std::shared_ptr<StatusObserver> status_observer{};
 };
 
 /// One target of the update server: the gateway itself or a device behind it. It polls the server
@@ -81,6 +87,7 @@ public:
         std::unique_ptr<hawkbit::ClientInterface> client;
         HawkbitDeployer::MakeHttpClient make_http_client;
         std::function<time_point()> now;
+        StatusLog::SteadyClock steady_now = std::chrono::steady_clock::now;
     };
 
     /// Accepts the next deployment, whatever its id.
@@ -166,14 +173,23 @@ public:
     void leave_waiting() { waiting = false; }
     void enter_finished() { finished = true; }
     void leave_finished() { finished = false; }
+    void note_state(AgentStatus::State state) { status_log.machine_state = state; }
 
     /// Logs an exception that a guard or an action threw.
-    static void exception_caught(const std::exception& error) {
-        ZLOG_ERROR("event", "exception_caught", "action", "fsm_agent_event", "what", error.what());
-    }
+    void exception_caught(const std::exception& error);
     /// @}
 
 private:
+    void show_status();
+    void take_postponement();
+    [[nodiscard]] AgentStatus compose_status() const;
+    [[nodiscard]] AgentStatus::State shown_state() const;
+    void describe_deployment(AgentStatus& status) const;
+    void describe_waiting(AgentStatus& status) const;
+    void note_end_of_deployment();
+    [[nodiscard]] bool sleeps() const {
+        return settings.dormant && !is_poll_owed() && !is_poll_forced();
+    }
     void start_deployer();
     void cancel_deployer();
     void cancel_existing_deployer();
@@ -236,6 +252,9 @@ private:
     time_point deployment_window_start{};
     common::BackoffTimer backoff_timer;
     UnsentReports unsent;
+    Postponement postponement;
+    StatusLog status_log;
+    bool is_reporting = false;
     Deadline backoff_end;
     Deadline poll_deadline;
 };

@@ -10,6 +10,7 @@
 namespace zephran {
 
 void HawkbitAgent::enter_retrieving_controller_status() {
+    note_state(sleeps() ? AgentStatus::State::dormant : AgentStatus::State::polling);
     reset_polling_time();
     control_->drop_pending_deployment();
 }
@@ -21,6 +22,7 @@ void HawkbitAgent::set_startup() {
 
 void HawkbitAgent::retrieve_controller_status() {
     ZLOG_INFO("event", "retrieve_controller_status", "fsm", fsm_identity());
+    ++status_log.counters.polls;
     const hawkbit::ControllerStatusMessage status = client->fetch_controller_status(controller);
     cancel_action_requested = status.cancel_action().has_value();
     config_data_requested = status.config_data().has_value();
@@ -39,6 +41,7 @@ void HawkbitAgent::retrieve_controller_status() {
 
 void HawkbitAgent::set_backoff_delay() {
     ZLOG_INFO("event", "set_backoff_delay", "fsm", fsm_identity());
+    ++status_log.counters.failed_polls;
     is_read_owed = true;
     const std::chrono::milliseconds delay = backoff_timer.next();
     const time_point current_time = now();
@@ -83,6 +86,7 @@ void HawkbitAgent::retrieve_deployment_action() {
     hawkbit::DeploymentActionMessage action = client->fetch_deployment_action(controller);
     remove_unwanted_partial_files(action.chunks());
     control_->set_pending_deployment(std::move(action));
+    postponement.keep_only(control_->pending_deployment()->id());
     is_deployment_read_owed = false;
     control_->set_last_poll(now());
 }

@@ -28,7 +28,9 @@ void HawkbitAgent::tick_deployment() {
     if (is_held_by_report()) {
         return;
     }
-    if (const auto report = deployment->step()) {
+    const auto report = deployment->step();
+    note_end_of_deployment();
+    if (report) {
         deliver(*report);
         // While the action is still open at the server, the next process needs the record.
         if (ends_action(*report) && !aborted) {
@@ -48,6 +50,7 @@ void HawkbitAgent::end_deployment() {
         force_poll();
     }
     forget_offer_of_ended_deployment();
+    status_log.counters.bytes += deployment->deployer().received();
     deployment.reset();
 }
 
@@ -78,6 +81,8 @@ void HawkbitAgent::start_deployer() {
         std::make_unique<HawkbitDeployer>(settings.attributes, std::move(action), settings.context,
                                           make_http_client, settings.downloads),
         controller);
+    ++status_log.counters.deployments;
+    postponement.forget();
     if (is_interrupted) {
         resume_deployer();
     }

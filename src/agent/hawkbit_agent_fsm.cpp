@@ -17,6 +17,7 @@ template class AdvancingFSM<hawkbit_agent_fsm::FSMDef, hawkbit_agent_fsm::events
 
 void HawkbitAgent::restart() {
     process(hawkbit_agent_fsm::events::restart{});
+    show_status();
 }
 
 }  // namespace zephran

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "agent/agent_status.h"
 #include "fsm/fsm_rows.h"
 
 namespace zephran::hawkbit_agent_fsm {
@@ -18,6 +19,7 @@ using events::exception;
 using events::restart;
 using fsm_rows::none;
 using fsm_rows::Row;
+using Shown = AgentStatus::State;
 
 /// One polling cycle of one target, from the controller resource to the start of a deployment.
 ///
@@ -33,18 +35,19 @@ struct BasicFSMDef : fsm_rows::FrontEnd<BasicFSMDef<Owner>, Owner> {
     struct Init : fsm_rows::State {};
     struct RetrievingControllerStatus
         : fsm_rows::StateWithEntry<&Owner::enter_retrieving_controller_status> {};
-    struct Backoff : fsm_rows::State {};
-    struct SelectingControllerAction : fsm_rows::State {};
+    struct Backoff : fsm_rows::ShownState<Shown::backoff> {};
+    struct SelectingControllerAction : fsm_rows::ShownState<Shown::polling> {};
     struct SendingConfigData : fsm_rows::State {};
     struct RetrievingCancelAction : fsm_rows::State {};
     struct StartingCancelAction : fsm_rows::State {};
     struct RetrievingDeploymentAction : fsm_rows::State {};
-    struct WaitingOnUpdateSchedule : WaitingState {};
-    struct WaitingDeploymentDelay : WaitingState {};
-    struct WaitingOnUserDecision : WaitingState {};
+    struct WaitingOnUpdateSchedule : fsm_rows::ShownState<Shown::waiting_window, WaitingState> {};
+    struct WaitingDeploymentDelay : fsm_rows::ShownState<Shown::waiting_delay, WaitingState> {};
+    struct WaitingOnUserDecision : fsm_rows::ShownState<Shown::waiting_user, WaitingState> {};
     struct StartingDeploymentAction : fsm_rows::State {};
     struct Finished
-        : fsm_rows::StateWithEntryAndExit<&Owner::enter_finished, &Owner::leave_finished> {};
+        : fsm_rows::ShownState<Shown::idle, fsm_rows::StateWithEntryAndExit<
+                                                &Owner::enter_finished, &Owner::leave_finished>> {};
     using initial_state = Init;
 
     using must_report_first = fsm_rows::Ask<&Owner::must_report_first>;

@@ -118,7 +118,8 @@ bool HawkbitAgent::is_forced_deployment() {
 
 bool HawkbitAgent::is_deployment_delay_elapsed() {
     const time_point current_time = now();
-    const bool has_elapsed = !settings.schedule || deployment_delay_until < current_time;
+    const bool has_elapsed = !postponement.end(current_time) &&
+                             (!settings.schedule || deployment_delay_until < current_time);
     // The clock may have been set forward, past the end of the window.
     const bool status =
         has_elapsed && (!settings.schedule || settings.schedule->is_allowed_on(current_time));

@@ -10,6 +10,18 @@ namespace {
 
 using Recipient = DeploymentReport::Recipient;
 
+/// Marks the time in which a report is being sent.
+class Reporting {
+public:
+    explicit Reporting(bool& mark) : mark_{mark} { mark_ = true; }
+    ~Reporting() { mark_ = false; }
+    Reporting(const Reporting&) = delete;
+    Reporting& operator=(const Reporting&) = delete;
+
+private:
+    bool& mark_;
+};
+
 UnsentReport::Kind kind_of(const DeploymentReport& report) {
     if (report.starts_installation) {
         return UnsentReport::Kind::start;
@@ -26,6 +38,8 @@ void HawkbitAgent::deliver(const DeploymentReport& report) {
     if (answers_cancel && aborted) {
         return;
     }
+    const Reporting reporting{is_reporting};
+    show_status();
     if (settings.reports.retries) {
         unsent.add(compose(report));
         send_unsent_reports();

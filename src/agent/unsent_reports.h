@@ -33,6 +33,8 @@ public:
     /// Ends the back-off.
     void hurry() { retry_at = Deadline{}; }
 
+    /// When they are sent again.
+    [[nodiscard]] time_point retry_time() const { return retry_at.when(); }
     [[nodiscard]] bool empty() const { return reports.empty(); }
     /// Whether another than a closing report waits.
     [[nodiscard]] bool holds_step() const;

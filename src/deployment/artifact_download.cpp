@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "deployment/artifact_download.h"
 
+#include <algorithm>
 #include <csignal>
 #include <utility>
 
@@ -70,6 +71,8 @@ void ArtifactDownload::advance() {
     }
     const auto client = std::make_shared<http::Client>(make_http_client());
     const auto attempt = std::make_shared<DownloadTry>(task, stopped);
+    received_before = received();
+    current_try = attempt;
     running = environment.launch([client, attempt] { return attempt->run(*client); });
 }
 
@@ -77,6 +80,18 @@ void ArtifactDownload::wait() const {
     if (running.valid()) {
         running.wait();
     }
+}
+
+DownloadProgress ArtifactDownload::progress() const {
+    DownloadProgress progress;
+    progress.bytes = current_try == nullptr ? 0 : current_try->bytes_there();
+    progress.size = static_cast<std::uint64_t>(std::max(task.artifact.size(), 0));
+    progress.attempt = failures + 1;
+    return progress;
+}
+
+std::uint64_t ArtifactDownload::received() const {
+    return received_before + (current_try == nullptr ? 0 : current_try->bytes_received());
 }
 
 void ArtifactDownload::judge(const DownloadOutcome& outcome) {

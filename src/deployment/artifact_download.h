@@ -7,6 +7,7 @@
 #include <future>
 #include <memory>
 
+#include "deployment/deployment_stage.h"
 #include "deployment/download_try.h"
 #include "deployment/free_space.h"
 #include "deployment/retry_delay.h"
@@ -47,6 +48,11 @@ public:
     /// Waits for the end of the running transfer.
     void wait() const;
 
+    /// How far it has come.
+    [[nodiscard]] DownloadProgress progress() const;
+    /// Bytes that all tries have received.
+    [[nodiscard]] std::uint64_t received() const;
+
     /// A thread without signals: those are the main thread's.
     static std::future<DownloadOutcome> run_in_thread(const Work& work);
 
@@ -59,6 +65,8 @@ private:
     DownloadOptions options;
     std::function<http::Client()> make_http_client;
     Environment environment;
+    std::shared_ptr<const DownloadTry> current_try;
+    std::uint64_t received_before = 0;
     std::uint32_t failures = 0;
     std::uint32_t ticks_to_wait = 0;
     bool sum_was_wrong = false;

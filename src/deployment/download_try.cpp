@@ -73,6 +73,7 @@ void DownloadTry::open() {
         return;
     }
     bytes = size_of(file);
+    there = static_cast<unsigned long>(bytes);
     wanted = {bytes, record.entity_tag};
 }
 
@@ -148,6 +149,7 @@ bool DownloadTry::accept(const http::AnswerHead& answer) {
                     "what", "the server sends the whole file");
     file = partial.begin();
     bytes = 0;
+    there = 0;
     begin_with(answer);
     return true;
 }
@@ -188,6 +190,8 @@ void DownloadTry::write(const char* data, std::size_t size) {
     }
     const std::size_t written = file.write(data, size);
     bytes += written;
+    there = static_cast<unsigned long>(bytes);
+    received += static_cast<unsigned long>(written);
     if (written == size) {
         return;
     }

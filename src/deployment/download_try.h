@@ -58,6 +58,15 @@ public:
     /// Called once. Whatever fails is in the result.
     [[nodiscard]] DownloadOutcome run(const http::Client& client);
 
+    /// @name For other threads
+    /// Artifacts are smaller than what these can count.
+    /// @{
+    /// Bytes of the artifact that are there.
+    [[nodiscard]] unsigned long bytes_there() const { return there; }
+    /// Bytes that this try has received.
+    [[nodiscard]] unsigned long bytes_received() const { return received; }
+    /// @}
+
 private:
     bool take_head(const http::AnswerHead& answer) noexcept override;
     bool take(const char* data, std::size_t size) noexcept override;
@@ -81,6 +90,8 @@ private:
     common::FileDescriptor file{-1};
     http::RangeWanted wanted;
     std::uint64_t bytes = 0;
+    std::atomic<unsigned long> there{0};
+    std::atomic<unsigned long> received{0};
     http::AnswerHead head;
     /// Of several pieces, so that its sum is looked at here.
     bool is_continued = false;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -106,6 +107,18 @@ public:
     /// part:name:version of the current chunk, "" when all are done.
     [[nodiscard]] std::string current_chunk_string() const;
 
+    [[nodiscard]] DeploymentStage stage() const { return stage_; }
+    /// The current chunk; null when all are done.
+    [[nodiscard]] const Chunk* current_chunk() const {
+        return has_current_chunk() ? &chunk() : nullptr;
+    }
+    /// How far the current artifact has come; empty unless one is being downloaded.
+    [[nodiscard]] std::optional<DownloadProgress> download_progress() const;
+    /// Bytes of artifacts that have been received.
+    [[nodiscard]] std::uint64_t received() const {
+        return received_before + (download == nullptr ? 0 : download->received());
+    }
+
     /// @name Guards, actions, entries and exits of the state machine
     /// @{
     [[nodiscard]] bool owns_files();
@@ -123,6 +136,7 @@ public:
     void cancel_installer();
     void remove_artifacts();
     void cleanup();
+    void note_state(DeploymentStage stage) { stage_ = stage; }
     void enter_finished();
     void enter_cancelled();
     void enter_cancelling_installer() { cancelling = true; }
@@ -145,6 +159,7 @@ private:
     [[nodiscard]] bool claim_files();
     [[nodiscard]] DownloadTask download_task() const;
     void begin_download();
+    void end_download();
     void require_space_for_chunk() const;
     [[nodiscard]] bool is_current_chunk_recorded() const;
     [[nodiscard]] std::unique_ptr<HawkbitInstaller> make_installer(const Chunk& for_chunk) const;
@@ -163,6 +178,8 @@ private:
     DownloadOptions downloads;
     ArtifactDownload::Environment environment;
     std::unique_ptr<ArtifactDownload> download;
+    std::uint64_t received_before = 0;
+    DeploymentStage stage_ = DeploymentStage::downloading;
     bool keeps_partial_files = false;
     FileClaim file_claim;
     bool waiting_logged = false;

@@ -33,7 +33,7 @@ void HawkbitDeployer::continue_download() {
 void HawkbitDeployer::download_artifact() {
     ZLOG_DEBUG("event", "download_artifact", "fsm", fsm_identity());
     if (downloads.runs_beside_main_loop()) {
-        download.reset();
+        end_download();
         return;
     }
     const std::string file = artifact_path(artifact(), context.download_folder);
@@ -41,6 +41,7 @@ void HawkbitDeployer::download_artifact() {
     context.download_folder.make();
     platform::prepare_download(chunk(), artifact(), context.options.tool_limit);
     client.download_to_file(artifact_files::download_url(artifact()), file);
+    received_before += static_cast<std::uint64_t>(std::max(artifact().size(), 0));
 }
 
 void HawkbitDeployer::verify_artifact() {
@@ -71,7 +72,7 @@ void HawkbitDeployer::remove_artifacts() {
 
 void HawkbitDeployer::cleanup() {
     ZLOG_DEBUG("event", "cleanup", "fsm", fsm_identity());
-    download.reset();
+    end_download();
     // Until it owns its names the files are another deployer's.
     if (!file_claim.is_held()) {
         return;

@@ -55,6 +55,23 @@ void HawkbitDeployer::begin_download() {
                                                   environment);
 }
 
+void HawkbitDeployer::end_download() {
+    received_before = received();
+    download.reset();
+}
+
+std::optional<DownloadProgress> HawkbitDeployer::download_progress() const {
+    if (stage_ != DeploymentStage::downloading || !has_current_artifact()) {
+        return std::nullopt;
+    }
+    if (download != nullptr) {
+        return download->progress();
+    }
+    DownloadProgress progress;
+    progress.size = announced_size(artifact());
+    return progress;
+}
+
 void HawkbitDeployer::require_space_for_chunk() const {
     if (!downloads.space_reserve) {
         return;

@@ -3,6 +3,7 @@
 
 #include <type_traits>
 
+#include "deployment/deployment_stage.h"
 #include "fsm/fsm_rows.h"
 
 namespace zephran::hawkbit_deployer_fsm {
@@ -29,11 +30,11 @@ struct BasicFSMDef : fsm_rows::FrontEnd<BasicFSMDef<Owner>, Owner> {
     struct Init : fsm_rows::State {};
     struct CheckingChunk : fsm_rows::State {};
     struct CheckingArtifact : fsm_rows::State {};
-    struct DownloadingArtifact : fsm_rows::State {};
-    struct VerifyingArtifact : fsm_rows::State {};
+    struct DownloadingArtifact : fsm_rows::ShownState<DeploymentStage::downloading> {};
+    struct VerifyingArtifact : fsm_rows::ShownState<DeploymentStage::verifying> {};
     struct SelectingArtifact : fsm_rows::State {};
-    struct StartingInstaller : fsm_rows::State {};
-    struct WaitingForInstaller : fsm_rows::State {};
+    struct StartingInstaller : fsm_rows::ShownState<DeploymentStage::installing> {};
+    struct WaitingForInstaller : fsm_rows::ShownState<DeploymentStage::installing> {};
     struct SelectingChunk : fsm_rows::State {};
     struct CancellingInstaller
         : fsm_rows::StateWithEntryAndExit<&Owner::enter_cancelling_installer,

@@ -51,6 +51,16 @@ struct StateWithEntryAndExit : StateWithEntry<Enter> {
     }
 };
 
+/// State that first tells the machine's owner what the outside is shown while it lasts.
+template <auto Shown, class Base = State>
+struct ShownState : Base {
+    template <class Event, class Machine>
+    void on_entry(const Event& event, Machine& machine) {
+        machine.owner().note_state(Shown);
+        Base::on_entry(event, machine);
+    }
+};
+
 /// Guard of a row: asks the machine's owner.
 template <auto Question>
 struct Ask {

@@ -16,6 +16,7 @@ public:
     /// @param set_at the time at which it is set
     Deadline(time_point deadline, time_point set_at) : time{deadline}, wait{deadline - set_at} {}
 
+    [[nodiscard]] time_point when() const { return time; }
     [[nodiscard]] bool is_reached(time_point now) const { return time <= now || is_too_far(now); }
     /// The same, but false at the deadline itself.
     [[nodiscard]] bool is_past(time_point now) const { return time < now || is_too_far(now); }

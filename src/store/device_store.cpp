@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "store/device_store.h"
 
+#include <sstream>
+
 #include "common/logprint.h"
 #include "config.h"
 #include "ghn/ghn_config.h"
@@ -27,6 +29,8 @@ constexpr const char* previous_firmware_key = "zephran.device.previous_version_o
 constexpr const char* unconfirmed_previous_firmware_key = "zephran.device.previous_version_os_tmp";
 
 constexpr const char* begun_installation_key = "zephran.device.begun_installation";
+
+constexpr const char* postponed_deployment_key = "zephran.device.postponed_deployment";
 
 constexpr const char* ghn_interface_key = "ghn.ghn.interface";
 constexpr const char* ghn_common_password_key = "ghn.ghn.password";
@@ -183,6 +187,26 @@ void DeviceStore::forget_begin(const std::string& action_id, const Caller& calle
     const std::string begin = begin_of(action_id);
     if (option_or_empty(*config, begun_installation_key).compare(0, begin.size(), begin) == 0) {
         set_or_warn(begun_installation_key, "", caller);
+    }
+}
+
+std::optional<DeviceStore::Postponement> DeviceStore::postponement() const {
+    std::istringstream record{option_or_empty(*config, postponed_deployment_key)};
+    Postponement read{};
+    if (!(record >> read.until).ignore() || !std::getline(record, read.action_id)) {
+        return std::nullopt;
+    }
+    return read;
+}
+
+void DeviceStore::set_postponement(const Postponement& postponement, const Caller& caller) {
+    set_or_warn(postponed_deployment_key,
+                std::to_string(postponement.until) + " " + postponement.action_id, caller);
+}
+
+void DeviceStore::forget_postponement(const Caller& caller) {
+    if (!option_or_empty(*config, postponed_deployment_key).empty()) {
+        set_or_warn(postponed_deployment_key, "", caller);
     }
 }
 

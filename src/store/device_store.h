@@ -88,6 +88,18 @@ public:
     void forget_begin(const std::string& action_id, const Caller& caller);
     /// @}
 
+    /// @name Deployment that the user has postponed
+    /// @{
+    struct Postponement {
+        std::string action_id;
+        /// Seconds since the epoch.
+        long long until;
+    };
+    [[nodiscard]] std::optional<Postponement> postponement() const;
+    void set_postponement(const Postponement& postponement, const Caller& caller);
+    void forget_postponement(const Caller& caller);
+    /// @}
+
     /// How the modems of the powerline network are reached.
     [[nodiscard]] ghn::GhnConfig ghn_config() const;
 

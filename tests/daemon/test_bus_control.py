@@ -27,6 +27,7 @@ def at_rest(bench, control, *arguments):
     return daemon
 
 
+@pytest.mark.differs("extended-bus")
 def test_object_is_listed_with_its_methods_and_their_arguments(bench, control):
     bench.start()
     control.wait_until_served()

@@ -102,6 +102,7 @@ def test_everything_is_installed_with_its_mode(installed):
 
     assert modes == {
         "/usr/sbin/zephran": 0o755, "/usr/libexec/zephran-poll": 0o755,
+        "/usr/bin/zephran-status": 0o755,
         "/etc/init.d/zephran": 0o755, "/etc/uci-defaults/10_zephran": 0o755,
         "/etc/config/zephran": 0o600, "/etc/hotplug.d/ntp/40-zephran": 0o644,
         "/etc/hotplug.d/iface/40-zephran": 0o644, "/lib/upgrade/keep.d/zephran": 0o644,

@@ -42,7 +42,7 @@ def sources():
 def test_every_script_is_checked():
     assert [path.name for path in SCRIPTS] == [
         "zephran.defaults", "zephran.iface", "zephran.init", "zephran.ntp", "zephran.poll",
-        "test-version.sh", "test.sh"]
+        "zephran.status", "test-version.sh", "test.sh"]
 
 
 @pytest.mark.parametrize("script", SCRIPTS, ids=lambda path: path.name)
@@ -93,7 +93,8 @@ def read_in(source):
 def test_options_of_the_service_are_those_that_the_daemon_reads():
     carried = re.search(r"SERVICE_OPTIONS='([^']*)'", INIT)[1].split()
 
-    assert sorted(carried) == sorted(read_in("service_options.cpp") + read_in("report_options.cpp"))
+    assert sorted(carried) == sorted(read_in("service_options.cpp") + read_in("report_options.cpp") +
+                                     read_in("bus_options.cpp"))
 
 
 def test_options_of_transfers_are_those_that_the_daemon_reads():
@@ -135,8 +136,10 @@ def test_web_interface_has_a_role_for_consent_and_one_for_the_configuration():
 def test_consent_has_separate_rights_to_read_and_to_act():
     consent = web_roles()["zephran-consent"]
 
-    assert consent["read"] == {"ubus": {"zephran": ["get_agents", "get_deployment"]}}
-    assert consent["write"] == {"ubus": {"zephran": ["force_poll", "accept_deployment"]}}
+    assert consent["read"] == {"ubus": {"zephran": ["get_agents", "get_deployment", "get_status",
+                                                    ":subscribe"]}}
+    assert consent["write"] == {"ubus": {"zephran": ["force_poll", "accept_deployment",
+                                                     "postpone_deployment"]}}
 
 
 def test_nothing_but_administration_reaches_the_configuration():
@@ -148,12 +151,13 @@ def test_nothing_but_administration_reaches_the_configuration():
 
 def test_rights_cover_the_methods_of_the_daemon():
     source = (PROJECT / "platform/openwrt/ubus_agent_manager.cpp").read_text()
-    offered = re.findall(r'^ +\{"(\w+)",', source, re.MULTILINE)
+    offered = re.findall(r'(?:^ +\{|emplace_back\()\s*"(\w+)",', source, re.MULTILINE)
     consent = web_roles()["zephran-consent"]
 
     granted = consent["read"]["ubus"]["zephran"] + consent["write"]["ubus"]["zephran"]
 
-    assert sorted(granted) == sorted(offered)
+    # The web server asks for this right before it passes notifications on.
+    assert sorted(granted) == sorted([*offered, ":subscribe"])
     assert set(re.findall(r"ubus .*call zephran (\w+)", DOCUMENTATION)) <= set(offered)
 
 

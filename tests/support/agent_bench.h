@@ -28,7 +28,7 @@ struct AgentBench {
         agent = std::make_unique<HawkbitAgent>(
             hawkbit::ControllerURLBuilder{"gateway", "update.example", "DEFAULT", true},
             HawkbitAgent::Environment{server.make_client(), files.client_maker(),
-                                      [this] { return now; }});
+                                      [this] { return now; }, [this] { return steady; }});
         agent->configure(std::move(settings));
         return *agent;
     }
@@ -107,6 +107,7 @@ struct AgentBench {
     FileServer files;
     ScriptedPart part{"scripted"};
     HawkbitAgent::time_point now = std::chrono::system_clock::from_time_t(1'700'000'000);
+    std::chrono::steady_clock::time_point steady{std::chrono::hours{1}};
     std::unique_ptr<HawkbitAgent> agent;
 };
 

@@ -22,6 +22,9 @@ public:
         trace.emplace_back("exception_caught");
     }
 
+    template <class Shown>
+    void note_state(Shown /*shown*/) {}
+
 protected:
     bool ask(const std::string& guard) {
         record(guard);

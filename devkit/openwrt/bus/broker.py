@@ -10,9 +10,6 @@ from . import wire
 from .registry import Object, Refusal, Registry, matches
 from .wire import Frame, number, text
 
-# Subscribing, unsubscribing, notifying. Whatever they name, it is taken for wrong.
-NOT_SERVED = (8, 9, 10)
-
 
 @dataclass(frozen=True)
 class Sender:
@@ -47,7 +44,9 @@ class Broker:
         self._listeners: list[tuple[Object, bytes]] = []
         self._event_sequence = 0
         self._requests = {wire.PING: self._ping, wire.LOOKUP: self._lookup, wire.INVOKE: self._invoke,
-                          wire.ADD_OBJECT: self._add_object, wire.REMOVE_OBJECT: self._remove_object}
+                          wire.ADD_OBJECT: self._add_object, wire.REMOVE_OBJECT: self._remove_object,
+                          wire.SUBSCRIBE: self._subscribe, wire.UNSUBSCRIBE: self._unsubscribe,
+                          wire.NOTIFY: self._notify}
 
     def handle(self, sender: Sender, frame: Frame) -> None:
         if frame.type in (wire.STATUS, wire.DATA):
@@ -55,7 +54,7 @@ class Broker:
             return
         try:
             if frame.type not in self._requests:
-                raise Refusal(wire.INVALID_ARGUMENT if frame.type in NOT_SERVED else wire.INVALID_COMMAND)
+                raise Refusal(wire.INVALID_COMMAND)
             self._requests[frame.type](sender, frame)
         except Refusal as refusal:
             self._finish(sender, frame, refusal.status)
@@ -63,6 +62,8 @@ class Broker:
     def forget(self, client_id: int) -> None:
         """Frees the names of a client's objects and tells of their end."""
         removed = self._registry.remove_all_of(client_id)
+        for each in removed:
+            self._end_subscriptions(each)
         self._listeners = [each for each in self._listeners if each[0].owner != client_id]
         for each in removed:
             self._announce(b"ubus.object.remove", each)
@@ -97,6 +98,7 @@ class Broker:
         self._listeners = [each for each in self._listeners if each[0] is not removed]
         self._answer(sender, request, number(wire.A_ID, removed.id) +
                      (number(wire.A_TYPE, ended.id) if ended else b""))
+        self._end_subscriptions(removed)
         self._finish(sender, request)
         self._announce(b"ubus.object.remove", removed)
 
@@ -127,6 +129,73 @@ class Broker:
             raise Refusal(wire.INVALID_ARGUMENT)
         listener = self._registry.owned(sender.id, int.from_bytes(object_id, "big"))
         self._listeners.append((listener, wire.cut(pattern)))
+
+    # ---- subscriptions
+
+    def _subscribe(self, sender: Sender, request: Frame) -> None:
+        subscriber, target = self._subscription(sender, request)
+        target.subscribers.append(subscriber)
+        if len(target.subscribers) == 1:
+            self._tell_owner(target)
+        self._finish(sender, request)
+
+    def _unsubscribe(self, sender: Sender, request: Frame) -> None:
+        subscriber, target = self._subscription(sender, request)
+        if subscriber not in target.subscribers:
+            raise Refusal(wire.INVALID_ARGUMENT)
+        self._finish(sender, request)
+        self._unlink(subscriber, target)
+
+    def _subscription(self, sender: Sender, request: Frame) -> tuple[Object, Object]:
+        """The object that hears, and the one that it hears of."""
+        ids = [required(request.attributes, each) for each in (wire.A_ID, wire.A_TARGET)]
+        subscriber, target = map(self._registry.get, ids)
+        if subscriber.owner != sender.id or subscriber is target:
+            raise Refusal(wire.INVALID_ARGUMENT)
+        return subscriber, target
+
+    def _notify(self, sender: Sender, request: Frame) -> None:
+        found = request.attributes
+        subject_id, method = required(found, wire.A_ID), wire.cut(required(found, wire.A_METHOD))
+        subject = self._registry.owned(sender.id, subject_id)
+        is_silent = found.get(wire.A_NO_REPLY, b"\0") != b"\0"
+        if not is_silent:
+            ids = b"".join(number(0, each.id) for each in subject.subscribers)
+            self._deliver(sender.id, wire.frame(wire.STATUS, request.sequence, request.peer, number(
+                wire.A_ID, subject.id) + wire.attribute(wire.A_SUBSCRIBERS, ids) + number(wire.A_STATUS, wire.OK)))
+        head = wire.attribute(wire.A_NO_REPLY, b"\1") if is_silent else b""
+        tail = text(wire.A_METHOD, method) + text(wire.A_USER, sender.user) + text(wire.A_GROUP, sender.group)
+        if wire.A_DATA in found:
+            tail += wire.attribute(wire.A_DATA, found[wire.A_DATA])
+        for each in subject.subscribers:
+            self._deliver(each.owner, wire.frame(wire.INVOKE, request.sequence, sender.id,
+                                                 head + number(wire.A_ID, each.id) + tail))
+
+    def _unlink(self, subscriber: Object, target: Object) -> None:
+        target.subscribers.remove(subscriber)
+        if not target.subscribers:
+            self._tell_owner(target)
+
+    def _end_subscriptions(self, gone: Object) -> None:
+        """Both of those to the object and of its own."""
+        subscribers, gone.subscribers = gone.subscribers, []
+        if subscribers:
+            self._tell_owner(gone)
+        for subscriber in subscribers:
+            subscriber.sequence += 1
+            self._deliver(subscriber.owner, wire.frame(
+                wire.UNSUBSCRIBE, subscriber.sequence, 0,
+                number(wire.A_ID, subscriber.id) + number(wire.A_TARGET, gone.id)))
+        for target in self._registry.subscribed_by(gone):
+            while gone in target.subscribers:
+                self._unlink(gone, target)
+
+    def _tell_owner(self, target: Object) -> None:
+        """Whether anybody listens."""
+        target.sequence += 1
+        self._deliver(target.owner, wire.frame(
+            wire.NOTIFY, target.sequence, 0,
+            number(wire.A_ID, target.id) + wire.attribute(wire.A_ACTIVE, b"\1" if target.subscribers else b"\0")))
 
     # ---- answers
 

@@ -91,14 +91,24 @@ class Connection:
             self.call(wire.EVENT_OBJECT, "register",
                       wire.named_number("object", listener) + wire.named_text("pattern", pattern))
 
+    def subscribe(self, path: str) -> None:
+        """Has the notifications of an object come."""
+        target = self.find(path)
+        added: list[wire.Frame] = []
+        self.request(wire.ADD_OBJECT, on_data=added.append)
+        self.request(wire.SUBSCRIBE, wire.number(wire.A_ID, added[-1].attributes[wire.A_ID]) +
+                     wire.number(wire.A_TARGET, target))
+
     def next_event(self) -> tuple[str, bytes]:
         """Name and values of the next event."""
         while True:
             frame = self._calls.pop(0) if self._calls else self._next_frame()
             found = frame.attributes
             if frame.type == wire.INVOKE and wire.A_ID in found:
-                self._send(wire.frame(wire.STATUS, frame.sequence, frame.peer,
-                                      wire.number(wire.A_STATUS, wire.OK) + wire.number(wire.A_ID, found[wire.A_ID])))
+                if wire.A_NO_REPLY not in found:
+                    self._send(wire.frame(wire.STATUS, frame.sequence, frame.peer,
+                                          wire.number(wire.A_STATUS, wire.OK) +
+                                          wire.number(wire.A_ID, found[wire.A_ID])))
                 return wire.cut(found.get(wire.A_METHOD, b"")).decode(), found.get(wire.A_DATA, b"")
 
     def _send(self, data: bytes) -> None:

@@ -16,6 +16,7 @@ Usage: ubus [-s socket] [-t seconds] [-S] [-v] list [path]
        ubus [-s socket] [-t seconds] [-S] call path method [json]
        ubus [-s socket] [-t seconds] wait_for name...
        ubus [-s socket] [-t seconds] listen [pattern...]
+       ubus [-s socket] [-t seconds] subscribe path...
 """
 DEFAULT_TIMEOUT = 30
 # As many seconds as fit into an int of C as milliseconds.
@@ -50,7 +51,7 @@ class Command:
     def run(self) -> int:
         """The status of the bus, with a minus where the device has one."""
         # The library of a device lets its programs go on. Those that wait for events end their wait.
-        answer_end_signals(survive=self._name not in ("wait_for", "listen"))
+        answer_end_signals(survive=self._name not in ("wait_for", "listen", "subscribe"))
         try:
             status = self._perform(Connection(self._path))
         except OSError:
@@ -133,6 +134,22 @@ class Command:
     def _listen(self, bus: Connection) -> int:
         """Prints events until the time is up, or the process is asked to end."""
         bus.listen(self._words or ["*"])
+        return self._show_events(bus)
+
+    def _subscribe(self, bus: Connection) -> int:
+        """Prints what objects notify their subscribers of, like events."""
+        if not self._words:
+            self._complain("You need to specify an object to subscribe to")
+            return -1
+        for path in self._words:
+            try:
+                bus.subscribe(path)
+            except RequestFailed as failure:
+                self._complain(f"Error while registering for event '{path}': {_reason(failure.status)}")
+                return -1
+        return self._show_events(bus)
+
+    def _show_events(self, bus: Connection) -> int:
         bus.deadline = time.monotonic() + self._limit if self._limit else None
         for name, values in _events_until_the_deadline(bus):
             show(b'{ "%s": %s }\n' % (name.encode(), to_json(values)))
@@ -140,7 +157,8 @@ class Command:
 
 
 COMMANDS = {"list": (Command._list, 0, 1), "call": (Command._call, 2, 3),
-            "wait_for": (Command._wait_for, 1, sys.maxsize), "listen": (Command._listen, 0, sys.maxsize)}
+            "wait_for": (Command._wait_for, 1, sys.maxsize), "listen": (Command._listen, 0, sys.maxsize),
+            "subscribe": (Command._subscribe, 0, sys.maxsize)}
 
 
 def _events_until_the_deadline(bus: Connection) -> Iterator[tuple[str, bytes]]:

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import random
 from collections.abc import Container
-from dataclasses import dataclass
+from dataclasses import dataclass, field
 
 from . import wire
 
@@ -29,7 +29,7 @@ class Type:
     users: int = 0
 
 
-@dataclass
+@dataclass(eq=False)
 class Object:
     """Without a name it only receives events; without a type it is never listed."""
 
@@ -37,6 +37,10 @@ class Object:
     owner: int
     name: bytes | None
     type: Type | None
+    # Who hears of it, once for each subscription.
+    subscribers: list[Object] = field(default_factory=list)
+    # Of what the broker itself sends its owner.
+    sequence: int = 0
 
 
 def unused_id(taken: Container[int]) -> int:
@@ -107,6 +111,9 @@ class Registry:
         for each in removed:
             self.remove(each)
         return removed
+
+    def subscribed_by(self, subscriber: Object) -> list[Object]:
+        return [each for each in self._objects.values() if subscriber in each.subscribers]
 
     def lookup(self, path: bytes | None) -> list[tuple[bytes, int, Type]]:
         """Name, id and type of what matches a path, or of everything, in byte order of the names."""

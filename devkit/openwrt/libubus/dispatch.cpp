@@ -109,6 +109,23 @@ void serve_call(ubus_context& context, Frame& frame) {
     }
 }
 
+void note_subscribers(ubus_context& context, Frame& frame) {
+    const auto& attributes = attributes_of(*frame.body());
+    if (attributes[UBUS_ATTR_OBJID] == nullptr || attributes[UBUS_ATTR_ACTIVE] == nullptr) {
+        return;
+    }
+    const State& state = state_of(context);
+    const auto found = state.objects.find(blob_get_u32(attributes[UBUS_ATTR_OBJID]));
+    if (found == state.objects.end()) {
+        return;
+    }
+    ubus_object& object = *found->second;
+    object.has_subscribers = blob_get_u8(attributes[UBUS_ATTR_ACTIVE]) != 0;
+    if (object.subscribe_cb != nullptr) {
+        object.subscribe_cb(&context, &object);
+    }
+}
+
 void dispatch(ubus_context& context, Frame frame) {
     State& state = state_of(context);
     switch (frame.type) {
@@ -125,6 +142,9 @@ void dispatch(ubus_context& context, Frame frame) {
             } else {
                 serve_call(context, frame);
             }
+            break;
+        case UBUS_MSG_NOTIFY:
+            note_subscribers(context, frame);
             break;
         default:
             break;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "object.h"
 
+#include <cstdint>
 #include <utility>
 
 #include "frame.h"
@@ -54,6 +55,26 @@ int ubus_add_object(ubus_context* ctx, ubus_object* obj) {
         return UBUS_STATUS_NO_DATA;
     }
     return status;
+}
+
+int ubus_notify(ubus_context* ctx, ubus_object* obj, const char* type, blob_attr* msg,
+                int timeout) {
+    if (timeout >= 0) {
+        return UBUS_STATUS_NOT_SUPPORTED;
+    }
+    blob_buf& message = fresh_message();
+    blob_put_u32(&message, UBUS_ATTR_OBJID, obj->id);
+    blob_put_string(&message, UBUS_ATTR_METHOD, type);
+    blob_put(&message, UBUS_ATTR_DATA, msg == nullptr ? nullptr : blob_data(msg),
+             msg == nullptr ? 0 : static_cast<unsigned>(blob_len(msg)));
+    constexpr std::uint8_t yes = 1;
+    blob_put(&message, UBUS_ATTR_NO_REPLY, &yes, sizeof(yes));
+    if (blob_pad_len(message.head) > longest_message) {
+        return UBUS_STATUS_INVALID_ARGUMENT;
+    }
+    // Nobody is told that it could not be sent, but for the mark on the socket.
+    send_frame(*ctx, UBUS_MSG_NOTIFY, ++ctx->request_seq, obj->id, *message.head);
+    return UBUS_STATUS_OK;
 }
 
 int ubus_send_reply(ubus_context* ctx, ubus_request_data* req, blob_attr* msg) {

@@ -152,8 +152,17 @@ def test_jsonfilter_prints_one_field_of_matching_members(root, document, found):
     assert done.returncode == (0 if found else 1)
 
 
+@pytest.mark.parametrize("path, found", [
+    ("@.a", "text"), ("@.b.c", "5"), ("@.b", None), ("@.x", None), ("@.a.x", None), ("@.b.x", None)])
+def test_jsonfilter_prints_the_value_at_a_path(root, path, found):
+    done = root.call("jsonfilter", "-e", path, text='{"a": "text", "b": {"c": 5}}')
+
+    assert done.stdout == (f"{found}\n" if found else "")
+    assert done.returncode == (0 if found else 1)
+
+
 def test_jsonfilter_fails_on_what_it_does_not_know(root):
-    assert root.call("jsonfilter", "-e", "@.route", text="{}").returncode == 125
+    assert root.call("jsonfilter", "-e", "@.route[0]", text="{}").returncode == 125
     assert root.call("jsonfilter", "-e", "@.a[@.b=0].c", text="nonsense").returncode == 126
 
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <fstream>
@@ -63,6 +64,10 @@ public:
         send({0x00020001, 0x00000000, 0x00000014, 0x03000008, 0x7bb8faf7, 0x05000008, 0xd673c7c7});
         send({0x00010001, 0x00000000, 0x0000000c, 0x01000008, 0x00000000});
     }
+    /// Tells the owner of the object that somebody listens.
+    void subscribe() const {
+        send({0x000a0001, 0x00000000, 0x00000014, 0x03000008, 0x7bb8faf7, 0x09000005, 0x01000000});
+    }
     /// Calls "poll" without arguments.
     void call() const {
         send({0x00050002, 0x59a0a9b1, 0x0000001c, 0x03000008, 0x7bb8faf7, 0x04000009, 0x706f6c6c,
@@ -119,6 +124,52 @@ private:
     std::unique_ptr<Client> client;
     std::thread player;
 };
+
+TEST(StalledSubscription, HoldsUpNeitherThoseWhoNotifyNorTheEnd) {
+    constexpr std::chrono::milliseconds soon{10};
+    const CapturedLog log;
+    const TemporaryDirectory directory;
+    const int listener = listen_at(directory.path("bus"), 1);
+    std::promise<void> is_over;
+    std::thread broker{[&] {
+        const Client client{listener};
+        client.greet();
+        client.receive();
+        client.add_object();
+        client.subscribe();
+        is_over.get_future().wait();
+    }};
+    const auto queue = std::make_shared<ubus::NotificationQueue>();
+    auto object = std::make_unique<ubus::UbusObject>(
+        "demo", std::list<ubus::UbusObject::Method>{},
+        ubus::UbusContext::Environment{directory.path("bus"), soon, soon});
+    object->notify_from(queue);
+    object->get_context().start_receiver();
+    Json::Value content;
+    content["text"] = std::string(1000, 'x');
+
+    using steady = std::chrono::steady_clock;
+    auto longest = steady::duration::zero();
+    unsigned added = 0;
+    for (const auto begin = steady::now(); steady::now() - begin < std::chrono::seconds{1};) {
+        const auto before = steady::now();
+        queue->add({"progress", content, true});
+        longest = std::max(longest, steady::now() - before);
+        ++added;
+    }
+    EXPECT_FALSE(queue->empty());
+    const auto before_end = steady::now();
+    object.reset();
+    const auto end = steady::now() - before_end;
+    is_over.set_value();
+    broker.join();
+    ::close(listener);
+
+    // Less than the time after which a receiver is freed by force.
+    EXPECT_LT(end, std::chrono::seconds{1});
+    EXPECT_LT(longest, std::chrono::milliseconds{500});
+    EXPECT_GT(added, 1000U);
+}
 
 /// An object on a broker that went away, and the broker that has taken its place.
 class StalledReconnection : public ::testing::Test {

@@ -52,6 +52,89 @@ TEST(DeploymentDocument, DeploymentWithoutChunksHasAnEmptyList) {
     EXPECT_EQ(text_of(deployment_document(agent)["chunks"]), "[]");
 }
 
+constexpr AgentStatus::time_point some_time{std::chrono::seconds{1'794'675'791}};
+
+TEST(StatusDocument, LeavesOutWhatDoesNotApply) {
+    EXPECT_EQ(text_of(status_document({})),
+              R"({"counters":{"bytes":0,"deployments":0,"failed_polls":0,"polls":0},)"
+              R"("state":"polling"})");
+}
+
+TEST(StatusDocument, TellsEverythingThatApplies) {
+    AgentStatus status;
+    status.state = AgentStatus::State::downloading;
+    status.action_id = "42";
+    status.chunk = 2;
+    status.chunks = 3;
+    status.part = "os";
+    status.version = "1.5";
+    status.download.emplace();
+    status.download->bytes = 5'000'000'000;
+    status.download->size = 6'000'000'000;
+    status.download->attempt = 3;
+    status.download->speed = 1000;
+    status.next_poll = some_time;
+    status.backoff_until = some_time + std::chrono::seconds{1};
+    status.delay_until = some_time + std::chrono::seconds{2};
+    status.last_error = AgentStatus::Failure{some_time, "no answer", 1007};
+    status.last_result = AgentStatus::Result{"41", AgentStatus::Outcome::cancelled, some_time};
+    status.counters = {4, 3, 2, 1};
+
+    EXPECT_EQ(text_of(status_document(status)),
+              R"({"action_id":"42","attempt":3,"backoff_until":"2026-11-14T17:03:12Z",)"
+              R"("bytes":5000000000,"chunk":2,"chunks":3,)"
+              R"("counters":{"bytes":1,"deployments":2,"failed_polls":3,"polls":4},)"
+              R"("delay_until":"2026-11-14T17:03:13Z",)"
+              R"("last_error":{"status":1007,"text":"no answer","time":"2026-11-14T17:03:11Z"},)"
+              R"("last_result":{"action_id":"41","result":"cancelled",)"
+              R"("time":"2026-11-14T17:03:11Z"},)"
+              R"("next_poll":"2026-11-14T17:03:11Z","part":"os","size":6000000000,)"
+              R"("speed":1000,"state":"downloading","version":"1.5"})");
+}
+
+TEST(StatusDocument, DeploymentThatWaitsIsAtNoChunk) {
+    AgentStatus status;
+    status.state = AgentStatus::State::waiting_user;
+    status.action_id = "42";
+    status.chunks = 3;
+
+    const Json::Value document = status_document(status);
+
+    EXPECT_EQ(document["chunks"].asInt(), 3);
+    EXPECT_FALSE(document.isMember("chunk") || document.isMember("part") ||
+                 document.isMember("version"));
+}
+
+TEST(StatusDocument, TransferThatTheMainLoopWaitsForHasASizeOnly) {
+    AgentStatus status;
+    status.download.emplace();
+    status.download->size = 7;
+
+    const Json::Value document = status_document(status);
+
+    EXPECT_EQ(document["size"].asInt(), 7);
+    EXPECT_FALSE(document.isMember("bytes") || document.isMember("attempt") ||
+                 document.isMember("speed"));
+}
+
+TEST(ProgressDocument, TellsHowFarTheDownloadHasCome) {
+    AgentStatus status;
+    status.state = AgentStatus::State::downloading;
+    status.action_id = "42";
+    status.chunk = 2;
+    status.chunks = 3;
+    status.part = "os";
+    status.version = "1.5";
+    status.download.emplace();
+    status.download->bytes = 5;
+    status.download->size = 6;
+    status.download->speed = 4;
+
+    EXPECT_EQ(text_of(progress_document(status)),
+              R"({"action_id":"42","bytes":5,"chunk":2,"chunks":3,"part":"os","size":6,)"
+              R"("speed":4})");
+}
+
 TEST(AgentsDocument, NoAgentsAreNull) {
     EXPECT_EQ(text_of(agents_document({})), R"({"agents":null})");
 }

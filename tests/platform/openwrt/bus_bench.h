@@ -13,12 +13,14 @@ namespace zephran::platform::openwrt {
 /// A manager on a bus of its own, driven step by step. Its agents are dormant and use no network.
 class BusManager : public UbusAgentManager {
 public:
-    explicit BusManager(const std::string& socket) : UbusAgentManager{{socket, soon, soon}, [] {}} {
+    explicit BusManager(const std::string& socket, bool is_extended = false)
+        : UbusAgentManager{{socket, soon, soon}, [] {}} {
         AgentManagerSettings dormant_gateway;
         dormant_gateway.gateway_id = "gw";
         dormant_gateway.server = "update.example";
         dormant_gateway.dormant = true;
         dormant_gateway.properties = {{"dormant", "1"}};
+        dormant_gateway.bus_extended = is_extended;
         configure(dormant_gateway);
     }
 
@@ -40,6 +42,8 @@ private:
 
 /// The same with a broker, and a log that is read once the manager serves no more.
 struct BusBench {
+    explicit BusBench(bool is_extended = false) : manager{broker.socket(), is_extended} {}
+
     [[nodiscard]] test::CommandResult call(const std::string& method_and_arguments) const {
         return test::run_command(broker.command("call zephran " + method_and_arguments));
     }
@@ -50,7 +54,7 @@ struct BusBench {
 
     CapturedLog log;
     test::PrivateBroker broker;
-    BusManager manager{broker.socket()};
+    BusManager manager;
 };
 
 }  // namespace zephran::platform::openwrt

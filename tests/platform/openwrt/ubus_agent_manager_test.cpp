@@ -167,6 +167,15 @@ TEST_F(UbusAgentManagerTest, AcceptsThePendingDeployment) {
                 HasSubstr("handle_accept_deployment: event=ubus method=accept_deployment"));
 }
 
+TEST_F(UbusAgentManagerTest, NameOfTheDeploymentToAcceptIsIgnoredUnlessTheBusIsExtended) {
+    start();
+    offer("42");
+
+    EXPECT_EQ(call(R"(accept_deployment '{"action_id":["other"]}')").output, succeeded);
+
+    EXPECT_EQ(manager.control("gw").accepted_deployment(), "42");
+}
+
 TEST_F(UbusAgentManagerTest, WithdrawnDeploymentCannotBeAccepted) {
     start();
     offer("42");

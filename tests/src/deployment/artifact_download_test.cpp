@@ -99,6 +99,25 @@ protected:
     std::unique_ptr<ArtifactDownload> download;
 };
 
+TEST_F(ArtifactDownloadOfBytes, TellsHowFarItHasCome) {
+    task.resumes = true;
+    answers = {whole("0123", CURLE_PARTIAL_FILE), rest_from(4)};
+    begin();
+    EXPECT_EQ(download->progress().bytes, 0U);
+    EXPECT_EQ(download->progress().attempt, 1U);
+    EXPECT_EQ(download->progress().size, 10U);
+
+    download->advance();
+    EXPECT_EQ(download->progress().bytes, 4U);
+    EXPECT_EQ(download->received(), 4U);
+    EXPECT_FALSE(download->poll());
+    EXPECT_EQ(download->progress().attempt, 2U);
+    run();
+
+    EXPECT_EQ(download->progress().bytes, 10U);
+    EXPECT_EQ(download->received(), 10U);
+}
+
 TEST_F(ArtifactDownloadOfBytes, ArrivesInOneTry) {
     answers = {whole(content)};
     begin();

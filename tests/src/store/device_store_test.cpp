@@ -346,6 +346,18 @@ TEST_F(DeviceStoreTest, FailedWritesAreWarnings) {
                 testing::ContainsRegex(" WARNING device_store\\.cpp:[0-9]+ somebody: "));
 }
 
+TEST_F(DeviceStoreTest, PostponementIsKeptUntilItIsForgotten) {
+    EXPECT_FALSE(store.postponement().has_value());
+
+    store.set_postponement({"an id", 1'700'010'800}, {"somebody"});
+    ASSERT_TRUE(store.postponement().has_value());
+    EXPECT_EQ(store.postponement()->action_id, "an id");
+    EXPECT_EQ(store.postponement()->until, 1'700'010'800);
+
+    store.forget_postponement({"somebody"});
+    EXPECT_FALSE(store.postponement().has_value());
+}
+
 TEST_F(DeviceStoreTest, PowerlineOptionsAreReadOnEveryCall) {
     const ghn::GhnConfig ghn = store.ghn_config();
     EXPECT_EQ(ghn.get_interface(), "");

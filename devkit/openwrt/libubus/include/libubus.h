@@ -100,6 +100,9 @@ const char* ubus_strerror(int error);
 
 /// Adds an object with a name and a type: 0 or a status code. Waits for the answer without limit.
 int ubus_add_object(struct ubus_context* ctx, struct ubus_object* obj);
+/// Notifies the subscribers and waits for nothing; only a timeout below 0 is supported here.
+int ubus_notify(struct ubus_context* ctx, struct ubus_object* obj, const char* type,
+                struct blob_attr* msg, int timeout);
 int ubus_send_reply(struct ubus_context* ctx, struct ubus_request_data* req, struct blob_attr* msg);
 
 #ifdef __cplusplus

@@ -14,12 +14,14 @@ from openwrt.bus.wire import (
     A_DATA,
     A_ID,
     A_METHOD,
+    A_NO_REPLY,
     A_STATUS,
     ADD_OBJECT,
     DATA,
     HELLO,
     INVOKE,
     LOOKUP,
+    NOTIFY,
     STATUS,
     attribute,
     frame,
@@ -176,3 +178,31 @@ def test_listen_ends_with_its_time(no_broker, broker_goes):
 
     assert result(command) == (0, "", "")
     assert time.monotonic() - before >= 1
+
+
+# --- subscribe
+
+def notify(owner, name, data=b""):
+    owner.send(frame(NOTIFY, 1, 0, number(A_ID, owner.demo) + text(A_METHOD, name) +
+                     attribute(A_NO_REPLY, b"\1") + attribute(A_DATA, data)))
+
+
+def test_subscribe_prints_notifications_until_its_time_is_up(bus, owner):
+    command = start(bus, "-t", "2", "subscribe", "demo")
+    assert owner.frame().type == NOTIFY
+
+    notify(owner, "state", named_text("state", "idle") + named_number("n", 5))
+    notify(owner, "progress")
+
+    assert result(command) == (0, '{ "state": {"state":"idle","n":5} }\n{ "progress": {} }\n', "")
+
+
+def test_subscribe_knows_only_objects_that_are_there(bus):
+    command = start(bus, "-t", "5", "subscribe", "demo")
+
+    assert result(command) == (
+        255, "", "Error while registering for event 'demo': Not found\n")
+
+
+def test_subscribe_needs_a_path(bus):
+    assert ubus(bus, "subscribe") == (255, "", "You need to specify an object to subscribe to\n")
