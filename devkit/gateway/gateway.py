@@ -24,6 +24,8 @@ PYTHON = "/usr/bin/python3" if os.path.exists("/usr/bin/python3") else sys.execu
 GONE = b'{"error": "its first process is gone; may this user make namespaces here?"}'
 # Seconds. Programs are slow on a busy machine, and slower still with sanitizers.
 TIMEOUT = 180
+# In the gateway's /tmp; it is the one that the package names.
+DOWNLOADS = "zephran"
 GATEWAY_PATH = "/usr/sbin:/usr/bin:/sbin:/bin"
 
 
@@ -159,9 +161,14 @@ class Gateway(Equipment):
         return self.run_dir / "log/reboot"
 
     def leftovers(self, ignore: Collection[str] = ("state", ".uci")) -> list[str]:
-        """Names of the files in the gateway's /tmp that should have been removed."""
+        """Names of the files in the gateway's /tmp that should have been removed.
+
+        The daemon's own directory for downloads and its folders may stay; the files in them may not.
+        """
         needed = {*self._boot["kept_in_tmp"], *ignore} if self._boot else set()
-        return sorted(entry.name for entry in self.tmp.iterdir() if entry.name not in needed)
+        downloads = self.tmp / DOWNLOADS
+        left = {entry.name for entry in self.tmp.iterdir() if entry != downloads or not downloads.is_dir()} - needed
+        return sorted(left | {str(file.relative_to(self.tmp)) for file in downloads.rglob("*") if not file.is_dir()})
 
     # ---- what runs on it
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <ctime>
 #include <limits>
 
 #include <curl/curl.h>
@@ -36,6 +37,20 @@ std::optional<std::chrono::seconds> parse_seconds(const std::string& text) {
                : std::chrono::seconds{std::stol(text)};
 }
 
+/// A date in one of the three formats of RFC 9110, section 5.6.7. libcurl can read more, but
+/// returns the time_t of its own build, which may have 32 bits where this one has 64.
+std::optional<std::time_t> parse_http_date(const std::string& text) {
+    for (const char* const format :
+         {"%a, %d %b %Y %T GMT", "%A, %d-%b-%y %T GMT", "%a %b %e %T %Y"}) {
+        std::tm date{};
+        const char* const end = strptime(text.c_str(), format, &date);
+        if (end != nullptr && *end == '\0') {
+            return timegm(&date);
+        }
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 bool is_passing(const std::exception& failure) {
@@ -48,12 +63,12 @@ std::optional<std::chrono::seconds> parse_retry_after(const std::string& text,
     if (const auto seconds = parse_seconds(text)) {
         return seconds;
     }
-    const std::time_t date = curl_getdate(text.c_str(), nullptr);
-    if (date == -1) {
+    const auto date = parse_http_date(text);
+    if (!date) {
         return std::nullopt;
     }
-    const auto wait = std::chrono::system_clock::from_time_t(date) - now;
-    return std::max(std::chrono::ceil<std::chrono::seconds>(wait), std::chrono::seconds{0});
+    const std::chrono::seconds wait{*date - std::chrono::system_clock::to_time_t(now)};
+    return std::max(wait, std::chrono::seconds{0});
 }
 
 std::string describe_failure(const std::exception& failure) {

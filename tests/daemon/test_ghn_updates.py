@@ -42,7 +42,7 @@ def command_lines_of_a_pass(network, mac):
         "SYSTEM.PRODUCTION.SERIAL_NUMBER", kind)]
 
 
-@pytest.mark.differs("adapter-ids", "secrets")
+@pytest.mark.differs("adapter-ids", "secrets", "download-directory")
 def test_adapter_gets_new_firmware(bench, network, adapter):
     action = bench.server.assign(SERIAL, [network.image(NEW)])
     daemon = network.start()
@@ -137,6 +137,7 @@ def test_adapter_accepts_only_its_firmware(bench, network, adapter, part):
     assert bench.gateway.calls("sysupgrade") == []
 
 
+@pytest.mark.differs("download-directory")
 def test_gateways_own_modem_gets_new_firmware_without_discovery(bench, network):
     network.line.configure(password="not this one")
     network.line.configure_own_password(network.line.password)

@@ -128,6 +128,7 @@ def test_gateway_with_an_unknown_firmware_version_gets_none(bench):
     assert bench.gateway.calls("sysupgrade") == []
 
 
+@pytest.mark.differs("download-directory")
 def test_flash_type_is_passed_to_the_firmware_tool(bench):
     release = Release(bench, ["os"])
     action = release.assign()
@@ -139,6 +140,7 @@ def test_flash_type_is_passed_to_the_firmware_tool(bench):
     assert bench.gateway.calls("sysupgrade") == ["sysupgrade nand /tmp/fw.bin"]
 
 
+@pytest.mark.differs("download-directory")
 def test_failed_preparations_do_not_prevent_the_installation_of_firmware(bench):
     release = Release(bench, ["os"])
     action = release.assign()
@@ -154,6 +156,7 @@ def test_failed_preparations_do_not_prevent_the_installation_of_firmware(bench):
     release.assert_installed()
 
 
+@pytest.mark.differs("download-directory")
 def test_firmware_is_installed_without_the_opensync_service(bench):
     release = Release(bench, ["os"])
     bench.gateway.take_away("opensync")
@@ -182,6 +185,7 @@ def test_package_is_installed_and_its_output_is_reported(bench):
     release.assert_installed()
 
 
+@pytest.mark.differs("download-directory")
 def test_corrupt_package_leaves_nothing_behind(bench):
     content = package("tool", "1.4", {"tool.txt": b"the tool\n"})
     action = bench.assign(bench.server.software_module(
@@ -227,6 +231,7 @@ def test_boot_loader_without_a_partition_fails(bench, mtd, file):
     assert bench.gateway.calls() == []
 
 
+@pytest.mark.differs("download-directory")
 def test_writing_the_boot_loader_is_retried(bench):
     release = Release(bench, ["bl"])
     action = release.assign()

@@ -79,6 +79,7 @@ def test_firmware_interrupted_before_it_was_written_fails(bench, moment):
 
 
 @pytest.mark.parametrize("cuts", [1, 3])
+@pytest.mark.differs("download-directory")
 def test_written_firmware_counts_however_often_the_power_fails(bench, cuts):
     release = Release(bench, ["os", "opkg"])
     action = release.assign()

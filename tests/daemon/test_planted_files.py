@@ -27,6 +27,7 @@ def installs(bench):
 
 
 @pytest.mark.parametrize("mode", [0o644, 0o755], ids=["file", "program"])
+@pytest.mark.differs("download-directory")
 def test_planted_link_is_not_followed(bench, place, mode):
     outside = bench.file("outside", "#!/bin/sh\necho planted\n")
     outside.chmod(mode)
@@ -38,6 +39,7 @@ def test_planted_link_is_not_followed(bench, place, mode):
     assert outside.stat().st_mode & 0o777 == mode
 
 
+@pytest.mark.differs("download-directory")
 def test_planted_pipe_is_not_waited_for(bench, place):
     os.mkfifo(place)
 
@@ -71,6 +73,7 @@ def test_planted_file_that_is_kept_open_cannot_change_the_artifact(bench, place)
 
 
 @pytest.mark.differs("partial-files")
+@pytest.mark.differs("download-directory")
 def test_planted_directory_fails_the_deployment_alone(bench, place):
     (place / "inner").mkdir(parents=True)
     action = bench.assign(bench.script("one", "touch /tmp/ran"))
@@ -88,6 +91,7 @@ def test_planted_directory_fails_the_deployment_alone(bench, place):
     assert after.status is Status.FINISHED
 
 
+@pytest.mark.differs("download-directory")
 def test_artifact_that_changed_after_its_verification_is_not_run(bench, place):
     action = bench.assign(bench.script("one", "echo from the server"))
     daemon = bench.start()

@@ -24,7 +24,7 @@ def script(bench, name, file, text="true"):
     return bench.module("script", name, "1.0", {file: content.encode()})
 
 
-def deploy_to_both(bench, network, own, leftovers=()):
+def deploy_to_both(bench, network, own):
     """Assigns scripts to the gateway and new firmware to the adapter; returns their ended actions and the daemon."""
     daemon = network.start()
     network.wait_for_agents(DEVICE, SERIAL)
@@ -34,7 +34,7 @@ def deploy_to_both(bench, network, own, leftovers=()):
     network.control.force_poll()
     for action in actions:
         bench.wait_for_end(action)
-    bench.wait_until(lambda: bench.gateway.leftovers() == list(leftovers), "the deletion of the files")
+    bench.wait_until(lambda: not bench.gateway.leftovers(), "the deletion of the files")
     return *actions, daemon
 
 

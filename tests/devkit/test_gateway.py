@@ -79,6 +79,12 @@ def test_tmp_is_private_and_shows_checkout_and_run_directory(gateway, tmp_path):
     assert not pathlib.Path("/tmp/mine").exists()
 
 
+def test_only_files_are_left_over_in_the_directory_for_downloads(gateway):
+    shell(gateway, "mkdir -p /tmp/zephran/agent-a /tmp/zephran/agent-b /tmp/other; touch /tmp/zephran/agent-b/one.sh")
+
+    assert gateway.leftovers() == ["other", "zephran/agent-b/one.sh"]
+
+
 def test_configuration_is_writable_and_the_rest_of_etc_is_not(gateway):
     gateway.config("zephran", "before\n")
     host = pathlib.Path("/etc/hostname").read_bytes()

@@ -66,12 +66,25 @@ TEST_F(RetryAfter, IsADate) {
     EXPECT_EQ(parse_retry_after("Sun, 06 Nov 1994 08:50:37 GMT", now), seconds{60});
 }
 
+TEST_F(RetryAfter, IsADateInAnOldFormat) {
+    EXPECT_EQ(parse_retry_after("Sunday, 06-Nov-94 08:50:37 GMT", now), seconds{60});
+    EXPECT_EQ(parse_retry_after("Sun Nov  6 08:50:37 1994", now), seconds{60});
+}
+
+TEST_F(RetryAfter, IsADateBeyondTheTimeOf32Bits) {
+    EXPECT_EQ(parse_retry_after("Fri, 01 Jan 2100 00:00:00 GMT", now),
+              seconds{4'102'444'800 - 784'111'777});
+    EXPECT_EQ(parse_retry_after("Fri, 31 Dec 9999 23:59:59 GMT", now),
+              seconds{253'402'300'799 - 784'111'777});
+}
+
 TEST_F(RetryAfter, DateInThePastIsNow) {
     EXPECT_EQ(parse_retry_after("Sun, 06 Nov 1994 08:00:00 GMT", now), seconds{0});
 }
 
 TEST_F(RetryAfter, AnythingElseIsNone) {
-    for (const char* const text : {"", "soon", "-1", "1.5", "5 s"}) {
+    for (const char* const text :
+         {"", "soon", "-1", "1.5", "5 s", "Sun, 06 Nov 1994 08:50:37 GMT+1", "Sun, 06 Nov 1994"}) {
         EXPECT_FALSE(parse_retry_after(text, now)) << text;
     }
 }

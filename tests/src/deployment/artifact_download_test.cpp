@@ -351,7 +351,7 @@ public:
     }
     ~LargestFile() {
         ::setrlimit(RLIMIT_FSIZE, &before);
-        std::signal(SIGXFSZ, handler);
+        static_cast<void>(std::signal(SIGXFSZ, handler));
     }
     LargestFile(const LargestFile&) = delete;
     LargestFile& operator=(const LargestFile&) = delete;
