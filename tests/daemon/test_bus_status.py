@@ -58,6 +58,7 @@ def download_slowly(bench, size, speed):
     return large_script(bench, size)
 
 
+@pytest.mark.differs("extended-bus")
 def test_without_the_option_nothing_of_it_exists(make_bench):
     bench = make_bench(poll=RARE)
     control = LocalControl(bench)

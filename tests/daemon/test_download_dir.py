@@ -164,6 +164,7 @@ def test_start_sweeps_all_but_what_can_be_gone_on_with(home, place):
     assert left(place) == [f"agent-{DEVICE}"]
 
 
+@pytest.mark.differs("adapter-ids")
 def test_two_agents_have_folders_of_their_own(home, place):
     network = PowerlineNetwork(home)
     adapter = network.add_with_serial()
