@@ -11,7 +11,8 @@ import subprocess
 from dataclasses import dataclass
 from pathlib import Path
 
-VALID_DAYS = 3650
+# Until after 2038, where times of 32 bits end.
+VALID_DAYS = 7300
 
 # The system's own openssl.cnf may add extensions, so every call gets a complete configuration.
 CONFIGURATION = """[req]

@@ -5,7 +5,7 @@ from __future__ import annotations
 
 import json
 import threading
-import time
+from collections.abc import Callable
 from dataclasses import dataclass, field
 from typing import Any
 
@@ -17,6 +17,7 @@ class Exchange:
     kind     base, deploymentBase, feedback, cancelAction, cancelFeedback, configData, artifact, md5sum,
              installedBase or other
     target   the controller id in the path, decoded; None where the path has none
+    arrived  on the server's clock, in seconds since 1970
     path     as written in the request, without the query
     headers  names in lower case
     resumed  whether the connection took up an earlier TLS session
@@ -55,13 +56,14 @@ class Exchange:
 class Journal:
     """Exchanges of all connections; waiting threads are woken through the store's condition."""
 
-    def __init__(self, changed: threading.Condition) -> None:
+    def __init__(self, changed: threading.Condition, clock: Callable[[], float]) -> None:
         self._changed = changed
+        self._clock = clock
         self._exchanges: list[Exchange] = []
 
     def open(self, **members: Any) -> Exchange:
         with self._changed:
-            exchange = Exchange(number=len(self._exchanges) + 1, arrived=time.time(), **members)
+            exchange = Exchange(number=len(self._exchanges) + 1, arrived=self._clock(), **members)
             self._exchanges.append(exchange)
             self._changed.notify_all()
         return exchange

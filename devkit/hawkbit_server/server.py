@@ -34,7 +34,7 @@ class UpdateServer:
                  seed: int = 1, **settings: Any) -> None:
         self.settings = Settings(**settings)
         self.store = Store(self.settings, clock)
-        self.journal = Journal(self.store.changed)
+        self.journal = Journal(self.store.changed, clock)
         self.faults = Faults()
         self.tls = tls
         self.port = port

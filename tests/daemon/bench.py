@@ -23,7 +23,7 @@ class Bench(GatewayBench):
         super().__init__(directory, [pki.ca.parent], tmp_size, uci, config)
         self.pki = pki
         self.server = UpdateServer(tls or Tls(pki.server.certificate, pki.server.key),
-                                   **{"poll": POLL, **settings})
+                                   clock=self.now, **{"poll": POLL, **settings})
         self.server.start()
         self._closed_port = None
 

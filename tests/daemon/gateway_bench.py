@@ -4,13 +4,16 @@ import json
 import os
 import pathlib
 import re
+import time
 
 from gateway import Gateway, Supervisor
+from virtual_clock import VirtualClock
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("ZEPHRAN_BUILD_DIR", PROJECT / "build/debug"))
 DAEMON = BUILD / "src/zephran"
 BUS_PROGRAMS = BUILD / "devkit/openwrt/bin"
+VIRTUAL_TIME = BUILD / "devkit/virtual-time/libvirtual_time.so"
 
 # Seconds; generous, as builds with sanitizers are slow on a busy machine. Where tests must fail, waiting costs time.
 TIMEOUT = int(os.environ.get("ZEPHRAN_TIMEOUT", "180"))
@@ -47,9 +50,24 @@ class GatewayBench:
                                bus_path=BUS_PROGRAMS, tmp_size=tmp_size, visible=[BUILD, *visible])
         self.gateway.config("zephran", config)
         self.supervisor = None
+        self.clock = None
+
+    def follow_virtual_time(self, wall):
+        """Has every program that is started from now on follow a clock of its own, which is returned.
+
+        wall: what its wall clock shows at first, in seconds since 1970
+        """
+        self.clock = VirtualClock(self.gateway.run_dir / "clock", VIRTUAL_TIME, wall)
+        return self.clock
+
+    def now(self):
+        """The time of the gateway, in seconds since 1970."""
+        return self.clock.wall() if self.clock else time.time()
 
     def close_gateway(self):
         """Ends everything on the gateway."""
+        if self.clock:
+            self.clock.stop_after(0)
         try:
             if self.supervisor:
                 self.supervisor.stop()
@@ -107,6 +125,10 @@ class GatewayBench:
     def launch(self, arguments, env=None):
         options = {name: " ".join(filter(None, [value, os.environ.get(name)]))
                    for name, value in SANITIZER_OPTIONS.items()}
+        if self.clock:
+            # The firmware tool has stopped it before a reboot.
+            self.clock.run_freely()
+            options |= self.clock.environment
         return self.gateway.start_daemon([DAEMON, *arguments], env={**options, **(env or {})})
 
     def run(self, arguments):
