@@ -1,0 +1,173 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Every exchange of a release of all part types, with every trouble: what the server has on record afterwards.
+
+Each history is a gateway, a server and a release, on virtual time. One exchange is disturbed, then all is well.
+"""
+import contextlib
+import threading
+import time
+
+from bench import Bench
+from gateway import BusError, Supervisor
+from gateway_bench import CONFIG
+from hawkbit_server import Stall, Status
+from release import FLASH_SIZE, LOADER, NEW, PARTITION, POWERLINE, RADIO, Release
+from shipped import NOTES, PACKAGED, without
+from troubles import TROUBLES, Exchange
+
+OPTIONS = ("none", "shipped")
+# Seconds of the gateway after which a server that says nothing is gone. A daemon without options has no limit of its
+# own; with the shipped options it has to give up by itself.
+SILENCE = 30
+# How often as many exchanges and bytes as undisturbed a history may take, and how many exchanges for waiting.
+FACTOR = 3
+ROOM = 400
+
+
+class Violation(Exception):
+    """What must not happen."""
+
+
+def configuration(options):
+    return CONFIG if options == "none" else without(PACKAGED.read_text(encoding="utf-8"), NOTES)
+
+
+class History:
+    """One release, and the deployment after it."""
+
+    def __init__(self, directory, pki, options):
+        self.bench = Bench(directory, pki, config=configuration(options), poll="00:05:00")
+        self.bench.follow_virtual_time(time.time())
+        self.options = options
+        self.release = Release(self.bench)
+        self.action = self.release.assign()
+        self._closed = threading.Event()
+
+    def close(self):
+        self._closed.set()
+        self.bench.close()
+
+    def play(self, exchange=None, trouble=None):
+        """Plays it to its end, with a trouble at one exchange; returns the order of that fault."""
+        order = None
+        if trouble is not None:
+            fault = trouble.make(exchange)
+            order = self.bench.server.order(trouble.place, fault, first=exchange.number)
+            if isinstance(fault, Stall) and self.options == "none":
+                threading.Thread(target=self._end_silence, args=[fault], daemon=True).start()
+        # A gateway that is not dormant, so it polls by itself after the reboot, too.
+        self.bench.supervisor = Supervisor(self.bench.gateway, lambda: self.bench.start(
+            "--bootloader-mtd", PARTITION, level="INFO"), after_reboot=()).start()
+        self.bench.wait_for_end(self.action)
+        return order
+
+    def exchanges(self):
+        return [Exchange(number, each.kind, len(each.response_body), self.action.id)
+                for number, each in enumerate(self.bench.server.exchanges(), 1)]
+
+    def _end_silence(self, fault):
+        fault.reached.wait()
+        began = self.bench.clock.elapsed()
+        while not self._closed.is_set() and self.bench.clock.elapsed() < began + SILENCE:
+            time.sleep(0.01)
+        if fault.after is None:
+            fault.drop()
+        else:
+            fault.release()
+
+    # ---- what is demanded
+
+    def judge(self, undisturbed):
+        """Returns how it has ended in a word. Throws Violation."""
+        closing = [entry for entry in self.action.entries if entry.type in (Status.FINISHED, Status.ERROR)]
+        demand(len(closing) == 1, f"closed {len(closing)} times")
+        demand(not self.action.spoilt, "read again after its end")
+        missing = self.missing_parts()
+        if self.action.status is Status.FINISHED:
+            demand(not missing, f"reported as finished without {', '.join(missing)}")
+        else:
+            demand(missing, f"reported as failed, but everything is there: {closing[0].messages}")
+        self._demand_bounds(undisturbed)
+        self._demand_the_next()
+        return self.action.status.value
+
+    def _wake(self):
+        with contextlib.suppress(BusError):
+            self.bench.gateway.bus.call("force_poll")
+
+    def missing_parts(self):
+        gateway = self.bench.gateway
+        there = {"os": gateway.firmware == NEW, "zw": gateway.chip("zwave") == RADIO,
+                 "plc": gateway.chip("plc") == POWERLINE, "opkg": "tool" in gateway.packages,
+                 "script": gateway.installed_files.get("settings") == b"set\n",
+                 "bl": self.release.flash.read_bytes() == LOADER.ljust(FLASH_SIZE, b"\377")}
+        return [part for part, is_there in there.items() if not is_there]
+
+    def _demand_bounds(self, undisturbed):
+        seen = self.bench.server.exchanges()
+        sent, usual = sum(each.sent for each in seen), sum(each.size for each in undisturbed)
+        demand(sent <= FACTOR * usual + ROOM * 1000, f"{sent} bytes instead of {usual}")
+        demand(len(seen) <= FACTOR * len(undisturbed) + ROOM, f"{len(seen)} exchanges instead of {len(undisturbed)}")
+
+    def _demand_the_next(self):
+        following = self.bench.assign(self.bench.script("following", "echo next >>/etc/installed/following"))
+        self._wake()
+        self.bench.wait_for_end(following)
+        demand(following.status is Status.FINISHED, "the next deployment has failed")
+        try:
+            self.bench.wait_until(lambda: not self._left_behind(), "the deletion of the files")
+        except TimeoutError as error:
+            raise Violation(f"left behind: {self._left_behind()}") from error
+
+    def _left_behind(self):
+        """Files in the temporary directory; the download directory itself may stay there."""
+        folder = self.bench.gateway.tmp / "zephran"
+        return [*self.bench.gateway.leftovers(ignore=("state", ".uci", folder.name)),
+                *(str(file.relative_to(folder)) for file in folder.rglob("*") if not file.is_dir())]
+
+
+def demand(condition, otherwise):
+    if not condition:
+        raise Violation(otherwise)
+
+
+class Exchanges:
+    """The part of this name: its cases, and what becomes of one."""
+
+    columns = ("options", "trouble")
+
+    def __init__(self, make_directory, pki):
+        self._make_directory = make_directory
+        self._pki = pki
+        self._undisturbed = {}
+
+    def cases(self):
+        """All of them, by name; the troubles of an exchange follow each other."""
+        found = {}
+        for options in OPTIONS:
+            for exchange in self._exchanges_of(options):
+                for trouble in TROUBLES:
+                    if trouble.make(exchange) is not None:
+                        name = f"{options} / {exchange.number} {exchange.kind} / {trouble.name}"
+                        found[name] = options, exchange, trouble
+        return found
+
+    def run(self, case):
+        """How it has ended, in a word, and more words if that is a violation."""
+        options, exchange, trouble = case
+        with contextlib.closing(History(self._make_directory(), self._pki, options)) as history:
+            try:
+                order = history.play(exchange, trouble)
+                demand(order.hits == 1, "the trouble did not come about")
+                return history.judge(self._exchanges_of(options)), ""
+            except (Violation, TimeoutError, AssertionError) as error:
+                return "VIOLATION", str(error)[:300]
+
+    def _exchanges_of(self, options):
+        if options not in self._undisturbed:
+            with contextlib.closing(History(self._make_directory(), self._pki, options)) as history:
+                history.play()
+                exchanges = history.exchanges()
+                history.judge(exchanges)
+                self._undisturbed[options] = exchanges
+        return self._undisturbed[options]
