@@ -22,6 +22,8 @@ SILENCE = 30
 # How often as many exchanges and bytes as undisturbed a history may take, and how many exchanges for waiting.
 FACTOR = 3
 ROOM = 400
+# Without options a script that was reported as started counts as done, see docs/recovery.md.
+UNRUN_SCRIPT = "reported as finished without script"
 
 
 class Violation(Exception):
@@ -161,7 +163,8 @@ class Exchanges:
                 demand(order.hits == 1, "the trouble did not come about")
                 return history.judge(self._exchanges_of(options)), ""
             except (Violation, TimeoutError, AssertionError) as error:
-                return "VIOLATION", str(error)[:300]
+                is_known = options == "none" and str(error) == UNRUN_SCRIPT
+                return "known limit" if is_known else "VIOLATION", str(error)[:300]
 
     def _exchanges_of(self, options):
         if options not in self._undisturbed:
