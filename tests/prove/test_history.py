@@ -2,9 +2,9 @@
 """Whether the judge of histories sees what must not happen."""
 import pytest
 
-import exchanges
-from exchanges import History, Violation
+import history as histories
 from hawkbit_server import Code, Drop
+from history import History, Violation
 from troubles import TROUBLES, Exchange, Trouble
 
 
@@ -31,7 +31,7 @@ def test_success_without_a_part_is_a_violation(history):
 
 def test_failure_with_every_part_is_a_violation(history):
     history.play()
-    history.action.status = exchanges.Status.ERROR
+    history.action.status = histories.Status.ERROR
 
     with pytest.raises(Violation, match="everything is there"):
         history.judge(history.exchanges())
@@ -66,7 +66,7 @@ def _fail_at(awaited, wait_until):
 
 
 def test_too_many_exchanges_are_a_violation(history, monkeypatch):
-    monkeypatch.setattr(exchanges, "ROOM", 0)
+    monkeypatch.setattr(histories, "ROOM", 0)
     history.play()
 
     with pytest.raises(Violation, match="instead of"):

@@ -1,8 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Every exchange of a release of all part types, with every trouble: what the server has on record afterwards.
-
-Each history is a gateway, a server and a release, on virtual time. One exchange is disturbed, then all is well.
-"""
+"""A gateway, a server and a release of all part types, on virtual time, and what the server has on record at the end."""
 import contextlib
 import threading
 import time
@@ -13,7 +10,7 @@ from gateway_bench import CONFIG
 from hawkbit_server import Stall, Status
 from release import FLASH_SIZE, LOADER, NEW, PARTITION, POWERLINE, RADIO, Release
 from shipped import NOTES, PACKAGED, without
-from troubles import TROUBLES, Exchange
+from troubles import Exchange
 
 OPTIONS = ("none", "shipped")
 # Seconds of the gateway after which a server that says nothing is gone. A daemon without options has no limit of its
@@ -22,8 +19,6 @@ SILENCE = 30
 # How often as many exchanges and bytes as undisturbed a history may take, and how many exchanges for waiting.
 FACTOR = 3
 ROOM = 400
-# Without options a script that was reported as started counts as done, see docs/recovery.md.
-UNRUN_SCRIPT = "reported as finished without script"
 
 
 class Violation(Exception):
@@ -131,46 +126,3 @@ class History:
 def demand(condition, otherwise):
     if not condition:
         raise Violation(otherwise)
-
-
-class Exchanges:
-    """The part of this name: its cases, and what becomes of one."""
-
-    columns = ("options", "trouble")
-
-    def __init__(self, make_directory, pki):
-        self._make_directory = make_directory
-        self._pki = pki
-        self._undisturbed = {}
-
-    def cases(self):
-        """All of them, by name; the troubles of an exchange follow each other."""
-        found = {}
-        for options in OPTIONS:
-            for exchange in self._exchanges_of(options):
-                for trouble in TROUBLES:
-                    if trouble.make(exchange) is not None:
-                        name = f"{options} / {exchange.number} {exchange.kind} / {trouble.name}"
-                        found[name] = options, exchange, trouble
-        return found
-
-    def run(self, case):
-        """How it has ended, in a word, and more words if that is a violation."""
-        options, exchange, trouble = case
-        with contextlib.closing(History(self._make_directory(), self._pki, options)) as history:
-            try:
-                order = history.play(exchange, trouble)
-                demand(order.hits == 1, "the trouble did not come about")
-                return history.judge(self._exchanges_of(options)), ""
-            except (Violation, TimeoutError, AssertionError) as error:
-                is_known = options == "none" and str(error) == UNRUN_SCRIPT
-                return "known limit" if is_known else "VIOLATION", str(error)[:300]
-
-    def _exchanges_of(self, options):
-        if options not in self._undisturbed:
-            with contextlib.closing(History(self._make_directory(), self._pki, options)) as history:
-                history.play()
-                exchanges = history.exchanges()
-                history.judge(exchanges)
-                self._undisturbed[options] = exchanges
-        return self._undisturbed[options]
