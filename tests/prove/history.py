@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""A gateway, a server and a release of all part types, on virtual time, and what the server has on record at the end."""
+"""A gateway, a server and a release of all part types, on virtual time, and what the server has on record."""
 import contextlib
 import threading
 import time
