@@ -238,9 +238,9 @@ private:
     bool finished = false;
     bool waiting = false;
     bool starting_up = true;
-    /// Even a dormant agent polls again while one of these holds: the last poll has failed or the
-    /// attributes are still to be sent, a cancel action is still to be answered, a deployment is
-    /// still to be read.
+    /// Even a dormant agent polls again while one of these holds: the last poll has failed, the
+    /// attributes are still to be sent or a report was dropped, as its action has ended; a cancel
+    /// action is still to be answered; a deployment is still to be read.
     bool is_read_owed = false;
     bool is_cancel_owed = false;
     bool is_deployment_read_owed = false;

@@ -52,6 +52,10 @@ void HawkbitAgent::deliver(const DeploymentReport& report) {
 
 void HawkbitAgent::send_unsent_reports() {
     unsent.send_due();
+    if (unsent.take_obsolete()) {
+        // The action may be open all the same, and nobody else asks a dormant agent to look.
+        is_read_owed = true;
+    }
     const auto fate = unsent.take_dropped_start();
     if (fate && is_deploying()) {
         give_up_installation(*fate);

@@ -90,6 +90,7 @@ void UnsentReports::shorten_first() {
 void UnsentReports::drop_first(ReportFate fate) {
     const UnsentReport& report = reports.front();
     if (fate == ReportFate::obsolete) {
+        has_dropped_obsolete = true;
         ZLOG_WARNING("event", "report_dropped", "address", report.address.str(), "what", failure);
     } else {
         ZLOG_ERROR("event", "report_dropped", "address", report.address.str(), "what", failure);
@@ -115,6 +116,10 @@ bool UnsentReports::holds_step() const {
 
 std::optional<ReportFate> UnsentReports::take_dropped_start() {
     return std::exchange(dropped_start, std::nullopt);
+}
+
+bool UnsentReports::take_obsolete() {
+    return std::exchange(has_dropped_obsolete, false);
 }
 
 }  // namespace zephran

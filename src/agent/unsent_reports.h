@@ -41,6 +41,8 @@ public:
     /// What became of the report that an installation starts, if it was dropped since the last
     /// call.
     [[nodiscard]] std::optional<ReportFate> take_dropped_start();
+    /// Whether the server has answered a report as if its action had ended, since the last call.
+    [[nodiscard]] bool take_obsolete();
 
 private:
     [[nodiscard]] ReportFate send_first();
@@ -58,6 +60,7 @@ private:
     Deadline retry_at;
     std::string failure;
     std::optional<ReportFate> dropped_start;
+    bool has_dropped_obsolete = false;
 };
 
 }  // namespace zephran

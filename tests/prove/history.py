@@ -12,7 +12,8 @@ from release import FLASH_SIZE, LOADER, NEW, PARTITION, POWERLINE, RADIO, Releas
 from shipped import NOTES, PACKAGED, without
 from troubles import Exchange
 
-OPTIONS = ("none", "shipped")
+# With "dormant" the shipped ones, on a gateway that polls by itself no more after the reboot.
+OPTIONS = ("none", "shipped", "dormant")
 # Seconds of the gateway after which a server that says nothing is gone. A daemon without options has no limit of its
 # own; with the shipped options it has to give up by itself.
 SILENCE = 30
@@ -52,9 +53,9 @@ class History:
             order = self.bench.server.order(trouble.place, fault, first=exchange.number)
             if isinstance(fault, Stall) and self.options == "none":
                 threading.Thread(target=self._end_silence, args=[fault], daemon=True).start()
-        # A gateway that is not dormant, so it polls by itself after the reboot, too.
-        self.bench.supervisor = Supervisor(self.bench.gateway, lambda: self.bench.start(
-            "--bootloader-mtd", PARTITION, level="INFO"), after_reboot=()).start()
+        after_reboot = ("--dormant", "true") if self.options == "dormant" else ()
+        self.bench.supervisor = Supervisor(self.bench.gateway, lambda *more: self.bench.start(
+            "--bootloader-mtd", PARTITION, *more, level="INFO"), after_reboot).start()
         self.bench.wait_for_end(self.action)
         return order
 

@@ -13,7 +13,7 @@ UNRUN_SCRIPT = "reported as finished without script"
 class Cases(Part):
     """A case is the options of the gateway, an exchange of its undisturbed history, and a trouble."""
 
-    summary = "each exchange of a release of all part types with each trouble, without and with the shipped options"
+    summary = "each exchange of a release of all part types with each trouble"
 
     def __init__(self, workshop):
         super().__init__(workshop)

@@ -42,6 +42,16 @@ protected:
         server.answer_reports({200, 200, 503});
         tick_while([this] { return server.reports.size() < 3; });
     }
+    /// Has its first report answered as if its action had ended.
+    void lose_the_start_of_a_dormant_agent() {
+        make(retrying(true));
+        offer(scripted_deployment(1));
+        agent->force_poll();
+        tick_while([this] { return !agent->is_deploying(); });
+        server.exchanges.clear();
+        server.answer_reports({410});
+        tick_while([this] { return server.reports.empty() || agent->is_deploying(); });
+    }
     void let_backoff_elapse() {
         now += longest_first_backoff + std::chrono::seconds{1};
         tick();
@@ -133,12 +143,37 @@ TEST_F(HawkbitAgentReports, StartOfAnActionThatHasEndedEndsTheDeploymentSilently
     begin();
     server.answer_reports({410});
 
-    run_out();
+    run_to_end_of_deployment();
 
     EXPECT_THAT(server.exchanges, IsEmpty());
     EXPECT_EQ(server.reports.size(), 1U);
     EXPECT_THAT(part.script.started, IsEmpty());
     EXPECT_FALSE(platform.directory.has("a.bin"));
+}
+
+// The update server may have been wrong, and nobody else asks a dormant gateway to look again.
+TEST_F(HawkbitAgentReports, DormantAgentPollsOnceMoreAfterAReportForAnEndedAction) {
+    lose_the_start_of_a_dormant_agent();
+    EXPECT_TRUE(agent->has_unfinished_work());
+
+    server.close_deployment();
+    for (int cycle = 0; cycle < 3; ++cycle) {
+        run_cycle();
+    }
+
+    EXPECT_THAT(server.exchanges, ElementsAre("status"));
+    EXPECT_FALSE(agent->has_unfinished_work());
+}
+
+TEST_F(HawkbitAgentReports, DormantAgentTakesUpWhatAWrongAnswerHasEnded) {
+    lose_the_start_of_a_dormant_agent();
+
+    agent->restart();
+    tick_while([this] { return !agent->is_deploying(); });
+    run_to_end_of_deployment();
+
+    EXPECT_THAT(server.exchanges,
+                ElementsAre("status", "fetch deployment", started, deployed, successful));
 }
 
 TEST_F(HawkbitAgentReports, DeploymentThatHasEndedIsNotFetchedAgain) {
@@ -197,7 +232,7 @@ TEST_F(HawkbitAgentReports, WithdrawnDeploymentEndsAlthoughItsReportWasNotTaken)
 
     server.close_deployment();
     run_cycle();
-    run_out();
+    run_to_end_of_deployment();
 
     EXPECT_THAT(part.script.started, IsEmpty());
     EXPECT_THAT(server.exchanges, ElementsAre("status"));

@@ -161,6 +161,19 @@ TEST_F(UnsentReportsTest, ObsoleteOneIsDroppedWithAWarning) {
     EXPECT_THAT(log.text(), Not(HasSubstr("ERROR")));
 }
 
+TEST_F(UnsentReportsTest, ObsoleteOneIsToldOnce) {
+    answer = 400;
+    add(Kind::step, "step");
+    reports.send_due();
+    EXPECT_FALSE(reports.take_obsolete());
+
+    answer = 410;
+    add(Kind::step, "step");
+    reports.send_due();
+    EXPECT_TRUE(reports.take_obsolete());
+    EXPECT_FALSE(reports.take_obsolete());
+}
+
 TEST_F(UnsentReportsTest, DroppedStartIsToldOnce) {
     answer = 410;
     add(Kind::step, "step");
