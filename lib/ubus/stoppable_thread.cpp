@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "ubus/interruption.h"
+#include "ubus/new_thread.h"
 
 namespace zephran::ubus {
 
@@ -11,11 +12,11 @@ void StoppableThread::start(const std::function<void()>& work) {
     running = true;
     std::promise<void> ended;
     end = ended.get_future();
-    thread = std::make_unique<std::thread>([work, ended = std::move(ended)]() mutable {
+    thread = std::make_unique<std::thread>(new_thread([work, ended = std::move(ended)]() mutable {
         Interruption::accept();
         work();
         ended.set_value();
-    });
+    }));
 }
 
 void StoppableThread::stop(std::chrono::milliseconds grace_period,

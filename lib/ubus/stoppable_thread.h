@@ -22,6 +22,7 @@ public:
     ~StoppableThread() = default;
 
     /// @param work must return soon after is_wanted() has become false
+    /// @throws ThreadException
     void start(const std::function<void()>& work);
 
     /// Waits for the end of the thread; does nothing without one.

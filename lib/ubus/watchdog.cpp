@@ -4,13 +4,14 @@
 #include <utility>
 
 #include "ubus/interruption.h"
+#include "ubus/new_thread.h"
 
 namespace zephran::ubus {
 
 Watchdog::Watchdog(std::chrono::milliseconds time, std::function<void()> new_unblock)
-    : unblock{std::move(new_unblock)}, thread{[this, time, watched = ::pthread_self()] {
+    : unblock{std::move(new_unblock)}, thread{new_thread([this, time, watched = ::pthread_self()] {
           watch(watched, time);
-      }} {
+      })} {
     Interruption::accept();
 }
 

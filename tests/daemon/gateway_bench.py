@@ -51,6 +51,8 @@ class GatewayBench:
         self.gateway.config("zephran", config)
         self.supervisor = None
         self.clock = None
+        # Makes the command of a start and its environment into others.
+        self.wrap = lambda command, env: (command, env)
 
     def follow_virtual_time(self, wall):
         """Has every program that is started from now on follow a clock of its own, which is returned.
@@ -129,7 +131,7 @@ class GatewayBench:
             # The firmware tool has stopped it before a reboot.
             self.clock.run_freely()
             options |= self.clock.environment
-        return self.gateway.start_daemon([DAEMON, *arguments], env={**options, **(env or {})})
+        return self.gateway.start_daemon(*self.wrap([DAEMON, *arguments], {**options, **(env or {})}))
 
     def run(self, arguments):
         """Starts the daemon with exactly these arguments and waits for its end."""

@@ -30,20 +30,48 @@ def configuration(options):
     return CONFIG if options == "none" else without(PACKAGED.read_text(encoding="utf-8"), NOTES)
 
 
-class History:
-    """One release, and the deployment after it."""
+class GatewayHistory:
+    """A gateway and a server on virtual time, and what is always demanded of them at the end."""
 
     def __init__(self, directory, pki, options):
         self.bench = Bench(directory, pki, config=configuration(options), poll="00:05:00")
         self.bench.follow_virtual_time(time.time())
         self.options = options
-        self.release = Release(self.bench)
-        self.action = self.release.assign()
-        self._closed = threading.Event()
+        self.closed = threading.Event()
 
     def close(self):
-        self._closed.set()
+        self.closed.set()
         self.bench.close()
+
+    def demand_the_next(self):
+        """That a deployment succeeds after this one, and no file is left. Throws Violation."""
+        following = self.bench.assign(self.bench.script("following", "echo next >>/etc/installed/following"))
+        self._wake()
+        self.bench.wait_for_end(following)
+        demand(following.status is Status.FINISHED, "the next deployment has failed")
+        try:
+            self.bench.wait_until(lambda: not self._left_behind(), "the deletion of the files")
+        except TimeoutError as error:
+            raise Violation(f"left behind: {self._left_behind()}") from error
+
+    def _left_behind(self):
+        """Files in the temporary directory; the download directory itself may stay there."""
+        folder = self.bench.gateway.tmp / "zephran"
+        return [*self.bench.gateway.leftovers(ignore=("state", ".uci", folder.name)),
+                *(str(file.relative_to(folder)) for file in folder.rglob("*") if not file.is_dir())]
+
+    def _wake(self):
+        with contextlib.suppress(BusError):
+            self.bench.gateway.bus.call("force_poll")
+
+
+class History(GatewayHistory):
+    """One release, and the deployment after it."""
+
+    def __init__(self, directory, pki, options):
+        super().__init__(directory, pki, options)
+        self.release = Release(self.bench)
+        self.action = self.release.assign()
 
     def play(self, exchange=None, trouble=None):
         """Plays it to its end, with a trouble at one exchange; returns the order of that fault."""
@@ -54,10 +82,13 @@ class History:
             if isinstance(fault, Stall) and self.options == "none":
                 threading.Thread(target=self._end_silence, args=[fault], daemon=True).start()
         after_reboot = ("--dormant", "true") if self.options == "dormant" else ()
-        self.bench.supervisor = Supervisor(self.bench.gateway, lambda *more: self.bench.start(
-            "--bootloader-mtd", PARTITION, *more, level="INFO"), after_reboot).start()
+        self.bench.supervisor = Supervisor(self.bench.gateway, self.start_daemon, after_reboot).start()
         self.bench.wait_for_end(self.action)
         return order
+
+    def start_daemon(self, *more):
+        """Starts it at first, and whenever it has ended or the gateway has been rebooted."""
+        return self.bench.start("--bootloader-mtd", PARTITION, *more, level="INFO")
 
     def exchanges(self):
         return [Exchange(number, each.kind, len(each.response_body), self.action.id)
@@ -66,7 +97,7 @@ class History:
     def _end_silence(self, fault):
         fault.reached.wait()
         began = self.bench.clock.elapsed()
-        while not self._closed.is_set() and self.bench.clock.elapsed() < began + SILENCE:
+        while not self.closed.is_set() and self.bench.clock.elapsed() < began + SILENCE:
             time.sleep(0.01)
         if fault.after is None:
             fault.drop()
@@ -86,12 +117,8 @@ class History:
         else:
             demand(missing, f"reported as failed, but everything is there: {closing[0].messages}")
         self._demand_bounds(undisturbed)
-        self._demand_the_next()
+        self.demand_the_next()
         return self.action.status.value
-
-    def _wake(self):
-        with contextlib.suppress(BusError):
-            self.bench.gateway.bus.call("force_poll")
 
     def missing_parts(self):
         gateway = self.bench.gateway
@@ -106,22 +133,6 @@ class History:
         sent, usual = sum(each.sent for each in seen), sum(each.size for each in undisturbed)
         demand(sent <= FACTOR * usual + ROOM * 1000, f"{sent} bytes instead of {usual}")
         demand(len(seen) <= FACTOR * len(undisturbed) + ROOM, f"{len(seen)} exchanges instead of {len(undisturbed)}")
-
-    def _demand_the_next(self):
-        following = self.bench.assign(self.bench.script("following", "echo next >>/etc/installed/following"))
-        self._wake()
-        self.bench.wait_for_end(following)
-        demand(following.status is Status.FINISHED, "the next deployment has failed")
-        try:
-            self.bench.wait_until(lambda: not self._left_behind(), "the deletion of the files")
-        except TimeoutError as error:
-            raise Violation(f"left behind: {self._left_behind()}") from error
-
-    def _left_behind(self):
-        """Files in the temporary directory; the download directory itself may stay there."""
-        folder = self.bench.gateway.tmp / "zephran"
-        return [*self.bench.gateway.leftovers(ignore=("state", ".uci", folder.name)),
-                *(str(file.relative_to(folder)) for file in folder.rglob("*") if not file.is_dir())]
 
 
 def demand(condition, otherwise):

@@ -1,0 +1,85 @@
+# SPDX-License-Identifier: Apache-2.0
+"""System calls of the daemon that fail, or that it does not survive, by strace.
+
+Only the thread that the daemon starts with is traced, so a tool that it starts has no trouble of its own.
+"""
+import collections
+import dataclasses
+import re
+
+from history import History
+
+STRACE = "/usr/bin/strace"
+# The daemon's starts in an undisturbed history: before the reboot of the firmware, and after it.
+PROCESSES = (1, 2)
+KILL = "KILL"
+# What each call may fail with by its manual page, and what a failing flash, a full one or a killer brings.
+FAULTS = {
+    "write": ("ENOSPC", "EIO", "EINTR", KILL),
+    "openat": ("ENOSPC", "EIO", "EINTR", "ENOMEM", "EMFILE", KILL),
+    "rename": ("ENOSPC", "EIO", "ENOMEM", KILL),
+    "fsync": ("ENOSPC", "EIO", "EINTR", KILL),
+    "read": ("EIO", "EINTR", KILL),
+    "connect": ("EIO", "EINTR", "ENOMEM", KILL),
+    "mmap": ("ENOMEM", KILL),
+    "pipe2": ("EMFILE", KILL),
+    "vfork": ("ENOMEM", KILL),
+    "clone3": ("ENOMEM", KILL),
+    "waitid": ("EINTR", "EIO", KILL),
+    "wait4": ("EINTR", "EIO", KILL),
+    "sendto": ("EIO", "EINTR", "ENOMEM", KILL),
+    "recvfrom": ("EIO", "EINTR", "ENOMEM", KILL),
+}
+CALL = re.compile(r"^(\w+)\(", re.M)
+
+
+@dataclasses.dataclass(frozen=True)
+class Injection:
+    """The fault of the number-th call of a kind, from 1, in one of the PROCESSES."""
+
+    process: int
+    call: str
+    number: int
+    fault: str
+
+    def expression(self):
+        """For strace."""
+        what = f"signal={KILL}" if self.fault == KILL else f"error={self.fault}"
+        return f"inject={self.call}:{what}:when={self.number}"
+
+
+class TracedHistory(History):
+    """A history in which each of the PROCESSES is traced, or only the one with a fault."""
+
+    def __init__(self, directory, pki, options, injection=None):
+        super().__init__(directory, pki, options)
+        self._injection = injection
+        self._starts = 0
+        self.bench.wrap = self._trace
+
+    def calls(self, process):
+        """How often one of the processes has made each call."""
+        return collections.Counter(CALL.findall(self._trace_file(process).read_text(errors="replace")))
+
+    def has_come_about(self):
+        """Whether the call was made that was to fail."""
+        text = self._trace_file(self._injection.process)
+        return text.exists() and ("(INJECTED)" in (trace := text.read_text(errors="replace")) or "+++ killed" in trace)
+
+    def crashes(self):
+        """Exit statuses of daemons that were ended by a signal that nobody has sent."""
+        return [daemon.exit_status for daemon in self.bench.gateway.daemons
+                if (daemon.exit_status or 0) < 0 and daemon.exit_status != -9]
+
+    def _trace(self, command, env):
+        self._starts += 1
+        injection = self._injection
+        if self._starts != (injection.process if injection else self._starts):
+            return command, env
+        expressions = ["-e", f"trace={injection.call}", "-e", injection.expression()] if injection else []
+        # -D: the daemon has to be the child of who starts it. strace itself is not to follow the virtual clock.
+        passed = [word for name, value in env.items() for word in ("-E", f"{name}={value}")]
+        return [STRACE, "-D", "-q", "-o", self._trace_file(self._starts), *expressions, *passed, *command], {}
+
+    def _trace_file(self, process):
+        return self.bench.gateway.run_dir / f"log/trace-{process}"
