@@ -11,7 +11,7 @@ readonly skipped_status=77
 # Steps that mostly wait. They run in the background, one after another, while the other steps compile. What compiles is
 # run with less priority, so that the tests in the background are not late.
 readonly background_steps=(daemon-tsan daemon-asan daemon-debug shipped-options openwrt-libraries packaging acceptance
-    acceptance-hawkbit daemon-armhf daemon-musl)
+    acceptance-hawkbit prove-20 prove-300 daemon-armhf daemon-musl)
 readonly foreground_steps=(unit-debug unit-asan unit-tsan unit-armhf unit-musl clang compilers sdk size lint)
 # shellcheck disable=SC2034  # read by script/verify
 readonly all_steps=(bootstrap "${background_steps[@]}" "${foreground_steps[@]}")
@@ -37,6 +37,7 @@ describe_step() {
         openwrt-libraries) echo "unit tests, tests of the kit's stand-ins and of the daemon on OpenWrt's own libraries;" \
             "skipped without them" ;;
         packaging) echo "tests of the OpenWrt package" ;;
+        prove-*) echo "a sample of each part of script/prove, of ${1#prove-} seconds" ;;
         acceptance) echo "acceptance scenarios against the server of the development kit" ;;
         acceptance-hawkbit) echo "acceptance scenarios against a real hawkBit; skipped without its jar" ;;
         unit-*) echo "unit tests with the preset ${1#unit-}" ;;
@@ -61,7 +62,7 @@ prepare_step() {
         daemon-*) build_preset "${1#daemon-}" "${programs[@]}" ;;
         # Without the libraries the command says what to set.
         openwrt-libraries) ! script/openwrt-libraries || build_preset openwrt ;;
-        shipped-options | packaging | acceptance | acceptance-hawkbit) build_preset debug "${programs[@]}" ;;
+        shipped-options | packaging | acceptance | acceptance-hawkbit | prove-*) build_preset debug "${programs[@]}" ;;
         unit-*) build_preset "${1#unit-}" ;;
     esac
 }
@@ -81,6 +82,8 @@ run_step() {
                 --only unit --only devkit --only daemon
             ;;
         packaging | acceptance) script/test --preset debug --no-build --jobs 24 --only "$1" ;;
+        # The results of a longer run, which script/prove goes on with, are kept elsewhere.
+        prove-*) nice script/prove --again --results build/prove-sample --seconds "$preset" ;;
         acceptance-hawkbit) env "ZEPHRAN_BUILD_DIR=$project_dir/build/debug" script/acceptance ;;
         unit-*) nice script/test --preset "$preset" --no-build --only unit ;;
         # The static analysis gives clang's warnings for the tests.

@@ -41,7 +41,8 @@ def project(tmp_path):
     for name in ("script/lib/common.sh", "script/lib/steps.sh", "script/verify", ".ci/run", ".gitignore"):
         (root / name).parent.mkdir(parents=True, exist_ok=True)
         shutil.copy(PROJECT / name, root / name)
-    for name in ("bootstrap", "build", "test", "lint", "acceptance", "size", "openwrt-libraries", "compilers"):
+    for name in ("bootstrap", "build", "test", "lint", "acceptance", "size", "openwrt-libraries", "compilers",
+                 "prove"):
         (root / "script" / name).write_text(STAND_IN, encoding="utf-8")
         (root / "script" / name).chmod(0o755)
     (tmp_path / "fail").touch()
