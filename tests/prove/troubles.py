@@ -46,7 +46,9 @@ def _of_another_action(exchange):
         return None
 
     def change(document):
-        return json.loads(json.dumps(document).replace(f"/{exchange.action}", f"/{OTHER_ACTION}")
+        # Artifacts have links with numbers, too.
+        return json.loads(json.dumps(document)
+                          .replace(f"deploymentBase/{exchange.action}", f"deploymentBase/{OTHER_ACTION}")
                           .replace(f'"id": "{exchange.action}"', f'"id": "{OTHER_ACTION}"'))
     return Mutate(change)
 
