@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash
-# The checks of the Python code: ruff and mypy, with the settings of pyproject.toml. Debian 12 has no ruff, so both
-# come from PyPI into a virtual environment of their own.
+# The checks of the Python code: ruff and mypy, with the settings of pyproject.toml; and hypothesis, which draws random
+# histories. Debian 12 has no ruff, so they come from PyPI into a virtual environment of their own.
 
 # shellcheck disable=SC2154  # common.sh sets it
 python_tools=$project_dir/build/python-tools
@@ -16,6 +16,11 @@ install_python_tools() {
     /usr/bin/python3 -m venv --clear "$python_tools" &&
         "$python_tools/bin/pip" install --quiet --disable-pip-version-check -r "$pins" &&
         cp "$pins" "$python_tools/installed.txt"
+}
+
+# Where the packages lie, for other interpreters of the same version than that of the environment.
+python_packages() {
+    "$python_tools/bin/python3" -c 'import sysconfig; print(sysconfig.get_path("purelib"))'
 }
 
 # expect_refusal NAME CODE COMMAND ...: CODE on standard input must be refused

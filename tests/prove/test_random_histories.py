@@ -1,0 +1,121 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Whether the judge of random histories sees what must not happen, and whether a kept history can be played alone."""
+import json
+import pathlib
+
+import pytest
+
+import verdict
+from gateway_bench import VIRTUAL_TIME
+from hawkbit_server import Status
+from history import Violation
+from play import Play
+from verdict import Verdict
+
+pytestmark = pytest.mark.skipif(not VIRTUAL_TIME.exists(), reason="a build with sanitizers has no virtual time")
+
+KEPT = sorted((pathlib.Path(__file__).parent / "kept").glob("*.json"))
+
+
+@pytest.fixture(name="play")
+def fixture_play(tmp_path, pki):
+    play = Play(tmp_path, pki)
+    yield play
+    play.close()
+
+
+def deploy(play, *parts):
+    play.begin("shipped", automatic=True, window=False)
+    play.assign("forced", list(parts))
+    play.let_pass(60)
+    return play.actions[0]
+
+
+@pytest.mark.parametrize("file", KEPT, ids=lambda file: file.stem)
+def test_kept_history_breaks_no_rule(play, file):
+    for step, arguments in json.loads(file.read_text(encoding="utf-8")):
+        getattr(play, step)(**arguments)
+
+    Verdict(play).judge()
+
+
+def test_script_that_fails_is_a_true_failure(play):
+    action = deploy(play, "bad")
+
+    Verdict(play).judge()
+
+    assert action.status is Status.ERROR
+
+
+def test_success_without_a_part_is_a_violation(play):
+    deploy(play, "script", "zw")
+    (play.bench.gateway.run_dir / "chips/zwave").write_bytes(b"another")
+    play.modules.see_again(play.actions[0])
+
+    with pytest.raises(Violation, match="finished without zw2"):
+        Verdict(play).judge()
+
+
+def test_failure_with_every_part_is_a_violation(play):
+    action = deploy(play, "script")
+    action.entries[-1] = type(action.entries[-1])(Status.ERROR, ("no",), 0)
+
+    with pytest.raises(Violation, match="everything is there"):
+        Verdict(play).judge()
+
+
+def test_second_end_is_a_violation(play):
+    action = deploy(play, "script")
+    action.entries.append(action.entries[-1])
+
+    with pytest.raises(Violation, match="closed 2 times"):
+        Verdict(play).judge()
+
+
+def test_action_that_stays_open_is_a_violation(play, monkeypatch):
+    monkeypatch.setattr(verdict, "PATIENCE", 600)
+    monkeypatch.setattr(play, "heal", lambda: None)
+    play.begin("shipped", automatic=True, window=False)
+    play.outage()
+    play.assign("forced", ["script"])
+
+    with pytest.raises(Violation, match="end of what was open"):
+        Verdict(play).judge()
+
+
+def test_crash_is_a_violation(play):
+    deploy(play, "script")
+    play.bench.supervisor.daemon.signal(11)
+    play.let_pass(60)
+
+    with pytest.raises(Violation, match="-11"):
+        Verdict(play).judge()
+
+
+def test_file_that_is_left_behind_is_a_violation(play):
+    deploy(play, "script")
+    (play.bench.gateway.tmp / "zephran/forgotten").write_bytes(b"")
+
+    with pytest.raises(Violation, match="forgotten"):
+        Verdict(play).judge()
+
+
+def test_too_many_exchanges_are_a_violation(play, monkeypatch):
+    monkeypatch.setattr(verdict, "EXCHANGES", 0)
+    monkeypatch.setattr(verdict, "EXCHANGES_A_SECOND", 0)
+    deploy(play, "script")
+
+    with pytest.raises(Violation, match="exchanges instead of"):
+        Verdict(play).judge()
+
+
+def test_same_steps_lead_to_the_same_exchanges(tmp_path, pki):
+    seen = []
+    for number in (1, 2):
+        (tmp_path / str(number)).mkdir()
+        play = Play(tmp_path / str(number), pki)
+        deploy(play, "script", "zw")
+        seen.append([each.kind for each in play.bench.server.exchanges()])
+        play.close()
+
+    assert seen[0] == seen[1]
