@@ -12,6 +12,8 @@ KINDS = ("base", "deploymentBase", "feedback", "artifact", "cancelAction", "canc
 # A few seconds lie between the steps of a deployment, minutes between polls, hours before a window.
 PAUSES = (1, 2, 4, 8, 15, 40, 120, 400, 1200, 4000)
 STEPS = 14
+KIND = some.sampled_from(("forced", "soft"))
+PARTS_OF_A_RELEASE = some.lists(some.sampled_from(PARTS), min_size=1, max_size=3, unique=True)
 
 
 def machine_for(make_play, note):
@@ -22,7 +24,6 @@ def machine_for(make_play, note):
             super().__init__()
             self.play = make_play()
             self.steps = []
-            self.assigned = False
             self.failed = False
 
         def _do(self, step, **arguments):
@@ -37,24 +38,21 @@ def machine_for(make_play, note):
                 raise
 
         @initialize(options=some.sampled_from(("shipped", "none")), automatic=some.sampled_from((True, False)),
-                    window=some.sampled_from((False, True)))
-        def begin(self, options, automatic, window):
+                    window=some.sampled_from((False, True)), kind=KIND, parts=PARTS_OF_A_RELEASE)
+        def begin(self, options, automatic, window, kind, parts):
             self._do("begin", options=options, automatic=automatic, window=window)
+            self._do("assign", kind=kind, parts=parts)
 
         @rule(seconds=some.sampled_from(PAUSES))
         def let_pass(self, seconds):
             self._do("let_pass", seconds=seconds)
 
-        @rule(kind=some.sampled_from(("forced", "soft")),
-              parts=some.lists(some.sampled_from(PARTS), min_size=1, max_size=3, unique=True),
-              pause=some.sampled_from(PAUSES))
+        @rule(kind=KIND, parts=PARTS_OF_A_RELEASE, pause=some.sampled_from(PAUSES))
         def assign(self, kind, parts, pause):
-            self.assigned = True
             self._do("assign", kind=kind, parts=parts)
             self._do("let_pass", seconds=pause)
 
-        # What is drawn must not depend on the real gateway: a step that is too late does nothing.
-        @precondition(lambda self: self.assigned)
+        # What is drawn does not depend on the real gateway: a step that is too late does nothing.
         @rule(step=some.sampled_from(("cancel", "withdraw", "replace_artifact", "force")),
               pause=some.sampled_from(PAUSES))
         def change_mind(self, step, pause):

@@ -59,7 +59,7 @@ def drawn(number, count, judge, monkeypatch):
 def test_broken_history_is_shortened(monkeypatch):
     _, broken = drawn(1, 300, RefusesPowerCutsAfterAnOutage, monkeypatch)
 
-    assert [step for step, _ in broken[-1]] == ["begin", "outage", "power_cut"]
+    assert [step for step, _ in broken[-1]] == ["begin", "assign", "outage", "power_cut"]
 
 
 def test_seed_draws_the_same_histories_again(monkeypatch):
