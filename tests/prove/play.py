@@ -14,14 +14,13 @@ from hawkbit_server import Code, Cut, Drop, Ending, Text
 from history import configuration
 from limited_clock import LimitedClock
 from modules import Modules
+from part import HANGS
 from silences import Silences
 
 DAY = 24 * 3600
 # Half an hour before the update window opens.
 BEGINNING = 1.5 * 3600
 WEEK = "Monday Tuesday Wednesday Thursday Friday Saturday Sunday"
-# Seconds of real time within which the time that is allowed has to pass.
-HANGS = 20
 MOST_STARTS = 200
 
 FAULTS = {**{str(code): Code(code) for code in (400, 403, 404, 409, 410, 429, 500, 503)},

@@ -24,8 +24,8 @@ def fixture_play(tmp_path, pki):
     play.close()
 
 
-def deploy(play, *parts):
-    play.begin("shipped", automatic=True, window=False)
+def deploy(play, *parts, options="shipped"):
+    play.begin(options, automatic=True, window=False)
     play.assign("forced", list(parts))
     play.let_pass(60)
     return play.actions[0]
@@ -114,7 +114,8 @@ def test_same_steps_lead_to_the_same_exchanges(tmp_path, pki):
     for number in (1, 2):
         (tmp_path / str(number)).mkdir()
         play = Play(tmp_path / str(number), pki)
-        deploy(play, "script", "zw")
+        # With the shipped limits a busy machine may be too slow for an answer.
+        deploy(play, "script", "zw", options="none")
         seen.append([each.kind for each in play.bench.server.exchanges()])
         play.close()
 
