@@ -11,7 +11,7 @@ readonly skipped_status=77
 # Steps that mostly wait. They run in the background, one after another, while the other steps compile. What compiles is
 # run with less priority, so that the tests in the background are not late.
 readonly background_steps=(daemon-tsan daemon-asan daemon-debug shipped-options openwrt-libraries packaging acceptance
-    acceptance-hawkbit prove-20 prove-300 daemon-armhf daemon-musl)
+    acceptance-hawkbit prove-20 prove-300 fleet daemon-armhf daemon-musl)
 readonly foreground_steps=(unit-debug unit-asan unit-tsan unit-armhf unit-musl clang compilers sdk size lint)
 # shellcheck disable=SC2034  # read by script/verify
 readonly all_steps=(bootstrap "${background_steps[@]}" "${foreground_steps[@]}")
@@ -37,6 +37,7 @@ describe_step() {
         openwrt-libraries) echo "unit tests, tests of the kit's stand-ins and of the daemon on OpenWrt's own libraries;" \
             "skipped without them" ;;
         packaging) echo "tests of the OpenWrt package" ;;
+        fleet) echo "that a simulated fleet recovers from an outage and a blackout" ;;
         prove-*) echo "a sample of each part of script/prove, of ${1#prove-} seconds" ;;
         acceptance) echo "acceptance scenarios against the server of the development kit" ;;
         acceptance-hawkbit) echo "acceptance scenarios against a real hawkBit; skipped without its jar" ;;
@@ -62,10 +63,20 @@ prepare_step() {
         daemon-*) build_preset "${1#daemon-}" "${programs[@]}" ;;
         # Without the libraries the command says what to set.
         openwrt-libraries) ! script/openwrt-libraries || build_preset openwrt ;;
-        shipped-options | packaging | acceptance | acceptance-hawkbit | prove-*) build_preset debug "${programs[@]}" ;;
+        shipped-options | packaging | acceptance | acceptance-hawkbit) build_preset debug "${programs[@]}" ;;
+        # The tools are installed before the steps that run side by side.
+        prove-*) build_preset debug "${programs[@]}" && prepare_python_tools ;;
+        fleet) build_preset debug --target zephran_fleet ;;
         unit-*) build_preset "${1#unit-}" ;;
     esac
 }
+
+# In a shell of its own, as not every step needs the file.
+prepare_python_tools() (
+    # shellcheck source=script/lib/python_tools.sh
+    source script/lib/python_tools.sh
+    install_python_tools
+)
 
 run_step() {
     local preset=${1#*-}
@@ -85,6 +96,10 @@ run_step() {
         # The results of a longer run, which script/prove goes on with, are kept elsewhere.
         prove-*) nice script/prove --again --results build/prove-sample --seconds "$preset" ;;
         acceptance-hawkbit) env "ZEPHRAN_BUILD_DIR=$project_dir/build/debug" script/acceptance ;;
+        fleet)
+            nice build/debug/bench/simulation/zephran_fleet traffic 2000 >build/fleet-sample.csv &&
+                /usr/bin/python3 -B bench/fleet_plot.py --check build/fleet-sample.csv build/fleet-sample.svg
+            ;;
         unit-*) nice script/test --preset "$preset" --no-build --only unit ;;
         # The static analysis gives clang's warnings for the tests.
         clang) nice script/build clang --target zephran -DCMAKE_COMPILE_WARNING_AS_ERROR=ON ;;
