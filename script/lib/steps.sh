@@ -64,19 +64,12 @@ prepare_step() {
         # Without the libraries the command says what to set.
         openwrt-libraries) ! script/openwrt-libraries || build_preset openwrt ;;
         shipped-options | packaging | acceptance | acceptance-hawkbit) build_preset debug "${programs[@]}" ;;
-        # The tools are installed before the steps that run side by side.
-        prove-*) build_preset debug "${programs[@]}" && prepare_python_tools ;;
+        # It installs its tools, which steps that run side by side cannot do.
+        prove-*) build_preset debug "${programs[@]}" && script/prove --list ;;
         fleet) build_preset debug --target zephran_fleet ;;
         unit-*) build_preset "${1#unit-}" ;;
     esac
 }
-
-# In a shell of its own, as not every step needs the file.
-prepare_python_tools() (
-    # shellcheck source=script/lib/python_tools.sh
-    source script/lib/python_tools.sh
-    install_python_tools
-)
 
 run_step() {
     local preset=${1#*-}
@@ -96,10 +89,7 @@ run_step() {
         # The results of a longer run, which script/prove goes on with, are kept elsewhere.
         prove-*) nice script/prove --again --results build/prove-sample --seconds "$preset" ;;
         acceptance-hawkbit) env "ZEPHRAN_BUILD_DIR=$project_dir/build/debug" script/acceptance ;;
-        fleet)
-            nice build/debug/bench/simulation/zephran_fleet traffic 2000 >build/fleet-sample.csv &&
-                /usr/bin/python3 -B bench/fleet_plot.py --check build/fleet-sample.csv build/fleet-sample.svg
-            ;;
+        fleet) nice script/fleet --check ;;
         unit-*) nice script/test --preset "$preset" --no-build --only unit ;;
         # The static analysis gives clang's warnings for the tests.
         clang) nice script/build clang --target zephran -DCMAKE_COMPILE_WARNING_AS_ERROR=ON ;;

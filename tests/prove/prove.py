@@ -33,10 +33,10 @@ def arguments():
     return options
 
 
-def chosen(cases, results, pattern):
+def chosen(part, cases, results, pattern):
     """Those to be played, in an order that has nothing to do with theirs, so that a few of them are a sample."""
     left = [case for case in cases if case not in results and re.search(pattern, case)]
-    return sorted(left, key=lambda case: zlib.crc32(case.encode()))
+    return sorted(left, key=lambda case: (part.length(case), zlib.crc32(case.encode())))
 
 
 def play(name, workshop, options):
@@ -48,7 +48,7 @@ def play(name, workshop, options):
     end = time.monotonic() + options.seconds
     part = parts.find(name)(workshop)
     cases = part.cases()
-    for case in chosen(cases, results, options.only):
+    for case in chosen(part, cases, results, options.only):
         began = time.monotonic()
         if began >= end:
             break

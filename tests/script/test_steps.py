@@ -42,7 +42,7 @@ def project(tmp_path):
         (root / name).parent.mkdir(parents=True, exist_ok=True)
         shutil.copy(PROJECT / name, root / name)
     for name in ("bootstrap", "build", "test", "lint", "acceptance", "size", "openwrt-libraries", "compilers",
-                 "prove"):
+                 "prove", "fleet"):
         (root / "script" / name).write_text(STAND_IN, encoding="utf-8")
         (root / "script" / name).chmod(0o755)
     (tmp_path / "fail").touch()

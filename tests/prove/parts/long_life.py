@@ -21,6 +21,9 @@ class Cases(Part):
         return {DIVIDER.join([options, f"{pieces * POLLS_OF_A_PIECE} polls"]): (options, pieces)
                 for pieces in LENGTHS for options in ("none", "shipped")}
 
+    def length(self, name):
+        return self.cases()[name][1]
+
     def run(self, case):
         options, pieces = case
         with contextlib.closing(Life(self.workshop.make_directory(), self.workshop.pki, options)) as life:
