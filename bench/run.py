@@ -19,7 +19,7 @@ import fleet
 import rest
 from file_server import FileServer
 from pki import Pki
-from transfers import Transfers
+from option_transfers import Transfers
 
 BIG, SMALL = 200_000_000, 20_000_000
 RUNS = 7

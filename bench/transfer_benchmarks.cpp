@@ -17,11 +17,15 @@ namespace zephran::bench {
 
 namespace {
 
+constexpr std::size_t sha1_digits = 40;
+
 hawkbit::DeploymentActionMessage::Artifact artifact_of(const Offer& offer) {
     Json::Value document;
     document["filename"] = "offer";
     document["size"] = offer.size;
     document["hashes"]["sha256"] = offer.sha256;
+    // It has to be there, but nothing is compared with it.
+    document["hashes"]["sha1"] = std::string(sha1_digits, '0');
     document["_links"]["download"]["href"] = offer.url;
     hawkbit::DeploymentActionMessage::Artifact artifact;
     artifact.from_json(document, hawkbit::Digest::sha256);
