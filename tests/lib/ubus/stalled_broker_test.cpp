@@ -5,7 +5,6 @@
 #include <fstream>
 #include <future>
 #include <initializer_list>
-#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -16,6 +15,7 @@
 #include <unistd.h>
 
 #include "support/captured_log.h"
+#include "support/mute_broker.h"
 #include "support/temporary_directory.h"
 #include "ubus/broker_probe.h"
 #include "ubus/exceptions.h"
@@ -25,24 +25,6 @@ namespace zephran::test {
 namespace {
 
 using Words = std::initializer_list<std::uint32_t>;
-
-sockaddr_un address_of(const std::string& path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(static_cast<char*>(address.sun_path), sizeof address.sun_path - 1);
-    return address;
-}
-
-int listen_at(const std::string& path, int backlog) {
-    const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const sockaddr_un address = address_of(path);
-    (void)::unlink(path.c_str());
-    if (::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        ::listen(listener, backlog) != 0) {
-        throw std::system_error{errno, std::generic_category(), path};
-    }
-    return listener;
-}
 
 /// A client of a scripted broker.
 class Client {

@@ -5,18 +5,14 @@
 #include <cerrno>
 #include <csignal>
 #include <future>
-#include <system_error>
-#include <vector>
 
 #include <boost/exception/errinfo_errno.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 #include "support/captured_log.h"
+#include "support/mute_broker.h"
 #include "support/private_broker.h"
 #include "support/temporary_directory.h"
 #include "ubus/exceptions.h"
@@ -41,37 +37,6 @@ std::size_t count(const std::string& text, const std::string& part) {
     }
     return found;
 }
-
-/// Accepts connections in place of a broker and sends nothing.
-class MuteBroker {
-public:
-    explicit MuteBroker(const std::string& path)
-        : listener{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)} {
-        ::unlink(path.c_str());
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        path.copy(static_cast<char*>(address.sun_path), sizeof address.sun_path - 1);
-        if (::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-            ::listen(listener, 1) != 0) {
-            throw std::system_error{errno, std::generic_category(), path};
-        }
-    }
-    MuteBroker(const MuteBroker&) = delete;
-    MuteBroker& operator=(const MuteBroker&) = delete;
-    ~MuteBroker() {
-        for (const int connection : connections) {
-            ::close(connection);
-        }
-        ::close(listener);
-    }
-
-    void hang_up_on_connection() { ::close(::accept(listener, nullptr, nullptr)); }
-    void wait_for_connection() { connections.push_back(::accept(listener, nullptr, nullptr)); }
-
-private:
-    int listener;
-    std::vector<int> connections;
-};
 
 TEST(UbusContext, HasNoConnectionAtFirst) {
     const UbusContext context;
