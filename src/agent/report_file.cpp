@@ -61,9 +61,10 @@ void sync_folder(const std::string& folder) {
 }
 
 bool is_private(int file) {
+    constexpr mode_t all_permissions = 07777;
     struct stat status {};
     return fstat(file, &status) == 0 && status.st_uid == geteuid() &&
-           (status.st_mode & ALLPERMS) == for_owner && status.st_nlink == 1 &&
+           (status.st_mode & all_permissions) == for_owner && status.st_nlink == 1 &&
            status.st_size <= greatest_size;
 }
 
