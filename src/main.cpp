@@ -13,6 +13,7 @@
 #include "discovery/mqtt_discovery_handler.h"
 #include "gateway_properties.h"
 #include "http/transport_settings.h"
+#include "installer/chip_installer.h"
 #include "installer/installer_factory.h"
 #include "options/bus_options.h"
 #include "options/download_options.h"
@@ -85,8 +86,8 @@ void run_agents(const CommandLineOptions& options) {
     settings.digest = read_digest(*platform::get_config());
     const ServiceOptions service = read_service_options(*platform::get_config());
     settings.options = service.agent;
-    settings.download_directory =
-        leftovers::take_over(service.download_dir, settings.downloads.resume);
+    settings.download_directory = leftovers::take_over(
+        service.download_dir, settings.downloads.resume, installer::is_chip_being_written);
     settings.transport.traces_credentials = service.log_secrets;
     settings.reports = read_report_options(*platform::get_config());
     settings.bus_extended = read_bus_extended(*platform::get_config());

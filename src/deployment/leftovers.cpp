@@ -75,6 +75,14 @@ void sweep_folder(const std::string& folder, bool keeps_partial_files) {
     ::rmdir(folder.c_str());
 }
 
+void sweep(const std::string& directory, bool keeps_partial_files) {
+    for (const std::string& name : common::names_in(directory)) {
+        if (DownloadFolder::is_name(name)) {
+            sweep_folder(directory + "/" + name, keeps_partial_files);
+        }
+    }
+}
+
 bool holds_folders_only(const std::string& directory) {
     const auto names = common::names_in(directory);
     return std::all_of(names.begin(), names.end(), DownloadFolder::is_name);
@@ -97,7 +105,8 @@ bool comes_from(const PartialFile& partial, const common::URI& target_address) {
 
 }  // namespace
 
-std::string take_over(const std::optional<std::string>& wanted, bool keeps_partial_files) {
+std::string take_over(const std::optional<std::string>& wanted, bool keeps_partial_files,
+                      const std::function<bool()>& is_in_use) {
     if (!wanted) {
         return {};
     }
@@ -108,10 +117,11 @@ std::string take_over(const std::optional<std::string>& wanted, bool keeps_parti
                       "what", reason);
         return {};
     }
-    for (const std::string& name : common::names_in(*wanted)) {
-        if (DownloadFolder::is_name(name)) {
-            sweep_folder(*wanted + "/" + name, keeps_partial_files);
-        }
+    if (is_in_use()) {
+        ZLOG_WARNING_AS(logged_function, "event", swept_event, "directory", *wanted, "what",
+                        "nothing is deleted while a tool of an earlier process runs");
+    } else {
+        sweep(*wanted, keeps_partial_files);
     }
     return *wanted;
 }

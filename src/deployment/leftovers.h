@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,11 +19,17 @@ using Chunks = std::vector<hawkbit::DeploymentActionMessage::Chunk>;
 /// in it are emptied, but for partial files that can be gone on with. Other things in it are left
 /// alone. It is refused, with one line in the log (event "download_dir_refused"), if it is a link
 /// or another user's, or if its mode is not 0700 and it holds anything else.
+///
+/// Nothing is deleted while something is still in use, which one line in the log says (event
+/// "download_swept"); the next start makes up for it.
 /// @param wanted path without a trailing slash, if there is to be one
 /// @param keeps_partial_files downloads are resumed
+/// @param is_in_use whether a tool that an earlier process has started may still read artifacts;
+///        asked only if there is a directory
 /// @returns its path, "" for none
 [[nodiscard]] std::string take_over(const std::optional<std::string>& wanted,
-                                    bool keeps_partial_files);
+                                    bool keeps_partial_files,
+                                    const std::function<bool()>& is_in_use);
 
 /// Deletes the partial files of a target that are of no artifact of the only action that is open
 /// for it. In a shared folder they are known by the address they come from.

@@ -4,6 +4,8 @@
 #include <string>
 #include <utility>
 
+#include <boost/exception/diagnostic_information.hpp>
+
 #include "platform.h"
 
 namespace zephran::installer {
@@ -72,6 +74,17 @@ bool ChipInstaller::write_under_lock() {
 bool ChipInstaller::no_tool_is_left() {
     lock.leave();
     return lock.try_to_lock();
+}
+
+bool is_chip_being_written() noexcept {
+    try {
+        common::LockFile lock{lock_path()};
+        return !lock.try_to_lock();
+    } catch (const std::exception& error) {
+        ZLOG_WARNING("event", "exception_caught", "action", "is_chip_being_written", "what",
+                     boost::diagnostic_information(error));
+        return true;
+    }
 }
 
 void ChipInstaller::cancel_installation() {

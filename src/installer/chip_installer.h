@@ -56,4 +56,8 @@ private:
     bool given_up = false;
 };
 
+/// Whether a tool that writes a chip still runs, also one that an earlier process has started. If
+/// nobody can tell, the log says why (event "exception_caught") and the answer is yes.
+[[nodiscard]] bool is_chip_being_written() noexcept;
+
 }  // namespace zephran::installer

@@ -104,7 +104,8 @@ def test_status_tells_why_the_daemon_backs_off(bench, control):
 
 
 def test_status_follows_a_deployment(bench, control):
-    held = HeldScript(bench, "held")
+    # By the order of names it is the second one.
+    held = HeldScript(bench, "second")
     size = 2_000_000
     action = bench.assign(download_slowly(bench, size, 400_000), held.module)
     bench.start()

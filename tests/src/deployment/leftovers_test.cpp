@@ -30,6 +30,19 @@ void leave_part(const std::string& path, const ResumeRecord& with = record) {
     ASSERT_EQ(file.write(content, 4), 4U);
 }
 
+bool not_in_use() {
+    return false;
+}
+
+bool in_use() {
+    return true;
+}
+
+bool must_not_be_asked() {
+    ADD_FAILURE() << "there is no directory";
+    return false;
+}
+
 class DownloadDirectory : public ::testing::Test {
 protected:
     DownloadDirectory() {
@@ -38,7 +51,7 @@ protected:
         std::filesystem::permissions(folder, std::filesystem::perms::owner_all);
     }
     [[nodiscard]] std::string take_over(bool keeps_partial_files = true) const {
-        return leftovers::take_over(downloads, keeps_partial_files);
+        return leftovers::take_over(downloads, keeps_partial_files, not_in_use);
     }
     void expect_refused(const std::string& reason) {
         EXPECT_EQ(take_over(), "");
@@ -54,7 +67,7 @@ protected:
 };
 
 TEST_F(DownloadDirectory, AbsentOneIsNone) {
-    EXPECT_EQ(leftovers::take_over(std::nullopt, true), "");
+    EXPECT_EQ(leftovers::take_over(std::nullopt, true, must_not_be_asked), "");
     EXPECT_THAT(log.text(), IsEmpty());
 }
 
@@ -75,6 +88,24 @@ TEST_F(DownloadDirectory, KeepsAPartialFileThatCanBeGoneOnWith) {
     EXPECT_EQ(directory.read("downloads/agent-gw/fw.bin.part"), content);
     EXPECT_TRUE(directory.has("downloads/agent-gw/.fw.bin.part"));
     EXPECT_THAT(log.text(), IsEmpty());
+}
+
+TEST_F(DownloadDirectory, KeepsEverythingWhileAToolOfAnEarlierProcessRuns) {
+    directory.write("downloads/agent-gw/fw.bin", content);
+
+    EXPECT_EQ(leftovers::take_over(downloads, true, in_use), downloads);
+
+    EXPECT_EQ(directory.read("downloads/agent-gw/fw.bin"), content);
+    EXPECT_THAT(log.text(), HasSubstr("event=download_swept directory=" + downloads +
+                                      " what=nothing is deleted"));
+}
+
+TEST_F(DownloadDirectory, IsMadeAlsoWhileAToolOfAnEarlierProcessRuns) {
+    std::filesystem::remove_all(downloads);
+
+    EXPECT_EQ(leftovers::take_over(downloads, true, in_use), downloads);
+
+    EXPECT_TRUE(directory.has("downloads"));
 }
 
 TEST_F(DownloadDirectory, KeepsNoneIfDownloadsAreNotResumed) {

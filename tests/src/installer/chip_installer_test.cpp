@@ -105,6 +105,25 @@ TEST_F(ChipInstallerTest, LockIsHeldExactlyWhileTheChipIsWritten) {
     EXPECT_TRUE(waits().empty());
 }
 
+TEST_F(ChipInstallerTest, TellsWhetherAChipIsBeingWritten) {
+    EXPECT_FALSE(is_chip_being_written());
+    ASSERT_TRUE(other_tool.try_to_lock());
+    EXPECT_TRUE(is_chip_being_written());
+    other_tool.unlock();
+
+    EXPECT_FALSE(is_chip_being_written());
+    EXPECT_TRUE(is_free());
+}
+
+TEST_F(ChipInstallerTest, AChipMayBeBeingWrittenIfNobodyCanTell) {
+    std::filesystem::create_directory(path);
+
+    EXPECT_TRUE(is_chip_being_written());
+
+    EXPECT_EQ(logged_after(" is_chip_being_written: event=exception_caught ", log.text()).size(),
+              1U);
+}
+
 TEST_F(ChipInstallerTest, FailureReleasesTheLock) {
     installer.fails = true;
 
