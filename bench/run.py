@@ -18,8 +18,8 @@ import time
 import fleet
 import rest
 from file_server import FileServer
-from pki import Pki
 from option_transfers import Transfers
+from pki import Pki
 
 BIG, SMALL = 200_000_000, 20_000_000
 RUNS = 7
