@@ -79,7 +79,7 @@ IndexedSection parse_indexed_section(const char* section) {
     char* end = nullptr;
     errno = 0;
     const long index = std::strtol(index_text.c_str(), &end, 10);
-    if (*end != '\0' || errno != 0) {
+    if (*end != '\0' || errno == ERANGE) {
         throw Failure{invalid};
     }
     return {type, index};
