@@ -1,0 +1,140 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The web server of the simulated gateway: JSON-RPC before its bus, as a web interface's page sees it.
+
+A user has groups to read and to write, which are those of the package's access files, and reaches nothing else.
+"""
+from __future__ import annotations
+
+import http.server
+import json
+import secrets
+import threading
+from collections.abc import Mapping
+from dataclasses import dataclass
+from pathlib import Path
+from typing import TYPE_CHECKING, Any
+
+from gateway.bus import BusError
+
+if TYPE_CHECKING:
+    from gateway.bus import Bus
+
+DENIED, NO_METHOD = (-32002, "Access denied"), (-32601, "Method not found")
+PERMISSION_DENIED = 6
+TYPES = {".js": "text/javascript", ".css": "text/css", ".html": "text/html", ".json": "application/json"}
+
+
+@dataclass(frozen=True)
+class User:
+    """Who may log in, and the access groups that are theirs."""
+
+    password: str
+    read: tuple[str, ...] = ()
+    write: tuple[str, ...] = ()
+
+
+class WebFront:
+    """Serves files and calls; `files` maps the beginning of a path to a directory, `pages` a path to its text."""
+
+    def __init__(self, bus: Bus, access: Path, users: Mapping[str, User], files: Mapping[str, Path],
+                 pages: Mapping[str, str]) -> None:
+        self._bus = bus
+        self._groups = {name: group for path in sorted(access.glob("*.json"))
+                        for name, group in json.loads(path.read_text(encoding="utf-8")).items()}
+        self._users = users
+        self._files = files
+        self.pages = dict(pages)
+        self._sessions: dict[str, User] = {}
+        self._one_call = threading.Lock()
+        self.calls: list[tuple[str, Any]] = []
+        self._server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), self._handler())
+        self._server.daemon_threads = True
+        self.address = f"http://127.0.0.1:{self._server.server_port}"
+        threading.Thread(target=self._server.serve_forever, daemon=True).start()
+
+    def close(self) -> None:
+        """Ends the server."""
+        self._server.shutdown()
+        self._server.server_close()
+
+    def log_in(self, name: str, password: str) -> str | None:
+        """The new session of a user, or None for a wrong name or password."""
+        user = self._users.get(name)
+        if user is None or not secrets.compare_digest(user.password, password):
+            return None
+        session = secrets.token_hex(16)
+        self._sessions[session] = user
+        return session
+
+    def forget_sessions(self) -> None:
+        """Does what a restart of the gateway does to them."""
+        self._sessions.clear()
+
+    def may_call(self, session: str, target: str, method: str) -> bool:
+        """Whether the groups of the session's user grant a method."""
+        user = self._sessions.get(session)
+        if user is None:
+            return False
+        return any(method in self._groups[name].get(kind, {}).get("ubus", {}).get(target, ())
+                   for kind, names in (("read", user.read), ("write", user.write)) for name in names)
+
+    def file(self, path: str) -> tuple[bytes, str] | None:
+        """Content and type of what is served under a path."""
+        if path in self.pages:
+            return self.pages[path].encode(), "text/html"
+        for prefix, directory in self._files.items():
+            found = (directory / path.removeprefix(prefix)).resolve()
+            if path.startswith(prefix) and found.is_relative_to(directory.resolve()) and found.is_file():
+                return found.read_bytes(), TYPES.get(found.suffix, "application/octet-stream")
+        return None
+
+    def answer(self, request: Any) -> Any:
+        """The reply to one call, or to a batch of them."""
+        if isinstance(request, list):
+            return [self.answer(each) for each in request]
+        reply = {"jsonrpc": "2.0", "id": request.get("id")}
+        outcome = self._invoke(request)
+        if isinstance(outcome, tuple):
+            return {**reply, "error": {"code": outcome[0], "message": outcome[1]}}
+        return {**reply, "result": outcome}
+
+    def _invoke(self, request: Any) -> list[Any] | tuple[int, str]:
+        if request.get("method") != "call" or len(request.get("params", ())) != 4:
+            return NO_METHOD
+        session, target, method, arguments = request["params"]
+        if (target, method) == ("session", "login"):
+            opened = self.log_in(arguments["username"], arguments["password"])
+            return [0, {"ubus_rpc_session": opened}] if opened else [PERMISSION_DENIED]
+        if not self.may_call(session, target, method):
+            return DENIED
+        if method not in ("get_status", "get_deployment", "get_agents"):
+            self.calls.append((method, arguments))
+        with self._one_call:
+            try:
+                return [0, self._bus.call(method, arguments, target)]
+            except BusError as failure:
+                return [failure.status]
+
+    def _handler(self) -> type[http.server.BaseHTTPRequestHandler]:
+        front = self
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            def do_GET(self) -> None:
+                found = front.file(self.path.partition("?")[0])
+                self._send(404, b"", "text/plain") if found is None else self._send(200, *found)
+
+            def do_POST(self) -> None:
+                body = self.rfile.read(int(self.headers["Content-Length"]))
+                self._send(200, json.dumps(front.answer(json.loads(body))).encode(), "application/json")
+
+            def _send(self, status: int, content: bytes, kind: str) -> None:
+                self.send_response(status)
+                self.send_header("Content-Type", f"{kind}; charset=utf-8")
+                self.send_header("Content-Length", str(len(content)))
+                self.end_headers()
+                self.wfile.write(content)
+
+            def log_message(self, *_: object) -> None:
+                pass
+
+        return Handler
