@@ -11,10 +11,11 @@ APP = PROJECT / "packaging/openwrt/luci-app-zephran"
 GROUP = "luci-app-zephran"
 USERS = {"resident": User("let me", read=(GROUP,), write=(GROUP,)), "guest": User("look", read=(GROUP,))}
 PAGE = """<!DOCTYPE html>
-<html lang="en"><head><meta charset="utf-8"><meta name="viewport" content="width=device-width">
+<html lang="{language}"><head><meta charset="utf-8"><meta name="viewport" content="width=device-width">
 <meta name="color-scheme" content="light dark"><title>Gateway</title></head>
 <body><main id="view"></main><script src="/test/loader.js"></script>
-<script>window.session = {session}; window.mayWrite = {may_write}; start("zephran/status".replace("/", "."));</script>
+<script>window.session = {session}; window.mayWrite = {may_write}; window.catalogue = {texts};
+ start("zephran/status".replace("/", "."));</script>
 </body></html>
 """
 
@@ -33,10 +34,11 @@ class Household:
         self.browser.execute_cdp_cmd("Emulation.clearDeviceMetricsOverride", {})
         self.front.close()
 
-    def open(self, name="resident"):
+    def open(self, name="resident", language="en", texts=None):
         session = self.front.log_in(name, USERS[name].password)
         self.front.pages["/"] = PAGE.replace("{session}", json.dumps(session)).replace(
-            "{may_write}", json.dumps(bool(USERS[name].write)))
+            "{may_write}", json.dumps(bool(USERS[name].write))).replace(
+            "{language}", language).replace("{texts}", json.dumps(texts or {}))
         self.browser.get(self.front.address + "/")
 
     def text(self, area):
