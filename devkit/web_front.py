@@ -9,7 +9,7 @@ import http.server
 import json
 import secrets
 import threading
-from collections.abc import Mapping
+from collections.abc import Mapping, Sequence
 from dataclasses import dataclass
 from pathlib import Path
 from typing import TYPE_CHECKING, Any
@@ -34,9 +34,13 @@ class User:
 
 
 class WebFront:
-    """Serves files and calls; `files` maps the beginning of a path to a directory, `pages` a path to its text."""
+    """Serves files and calls.
 
-    def __init__(self, bus: Bus, access: Path, users: Mapping[str, User], files: Mapping[str, Path],
+    files  which directory stands for the beginning of a path; the first that has the file counts
+    pages  the text that is served under a path
+    """
+
+    def __init__(self, bus: Bus, access: Path, users: Mapping[str, User], files: Sequence[tuple[str, Path]],
                  pages: Mapping[str, str]) -> None:
         self._bus = bus
         self._groups = {name: group for path in sorted(access.glob("*.json"))
@@ -78,11 +82,17 @@ class WebFront:
         return any(method in self._groups[name].get(kind, {}).get("ubus", {}).get(target, ())
                    for kind, names in (("read", user.read), ("write", user.write)) for name in names)
 
+    def _has_access(self, session: str, asked: Any) -> bool:
+        if asked.get("scope") == "ubus":
+            return self.may_call(session, asked["object"], asked["function"])
+        # What a web interface asks to find out whether its session still is one; its own files grant it.
+        return (asked.get("scope"), asked.get("object"), asked.get("function")) == ("uci", "luci", "read")
+
     def file(self, path: str) -> tuple[bytes, str] | None:
         """Content and type of what is served under a path."""
         if path in self.pages:
             return self.pages[path].encode(), "text/html"
-        for prefix, directory in self._files.items():
+        for prefix, directory in self._files:
             found = (directory / path.removeprefix(prefix)).resolve()
             if path.startswith(prefix) and found.is_relative_to(directory.resolve()) and found.is_file():
                 return found.read_bytes(), TYPES.get(found.suffix, "application/octet-stream")
@@ -105,6 +115,8 @@ class WebFront:
         if (target, method) == ("session", "login"):
             opened = self.log_in(arguments["username"], arguments["password"])
             return [0, {"ubus_rpc_session": opened}] if opened else [PERMISSION_DENIED]
+        if (target, method) == ("session", "access") and session in self._sessions:
+            return [0, {"access": self._has_access(session, arguments)}]
         if not self.may_call(session, target, method):
             return DENIED
         if method not in ("get_status", "get_deployment", "get_agents"):

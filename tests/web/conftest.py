@@ -1,11 +1,14 @@
 # SPDX-License-Identifier: Apache-2.0
 """Fixtures: a browser on the page of a gateway with the real daemon on it."""
+import os
+import pathlib
+
 import pytest
 from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
 
 from bench import Bench
-from household import Household
+from household import Household, ThinRuntime, WholeRuntime
 from local_control import RARE
 from pki import Pki
 
@@ -36,8 +39,18 @@ def fixture_browser():
     driver.quit()
 
 
+@pytest.fixture(name="runtime", params=["thin", "luci"])
+def fixture_runtime(request):
+    """What the page runs in; the web interface itself where LUCI_DIR names a checkout of it."""
+    if request.param == "thin":
+        return ThinRuntime()
+    if not os.environ.get("LUCI_DIR"):
+        pytest.skip("LUCI_DIR names no checkout of LuCI")
+    return WholeRuntime(pathlib.Path(os.environ["LUCI_DIR"]))
+
+
 @pytest.fixture(name="home")
-def fixture_home(bench, browser):
-    home = Household(bench, browser)
+def fixture_home(bench, browser, runtime):
+    home = Household(bench, browser, runtime)
     yield home
     home.close()

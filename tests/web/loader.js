@@ -115,7 +115,7 @@ window.L = {
 };
 
 async function load(name) {
-	const text = await (await fetch('/resources/' + name.replaceAll('.', '/') + '.js')).text();
+	const text = await (await fetch('/luci-static/resources/' + name.replaceAll('.', '/') + '.js')).text();
 	const names = [], values = [];
 	for (const [, wanted, , alias] of text.matchAll(/^'require ([\w.]+)( as (\w+))?';$/gm)) {
 		modules[wanted] = modules[wanted] || await load(wanted);

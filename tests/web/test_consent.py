@@ -113,7 +113,8 @@ def test_names_of_the_server_are_text(bench, control, home):
     assert home.browser.execute_script("return document.images.length") == 0
     assert home.browser.execute_script("return window.innerWidth") == 360
     assert home.browser.execute_script(
-        "return document.documentElement.scrollWidth <= document.documentElement.clientWidth")
+        "const page = document.querySelector('.zephran'); return page.scrollWidth <= page.clientWidth"
+        " && page.getBoundingClientRect().right <= 360")
 
 
 def test_progress_moves(bench, control, home):
