@@ -5,6 +5,7 @@ A user has groups to read and to write, which are those of the package's access 
 """
 from __future__ import annotations
 
+import contextlib
 import http.server
 import json
 import secrets
@@ -15,12 +16,16 @@ from pathlib import Path
 from typing import TYPE_CHECKING, Any
 
 from gateway.bus import BusError
+from web_configuration import PERMISSION_DENIED, WebConfiguration
 
 if TYPE_CHECKING:
-    from gateway.bus import Bus
+    from gateway import Gateway
 
 DENIED, NO_METHOD = (-32002, "Access denied"), (-32601, "Method not found")
-PERMISSION_DENIED = 6
+READING = ("get_status", "get_deployment", "get_agents")
+# What each page of a web interface asks for itself; its own access files grant it to everybody who has logged in.
+OF_THE_INTERFACE: dict[tuple[str, str], Any] = {("luci", "getFeatures"): {}, ("file", "list"): {"entries": []}}
+CONFIGURATION = ("get", "set", "delete", "changes")
 TYPES = {".js": "text/javascript", ".css": "text/css", ".html": "text/html", ".json": "application/json"}
 
 
@@ -38,16 +43,20 @@ class WebFront:
 
     files  which directory stands for the beginning of a path; the first that has the file counts
     pages  the text that is served under a path
+    is_on  without it every connection ends unanswered, as while a gateway restarts
+    calls  what was asked for, apart from looking
     """
 
-    def __init__(self, bus: Bus, access: Path, users: Mapping[str, User], files: Sequence[tuple[str, Path]],
+    def __init__(self, gateway: Gateway, access: Path, users: Mapping[str, User], files: Sequence[tuple[str, Path]],
                  pages: Mapping[str, str]) -> None:
-        self._bus = bus
+        self._bus = gateway.bus
+        self._configuration = WebConfiguration(gateway)
         self._groups = {name: group for path in sorted(access.glob("*.json"))
                         for name, group in json.loads(path.read_text(encoding="utf-8")).items()}
         self._users = users
         self._files = files
         self.pages = dict(pages)
+        self.is_on = True
         self._sessions: dict[str, User] = {}
         self._one_call = threading.Lock()
         self.calls: list[tuple[str, Any]] = []
@@ -79,14 +88,25 @@ class WebFront:
         user = self._sessions.get(session)
         if user is None:
             return False
-        return any(method in self._groups[name].get(kind, {}).get("ubus", {}).get(target, ())
-                   for kind, names in (("read", user.read), ("write", user.write)) for name in names)
+        return any(method in granted.get("ubus", {}).get(target, ())
+                   for kind in ("read", "write") for granted in self._granted(user, kind))
+
+    def _granted(self, user: User, kind: str) -> list[Any]:
+        names = user.read if kind == "read" else user.write
+        return [self._groups[name].get(kind, {}) for name in names]
+
+    def _packages(self, user: User) -> dict[str, set[str]]:
+        return {kind: {package for granted in self._granted(user, kind) for package in granted.get("uci", ())}
+                for kind in ("read", "write")}
 
     def _has_access(self, session: str, asked: Any) -> bool:
         if asked.get("scope") == "ubus":
             return self.may_call(session, asked["object"], asked["function"])
+        if asked.get("scope") != "uci":
+            return False
         # What a web interface asks to find out whether its session still is one; its own files grant it.
-        return (asked.get("scope"), asked.get("object"), asked.get("function")) == ("uci", "luci", "read")
+        return (asked["object"], asked["function"]) == ("luci", "read") or asked["object"] in self._packages(
+            self._sessions[session]).get(asked["function"], ())
 
     def file(self, path: str) -> tuple[bytes, str] | None:
         """Content and type of what is served under a path."""
@@ -115,17 +135,28 @@ class WebFront:
         if (target, method) == ("session", "login"):
             opened = self.log_in(arguments["username"], arguments["password"])
             return [0, {"ubus_rpc_session": opened}] if opened else [PERMISSION_DENIED]
-        if (target, method) == ("session", "access") and session in self._sessions:
-            return [0, {"access": self._has_access(session, arguments)}]
+        if session in self._sessions and (of_the_interface := self._invoke_interface(*request["params"])):
+            return of_the_interface
         if not self.may_call(session, target, method):
             return DENIED
-        if method not in ("get_status", "get_deployment", "get_agents"):
+        if method not in READING:
             self.calls.append((method, arguments))
         with self._one_call:
             try:
                 return [0, self._bus.call(method, arguments, target)]
             except BusError as failure:
                 return [failure.status]
+
+    def _invoke_interface(self, session: str, target: str, method: str, arguments: Any) -> list[Any] | None:
+        if (target, method) == ("session", "access"):
+            return [0, {"access": self._has_access(session, arguments)}]
+        if (target, method) in OF_THE_INTERFACE:
+            return [0, OF_THE_INTERFACE[target, method]]
+        if target == "uci" and method in CONFIGURATION:
+            if method in ("set", "delete"):
+                self.calls.append((method, arguments))
+            return self._configuration.answer(session, method, arguments, self._packages(self._sessions[session]))
+        return None
 
     def _handler(self) -> type[http.server.BaseHTTPRequestHandler]:
         front = self
@@ -134,6 +165,12 @@ class WebFront:
             def do_GET(self) -> None:
                 found = front.file(self.path.partition("?")[0])
                 self._send(404, b"", "text/plain") if found is None else self._send(200, *found)
+
+            def handle_one_request(self) -> None:
+                if front.is_on:
+                    # A browser leaves a page in the middle of an answer.
+                    with contextlib.suppress(ConnectionError):
+                        super().handle_one_request()
 
             def do_POST(self) -> None:
                 body = self.rfile.read(int(self.headers["Content-Length"]))

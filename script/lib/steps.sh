@@ -10,7 +10,7 @@ readonly skipped_status=77
 
 # Steps that mostly wait. They run in the background, one after another, while the other steps compile. What compiles is
 # run with less priority, so that the tests in the background are not late.
-readonly background_steps=(daemon-tsan daemon-asan daemon-debug shipped-options openwrt-libraries packaging acceptance
+readonly background_steps=(daemon-tsan daemon-asan daemon-debug shipped-options openwrt-libraries packaging web acceptance
     acceptance-hawkbit daemon-armhf daemon-musl)
 readonly foreground_steps=(unit-debug unit-asan unit-tsan unit-armhf unit-musl clang compilers sdk size lint)
 # shellcheck disable=SC2034  # read by script/verify
@@ -37,6 +37,7 @@ describe_step() {
         openwrt-libraries) echo "unit tests, tests of the kit's stand-ins and of the daemon on OpenWrt's own libraries;" \
             "skipped without them" ;;
         packaging) echo "tests of the OpenWrt package" ;;
+        web) echo "tests of the page of the web interface in a browser; in LuCI itself where LUCI_DIR names a checkout" ;;
         acceptance) echo "acceptance scenarios against the server of the development kit" ;;
         acceptance-hawkbit) echo "acceptance scenarios against a real hawkBit; skipped without its jar" ;;
         unit-*) echo "unit tests with the preset ${1#unit-}" ;;
@@ -61,7 +62,7 @@ prepare_step() {
         daemon-*) build_preset "${1#daemon-}" "${programs[@]}" ;;
         # Without the libraries the command says what to set.
         openwrt-libraries) ! script/openwrt-libraries || build_preset openwrt ;;
-        shipped-options | packaging | acceptance | acceptance-hawkbit) build_preset debug "${programs[@]}" ;;
+        shipped-options | packaging | web | acceptance | acceptance-hawkbit) build_preset debug "${programs[@]}" ;;
         unit-*) build_preset "${1#unit-}" ;;
     esac
 }
@@ -80,7 +81,7 @@ run_step() {
             env "ZEPHRAN_POWER_CUT_STEP=${power_cut_step[openwrt]}" script/test --preset openwrt --no-build --jobs 24 \
                 --only unit --only devkit --only daemon
             ;;
-        packaging | acceptance) script/test --preset debug --no-build --jobs 24 --only "$1" ;;
+        packaging | web | acceptance) script/test --preset debug --no-build --jobs 24 --only "$1" ;;
         acceptance-hawkbit) env "ZEPHRAN_BUILD_DIR=$project_dir/build/debug" script/acceptance ;;
         unit-*) nice script/test --preset "$preset" --no-build --only unit ;;
         # The static analysis gives clang's warnings for the tests.

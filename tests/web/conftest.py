@@ -8,9 +8,10 @@ from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
 
 from bench import Bench
-from household import Household, ThinRuntime, WholeRuntime
-from local_control import RARE
+from household import Household
+from local_control import RARE, LocalControl
 from pki import Pki
+from runtimes import ThinRuntime, WholeRuntime
 
 
 @pytest.fixture(name="pki", scope="session")
@@ -26,6 +27,11 @@ def fixture_bench(tmp_path, pki):
     bench.configure("network.attempts", "3")
     yield bench
     bench.close()
+
+
+@pytest.fixture(name="control")
+def fixture_control(bench):
+    return LocalControl(bench)
 
 
 @pytest.fixture(name="browser", scope="session")

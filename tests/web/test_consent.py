@@ -1,23 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """What a household sees of an update, and may say about it."""
-import pytest
-
-from hawkbit_server import Slow
-from local_control import LocalControl
-
-
-@pytest.fixture(name="control")
-def fixture_control(bench):
-    return LocalControl(bench)
-
-
-def offer(bench, control, text="echo one", version="1.0"):
-    """A release that waits for the consent of the user."""
-    action = bench.assign(bench.script("one", text, version), type="soft")
-    bench.start()
-    control.wait_until_served()
-    control.wait_for_pending()
-    return action
+from household import offer
 
 
 def test_nothing_is_pending(bench, control, home):
@@ -29,6 +12,7 @@ def test_nothing_is_pending(bench, control, home):
     home.wait_for_text("sentence", "No update is pending.")
     assert home.text("release") == ""
     assert home.buttons() == ["Look for updates now"]
+    assert home.notices() == []
 
 
 def test_two_clicks_install_what_was_looked_at(bench, control, home):
@@ -99,51 +83,3 @@ def test_failure_is_told_in_words(bench, control, home):
 
     home.wait_for_text("outcome", "The last update has failed.")
     assert "An installation did not succeed." in home.text("outcome")
-
-
-def test_names_of_the_server_are_text(bench, control, home):
-    version = "<img src=x onerror=document.title='taken'>\u202egnp." + "v" * 200
-    offer(bench, control, version=version)
-    home.narrow(360)
-
-    home.open()
-
-    home.wait_for_text("release", "<img src=x onerror=document.title='taken'>\ufffdgnp.")
-    assert home.browser.title == "Gateway"
-    assert home.browser.execute_script("return document.images.length") == 0
-    assert home.browser.execute_script("return window.innerWidth") == 360
-    assert home.browser.execute_script(
-        "const page = document.querySelector('.zephran'); return page.scrollWidth <= page.clientWidth"
-        " && page.getBoundingClientRect().right <= 360")
-
-
-def test_progress_moves(bench, control, home):
-    size = 4_000_000
-    bench.server.order("artifact", Slow(500_000))
-    action = offer(bench, control, "exit 0\n#" + "x" * size)
-    home.open()
-    home.wait_for_text("release", "Script")
-    control.accept_deployment()
-
-    home.wait_for_text("progress", "per second")
-    bar = "return Number(document.querySelector('[role=progressbar]').getAttribute('aria-valuenow'))"
-    before = home.browser.execute_script(bar)
-    bench.wait_until(lambda: home.browser.execute_script(bar) > before, "a bar that moves")
-    bench.wait_for_end(action)
-
-    home.wait_for_text("outcome", "The last update was installed.")
-    assert home.text("progress") == ""
-
-
-def test_page_finds_the_daemon_again(bench, control, home):
-    daemon = bench.start()
-    control.wait_until_served()
-    home.open()
-    home.wait_for_text("sentence", "No update is pending.")
-
-    daemon.kill()
-    home.wait_for_text("sentence", "The update service is not running on this gateway.")
-    assert home.buttons() == []
-    bench.start()
-
-    home.wait_for_text("sentence", "No update is pending.")

@@ -2,9 +2,6 @@
 """Everything that a person reads can be translated, and is."""
 import re
 
-import pytest
-
-from local_control import LocalControl
 from texts import APP, catalogue, shown
 
 LARGEST = 60_000
@@ -30,10 +27,9 @@ def test_own_files_are_small():
     assert 0 < sum(path.stat().st_size for path in served) < LARGEST
 
 
-@pytest.mark.parametrize("runtime", ["thin"], indirect=True)
-def test_page_is_german_for_germans(bench, home):
+def test_page_is_german_for_germans(bench, control, home):
     bench.start()
-    LocalControl(bench).wait_until_served()
+    control.wait_until_served()
 
     home.open(language="de", texts=catalogue("po/de/zephran.po"))
 

@@ -8,6 +8,8 @@ var CSS = [
 	'.zephran [hidden] { display: none; }',
 	'.zephran section { margin: 0 0 1.5em; }',
 	'.zephran-sentence { font-size: 1.2em; }',
+	/* Themes make lists and labels paler than can be read by everybody. */
+	'.zephran li, .zephran label { color: inherit; }',
 	'.zephran ul { padding-left: 1.2em; margin: .5em 0; }',
 	'.zephran-name, .zephran-error { max-width: 100%; }',
 	'.zephran-error { white-space: pre-wrap; max-height: 12em; overflow-y: auto; border-left: 3px solid var(--zephran-alarm); padding-left: .6em; }',
