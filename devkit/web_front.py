@@ -10,18 +10,20 @@ import http.server
 import json
 import secrets
 import threading
+import time
 from collections.abc import Mapping, Sequence
 from dataclasses import dataclass
 from pathlib import Path
 from typing import TYPE_CHECKING, Any
 
-from gateway.bus import BusError
+from gateway import BusError, GatewayError
 from web_configuration import PERMISSION_DENIED, WebConfiguration
 
 if TYPE_CHECKING:
     from gateway import Gateway
 
 DENIED, NO_METHOD = (-32002, "Access denied"), (-32601, "Method not found")
+NO_CONNECTION = 255
 READING = ("get_status", "get_deployment", "get_agents")
 # What each page of a web interface asks for itself; its own access files grant it to everybody who has logged in.
 OF_THE_INTERFACE: dict[tuple[str, str], Any] = {("luci", "getFeatures"): {}, ("file", "list"): {"entries": []}}
@@ -44,7 +46,7 @@ class WebFront:
     files  which directory stands for the beginning of a path; the first that has the file counts
     pages  the text that is served under a path
     is_on  without it every connection ends unanswered, as while a gateway restarts
-    calls  what was asked for, apart from looking
+    calls  what was asked for, apart from looking; of the daemon, answers holds when it was, and the reply
     """
 
     def __init__(self, gateway: Gateway, access: Path, users: Mapping[str, User], files: Sequence[tuple[str, Path]],
@@ -60,6 +62,7 @@ class WebFront:
         self._sessions: dict[str, User] = {}
         self._one_call = threading.Lock()
         self.calls: list[tuple[str, Any]] = []
+        self.answers: list[tuple[str, float, list[Any]]] = []
         self._server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), self._handler())
         self._server.daemon_threads = True
         self.address = f"http://127.0.0.1:{self._server.server_port}"
@@ -139,13 +142,23 @@ class WebFront:
             return of_the_interface
         if not self.may_call(session, target, method):
             return DENIED
-        if method not in READING:
-            self.calls.append((method, arguments))
+        if method in READING:
+            return self._call(method, arguments, target)
+        self.calls.append((method, arguments))
+        began = time.time()
+        reply = self._call(method, arguments, target)
+        self.answers.append((method, began, reply))
+        return reply
+
+    def _call(self, method: str, arguments: Any, target: str) -> list[Any]:
         with self._one_call:
             try:
                 return [0, self._bus.call(method, arguments, target)]
             except BusError as failure:
                 return [failure.status]
+            except (GatewayError, ValueError):
+                # The gateway is restarting; what it said last may be cut off.
+                return [NO_CONNECTION]
 
     def _invoke_interface(self, session: str, target: str, method: str, arguments: Any) -> list[Any] | None:
         if (target, method) == ("session", "access"):

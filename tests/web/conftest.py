@@ -11,7 +11,7 @@ from bench import Bench
 from household import Household
 from local_control import RARE, LocalControl
 from pki import Pki
-from runtimes import ThinRuntime, WholeRuntime
+from web_page import ThinRuntime, WholeRuntime
 
 
 @pytest.fixture(name="pki", scope="session")

@@ -4,22 +4,15 @@ from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 
-from gateway_bench import PROJECT, TIMEOUT
-from runtimes import RESOURCES
+from gateway_bench import TIMEOUT
 from web_front import User, WebFront
+from web_page import ACCESS, OWN_FILES, page
 
-APP = PROJECT / "packaging/openwrt/luci-app-zephran"
 # More than the page has places for the focus.
 TABS = 20
 GROUP, ALL = "luci-app-zephran", ("luci-app-zephran", "luci-app-zephran-settings")
 USERS = {"resident": User("let me", read=(GROUP,), write=(GROUP,)), "guest": User("look", read=(GROUP,)),
          "owner": User("mine", read=ALL, write=ALL)}
-PAGE = """<!DOCTYPE html>
-<html lang="{language}"><head><meta charset="utf-8"><meta name="viewport" content="width=device-width">
-<meta name="color-scheme" content="light dark"><title>Gateway</title>{head}</head>
-<body><div id="indicators"></div><main class="container" id="maincontent"><h1>Gateway</h1><div id="view"></div></main>
-<script>{start}</script></body></html>
-"""
 
 
 def offer(bench, control, text="echo one", version="1.0", start=None):
@@ -38,8 +31,7 @@ class Household:
         self.bench = bench
         self.runtime = runtime
         self.browser = browser
-        self.front = WebFront(bench.gateway, APP / "root/usr/share/rpcd/acl.d", USERS,
-                              [(RESOURCES, APP / "htdocs/luci-static/resources"), *runtime.files], {})
+        self.front = WebFront(bench.gateway, ACCESS, USERS, [OWN_FILES, *runtime.files], {})
 
     def close(self):
         self.browser.get("about:blank")
@@ -50,8 +42,7 @@ class Household:
     def open(self, name="resident", language="en", texts=None, view="status"):
         session = self.front.log_in(name, USERS[name].password)
         start = self.runtime.start(session, bool(USERS[name].write), texts or {}, view)
-        self.front.pages["/"] = PAGE.replace("{language}", language).replace(
-            "{head}", self.runtime.head).replace("{start}", start)
+        self.front.pages["/"] = page(self.runtime, start, language)
         self.browser.get(self.front.address + "/")
 
     def text(self, area):

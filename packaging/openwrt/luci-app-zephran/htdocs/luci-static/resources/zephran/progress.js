@@ -65,6 +65,7 @@ return baseclass.extend({
 		if (part == null) {
 			this.bar.removeAttribute('aria-valuenow');
 			this.bar.removeAttribute('aria-valuetext');
+			dom.content(this.spoken, []);
 			return;
 		}
 		var percent = Math.floor(part * 100);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 'use strict';
-/* As much of the web interface as a view needs to run, for tests. */
+/* As much of the web interface as a view needs to run, for tests and the demonstration. */
 
 String.prototype.format = function(...given) {
 	return this.replace(/%([sd%])/g, (whole, kind) => kind == '%' ? '%' : String(given.shift()));
