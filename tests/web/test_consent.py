@@ -6,10 +6,12 @@ from household import offer
 def test_nothing_is_pending(bench, control, home):
     bench.start()
     control.wait_until_served()
+    bench.wait_until(lambda: control.bus.call("get_status")["state"] == "idle", "a daemon at rest")
 
     home.open()
 
     home.wait_for_text("sentence", "No update is pending.")
+    print(f"\nusable after {home.run('return performance.now()') / 1000:.1f} s")
     assert home.text("release") == ""
     assert home.buttons() == ["Look for updates now"]
     assert home.notices() == []

@@ -34,6 +34,7 @@ def test_long_download_moves_before_ones_eyes(bench, control, home):
     home.wait_for_text("progress", "left")
     assert re.match(r"Step 1 of 1: Script 1\.0\n[\d.]+ (k|M)B of 20 MB, [\d.]+ (k|M)B per second, \d+ (s|min) left\n",
                     home.text("progress"))
+    assert home.text("message") == ""
     bench.wait_for_end(action)
     home.wait_for_text("outcome", "The last update was installed.")
     assert home.text("progress") == ""

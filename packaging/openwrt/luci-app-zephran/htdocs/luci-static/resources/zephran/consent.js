@@ -41,7 +41,8 @@ return baseclass.extend({
 	},
 
 	say: function(text) {
-		dom.content(this.message, [ text ]);
+		if (this.message.textContent != text)
+			dom.content(this.message, [ text ]);
 	},
 
 	offer: function() {

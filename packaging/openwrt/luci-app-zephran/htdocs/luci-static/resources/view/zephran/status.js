@@ -83,6 +83,8 @@ return view.extend({
 			return;
 		}
 		this.isBusy = MOVING.indexOf(seen.status.state) >= 0;
+		if (this.isBusy && this.mayDecide)
+			consent.say('');
 		this.say(words.state(seen.status), seen.status.delay_until);
 		progress.update(seen.status);
 		this.showRelease(seen);
