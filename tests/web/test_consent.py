@@ -30,6 +30,7 @@ def test_two_clicks_install_what_was_looked_at(bench, control, home):
     home.wait_for_text("outcome", "The last update was installed.")
     assert home.front.calls == [("accept_deployment", {"action_id": str(action.id)})]
     assert home.text("choices") == ""
+    assert home.text("message") == ""
 
 
 def test_reader_sees_it_and_can_do_nothing(bench, control, home):

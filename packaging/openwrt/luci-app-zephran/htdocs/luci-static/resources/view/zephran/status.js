@@ -83,14 +83,20 @@ return view.extend({
 			return;
 		}
 		this.isBusy = MOVING.indexOf(seen.status.state) >= 0;
-		if (this.isBusy && this.mayDecide)
-			consent.say('');
+		this.forgetAnswer(seen.status.last_result || {});
 		this.say(words.state(seen.status), seen.status.delay_until);
 		progress.update(seen.status);
 		this.showRelease(seen);
 		this.showOutcome(seen.status);
 		if (this.ask)
 			this.ask.hidden = RESTING.indexOf(seen.status.state) < 0;
+	},
+
+	/* What was answered to a click is old news as soon as something comes of it. */
+	forgetAnswer: function(result) {
+		if (this.mayDecide && (this.isBusy || result.time != this.ended))
+			consent.say('');
+		this.ended = result.time;
 	},
 
 	/* An update that was under way is remembered: the gateway restarts for it. */
