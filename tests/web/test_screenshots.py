@@ -10,7 +10,7 @@ from web_page import WholeRuntime
 
 TARGET = PROJECT / "build/screens"
 WIDTH = 640
-FIRMWARE = 6_000_000
+FIRMWARE = 3_000_000
 
 
 @pytest.fixture(name="take")
@@ -29,7 +29,7 @@ def fixture_take(home, runtime):
 
 
 def test_release_from_consent_to_result(bench, control, home, take):
-    bench.server.order("artifact", Slow(400_000), times=None)
+    bench.server.order("artifact", Slow(300_000), times=None)
     action = bench.assign(bench.module("zw", "radio", "6.8", {"radio.bin": b"\0" * FIRMWARE}),
                           bench.script("settings", "echo done", "1.4"), type="soft")
     bench.start()
