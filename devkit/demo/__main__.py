@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """The command line of the demonstration."""
 import argparse
+import contextlib
 import os
 import pathlib
 import signal
@@ -14,11 +15,12 @@ from . import ghn_demo, verdict
 from .failure import DemoFailure
 from .local_control import LocalControl
 from .rollouts import FAILING, GOOD
-from .scene import DEVICE, Scene
+from .scene import CONFIGURATION, CONFIGURATION_FOR_THE_WEB, DEVICE, Scene
 from .screen import Screen
 from .story import Story
 from .summary import summarize
 from .watching import watch
+from .web_user import WebUser
 
 TIDYING = 15
 LAST_LINES = 25
@@ -31,6 +33,8 @@ def arguments():
     story.add_argument("--fail", action="store_true",
                        help="one part of the release is a script that fails; the exit status is 0 "
                             "when that was reported as it should be")
+    story.add_argument("--web", action="store_true",
+                       help="leave the decision to whoever opens the page of the gateway's web interface")
     story.add_argument("--ghn", action="store_true",
                        help="tell of the adapters on the gateway's powerline network instead")
     parser.add_argument("--verbose", action="store_true", help="show the daemon's log, too")
@@ -62,19 +66,19 @@ def wait_until_quiet(scene, story, rollout):
         time.sleep(0.1)
 
 
-def play(scene, screen, story, rollout):
+def play(scene, screen, story, rollout, control):
     """Plays the whole story. Returns a sentence for each problem."""
     introduce(screen, scene)
     watch(scene, story, lambda: story.has_attributes, "the device's attributes")
     library = scene.configuration_library()
     screen.say(f"The daemon reads its configuration through this library: {library}.")
     screen.say(f"Its access to the message bus was built with {scene.message_bus()}.")
-    control = LocalControl(scene.gateway, screen)
     control.list_agents()
     action = scene.assign(rollout)
-    control.decide(story.log, lambda is_reached, what: watch(scene, story, is_reached, what))
+    control.decide(story.log, lambda is_reached, what: watch(scene, story, is_reached, what, control.patience))
     watch(scene, story, lambda: story.has_ended, "the end of the deployment")
     wait_until_quiet(scene, story, rollout)
+    control.say_goodbye()
     # Log lines may still arrive until the daemon has ended.
     status = scene.life.end()
     for happening in scene.pending_happenings():
@@ -97,9 +101,10 @@ def run(options):
     screen = Screen()
     rollout = FAILING if options.fail else GOOD
     story = Story(screen, rollout, options.verbose)
-    with Scene(options.build_dir) as scene:
+    user, configuration = (WebUser, CONFIGURATION_FOR_THE_WEB) if options.web else (LocalControl, CONFIGURATION)
+    with Scene(options.build_dir, configuration) as scene, contextlib.closing(user(scene.gateway, screen)) as control:
         try:
-            problems = play(scene, screen, story, rollout)
+            problems = play(scene, screen, story, rollout, control)
         except (DemoFailure, AssertionError):
             show_last_lines(scene, screen)
             raise

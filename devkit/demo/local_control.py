@@ -7,6 +7,8 @@ from .failure import DemoFailure
 
 OBJECT = "zephran"
 CALL_TIMEOUT = 60
+# Seconds in which a user has to decide.
+PATIENCE = 240
 # During a poll no deployment is pending, until the poll has fetched it again.
 ATTEMPTS = 3
 
@@ -20,10 +22,18 @@ class LocalControl:
     accepted_at  when that call began, by the server's clock
     """
 
+    patience = PATIENCE
+
     def __init__(self, gateway, screen):
         self._gateway = gateway
         self._screen = screen
         self.agents = self.pending = self.accepted = self.accepted_at = None
+
+    def close(self):
+        """Ends what the person works with."""
+
+    def say_goodbye(self):
+        """Called when everything has been seen."""
 
     def list_agents(self):
         self._screen.say("Local software asks the daemon for its agents, over the message bus:")

@@ -30,6 +30,11 @@ config schedule 'schedule'
 
 config device 'device'
 """
+# What the page of the web interface needs: the state on the bus, and downloads beside the main loop.
+CONFIGURATION_FOR_THE_WEB = CONFIGURATION.replace("'0'", "'0'\n\toption bus_extended '1'", 1) + """
+config network 'network'
+	option attempts '3'
+"""
 
 
 class Scene(Stage):
@@ -37,8 +42,9 @@ class Scene(Stage):
 
     life: Life
 
-    def __init__(self, build_dir: str | pathlib.Path) -> None:
+    def __init__(self, build_dir: str | pathlib.Path, configuration: str = CONFIGURATION) -> None:
         super().__init__(build_dir, DEVICE, POLL, "required")
+        self._configuration = configuration
         self._partition: pathlib.Path | None = None
 
     def _start(self, pki: Pki, cleanup: contextlib.ExitStack) -> None:
@@ -52,7 +58,7 @@ class Scene(Stage):
 
     def _equip_gateway(self):
         """Puts the gateway into its state before the release."""
-        self.gateway.config("zephran", CONFIGURATION)
+        self.gateway.config("zephran", self._configuration)
         self.gateway.install_firmware(BEFORE.firmware)
         self._partition = self.gateway.flash(PARTITION, BEFORE.boot_loader, ERASE_SIZE)
 

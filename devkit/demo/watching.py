@@ -8,9 +8,9 @@ from .failure import DemoFailure
 TIMEOUT = 240
 
 
-def watch(scene, story, is_reached, what):
+def watch(scene, story, is_reached, what, timeout=TIMEOUT):
     """Tells what happens until a point of the story is reached."""
-    deadline = time.monotonic() + TIMEOUT
+    deadline = time.monotonic() + timeout
     try:
         while not is_reached():
             if time.monotonic() > deadline:

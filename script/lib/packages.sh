@@ -11,10 +11,12 @@ build_packages=(
 # shellcheck disable=SC2034
 run_packages=(python3 openssl curl util-linux mount)
 # The second line is for the tests of the OpenWrt package: a gateway's shell, the programs that read its files, and the
-# one that packs the tarball. script/prove lets system calls fail with strace.
+# one that packs the tarball. script/prove lets system calls fail with strace. The last line is a browser, and what
+# drives it, for the page of the web interface.
 # shellcheck disable=SC2034
 test_packages=(python3-pytest python3-pytest-xdist python3-pytest-timeout
-    nginx-light busybox make shellcheck xz-utils strace)
+    nginx-light busybox make shellcheck xz-utils strace
+    chromium chromium-driver python3-selenium fonts-dejavu-core)
 # The second line is for the clang-tidy module in tidy_own_code.cpp.
 # shellcheck disable=SC2034
 lint_packages=(clang-14 clang-tidy-14 clang-format-14 shellcheck python3 python3-venv

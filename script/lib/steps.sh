@@ -10,8 +10,8 @@ readonly skipped_status=77
 
 # Steps that mostly wait. They run in the background, one after another, while the other steps compile. What compiles is
 # run with less priority, so that the tests in the background are not late.
-readonly background_steps=(daemon-tsan daemon-asan daemon-debug shipped-options openwrt-libraries packaging acceptance
-    acceptance-hawkbit prove-20 prove-300 fleet daemon-armhf daemon-musl)
+readonly background_steps=(daemon-tsan daemon-asan daemon-debug shipped-options openwrt-libraries packaging web
+    acceptance acceptance-hawkbit prove-20 prove-300 fleet daemon-armhf daemon-musl)
 readonly foreground_steps=(unit-debug unit-asan unit-tsan unit-armhf unit-musl clang compilers sdk size lint)
 # shellcheck disable=SC2034  # read by script/verify
 readonly all_steps=(bootstrap "${background_steps[@]}" "${foreground_steps[@]}")
@@ -39,6 +39,7 @@ describe_step() {
         packaging) echo "tests of the OpenWrt package" ;;
         fleet) echo "that a simulated fleet recovers from an outage and a blackout" ;;
         prove-*) echo "a sample of each part of script/prove, of ${1#prove-} seconds" ;;
+        web) echo "tests of the page of the web interface in a browser; in LuCI itself where LUCI_DIR names a checkout" ;;
         acceptance) echo "acceptance scenarios against the server of the development kit" ;;
         acceptance-hawkbit) echo "acceptance scenarios against a real hawkBit; skipped without its jar" ;;
         unit-*) echo "unit tests with the preset ${1#unit-}" ;;
@@ -63,7 +64,7 @@ prepare_step() {
         daemon-*) build_preset "${1#daemon-}" "${programs[@]}" ;;
         # Without the libraries the command says what to set.
         openwrt-libraries) ! script/openwrt-libraries || build_preset openwrt ;;
-        shipped-options | packaging | acceptance | acceptance-hawkbit) build_preset debug "${programs[@]}" ;;
+        shipped-options | packaging | web | acceptance | acceptance-hawkbit) build_preset debug "${programs[@]}" ;;
         # It installs its tools, which steps that run side by side cannot do.
         prove-*) build_preset debug "${programs[@]}" && script/prove --list ;;
         fleet) build_preset debug --target zephran_fleet ;;
@@ -85,7 +86,7 @@ run_step() {
             env "ZEPHRAN_POWER_CUT_STEP=${power_cut_step[openwrt]}" script/test --preset openwrt --no-build --jobs 24 \
                 --only unit --only devkit --only daemon
             ;;
-        packaging | acceptance) script/test --preset debug --no-build --jobs 24 --only "$1" ;;
+        packaging | web | acceptance) script/test --preset debug --no-build --jobs 24 --only "$1" ;;
         # The results of a longer run, which script/prove goes on with, are kept elsewhere.
         prove-*) nice script/prove --again --results build/prove-sample --seconds "$preset" ;;
         acceptance-hawkbit) env "ZEPHRAN_BUILD_DIR=$project_dir/build/debug" script/acceptance ;;

@@ -13,6 +13,7 @@ import tarfile
 import pytest
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
+PAGE = "luci-app-zephran"
 NEEDED = ["script/release", "script/lib/common.sh", "CMakeLists.txt", "packaging/openwrt", "LICENSE"]
 IDENTITY = {"GIT_CONFIG_GLOBAL": "/dev/null", "GIT_CONFIG_SYSTEM": "/dev/null",
             **{f"GIT_{role}_{field}": value for role in ("AUTHOR", "COMMITTER")
@@ -68,11 +69,21 @@ def test_package_asks_for_the_tarball_that_is_offered(checkout):
     assert "PKG_SOURCE:=zephran-$(PKG_VERSION).tar.xz\n" in offered
 
 
+def test_page_is_a_package_beside_it(checkout):
+    for _ in ("made", "replaced"):
+        assert release(checkout).returncode == 0
+
+    offered, source = checkout / "build/offer" / PAGE, checkout / "packaging/openwrt" / PAGE
+    files = sorted(path.relative_to(source) for path in source.rglob("*") if path.is_file())
+    assert files == sorted(path.relative_to(offered) for path in offered.rglob("*") if path.is_file())
+    assert all((offered / name).read_bytes() == (source / name).read_bytes() for name in files)
+
+
 def test_package_is_complete_and_differs_in_the_sum_only(checkout):
     release(checkout)
 
     offered, source = checkout / "build/offer/zephran", checkout / "packaging/openwrt"
-    names = sorted(path.relative_to(source) for path in source.rglob("*"))
+    names = sorted(path.relative_to(source) for path in source.rglob("*") if PAGE not in path.parts)
     assert sorted(path.relative_to(offered) for path in offered.rglob("*")) == names
     differing = [str(name) for name in names if (source / name).is_file()
                  and (source / name).read_bytes() != (offered / name).read_bytes()]
