@@ -14,9 +14,9 @@ namespace zephran::fuzz {
 
 namespace {
 
-constexpr std::array<const char*, 6> known{
-    "zephran.device.version_os", "zephran.device.begun_installation", "zephran.device.a",
-    "zephran.service.rebooted",  "zephran.service.log_secrets",       "zephran.network.tenant"};
+constexpr std::array<const char*, 5> known{"zephran.device.version_os",
+                                           "zephran.device.begun_installation", "zephran.device.a",
+                                           "zephran.service.rebooted", "zephran.network.tenant"};
 
 const char* const usual_file = R"(
 config device 'device'
@@ -26,27 +26,22 @@ config device 'device'
 
 config service 'service'
 	option rebooted "0"
-	option log_secrets 1
+
+config network 'network'
+	option tenant "ten''ant"
 )";
 
 using Values = std::map<std::string, std::optional<std::string>>;
 using Store = platform::openwrt::UciConfigWrapper;
 
-std::optional<std::string> read(Store& store, const std::string& key) {
-    try {
-        const std::string value = store.get_option(key);
-        require(store.has_option(key), "what can be read is there");
-        return value;
-    } catch (const OptionNotFoundException&) {
-        require(!store.has_option(key), "what is there can be read");
-        return std::nullopt;
-    }
-}
-
 Values read_all(Store& store) {
     Values values;
     for (const char* const key : known) {
-        values[key] = read(store, key);
+        try {
+            values[key] = store.get_option(key);
+        } catch (const OptionNotFoundException&) {
+            values[key] = std::nullopt;
+        }
     }
     return values;
 }
@@ -57,42 +52,42 @@ void require_others_unchanged(const Values& before, const Values& after, const s
     }
 }
 
-void write(Store& store, const std::string& key, const std::string& value) {
-    const Values before = read_all(store);
+/// @returns what is stored afterwards
+Values write(Store& store, const Values& before, const std::string& key, const std::string& value) {
     const bool is_stored = store.set_option(key, value);
-    const Values after = read_all(store);
+    Values after = read_all(store);
     require_others_unchanged(before, after, key);
-    if (!is_stored) {
-        return;
-    }
-    const auto found = read(store, key);
-    require(value.empty() ? !found : found == value, "what was stored is read back");
+    const auto& found = after.at(key);
+    require(!is_stored || (value.empty() ? !found : found == value), "what is stored is read back");
+    require(store.has_option(key) == found.has_value(), "what can be read is there");
+    return after;
 }
 
-void record_begin(Store& store, const std::string& action, const std::string& chunk) {
-    constexpr const char* key = "zephran.device.begun_installation";
-    const Values before = read_all(store);
+Values record_begin(Store& store, const Values& before, const std::string& action,
+                    const std::string& chunk) {
     DeviceStore records{store};
     const bool is_recorded = records.record_begin(action, chunk, {"record_begin"});
-    require_others_unchanged(before, read_all(store), key);
+    Values after = read_all(store);
+    require_others_unchanged(before, after, known[1]);
     require(is_recorded == records.has_begun(action, chunk), "what was recorded has begun");
+    require(!is_recorded || after.at(known[1]) == action + " " + chunk, "it is recorded as it is");
+    return after;
 }
 
 }  // namespace
 
 void try_input(Input input) {
+    constexpr unsigned most_writes = 3;
     const std::uint8_t choice = input.byte();
     const DeviceConfiguration configuration;
     configuration.write("zephran", choice % 2 == 0 ? usual_file : input.text());
     Store store;
-    while (!input.is_at_end()) {
+    Values values = read_all(store);
+    for (unsigned writes = 0; writes < most_writes && !input.is_at_end(); ++writes) {
         const std::string key = known.at(input.byte() % known.size());
         const std::string value = input.text();
-        if (key == known[1]) {
-            record_begin(store, value, input.text());
-        } else {
-            write(store, key, value);
-        }
+        values = key == known[1] ? record_begin(store, values, value, input.text())
+                                 : write(store, values, key, value);
     }
 }
 

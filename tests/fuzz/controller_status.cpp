@@ -36,8 +36,11 @@ bool has_authority(const std::string& address, const std::string& scheme) {
 }
 
 void require_secure(const common::URI& link) {
+    if (link.empty()) {
+        return;
+    }
     const std::string address = link.str();
-    require(link.empty() || has_authority(address, "https"),
+    require(has_authority(address, "https"),
             "what the controller takes over is https with an authority");
     const std::string scheme = scheme_for_curl(address);
     require(scheme.empty() || scheme == "https", "libcurl takes it for https, too");
@@ -52,9 +55,12 @@ void require_web(const common::URI& link) {
 }  // namespace
 
 void try_input(Input input) {
-    hawkbit::Controller controller;
-    controller.extract_from(
-        hawkbit::ControllerURLBuilder{"gw-1", "update.example", "DEFAULT", true});
+    static const hawkbit::Controller new_one = [] {
+        hawkbit::Controller made;
+        made.extract_from(hawkbit::ControllerURLBuilder{"gw-1", "update.example", "DEFAULT", true});
+        return made;
+    }();
+    hawkbit::Controller controller = new_one;
     try {
         hawkbit::ControllerStatusMessage status;
         status.from_json(common::JSONDefaultParser{}(input.rest()));

@@ -77,17 +77,17 @@ void look_at_history(const DeploymentActionMessage& message) {
 
 void try_input(Input input) {
     const std::string text = input.rest();
-    for (const auto digest : {hawkbit::Digest::md5, hawkbit::Digest::sha256}) {
-        DeploymentActionMessage message;
-        try {
-            message.from_json(common::JSONDefaultParser{}(text), digest);
-        } catch (const common::Exception& error) {
-            require_reportable(error);
-            continue;
-        }
-        look_at_chunks(message.chunks());
-        look_at_history(message);
+    // Half of the inputs are read in one way, half in the other: it takes most of the time.
+    const auto digest = text.size() % 2 == 0 ? hawkbit::Digest::md5 : hawkbit::Digest::sha256;
+    DeploymentActionMessage message;
+    try {
+        message.from_json(common::JSONDefaultParser{}(text), digest);
+    } catch (const common::Exception& error) {
+        require_reportable(error);
+        return;
     }
+    look_at_chunks(message.chunks());
+    look_at_history(message);
 }
 
 }  // namespace zephran::fuzz
