@@ -3,6 +3,7 @@
 import argparse
 import concurrent.futures
 import dataclasses
+import json
 import os
 import pathlib
 import re
@@ -10,6 +11,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import time
 
 HERE = pathlib.Path(__file__).parent
 # Longest inputs, where the fuzzer's own choice is not good: it grows them only slowly, and long ones are slow.
@@ -82,8 +84,9 @@ def run(target, options, scratch):
     log = options.work / f"{target}.log"
     with open(log, "w", encoding="utf-8") as output:
         # Whatever a target writes goes to memory and goes away with this run.
+        environment = {**os.environ, "TMPDIR": str(directory)}
         process = subprocess.Popen(command_of(target, options, options.work / "corpora" / target), cwd=directory,
-                                   stdout=output, stderr=subprocess.STDOUT, env={**os.environ, "TMPDIR": str(directory)})
+                                   stdout=output, stderr=subprocess.STDOUT, env=environment)
         _, status, used = os.wait4(process.pid, 0)
     process.returncode = os.waitstatus_to_exitcode(status)
     outcome = Outcome(target, used.ru_utime + used.ru_stime, status=process.returncode)
@@ -91,6 +94,13 @@ def run(target, options, scratch):
     if outcome.status != 0:
         print(f"{target}: ended with {outcome.status}; see {log}", flush=True)
     return outcome
+
+
+def note(outcomes, path):
+    """Adds what was executed to the record of all runs."""
+    with open(path, "a", encoding="utf-8") as file:
+        for outcome in outcomes:
+            file.write(json.dumps(dataclasses.asdict(outcome)) + "\n")
 
 
 def show_table(outcomes):
@@ -109,6 +119,7 @@ def main():
     if unknown or not known:
         print(f"there is no target {', '.join(sorted(unknown))}; there are: {', '.join(known)}")
         return 2
+    began = time.monotonic()
     memory = pathlib.Path("/dev/shm")
     scratch = pathlib.Path(tempfile.mkdtemp(prefix="fuzz-", dir=memory if os.access(memory, os.W_OK) else None))
     try:
@@ -116,11 +127,12 @@ def main():
             outcomes = list(pool.map(lambda target: run(target, options, scratch), options.targets or known))
     finally:
         shutil.rmtree(scratch, ignore_errors=True)
+    note(outcomes, options.work / "record.jsonl")
     show_table(outcomes)
     failed = [outcome for outcome in outcomes if outcome.status != 0 or outcome.executions == 0]
     for outcome in failed:
         print(f"{outcome.target}: {' '.join(outcome.findings) or 'no execution'}")
-    print(f"{len(outcomes) - len(failed)} passed, {len(failed)} failed")
+    print(f"{len(outcomes) - len(failed)} passed, {len(failed)} failed in {time.monotonic() - began:.0f}s")
     return 1 if failed else 0
 
 

@@ -3,11 +3,11 @@
 import contextlib
 
 import pytest
-from parts import small_machine
 
 from confinement import MEGABYTE, Confinement, is_available
 from gateway import Gateway
 from part import VIOLATION, Workshop
+from parts import small_machine
 
 
 @pytest.fixture(name="confined")
