@@ -16,7 +16,7 @@ unsigned long replay(const std::filesystem::path& directory) {
     for (const auto& entry : std::filesystem::directory_iterator{directory}) {
         std::ifstream file{entry.path(), std::ios::binary};
         const std::vector<char> bytes{std::istreambuf_iterator<char>{file}, {}};
-        std::fprintf(stderr, "%s\n", entry.path().c_str());
+        static_cast<void>(std::fprintf(stderr, "%s\n", entry.path().c_str()));
         LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
         ++count;
     }

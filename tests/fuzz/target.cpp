@@ -27,7 +27,7 @@ void discard_log() {
 
 void require(bool holds, const char* sentence) {
     if (!holds) {
-        std::fprintf(stderr, "DOES NOT HOLD: %s\n", sentence);
+        static_cast<void>(std::fprintf(stderr, "DOES NOT HOLD: %s\n", sentence));
         std::abort();
     }
 }
