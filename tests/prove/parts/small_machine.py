@@ -4,6 +4,7 @@ import contextlib
 
 from bench import Bench
 from confinement import MEGABYTE, Confinement, is_available
+from gateway import GatewayError
 from hawkbit_server import Status
 from history import History, Violation, configuration, demand
 from part import DIVIDER, VIOLATION, Part
@@ -70,7 +71,7 @@ class Cases(Part):
                 history.play()
                 outcome = judge(history, is_enough=options == "none" or ROOMS[room] > 4 * MEGABYTE)
                 return outcome, used(history.bench.confinement)
-        except (Violation, TimeoutError, AssertionError) as error:
+        except (Violation, TimeoutError, AssertionError, GatewayError) as error:
             return VIOLATION, str(error)[:300]
 
 
