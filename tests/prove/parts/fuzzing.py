@@ -17,6 +17,8 @@ class Cases(Part):
 
     summary = "each fuzz target for an hour or ten million executions; script/fuzz shows more"
     columns = ("Target",)
+    # script/fuzz gives samples, and each piece takes minutes.
+    is_played_unasked = False
 
     def cases(self):
         targets = sorted(path.name for path in (PROJECT / "tests/fuzz/corpora").iterdir())
