@@ -46,6 +46,11 @@ public:
         if (context == nullptr) {
             return;
         }
+        if (text.find('\0') != std::string::npos) {
+            // The library would take it for the end, and read or store something else.
+            result = UCI_ERR_NOTFOUND;
+            return;
+        }
         if (prepare_context) {
             prepare_context(context.get());
         }

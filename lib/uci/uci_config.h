@@ -12,6 +12,7 @@ class UciLibrary;
 ///
 /// Keys have the form "package.section.option". libuci splits them at the first "=" and at dots:
 /// external text may become part of a key only if it consists of ASCII letters, digits and "_".
+/// Nothing is stored under a key, or as a value, with a NUL: libuci would take it for the end.
 /// Every call uses its own context, so several threads may use one object. Within the process, one
 /// write waits for another. Of two programs that commit a package at the same time, libuci may lose
 /// what one wrote, although set_option() returned true.

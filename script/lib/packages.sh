@@ -23,6 +23,9 @@ lint_packages=(clang-14 clang-tidy-14 clang-format-14 shellcheck python3 python3
     libclang-14-dev llvm-14-dev)
 # shellcheck disable=SC2034
 clang_packages=(clang-14)
+# Runtime of the sanitizers and of the fuzzer.
+# shellcheck disable=SC2034
+fuzz_packages=(clang-14 llvm-14 libclang-rt-14-dev)
 # hawkBit 0.9.0 needs Java 17 or newer. Maven fetches it.
 # shellcheck disable=SC2034
 java_packages=(openjdk-17-jre-headless)

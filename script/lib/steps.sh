@@ -12,7 +12,7 @@ readonly skipped_status=77
 # run with less priority, so that the tests in the background are not late.
 readonly background_steps=(daemon-tsan daemon-asan daemon-debug shipped-options openwrt-libraries packaging web
     acceptance acceptance-hawkbit prove-20 prove-300 fleet daemon-armhf daemon-musl)
-readonly foreground_steps=(unit-debug unit-asan unit-tsan unit-armhf unit-musl clang compilers sdk size lint)
+readonly foreground_steps=(unit-debug unit-asan unit-tsan unit-armhf unit-musl fuzzing clang compilers sdk size lint)
 # shellcheck disable=SC2034  # read by script/verify
 readonly all_steps=(bootstrap "${background_steps[@]}" "${foreground_steps[@]}")
 
@@ -20,6 +20,7 @@ readonly all_steps=(bootstrap "${background_steps[@]}" "${foreground_steps[@]}")
 declare -rA build_options=(
     [debug]="-DCMAKE_COMPILE_WARNING_AS_ERROR=ON -DZEPHRAN_BUILD_BENCH=ON"
     [openwrt]=-DCMAKE_COMPILE_WARNING_AS_ERROR=ON
+    [fuzz]=-DCMAKE_COMPILE_WARNING_AS_ERROR=ON
     [asan]=-DCMAKE_COMPILE_WARNING_AS_ERROR=OFF
     [tsan]=-DCMAKE_COMPILE_WARNING_AS_ERROR=OFF
     [armhf]=-DCMAKE_COMPILE_WARNING_AS_ERROR=ON
@@ -28,6 +29,9 @@ declare -rA build_options=(
 declare -rA soak_seconds=([tsan]=60 [asan]=5 [debug]=5 [armhf]=5 [musl]=5)
 # Seconds from one power cut to the next. What the cuts find hardly depends on the build.
 declare -rA power_cut_step=([tsan]=15 [asan]=15 [debug]=12 [openwrt]=15 [armhf]=15 [musl]=15)
+
+# How long each fuzz target runs; .ci/run has less time.
+: "${ZEPHRAN_FUZZ_SECONDS:=30}"
 
 describe_step() {
     case $1 in
@@ -43,6 +47,7 @@ describe_step() {
         acceptance) echo "acceptance scenarios against the server of the development kit" ;;
         acceptance-hawkbit) echo "acceptance scenarios against a real hawkBit; skipped without its jar" ;;
         unit-*) echo "unit tests with the preset ${1#unit-}" ;;
+        fuzzing) echo "the fuzz targets, $ZEPHRAN_FUZZ_SECONDS s each" ;;
         clang) echo "the daemon compiled by clang++ without warnings" ;;
         compilers) echo "the daemon compiled with Boost 1.81, as C++17 and C++20, by g++ and clang++" ;;
         sdk) echo "the daemon built as in an SDK, with libraries staged as OpenWrt's feed does" ;;
@@ -69,6 +74,7 @@ prepare_step() {
         prove-*) build_preset debug "${programs[@]}" && script/prove --list ;;
         fleet) build_preset debug --target zephran_fleet ;;
         unit-*) build_preset "${1#unit-}" ;;
+        fuzzing) build_preset fuzz --target fuzz ;;
     esac
 }
 
@@ -76,7 +82,7 @@ run_step() {
     local preset=${1#*-}
     case $1 in
         # Once for all: steps that run side by side cannot install at the same time.
-        bootstrap) script/bootstrap --tests --lint --clang --arm ;;
+        bootstrap) script/bootstrap --tests --lint --clang --fuzz --arm ;;
         daemon-*) env "ZEPHRAN_SOAK_SECONDS=${soak_seconds[$preset]}" \
             "ZEPHRAN_POWER_CUT_STEP=${power_cut_step[$preset]}" \
             script/test --preset "$preset" --no-build --jobs 24 --only devkit --only daemon ;;
@@ -92,6 +98,7 @@ run_step() {
         acceptance-hawkbit) env "ZEPHRAN_BUILD_DIR=$project_dir/build/debug" script/acceptance ;;
         fleet) nice script/fleet --check ;;
         unit-*) nice script/test --preset "$preset" --no-build --only unit ;;
+        fuzzing) nice script/fuzz --seconds "$ZEPHRAN_FUZZ_SECONDS" ;;
         # The static analysis gives clang's warnings for the tests.
         clang) nice script/build clang --target zephran -DCMAKE_COMPILE_WARNING_AS_ERROR=ON ;;
         compilers) nice script/compilers ;;

@@ -27,11 +27,11 @@ class Release:
     modules   its software modules
     """
 
-    def __init__(self, bench, parts=PARTS, packages=("tool",)):
+    def __init__(self, bench, parts=PARTS, packages=("tool",), image_size=4096):
         self.bench = bench
         self.parts = parts
         self.packages = packages if "opkg" in parts else ()
-        self.image = firmware_image(NEW)
+        self.image = firmware_image(NEW, image_size)
         self.flash = bench.gateway.flash(PARTITION, b"\0" * FLASH_SIZE, ERASE_SIZE)
         bench.gateway.install_firmware(OLD)
         settings = b"#!/bin/sh\necho set >/etc/installed/settings\n"

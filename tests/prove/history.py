@@ -34,10 +34,13 @@ class GatewayHistory:
     """A gateway and a server on virtual time, and what is always demanded of them at the end."""
 
     def __init__(self, directory, pki, options):
-        self.bench = Bench(directory, pki, config=configuration(options), poll="00:05:00")
+        self.bench = self.make_bench(directory, pki, options)
         self.bench.follow_virtual_time(time.time())
         self.options = options
         self.closed = threading.Event()
+
+    def make_bench(self, directory, pki, options):
+        return Bench(directory, pki, config=configuration(options), poll="00:05:00")
 
     def close(self):
         self.closed.set()
@@ -68,9 +71,9 @@ class GatewayHistory:
 class History(GatewayHistory):
     """One release, and the deployment after it."""
 
-    def __init__(self, directory, pki, options):
+    def __init__(self, directory, pki, options, **release):
         super().__init__(directory, pki, options)
-        self.release = Release(self.bench)
+        self.release = Release(self.bench, **release)
         self.action = self.release.assign()
 
     def play(self, exchange=None, trouble=None):

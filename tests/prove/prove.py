@@ -27,7 +27,8 @@ def arguments():
     options = parser.parse_args()
     if unknown := set(options.parts) - set(parts.names()):
         parser.error(f"no part named {', '.join(unknown)} (script/prove --list lists them)")
-    options.parts = options.parts or parts.names()
+    options.parts = options.parts or [name for name in parts.names()
+                                      if options.list or parts.find(name).is_played_unasked]
     if options.replay and (len(options.parts) != 1 or not hasattr(parts.find(options.parts[0]), "replay")):
         parser.error("--replay needs a part whose histories are kept as files")
     return options

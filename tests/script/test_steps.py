@@ -42,7 +42,7 @@ def project(tmp_path):
         (root / name).parent.mkdir(parents=True, exist_ok=True)
         shutil.copy(PROJECT / name, root / name)
     for name in ("bootstrap", "build", "test", "lint", "acceptance", "size", "openwrt-libraries", "compilers",
-                 "prove", "fleet"):
+                 "prove", "fleet", "fuzz"):
         (root / "script" / name).write_text(STAND_IN, encoding="utf-8")
         (root / "script" / name).chmod(0o755)
     (tmp_path / "fail").touch()
@@ -110,6 +110,14 @@ def test_all_steps_run_and_end_in_the_table(project):
     assert rows["lint"] == ("ok", "-")
     assert {f"test --preset {preset} --no-build --jobs 24 --only devkit --only daemon"
             for preset in ("debug", "asan", "tsan", "armhf", "musl")} <= set(calls(project))
+
+
+def test_fuzz_targets_run_shorter_before_a_merge(project):
+    run(project, "script/verify", "fuzzing")
+    assert "fuzz --seconds 30" in calls(project)
+
+    run(project, ".ci/run")
+    assert "fuzz --seconds 10" in calls(project)
 
 
 @pytest.mark.parametrize("step, reason", [("acceptance-hawkbit", "the jar is missing"),

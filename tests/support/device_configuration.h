@@ -24,6 +24,10 @@ public:
              const std::string& options) const {
         uci.directory.write("config/" + package, "config x '" + section + "'\n" + options + "\n");
     }
+    /// Replaces the file of a package by this text.
+    void write(const std::string& package, const std::string& text) const {
+        uci.directory.write("config/" + package, text);
+    }
     /// What is committed of a package.
     [[nodiscard]] std::string stored(const std::string& package) const {
         return uci.directory.read("config/" + package);

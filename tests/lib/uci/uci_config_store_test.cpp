@@ -54,6 +54,22 @@ TEST_F(UciConfigTest, AnythingElseIsNoOption) {
     }
 }
 
+// The library takes a NUL for the end of a text.
+TEST_F(UciConfigTest, NulIsPartOfNoKeyAndNoValue) {
+    using namespace std::string_literals;
+    const std::string before = file();
+
+    EXPECT_FALSE(config().set_option("zephran.service.log_level", "DEBUG\0"s));
+    EXPECT_FALSE(config().set_option("zephran.service.log_level", "\0DEBUG"s));
+    EXPECT_FALSE(config().set_option("zephran.service.log_level=DEBUG\0"s, ""));
+    EXPECT_FALSE(config().has_option("zephran.service.log_level\0x"s));
+    EXPECT_THROW((void)config().get_option("zephran.service.log_level\0x"s),
+                 PackageNotFoundException);
+    EXPECT_FALSE(config().delete_option("zephran.service.log_level\0x"s));
+    EXPECT_EQ(config().get_option("zephran.service.log_level"), "INFO");
+    EXPECT_EQ(file(), before);
+}
+
 TEST_F(UciConfigTest, FileWithSyntaxErrorHasNoOptions) {
     directory.write("config/zephran", "option without section\n");
 
