@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """Downloads in a directory that nobody but the daemon can enter, and what is left in it."""
+import errno
 import os
 import signal
 
@@ -108,7 +109,12 @@ def test_planted_link_is_refused(home, place):
 @pytest.mark.skipif(os.geteuid() != 0, reason="only root can give a directory to another user")
 def test_directory_of_another_user_is_refused(home, place):
     (place / f"agent-{DEVICE}").mkdir(parents=True)
-    os.chown(place, SOMEBODY, SOMEBODY)
+    try:
+        os.chown(place, SOMEBODY, SOMEBODY)
+    except OSError as error:
+        if error.errno != errno.EINVAL:
+            raise
+        pytest.skip("this user namespace has no other user")
 
     assert_refused(home, "it belongs to another user")
 

@@ -26,10 +26,13 @@ def test_failed_poll_backs_off(bench, fault):
     delay = daemon.wait_for_line(r"WARNING .*event=backoff delay=(\d+)h:(\d+)m:(\d+)s$")
     rests(daemon, BACKOFF)
 
-    assert int(delay.group(1)) == 0
-    assert int(delay.group(2)) < 10
+    hours, minutes, seconds = map(int, delay.groups())
+    assert (hours, minutes) < (0, 10)
     daemon.wait_for_line("ERROR .*event=exception_caught action=fsm_agent_event what=")
-    assert [each.kind for each in bench.server.exchanges()] == ["base"]
+    polls = [each.kind for each in bench.server.exchanges()]
+    # The delay is drawn. On a busy machine one of a few seconds may be over by now.
+    is_surely_waiting = (minutes, seconds) >= (1, 0)
+    assert polls == ["base"] if is_surely_waiting else set(polls) == {"base"}
 
 
 def test_poll_follows_immediately_after_the_properties(bench):
