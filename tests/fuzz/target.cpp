@@ -17,11 +17,23 @@ protected:
     std::streamsize xsputn(const char* /*text*/, std::streamsize size) override { return size; }
 };
 
-void discard_log() {
-    static Discarded discarded;
-    std::cout.rdbuf(&discarded);
-    std::cerr.rdbuf(&discarded);
-}
+/// The streams get their own buffers back at the end of the process, when they are flushed once
+/// more.
+class SilentLog {
+public:
+    SilentLog() : output{std::cout.rdbuf(&discarded)}, errors{std::cerr.rdbuf(&discarded)} {}
+    SilentLog(const SilentLog&) = delete;
+    SilentLog& operator=(const SilentLog&) = delete;
+    ~SilentLog() {
+        std::cout.rdbuf(output);
+        std::cerr.rdbuf(errors);
+    }
+
+private:
+    Discarded discarded;
+    std::streambuf* output;
+    std::streambuf* errors;
+};
 
 }  // namespace
 
@@ -35,7 +47,7 @@ void require(bool holds, const char* sentence) {
 }  // namespace zephran::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    zephran::fuzz::discard_log();
+    static const zephran::fuzz::SilentLog silent_log;
     zephran::fuzz::try_input({data, size});
     return 0;
 }
