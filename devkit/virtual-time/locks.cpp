@@ -66,6 +66,8 @@ long wait_for_futex(const long (&arguments)[6]) {
     const long operation = arguments[1];
     const clockid_t clock =
         (operation & FUTEX_CLOCK_REALTIME) != 0 ? CLOCK_REALTIME : CLOCK_MONOTONIC;
+    // The arguments of a system call are numbers, also those that are addresses.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
     const auto& time = *reinterpret_cast<const timespec*>(static_cast<std::intptr_t>(arguments[3]));
     const int error = wait_for_threads(deadline_on(clock, time), [&](const timespec& end) {
         return VIRTUAL_TIME_REAL(syscall)(SYS_futex, arguments[0],

@@ -76,9 +76,10 @@ void sweep_folder(const std::string& folder, bool keeps_partial_files) {
 }
 
 void sweep(const std::string& directory, bool keeps_partial_files) {
+    const std::string prefix = directory + "/";
     for (const std::string& name : common::names_in(directory)) {
         if (DownloadFolder::is_name(name)) {
-            sweep_folder(directory + "/" + name, keeps_partial_files);
+            sweep_folder(prefix + name, keeps_partial_files);
         }
     }
 }

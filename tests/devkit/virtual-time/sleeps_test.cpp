@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <functional>
 #include <thread>
 
-#include <signal.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
