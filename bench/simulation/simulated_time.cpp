@@ -25,6 +25,8 @@ Milliseconds time() {
 }  // namespace zephran::simulation
 
 // In the place of the system's, which the standard library would ask.
+// The names in the C library's declaration are reserved.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 extern "C" int clock_gettime(clockid_t /*clock*/, timespec* time) noexcept {
     const auto now = zephran::simulation::shown;
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(now);

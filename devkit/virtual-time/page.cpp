@@ -14,7 +14,7 @@ namespace virtual_time {
 namespace {
 
 [[noreturn]] void refuse(const char* path) {
-    std::fprintf(stderr, "virtual time: %s is not the file of a clock\n", path);
+    static_cast<void>(std::fprintf(stderr, "virtual time: %s is not the file of a clock\n", path));
     std::abort();
 }
 
