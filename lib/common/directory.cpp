@@ -9,7 +9,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <ftw.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -30,11 +29,21 @@ bool exists(const std::string& path) {
     return ::lstat(path.c_str(), &status) == 0;
 }
 
-int remove_entry(const char* path, const struct stat* /*status*/, int /*kind*/,
-                 struct FTW* /*place*/) {
-    // Goes on after a failure: the more is removed, the better.
-    static_cast<void>(std::remove(path));
-    return 0;
+// Only directories tell what is mounted: files of an overlay have the device of the layer they lie
+// in. It goes on after a failure: the more is removed, the better.
+// NOLINTNEXTLINE(misc-no-recursion): the longest path bounds it
+void remove_on_device(const std::string& path, dev_t device) {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
+        if (status.st_dev != device) {
+            return;
+        }
+        const std::string prefix = path + "/";
+        for (const auto& name : names_in(path)) {
+            remove_on_device(prefix + name, device);
+        }
+    }
+    static_cast<void>(std::remove(path.c_str()));
 }
 
 }  // namespace
@@ -77,8 +86,10 @@ std::vector<std::string> names_in(const std::string& directory) {
 }
 
 bool remove_tree(const std::string& path) {
-    constexpr int open_directories = 16;
-    ::nftw(path.c_str(), remove_entry, open_directories, FTW_DEPTH | FTW_PHYS | FTW_MOUNT);
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) == 0) {
+        remove_on_device(path, status.st_dev);
+    }
     return !exists(path);
 }
 

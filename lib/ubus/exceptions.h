@@ -16,9 +16,6 @@ ZEPHRAN_RECORD(message_size, std::size_t, not_reported);
 struct UbusConnectException : common::Exception {
     UbusConnectException() : Exception{"Failed to connect to ubus"} {}
 };
-struct ThreadException : common::Exception {
-    ThreadException() : Exception{"Failed to start a thread"} {}
-};
 struct ObjectAddException : common::Exception {
     ObjectAddException() : Exception{"Failed to add object"} {}
 };

@@ -3,8 +3,8 @@
 
 #include <utility>
 
+#include "common/new_thread.h"
 #include "ubus/interruption.h"
-#include "ubus/new_thread.h"
 
 namespace zephran::ubus {
 
@@ -12,11 +12,12 @@ void StoppableThread::start(const std::function<void()>& work) {
     running = true;
     std::promise<void> ended;
     end = ended.get_future();
-    thread = std::make_unique<std::thread>(new_thread([work, ended = std::move(ended)]() mutable {
-        Interruption::accept();
-        work();
-        ended.set_value();
-    }));
+    thread = std::make_unique<std::thread>(
+        common::new_thread([work, ended = std::move(ended)]() mutable {
+            Interruption::accept();
+            work();
+            ended.set_value();
+        }));
 }
 
 void StoppableThread::stop(std::chrono::milliseconds grace_period,

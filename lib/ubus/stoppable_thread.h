@@ -22,7 +22,7 @@ public:
     ~StoppableThread() = default;
 
     /// @param work must return soon after is_wanted() has become false
-    /// @throws ThreadException
+    /// @throws common::ThreadException
     void start(const std::function<void()>& work);
 
     /// Waits for the end of the thread; does nothing without one.

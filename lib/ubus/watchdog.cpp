@@ -3,15 +3,15 @@
 
 #include <utility>
 
+#include "common/new_thread.h"
 #include "ubus/interruption.h"
-#include "ubus/new_thread.h"
 
 namespace zephran::ubus {
 
 Watchdog::Watchdog(std::chrono::milliseconds time, std::function<void()> new_unblock)
-    : unblock{std::move(new_unblock)}, thread{new_thread([this, time, watched = ::pthread_self()] {
-          watch(watched, time);
-      })} {
+    : unblock{std::move(new_unblock)},
+      thread{
+          common::new_thread([this, time, watched = ::pthread_self()] { watch(watched, time); })} {
     Interruption::accept();
 }
 

@@ -16,7 +16,7 @@ class Watchdog {
 public:
     /// @param time    after it the thread's system calls are interrupted again and again
     /// @param unblock called once before that, on another thread
-    /// @throws ThreadException
+    /// @throws common::ThreadException
     Watchdog(std::chrono::milliseconds time, std::function<void()> unblock);
     Watchdog(const Watchdog&) = delete;
     Watchdog& operator=(const Watchdog&) = delete;

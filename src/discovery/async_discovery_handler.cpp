@@ -7,6 +7,7 @@
 
 #include "agent_manager.h"
 #include "common/logprint.h"
+#include "common/new_thread.h"
 
 namespace zephran::discovery {
 
@@ -68,7 +69,7 @@ void AsyncDiscoveryHandler::start_pass_when_due() {
     pending_spawns.clear();
     pending_aborts.clear();
     count_taken_places();
-    discovery = std::async(std::launch::async, [this] { discover_once(); });
+    discovery = common::begin_in_thread([this] { discover_once(); });
 }
 
 void AsyncDiscoveryHandler::count_taken_places() {

@@ -37,7 +37,8 @@ public:
                                    bool is_failure_fatal = true);
 
     void setup(AgentManager* agent_manager) override { manager = agent_manager; }
-    /// Applies the results of a finished pass, and starts a pass that is due.
+    /// Applies the results of a finished pass, and starts a pass that is due. One for which the
+    /// system has no thread to spare has failed.
     /// @throws what the pass threw, if that is fatal; otherwise it is logged, and what the pass had
     ///         requested before is applied
     void tick() override;

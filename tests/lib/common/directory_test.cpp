@@ -2,10 +2,14 @@
 #include "common/directory.h"
 
 #include <filesystem>
+#include <functional>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "support/temporary_directory.h"
@@ -22,6 +26,22 @@ mode_t mode_of(const std::string& path) {
     constexpr mode_t all_permissions = 07777;
     struct stat status {};
     return ::stat(path.c_str(), &status) == 0 ? status.st_mode & all_permissions : 0;
+}
+
+// Runs a check in a child process, which may mount what it likes. The status is that of the check,
+// or cannot_mount.
+constexpr int cannot_mount = 77;
+
+int status_among_own_mounts(const std::function<int()>& check) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const bool is_apart = ::unshare(CLONE_NEWNS) == 0 &&
+                              ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+        ::_exit(is_apart ? check() : cannot_mount);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WEXITSTATUS(status);
 }
 
 class OwnDirectory : public ::testing::Test {
@@ -108,6 +128,53 @@ TEST_F(OwnDirectory, IsRemovedWithWhatIsInIt) {
 
     EXPECT_FALSE(directory.has("own"));
     EXPECT_TRUE(directory.has("other/kept"));
+}
+
+// Where a writable file system lies over that of the image, files have another device than
+// directories.
+TEST_F(OwnDirectory, IsRemovedFromAnOverlay) {
+    directory.write("lower/unused", "");
+    std::filesystem::create_directory(directory.path("ram"));
+    std::filesystem::create_directory(directory.path("over"));
+
+    const int status = status_among_own_mounts([this] {
+        const std::string ram = directory.path("ram");
+        const std::string layers = "lowerdir=" + directory.path("lower") + ",upperdir=" + ram +
+                                   "/upper,workdir=" + ram + "/work";
+        if (::mount("none", ram.c_str(), "tmpfs", 0, nullptr) != 0 ||
+            !std::filesystem::create_directory(ram + "/upper") ||
+            !std::filesystem::create_directory(ram + "/work") ||
+            ::mount("none", directory.path("over").c_str(), "overlay", 0, layers.c_str()) != 0) {
+            return cannot_mount;
+        }
+        directory.write("over/own/a/b", "");
+        return remove_tree(directory.path("over/own")) && !directory.has("over/own") ? 0 : 1;
+    });
+
+    if (status == cannot_mount) {
+        GTEST_SKIP() << "only root can mount an overlay, and not everywhere";
+    }
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(OwnDirectory, WhatIsMountedBelowStays) {
+    std::filesystem::create_directories(directory.path("own/mounted"));
+
+    const int status = status_among_own_mounts([this] {
+        if (::mount("none", directory.path("own/mounted").c_str(), "tmpfs", 0, nullptr) != 0) {
+            return cannot_mount;
+        }
+        directory.write("own/a", "");
+        directory.write("own/mounted/kept/b", "");
+        const bool all_are_gone = remove_tree(own);
+        return !all_are_gone && !directory.has("own/a") && directory.has("own/mounted/kept/b") ? 0
+                                                                                               : 1;
+    });
+
+    if (status == cannot_mount) {
+        GTEST_SKIP() << "only root can mount";
+    }
+    EXPECT_EQ(status, 0);
 }
 
 TEST_F(OwnDirectory, LinkIsRemovedInsteadOfFollowed) {

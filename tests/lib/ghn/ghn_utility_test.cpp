@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ghn/ghn_utility.h"
 
+#include <atomic>
+#include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -275,6 +278,40 @@ TEST_F(GhnUtilityTest, PasswordThatTheToolRepeatsIsKeptOutOfAnAbnormalEnd) {
         EXPECT_THAT(record<common::program_output_tag>(error), HasSubstr(" -w *** -m "));
         EXPECT_THAT(boost::diagnostic_information(error), Not(HasSubstr("hush")));
     }
+}
+
+/// Whether the tool hangs no longer than it may; the time is far less than that for which it would.
+class GhnUtilityEnd : public GhnUtilityTest {
+protected:
+    GhnUtilityEnd() { tools.add("configlayer", noisy("exec sleep 60")); }
+
+    void expect_abnormal_end(const std::atomic<bool>& stop,
+                             const std::optional<std::chrono::milliseconds>& limit) const {
+        const auto before = std::chrono::steady_clock::now();
+        try {
+            static_cast<void>(GhnUtility::get_parameter_value(base, "X", stop, limit));
+            FAIL() << "there was an answer";
+        } catch (const common::AbnormalTerminationException& error) {
+            EXPECT_THAT(boost::diagnostic_information(error), Not(HasSubstr("hush")));
+        }
+        EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds{20});
+    }
+};
+
+TEST_F(GhnUtilityEnd, ComesAtTheLimit) {
+    expect_abnormal_end(common::no_stop_request, std::chrono::milliseconds{100});
+}
+
+TEST_F(GhnUtilityEnd, ComesWithTheStopRequest) {
+    const std::atomic<bool> requested{true};
+
+    expect_abnormal_end(requested, std::nullopt);
+}
+
+TEST_F(GhnUtilityEnd, ComesWithTheStopRequestBeforeTheLimit) {
+    const std::atomic<bool> requested{true};
+
+    expect_abnormal_end(requested, std::chrono::hours{1});
 }
 
 TEST_F(GhnUtilityTest, PasswordThatIsPartOfAValueDoesNotChangeIt) {

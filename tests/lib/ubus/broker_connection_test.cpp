@@ -13,6 +13,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "support/captured_log.h"
 #include "support/mute_broker.h"
 #include "support/private_broker.h"
 #include "support/temporary_directory.h"
@@ -51,11 +52,13 @@ TEST_F(BrokerConnectionTest, NotesWhereTheBrokerWasReached) {
 }
 
 TEST_F(BrokerConnectionTest, IsKeptFromChildren) {
+    const CapturedLog log;
     connection.open();
     EXPECT_NE(::fcntl(connection.get()->sock.fd, F_GETFD) & FD_CLOEXEC, 0);
 
     ASSERT_TRUE(connection.reopen());
     EXPECT_NE(::fcntl(connection.get()->sock.fd, F_GETFD) & FD_CLOEXEC, 0);
+    EXPECT_EQ(log.text(), "");
 }
 
 TEST_F(BrokerConnectionTest, LeavesNoDescriptorBehind) {
@@ -136,6 +139,14 @@ TEST(BrokerConnection, FindsWhatTheBrokerSends) {
 TEST_F(BrokerConnectionTest, FindsThatTheBrokerIsGone) {
     connection.open();
     broker.kill();
+
+    EXPECT_EQ(connection.wait_for_input(patiently), Input::connection_is_broken);
+    EXPECT_FALSE(connection.can_send_at_once());
+}
+
+TEST_F(BrokerConnectionTest, WithoutItsDescriptorItIsBroken) {
+    connection.open();
+    ::close(connection.get()->sock.fd);
 
     EXPECT_EQ(connection.wait_for_input(patiently), Input::connection_is_broken);
     EXPECT_FALSE(connection.can_send_at_once());

@@ -85,6 +85,29 @@ TEST(Nesting, ContainersWithoutANameAreChecked) {
     EXPECT_FALSE(is_nested_at_most(2, bytes));
 }
 
+TEST(Nesting, NeighboursAreNotNestedInEachOther) {
+    Bytes bytes = element(table, {});
+    const Bytes neighbour = element(array, {});
+    bytes.insert(bytes.end(), neighbour.begin(), neighbour.end());
+
+    EXPECT_TRUE(is_nested_at_most(1, bytes));
+}
+
+TEST(Nesting, NothingIsReadBehindTheLastElement) {
+    Bytes bytes = nested(0);
+    const std::size_t size = bytes.size();
+    const Bytes behind = element(table, {});
+    bytes.insert(bytes.end(), behind.begin(), behind.end());
+
+    EXPECT_TRUE(ubox::is_nested_at_most(0, bytes.data(), size));
+}
+
+TEST(Nesting, ContainerThatIsTooShortForItsNameIsFlat) {
+    for (const unsigned char length : Bytes{4, 5, 6, 7}) {
+        EXPECT_TRUE(is_nested_at_most(0, {0x82, 0, 0, length, 0, 0, 0, 0}));
+    }
+}
+
 TEST(Nesting, MegabyteOfNestedTablesIsRefusedWithoutDeepRecursion) {
     constexpr std::size_t levels = (1U << 20U) / 8;
     Bytes bytes;

@@ -25,6 +25,7 @@ TEST(ObjectRegistration, DescribesTheObjectInTheOrderOfItsMethods) {
 
     const ubus_object& object = *registration.object();
     EXPECT_STREQ(object.name, "demo");
+    EXPECT_STREQ(object.type->name, "demo");
     ASSERT_EQ(object.n_methods, 2);
     EXPECT_EQ(object.type->n_methods, 2);
     EXPECT_EQ(object.type->methods, object.methods);
@@ -57,10 +58,12 @@ TEST(ObjectRegistration, IsRegisteredWhenTheBrokerHasGivenItAnId) {
 
     EXPECT_TRUE(registration.is_registered());
     registration.object()->type->id = 8;
+    registration.object()->has_subscribers = true;
 
     registration.forget();
 
     EXPECT_FALSE(registration.is_registered());
+    EXPECT_FALSE(registration.has_subscribers());
     EXPECT_EQ(registration.object()->type->id, 0U);
 }
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <chrono>
 #include <exception>
 #include <memory>
 #include <string>
@@ -88,6 +89,25 @@ TEST_F(GhnDiscoveryOptionsTest, FailureToReadTheListEndsOnlyThePass) {
     clock.run_pass(*configured);
 
     EXPECT_THAT(agents(), ElementsAre("SN-1"));
+}
+
+TEST_F(GhnDiscoveryOptionsTest, ToolThatHangsIsEndedAtItsLimitWhateverItIsAskedFor) {
+    DiscoveryOptions options;
+    options.failure_is_fatal = false;
+    options.tool_limit = std::chrono::milliseconds{500};
+    for (const std::string hanging : {"DIDMNG.*", "DHCP.*", "SYSTEM.*"}) {
+        modems.replace_tool("for word; do last=$word; done\ncase $last in\n" + hanging +
+                            R"() exec sleep 60 ;;
+                DIDMNG*) echo "$last=02:00:00:00:00:0a" ;;
+                *) echo "$last=YES" ;;
+            esac)");
+        const auto before = std::chrono::steady_clock::now();
+
+        clock.run_pass(make(options));
+
+        EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds{20}) << hanging;
+        EXPECT_THAT(agents(), IsEmpty()) << hanging;
+    }
 }
 
 TEST_F(GhnDiscoveryOptionsTest, FailureToReadTheListIsFatalOtherwise) {
