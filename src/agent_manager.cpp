@@ -155,11 +155,9 @@ void AgentManager::leave_poll_to_next_process() {
     }
 }
 
-void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& properties,
-                               const InstallerContext& context, bool dormant) {
-    if (id != settings.gateway_id) {
-        properties[hawkbit::parent_attribute] = settings.gateway_id;
-    }
+AgentSettings AgentManager::settings_for(const std::string& id,
+                                         const hawkbit::Attributes& properties,
+                                         const InstallerContext& context, bool dormant) const {
     AgentSettings agent_settings;
     agent_settings.context = context;
     agent_settings.context.options = settings.options.installation;
@@ -174,8 +172,18 @@ void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& prope
     agent_settings.reports = settings.reports;
     if (settings.bus_extended && id == settings.gateway_id) {
         agent_settings.may_be_postponed = true;
+        agent_settings.are_notes_told = true;
         agent_settings.status_observer = status_observer;
     }
+    return agent_settings;
+}
+
+void AgentManager::spawn_agent(const std::string& id, hawkbit::Attributes& properties,
+                               const InstallerContext& context, bool dormant) {
+    if (id != settings.gateway_id) {
+        properties[hawkbit::parent_attribute] = settings.gateway_id;
+    }
+    AgentSettings agent_settings = settings_for(id, properties, context, dormant);
     const auto existing = agents.find(id);
     if (existing != agents.end()) {
         existing->second->live_on(std::move(agent_settings));

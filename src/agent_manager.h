@@ -97,6 +97,10 @@ public:
     [[nodiscard]] const std::string& gateway_id() const { return settings.gateway_id; }
     /// What the installers of the gateway's own agent get.
     [[nodiscard]] InstallerContext gateway_context() const;
+    /// What an agent that is spawned gets from these and from the manager's own settings.
+    [[nodiscard]] AgentSettings settings_for(const std::string& id,
+                                             const hawkbit::Attributes& properties,
+                                             const InstallerContext& context, bool dormant) const;
 
 protected:
     /// @param loop_pause waits between two iterations. Other values than this are for unit tests.

@@ -33,7 +33,7 @@ void HawkbitAgent::tick_deployment() {
     if (report) {
         deliver(*report);
         // While the action is still open at the server, the next process needs the record.
-        if (ends_action(*report) && !aborted) {
+        if (ends_action(*report)) {
             forget_begin(deployment->deployer().action_id());
         }
     }

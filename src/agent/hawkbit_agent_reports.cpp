@@ -35,9 +35,6 @@ UnsentReport::Kind kind_of(const DeploymentReport& report) {
 
 void HawkbitAgent::deliver(const DeploymentReport& report) {
     const bool answers_cancel = report.recipient == Recipient::cancellation;
-    if (answers_cancel && aborted) {
-        return;
-    }
     const Reporting reporting{is_reporting};
     show_status();
     if (settings.reports.retries) {

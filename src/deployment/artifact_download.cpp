@@ -8,6 +8,7 @@
 #include <pthread.h>
 
 #include "common/logprint.h"
+#include "common/new_thread.h"
 #include "hawkbit/exceptions.h"
 #include "http/retry_policy.h"
 
@@ -50,7 +51,7 @@ ArtifactDownload::~ArtifactDownload() {
 
 std::future<DownloadOutcome> ArtifactDownload::run_in_thread(const Work& work) {
     const SignalsBlocked signals_blocked;
-    return std::async(std::launch::async, work);
+    return common::begin_in_thread(work);
 }
 
 bool ArtifactDownload::poll() {

@@ -88,6 +88,10 @@ void HawkbitDeployer::take_up_installation() {
     ZLOG_WARNING_AS("resume", "action", "resume", "message", "resuming deployment");
 }
 
+bool HawkbitDeployer::has_resumed_installation() const {
+    return has_installer() && installer->is_resumed();
+}
+
 std::uint32_t HawkbitDeployer::chunk_count() const {
     return static_cast<std::uint32_t>(action.chunks().size());
 }

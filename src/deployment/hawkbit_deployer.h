@@ -95,6 +95,9 @@ public:
     void mark_rejected() { rejected = true; }
     [[nodiscard]] const ErrorRecord& error() const { return error_; }
     [[nodiscard]] bool has_installer() const { return installer != nullptr; }
+    /// True while an installation goes on that an earlier process has started. Its tool may have
+    /// yet to open its file.
+    [[nodiscard]] bool has_resumed_installation() const;
     /// True while an interrupted installation is to be taken up, which its file names hold back.
     [[nodiscard]] bool has_interrupted_installation() const {
         return interrupted_installer != nullptr;

@@ -10,7 +10,7 @@ RunningDeployment::RunningDeployment(std::unique_ptr<HawkbitDeployer> new_deploy
     : deployer_{std::move(new_deployer)}, address_{std::move(start_address)} {}
 
 RunningDeployment::~RunningDeployment() {
-    if (!has_ended()) {
+    if (!has_ended() && !deployer_->has_resumed_installation()) {
         deployer_->keep_partial_files();
         deployer_->cleanup();
     }
@@ -38,7 +38,7 @@ std::optional<DeploymentReport> RunningDeployment::give_up(const std::exception&
     failure_reported = true;
     // Not at the next step: its installer would take one, too.
     deployer_->cancel();
-    return report;
+    return unless_withdrawn(std::move(report));
 }
 
 std::optional<DeploymentReport> RunningDeployment::step() {
@@ -49,7 +49,12 @@ std::optional<DeploymentReport> RunningDeployment::step() {
         return std::nullopt;
     }
     failure_reported = failed_in_last_step;
-    auto report = report_step(before, *deployer_);
+    return unless_withdrawn(report_step(before, *deployer_));
+}
+
+// Nobody waits for the answer to a cancellation that the server has not asked for.
+std::optional<DeploymentReport> RunningDeployment::unless_withdrawn(
+    std::optional<DeploymentReport> report) const {
     if (report && withdrawn && report->recipient == DeploymentReport::Recipient::cancellation) {
         return std::nullopt;
     }

@@ -19,8 +19,8 @@ public:
     ///        URL alone and would attribute them to that one.
     RunningDeployment(std::unique_ptr<HawkbitDeployer> new_deployer,
                       hawkbit::Controller start_address);
-    /// Deletes the downloaded files of a deployment that has not ended, but not what the next
-    /// process resumes.
+    /// Deletes the downloaded files of a deployment that has not ended, but neither what the next
+    /// process resumes nor what a tool of an earlier process may still need.
     ~RunningDeployment();
     RunningDeployment(const RunningDeployment&) = delete;
     RunningDeployment& operator=(const RunningDeployment&) = delete;
@@ -40,14 +40,19 @@ public:
     void withdraw();
 
     /// Ends the deployment before the installation that was about to start.
-    /// @returns the report for the server; none if the deployment had failed before
+    /// @returns the report for the server; none if the deployment had failed before, or if it would
+    ///          answer a cancellation that the server has not asked for
     std::optional<DeploymentReport> give_up(const std::exception& reason);
 
     /// Lets the deployer take a step.
-    /// @returns the report for the server; none after a failure has been reported
+    /// @returns the report for the server; none after a failure has been reported, or if it would
+    ///          answer a cancellation that the server has not asked for
     std::optional<DeploymentReport> step();
 
 private:
+    [[nodiscard]] std::optional<DeploymentReport> unless_withdrawn(
+        std::optional<DeploymentReport> report) const;
+
     std::unique_ptr<HawkbitDeployer> deployer_;
     hawkbit::Controller address_;
     bool withdrawn = false;

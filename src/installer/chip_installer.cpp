@@ -43,13 +43,19 @@ bool ChipInstaller::tool_of_earlier_process_has_ended() {
     }
     if (lock.try_to_lock()) {
         lock.unlock();
-        earlier_tool = EarlierTool::ended;
+        if (std::exchange(earlier_tool, EarlierTool::ended) == EarlierTool::writes) {
+            end_of_earlier_tool = std::chrono::steady_clock::now();
+        }
         return true;
     }
     if (std::exchange(earlier_tool, EarlierTool::writes) != EarlierTool::writes) {
         ZLOG_WARNING_AS("installation_has_finished", "event", "waiting", "message", held_message);
     }
     return false;
+}
+
+bool ChipInstaller::has_earlier_tool_ended_within(std::chrono::milliseconds time) const {
+    return end_of_earlier_tool && std::chrono::steady_clock::now() - *end_of_earlier_tool < time;
 }
 
 bool ChipInstaller::write_under_lock() {

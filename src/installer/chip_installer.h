@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
+#include <optional>
+
 #include "common/lock_file.h"
 #include "installer/one_tick_installer.h"
 
@@ -34,6 +37,10 @@ protected:
     /// @throws common::OutputFileOpenException
     [[nodiscard]] bool no_tool_is_left();
 
+    /// After resume(): whether a tool of an earlier process was waited for, and has ended no longer
+    /// ago than this.
+    [[nodiscard]] bool has_earlier_tool_ended_within(std::chrono::milliseconds time) const;
+
     /// @throws common::OutputFileOpenException if there is no usable file for the lock
     /// @throws what write_chip() throws
     void start_installation() final;
@@ -52,6 +59,7 @@ private:
 
     common::LockFile lock;
     EarlierTool earlier_tool = EarlierTool::unknown;
+    std::optional<std::chrono::steady_clock::time_point> end_of_earlier_tool;
     bool waiting = false;
     bool given_up = false;
 };

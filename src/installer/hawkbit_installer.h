@@ -86,6 +86,8 @@ public:
 
     [[nodiscard]] bool is_finished() const { return outcome == Outcome::finished; }
     [[nodiscard]] bool is_cancelled() const { return outcome == Outcome::cancelled; }
+    /// True if an earlier process has started the installation.
+    [[nodiscard]] bool is_resumed() const { return resumed; }
     [[nodiscard]] const ErrorRecord& error() const { return error_; }
     /// The installer's own report, sent to the server when the chunk is done.
     [[nodiscard]] std::string hawkbit_log() const { return report_.str(); }
@@ -159,7 +161,6 @@ protected:
     /// @throws hawkbit::UnsafeFilenameException
     [[nodiscard]] std::string path_of(
         const hawkbit::DeploymentActionMessage::Artifact& artifact) const;
-    [[nodiscard]] bool is_resumed() const { return resumed; }
     std::ostream& report() { return report_; }
 
 private:

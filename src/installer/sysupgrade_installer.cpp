@@ -104,6 +104,10 @@ bool SysupgradeInstaller::chip_is_written() {
     }
     const std::string running = get_installed_nevra_version(version_file);
     if (running != chunk().version()) {
+        if (has_earlier_tool_ended_within(upgrade_pause)) {
+            // It may have handed over: then the image is still needed, and the device reboots soon.
+            return false;
+        }
         ZEPHRAN_THROW(VersionMismatchException{} << expected_version_tag{chunk().version()}
                                                  << found_version_tag{running});
     }

@@ -146,6 +146,24 @@ TEST(AgentManagerRun, FailureOfAGatewayThatPollsAnywayLeavesNothing) {
     EXPECT_EQ(mark_after_failure(false, true), "");
 }
 
+TEST(AgentManagerRun, MarkThatCannotBeStoredIsLoggedAsTheRuns) {
+    FakePlatform platform;
+    platform.config.read_only_keys.insert("zephran.service.rebooted");
+    const CapturedLog log;
+    Events events;
+    AgentManager* running = nullptr;
+    RecordingManager manager{events, [&] {
+                                 running->get_agents().at("gateway")->force_poll();
+                                 throw LoopLeft{};
+                             }};
+    running = &manager;
+
+    EXPECT_THROW(manager.run(), LoopLeft);
+
+    EXPECT_THAT(log.text(),
+                ::testing::HasSubstr(" run: action=run message=could not store config entry"));
+}
+
 /// Runs a dormant gateway until a signal, and exits with 7 if that leaves its reboot mark.
 [[noreturn]] void run_and_exit_with_mark(bool has_work) {
     FakePlatform platform;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/json.h"
@@ -43,6 +44,8 @@ struct ChunkText {
     std::string name;
     std::string version;
     std::vector<ArtifactText> artifacts = {};
+    /// Keys and values of its metadata; without any there is no such member.
+    std::vector<std::pair<std::string, std::string>> metadata = {};
 };
 
 /// A deployment action, written down in the words of the server.
@@ -103,6 +106,11 @@ inline Json::Value chunk_document(const ChunkText& chunk, hawkbit::Digest digest
     document["artifacts"] = Json::arrayValue;
     for (const ArtifactText& artifact : chunk.artifacts) {
         document["artifacts"].append(artifact_document(artifact, digest));
+    }
+    for (const auto& [key, value] : chunk.metadata) {
+        Json::Value& entry = document["metadata"].append({});
+        entry["key"] = key;
+        entry["value"] = value;
     }
     return document;
 }

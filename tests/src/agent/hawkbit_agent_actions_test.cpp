@@ -60,6 +60,37 @@ TEST_F(HawkbitAgentAction, EntryOfACycleDiscardsTheDeploymentThatWasNotStarted) 
     EXPECT_EQ(agent->control()->pending_deployment(), nullptr);
 }
 
+DeploymentText with_one_note_too_many(const std::string& id) {
+    DeploymentText text = scripted_deployment(1);
+    text.id = id;
+    text.chunks.front().metadata.resize(hawkbit::DeploymentActionMessage::most_notes + 1);
+    return text;
+}
+
+TEST_F(HawkbitAgentAction, MetadataThatAreLeftOutAreLoggedOncePerDeployment) {
+    AgentSettings settings;
+    settings.are_notes_told = true;
+    make(settings);
+
+    server.offer(with_one_note_too_many("7"));
+    agent->retrieve_deployment_action();
+    agent->retrieve_deployment_action();
+    server.offer(with_one_note_too_many("8"));
+    agent->retrieve_deployment_action();
+
+    EXPECT_EQ(count_logged("event=metadata_left_out action_id=7 entries=1"), 1U);
+    EXPECT_EQ(count_logged("event=metadata_left_out action_id=8 entries=1"), 1U);
+}
+
+TEST_F(HawkbitAgentAction, MetadataThatNobodyIsToldOfAreNotLogged) {
+    make();
+    server.offer(with_one_note_too_many("7"));
+
+    agent->retrieve_deployment_action();
+
+    EXPECT_EQ(count_logged("metadata"), 0U);
+}
+
 TEST_F(HawkbitAgentAction, LastPollIsTheAnswerWithoutADeploymentOrTheFetchOfOne) {
     make();
     const auto first = now;

@@ -49,6 +49,15 @@ TEST_F(HawkbitAgentCancel, AtRestIsAnsweredThatNothingRuns) {
     EXPECT_EQ(server.cancel_feedbacks[0].message.time, 1'700'000'000);
 }
 
+TEST_F(HawkbitAgentCancel, AtRestIsAnsweredByAnAgentThatIsGivenUpToo) {
+    make_introduced();
+
+    agent->abort();
+    ask_for_cancellation();
+
+    ASSERT_EQ(server.cancel_feedbacks.size(), 1U);
+}
+
 TEST_F(HawkbitAgentCancel, WhileTheDaemonWasDownLeavesNoPartialFile) {
     AgentSettings settings;
     settings.downloads.resume = true;

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <memory>
+#include <stdexcept>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -69,6 +70,21 @@ TEST_F(RunningDeploymentTest, AbandonedDeploymentLeavesNoFile) {
     running.reset();
 
     EXPECT_FALSE(has_file("a.bin"));
+}
+
+TEST_F(RunningDeploymentTest, AbandonedDeploymentLeavesTheFileOfAResumedInstallation) {
+    part.script.can_resume = true;
+    part.script.steps_to_install = 50;
+    platform.directory.write("a.bin", "image");
+    DeploymentText text = scripted_deployment(1);
+    text.history = {"Installation started", "scripted:a:1"};
+    run(text).deployer().resume();
+    step(2);
+    ASSERT_TRUE(running->deployer().has_resumed_installation());
+
+    running.reset();
+
+    EXPECT_TRUE(has_file("a.bin"));
 }
 
 TEST_F(RunningDeploymentTest, ReportsEveryStageOnce) {
@@ -142,6 +158,48 @@ TEST_F(RunningDeploymentTest, WithdrawalThatTheInstallerRefusesIsNotReported) {
 
     EXPECT_TRUE(remaining_reports().empty());
     EXPECT_TRUE(running->deployer().is_cancelled());
+}
+
+TEST_F(RunningDeploymentTest, RejectionIsReportedAlsoOfAWithdrawnDeployment) {
+    part.script.steps_to_install = 50;
+    run(scripted_deployment(1));
+    step(ticks_to_installer + 2);
+    running->deployer().mark_rejected();
+
+    running->withdraw();
+    const auto reports = remaining_reports();
+
+    ASSERT_EQ(reports.size(), 1U);
+    EXPECT_EQ(reports[0].recipient, Recipient::deployment);
+    EXPECT_EQ(reports[0].execution, DeploymentReport::ExecutionStatus::rejected);
+}
+
+TEST_F(RunningDeploymentTest, WithdrawnOneThatIsGivenUpIsNotReported) {
+    part.script.steps_to_install = 50;
+    part.script.steps_to_cancel = 50;
+    run(scripted_deployment(1));
+    step(ticks_to_installer + 2);
+    running->withdraw();
+    ASSERT_TRUE(running->deployer().is_cancelling());
+
+    const auto report = running->give_up(std::runtime_error{"refused"});
+
+    EXPECT_FALSE(report.has_value());
+}
+
+TEST_F(RunningDeploymentTest, NothingIsReportedAfterItWasGivenUp) {
+    part.script.steps_to_install = 50;
+    part.script.steps_to_cancel = 3;
+    run(scripted_deployment(1));
+    step(ticks_to_installer + 2);
+
+    const auto report = running->give_up(std::runtime_error{"refused"});
+
+    ASSERT_TRUE(report.has_value());
+    EXPECT_EQ(report->result, FinalResult::failure);
+    EXPECT_EQ(report->recipient, Recipient::deployment);
+    EXPECT_FALSE(running->has_ended());
+    EXPECT_TRUE(remaining_reports().empty());
 }
 
 TEST_F(RunningDeploymentTest, RequestedCancellationIsAnsweredWhenItIsDone) {

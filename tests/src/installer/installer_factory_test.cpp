@@ -110,6 +110,16 @@ TEST_F(InstallerFactoryTest, ChunksOfOnePartKeepTheirOrder) {
               (std::vector<std::string>{"b", "z", "a"}));
 }
 
+TEST_F(InstallerFactoryTest, ChunksOfOnePartKeepTheirOrderWhateverTheirVersions) {
+    const auto newer = make_chunk("opkg", {"artifact"}, "tool", "2.0");
+    const auto older = make_chunk("opkg", {"artifact"}, "tool", "1.0");
+
+    const Chunks ordered = InstallerFactory::reorder_chunks({newer, older}, ChunkOrder::server);
+
+    EXPECT_EQ(ordered.at(0).version(), "2.0");
+    EXPECT_EQ(ordered.at(1).version(), "1.0");
+}
+
 TEST_F(InstallerFactoryTest, ChunksOfOnePriorityCanBeOrderedByName) {
     EXPECT_EQ(order({chunk("opkg", "b"), chunk("os", "z"), chunk("opkg", "a"), chunk("opkg", "B")},
                     ChunkOrder::name),

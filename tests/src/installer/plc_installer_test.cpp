@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "installer/plc_installer.h"
 
+#include <chrono>
+
 #include <gtest/gtest.h>
 
 #include "chip_lock.h"
@@ -159,6 +161,15 @@ TEST_F(PLCInstallerTest, ServiceIsStartedAgainWhenTheDiskIsFull) {
     EXPECT_TRUE(installer->is_cancelled());
     EXPECT_EQ(installer->error().error_message, "Failed to write to file");
     EXPECT_EQ(tools.calls(), (Lines{"plc stop", "plc start"}));
+}
+
+TEST_F(PLCInstallerTest, StartAfterAFailedCopyIsNotWaitedForBeyondTheLimit) {
+    const auto before = std::chrono::steady_clock::now();
+
+    start_with("[ $1 = stop ] || exec sleep 60", std::chrono::milliseconds{500});
+
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds{20});
+    EXPECT_EQ(logged_after("message=could not start service again", log.text()).size(), 1U);
 }
 
 TEST_F(PLCInstallerTest, FailedCopyIsTheErrorEvenIfTheServiceDoesNotStart) {

@@ -168,15 +168,20 @@ TEST_F(SysupgradeInstallerTest, UnreadableVersionStopsItBeforeTheTool) {
     EXPECT_TRUE(platform.config.writes.empty());
 }
 
-TEST_F(SysupgradeInstallerTest, ItIsSaidBeforeTheToolIsRun) {
+TEST_F(SysupgradeInstallerTest, ItIsSaidAfterThePreparationAndBeforeTheToolIsRun) {
+    std::size_t preparations_before = 0;
     std::size_t calls_before = 1;
     tools.add("sysupgrade", "exit 1");
     make_installer();
-    installer->call_before_beginning([&](const auto&) { calls_before = tools.calls().size(); });
+    installer->call_before_beginning([&](const auto&) {
+        preparations_before = platform.prepared_installs.size();
+        calls_before = tools.calls().size();
+    });
 
     installer->tick();
     installer->tick();
 
+    EXPECT_EQ(preparations_before, 1U);
     EXPECT_EQ(calls_before, 0U);
     EXPECT_EQ(tools.calls().size(), 1U);
 }

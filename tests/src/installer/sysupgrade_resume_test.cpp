@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <chrono>
+
 #include <gtest/gtest.h>
 
+#include "common/lock_file.h"
 #include "installer/sysupgrade_installer.h"
 #include "support/captured_log.h"
 #include "support/fake_platform.h"
@@ -48,6 +51,16 @@ TEST_F(SysupgradeResumeTest, NewVersionFinishesIt) {
     EXPECT_EQ(HawkbitInstaller::get_installed_version("os"), wanted);
 }
 
+// A power cut in between must not lose the version that was running before.
+TEST_F(SysupgradeResumeTest, PreviousVersionIsConfirmedBeforeTheNoteIsRemoved) {
+    resume_with_version("2.1", "20260101");
+
+    const auto& writes = platform.config.writes;
+    ASSERT_GE(writes.size(), 2U);
+    EXPECT_EQ(writes[0].first, previous_key);
+    EXPECT_EQ(writes[1].first, unconfirmed_key);
+}
+
 TEST_F(SysupgradeResumeTest, OlderPreviousVersionIsReplaced) {
     platform.config.values[previous_key] = "1.0_20200101";
 
@@ -87,6 +100,49 @@ TEST_F(SysupgradeResumeTest, OtherVersionEndsCancelledAndStaysTheError) {
               "expected_version: 2.1_20260101\nfound_version: 2.0_20250101");
     EXPECT_TRUE(platform.config.writes.empty());
     EXPECT_EQ(HawkbitInstaller::get_installed_version("os"), "");
+}
+
+class SysupgradeSurvivorTest : public SysupgradeResumeTest {
+protected:
+    SysupgradeSurvivorTest() { EXPECT_TRUE(surviving_tool.try_to_lock()); }
+
+    common::LockFile surviving_tool{platform.run_directory + "zephran.chip.lock"};
+    SysupgradeInstaller impatient{
+        "", {platform.directory.path("nevra-version"), std::chrono::milliseconds{0}}};
+};
+
+TEST_F(SysupgradeSurvivorTest, DeviceMayRebootForSomeTimeAfterTheEndOfTheTool) {
+    resume_with_version("2.0", "20250101");
+
+    surviving_tool.unlock();
+    installer.tick();
+    installer.tick();
+
+    EXPECT_FALSE(installer.error().has_error);
+    EXPECT_FALSE(installer.is_cancelled());
+}
+
+TEST_F(SysupgradeSurvivorTest, OldVersionIsTheErrorAfterThatTime) {
+    platform.directory.write("nevra-version", "FIRMWARE_VERSION=2.0 FIRMWARE_DATE=20250101\n");
+    impatient.assign(make_chunk("os", {"fw.bin"}, "firmware", wanted), attributes);
+    impatient.resume();
+    impatient.tick();
+    ASSERT_FALSE(impatient.error().has_error);
+
+    surviving_tool.unlock();
+    impatient.tick();
+
+    EXPECT_EQ(impatient.error().error_message,
+              "Expected version does not match the version that was found");
+}
+
+TEST_F(SysupgradeSurvivorTest, NewVersionIsNotWaitedFor) {
+    resume_with_version("2.1", "20260101");
+
+    surviving_tool.unlock();
+    installer.tick();
+
+    EXPECT_TRUE(installer.is_finished());
 }
 
 TEST_F(SysupgradeResumeTest, UnreadableVersionEndsCancelled) {

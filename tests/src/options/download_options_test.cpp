@@ -87,6 +87,39 @@ TEST_F(DownloadOptionsOfSection, FourMebibytesStayFreeUnlessToldOtherwise) {
     EXPECT_EQ(read_download_options(config).space_reserve, 4096U * 1024U);
 }
 
+TEST_F(DownloadOptionsOfSection, NeitherAPauseNorAReserveIsNeeded) {
+    set("retry_delay", "0");
+    set("retry_cap", "0");
+    set("check_space", "1");
+    set("reserve_kb", "0");
+
+    const DownloadOptions options = read_download_options(config);
+
+    EXPECT_EQ(options.retry_delay, 0U);
+    EXPECT_EQ(options.retry_cap, 0U);
+    EXPECT_EQ(options.space_reserve, 0U);
+    EXPECT_THAT(log.text(), IsEmpty());
+}
+
+TEST_F(DownloadOptionsOfSection, PausesLastADayAtMostAndReservesATerabyte) {
+    set("retry_delay", "86401");
+    set("retry_cap", "86401");
+    set("check_space", "1");
+    set("reserve_kb", "1000000001");
+
+    const DownloadOptions options = read_download_options(config);
+
+    EXPECT_EQ(options.retry_delay, 5U);
+    EXPECT_EQ(options.retry_cap, 300U);
+    EXPECT_EQ(options.space_reserve, 4096U * 1024U);
+    for (const char* const named :
+         {"option=retry_delay value=86401 expected=a number from 0 to 86400\n",
+          "option=retry_cap value=86401 expected=a number from 0 to 86400\n",
+          "option=reserve_kb value=1000000001 expected=a number from 0 to 1000000000\n"}) {
+        EXPECT_THAT(log.text(), HasSubstr(named));
+    }
+}
+
 TEST_F(DownloadOptionsOfSection, BadOnesAreNamedAndAbsent) {
     set("attempts", "0");
     set("digest", "sha1");

@@ -85,7 +85,8 @@ TEST_F(OptionReaderTest, OtherWordsAreNoFlagAndNamedOnce) {
 }
 
 TEST_F(OptionReaderTest, NumbersWithinTheirRangeAreTaken) {
-    for (const auto& [text, value] : {std::pair{"1", 1U}, {"9", 9U}, {"0005", 5U}}) {
+    for (const auto& [text, value] :
+         {std::pair{"1", 1U}, {"9", 9U}, {"0005", 5U}, {"00000000000000000005", 5U}}) {
         config.values[key] = text;
         EXPECT_EQ(reader.number("thing", {1, 9}), value) << text;
     }

@@ -57,6 +57,9 @@ TEST_F(ServiceOptionsTest, DownloadDirectoryIsAnAbsolutePath) {
 
     set("download_dir", "/overlay/down-loads_1.d/");
     EXPECT_EQ(read().download_dir, "/overlay/down-loads_1.d");
+
+    set("download_dir", "/d//");
+    EXPECT_EQ(read().download_dir, "/d");
     EXPECT_THAT(log.text(), IsEmpty());
 }
 
@@ -66,6 +69,7 @@ TEST_F(ServiceOptionsTest, DownloadDirectoryThatIsNoPlainPathIsAbsent) {
         set("download_dir", value);
         EXPECT_EQ(read().download_dir, std::nullopt) << value;
         EXPECT_THAT(log.text(), HasSubstr("event=bad_option option=download_dir value=")) << value;
+        EXPECT_THAT(log.text(), HasSubstr("expected=an absolute path of letters, digits")) << value;
     }
 }
 

@@ -110,8 +110,11 @@ TEST_F(TransportOptions, TokenIsForTheUpdateServer) {
     EXPECT_EQ(authorization->type, "TargetToken");
     EXPECT_EQ(authorization->token_file, "/etc/zephran/token");
     EXPECT_EQ(authorization->server, "server:8443");
-    set("token_type", "GatewayToken");
-    EXPECT_EQ(read().authorization->type, "GatewayToken");
+    for (const char* const type : {"TargetToken", "GatewayToken"}) {
+        set("token_type", type);
+        EXPECT_EQ(read().authorization->type, type);
+    }
+    EXPECT_THAT(log.text(), IsEmpty());
 }
 
 TEST_F(TransportOptions, TypeOfTokenWithoutAFileIsNoToken) {

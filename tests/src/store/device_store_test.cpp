@@ -81,6 +81,17 @@ TEST_F(DeviceStoreTest, WithdrawnInstallationLeavesNoRecord) {
     EXPECT_EQ(log.text(), "");
 }
 
+// A power cut between the two must not leave a version behind that is being overwritten.
+TEST_F(DeviceStoreTest, VersionIsWithdrawnBeforeItsTime) {
+    store.record_installation("bl", "3.4", "2024-03-01T12:00:00Z", caller);
+    config.writes.clear();
+
+    store.withdraw_installation("bl", caller);
+
+    EXPECT_THAT(config.writes, ElementsAre(Pair("zephran.device.version_bl", ""),
+                                           Pair("zephran.device.installation_time_bl", "")));
+}
+
 TEST_F(DeviceStoreTest, NothingIsWrittenToWithdrawWhatIsNotRecorded) {
     store.withdraw_installation("bl", caller);
     store.withdraw_installation("a.b", caller);
