@@ -18,6 +18,7 @@ from typing import TYPE_CHECKING, Any
 
 from gateway import BusError, GatewayError
 from web_configuration import PERMISSION_DENIED, WebConfiguration
+from web_events import WebEvents
 
 if TYPE_CHECKING:
     from gateway import Gateway
@@ -28,6 +29,7 @@ READING = ("get_status", "get_deployment", "get_agents")
 # What each page of a web interface asks for itself; its own access files grant it to everybody who has logged in.
 OF_THE_INTERFACE: dict[tuple[str, str], Any] = {("luci", "getFeatures"): {}, ("file", "list"): {"entries": []}}
 CONFIGURATION = ("get", "set", "delete", "changes")
+SUBSCRIBE, BEARER = "/ubus/subscribe/", "Bearer "
 TYPES = {".js": "text/javascript", ".css": "text/css", ".html": "text/html", ".json": "application/json"}
 
 
@@ -47,12 +49,14 @@ class WebFront:
     pages  the text that is served under a path
     is_on  without it every connection ends unanswered, as while a gateway restarts
     calls  what was asked for, apart from looking; of the daemon, answers holds when it was, and the reply
+    events subscriptions, for whoever has a group that grants the method ":subscribe" of an object
     """
 
     def __init__(self, gateway: Gateway, access: Path, users: Mapping[str, User], files: Sequence[tuple[str, Path]],
                  pages: Mapping[str, str]) -> None:
         self._bus = gateway.bus
         self._configuration = WebConfiguration(gateway)
+        self.events = WebEvents(gateway)
         self._groups = {name: group for path in sorted(access.glob("*.json"))
                         for name, group in json.loads(path.read_text(encoding="utf-8")).items()}
         self._users = users
@@ -176,6 +180,9 @@ class WebFront:
 
         class Handler(http.server.BaseHTTPRequestHandler):
             def do_GET(self) -> None:
+                if self.path.startswith(SUBSCRIBE):
+                    self._subscribe(self.path.removeprefix(SUBSCRIBE))
+                    return
                 found = front.file(self.path.partition("?")[0])
                 self._send(404, b"", "text/plain") if found is None else self._send(200, *found)
 
@@ -188,6 +195,16 @@ class WebFront:
             def do_POST(self) -> None:
                 body = self.rfile.read(int(self.headers["Content-Length"]))
                 self._send(200, json.dumps(front.answer(json.loads(body))).encode(), "application/json")
+
+            def _subscribe(self, target: str) -> None:
+                session = self.headers.get("Authorization", "").removeprefix(BEARER)
+                if not front.may_call(session, target, ":subscribe"):
+                    self._send(403, b"", "text/plain")
+                    return
+                self.send_response(200)
+                self.send_header("Content-Type", "text/event-stream")
+                self.end_headers()
+                front.events.pass_on(target, self.connection, lambda: front.is_on and session in front._sessions)
 
             def _send(self, status: int, content: bytes, kind: str) -> None:
                 self.send_response(status)

@@ -33,9 +33,11 @@ def _problems_of_local_control(scene, action, rollout, control):
     pending = control.pending
     if pending.get("action_id") != str(action.id):
         yield f"action {pending.get('action_id')!r} was held back instead of '{action.id}'"
-    chunks = [{"type": chunk.type, "version": chunk.version} for chunk in rollout.chunks]
-    if pending.get("chunks") != chunks:
-        yield f"the chunks {pending.get('chunks')} were held back instead of {chunks}"
+    expected = [{"type": chunk.type, "version": chunk.version} for chunk in rollout.chunks]
+    # A gateway with the shipped options tells more.
+    chunks = [{name: chunk.get(name) for name in ("type", "version")} for chunk in pending.get("chunks", ())]
+    if chunks != expected:
+        yield f"the chunks {chunks} were held back instead of {expected}"
     if control.accepted != {"success": True}:
         yield f"accept_deployment replied {control.accepted}"
     early = records.premature(scene, control)

@@ -84,8 +84,11 @@ def _chunk(links: Links, module: SoftwareModule) -> dict[str, Any]:
                   "hashes": {name: each.digest(name) for name in ("sha1", "md5", "sha256")},
                   "size": len(each.content),
                   "_links": links.artifact(module, each)} for each in module.artifacts]
-    return {"part": LEGACY_PARTS.get(module.type, module.type), "version": module.version,
-            "name": module.name, "artifacts": artifacts}
+    chunk = {"part": LEGACY_PARTS.get(module.type, module.type), "version": module.version,
+             "name": module.name, "artifacts": artifacts}
+    if module.metadata:
+        chunk["metadata"] = [{"key": key, "value": value} for key, value in module.metadata]
+    return chunk
 
 
 def handling(action: Action, now: float) -> tuple[str, str]:

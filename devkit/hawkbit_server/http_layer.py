@@ -3,6 +3,7 @@
 
 from __future__ import annotations
 
+import os
 import socket
 import socketserver
 import ssl
@@ -20,6 +21,7 @@ from .orders import Faults
 HOST = "127.0.0.1"
 HANDSHAKE_SECONDS = 10.0
 JOIN_SECONDS = 10.0
+RECHECK = 0.05
 
 
 class HttpLayer(HTTPServer):
@@ -40,6 +42,9 @@ class HttpLayer(HTTPServer):
         self._open: set[socket.socket] = set()
         self._threads: set[threading.Thread] = set()
         self._open_lock = threading.Lock()
+        self._until_gone: int | None = None
+        self._listens = threading.Event()
+        self._listens.set()
         super().__init__((HOST, port), Connection)
 
     @property
@@ -50,6 +55,42 @@ class HttpLayer(HTTPServer):
         """Unlike the base class, does not look up the host's name."""
         socketserver.TCPServer.server_bind(self)
         self.server_name, self.server_port = HOST, self.server_address[1]
+
+    def refuse_after(self, connections: int) -> None:
+        """Stops listening once so many more connections have come."""
+        self._until_gone = connections
+        self._look_whether_gone()
+
+    @property
+    def is_listening(self) -> bool:
+        return self._listens.is_set()
+
+    def listen_again(self) -> None:
+        self._until_gone = None
+        self.socket.listen(self.request_queue_size)
+        self._listens.set()
+
+    def _look_whether_gone(self) -> None:
+        if self._until_gone == 0:
+            self._listens.clear()
+            self._become_deaf()
+
+    def _become_deaf(self) -> None:
+        """Puts a socket that only keeps the port in the listener's place: one that has listened cannot do so again."""
+        self.socket.shutdown(socket.SHUT_RD)
+        with socket.socket() as bound:
+            bound.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+            bound.bind(self.server_address)
+            os.dup2(bound.fileno(), self.socket.fileno(), inheritable=False)
+
+    def get_request(self) -> tuple[Any, Any]:
+        # A socket that does not listen is always reported as ready.
+        self._listens.wait(RECHECK)
+        request = super().get_request()
+        if self._until_gone is not None:
+            self._until_gone -= 1
+            self._look_whether_gone()
+        return request
 
     def process_request(self, request: Any, client_address: Any) -> None:
         """Unlike those of the base class, these threads are daemons, and are still waited for at the end."""

@@ -61,7 +61,7 @@ class Artifact:
 class SoftwareModule:
     """One chunk of a deployment; it stays the same when its artifacts are replaced.
 
-    `type` is the module type's key, for example "script".
+    `type` is the module type's key, for example "script". `metadata` are those that targets may see.
     """
 
     id: int
@@ -69,6 +69,7 @@ class SoftwareModule:
     name: str
     version: str
     artifacts: tuple[Artifact, ...] = ()
+    metadata: tuple[tuple[str, str], ...] = ()
 
     def artifact(self, filename: str) -> Artifact | None:
         """The file of this name; None without one."""

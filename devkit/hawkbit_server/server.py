@@ -98,9 +98,10 @@ class UpdateServer:
         self.store.continue_numbers(kind, following)
 
     def software_module(self, type: str, name: str, version: str,
-                        artifacts: Mapping[str, bytes] | None = None) -> SoftwareModule:
-        """Creates a software module; `artifacts` maps file names to contents."""
-        return self.store.add_module(type, name, version, artifacts or {})
+                        artifacts: Mapping[str, bytes] | None = None,
+                        metadata: Mapping[str, str] | None = None) -> SoftwareModule:
+        """Creates a software module; `artifacts` maps file names to contents, `metadata` is what targets see of it."""
+        return self.store.add_module(type, name, version, artifacts or {}, metadata or {})
 
     def replace_artifact(self, module: SoftwareModule, filename: str, content: bytes) -> None:
         """Deletes a file of the module and uploads another under its name, as the real one does once unlocked."""
@@ -175,6 +176,23 @@ class UpdateServer:
         `first` is the number of the first affected request, `times` how many in a row (None: all from there on).
         """
         return self.faults.order(kind, fault, target, first, times)
+
+    def refuse_after(self, connections: int) -> None:
+        """Has nobody listen, so that devices are refused, once so many more connections have come; those go on."""
+        self._running().refuse_after(connections)
+
+    def is_listening(self) -> bool:
+        """Whether devices can connect."""
+        return self._running().is_listening
+
+    def listen_again(self) -> None:
+        """Ends `refuse_after()`."""
+        self._running().listen_again()
+
+    def _running(self) -> HttpLayer:
+        if self._http is None:
+            raise RuntimeError("the server does not run")
+        return self._http
 
     def observe(self, observer: Observer) -> None:
         """Calls the observer for each event, in the thread of the event; it must not block."""

@@ -96,9 +96,11 @@ class Store:
             return min((each for each in self.actions.values() if each.target is target and each.active),
                        key=lambda each: each.id, default=None)
 
-    def add_module(self, kind: str, name: str, version: str, artifacts: Mapping[str, bytes]) -> SoftwareModule:
+    def add_module(self, kind: str, name: str, version: str, artifacts: Mapping[str, bytes],
+                   metadata: Mapping[str, str]) -> SoftwareModule:
         files = tuple(Artifact(filename, bytes(content)) for filename, content in artifacts.items())
-        module = SoftwareModule(self.number("module"), kind, name.strip(), version, files)
+        module = SoftwareModule(self.number("module"), kind, name.strip(), version, files,
+                                tuple(metadata.items()))
         with self.changed:
             self.modules[module.id] = module
         return module

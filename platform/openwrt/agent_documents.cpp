@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "openwrt/agent_documents.h"
 
+#include <algorithm>
 #include <array>
 #include <ctime>
 #include <optional>
@@ -17,12 +18,38 @@ std::string utc_text(AgentStatus::time_point time) {
     return {text.data(), std::strftime(text.data(), text.size(), "%FT%TZ", &utc)};
 }
 
-Json::Value chunk_documents(const hawkbit::DeploymentActionMessage& action) {
+Json::UInt64 number(std::uint64_t value) {
+    return value;
+}
+
+// A size has 32 bits, and the sum of several may need more. The server's word may be negative.
+Json::UInt64 size_of(const hawkbit::DeploymentActionMessage::Chunk& chunk) {
+    std::uint64_t sum = 0;
+    for (const auto& artifact : chunk.artifacts()) {
+        sum += static_cast<std::uint64_t>(std::max(artifact.size(), 0));
+    }
+    return number(sum);
+}
+
+void add_notes(Json::Value& document, const hawkbit::DeploymentActionMessage::Chunk& chunk) {
+    for (const auto& note : chunk.notes()) {
+        Json::Value& entry = document["metadata"].append({});
+        entry["key"] = note.key;
+        entry["value"] = note.value;
+    }
+}
+
+Json::Value chunk_documents(const hawkbit::DeploymentActionMessage& action, ChunkDetail detail) {
     Json::Value documents{Json::arrayValue};
     for (const auto& chunk : action.chunks()) {
         Json::Value document;
         document["version"] = chunk.version();
         document["type"] = chunk.part();
+        if (detail == ChunkDetail::full) {
+            document["name"] = chunk.name();
+            document["size"] = size_of(chunk);
+            add_notes(document, chunk);
+        }
         documents.append(document);
     }
     return documents;
@@ -33,10 +60,6 @@ void add_time(Json::Value& document, const char* name,
     if (time) {
         document[name] = utc_text(*time);
     }
-}
-
-Json::UInt64 number(std::uint64_t value) {
-    return value;
 }
 
 void add_deployment(Json::Value& document, const AgentStatus& status) {
@@ -111,7 +134,7 @@ Json::Value progress_document(const AgentStatus& status) {
     return document;
 }
 
-Json::Value deployment_document(const AgentControl& agent) {
+Json::Value deployment_document(const AgentControl& agent, ChunkDetail detail) {
     const auto pending = agent.pending_deployment();
     Json::Value document;
     document["last_poll"] = utc_text(agent.last_poll());
@@ -120,7 +143,7 @@ Json::Value deployment_document(const AgentControl& agent) {
         document["message"] = no_pending_deployment;
         return document;
     }
-    document["chunks"] = chunk_documents(*pending);
+    document["chunks"] = chunk_documents(*pending, detail);
     document["action_id"] = pending->id();
     return document;
 }

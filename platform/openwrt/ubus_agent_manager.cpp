@@ -120,9 +120,10 @@ int UbusAgentManager::handle_get_deployment(ubus::UbusObject* called, ubus_reque
                                             blob_attr* /*message*/) {
     ZLOG_INFO("event", "ubus", "method", "get_deployment");
     const auto gateway = gateway_control();
+    const auto detail = is_bus_extended() ? ChunkDetail::full : ChunkDetail::brief;
     send_json_response(
         *called, request,
-        gateway == nullptr ? failure(no_gateway_agent) : deployment_document(*gateway));
+        gateway == nullptr ? failure(no_gateway_agent) : deployment_document(*gateway, detail));
     return UBUS_STATUS_OK;
 }
 

@@ -64,6 +64,8 @@ struct AgentSettings {
     ReportOptions reports{};
     /// Whether local software may postpone a deployment.
     bool may_be_postponed = false;
+    /// Whether local software is told what the server says about the chunks of a deployment.
+    bool are_notes_told = false;
     /// Hears what the agent is doing; may be null.
     std::shared_ptr<StatusObserver> status_observer{};
 };
@@ -198,6 +200,7 @@ private:
     void end_deployment();
     void forget_offer_of_ended_deployment();
     void forget_begin(const std::string& action_id) const;
+    void warn_of_notes(const hawkbit::DeploymentActionMessage& action);
     void remove_unwanted_partial_files(const leftovers::Chunks& open_action) const;
     void reset_polling_time();
     void set_next_poll(time_point time);
@@ -245,6 +248,7 @@ private:
     bool is_cancel_owed = false;
     bool is_deployment_read_owed = false;
     bool attribute_changes_logged = false;
+    std::string warned_of_notes_of;
     LastAnswers last_answers;
     std::string unknown_message_logged_for;
     time_point deployment_delay_until{};

@@ -85,10 +85,22 @@ void HawkbitAgent::retrieve_deployment_action() {
     ZLOG_INFO("event", "retrieve_deployment_action", "fsm", fsm_identity());
     hawkbit::DeploymentActionMessage action = client->fetch_deployment_action(controller);
     remove_unwanted_partial_files(action.chunks());
+    warn_of_notes(action);
     control_->set_pending_deployment(std::move(action));
     postponement.keep_only(control_->pending_deployment()->id());
     is_deployment_read_owed = false;
     control_->set_last_poll(now());
+}
+
+// Once: the server is asked again and again while a deployment waits.
+void HawkbitAgent::warn_of_notes(const hawkbit::DeploymentActionMessage& action) {
+    if (!settings.are_notes_told || action.notes_left_out() == 0 ||
+        action.id() == warned_of_notes_of) {
+        return;
+    }
+    warned_of_notes_of = action.id();
+    ZLOG_WARNING("event", "metadata_left_out", "action_id", action.id(), "entries",
+                 action.notes_left_out());
 }
 
 // Those of an action that was cancelled, or replaced, while no process of the daemon was there to

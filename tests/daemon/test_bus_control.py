@@ -96,6 +96,7 @@ def test_get_last_poll_returns_the_time_of_the_last_poll(bench, control):
     assert control.get_deployment()["message"] == NOTHING_PENDING
 
 
+@pytest.mark.differs("extended-bus")
 def test_deployment_is_pending_from_the_poll_that_found_it_to_its_start(bench, control):
     bench.configure("service.automatic_update", "0")
     held = HeldScript(bench, "b")

@@ -52,6 +52,61 @@ def waiting_for_the_user(bench, control):
     return daemon, action
 
 
+def test_pending_release_has_names_sizes_and_what_the_operator_tells(bench, control):
+    leave_it_to_the_user(bench)
+    bench.assign(bench.module("zw", "radio", "6.8", {"radio.bin": b"1234", "table": b"567"},
+                              {"Changes": "Faster.\n\u00fc", "Lasts": "long"}),
+                 bench.script("one", "echo one"), type="soft")
+    bench.start()
+    control.wait_until_served()
+    control.wait_for_pending()
+
+    assert control.get_deployment()["chunks"] == [
+        {"type": "zw", "version": "6.8", "name": "radio", "size": 7,
+         "metadata": [{"key": "Changes", "value": "Faster.\n\u00fc"}, {"key": "Lasts", "value": "long"}]},
+        {"type": "script", "version": "1.0", "name": "one", "size": len("#!/bin/sh\necho one")}]
+
+
+# hawkBit sends texts only. The bare numbers stand for whatever else there may be one day.
+BROKEN = {"notes": "<img src=x onerror=alert(1)>\u202e" + "n" * 300, "number": 7, "none": None,
+          **{f"note {number}": "x" for number in range(1000)}}
+
+
+def offer_broken_metadata(bench):
+    leave_it_to_the_user(bench)
+    return bench.assign(bench.script("one", "echo one", metadata=BROKEN), type="soft")
+
+
+def test_metadata_of_no_use_are_logged_once_and_harm_no_deployment(bench, control):
+    action = offer_broken_metadata(bench)
+    daemon = bench.start()
+    control.wait_until_served()
+    notes = control.wait_for_pending()["chunks"][0]["metadata"]
+    control.force_poll()
+    bench.wait_for_exchanges("deploymentBase", 2)
+    control.wait_for_pending()
+    control.accept_deployment()
+    bench.wait_for_end(action)
+
+    assert notes[0] == {"key": "notes", "value": BROKEN["notes"]}
+    assert notes[1:] == [{"key": f"note {number}", "value": "x"} for number in range(999)]
+    assert daemon.log.count("metadata_left_out") == 1
+    assert f"event=metadata_left_out action_id={action.id} entries=3" in daemon.log
+    assert action.entries[-1].type is Status.FINISHED
+
+
+@pytest.mark.differs("extended-bus")
+def test_without_the_option_neither_answer_nor_log_knows_of_metadata(make_bench):
+    bench = make_bench(poll=RARE)
+    control = LocalControl(bench)
+    offer_broken_metadata(bench)
+    daemon = bench.start()
+    control.wait_until_served()
+
+    assert control.wait_for_pending()["chunks"] == [{"type": "script", "version": "1.0"}]
+    assert "metadata_left_out" not in daemon.log
+
+
 def download_slowly(bench, size, speed):
     bench.configure("network.attempts", "3")
     bench.server.order("artifact", Slow(speed))

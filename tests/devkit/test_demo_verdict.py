@@ -74,6 +74,14 @@ def test_good_record_has_no_problem():
     assert Records().problems() == []
 
 
+def test_gateway_that_tells_more_of_a_chunk_has_no_problem():
+    records = Records()
+    for chunk in records.control.pending["chunks"]:
+        chunk.update(name="module", size=7)
+
+    assert records.problems() == []
+
+
 def half_written_loader(records):
     records.change(boot_loader=LOADER[:50_000].ljust(PARTITION_SIZE, b"\377"))
 

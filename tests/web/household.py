@@ -10,14 +10,19 @@ from web_page import ACCESS, OWN_FILES, page
 
 # More than the page has places for the focus.
 TABS = 20
+HOSTILE = "<img src=x onerror=document.title='taken'>\u202egnp.\u200b" + "v" * 250
 GROUP, ALL = "luci-app-zephran", ("luci-app-zephran", "luci-app-zephran-settings")
 USERS = {"resident": User("let me", read=(GROUP,), write=(GROUP,)), "guest": User("look", read=(GROUP,)),
          "owner": User("mine", read=ALL, write=ALL)}
 
 
-def offer(bench, control, text="echo one", version="1.0", start=None):
+def offer(bench, control, text="echo one", version="1.0", start=None, notes=None):
     """A release that waits for the consent of the user."""
-    action = bench.assign(bench.script("one", text, version), type="soft")
+    return offer_modules(bench, control, bench.script("one", text, version, notes), start=start)
+
+
+def offer_modules(bench, control, *modules, start=None):
+    action = bench.assign(*modules, type="soft")
     (start or bench.start)()
     control.wait_until_served()
     control.wait_for_pending()

@@ -5,12 +5,11 @@ from selenium.webdriver.common.keys import Keys
 
 from gateway_bench import PROJECT
 from hawkbit_server import Slow
-from household import offer
+from household import HOSTILE, offer
 from powerline_network import OLD, SERIAL, WITH_SERIAL, PowerlineNetwork
 from texts import catalogue
 
 AXE = PROJECT / "build/web-tools/axe.min.js"
-HOSTILE = "<img src=x onerror=document.title='taken'>\u202egnp.\u200b" + "v" * 250
 
 
 @pytest.fixture(name="axe", scope="session")
@@ -104,9 +103,9 @@ def test_roles_and_names(bench, control, home):
 @pytest.mark.parametrize("dark", [False, True], ids=["light", "dark"])
 def test_nothing_is_found_against_a_pending_release(bench, control, home, axe, dark):
     home.darken(dark)
-    offer(bench, control)
+    offer(bench, control, notes={"Changes": "so many that they have to be scrolled\n" * 30})
     home.open()
-    home.wait_for_text("release", "Script 1.0")
+    home.wait_for_text("release", "Changes")
 
     assert findings(home, axe) == []
     home.click("Install now")

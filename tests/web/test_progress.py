@@ -3,6 +3,8 @@
 import itertools
 import re
 
+import pytest
+
 from hawkbit_server import Slow
 from household import offer
 
@@ -17,6 +19,16 @@ new MutationObserver(() => {
     if (value != null && (!last || last.width != fill.style.width))
         window.moves.push({ at: performance.now(), value: Number(value), width: fill.style.width });
 }).observe(bar, { attributes: true, subtree: true });
+"""
+# Shows one status, and tells what is to be read then.
+SHOW = """
+const [status, done] = arguments, get = window.L.require ? name => window.L.require(name) : load;
+get('zephran.progress').then(progress => {
+    document.getElementById('view').appendChild(progress.render());
+    progress.update(status);
+    done(progress.node.innerText);
+    progress.node.remove();
+});
 """
 
 
@@ -64,6 +76,16 @@ def test_part_that_must_not_lose_power_is_named_with_a_warning(bench, control, h
     home.wait_for_text("progress", WARNING)
     assert "Step 1 of 1: Z-Wave radio 6" in home.text("progress")
     bench.wait_for_end(action)
+
+
+@pytest.mark.parametrize("part", ["os", "bl", "zw", "plc", "plc_ghn"])
+def test_warning_stays_to_the_end_of_such_a_part(home, part):
+    home.open()
+    home.wait_for_text("sentence", "The update service is not running")
+
+    for state, is_warned in (("downloading", True), ("verifying", True), ("installing", True), ("idle", False)):
+        shown = home.browser.execute_async_script(SHOW, {"state": state, "part": part, "chunk": 1, "chunks": 2})
+        assert (WARNING in shown) == is_warned
 
 
 def test_script_gets_no_warning(bench, control, home):

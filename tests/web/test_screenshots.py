@@ -30,7 +30,8 @@ def fixture_take(home, runtime):
 
 def test_release_from_consent_to_result(bench, control, home, take):
     bench.server.order("artifact", Slow(300_000), times=None)
-    action = bench.assign(bench.module("zw", "radio", "6.8", {"radio.bin": b"\0" * FIRMWARE}),
+    notes = {"What is new": "Faster pairing of new devices.\nFewer lost messages.", "Takes": "about two minutes"}
+    action = bench.assign(bench.module("zw", "radio", "6.8", {"radio.bin": b"\0" * FIRMWARE}, notes),
                           bench.script("settings", "echo done", "1.4"), type="soft")
     bench.start()
     control.wait_until_served()

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <iterator>
+#include <numeric>
 #include <tuple>
 #include <utility>
 
@@ -107,6 +109,27 @@ bool read_forced(const std::string& update) {
     ZEPHRAN_THROW(InvalidUpdateTypeException{} << common::value_tag{update});
 }
 
+std::vector<DeploymentActionMessage::Chunk::Note> read_notes(const Json::Value& metadata) {
+    std::vector<DeploymentActionMessage::Chunk::Note> notes;
+    if (!metadata.isArray()) {
+        return notes;
+    }
+    for (const auto& pair : metadata) {
+        if (pair.isObject() && pair["key"].isString() && pair["value"].isString()) {
+            notes.push_back({pair["key"].asString(), pair["value"].asString()});
+        }
+    }
+    return notes;
+}
+
+// Metadata that are no list count as one entry.
+std::size_t count_entries(const Json::Value& metadata) {
+    if (metadata.isArray()) {
+        return metadata.size();
+    }
+    return metadata.isNull() ? 0 : 1;
+}
+
 }  // namespace
 
 std::vector<std::uint8_t> DeploymentActionMessage::Artifact::hash_from_string(
@@ -144,6 +167,25 @@ void DeploymentActionMessage::Chunk::from_json(const Json::Value& object, Digest
     version_ = read_text(object, "version");
     name_ = read_text(object, "name");
     artifacts_ = read_list<Artifact>(object, "artifacts", preferred);
+    notes_ = read_notes(object["metadata"]);
+    notes_left_out_ = count_entries(object["metadata"]) - notes_.size();
+}
+
+// A note that is too long is left out as a whole: half a sentence may say the opposite.
+void DeploymentActionMessage::Chunk::bound_notes(NoteBudget& budget) {
+    const auto is_too_much = [&budget](const Note& note) {
+        const std::size_t bytes = note.key.size() + note.value.size();
+        if (budget.notes == 0 || bytes > budget.bytes) {
+            return true;
+        }
+        budget.bytes -= bytes;
+        --budget.notes;
+        return false;
+    };
+    std::vector<Note> kept;
+    std::remove_copy_if(notes_.begin(), notes_.end(), std::back_inserter(kept), is_too_much);
+    notes_left_out_ += notes_.size() - kept.size();
+    notes_ = std::move(kept);
 }
 
 void DeploymentActionMessage::ActionHistory::from_json(const Json::Value& object) {
@@ -173,9 +215,19 @@ void DeploymentActionMessage::from_json(const Json::Value& object, Digest prefer
     download_ = read_text(deployment, "download");
     forced_ = read_forced(read_text(deployment, "update"));
     chunks_ = read_list<Chunk>(deployment, "chunks", preferred);
+    Chunk::NoteBudget budget;
+    for (auto& chunk : chunks_) {
+        chunk.bound_notes(budget);
+    }
     if (const auto action_history_object = optional(object, "actionHistory", Json::objectValue)) {
         action_history_.from_json(*action_history_object);
     }
+}
+
+std::size_t DeploymentActionMessage::notes_left_out() const {
+    return std::accumulate(
+        chunks_.begin(), chunks_.end(), std::size_t{0},
+        [](std::size_t sum, const Chunk& chunk) { return sum + chunk.notes_left_out(); });
 }
 
 std::string chunk_string(const DeploymentActionMessage::Chunk& chunk) {

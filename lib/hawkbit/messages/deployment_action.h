@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -46,6 +47,14 @@ enum class ActionStatus {
 /// Null in a list is an object without members, or an empty text.
 class DeploymentActionMessage : public common::JSONInitializable {
 public:
+    /// @name What is kept of the metadata of all chunks together
+    /// hawkBit allows 4,000 characters for each value; libubox, which passes them on, sends no
+    /// message of more than a megabyte.
+    /// @{
+    static constexpr std::size_t most_note_bytes = 65536;
+    static constexpr std::size_t most_notes = 1000;
+    /// @}
+
     /// One file of a software module.
     class Artifact : public common::JSONInitializable {
     public:
@@ -85,6 +94,17 @@ public:
     /// One software module.
     class Chunk : public common::JSONInitializable {
     public:
+        /// What the operator tells about a module, for people to read.
+        struct Note {
+            std::string key;
+            std::string value;
+        };
+        /// What may still be kept of the notes of a deployment.
+        struct NoteBudget {
+            std::size_t bytes = most_note_bytes;
+            std::size_t notes = most_notes;
+        };
+
         void from_json(const Json::Value& object) override { from_json(object, Digest::md5); }
         void from_json(const Json::Value& object, Digest preferred);
 
@@ -93,9 +113,18 @@ public:
         [[nodiscard]] const std::string& part() const { return part_; }
         [[nodiscard]] const std::string& version() const { return version_; }
         [[nodiscard]] const std::string& name() const { return name_; }
+        /// The metadata that the operator has made visible to targets, in the server's order.
+        /// Nothing is decided by them, so what is not a pair of texts is left out and is no error.
+        [[nodiscard]] const std::vector<Note>& notes() const { return notes_; }
+        /// How many were left out so far.
+        [[nodiscard]] std::size_t notes_left_out() const { return notes_left_out_; }
+        /// Leaves those out that the budget does not allow, and takes the others from it.
+        void bound_notes(NoteBudget& budget);
 
     private:
         std::vector<Artifact> artifacts_;
+        std::vector<Note> notes_;
+        std::size_t notes_left_out_ = 0;
         std::string part_;
         std::string version_;
         std::string name_;
@@ -128,6 +157,8 @@ public:
     [[nodiscard]] const std::string& download() const { return download_; }
     /// False for an update that the device may put off ("attempt").
     [[nodiscard]] bool forced() const { return forced_; }
+    /// How many entries of the chunks' metadata were left out: no pair of texts, or too much.
+    [[nodiscard]] std::size_t notes_left_out() const;
 
     void replace_chunks(std::vector<Chunk> replacement) { chunks_ = std::move(replacement); }
 

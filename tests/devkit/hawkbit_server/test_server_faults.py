@@ -3,6 +3,7 @@
 
 from __future__ import annotations
 
+import contextlib
 import http.client
 import socket
 import ssl
@@ -55,6 +56,42 @@ def test_code_that_has_no_body_on_the_real_server(server: UpdateServer, device: 
     answer = device.get()
 
     assert (answer.status, answer.body) == (status, body)
+
+
+def test_nobody_listens_after_so_many_connections(server: UpdateServer) -> None:
+    server.refuse_after(1)
+    with contextlib.closing(http.client.HTTPConnection(server.address, timeout=10)) as connection:
+        was_listening = server.is_listening()
+        connection.request("GET", "/DEFAULT/controller/v1/gw-1")
+        first = connection.getresponse()
+        first.read()
+        is_listening = server.is_listening()
+        for _ in range(2):
+            with pytest.raises(ConnectionRefusedError):
+                socket.create_connection(("127.0.0.1", server.port))
+        connection.request("GET", "/DEFAULT/controller/v1/gw-1")
+        second = connection.getresponse()
+    server.listen_again()
+
+    assert (was_listening, is_listening, server.is_listening()) == (True, False, True)
+    assert (first.status, second.status, Device(server, "gw-1").get().status) == (200, 200, 200)
+
+
+def test_nobody_listens_from_now_on(server: UpdateServer) -> None:
+    server.refuse_after(0)
+    with pytest.raises(ConnectionRefusedError):
+        Device(server, "gw-1").get()
+    server.listen_again()
+
+    assert Device(server, "gw-1").get().status == 200
+
+
+def test_server_can_be_stopped_while_nobody_listens(server: UpdateServer) -> None:
+    server.refuse_after(0)
+    server.stop()
+    server.start()
+
+    assert Device(server, "gw-1").get().status == 200
 
 
 def test_fault_affects_only_the_ordered_requests(server: UpdateServer, device: Device) -> None:

@@ -45,6 +45,40 @@ TEST(DeploymentDocument, ListsTheChunksOfThePendingDeploymentInOrder) {
               R"("success":true})");
 }
 
+TEST(DeploymentDocument, FullOneTellsNameAndSizeOfEachChunk) {
+    test::ArtifactText three_bytes;
+    three_bytes.content = "abc";
+    test::ArtifactText four_bytes;
+    four_bytes.content = "defg";
+    test::DeploymentText text;
+    text.chunks = {{"script", "second", "2.0", {three_bytes, four_bytes}}, {"os", "first", "1.0"}};
+    AgentControl agent;
+    agent.set_pending_deployment(test::deployment_from(text));
+
+    EXPECT_EQ(text_of(deployment_document(agent, ChunkDetail::full)["chunks"]),
+              R"([{"name":"second","size":7,"type":"script","version":"2.0"},)"
+              R"({"name":"first","size":0,"type":"os","version":"1.0"}])");
+}
+
+TEST(DeploymentDocument, FullOneTellsTheMetadataOfAChunk) {
+    test::DeploymentText text;
+    text.chunks = {{"os", "first", "1.0", {}, {{"note", "<b>Faster</b>"}, {"note", "safer"}}}};
+    AgentControl agent;
+    agent.set_pending_deployment(test::deployment_from(text));
+
+    EXPECT_EQ(text_of(deployment_document(agent, ChunkDetail::full)["chunks"][0]["metadata"]),
+              R"([{"key":"note","value":"<b>Faster</b>"},{"key":"note","value":"safer"}])");
+}
+
+TEST(DeploymentDocument, BriefOneTellsNoMetadata) {
+    test::DeploymentText text;
+    text.chunks = {{"os", "first", "1.0", {}, {{"note", "new"}}}};
+    AgentControl agent;
+    agent.set_pending_deployment(test::deployment_from(text));
+
+    EXPECT_EQ(text_of(deployment_document(agent)["chunks"]), R"([{"type":"os","version":"1.0"}])");
+}
+
 TEST(DeploymentDocument, DeploymentWithoutChunksHasAnEmptyList) {
     AgentControl agent;
     agent.set_pending_deployment(test::deployment_from({}));

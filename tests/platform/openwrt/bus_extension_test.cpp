@@ -69,6 +69,15 @@ TEST_F(ExtendedBusTest, StatusIsWhatTheAgentHasPublished) {
     EXPECT_THAT(finished_log(), HasSubstr("handle_get_status: event=ubus method=get_status"));
 }
 
+TEST_F(ExtendedBusTest, PendingDeploymentTellsNameAndSizeOfEachChunk) {
+    start();
+    offer("42");
+
+    EXPECT_THAT(call("get_deployment").output,
+                HasSubstr("\"chunks\":[{\"name\":\"name\",\"size\":0,\"type\":\"script\","
+                          "\"version\":\"1.0\"}]"));
+}
+
 TEST_F(ExtendedBusTest, AcceptsTheDeploymentThatIsNamed) {
     start();
     offer("42");

@@ -16,6 +16,10 @@ TEST(OpenWrtPlatform, DownloadsGoToTheMemoryFileSystem) {
     EXPECT_STREQ(get_run_directory(), "/var/run/");
 }
 
+TEST(OpenWrtPlatform, WhatOutlivesAPowerCutIsInTheConfiguration) {
+    EXPECT_STREQ(get_state_directory(), "/etc/zephran/");
+}
+
 TEST(OpenWrtPlatform, ConfigurationStoreIsASingleObject) {
     Config* const config = get_config();
 

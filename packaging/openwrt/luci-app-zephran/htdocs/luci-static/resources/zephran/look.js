@@ -13,6 +13,8 @@ var CSS = [
 	'.zephran ul { padding-left: 1.2em; margin: .5em 0; }',
 	'.zephran-name, .zephran-error { max-width: 100%; }',
 	'.zephran-error { white-space: pre-wrap; max-height: 12em; overflow-y: auto; border-left: 3px solid var(--zephran-alarm); padding-left: .6em; }',
+	'.zephran-notes { white-space: pre-wrap; max-height: 12em; overflow-y: auto; border-left: 3px solid var(--zephran-fill); padding-left: .6em; margin: .3em 0; }',
+	'.zephran-notes p { margin: 0; }',
 	'.zephran-row { display: flex; flex-wrap: wrap; align-items: center; gap: .5em; margin: .5em 0; }',
 	'.zephran-row select { width: auto; min-width: 0; max-width: 100%; }',
 	'.zephran-bar { height: 1.2em; border: 1px solid currentColor; border-radius: 4px; overflow: hidden; }',

@@ -3,7 +3,7 @@
 'require baseclass';
 
 /* Characters that turn or hide the text around them. */
-var TRICKS = /[\u0000-\u0009\u000b-\u001f\u007f\u200b-\u200f\u202a-\u202e\u2060-\u2069\ufeff]/g;
+var TRICKS = /[\u0000-\u0009\u000b-\u001f\u007f-\u009f\u061c\u200b-\u200f\u202a-\u202e\u2060-\u2069\ufeff]/g;
 
 function language() {
 	return document.documentElement.lang || undefined;
@@ -29,6 +29,11 @@ return baseclass.extend({
 	/* Text from the server or from tools, with nothing in it that changes how the rest of the page reads. */
 	plain: function(text) {
 		return String(text == null ? '' : text).replace(TRICKS, '\ufffd');
+	},
+
+	/* The same for text of several lines, from whatever system it was typed on. */
+	lines: function(text) {
+		return this.plain(String(text == null ? '' : text).replace(/\r\n?/g, '\n').replace(/\t/g, ' '));
 	},
 
 	bytes: function(count) {

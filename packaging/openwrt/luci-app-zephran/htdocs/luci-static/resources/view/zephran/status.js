@@ -8,6 +8,7 @@
 'require zephran.daemon as daemon';
 'require zephran.look as look';
 'require zephran.progress as progress';
+'require zephran.release as release';
 'require zephran.words as words';
 
 /* Seconds between two questions to the daemon, while something moves and else. */
@@ -25,10 +26,6 @@ function fill(node, children) {
 	var text = E('div', children);
 	if (text.innerHTML != node.lastChild.innerHTML)
 		dom.content(node.lastChild, children);
-}
-
-function named(text) {
-	return E('bdi', [ words.plain(text) ]);
 }
 
 return view.extend({
@@ -120,9 +117,7 @@ return view.extend({
 	showRelease: function(seen) {
 		var pending = seen.pending;
 		if (pending.success) {
-			fill(this.release, [ E('ul', pending.chunks.map(function(chunk) {
-				return E('li', { 'class': 'zephran-name' }, [ words.part(chunk.type), ' ', named(chunk.version) ]);
-			})) ]);
+			fill(this.release, [ E('ul', pending.chunks.map(release.chunk)) ]);
 			this.decide(pending.action_id);
 		}
 		/* In the few seconds of a poll nothing is pending, although it was and will be. */
@@ -143,7 +138,7 @@ return view.extend({
 			lines.push(E('p', [ words.result(result.result), ' ', words.time(result.time) ]));
 		if (error) {
 			lines.push(E('p', [ _('The last error:'), ' ', words.time(error.time) ]));
-			lines.push(E('p', { 'class': 'zephran-error', 'tabindex': '0' }, [ named(error.text) ]));
+			lines.push(E('p', { 'class': 'zephran-error', 'tabindex': '0' }, [ release.named(error.text) ]));
 			lines.push(E('p', [ words.advice(error.status) ]));
 		}
 		fill(this.outcome, lines);
@@ -153,8 +148,8 @@ return view.extend({
 		return daemon.adapters().then(L.bind(function(agents) {
 			fill(this.adapters, agents.length ? [ E('ul', agents.map(function(agent) {
 				return E('li', { 'class': 'zephran-name' }, [
-					named(agent.config.device_name || agent.id), ': ',
-					_('firmware'), ' ', named(agent.config.firmware_version || '?')
+					release.named(agent.config.device_name || agent.id), ': ',
+					_('firmware'), ' ', release.named(agent.config.firmware_version || '?')
 				]);
 			})) ] : []);
 		}, this));
