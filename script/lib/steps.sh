@@ -10,8 +10,8 @@ readonly skipped_status=77
 
 # Steps that mostly wait. They run in the background, one after another, while the other steps compile. What compiles is
 # run with less priority, so that the tests in the background are not late.
-readonly background_steps=(daemon-tsan daemon-asan daemon-debug shipped-options openwrt-libraries packaging web
-    acceptance acceptance-hawkbit prove-20 prove-300 fleet daemon-armhf daemon-musl)
+readonly background_steps=(daemon-tsan daemon-asan daemon-debug shipped-options differences openwrt-libraries packaging
+    web acceptance acceptance-hawkbit prove-20 prove-300 fleet daemon-armhf daemon-musl)
 readonly foreground_steps=(unit-debug unit-asan unit-tsan unit-armhf unit-musl fuzzing clang compilers sdk size lint)
 # shellcheck disable=SC2034  # read by script/verify
 readonly all_steps=(bootstrap "${background_steps[@]}" "${foreground_steps[@]}")
@@ -38,6 +38,7 @@ describe_step() {
         bootstrap) echo "install the packages that the other steps need" ;;
         daemon-*) echo "tests of the daemon and of the development kit with the preset ${1#daemon-}" ;;
         shipped-options) echo "tests of the daemon on gateways with the options that the package ships" ;;
+        differences) echo "that each difference which the shipped options are said to make is one" ;;
         openwrt-libraries) echo "unit tests, tests of the kit's stand-ins and of the daemon on OpenWrt's own libraries;" \
             "skipped without them" ;;
         packaging) echo "tests of the OpenWrt package" ;;
@@ -69,7 +70,7 @@ prepare_step() {
         daemon-*) build_preset "${1#daemon-}" "${programs[@]}" ;;
         # Without the libraries the command says what to set.
         openwrt-libraries) ! script/openwrt-libraries || build_preset openwrt ;;
-        shipped-options | packaging | web | acceptance | acceptance-hawkbit) build_preset debug "${programs[@]}" ;;
+        shipped-options | differences | packaging | web | acceptance | acceptance-hawkbit) build_preset debug "${programs[@]}" ;;
         # It installs its tools, which steps that run side by side cannot do.
         prove-*) build_preset debug "${programs[@]}" && script/prove --list ;;
         fleet) build_preset debug --target zephran_fleet ;;
@@ -87,6 +88,9 @@ run_step() {
             "ZEPHRAN_POWER_CUT_STEP=${power_cut_step[$preset]}" \
             script/test --preset "$preset" --no-build --jobs 24 --only devkit --only daemon ;;
         shipped-options) env ZEPHRAN_OPTIONS=shipped script/test --preset debug --no-build --jobs 24 --only daemon ;;
+        # Each of these tests has to fail, many of them by their time limit.
+        differences) env ZEPHRAN_OPTIONS=differences ZEPHRAN_TIMEOUT=60 script/test --preset debug --no-build --jobs 12 \
+            --only daemon ;;
         openwrt-libraries)
             script/openwrt-libraries || return
             env "ZEPHRAN_POWER_CUT_STEP=${power_cut_step[openwrt]}" script/test --preset openwrt --no-build --jobs 24 \

@@ -8,9 +8,10 @@ from bench import Bench
 from gateway import BusError, Supervisor
 from gateway_bench import CONFIG
 from hawkbit_server import Stall, Status
+from refusal import Refusal
 from release import FLASH_SIZE, LOADER, NEW, PARTITION, POWERLINE, RADIO, Release
 from shipped import NOTES, PACKAGED, without
-from troubles import Exchange
+from troubles import Exchange, Refused
 
 # With "dormant" the shipped ones, on a gateway that polls by itself no more after the reboot.
 OPTIONS = ("none", "shipped", "dormant")
@@ -78,16 +79,19 @@ class History(GatewayHistory):
 
     def play(self, exchange=None, trouble=None):
         """Plays it to its end, with a trouble at one exchange; returns the order of that fault."""
-        order = None
-        if trouble is not None:
-            fault = trouble.make(exchange)
-            order = self.bench.server.order(trouble.place, fault, first=exchange.number)
-            if isinstance(fault, Stall) and self.options == "none":
-                threading.Thread(target=self._end_silence, args=[fault], daemon=True).start()
+        order = None if trouble is None else self._bring_about(trouble, exchange)
         after_reboot = ("--dormant", "true") if self.options == "dormant" else ()
         self.bench.supervisor = Supervisor(self.bench.gateway, self.start_daemon, after_reboot).start()
         self.bench.wait_for_end(self.action)
         return order
+
+    def _bring_about(self, trouble, exchange):
+        fault = trouble.make(exchange)
+        if isinstance(fault, Refused):
+            return Refusal(self.bench, exchange.number, self.closed)
+        if isinstance(fault, Stall) and self.options == "none":
+            threading.Thread(target=self._end_silence, args=[fault], daemon=True).start()
+        return self.bench.server.order(trouble.place, fault, first=exchange.number)
 
     def start_daemon(self, *more):
         """Starts it at first, and whenever it has ended or the gateway has been rebooted."""

@@ -1,15 +1,21 @@
 # SPDX-License-Identifier: Apache-2.0
-"""System calls of the daemon that fail, or that it does not survive, by strace.
+"""System calls of the daemon that fail, or that it does not survive.
 
-Only the thread that the daemon starts with is traced, so a tool that it starts has no trouble of its own.
+Those of the thread that the daemon starts with are strace's, those of its other threads are tracer.py's. Neither
+follows a tool, which has no trouble of its own; but a child's execve, which begins it, can fail.
 """
 import collections
 import dataclasses
+import json
+import pathlib
 import re
 
+import tracer
 from history import History
 
 STRACE = "/usr/bin/strace"
+TRACER = ["/usr/bin/python3", "-B", "-S", pathlib.Path(tracer.__file__)]
+FIRST = "1"
 # The daemon's starts in an undisturbed history: before the reboot of the firmware, and after it.
 PROCESSES = (1, 2)
 KILL = "KILL"
@@ -30,17 +36,23 @@ FAULTS = {
     "sendto": ("EIO", "EINTR", "ENOMEM", KILL),
     "recvfrom": ("EIO", "EINTR", "ENOMEM", KILL),
 }
+# Only children make these. The file is not there, not to be executed, or there is no memory for it.
+FAULTS_OF_CHILDREN = {"execve": ("ENOENT", "EACCES", "ENOMEM")}
 CALL = re.compile(r"^(\w+)\(", re.M)
 
 
 @dataclasses.dataclass(frozen=True)
 class Injection:
-    """The fault of the number-th call of a kind, from 1, in one of the PROCESSES."""
+    """The fault of the number-th call of a kind, from 1, in one of the PROCESSES.
+
+    place  the number of the thread, in the order in which they begin, or tracer.CHILDREN
+    """
 
     process: int
     call: str
     number: int
     fault: str
+    place: str = FIRST
 
     def expression(self):
         """For strace."""
@@ -49,22 +61,32 @@ class Injection:
 
 
 class TracedHistory(History):
-    """A history in which each of the PROCESSES is traced, or only the one with a fault."""
+    """A history in which each of the PROCESSES is traced, or only the one with a fault.
 
-    def __init__(self, directory, pki, options, injection=None):
-        super().__init__(directory, pki, options)
+    of_others  whether the calls of all threads and children are counted, instead of the first thread's
+    """
+
+    def __init__(self, directory, pki, options, injection=None, of_others=False, **release):
+        super().__init__(directory, pki, options, **release)
         self._injection = injection
+        self._of_others = of_others or (injection is not None and injection.place != FIRST)
         self._starts = 0
         self.bench.wrap = self._trace
 
     def calls(self, process):
-        """How often one of the processes has made each call."""
+        """How often the first thread of one of the processes has made each call."""
         return collections.Counter(CALL.findall(self._trace_file(process).read_text(errors="replace")))
+
+    def calls_of_others(self, process):
+        """How often a thread, or the children, of one of the processes have made each call, by (place, call)."""
+        lines = self._trace_file(process).read_text().splitlines()
+        return collections.Counter(tuple(line.split()) for line in lines if not line.startswith(FIRST + " "))
 
     def has_come_about(self):
         """Whether the call was made that was to fail."""
         text = self._trace_file(self._injection.process)
-        return text.exists() and ("(INJECTED)" in (trace := text.read_text(errors="replace")) or "+++ killed" in trace)
+        return text.exists() and (tracer.INJECTED in (trace := text.read_text(errors="replace"))
+                                  or "+++ killed" in trace)
 
     def crashes(self):
         """Exit statuses of daemons that were ended by a signal that nobody has sent."""
@@ -76,6 +98,15 @@ class TracedHistory(History):
         injection = self._injection
         if self._starts != (injection.process if injection else self._starts):
             return command, env
+        return self._trace_others(command, env) if self._of_others else self._trace_first(command, env)
+
+    def _trace_others(self, command, env):
+        injection = self._injection
+        fault = ["--fault", injection.place, injection.call, injection.number, injection.fault] if injection else []
+        return [*TRACER, *fault, self._trace_file(self._starts), json.dumps(env), *command], {}
+
+    def _trace_first(self, command, env):
+        injection = self._injection
         expressions = ["-e", f"trace={injection.call}", "-e", injection.expression()] if injection else []
         # -D: the daemon has to be the child of who starts it. strace itself is not to follow the virtual clock.
         passed = [word for name, value in env.items() for word in ("-E", f"{name}={value}")]

@@ -14,6 +14,14 @@ class LimitedClock(VirtualClock):
 
     allowed = 0
 
+    def __init__(self, path, library, wall):
+        super().__init__(path, library, wall, USUAL)
+        self._right_at_first = wall
+
+    def right(self):
+        """What the wall clock would show if nobody had set it, in seconds since 1970."""
+        return self._right_at_first + self.elapsed()
+
     def allow(self, seconds):
         """Lets so much time pass from what was allowed before; returns the time at which it has passed."""
         self.allowed += round(seconds * NANOSECONDS)

@@ -4,14 +4,16 @@ import hypothesis.strategies as some
 from hypothesis import HealthCheck, settings
 from hypothesis.stateful import RuleBasedStateMachine, initialize, precondition, rule
 
+from adapters import EVENTS, MACS
 from modules import PARTS
-from play import FAULTS
+from play import DORMANT, FAULTS, MOMENTS, SHIFTS
 from verdict import Verdict
 
 KINDS = ("base", "deploymentBase", "feedback", "artifact", "cancelAction", "cancelFeedback", "configData", "any")
 # A few seconds lie between the steps of a deployment, minutes between polls, hours before a window.
 PAUSES = (1, 2, 4, 8, 15, 40, 120, 400, 1200, 4000)
 STEPS = 14
+NUMBER = some.integers(0, len(MACS) - 1)
 KIND = some.sampled_from(("forced", "soft"))
 PARTS_OF_A_RELEASE = some.lists(some.sampled_from(PARTS), min_size=1, max_size=3, unique=True)
 
@@ -38,9 +40,10 @@ def machine_for(make_play, note):
                 raise
 
         @initialize(options=some.sampled_from(("shipped", "none")), automatic=some.sampled_from((True, False)),
-                    window=some.sampled_from((False, True)), kind=KIND, parts=PARTS_OF_A_RELEASE)
-        def begin(self, options, automatic, window, kind, parts):
-            self._do("begin", options=options, automatic=automatic, window=window)
+                    window=some.sampled_from((False, True)), adapters=some.sampled_from((False, True)),
+                    dormant=some.sampled_from(DORMANT), kind=KIND, parts=PARTS_OF_A_RELEASE)
+        def begin(self, kind, parts, **gateway):
+            self._do("begin", **gateway)
             self._do("assign", kind=kind, parts=parts)
 
         @rule(seconds=some.sampled_from(PAUSES))
@@ -79,6 +82,27 @@ def machine_for(make_play, note):
         @rule(step=some.sampled_from(("accept", "force_poll")), pause=some.sampled_from(PAUSES))
         def use(self, step, pause):
             self._do(step)
+            self._do("let_pass", seconds=pause)
+
+        @precondition(lambda self: self.play.adapters)
+        @rule(number=NUMBER, kind=KIND, pause=some.sampled_from(PAUSES))
+        def assign_adapter(self, number, kind, pause):
+            self._do("assign_adapter", number=number, kind=kind)
+            self._do("let_pass", seconds=pause)
+
+        @precondition(lambda self: self.play.adapters)
+        @rule(number=NUMBER, event=some.sampled_from(EVENTS), pause=some.sampled_from(PAUSES))
+        def adapter(self, number, event, pause):
+            self._do("adapter", number=number, event=event)
+            self._do("let_pass", seconds=pause)
+
+        @rule(seconds=some.sampled_from(SHIFTS))
+        def shift_clock(self, seconds):
+            self._do("shift_clock", seconds=seconds)
+
+        @rule(wall=some.sampled_from((None, *MOMENTS)), pause=some.sampled_from(PAUSES))
+        def set_clock(self, wall, pause):
+            self._do("set_clock", wall=wall)
             self._do("let_pass", seconds=pause)
 
         @precondition(lambda self: self.play.options == "shipped")

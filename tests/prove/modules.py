@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """Software modules of random histories: each is told apart by what it leaves behind."""
+import adapters as behind
 from gateway import firmware_image, package
 
 PARTS = ("script", "bad", "zw", "opkg", "os")
@@ -8,8 +9,9 @@ PARTS = ("script", "bad", "zw", "opkg", "os")
 class Modules:
     """Makes the modules of one bench, and says which of them a gateway has."""
 
-    def __init__(self, bench):
+    def __init__(self, bench, adapters):
         self._bench = bench
+        self._adapters = adapters
         self._made = {}
         self._replaced = set()
         self._seen = {}
@@ -26,6 +28,7 @@ class Modules:
                 f"{name}.ipk": package(name, "1.0", {f"{name}.txt": b"tool\n"})}),
             "os": lambda: self._bench.module("os", "firmware", self._version(number), {
                 "fw.bin": firmware_image(self._version(number))}),
+            behind.PART: lambda: behind.module(self._bench, number),
         }[part]()
         self._made[made.id] = part, number
         return made
@@ -58,15 +61,17 @@ class Modules:
     def see_again(self, action):
         """Notes what is there now."""
         made = [self._made[module.id] for module in action.distribution_set.modules]
-        self._seen[action.id] = {f"{part}{number}": self._is_there(part, number) for part, number in made}
+        self._seen[action.id] = {f"{part}{number}": self._is_there(part, number, action.target.id)
+                                 for part, number in made}
 
-    def _is_there(self, part, number):
+    def _is_there(self, part, number, target):
         gateway = self._bench.gateway
         return {"script": lambda: gateway.installed_files.get(f"script{number}") == b"done\n",
                 "bad": lambda: False,
                 "zw": lambda: gateway.chip("zwave") == self._radio(number),
                 "opkg": lambda: f"opkg{number}" in gateway.packages,
-                "os": lambda: gateway.firmware == self._version(number)}[part]()
+                "os": lambda: gateway.firmware == self._version(number),
+                behind.PART: lambda: self._adapters.firmware(target) == behind.version(number)}[part]()
 
     @staticmethod
     def _radio(number):

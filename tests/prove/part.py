@@ -41,10 +41,12 @@ class Part:
 
     summary  what the part tries, for the list of parts
     columns  headings of the first columns of the table: each row counts the cases of one group
+    is_played_side_by_side  whether several cases may be played at the same time
     is_played_unasked  whether it is played when no part is named
     """
 
     summary = ""
+    is_played_side_by_side = True
     is_played_unasked = True
     columns = ("Options", "Trouble")
 

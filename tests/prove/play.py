@@ -7,7 +7,9 @@ underscore; its arguments are numbers, texts and lists, so a history can be kept
 import contextlib
 import time
 
-from bench import Bench
+import adapters as behind
+from adapters import Adapters
+from bench import DEVICE, Bench
 from gateway import BusError, Supervisor
 from gateway_bench import VIRTUAL_TIME
 from hawkbit_server import Code, Cut, Drop, Ending, Text
@@ -22,6 +24,12 @@ DAY = 24 * 3600
 BEGINNING = 1.5 * 3600
 WEEK = "Monday Tuesday Wednesday Thursday Friday Saturday Sunday"
 MOST_STARTS = 200
+# What the wall clock is set to, in seconds: so much further or back, or since 1970.
+SHIFTS = (3600, -3600, 24 * 3600, -24 * 3600, 400 * 24 * 3600, -400 * 24 * 3600)
+MOMENTS = (60, 2**31 - 60)
+# When the gateway's agent polls only if it is told to: for the package "after reboot" is that of a firmware.
+DORMANT = ("never", "after reboot", "always")
+ARGUMENT = ("--dormant", "true")
 
 FAULTS = {**{str(code): Code(code) for code in (400, 403, 404, 409, 410, 429, 500, 503)},
           "closed": Drop(), "reset": Drop(ending=Ending.RESET), "answer lost": Drop(processed=True),
@@ -30,6 +38,13 @@ FAULTS = {**{str(code): Code(code) for code in (400, 403, 404, 409, 410, 429, 50
 
 class Stuck(Exception):
     """Time does not go on: the daemon waits for something that does not come."""
+
+
+class PlayBench(Bench):
+    """Its server has a clock of its own, which nobody sets."""
+
+    def now(self):
+        return self.clock.right() if self.clock else super().now()
 
 
 class Play:
@@ -41,22 +56,27 @@ class Play:
         self.interruptions = 0
         self.limits = set()
         self.options = None
+        self.adapters = None
         self._outage = None
 
-    def begin(self, options, automatic, window):
+    def begin(self, options, automatic, window, adapters=False, dormant="never"):
         self.options = options
-        bench = self.bench = Bench(self.directory, self.pki, config=configuration(options), poll="00:05:00")
+        bench = self.bench = PlayBench(self.directory, self.pki, config=configuration(options), poll="00:05:00")
         bench.clock = self.clock = LimitedClock(bench.gateway.run_dir / "clock", VIRTUAL_TIME,
                                                 (time.time() // DAY + 1) * DAY + BEGINNING)
         self.clock.allow(0)
         self._silences = Silences(bench.server, self.clock)
-        self.modules = Modules(bench)
+        if adapters:
+            self.adapters = Adapters(bench, prefix="" if options == "none" else f"{DEVICE}-")
+        self.modules = Modules(bench, self.adapters)
         bench.configure("service.automatic_update", str(int(automatic)))
         if window:
             for name, value in {"enabled": "1", "daysofweek": WEEK, "starttime": "02:00", "stoptime": "05:00"}.items():
                 bench.configure(f"schedule.{name}", value)
-        bench.supervisor = Supervisor(bench.gateway, lambda: bench.start(level="INFO"), after_reboot=(),
-                                      most_starts=MOST_STARTS).start()
+        arguments = ["--ghn-agents"] * adapters + [*ARGUMENT] * (dormant == "always")
+        bench.supervisor = Supervisor(
+            bench.gateway, lambda *more: bench.start(*arguments, *more, level="INFO"),
+            after_reboot=ARGUMENT if dormant == "after reboot" else (), most_starts=MOST_STARTS).start()
 
     def close(self):
         if self.options is not None:
@@ -68,6 +88,9 @@ class Play:
     def assign(self, kind, parts):
         modules = [self.modules.make(part) for part in parts]
         self.actions.append(self.bench.assign(*modules, type=kind))
+
+    def assign_adapter(self, number, kind):
+        self.actions.append(self.adapters.assign(number, self.modules.make(behind.PART), kind))
 
     def force(self):
         if self.is_open():
@@ -108,6 +131,11 @@ class Play:
             self._outage.withdraw()
             self._outage = None
 
+    # ---- the adapters
+
+    def adapter(self, number, event):
+        self.adapters.meet(number, event, self.actions)
+
     # ---- power and the daemon's process
 
     def power_cut(self):
@@ -137,6 +165,13 @@ class Play:
 
     # ---- time
 
+    def shift_clock(self, seconds):
+        self.clock.set_wall(self.clock.wall() + seconds)
+
+    def set_clock(self, wall):
+        """To so many seconds since 1970, or to what is right."""
+        self.clock.set_wall(self.clock.right() if wall is None else wall)
+
     def let_pass(self, seconds):
         self._pass_until(self.clock.allow(seconds))
 
@@ -145,11 +180,18 @@ class Play:
         self.bench.server.faults.clear()
         self._silences.end()
         self.link_back()
+        self.set_clock(None)
+        if self.adapters:
+            self.adapters.plug_in_all()
 
     # ---- what a judge asks
 
     def is_open(self):
         return bool(self.actions) and self.actions[-1].active
+
+    def has_excuse(self, action):
+        """Whether it may have failed although everything is there."""
+        return self.modules.was_replaced(action) or bool(self.adapters and self.adapters.was_disturbed(action))
 
     def _call(self, method, arguments=None):
         """Whether somebody was there to hear it."""

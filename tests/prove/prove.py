@@ -11,6 +11,7 @@ import zlib
 import bench
 import gateway_bench
 import part as parts
+import players
 from pki import Pki
 from results import Results, print_table
 
@@ -22,6 +23,7 @@ def arguments():
     parser.add_argument("--results", type=pathlib.Path, required=True)
     parser.add_argument("--seconds", type=float, default=float("inf"))
     parser.add_argument("--only", default="")
+    parser.add_argument("--jobs", type=int, default=1)
     parser.add_argument("--again", action="store_true")
     parser.add_argument("--replay", type=pathlib.Path)
     options = parser.parse_args()
@@ -29,6 +31,8 @@ def arguments():
         parser.error(f"no part named {', '.join(unknown)} (script/prove --list lists them)")
     options.parts = options.parts or [name for name in parts.names()
                                       if options.list or parts.find(name).is_played_unasked]
+    if options.jobs < 1:
+        parser.error("--jobs counts from 1")
     if options.replay and (len(options.parts) != 1 or not hasattr(parts.find(options.parts[0]), "replay")):
         parser.error("--replay needs a part whose histories are kept as files")
     return options
@@ -49,12 +53,10 @@ def play(name, workshop, options):
     end = time.monotonic() + options.seconds
     part = parts.find(name)(workshop)
     cases = part.cases()
-    for case in chosen(part, cases, results, options.only):
-        began = time.monotonic()
-        if began >= end:
-            break
-        outcome, details = part.run(cases[case])
-        results.add(case, outcome, details, time.monotonic() - began)
+    jobs = options.jobs if part.is_played_side_by_side else 1
+    for case, outcome, details, seconds in players.play(
+            part, cases, chosen(part, cases, results, options.only), jobs, end):
+        results.add(case, outcome, details, seconds)
         if details:
             print(f"{name}: {case}: {outcome}, {details}", flush=True)
     return part, cases, results

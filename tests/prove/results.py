@@ -12,7 +12,7 @@ class Results:
     def __init__(self, path):
         self.path = path
         lines = path.read_text(encoding="utf-8").splitlines() if path.exists() else []
-        self._entries = {entry["case"]: entry for entry in map(json.loads, lines)}
+        self._entries = {entry["case"]: entry for entry in filter(None, map(_parsed, lines))}
 
     def __contains__(self, case):
         return case in self._entries
@@ -21,12 +21,21 @@ class Results:
         """Keeps how a case has ended."""
         entry = {"case": case, "outcome": outcome, "details": details, "seconds": round(seconds, 2)}
         self._entries[case] = entry
-        with open(self.path, "a", encoding="utf-8") as file:
-            file.write(json.dumps(entry) + "\n")
+        # One write, so that the lines of two runs at once do not mix.
+        with open(self.path, "ab", buffering=0) as file:
+            file.write((json.dumps(entry) + "\n").encode())
 
     def outcomes(self, cases):
         """How each of these has ended, as far as they have been played."""
         return {case: self._entries[case]["outcome"] for case in cases if case in self._entries}
+
+
+def _parsed(line):
+    """None for a line that was not written to its end: its case is played again."""
+    try:
+        return json.loads(line)
+    except ValueError:
+        return None
 
 
 def print_table(part, outcomes):

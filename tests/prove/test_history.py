@@ -1,9 +1,11 @@
 # SPDX-License-Identifier: Apache-2.0
 """Whether the judge of histories sees what must not happen."""
+import re
+
 import pytest
 
 import history as histories
-from hawkbit_server import Code, Drop
+from hawkbit_server import Code
 from history import History, Violation
 from troubles import TROUBLES, Exchange, Trouble
 
@@ -80,6 +82,17 @@ def test_trouble_meets_the_exchange_that_it_is_meant_for(history):
     assert history.bench.server.exchanges()[3].status == 500
 
 
+def test_refusal_meets_the_exchange_that_it_is_meant_for(history):
+    trouble = next(each for each in TROUBLES if each.name == "refused")
+    refused = history.play(Exchange(4, "deploymentBase", 100, 1), trouble)
+
+    log = "".join(daemon.log for daemon in history.bench.gateway.daemons)
+    assert refused.hits == 1
+    assert re.findall(r"event=http_error .*/deploymentBase/1.* code=7 ", log)
+    assert "deploymentBase" not in [each.kind for each in history.bench.server.exchanges()[:3]]
+    assert history.judge(history.exchanges()) == "finished"
+
+
 def test_each_trouble_makes_a_fault_of_its_own():
     exchange = Exchange(4, "deploymentBase", 100, 7)
 
@@ -87,7 +100,6 @@ def test_each_trouble_makes_a_fault_of_its_own():
 
     assert None not in made
     assert len({trouble.name for trouble in TROUBLES}) == len(TROUBLES)
-    assert isinstance(made[0], Drop)
 
 
 def test_document_of_another_action_names_no_action_of_this_one():

@@ -4,7 +4,11 @@ import contextlib
 
 import pytest
 
-from injection import KILL, Injection, TracedHistory
+from gateway import Powerline
+from injection import FIRST, KILL, Injection, TracedHistory
+from tracer import CHILDREN, IS_AVAILABLE
+
+needs_tracer = pytest.mark.skipif(not IS_AVAILABLE, reason="knows the calls of one kind of processor only")
 
 
 @pytest.mark.parametrize("injection, status", [
@@ -19,6 +23,39 @@ def test_fault_comes_about(tmp_path, pki, injection, status):
         assert history.crashes() == []
 
 
+@needs_tracer
+@pytest.mark.parametrize("injection, told", [
+    (Injection(2, "rename", 1, "EACCES", place="5"), "Failed to write to file"),
+    (Injection(1, "execve", 4, "ENOENT", place=CHILDREN), "Expected version does not match")], ids=["thread", "child"])
+def test_fault_of_another_place_comes_about(tmp_path, pki, injection, told):
+    with contextlib.closing(TracedHistory(tmp_path, pki, "shipped", injection)) as history:
+        history.play()
+
+        assert history.has_come_about()
+        assert told in "".join(daemon.log for daemon in history.bench.gateway.daemons) + str(history.action.messages())
+        assert history.crashes() == []
+
+
+@needs_tracer
+def test_end_in_another_thread_comes_about(tmp_path, pki):
+    with contextlib.closing(TracedHistory(tmp_path, pki, "shipped", Injection(1, "sendto", 2, KILL, "4"))) as history:
+        history.play()
+
+        assert history.has_come_about()
+        assert history.bench.gateway.daemons[0].exit_status == -9
+
+
+@needs_tracer
+def test_calls_of_other_places_are_counted(tmp_path, pki):
+    with contextlib.closing(TracedHistory(tmp_path, pki, "shipped", of_others=True)) as history:
+        history.play()
+
+        calls = history.calls_of_others(2)
+        assert calls[CHILDREN, "execve"] == 8
+        assert {place for place, call in calls if call == "rename"} == {"4", "5", "6", "7", "8"}
+        assert {call for place, call in calls if place == FIRST} == set()
+
+
 @pytest.mark.parametrize("number", [1, 2], ids=["watchdog", "receiver"])
 def test_bus_without_a_thread_ends_the_daemon_in_order(tmp_path, pki, number):
     with contextlib.closing(TracedHistory(tmp_path, pki, "none", Injection(1, "clone3", number, "ENOMEM"))) as history:
@@ -28,6 +65,35 @@ def test_bus_without_a_thread_ends_the_daemon_in_order(tmp_path, pki, number):
         assert first.exit_status == 1
         assert "what=" in first.log
         assert "Failed to start a thread" in first.log
+
+
+class Searching(TracedHistory):
+    """On a gateway that looks for adapters, half a minute after its start."""
+
+    def __init__(self, directory, pki, options, thread):
+        super().__init__(directory, pki, options, Injection(1, "clone3", thread, "ENOMEM"), parts=("script",))
+        self.adapter = Powerline(self.bench.gateway).add("02:00:00:00:00:10")
+
+    def start_daemon(self, *more):
+        return super().start_daemon("--ghn-agents", *more)
+
+    def wait_for_line(self, text):
+        self.bench.wait_until(lambda: text in self.log(), text)
+
+    def log(self):
+        return "".join(daemon.log for daemon in self.bench.gateway.daemons)
+
+
+# Two threads are the bus's; with the shipped options a download has the third.
+@pytest.mark.parametrize("options, thread, status", [("none", 3, 1), ("shipped", 4, None)])
+def test_search_without_a_thread_is_a_failed_search(tmp_path, pki, options, thread, status):
+    with contextlib.closing(Searching(tmp_path, pki, options, thread)) as history:
+        history.play()
+
+        history.wait_for_line(f"event=ghn_device_found mac={history.adapter.mac}")
+
+        assert history.bench.gateway.daemons[0].exit_status == status
+        assert "Failed to start a thread" in history.log()
 
 
 def test_call_that_is_not_made_is_no_fault(tmp_path, pki):

@@ -13,13 +13,13 @@ import machine
 class NoGateway:
     """Takes every step and does nothing."""
 
-    options = None
+    options = adapters = None
 
     def __init__(self):
         self.done = []
 
-    def begin(self, options, automatic, window):
-        self.options = options
+    def begin(self, options, adapters, **gateway):
+        self.options, self.adapters = options, adapters
 
     def is_open(self):
         return False

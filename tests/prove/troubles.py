@@ -29,6 +29,10 @@ class Trouble:
     place: str = "any"
 
 
+class Refused:
+    """Nobody listens on the server's port; no fault of the server itself, see refusal.py."""
+
+
 def _anyway(make):
     return lambda exchange: make()
 
@@ -57,6 +61,7 @@ BYTES = {"byte 0": lambda size: 0, "byte 1": lambda size: 1, "half of the body":
          "all but one byte": lambda size: size - 1}
 
 TROUBLES = [
+    Trouble("refused", _anyway(Refused), "connect"),
     Trouble("closed at accept", _anyway(Drop), "accept"),
     Trouble("reset at accept", _anyway(lambda: Drop(ending=Ending.RESET)), "accept"),
     Trouble("silent at accept", _anyway(Stall), "accept"),

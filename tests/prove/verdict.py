@@ -20,7 +20,9 @@ class Verdict:
 
     def judge(self):
         self._play.heal()
-        self._play.force()
+        for action in self._play.actions:
+            if action.active:
+                self._bench.server.force(action)
         self._wait_for(lambda: not any(action.active for action in self._play.actions), "end of what was open")
         for action in self._play.actions:
             self._judge_end(action)
@@ -48,7 +50,7 @@ class Verdict:
             lies = [name for name in missing if not self._is_known_limit(name)]
             demand(not lies, f"action {action.id} was reported as finished without {', '.join(lies)}")
         elif closings[0].type is Status.ERROR:
-            demand(missing or self._play.modules.was_replaced(action),
+            demand(missing or self._play.has_excuse(action),
                    f"action {action.id} was reported as failed, but everything is there: {closings[0].messages}")
 
     def _is_known_limit(self, name):
@@ -64,10 +66,13 @@ class Verdict:
 
     def _judge_the_next(self):
         self._play.assign("forced", ["script"])
-        action = self._play.actions[-1]
-        self._wait_for(lambda: not action.active, "end of the next deployment")
-        demand(action.status is Status.FINISHED, "the next deployment has failed")
-        demand(not self._play.modules.missing(action), "the next deployment was not carried out")
+        for number in range(len(self._play.adapters.targets) if self._play.adapters else 0):
+            self._play.assign_adapter(number, "forced")
+        following = [action for action in self._play.actions if action.active]
+        self._wait_for(lambda: not any(action.active for action in following), "end of the next deployment")
+        for action in following:
+            demand(action.status is Status.FINISHED, f"the next deployment of {action.target.id} has failed")
+            demand(not self._play.modules.missing(action), "the next deployment was not carried out")
         # The last files go after the report of the end.
         for _ in range(10):
             if not self._left_behind():

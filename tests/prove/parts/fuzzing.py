@@ -19,6 +19,8 @@ class Cases(Part):
     columns = ("Target",)
     # script/fuzz gives samples, and each piece takes minutes.
     is_played_unasked = False
+    # Two pieces of one target would write to the same corpus.
+    is_played_side_by_side = False
 
     def cases(self):
         targets = sorted(path.name for path in (PROJECT / "tests/fuzz/corpora").iterdir())

@@ -1,9 +1,11 @@
 # SPDX-License-Identifier: Apache-2.0
 """Every system call of a release of all part types, with every fault that it may have; then all is well."""
+import collections
 import contextlib
 
+import tracer
 from history import Violation, demand
-from injection import FAULTS, KILL, PROCESSES, Injection, TracedHistory
+from injection import FAULTS, FAULTS_OF_CHILDREN, FIRST, KILL, PROCESSES, Injection, TracedHistory
 from part import DIVIDER, KNOWN_LIMIT, VIOLATION, Part
 
 # The third differs from the second only in who asks the gateway to poll.
@@ -11,10 +13,26 @@ OPTIONS = ("none", "shipped")
 # Without options, see docs/recovery.md: a script that was reported as started counts as done, and the file of a chunk
 # that is passed over later stays until the next boot.
 LIMITS = ("reported as finished without script", "left behind: ")
+# A program whose shell cannot be executed counts as one that has succeeded and written nothing.
+LIMIT_OF_CHILDREN = "reported as finished without "
 # The call that would have failed was not made: the histories of a program with threads differ by a few calls.
 NOT_MADE = "not made"
 # The daemon could not learn that a tool has succeeded, and has said so.
 CAUTIOUS = "error, all there"
+
+
+def injections(process, place, faults, counts):
+    """Each fault of each call, of a thread or the children of a process that has made so many calls."""
+    return [Injection(process, call, number, fault, place) for call, kinds in faults.items()
+            for number in range(1, counts.get(call, 0) + 1) for fault in kinds]
+
+
+def name_of(options, injection):
+    """The case's name."""
+    where = f"process {injection.process}"
+    if injection.place != FIRST:
+        where += ", children" if injection.place == tracer.CHILDREN else f", thread {injection.place}"
+    return DIVIDER.join([options, where, f"{injection.call} {injection.number}", injection.fault])
 
 
 class Cases(Part):
@@ -28,20 +46,22 @@ class Cases(Part):
         self._undisturbed = {}
 
     def cases(self):
-        found = {}
-        for options in OPTIONS:
-            _, calls = self._undisturbed_history(options)
-            for process in PROCESSES:
-                for call, faults in FAULTS.items():
-                    for number in range(1, calls[process][call] + 1):
-                        for fault in faults:
-                            name = DIVIDER.join([options, f"process {process}", f"{call} {number}", fault])
-                            found[name] = options, Injection(process, call, number, fault)
-        return found
+        return {name_of(options, injection): (options, injection)
+                for options in OPTIONS for injection in self._injections(options)}
+
+    def _injections(self, options):
+        _, calls = self._undisturbed_history(options)
+        for process in PROCESSES:
+            yield from injections(process, FIRST, FAULTS, calls[process])
+        if tracer.IS_AVAILABLE:
+            for process, others in self._calls_of_others(options).items():
+                for place, counts in others.items():
+                    faults = FAULTS_OF_CHILDREN if place == tracer.CHILDREN else FAULTS
+                    yield from injections(process, place, faults, counts)
 
     def row(self, name):
-        options, _, call, fault = name.split(DIVIDER)
-        return options, call.split()[0], fault
+        options, place, call, fault = name.split(DIVIDER)
+        return options, call.split()[0] + (", other threads" if "thread" in place else ""), fault
 
     def run(self, case):
         options, injection = case
@@ -62,10 +82,23 @@ class Cases(Part):
             return VIOLATION
         if options == "none" and injection.fault == KILL and error.startswith(LIMITS):
             return KNOWN_LIMIT
+        if injection.place == tracer.CHILDREN and error.startswith(LIMIT_OF_CHILDREN):
+            return KNOWN_LIMIT
         return CAUTIOUS if error.startswith("reported as failed, but everything is there") else VIOLATION
 
     def _history(self, options, injection=None):
         return TracedHistory(self.workshop.make_directory(), self.workshop.pki, options, injection)
+
+    def _calls_of_others(self, options):
+        """Of each process: how often each place that is not its first thread has made each call."""
+        found = {process: collections.defaultdict(dict) for process in PROCESSES}
+        with contextlib.closing(TracedHistory(self.workshop.make_directory(), self.workshop.pki, options,
+                                              of_others=True)) as history:
+            history.play()
+            for process in PROCESSES:
+                for (place, call), count in history.calls_of_others(process).items():
+                    found[process][place][call] = count
+        return found
 
     def _undisturbed_history(self, options):
         """Its exchanges, and the calls of each process."""

@@ -1,0 +1,85 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Whether cases are played side by side, and what is kept of them."""
+import os
+import time
+
+import pytest
+
+import players
+from results import Results
+
+NEVER = float("inf")
+TIMEOUT = 60
+
+
+class Part:
+    def run(self, case):
+        return case()
+
+
+def played(cases, jobs=2, end=NEVER):
+    return {name: (outcome, details) for name, outcome, details, _ in players.play(Part(), cases, cases, jobs, end)}
+
+
+def test_each_case_is_played_once():
+    cases = {str(number): lambda number=number: ("fine", str(number)) for number in range(20)}
+
+    found = [name for name, *_ in players.play(Part(), cases, cases, 3, NEVER)]
+
+    assert sorted(found) == sorted(cases)
+    assert played(cases) == {name: ("fine", name) for name in cases}
+
+
+def test_cases_are_played_at_the_same_time(tmp_path):
+    def meet(own, other):
+        (tmp_path / own).touch()
+        until = time.monotonic() + TIMEOUT
+        while not (tmp_path / other).exists() and time.monotonic() < until:
+            time.sleep(0.01)
+        return ("met" if (tmp_path / other).exists() else "alone"), str(os.getpid())
+
+    found = played({"a": lambda: meet("a", "b"), "b": lambda: meet("b", "a")})
+
+    assert [outcome for outcome, _ in found.values()] == ["met", "met"]
+    assert len({process for _, process in found.values()} | {str(os.getpid())}) == 3
+
+
+def test_no_case_begins_after_the_end():
+    assert played({"late": lambda: ("fine", "")}, end=time.monotonic() - 1) == {}
+
+
+def test_part_that_fails_to_play_ends_the_run():
+    class CannotBeSent(Exception):
+        def __init__(self, first, second):
+            super().__init__("lost")
+
+    def fail():
+        raise CannotBeSent(1, 2)
+
+    with pytest.raises(players.Crash, match=r"(?s)bad.*CannotBeSent: lost"):
+        played({"bad": fail})
+
+
+def test_results_outlast_a_line_that_was_cut_off(tmp_path):
+    path = tmp_path / "results.jsonl"
+    Results(path).add("first", "fine", "", 1)
+    with open(path, "a", encoding="utf-8") as file:
+        file.write('{"case": "second", "outc')
+    Results(path).add("third", "fine", "", 1)
+    Results(path).add("fourth", "fine", "", 1)
+
+    results = Results(path)
+
+    assert "first" in results
+    assert "second" not in results
+    assert "fourth" in results
+
+
+def test_results_of_two_runs_at_once_are_all_kept(tmp_path):
+    path = tmp_path / "results.jsonl"
+    one, other = Results(path), Results(path)
+    one.add("a", "fine", "", 1)
+    other.add("b", "fine", "", 1)
+    one.add("c", "fine", "", 1)
+
+    assert set(Results(path).outcomes("abc")) == {"a", "b", "c"}
