@@ -16,7 +16,7 @@ import time
 HERE = pathlib.Path(__file__).parent
 # Longest inputs, where the fuzzer's own choice is not good: it grows them only slowly, and long ones are slow.
 LONGEST = {"deployment_action": 4096, "controller_status": 4096, "details": 1024, "attributes": 1024, "mac_address": 32,
-           "modem": 2048, "retry_after": 64}
+           "bus_nesting": 256, "modem": 2048, "retry_after": 64}
 ADDRESS_SPACE = 2048  # megabytes
 
 
