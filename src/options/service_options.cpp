@@ -62,7 +62,7 @@ bool is_plain_path(const std::string& path) {
     // depends on the locale.
     static const std::string safe =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._-+/";
-    return path.size() > 1 && path.front() == '/' &&
+    return !path.empty() && path.front() == '/' &&
            path.find_first_not_of(safe) == std::string::npos &&
            (path + "/").find("/../") == std::string::npos;
 }

@@ -60,13 +60,13 @@ class Bench(GatewayBench):
     def address(self):
         return f"localhost:{self.server.port}"
 
-    def module(self, type, name, version, artifacts):
-        return self.server.software_module(type, name, version, artifacts)
+    def module(self, type, name, version, artifacts, metadata=None):
+        return self.server.software_module(type, name, version, artifacts, metadata)
 
-    def script(self, name, text, version="1.0"):
+    def script(self, name, text, version="1.0", metadata=None):
         """A software module of one shell script."""
         content = "#!/bin/sh\n" + text
-        return self.module("script", name, version, {f"{name}.sh": content.encode()})
+        return self.module("script", name, version, {f"{name}.sh": content.encode()}, metadata)
 
     def assign(self, *modules, type="forced"):
         return self.server.assign(DEVICE, modules, type)

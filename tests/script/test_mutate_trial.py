@@ -95,6 +95,12 @@ def test_what_no_test_reaches_is_not_tried(outside):
     assert judge(outside, '[ -z "$ZEPHRAN_MUTANT" ]') == {"{}": UNREACHED, "-": UNREACHED}
 
 
+def test_temporary_files_are_in_the_sandbox_wherever_those_of_the_user_are(outside, monkeypatch):
+    monkeypatch.setenv("TMPDIR", str(outside))
+
+    assert judge(outside, f'{REACHES}\nmktemp') == {"{}": SURVIVED, "-": SURVIVED}
+
+
 def test_endless_test_kills(outside, monkeypatch):
     monkeypatch.setattr("mutation.trial.GRACE_SECONDS", 0.5)
 

@@ -48,7 +48,9 @@ def run(program: list[str], seconds: float, environment: dict[str, str]) -> Outc
         for number in (signal.SIGHUP, signal.SIGINT, signal.SIGQUIT):
             signal.signal(number, signal.SIG_DFL)
 
-    inherited = {name: value for name, value in os.environ.items() if not name.startswith(("ZEPHRAN_", "GTEST_"))}
+    # With the user's TMPDIR, programs would look for a directory that they cannot write to.
+    inherited = {name: value for name, value in os.environ.items()
+                 if not name.startswith(("ZEPHRAN_", "GTEST_", "TMPDIR"))}
     with subprocess.Popen(sandboxed(program), stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
                           errors="replace", env=inherited | environment, preexec_fn=limit,
                           start_new_session=True) as process:

@@ -23,6 +23,22 @@ TEST(ContentRange, MayLeaveTheSizeOpen) {
     EXPECT_FALSE(range->size);
 }
 
+TEST(ContentRange, MayBeASingleByte) {
+    const auto range = parse_content_range("bytes 9-9/10");
+
+    ASSERT_TRUE(range);
+    EXPECT_EQ(range->first, 9U);
+    EXPECT_EQ(range->last, 9U);
+}
+
+TEST(ContentRange, NumbersHaveNineteenDigitsAtMost) {
+    const auto range = parse_content_range("bytes 0-1/9999999999999999999");
+
+    ASSERT_TRUE(range);
+    EXPECT_EQ(range->size, 9999999999999999999U);
+    EXPECT_FALSE(parse_content_range("bytes 0-1/10000000000000000000"));
+}
+
 TEST(ContentRange, OfARangeThatIsNotThereHasTheSizeOnly) {
     const auto range = parse_content_range("bytes */100");
 

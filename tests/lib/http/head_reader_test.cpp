@@ -33,6 +33,22 @@ TEST(HeadReader, TakesWhatADownloadNeeds) {
     EXPECT_EQ(reader.head().retry_after, "7");
 }
 
+TEST(HeadReader, NeedsNeitherCarriageReturnsNorBlanks) {
+    HeadReader reader;
+
+    EXPECT_FALSE(reader.add("HTTP/1.1 200 OK\n"));
+    EXPECT_FALSE(reader.add("ETag:a\n"));
+    EXPECT_TRUE(reader.add("\n"));
+    EXPECT_EQ(reader.head().entity_tag, "a");
+}
+
+TEST(HeadReader, NameWithoutAColonIsNoHeader) {
+    HeadReader reader;
+
+    EXPECT_FALSE(reader.add("ETag"));
+    EXPECT_EQ(reader.head().entity_tag, "");
+}
+
 TEST(HeadReader, ReadsTheShortStatusLineOfHttp2) {
     HeadReader reader;
 

@@ -59,6 +59,7 @@ protected:
 TEST_F(RetryAfter, IsANumberOfSeconds) {
     EXPECT_EQ(parse_retry_after("0", now), seconds{0});
     EXPECT_EQ(parse_retry_after("120", now), seconds{120});
+    EXPECT_EQ(parse_retry_after("999999999", now), seconds{999'999'999});
     EXPECT_GE(parse_retry_after("99999999999999999999", now), seconds{1'000'000'000});
 }
 
