@@ -120,10 +120,13 @@ def test_every_report_that_is_not_the_recorded_one_is_told():
 
         send(attributes["body"])
         told = differences(scenario, server).splitlines()
+        send(attributes["body"])
+        told_of_the_same_again = differences(scenario, server).splitlines()
         send({**attributes["body"], "mode": "merge"})
         told_of_another = differences(scenario, server).splitlines()
 
     assert len(told) == sent_then(scenario).total() - 1
+    assert told_of_the_same_again == told
     assert all(line.startswith("missing: ") for line in told)
     assert [line for line in told_of_another if line not in told] == [line for line in told_of_another
                                                                       if line.startswith("new: ('PUT', ")]
