@@ -39,6 +39,9 @@ FAULTS = {
 # Only children make these. The file is not there, not to be executed, or there is no memory for it.
 FAULTS_OF_CHILDREN = {"execve": ("ENOENT", "EACCES", "ENOMEM")}
 CALL = re.compile(r"^(\w+)\(", re.M)
+# What the library with the virtual clock, and the loader without it, say when a call of theirs has failed.
+WITHOUT_CLOCK = re.compile(r"^virtual time: .* is not the file of a clock$|from LD_PRELOAD cannot be preloaded", re.M)
+RECORD_OF_SCRIPT = re.compile(r"\bbegun_installation\b.*\bscript:")
 
 
 @dataclasses.dataclass(frozen=True)
@@ -71,11 +74,18 @@ class TracedHistory(History):
         self._injection = injection
         self._of_others = of_others or (injection is not None and injection.place != FIRST)
         self._starts = 0
+        self._scripts_only_recorded = 0
         self.bench.wrap = self._trace
 
     def calls(self, process):
         """How often the first thread of one of the processes has made each call."""
         return collections.Counter(CALL.findall(self._trace_file(process).read_text(errors="replace")))
+
+    def number_of_call(self, process, call, what):
+        """The place of the call with this among its arguments, from 1, in the first thread of one of the processes."""
+        lines = self._trace_file(process).read_text(errors="replace").splitlines()
+        calls = [line for line in lines if line.startswith(f"{call}(")]
+        return 1 + next(place for place, line in enumerate(calls) if what in line)
 
     def calls_of_others(self, process):
         """How often a thread, or the children, of one of the processes have made each call, by (place, call)."""
@@ -88,10 +98,28 @@ class TracedHistory(History):
         return text.exists() and (tracer.INJECTED in (trace := text.read_text(errors="replace"))
                                   or "+++ killed" in trace)
 
+    def start_daemon(self, *more):
+        self._scripts_only_recorded += self._is_script_recorded() and "script" in self.missing_parts()
+        return super().start_daemon(*more)
+
+    def has_left_only_the_record_of_a_script(self):
+        """Whether a daemon has ended between its note that the script begins and the script."""
+        return self._scripts_only_recorded > 0
+
+    def has_hit_the_clock(self):
+        """Whether the call was none of the daemon's, but one that makes it follow the virtual clock."""
+        return any(WITHOUT_CLOCK.search(daemon.log) for daemon in self.bench.gateway.daemons)
+
     def crashes(self):
         """Exit statuses of daemons that were ended by a signal that nobody has sent."""
         return [daemon.exit_status for daemon in self.bench.gateway.daemons
                 if (daemon.exit_status or 0) < 0 and daemon.exit_status != -9]
+
+    def _is_script_recorded(self):
+        """Also where that is not committed yet."""
+        uncommitted = self.bench.gateway.tmp / ".uci/zephran"
+        text = uncommitted.read_text(encoding="utf-8") if uncommitted.exists() else ""
+        return RECORD_OF_SCRIPT.search(self.bench.gateway.config("zephran") + text) is not None
 
     def _trace(self, command, env):
         self._starts += 1

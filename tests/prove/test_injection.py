@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Whether faults of system calls come about, and what is seen of them."""
 import contextlib
+import signal
 
 import pytest
 
@@ -94,6 +95,29 @@ def test_search_without_a_thread_is_a_failed_search(tmp_path, pki, options, thre
 
         assert history.bench.gateway.daemons[0].exit_status == status
         assert "Failed to start a thread" in history.log()
+
+
+def test_call_for_the_virtual_clock_is_told(tmp_path, pki):
+    with contextlib.closing(TracedHistory(tmp_path / "undisturbed", pki, "none")) as history:
+        history.play()
+        number = history.number_of_call(1, "openat", str(history.bench.clock.path))
+    with contextlib.closing(TracedHistory(tmp_path / "disturbed", pki, "none",
+                                          Injection(1, "openat", number, "EMFILE"))) as history:
+        history.play()
+
+        assert history.has_hit_the_clock()
+        assert history.crashes() == [-signal.SIGABRT]
+
+
+# Of its process, the first program is the one that asks for the running version, and the second one the script.
+@pytest.mark.parametrize("number, is_lost", [(1, False), (2, True), (3, False)])
+def test_script_that_is_only_recorded_is_told(tmp_path, pki, number, is_lost):
+    with contextlib.closing(TracedHistory(tmp_path, pki, "shipped", Injection(2, "vfork", number, KILL))) as history:
+        history.play()
+
+        assert history.has_left_only_the_record_of_a_script() == is_lost
+        assert history.missing_parts() == ["script"] * is_lost
+        assert not history.has_hit_the_clock()
 
 
 def test_call_that_is_not_made_is_no_fault(tmp_path, pki):

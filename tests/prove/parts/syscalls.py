@@ -13,10 +13,14 @@ OPTIONS = ("none", "shipped")
 # Without options, see docs/recovery.md: a script that was reported as started counts as done, and the file of a chunk
 # that is passed over later stays until the next boot.
 LIMITS = ("reported as finished without script", "left behind: ")
+# With strict_resume, too: no note can be written in the same moment in which the script begins.
+LIMIT_OF_RECORDS = "reported as finished without script"
 # A program whose shell cannot be executed counts as one that has succeeded and written nothing.
 LIMIT_OF_CHILDREN = "reported as finished without "
 # The call that would have failed was not made: the histories of a program with threads differ by a few calls.
 NOT_MADE = "not made"
+# The call was made so that the daemon follows the virtual clock, as it does on no gateway.
+THE_CLOCKS = "the clock's"
 # The daemon could not learn that a tool has succeeded, and has said so.
 CAUTIOUS = "error, all there"
 
@@ -74,12 +78,17 @@ class Cases(Part):
                 demand(not history.crashes(), f"ended with {history.crashes()}")
                 return outcome, ""
             except (Violation, TimeoutError, AssertionError) as error:
-                return self._name(options, injection, str(error), history.crashes()), str(error)[:600]
+                return self._name(options, injection, str(error), history), str(error)[:600]
 
     @staticmethod
-    def _name(options, injection, error, crashes):
-        if crashes:
+    def _name(options, injection, error, history):
+        if history.has_hit_the_clock():
+            return THE_CLOCKS
+        if history.crashes():
             return VIOLATION
+        if (injection.fault == KILL and error == LIMIT_OF_RECORDS
+                and history.has_left_only_the_record_of_a_script()):
+            return KNOWN_LIMIT
         if options == "none" and injection.fault == KILL and error.startswith(LIMITS):
             return KNOWN_LIMIT
         if injection.place == tracer.CHILDREN and error.startswith(LIMIT_OF_CHILDREN):
