@@ -57,6 +57,16 @@ class Part:
         """All of them, by name; run() gets the values. Pieces of a name are divided by DIVIDER."""
         raise NotImplementedError
 
+    def play(self, case):
+        """Runs a case, and deletes its files."""
+        workshop = self.workshop
+        with tempfile.TemporaryDirectory(dir=workshop.scratch) as room:
+            self.workshop = dataclasses.replace(workshop, scratch=pathlib.Path(room))
+            try:
+                return self.run(case)
+            finally:
+                self.workshop = workshop
+
     def run(self, case):
         """How it has ended, in a word that heads a column of the table, and more words if that is remarkable.
 

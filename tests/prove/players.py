@@ -22,7 +22,7 @@ class _Player:
 def _play(name):
     began = time.monotonic()
     try:
-        outcome, details = _Player.part.run(_Player.cases[name])
+        outcome, details = _Player.part.play(_Player.cases[name])
     except Exception:
         # Not every exception can be sent.
         return name, None, traceback.format_exc(), 0

@@ -6,25 +6,28 @@ import time
 import pytest
 
 import players
+from part import Part, Workshop
 from results import Results
 
 NEVER = float("inf")
 TIMEOUT = 60
 
 
-class Part:
-    def run(self, case):
+class Plain:
+    """Has no files."""
+
+    def play(self, case):
         return case()
 
 
 def played(cases, jobs=2, end=NEVER):
-    return {name: (outcome, details) for name, outcome, details, _ in players.play(Part(), cases, cases, jobs, end)}
+    return {name: (outcome, details) for name, outcome, details, _ in players.play(Plain(), cases, cases, jobs, end)}
 
 
 def test_each_case_is_played_once():
     cases = {str(number): lambda number=number: ("fine", str(number)) for number in range(20)}
 
-    found = [name for name, *_ in players.play(Part(), cases, cases, 3, NEVER)]
+    found = [name for name, *_ in players.play(Plain(), cases, cases, 3, NEVER)]
 
     assert sorted(found) == sorted(cases)
     assert played(cases) == {name: ("fine", name) for name in cases}
@@ -58,6 +61,20 @@ def test_part_that_fails_to_play_ends_the_run():
 
     with pytest.raises(players.Crash, match=r"(?s)bad.*CannotBeSent: lost"):
         played({"bad": fail})
+
+
+def test_files_of_a_case_are_deleted_at_its_end(tmp_path):
+    class Untidy(Part):
+        def run(self, case):
+            (self.workshop.make_directory() / "file").touch()
+            return str(len(list(tmp_path.rglob("file")))), ""
+
+    part = Untidy(Workshop(tmp_path, tmp_path, pki=None))
+
+    outcomes = [outcome for _, outcome, *_ in players.play(part, {"a": 1, "b": 2}, "ab", 1, NEVER)]
+
+    assert outcomes == ["1", "1"]
+    assert list(tmp_path.iterdir()) == []
 
 
 def test_results_outlast_a_line_that_was_cut_off(tmp_path):
