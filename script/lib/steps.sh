@@ -70,7 +70,8 @@ prepare_step() {
         daemon-*) build_preset "${1#daemon-}" "${programs[@]}" ;;
         # Without the libraries the command says what to set.
         openwrt-libraries) ! script/openwrt-libraries || build_preset openwrt ;;
-        shipped-options | differences | packaging | web | acceptance | acceptance-hawkbit) build_preset debug "${programs[@]}" ;;
+        shipped-options | differences | packaging | web | acceptance | acceptance-hawkbit)
+            build_preset debug "${programs[@]}" ;;
         # It installs its tools, which steps that run side by side cannot do.
         prove-*) build_preset debug "${programs[@]}" && script/prove --list ;;
         fleet) build_preset debug --target zephran_fleet ;;

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <iterator>
 #include <numeric>
 #include <tuple>
 #include <utility>
@@ -182,10 +181,9 @@ void DeploymentActionMessage::Chunk::bound_notes(NoteBudget& budget) {
         --budget.notes;
         return false;
     };
-    std::vector<Note> kept;
-    std::remove_copy_if(notes_.begin(), notes_.end(), std::back_inserter(kept), is_too_much);
-    notes_left_out_ += notes_.size() - kept.size();
-    notes_ = std::move(kept);
+    const std::size_t before = notes_.size();
+    notes_.erase(std::remove_if(notes_.begin(), notes_.end(), is_too_much), notes_.end());
+    notes_left_out_ += before - notes_.size();
 }
 
 void DeploymentActionMessage::ActionHistory::from_json(const Json::Value& object) {
