@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -19,7 +20,7 @@ constexpr int none = -1;
 int chosen = not_read;
 const char* log_name = nullptr;
 std::array<const void*, 16384> last_test{};
-// What a test that leaves no descriptors has kept from being written.
+// What a test that leaves no descriptors, or no room in files, has kept from being written.
 std::array<char, 8192> unwritten{};
 std::size_t unwritten_size = 0;
 
@@ -33,6 +34,28 @@ int chosen_mutant() {
 }
 
 // One write, so that lines of several processes do not mix.
+void write_notes() {
+    const int file = open(log_name, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+    if (file == -1) {
+        return;
+    }
+    const ssize_t written = write(file, unwritten.data(), unwritten_size);
+    close(file);
+    if (written > 0) {
+        const auto* const rest = unwritten.data() + written;
+        unwritten_size -= static_cast<std::size_t>(written);
+        std::memmove(unwritten.data(), rest, unwritten_size);
+    }
+}
+
+struct WritesLastNotes {
+    ~WritesLastNotes() {
+        if (unwritten_size != 0) {
+            write_notes();
+        }
+    }
+} writes_last_notes;
+
 void note(int number) {
     const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
     const void* mark = test != nullptr ? static_cast<const void*>(test) : &chosen;
@@ -48,12 +71,7 @@ void note(int number) {
     if (static_cast<std::size_t>(size) < room) {
         unwritten_size += static_cast<std::size_t>(size);
     }
-    const int file = open(log_name, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
-    if (file != -1) {
-        static_cast<void>(!write(file, unwritten.data(), unwritten_size));
-        close(file);
-        unwritten_size = 0;
-    }
+    write_notes();
 }
 
 }  // namespace
