@@ -185,7 +185,7 @@ bool DownloadTry::take(const char* data, std::size_t size) noexcept {
 }
 
 void DownloadTry::write(const char* data, std::size_t size) {
-    if (task.checks_space && bytes + size > announced_size()) {
+    if (task.checks_space) {
         require_space(bytes + size, announced_size());
     }
     const std::size_t written = file.write(data, size);

@@ -36,7 +36,6 @@ bool sweep_partial_file(const PartialFile& partial) {
     }
     ZLOG_WARNING_AS(logged_function, "event", swept_event, "filename", partial.path(), "what",
                     reason);
-    partial.remove();
     return false;
 }
 

@@ -40,7 +40,7 @@ std::string read_record(const std::string& path) {
 void sync(const common::FileDescriptor& file, const std::string& path) {
     ::fsync(file.get());
     const std::string folder = path.substr(0, path.rfind('/') + 1);
-    const common::FileDescriptor open{::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+    const common::FileDescriptor open{::open(folder.c_str(), O_RDONLY | O_CLOEXEC)};
     ::fsync(open.get());
 }
 

@@ -9,7 +9,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
-#include <sys/resource.h>
 
 #include "common/exception.h"
 #include "hawkbit/exceptions.h"
@@ -17,6 +16,7 @@
 #include "support/captured_log.h"
 #include "support/deployer_bench.h"
 #include "support/fake_http_client.h"
+#include "support/largest_file.h"
 #include "support/temporary_directory.h"
 
 namespace zephran::test {
@@ -132,6 +132,45 @@ TEST_F(ArtifactDownloadOfBytes, NothingHappensBeforeTheFirstTick) {
     EXPECT_FALSE(begin().poll());
 
     EXPECT_THAT(server.requests, IsEmpty());
+}
+
+TEST_F(ArtifactDownloadOfBytes, EmptyOneHasNoSize) {
+    task.artifact = deployment_from({"7", {{"script", "a", "1", {{"a.bin", "", ""}}}}})
+                        .chunks()
+                        .front()
+                        .artifacts()
+                        .front();
+
+    EXPECT_EQ(begin().progress().size, 0U);
+}
+
+TEST_F(ArtifactDownloadOfBytes, TickDuringATryOnlyAsksForItsEnd) {
+    std::promise<DownloadOutcome> never;
+    environment.launch = [&](const ArtifactDownload::Work& /*work*/) {
+        server.requests.emplace_back("begun");
+        return never.get_future();
+    };
+    begin();
+
+    // Long before the end if each took time.
+    constexpr unsigned ticks = 1000;
+    for (unsigned tick = 0; tick < ticks; ++tick) {
+        download->advance();
+        EXPECT_FALSE(download->poll());
+    }
+
+    EXPECT_THAT(server.requests, testing::SizeIs(1));
+}
+
+TEST_F(ArtifactDownloadOfBytes, TickAfterItsArrivalHasNoEffect) {
+    answers = {whole(content)};
+    begin();
+    run();
+
+    download->advance();
+
+    EXPECT_TRUE(download->poll());
+    EXPECT_THAT(server.requests, testing::SizeIs(1));
 }
 
 TEST_F(ArtifactDownloadOfBytes, PausesInTicksBeforeTheNextTry) {
@@ -339,27 +378,6 @@ TEST_F(ResumedDownload, WrongFileInOnePieceIsLeftToTheVerification) {
 
     EXPECT_EQ(directory.read("a.bin"), "abcdefghij");
 }
-
-/// Makes a write beyond this size fail, as a full file system does.
-class LargestFile {
-public:
-    explicit LargestFile(rlim_t bytes) {
-        EXPECT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
-        const rlimit limit{bytes, before.rlim_max};
-        EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
-        handler = std::signal(SIGXFSZ, SIG_IGN);
-    }
-    ~LargestFile() {
-        ::setrlimit(RLIMIT_FSIZE, &before);
-        static_cast<void>(std::signal(SIGXFSZ, handler));
-    }
-    LargestFile(const LargestFile&) = delete;
-    LargestFile& operator=(const LargestFile&) = delete;
-
-private:
-    rlimit before{};
-    void (*handler)(int) = nullptr;
-};
 
 class DownloadToAFullDisk : public ArtifactDownloadOfBytes {
 protected:

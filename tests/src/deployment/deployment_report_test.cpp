@@ -49,6 +49,7 @@ TEST_F(DeploymentReportOfAStep, StartOfAnInstallationNamesItsChunk) {
 
     expect_head(report, Recipient::deployment, ExecutionStatus::proceeding, FinalResult::none);
     EXPECT_THAT(report->details, ElementsAre("Installation started", "scripted:a:1"));
+    EXPECT_TRUE(report->starts_installation);
     EXPECT_FALSE(step().has_value());
 }
 
@@ -200,6 +201,15 @@ TEST_F(DeploymentReportOfAStep, SnapshotHoldsTheStateOfTheDeployer) {
     EXPECT_FALSE(snapshot.cancelling);
     EXPECT_EQ(snapshot.progress, 1U);
     EXPECT_EQ(snapshot.chunk, "scripted:b:2");
+}
+
+TEST(DeploymentReport, ThereIsNothingToCancelWithoutADeployment) {
+    const DeploymentReport report = nothing_to_cancel();
+
+    EXPECT_EQ(report.recipient, Recipient::cancellation);
+    EXPECT_EQ(report.execution, ExecutionStatus::closed);
+    EXPECT_EQ(report.result, FinalResult::success);
+    EXPECT_THAT(report.details, ElementsAre("Deployment not running. Nothing to do."));
 }
 
 }  // namespace

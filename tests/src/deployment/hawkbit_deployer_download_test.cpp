@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <filesystem>
+#include <sstream>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -8,6 +9,7 @@
 #include "deployment/hawkbit_deployer.h"
 #include "deployment/running_deployment.h"
 #include "support/deployer_bench.h"
+#include "support/largest_file.h"
 
 namespace zephran::test {
 namespace {
@@ -205,6 +207,46 @@ TEST_F(HawkbitDeployerDownload, PartialFilesOfTwoDeploymentsDoNotMeet) {
     EXPECT_FALSE(make({"8", {{"scripted", "two", "1", {{"a.part"}}}}}).owns_files());
 }
 
+TEST_F(HawkbitDeployerDownload, CountsTheBytesOfAllArtifacts) {
+    for (const unsigned attempts : {3U, 1U}) {
+        downloads.attempts = attempts;
+        make({"7",
+              {{"scripted",
+                "three",
+                std::to_string(attempts),
+                {{"a.bin"}, {"b.bin"}, {"empty", ""}}}}});
+
+        run_to_end();
+
+        EXPECT_EQ(deployer->received(), 32U) << attempts;
+    }
+}
+
+TEST_F(HawkbitDeployerDownload, TellsItsProgressOnlyWhileItDownloads) {
+    downloads.retry_delay = 1;
+    cut_off(1);
+    make({"7", {{"scripted", "a", "1", {{"a.bin"}}}}});
+
+    std::vector<std::string> told;
+    while (!deployer->has_installer()) {
+        const auto progress = deployer->download_progress();
+        std::ostringstream now;
+        if (progress && progress->bytes) {
+            now << *progress->bytes << " of ";
+        }
+        if (progress) {
+            now << progress->size << " in try " << progress->attempt;
+        }
+        if (told.empty() || told.back() != now.str()) {
+            told.push_back(now.str());
+        }
+        deployer->tick();
+    }
+
+    EXPECT_THAT(told, ElementsAre("16 in try 1", "3 of 16 in try 1", "3 of 16 in try 2",
+                                  "16 of 16 in try 2", ""));
+}
+
 class HawkbitDeployerSpace : public HawkbitDeployerDownload {
 protected:
     HawkbitDeployerSpace() {
@@ -242,6 +284,38 @@ TEST_F(HawkbitDeployerSpace, LackFailsBeforeAnyDownload) {
     EXPECT_THAT(deployer->error().error_details, HasSubstr("needed: 132\navailable: 131"));
     EXPECT_THAT(files.requests, IsEmpty());
     EXPECT_THAT(platform.prepared_downloads, ElementsAre("a.bin"));
+}
+
+TEST_F(HawkbitDeployerSpace, IsNotNeededForAnEmptyFile) {
+    available = 100;
+    make({"7", {{"scripted", "empty", "1", {{"a.bin", ""}}}}});
+
+    run_to_end();
+
+    EXPECT_TRUE(deployer->is_finished());
+}
+
+TEST_F(HawkbitDeployerSpace, MoreBytesThanAnnouncedEndTheDownload) {
+    files.on_range = [](const http::RangeWanted& /*wanted*/) {
+        return FileServer::PartialAnswer{{200, "tag", "", ""}, "content of a.bin+"};
+    };
+    make(scripted_deployment(1));
+
+    run_to_end();
+
+    EXPECT_THAT(deployer->error().error_details, HasSubstr("needed: 17\navailable: 16"));
+}
+
+TEST_F(HawkbitDeployerSpace, IsLookedAtAfterAFailedWrite) {
+    environment.free_space = [this](const std::string& path) {
+        return path == platform.temp_directory ? available : 5;
+    };
+    make(scripted_deployment(1));
+    const LargestFile full{4};
+
+    run_to_end();
+
+    EXPECT_THAT(deployer->error().error_details, HasSubstr("needed: 12\navailable: 5"));
 }
 
 TEST_F(HawkbitDeployerSpace, IsAskedForOncePerChunk) {

@@ -106,6 +106,7 @@ TEST_F(HawkbitDeployerRecords, InstallationWhoseBeginCannotBeWrittenDownFails) {
     EXPECT_TRUE(deployer->is_cancelled());
     EXPECT_EQ(deployer->error().error_message,
               "The start of the installation could not be recorded");
+    EXPECT_THAT(log.text(), HasSubstr("record_begin: action=record_begin"));
 }
 
 TEST_F(HawkbitDeployerRecords, InterruptedInstallationWithItsRecordIsResumed) {

@@ -132,6 +132,7 @@ TEST_F(DownloadDirectory, IsEmptiedOfEverythingElseInTheFolders) {
     EXPECT_FALSE(directory.has("downloads/agent-gw/.hidden"));
     EXPECT_FALSE(directory.has("downloads/agent-gw/inner"));
     EXPECT_FALSE(directory.has("downloads/agent-gone"));
+    EXPECT_THAT(log.text(), IsEmpty());
 }
 
 TEST_F(DownloadDirectory, PartialFileWithABrokenRecordGoesAfterOneLine) {
@@ -142,7 +143,7 @@ TEST_F(DownloadDirectory, PartialFileWithABrokenRecordGoesAfterOneLine) {
     EXPECT_EQ(take_over(), downloads);
 
     EXPECT_FALSE(directory.has("downloads/agent-gw"));
-    EXPECT_THAT(log.text(), HasSubstr("event=download_swept filename=" + folder +
+    EXPECT_THAT(log.text(), HasSubstr("sweep_downloads: event=download_swept filename=" + folder +
                                       "/fw.bin.part what=the record beside the partial file is "
                                       "missing or cannot be understood"));
     EXPECT_EQ(log.text().find("download_swept"), log.text().rfind("download_swept"));

@@ -17,6 +17,7 @@ namespace {
 
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::SizeIs;
 
 class PartialFileOfArtifact : public ::testing::Test {
 protected:
@@ -156,7 +157,8 @@ TEST_F(PartialFileOfArtifact, RecordThatCannotBeMadeIsALineAndNoFailure) {
 
     partial.write_record(record);
 
-    EXPECT_THAT(log.text(), HasSubstr("event=record_failed"));
+    EXPECT_THAT(logged_after("event=record_failed", log.text()), SizeIs(1));
+    EXPECT_THAT(log.text(), HasSubstr("the record cannot be made"));
 }
 
 TEST_F(PartialFileOfArtifact, TakesTheNameOfTheArtifactAtTheEnd) {

@@ -76,6 +76,7 @@ TEST(EntityTag, IsStrongIfItStandsForTheVeryBytes) {
     EXPECT_FALSE(is_strong_tag("with blank"));
     EXPECT_FALSE(is_strong_tag("line\r\nend"));
     EXPECT_FALSE(is_strong_tag("\xc3\xa4"));
+    EXPECT_FALSE(is_strong_tag("delete\x7f"));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "deployment/retry_delay.h"
 
+#include <set>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -63,6 +64,15 @@ TEST(RetryDelay, DrawnNumbersKeepTheBound) {
         EXPECT_LE(draw_number(3), 3U);
     }
     EXPECT_EQ(draw_number(0), 0U);
+}
+
+TEST(RetryDelay, DrawnNumbersDiffer) {
+    std::set<std::uint32_t> drawn;
+    for (unsigned i = 0; i < 10; ++i) {
+        drawn.insert(draw_number(1'000'000));
+    }
+
+    EXPECT_GT(drawn.size(), 1U);
 }
 
 }  // namespace

@@ -238,6 +238,20 @@ TEST_F(RunningDeploymentTest, CancellationOutsideOfAStepIsNotReportedByTheNextOn
     EXPECT_TRUE(remaining_reports().empty());
 }
 
+TEST_F(RunningDeploymentTest, GivenUpOneHasFailedAndEndsWithoutAnInstallation) {
+    run(scripted_deployment(1));
+    step(ticks_to_installer - 1);
+
+    const auto report = running->give_up(std::runtime_error{"no record"});
+
+    ASSERT_TRUE(report.has_value());
+    EXPECT_EQ(report->result, FinalResult::failure);
+    EXPECT_TRUE(running->has_failed_in_last_step());
+    EXPECT_TRUE(remaining_reports().empty());
+    EXPECT_TRUE(running->has_ended());
+    EXPECT_TRUE(part.script.started.empty());
+}
+
 TEST_F(RunningDeploymentTest, KnowsItsLinkWhateverTheQuery) {
     run(scripted_deployment(1));
     const std::string link = deployment_link;

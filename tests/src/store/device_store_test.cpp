@@ -105,6 +105,7 @@ TEST_F(DeviceStoreTest, BegunInstallationIsThatOfItsActionAndChunk) {
 
     EXPECT_TRUE(store.record_begin("7", "script:a:1", caller));
 
+    EXPECT_EQ(config.values["zephran.device.begun_installation"], "7 script:a:1");
     EXPECT_TRUE(store.has_begun("7", "script:a:1"));
     EXPECT_FALSE(store.has_begun("8", "script:a:1"));
     EXPECT_FALSE(store.has_begun("7", "script:a:2"));
@@ -120,6 +121,7 @@ TEST_F(DeviceStoreTest, BegunInstallationIsForgottenWithItsAction) {
     EXPECT_TRUE(store.has_begun("7", "script:a:1"));
     store.forget_begin("7", caller);
     EXPECT_FALSE(store.has_begun("7", "script:a:1"));
+    EXPECT_EQ(config.values.count("zephran.device.begun_installation"), 0U);
     config.writes.clear();
     store.forget_begin("7", caller);
 
@@ -364,9 +366,11 @@ TEST_F(DeviceStoreTest, PostponementIsKeptUntilItIsForgotten) {
     ASSERT_TRUE(store.postponement().has_value());
     EXPECT_EQ(store.postponement()->action_id, "an id");
     EXPECT_EQ(store.postponement()->until, 1'700'010'800);
+    EXPECT_EQ(config.values["zephran.device.postponed_deployment"], "1700010800 an id");
 
     store.forget_postponement({"somebody"});
     EXPECT_FALSE(store.postponement().has_value());
+    EXPECT_EQ(config.values.count("zephran.device.postponed_deployment"), 0U);
 }
 
 TEST_F(DeviceStoreTest, PowerlineOptionsAreReadOnEveryCall) {
