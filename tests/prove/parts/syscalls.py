@@ -13,6 +13,8 @@ OPTIONS = ("none", "shipped")
 # Without options, see docs/recovery.md: a script that was reported as started counts as done, and the file of a chunk
 # that is passed over later stays until the next boot.
 LIMITS = ("reported as finished without script", "left behind: ")
+# The same script if the server has taken that report, and its answer is lost.
+LIMIT_OF_LOST_ANSWERS, CALL_OF_ANSWERS = "reported as finished without script", "recvfrom"
 # With strict_resume, too: no note can be written in the same moment in which the script begins.
 LIMIT_OF_RECORDS = "reported as finished without script"
 # A program whose shell cannot be executed counts as one that has succeeded and written nothing.
@@ -21,6 +23,9 @@ LIMIT_OF_CHILDREN = "reported as finished without "
 NOT_MADE = "not made"
 # The call was made so that the daemon follows the virtual clock, as it does on no gateway.
 THE_CLOCKS = "the clock's"
+# The loader of programs makes the first of these before the program begins, and crashes without it: any program's does.
+THE_LOADERS = "the loader's"
+CALL_OF_THE_LOADER = ("mmap", 1, "ENOMEM")
 # The daemon could not learn that a tool has succeeded, and has said so.
 CAUTIOUS = "error, all there"
 
@@ -85,11 +90,14 @@ class Cases(Part):
         if history.has_hit_the_clock():
             return THE_CLOCKS
         if history.crashes():
-            return VIOLATION
+            is_loaders = (injection.call, injection.number, injection.fault) == CALL_OF_THE_LOADER
+            return THE_LOADERS if is_loaders and injection.place == FIRST else VIOLATION
         if (injection.fault == KILL and error == LIMIT_OF_RECORDS
                 and history.has_left_only_the_record_of_a_script()):
             return KNOWN_LIMIT
         if options == "none" and injection.fault == KILL and error.startswith(LIMITS):
+            return KNOWN_LIMIT
+        if options == "none" and injection.call == CALL_OF_ANSWERS and error == LIMIT_OF_LOST_ANSWERS:
             return KNOWN_LIMIT
         if injection.place == tracer.CHILDREN and error.startswith(LIMIT_OF_CHILDREN):
             return KNOWN_LIMIT
