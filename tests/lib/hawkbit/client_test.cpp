@@ -154,6 +154,16 @@ TEST_F(HawkbitClient, ConfigDataIsPut) {
     expect_document(server, "PUT", "/attributes", message.to_json());
 }
 
+TEST_F(HawkbitClient, FeedbackOfAnEarlierProcessIsPostedAsItWasWritten) {
+    const LoopbackHttpServer server{{answer("ignored")}};
+    Json::Value document;
+    document["id"] = "3";
+
+    client.send_feedback(common::URI{server.url("/deployment/3/feedback")}, document);
+
+    expect_document(server, "POST", "/deployment/3/feedback", document);
+}
+
 TEST_F(HawkbitClient, ErrorStatusPassesThrough) {
     const LoopbackHttpServer server{{{410, "", {}, false}, {404, "", {}, false}}};
     const auto controller = make_controller(server, false);

@@ -123,6 +123,21 @@ TEST(Trace, FurtherLinesOfAHeadAreIndented) {
                                       "\n    Accept: */*\n"));
     EXPECT_THAT(log.text(), HasSubstr("\n< HTTP/1.1 200 "));
     EXPECT_THAT(log.text(), HasSubstr("\n* "));
+    EXPECT_THAT(log.text(), Not(HasSubstr("\n\n")));
+    EXPECT_THAT(log.text(), Not(HasSubstr("\n    \n")));
+}
+
+TEST(Trace, ShowsOtherCredentialsOnlyIfToldSo) {
+    for (const bool shown : {true, false}) {
+        const test::LoopbackHttpServer server{{{200, "", {{"Set-Cookie", "id=abc"}}, false}}};
+        TransportSettings settings;
+        settings.traces_credentials = shown;
+        const CapturedLog log{"DEBUG"};
+
+        CurlImpl{settings}.send_get_request(server.url("/a"));
+
+        EXPECT_THAT(log.text(), HasSubstr(shown ? "< Set-Cookie: id=abc" : "< Set-Cookie: ***"));
+    }
 }
 
 TEST(Secret, IsMaskedWhereverItStands) {

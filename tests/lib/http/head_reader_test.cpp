@@ -33,6 +33,14 @@ TEST(HeadReader, TakesWhatADownloadNeeds) {
     EXPECT_EQ(reader.head().retry_after, "7");
 }
 
+TEST(HeadReader, AnswerWithoutAStatusHasNone) {
+    HeadReader reader;
+
+    EXPECT_FALSE(reader.add("HTTP/1.1\r\n"));
+
+    EXPECT_EQ(reader.head().status, 0U);
+}
+
 TEST(HeadReader, NeedsNeitherCarriageReturnsNorBlanks) {
     HeadReader reader;
 

@@ -84,6 +84,21 @@ TEST_F(HttpClient, CertificateIsForwarded) {
     client.set_client_certificate({CertificateType::der, "/etc/client.crt", "/etc/client.key"});
 }
 
+TEST_F(HttpClient, DownloadOfAPartIsForwarded) {
+    struct : PartialReceiver {
+        bool take_head(const AnswerHead& /*answer*/) noexcept override { return true; }
+        bool take(const char* /*data*/, std::size_t /*size*/) noexcept override { return true; }
+        [[nodiscard]] bool is_stopped() const noexcept override { return false; }
+    } receiver;
+    EXPECT_CALL(*transport, download_part("http://a/b", _, ::testing::Ref(receiver)))
+        .WillOnce([](const std::string&, const RangeWanted& wanted, PartialReceiver&) {
+            EXPECT_EQ(wanted.from, 7U);
+            EXPECT_EQ(wanted.entity_tag, "tag");
+        });
+
+    client.download_part("http://a/b", {7, "tag"}, receiver);
+}
+
 TEST_F(HttpClient, DownloadIntoMissingDirectoryIsRefusedBeforeAnyTraffic) {
     const std::string filename = "/nonexistent/directory/file";
 
