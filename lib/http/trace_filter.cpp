@@ -33,9 +33,8 @@ std::string without_user(std::string line) {
 }
 
 std::string without_value(const std::string& line) {
-    const auto end = line.find_last_not_of("\r\n");
-    return line.substr(0, line.find(':') + 1) + " " + hidden +
-           (end == std::string::npos ? "" : line.substr(end + 1));
+    const auto end = line.find_last_not_of("\r\n") + 1;
+    return line.substr(0, line.find(':') + 1) + " " + hidden + line.substr(end);
 }
 
 }  // namespace
@@ -43,11 +42,10 @@ std::string without_value(const std::string& line) {
 std::string without_credentials(const std::string& piece) {
     std::string filtered;
     for (std::size_t at = 0; at < piece.size();) {
-        const auto end = piece.find('\n', at);
-        const auto size = end == std::string::npos ? piece.size() - at : end + 1 - at;
-        const std::string line = piece.substr(at, size);
+        const auto end = std::min(piece.find('\n', at), piece.size() - 1) + 1;
+        const std::string line = piece.substr(at, end - at);
         filtered += is_secret_header(line) ? without_value(line) : without_user(line);
-        at += size;
+        at = end;
     }
     return filtered;
 }

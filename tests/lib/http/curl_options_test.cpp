@@ -10,6 +10,8 @@
 #include "http/exceptions.h"
 #include "http/httpclient_curl.h"
 #include "http/json.h"
+#include "support/captured_log.h"
+#include "support/null_receiver.h"
 
 namespace zephran::http {
 namespace {
@@ -73,6 +75,32 @@ TEST_F(CurlOptions, OfDownload) {
     EXPECT_THAT(probe.option_names(),
                 ElementsAre(CURLOPT_URL, CURLOPT_WRITEFUNCTION, CURLOPT_WRITEDATA,
                             CURLOPT_FAILONERROR, CURLOPT_ERRORBUFFER));
+}
+
+TEST_F(CurlOptions, OfDownloadBesideTheMainThread) {
+    test::NullReceiver receiver;
+
+    curl.download_part("http://a/b", {}, receiver);
+
+    EXPECT_THAT(probe.option_names(),
+                ElementsAre(CURLOPT_URL, CURLOPT_NOSIGNAL, CURLOPT_BUFFERSIZE,
+                            CURLOPT_HEADERFUNCTION, CURLOPT_HEADERDATA, CURLOPT_WRITEFUNCTION,
+                            CURLOPT_WRITEDATA, CURLOPT_NOPROGRESS, CURLOPT_XFERINFOFUNCTION,
+                            CURLOPT_XFERINFODATA, CURLOPT_FAILONERROR, CURLOPT_ERRORBUFFER));
+    EXPECT_EQ(probe.value(CURLOPT_NOSIGNAL), "1");
+    EXPECT_EQ(probe.value(CURLOPT_BUFFERSIZE), "102400");
+}
+
+TEST(TransferInTheLog, TellsItsFiguresInMillisecondsAndBytes) {
+    CurlProbe probe;
+    probe.figures = {{CURLINFO_TOTAL_TIME_T, 5'500'999}, {CURLINFO_SIZE_DOWNLOAD_T, 70}};
+    TransportSettings settings;
+    settings.log = TransferLog::all;
+    const CapturedLog log{"INFO"};
+
+    CurlImpl{settings}.send_get_request("http://a/b");
+
+    EXPECT_THAT(log.text(), testing::HasSubstr("milliseconds=5500 bytes=70\n"));
 }
 
 TEST_F(CurlOptions, OfPut) {

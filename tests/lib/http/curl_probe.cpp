@@ -77,6 +77,10 @@ CURLcode __real_curl_easy_perform(CURL* handle);
 void __real_curl_easy_cleanup(CURL* handle);
 curl_slist* __real_curl_slist_append(curl_slist* list, const char* line);
 void __real_curl_slist_free_all(curl_slist* list);
+CURLcode __real_curl_easy_getinfo(CURL* handle, CURLINFO info, ...);
+CURLSH* __real_curl_share_init();
+CURLSHcode __real_curl_share_setopt(CURLSH* share, CURLSHoption option, ...);
+CURLSHcode __real_curl_share_cleanup(CURLSH* share);
 
 CURLcode __wrap_curl_global_init(long flags) {
     if (active_probe != nullptr) {
@@ -129,6 +133,59 @@ void __wrap_curl_slist_free_all(curl_slist* list) {
         --active_probe->header_lists;
     }
     __real_curl_slist_free_all(list);
+}
+
+CURLcode __wrap_curl_easy_getinfo(CURL* handle, unsigned info_number, ...) {
+    const auto info = static_cast<CURLINFO>(info_number);
+    std::va_list arguments;
+    va_start(arguments, info_number);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start() is not seen through
+    void* const place = va_arg(arguments, void*);
+    va_end(arguments);
+    if (active_probe != nullptr && active_probe->figures.count(info) != 0) {
+        *static_cast<curl_off_t*>(place) = active_probe->figures.at(info);
+        return CURLE_OK;
+    }
+    return __real_curl_easy_getinfo(handle, info, place);
+}
+
+CURLSH* __wrap_curl_share_init() {
+    if (active_probe != nullptr && active_probe->refuse_shares) {
+        return nullptr;
+    }
+    if (active_probe != nullptr) {
+        ++active_probe->shares;
+    }
+    return __real_curl_share_init();
+}
+
+CURLSHcode __wrap_curl_share_setopt(CURLSH* share, unsigned option_number, ...) {
+    const auto option = static_cast<CURLSHoption>(option_number);
+    std::va_list arguments;
+    va_start(arguments, option_number);
+    int noted = option;
+    CURLSHcode result = CURLSHE_OK;
+    if (option == CURLSHOPT_SHARE) {
+        // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start() is not seen through
+        const int data = va_arg(arguments, int);
+        noted = -data;
+        result = __real_curl_share_setopt(share, option, data);
+    } else {
+        // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the same
+        result = __real_curl_share_setopt(share, option, va_arg(arguments, void*));
+    }
+    va_end(arguments);
+    if (active_probe != nullptr) {
+        active_probe->share_options.push_back(noted);
+    }
+    return result;
+}
+
+CURLSHcode __wrap_curl_share_cleanup(CURLSH* share) {
+    if (active_probe != nullptr) {
+        --active_probe->shares;
+    }
+    return __real_curl_share_cleanup(share);
 }
 
 // The C library's header may rename the function.

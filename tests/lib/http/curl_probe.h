@@ -28,6 +28,12 @@ public:
     /// Handles and header lists that were made and not yet given back.
     int handles = 0;
     int header_lists = 0;
+    /// What transfers tell of themselves, if set.
+    std::map<CURLINFO, curl_off_t> figures;
+    /// Shared objects that were made and not yet given back, and what they were told. What is to be
+    /// shared stands there as a negative number.
+    int shares = 0;
+    std::vector<int> share_options;
     /// Readings of the resolver's configuration, those since the last transfer.
     int resolver_readings = 0;
     std::vector<int> resolver_readings_before_transfers;
@@ -39,6 +45,7 @@ public:
     std::string error_text;
     bool refuse_handles = false;
     bool refuse_lines = false;
+    bool refuse_shares = false;
     std::map<CURLoption, CURLcode> refused_options;
     /// The buffer of the last CURLOPT_ERRORBUFFER.
     char* error_buffer = nullptr;

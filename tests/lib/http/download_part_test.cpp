@@ -64,6 +64,29 @@ TEST(DownloadPart, OfAWholeFileAsksForNoRange) {
     EXPECT_EQ(server.requests()[0].headers.count("if-range"), 0U);
 }
 
+TEST(DownloadPart, HeadCanBeRefusedHoweverItEnds) {
+    // The second head ends with the line that has nothing but its end.
+    const LoopbackHttpServer server{{HttpAnswer{200, "content", {}, false},
+                                     HttpAnswer{200, "content", {{"X", "\n\n"}}, false}}};
+    CurlImpl curl;
+    Receiver receiver;
+    receiver.takes_head = false;
+
+    EXPECT_EQ(failing_code(curl, server.url("/file"), receiver), CURLE_WRITE_ERROR);
+    EXPECT_EQ(failing_code(curl, server.url("/file"), receiver), CURLE_WRITE_ERROR);
+
+    EXPECT_EQ(receiver.body, "");
+}
+
+TEST(DownloadPart, SingleByteCanBeRefused) {
+    const LoopbackHttpServer server{{HttpAnswer{200, "x", {}, false}}};
+    CurlImpl curl;
+    Receiver receiver;
+    receiver.takes_body = false;
+
+    EXPECT_EQ(failing_code(curl, server.url("/file"), receiver), CURLE_WRITE_ERROR);
+}
+
 TEST(DownloadPart, OfTheRestNamesTheFileByItsTagAsItCame) {
     const LoopbackHttpServer server{
         {HttpAnswer{206, "tent", {{"Content-Range", "bytes 3-6/7"}}, false}}};

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "support/null_receiver.h"
 #include "support/temporary_directory.h"
 
 namespace zephran::http {
@@ -85,11 +86,7 @@ TEST_F(HttpClient, CertificateIsForwarded) {
 }
 
 TEST_F(HttpClient, DownloadOfAPartIsForwarded) {
-    struct : PartialReceiver {
-        bool take_head(const AnswerHead& /*answer*/) noexcept override { return true; }
-        bool take(const char* /*data*/, std::size_t /*size*/) noexcept override { return true; }
-        [[nodiscard]] bool is_stopped() const noexcept override { return false; }
-    } receiver;
+    test::NullReceiver receiver;
     EXPECT_CALL(*transport, download_part("http://a/b", _, ::testing::Ref(receiver)))
         .WillOnce([](const std::string&, const RangeWanted& wanted, PartialReceiver&) {
             EXPECT_EQ(wanted.from, 7U);
