@@ -27,8 +27,8 @@ bool begins_markup(const std::string& text, std::size_t position) {
     static const std::string after_bracket =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz/!?";
 
-    return text[position] == '<' && position + 1 < text.size() &&
-           after_bracket.find(text[position + 1]) != std::string::npos;
+    // Behind the last character stands a NUL.
+    return text[position] == '<' && after_bracket.find(text[position + 1]) != std::string::npos;
 }
 
 }  // namespace

@@ -57,6 +57,7 @@ TEST(CleanDetail, BlankIsInsertedWhereMarkupBegins) {
     EXPECT_EQ(clean_detail("<?x"), "< ?x");
     EXPECT_EQ(clean_detail("<<Z>"), "<< Z>");
     EXPECT_EQ(clean_detail("std::vector<int>"), "std::vector< int>");
+    EXPECT_EQ(clean_detail("<b"), "< b");
 }
 
 TEST(CleanDetail, OtherBracketsAreUnchanged) {
@@ -99,6 +100,14 @@ TEST(CleanDetails, ThirtyNinePiecesAreLeftAlone) {
     const std::string text(39 * 512, 'x');
 
     EXPECT_THAT(clean_details({text}), ElementsAre(text));
+}
+
+TEST(CleanDetails, LastPieceMayBeShort) {
+    for (const std::size_t length : {1U, 511U, 512U, 513U, 1024U, 1025U}) {
+        const std::string text(length, 'x');
+
+        EXPECT_THAT(clean_details({text}), ElementsAre(text));
+    }
 }
 
 TEST(CleanDetails, OneCharacterMoreIsShortened) {
@@ -198,6 +207,14 @@ TEST(CleanDetails, TwoLongTextsShareTheRoom) {
     EXPECT_EQ(count_pieces({cleaned[0]}), 19U);
     EXPECT_EQ(count_pieces({cleaned[1]}), 19U);
     EXPECT_EQ(cleaned[2], "z");
+}
+
+TEST(CleanDetails, TheFirstOfTwoLongTextsGetsThePieceLess) {
+    const auto cleaned = clean_details({std::string(50'000, 'x'), std::string(50'000, 'y')});
+
+    ASSERT_EQ(cleaned.size(), 2U);
+    EXPECT_EQ(count_pieces({cleaned[0]}), 19U);
+    EXPECT_EQ(count_pieces({cleaned[1]}), 20U);
 }
 
 TEST(CleanDetails, ATextBelowItsShareIsNotTouched) {
