@@ -109,10 +109,10 @@ bool read_forced(const std::string& update) {
 }
 
 std::vector<DeploymentActionMessage::Chunk::Note> read_notes(const Json::Value& metadata) {
-    std::vector<DeploymentActionMessage::Chunk::Note> notes;
     if (!metadata.isArray()) {
-        return notes;
+        return {};
     }
+    std::vector<DeploymentActionMessage::Chunk::Note> notes;
     for (const auto& pair : metadata) {
         if (pair.isObject() && pair["key"].isString() && pair["value"].isString()) {
             notes.push_back({pair["key"].asString(), pair["value"].asString()});
