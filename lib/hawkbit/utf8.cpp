@@ -36,9 +36,9 @@ bool is_within(unsigned char byte, unsigned char minimum, unsigned char maximum)
     return minimum <= byte && byte <= maximum;
 }
 
+/// Behind the last byte of a text stands a NUL, which continues no sequence.
 bool has_form(const std::string& text, std::size_t position, const SequenceForm& form) {
     if (!is_within(byte_at(text, position), form.first_min, form.first_max) ||
-        text.size() - position < form.length ||
         !is_within(byte_at(text, position + 1), form.second_min, form.second_max)) {
         return false;
     }

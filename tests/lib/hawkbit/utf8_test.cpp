@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "hawkbit/utf8.h"
 
+#include <array>
+#include <cstdint>
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -44,6 +46,51 @@ TEST(Utf8, WhatTheStandardForbidsIsNotValid) {
                                    "\xE2\x82\x41",         // wrong third byte
                                    "\xF0\x9F\x98\x41"}) {  // wrong fourth byte
         EXPECT_EQ(sequence_length(text, 0), 0U) << ::testing::PrintToString(text);
+    }
+}
+
+/// The definition of the encoding, by the number that a sequence stands for.
+std::size_t length_by_definition(const std::string& text) {
+    constexpr std::array<std::uint32_t, 5> least_number{0, 0, 0x80, 0x800, 0x10000};
+    const auto first = static_cast<unsigned char>(text[0]);
+    const std::size_t length = first < 0x80   ? 1
+                               : first < 0xC0 ? 0
+                               : first < 0xE0 ? 2
+                               : first < 0xF0 ? 3
+                               : first < 0xF8 ? 4
+                                              : 0;
+    std::uint32_t number = length < 2 ? first : first & (0x7FU >> length);
+    for (std::size_t i = 1; i < length; ++i) {
+        const auto next = static_cast<unsigned char>(text[i]);
+        if (next < 0x80 || next > 0xBF) {
+            return 0;
+        }
+        number = number << 6U | (next & 0x3FU);
+    }
+    const bool is_surrogate = number >= 0xD800 && number <= 0xDFFF;
+    const bool is_valid =
+        length < 2 || (number >= least_number.at(length) && !is_surrogate && number <= 0x10FFFF);
+    return is_valid ? length : 0;
+}
+
+TEST(Utf8, EveryPairOfFirstBytesIsWhatTheDefinitionSays) {
+    std::string text(4, '\0');
+    for (unsigned pair = 0; pair < 0x10000; ++pair) {
+        text[0] = static_cast<char>(pair >> 8U);
+        text[1] = static_cast<char>(pair & 0xFFU);
+        for (const char* const rest :
+             {"\x7F\x80", "\x80\x80", "\xBF\xBF", "\xC0\x80", "\x80\x7F", "\x80\xC0"}) {
+            text.replace(2, 2, rest);
+            if (sequence_length(text, 0) != length_by_definition(text)) {
+                ADD_FAILURE() << ::testing::PrintToString(text);
+            }
+        }
+    }
+}
+
+TEST(Utf8, SequenceThatTheEndOfTheTextCutsOffIsNotValid) {
+    for (const std::string text : {"a\xC2", "ab\xE2\x82", "abc\xF0\x9F\x98", "abcd\xF0"}) {
+        EXPECT_EQ(sequence_length(text, text.find_first_of("\xC2\xE2\xF0")), 0U);
     }
 }
 
