@@ -197,7 +197,7 @@ void DownloadTry::write(const char* data, std::size_t size) {
     }
     if (task.checks_space) {
         // Root's reserve and other writers make the figure inexact, but not the failure.
-        const std::uint64_t rest = std::max(announced_size(), bytes + 1) - bytes;
+        const std::uint64_t rest = announced_size() - bytes;
         require_space(rest, std::min(task.free_space(task.path), rest - 1));
     }
     ZEPHRAN_THROW(common::FileWriteException{} << common::filename_tag{task.path});

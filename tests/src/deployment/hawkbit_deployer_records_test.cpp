@@ -47,6 +47,16 @@ TEST_F(HawkbitDeployerRecords, VersionOfAnOverwrittenPartIsWithdrawnIfToldSo) {
     EXPECT_EQ(recorded(version_key), "");
 }
 
+TEST_F(HawkbitDeployerRecords, VersionThatCannotBeWithdrawnIsLogged) {
+    context.options.strict_records = true;
+    platform.config.values[version_key] = "0.9";
+    platform.config.read_only = true;
+
+    fail_an_installation();
+
+    EXPECT_THAT(log.text(), HasSubstr("withdraw_record: action=withdraw_record"));
+}
+
 TEST_F(HawkbitDeployerRecords, VersionOfAnOverwrittenPartStaysOtherwise) {
     platform.config.values[version_key] = "0.9";
 
