@@ -49,6 +49,7 @@ TEST(AgentStatusComparison, TellsOfWhatAReaderWouldAct) {
             status.last_result = AgentStatus::Result{"7", AgentStatus::Outcome::success, some_time};
         },
         [](AgentStatus& status) { status.download->attempt = 2; },
+        [](AgentStatus& status) { status.download.reset(); },
     };
     for (const Change& change : changes) {
         AgentStatus before;

@@ -247,8 +247,8 @@ TEST_F(RunningDeploymentTest, GivenUpOneHasFailedAndEndsWithoutAnInstallation) {
     ASSERT_TRUE(report.has_value());
     EXPECT_EQ(report->result, FinalResult::failure);
     EXPECT_TRUE(running->has_failed_in_last_step());
-    EXPECT_TRUE(remaining_reports().empty());
     EXPECT_TRUE(running->has_ended());
+    EXPECT_TRUE(remaining_reports().empty());
     EXPECT_TRUE(part.script.started.empty());
 }
 
