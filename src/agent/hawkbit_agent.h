@@ -221,9 +221,9 @@ private:
         const DeploymentReport& report) const;
     [[nodiscard]] std::optional<int> code_to_send(const DeploymentReport& report) const;
     [[nodiscard]] long epoch_seconds() const;
-    /// Whether the line with this answer of a guard is to be logged.
-    [[nodiscard]] bool is_worth_a_line(const char* guard, unsigned answer) {
-        return last_answers.is_news(guard, answer) || settings.options.log_repeats;
+    /// Whether the line with this answer of a guard, or these two, is to be logged.
+    [[nodiscard]] bool is_worth_a_line(const char* guard, bool answer, bool second = false) {
+        return last_answers.is_news(guard, answer, second) || settings.options.log_repeats;
     }
 
     std::string cancel_action_id;

@@ -13,7 +13,7 @@ bool HawkbitAgent::is_dormant() {
         unsent.hurry();
     }
     const bool status = !is_forced && !is_poll_owed() && settings.dormant;
-    if (is_worth_a_line(__func__, status ? 1U : 0U)) {
+    if (is_worth_a_line(__func__, status)) {
         ZLOG_INFO("event", "is_dormant", "status", status);
     }
     return status;
@@ -21,14 +21,14 @@ bool HawkbitAgent::is_dormant() {
 
 bool HawkbitAgent::is_backoff_delay_elapsed() {
     const bool status = control_->is_poll_forced() || backoff_end.is_past(now());
-    if (is_worth_a_line(__func__, status ? 1U : 0U)) {
+    if (is_worth_a_line(__func__, status)) {
         ZLOG_INFO("event", "is_backoff_delay_elapsed", "status", status);
     }
     return status;
 }
 
 bool HawkbitAgent::is_deployment_action_requested() {
-    if (is_worth_a_line(__func__, deployment_action_requested ? 1U : 0U)) {
+    if (is_worth_a_line(__func__, deployment_action_requested)) {
         ZLOG_DEBUG("event", "is_deployment_action_requested", "deployment_action_requested",
                    deployment_action_requested);
     }
@@ -36,7 +36,7 @@ bool HawkbitAgent::is_deployment_action_requested() {
 }
 
 bool HawkbitAgent::is_cancel_action_requested() {
-    if (is_worth_a_line(__func__, cancel_action_requested ? 1U : 0U)) {
+    if (is_worth_a_line(__func__, cancel_action_requested)) {
         ZLOG_DEBUG("event", "is_cancel_action_requested", "cancel_action_requested",
                    cancel_action_requested);
     }
@@ -44,7 +44,7 @@ bool HawkbitAgent::is_cancel_action_requested() {
 }
 
 bool HawkbitAgent::is_new_config_data_required() {
-    if (is_worth_a_line(__func__, (starting_up ? 2U : 0U) + (config_data_requested ? 1U : 0U))) {
+    if (is_worth_a_line(__func__, starting_up, config_data_requested)) {
         ZLOG_DEBUG("event", "is_new_config_data_required", "starting_up", starting_up,
                    "config_data_requested", config_data_requested);
     }
@@ -56,7 +56,7 @@ bool HawkbitAgent::has_active_deployment() {
     // ended. The offer may also have gone since this cycle decided to fetch it: its deployment has
     // ended.
     const bool status = is_deploying() || !unsent.empty();
-    if (is_worth_a_line(__func__, status ? 1U : 0U)) {
+    if (is_worth_a_line(__func__, status)) {
         ZLOG_INFO("event", "has_active_deployment", "status", status);
     }
     return status || !deployment_action_requested;
@@ -64,7 +64,7 @@ bool HawkbitAgent::has_active_deployment() {
 
 bool HawkbitAgent::is_inside_update_schedule() {
     const bool inside = !settings.schedule || settings.schedule->is_allowed_on(now());
-    if (is_worth_a_line(__func__, inside ? 1U : 0U)) {
+    if (is_worth_a_line(__func__, inside)) {
         ZLOG_INFO("event", "is_inside_update_schedule", "inside", inside);
     }
     return inside;
@@ -74,7 +74,7 @@ bool HawkbitAgent::is_automatic_update_disabled() {
     DeviceStore store{*platform::get_config()};
     const bool status =
         !store.is_automatic_update_enabled({"is_automatic_update_disabled", "event"});
-    if (is_worth_a_line(__func__, status ? 1U : 0U)) {
+    if (is_worth_a_line(__func__, status)) {
         ZLOG_INFO("event", "is_automatic_update_disabled", "status", status);
     }
     return status;
@@ -92,7 +92,7 @@ bool HawkbitAgent::is_resumed_deployment() {
         ZLOG_WARNING("event", "is_resumed_deployment", "message", "unknown action message");
         unknown_message_logged_for = deployment_action->id();
     }
-    if (is_worth_a_line(__func__, status ? 1U : 0U)) {
+    if (is_worth_a_line(__func__, status)) {
         ZLOG_INFO("event", "is_resumed_deployment", "status", status);
     }
     return status;
@@ -102,7 +102,7 @@ bool HawkbitAgent::is_user_forced() {
     const std::string accepted = control_->accepted_deployment();
     const bool is_this_one = !accepted.empty() && accepted == control_->pending_deployment()->id();
     const bool status = is_this_one || accepted == any_deployment;
-    if (is_worth_a_line(__func__, status ? 1U : 0U)) {
+    if (is_worth_a_line(__func__, status)) {
         ZLOG_INFO("event", "is_user_forced", "status", status);
     }
     return status;
@@ -110,7 +110,7 @@ bool HawkbitAgent::is_user_forced() {
 
 bool HawkbitAgent::is_forced_deployment() {
     const bool status = control_->pending_deployment()->forced();
-    if (is_worth_a_line(__func__, status ? 1U : 0U)) {
+    if (is_worth_a_line(__func__, status)) {
         ZLOG_INFO("event", "is_forced_deployment", "status", status);
     }
     return status;
@@ -123,7 +123,7 @@ bool HawkbitAgent::is_deployment_delay_elapsed() {
     // The clock may have been set forward, past the end of the window.
     const bool status =
         has_elapsed && (!settings.schedule || settings.schedule->is_allowed_on(current_time));
-    if (is_worth_a_line(__func__, status ? 1U : 0U)) {
+    if (is_worth_a_line(__func__, status)) {
         ZLOG_INFO("event", "is_deployment_delay_elapsed", "status", status);
     }
     if (has_elapsed && !status) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <future>
 #include <string>
 #include <vector>
 
@@ -7,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "http/exceptions.h"
+#include "installer/failure_code.h"
 #include "support/agent_bench.h"
 
 namespace zephran::test {
@@ -82,6 +84,35 @@ TEST_F(HawkbitAgentDeployment, InstallsEqualPrioritiesInTheOrderOfTheirNamesIfTo
     EXPECT_THAT(part.script.started, ElementsAre("a:1", "b:2"));
 }
 
+TEST_F(HawkbitAgentDeployment, EndOfTheDaemonKeepsWhatHasArrived) {
+    std::promise<void> asked;
+    files.on_range = [&](const http::RangeWanted& /*wanted*/) {
+        asked.set_value();
+        return FileServer::PartialAnswer{{200, "tag", "", ""}, "con", CURLE_PARTIAL_FILE};
+    };
+    AgentSettings settings;
+    settings.downloads.resume = true;
+    settings.downloads.attempts = 2;
+    settings.downloads.retry_delay = 1000;
+    start_deployment(scripted_deployment(1), settings);
+    constexpr unsigned ticks_to_first_try = 10;
+    tick(ticks_to_first_try);
+    asked.get_future().wait();
+
+    agent->stop();
+
+    EXPECT_TRUE(agent->is_aborted());
+    EXPECT_EQ(platform.directory.read("a.bin.part"), "con");
+}
+
+TEST_F(HawkbitAgentDeployment, EndOfTheDaemonIsTheEndOfAnAgentAtRest) {
+    make_introduced();
+
+    agent->stop();
+
+    EXPECT_TRUE(agent->is_aborted());
+}
+
 class HawkbitAgentBegin : public HawkbitAgentDeployment {
 protected:
     static constexpr const char* begin_key = "zephran.device.begun_installation";
@@ -93,6 +124,11 @@ protected:
         return settings;
     }
     bool has_record() { return platform.config.values.count(begin_key) != 0; }
+    void ask_for_cancellation() {
+        server.close_deployment();
+        server.offer_cancel("7");
+        agent->restart();
+    }
 };
 
 TEST_F(HawkbitAgentBegin, IsRecordedUntilTheClosingReport) {
@@ -124,6 +160,60 @@ TEST_F(HawkbitAgentBegin, StaysWhileTheActionIsOpenAtTheServer) {
     run_to_end_of_deployment();
 
     EXPECT_TRUE(has_record());
+}
+
+TEST_F(HawkbitAgentBegin, StaysAfterTheReportOfAChunkThatIsNotTheLast) {
+    start_deployment(scripted_deployment(2), strict());
+
+    tick_while([this] { return server.deployment_feedbacks.size() < 2; });
+
+    EXPECT_EQ(platform.config.values[begin_key], "7 scripted:a:1");
+}
+
+TEST_F(HawkbitAgentBegin, IsForgottenAfterTheReportOfACancellation) {
+    part.script.steps_to_install = 100;
+    start_deployment(scripted_deployment(1), strict());
+    tick_while([this] { return part.script.started.empty(); });
+    ask_for_cancellation();
+
+    tick_while([this] { return server.cancel_feedbacks.empty(); });
+
+    EXPECT_FALSE(has_record());
+}
+
+TEST_F(HawkbitAgentBegin, StaysAfterTheReportOfARefusedCancellation) {
+    part.script.steps_to_install = 100;
+    part.script.is_cancellable = false;
+    start_deployment(scripted_deployment(1), strict());
+    tick_while([this] { return part.script.started.empty(); });
+    ask_for_cancellation();
+
+    tick_while([this] { return server.cancel_feedbacks.empty(); });
+
+    EXPECT_TRUE(has_record());
+}
+
+TEST_F(HawkbitAgentBegin, IsForgottenWithTheAnswerThatNothingRuns) {
+    platform.config.values[begin_key] = "7 scripted:a:1";
+    make_introduced(strict());
+
+    ask_for_cancellation();
+    tick_while([this] { return server.cancel_feedbacks.empty(); });
+
+    EXPECT_FALSE(has_record());
+}
+
+TEST_F(HawkbitAgentBegin, ThatCannotBeForgottenIsLogged) {
+    part.script.steps_to_install = 2;
+    start_deployment(scripted_deployment(1), strict());
+    tick_while([this] { return part.script.started.empty(); });
+    tick();
+    ASSERT_TRUE(has_record());
+    platform.config.read_only = true;
+
+    run_to_end_of_deployment();
+
+    EXPECT_GT(count_logged("forget_begin: action=forget_begin"), 0U);
 }
 
 TEST_F(HawkbitAgentDeployment, FeedbackCarriesTimeAndAddress) {
@@ -183,6 +273,20 @@ TEST_F(HawkbitAgentDeployment, CodeOfAFailureGoesWithTheClosingReport) {
     run_to_end_of_deployment();
 
     EXPECT_EQ(server.deployment_feedbacks.back().message.code, 404);
+}
+
+TEST_F(HawkbitAgentDeployment, CodeOfAFailureGoesWithTheAnswerToACancellationToo) {
+    part.script.steps_to_install = 100;
+    part.script.is_cancellable = false;
+    start_deployment(scripted_deployment(1), with_codes());
+    tick_while([this] { return part.script.started.empty(); });
+    server.close_deployment();
+    server.offer_cancel("7");
+    agent->restart();
+
+    tick_while([this] { return server.cancel_feedbacks.empty(); });
+
+    EXPECT_EQ(server.cancel_feedbacks.back().message.code, failure_code::other);
 }
 
 TEST_F(HawkbitAgentDeployment, SuccessHasNoCode) {

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <optional>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "agent/hawkbit_agent.h"
 #include "http/exceptions.h"
+#include "support/captured_log.h"
+#include "support/fake_platform.h"
 #include "support/loopback_http_server.h"
 #include "support/temporary_directory.h"
 
@@ -68,6 +71,24 @@ TEST_F(RealEnvironment, TrustOnlyTheCaBundleForTheServerAndInDownloads) {
 TEST_F(RealEnvironment, PresentNoCertificateByThemselves) {
     EXPECT_EQ(error_of_poll({}), CURLE_SSL_CONNECT_ERROR);
     EXPECT_EQ(error_of_download({}), CURLE_SSL_CONNECT_ERROR);
+}
+
+TEST(RealAgent, AsksForItselfInTheDefaultTenantOverTls) {
+    const FakePlatform platform;
+    const LoopbackHttpServer server{{}};
+    http::TransportSettings transport;
+    transport.log = http::TransferLog::failures;
+    const CapturedLog log{"INFO"};
+    HawkbitAgent agent{server.authority(), "gateway", transport};
+    agent.configure({});
+    constexpr unsigned ticks_to_first_poll = 3;
+
+    for (unsigned i = 0; i < ticks_to_first_poll; ++i) {
+        agent.tick();
+    }
+
+    EXPECT_THAT(log.text(), ::testing::HasSubstr("path=/DEFAULT/controller/v1/gateway code=" +
+                                                 std::to_string(CURLE_SSL_CONNECT_ERROR)));
 }
 
 }  // namespace

@@ -81,6 +81,17 @@ TEST_F(HawkbitAgentPostponement, IsKeptInTheStore) {
     EXPECT_EQ(count_logged("event=postpone_deployment action_id=7"), 1U);
 }
 
+TEST_F(HawkbitAgentPostponement, ThatCannotBeKeptIsLogged) {
+    wait_with(extended());
+    platform.config.read_only = true;
+
+    postpone(hours{3});
+
+    EXPECT_GT(count_logged("postpone_deployment: action=postpone_deployment message=could not"),
+              0U);
+    EXPECT_EQ(status().delay_until, now + hours{3});
+}
+
 TEST_F(HawkbitAgentPostponement, SurvivesARestart) {
     platform.config.values[kept] = "1700010800 7";
     make_introduced(extended());

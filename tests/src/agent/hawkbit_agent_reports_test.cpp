@@ -225,6 +225,26 @@ TEST_F(HawkbitAgentReports, CancelEndsADeploymentThatWaitsForItsReport) {
                 ElementsAre("status", "fetch cancel", started, "cancel 7 closed success"));
 }
 
+TEST_F(HawkbitAgentReports, RefusedAnswerToACancellationIsShortened) {
+    part.script.steps_to_install = 100;
+    part.script.is_cancellable = false;
+    begin();
+    tick_while([this] { return part.script.started.empty(); });
+    const std::size_t before = server.reports.size();
+    server.answer_reports({413});
+    server.close_deployment();
+    server.offer_cancel("7");
+
+    agent->restart();
+    tick_while([&] { return server.reports.size() < before + 2; });
+
+    const auto details = [](const Json::Value& report) {
+        return report["status"]["details"].size();
+    };
+    EXPECT_GT(details(server.reports[before].second), 1U);
+    EXPECT_EQ(details(server.reports[before + 1].second), 1U);
+}
+
 TEST_F(HawkbitAgentReports, WithdrawnDeploymentEndsAlthoughItsReportWasNotTaken) {
     begin();
     server.answer_reports({unanswered, 410});
@@ -236,6 +256,8 @@ TEST_F(HawkbitAgentReports, WithdrawnDeploymentEndsAlthoughItsReportWasNotTaken)
 
     EXPECT_THAT(part.script.started, IsEmpty());
     EXPECT_THAT(server.exchanges, ElementsAre("status"));
+    // Without a wait for the back-off.
+    EXPECT_EQ(server.reports.size(), 2U);
 }
 
 TEST_F(HawkbitAgentReports, KeptEndIsSentBeforeTheFirstPollOfTheNextProcess) {

@@ -207,6 +207,43 @@ TEST_F(HawkbitAgentStatus, NamesTheChunkThatADeploymentIsAt) {
     EXPECT_FALSE(status().download);
 }
 
+TEST_F(HawkbitAgentStatus, CountsTheBytesOfADeploymentThatRuns) {
+    part.script.steps_to_install = 100;
+    start_deployment(scripted_deployment(1), observed());
+
+    tick_while([this] { return part.script.started.empty(); });
+
+    EXPECT_EQ(status().counters.bytes, std::string{"content of a.bin"}.size());
+}
+
+TEST_F(HawkbitAgentStatus, NamesNoDownloadWhileAReportHoldsIt) {
+    AgentSettings settings = observed();
+    settings.reports.retries = true;
+    start_deployment(scripted_deployment(2), settings);
+    server.answer_reports({200, 503});
+    tick_while([this] { return server.reports.size() < 2; });
+
+    EXPECT_EQ(status().state, State::reporting);
+    EXPECT_EQ(status().chunk, 2U);
+    EXPECT_FALSE(status().download);
+}
+
+TEST_F(HawkbitAgentStatus, WaitsForNothingOutsideOfAWait) {
+    make_introduced(scheduled(every_day));
+    EXPECT_EQ(status().state, State::idle);
+    EXPECT_EQ(status().delay_until, std::nullopt);
+    offer(soft_deployment());
+    run_cycle();
+    tick(5);
+    ASSERT_EQ(status().state, State::waiting_delay);
+
+    agent->accept_deployment(HawkbitAgent::any_deployment);
+    tick_while([this] { return !agent->is_deploying(); });
+    tick();
+
+    EXPECT_EQ(status().delay_until, std::nullopt);
+}
+
 TEST_F(HawkbitAgentStatus, TellsOfAFailedDeployment) {
     part.script.fails_while_installing = true;
     start_deployment(scripted_deployment(1), observed());

@@ -9,27 +9,36 @@ namespace {
 TEST(LastAnswers, FirstAnswerIsNews) {
     LastAnswers answers;
 
-    EXPECT_TRUE(answers.is_news("is_dormant", 0));
-    EXPECT_TRUE(answers.is_news("is_waiting", 0));
+    EXPECT_TRUE(answers.is_news("is_dormant", false));
+    EXPECT_TRUE(answers.is_news("is_waiting", false));
 }
 
 TEST(LastAnswers, OnlyAnotherAnswerIsNewsAfterThat) {
     LastAnswers answers;
-    static_cast<void>(answers.is_news("is_dormant", 0));
+    static_cast<void>(answers.is_news("is_dormant", false));
 
-    EXPECT_FALSE(answers.is_news("is_dormant", 0));
-    EXPECT_TRUE(answers.is_news("is_dormant", 1));
-    EXPECT_FALSE(answers.is_news("is_dormant", 1));
-    EXPECT_TRUE(answers.is_news("is_dormant", 0));
+    EXPECT_FALSE(answers.is_news("is_dormant", false));
+    EXPECT_TRUE(answers.is_news("is_dormant", true));
+    EXPECT_FALSE(answers.is_news("is_dormant", true));
+    EXPECT_TRUE(answers.is_news("is_dormant", false));
+}
+
+TEST(LastAnswers, SecondAnswerIsOneOfItsOwn) {
+    LastAnswers answers;
+    static_cast<void>(answers.is_news("is_dormant", true, false));
+
+    EXPECT_FALSE(answers.is_news("is_dormant", true, false));
+    EXPECT_TRUE(answers.is_news("is_dormant", false, true));
+    EXPECT_TRUE(answers.is_news("is_dormant", true, true));
 }
 
 TEST(LastAnswers, GuardsAreKeptApartByTheirNames) {
     LastAnswers answers;
     const std::string name = "is_dormant";
-    static_cast<void>(answers.is_news("is_dormant", 1));
+    static_cast<void>(answers.is_news("is_dormant", true));
 
-    EXPECT_TRUE(answers.is_news("is_waiting", 1));
-    EXPECT_FALSE(answers.is_news(name.c_str(), 1));
+    EXPECT_TRUE(answers.is_news("is_waiting", true));
+    EXPECT_FALSE(answers.is_news(name.c_str(), true));
 }
 
 }  // namespace
