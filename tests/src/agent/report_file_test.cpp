@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/report_file.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 
@@ -10,11 +11,14 @@
 #include <unistd.h>
 
 #include "support/captured_log.h"
+#include "support/largest_file.h"
+#include "support/noted_syncs.h"
 #include "support/temporary_directory.h"
 
 namespace zephran {
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
@@ -89,6 +93,106 @@ TEST_F(ReportFileTest, IsForTheDaemonsUserOnly) {
     ASSERT_EQ(stat(path().c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777U, 0600U);
     EXPECT_EQ(names().size(), 1U);
+}
+
+TEST_F(ReportFileTest, HasANameThatOtherVersionsKnow) {
+    file.save(closing());
+
+    EXPECT_THAT(names(), ElementsAre("report-1475dfeb03144be962621d5fbf7ce0f1"));
+}
+
+TEST_F(ReportFileTest, IsOnTheDiskWithItsNameAndSoIsItsEnd) {
+    const NotedSyncs syncs;
+    const std::string folder = directory.path();
+
+    file.save(closing());
+    const std::string written = path();
+    EXPECT_THAT(syncs.paths(), ElementsAre(written + ".new", folder));
+    EXPECT_EQ(syncs.all().front().bytes, std::filesystem::file_size(written));
+    file.remove();
+
+    EXPECT_THAT(syncs.paths(), ElementsAre(written + ".new", folder, folder));
+    EXPECT_FALSE(syncs.is_any_inherited());
+}
+
+TEST_F(ReportFileTest, FolderThatCannotBeSyncedIsNoFailure) {
+    NotedSyncs syncs;
+    syncs.fail(directory.path(), EINVAL);
+
+    file.save(closing());
+
+    EXPECT_TRUE(file.load());
+    EXPECT_THAT(log.text(), IsEmpty());
+}
+
+TEST_F(ReportFileTest, FailedSyncIsLogged) {
+    file.save(closing());
+    const std::string written = path();
+    for (const std::string& failing : {written + ".new", directory.path()}) {
+        NotedSyncs syncs;
+        syncs.fail(failing, EIO);
+        file.save(closing());
+    }
+
+    EXPECT_THAT(
+        logged_after("the report cannot be kept over the end of the process what=", log.text()),
+        ElementsAre("Input/output error", "Input/output error"));
+}
+
+TEST_F(ReportFileTest, IsReplacedAsAWhole) {
+    file.save(closing());
+    UnsentReport other = closing();
+    other.shorten();
+    {
+        const LargestFile full{4};
+        file.save(other);
+    }
+
+    ASSERT_EQ(names().size(), 2U);
+    const auto loaded = file.load();
+    ASSERT_TRUE(loaded);
+    EXPECT_FALSE(loaded->is_shortened);
+    EXPECT_THAT(log.text(), HasSubstr("the report cannot be kept over the end of the process"));
+    // What is left of the attempt is not in the way of the next one.
+    file.save(other);
+    EXPECT_TRUE(file.load()->is_shortened);
+}
+
+TEST_F(ReportFileTest, DirectoryInTheWayOfTheNewOneIsLogged) {
+    file.save(closing());
+    std::filesystem::create_directory(path() + ".new");
+
+    file.save(closing());
+
+    EXPECT_THAT(log.text(), HasSubstr("what=File exists\n"));
+}
+
+TEST_F(ReportFileTest, IsReadableWhateverTheMask) {
+    const mode_t former = umask(0777);
+    file.save(closing());
+    umask(former);
+
+    EXPECT_TRUE(file.load());
+}
+
+TEST_F(ReportFileTest, OneThatCannotBeRemovedIsLogged) {
+    file.save(closing());
+    const std::string written = path();
+    std::filesystem::remove(written);
+    std::filesystem::create_directory(written);
+
+    file.remove();
+
+    EXPECT_THAT(log.text(), HasSubstr("the kept report cannot be removed"));
+}
+
+TEST_F(ReportFileTest, RemovalIsNoFailureWhateverFailedBefore) {
+    file.save(closing());
+
+    errno = EIO;
+    file.remove();
+
+    EXPECT_THAT(log.text(), IsEmpty());
 }
 
 TEST_F(ReportFileTest, IsReplacedAndRemoved) {
@@ -222,6 +326,13 @@ TEST_F(ReportFileTest, HugeFileIsDropped) {
     std::filesystem::resize_file(path(), 1'048'577);
 
     expect_dropped("not a file that this daemon has written");
+}
+
+TEST_F(ReportFileTest, LargestFileIsRead) {
+    file.save(closing());
+    std::filesystem::resize_file(path(), 1'048'576);
+
+    EXPECT_TRUE(file.load());
 }
 
 TEST_F(ReportFileTest, LinkIsDroppedAndItsTargetStays) {

@@ -110,5 +110,41 @@ TEST_F(StatusLogTest, TheSpeedOfOneArtifactIsNotThatOfTheNext) {
     EXPECT_EQ(next.download->speed, std::nullopt);
 }
 
+TEST_F(StatusLogTest, TheSpeedIsForgottenWhileNobodyCountsTheBytes) {
+    AgentStatus uncounted = downloading(0);
+    uncounted.download->bytes.reset();
+    log.tell(downloading(100));
+    steady += seconds{1};
+    log.tell(uncounted);
+    steady += seconds{1};
+
+    const AgentStatus next = log.tell(downloading(900));
+
+    EXPECT_EQ(next.download->speed, std::nullopt);
+    EXPECT_EQ(observer->progresses.size(), 2U);
+}
+
+TEST_F(StatusLogTest, TellsOfProgressAfterNineTenthsOfASecond) {
+    log.tell(downloading(100));
+    steady += milliseconds{900} - std::chrono::nanoseconds{1};
+    log.tell(downloading(101));
+    EXPECT_EQ(observer->progresses.size(), 1U);
+
+    steady += std::chrono::nanoseconds{1};
+    log.tell(downloading(102));
+
+    EXPECT_EQ(observer->progresses.size(), 2U);
+}
+
+TEST_F(StatusLogTest, TellsOfTheSameBytesOfAnotherArtifact) {
+    log.tell(downloading(1));
+    log.tell({});
+    steady += seconds{1};
+
+    log.tell(downloading(1));
+
+    EXPECT_EQ(observer->progresses.size(), 2U);
+}
+
 }  // namespace
 }  // namespace zephran

@@ -43,7 +43,8 @@ protected:
                           << http::curlcode_tag{CURLE_COULDNT_CONNECT});
         }
         if (status != taken) {
-            ZEPHRAN_THROW(http::HttpErrorCodeException{} << http::httpcode_tag{status});
+            ZEPHRAN_THROW(http::HttpErrorCodeException{} << http::httpcode_tag{status}
+                                                         << http::httpurl_tag{"second line"});
         }
     }
 
@@ -96,6 +97,23 @@ TEST_F(UnsentReportsTest, WaitForABackOffThatGrows) {
     EXPECT_THAT(log.text(), HasSubstr("curlcode: 7"));
 }
 
+TEST_F(UnsentReportsTest, BackOffIsShortAgainAfterAnAnswer) {
+    answer = no_answer;
+    add(Kind::step, "first");
+    for (unsigned failures = 0; failures < 8; ++failures) {
+        let_pass(std::chrono::hours{24});
+    }
+    answer = taken;
+    let_pass(std::chrono::hours{24});
+    ASSERT_TRUE(reports.empty());
+
+    answer = no_answer;
+    add(Kind::step, "second");
+    reports.send_due();
+
+    EXPECT_LE(reports.retry_time() - now, 2 * least_backoff);
+}
+
 TEST_F(UnsentReportsTest, NoneOvertakesTheOneThatWaits) {
     answer = 503;
     add(Kind::step, "first");
@@ -144,7 +162,8 @@ TEST_F(UnsentReportsTest, RefusedOneIsSentOnceMoreWithItsFirstDetail) {
     EXPECT_THAT(log.text(), HasSubstr("event=report_shortened"));
     EXPECT_THAT(log.text(), HasSubstr("ERROR"));
     EXPECT_THAT(log.text(), HasSubstr("event=report_dropped"));
-    EXPECT_THAT(log.text(), HasSubstr("httpcode: 413"));
+    EXPECT_THAT(log.text(), HasSubstr("HTTP server returned an error code, httpcode: 413\n"));
+    EXPECT_THAT(log.text(), Not(HasSubstr("second line")));
 }
 
 TEST_F(UnsentReportsTest, ObsoleteOneIsDroppedWithAWarning) {

@@ -10,11 +10,13 @@
 #include "common/exception.h"
 #include "support/captured_log.h"
 #include "support/make_chunk.h"
+#include "support/noted_syncs.h"
 #include "support/temporary_directory.h"
 
 namespace zephran {
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
@@ -159,6 +161,16 @@ TEST_F(PartialFileOfArtifact, RecordThatCannotBeMadeIsALineAndNoFailure) {
 
     EXPECT_THAT(logged_after("event=record_failed", log.text()), SizeIs(1));
     EXPECT_THAT(log.text(), HasSubstr("the record cannot be made"));
+}
+
+TEST_F(PartialFileOfArtifact, HasItsRecordOnTheDiskBeforeItsBytesArrive) {
+    const NotedSyncs syncs;
+
+    partial.write_record(record);
+
+    EXPECT_THAT(syncs.paths(), ElementsAre(directory.path(".fw.bin.part"), directory.path()));
+    EXPECT_EQ(syncs.all().front().bytes, record.to_text().size());
+    EXPECT_FALSE(syncs.is_any_inherited());
 }
 
 TEST_F(PartialFileOfArtifact, TakesTheNameOfTheArtifactAtTheEnd) {

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <filesystem>
 #include <string>
-#include <vector>
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -13,23 +12,13 @@
 #include <unistd.h>
 
 #include "common/exception.h"
+#include "support/noted_syncs.h"
 #include "support/temporary_directory.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-/// What has been synced, and what to answer.
-struct Syncs {
-    std::vector<std::string> paths;
-    std::uintmax_t bytes_of_first = 0;
-    bool inheritable = false;
-    /// By path; any other call succeeds.
-    std::string failing;
-    int error = 0;
-};
-
-Syncs syncs;
 unsigned writes_to_fail = 0;
 
 }  // namespace
@@ -45,22 +34,6 @@ extern "C" ssize_t __wrap_write(int descriptor, const void* data, std::size_t si
     errno = EIO;
     return -1;
 }
-
-extern "C" int __wrap_fsync(int descriptor) {
-    const std::string path =
-        fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor)).string();
-    if (syncs.paths.empty()) {
-        syncs.bytes_of_first = fs::file_size(path);
-    }
-    syncs.paths.push_back(path);
-    syncs.inheritable = syncs.inheritable || (static_cast<unsigned>(fcntl(descriptor, F_GETFD)) &
-                                              unsigned{FD_CLOEXEC}) == 0;
-    if (path == syncs.failing) {
-        errno = syncs.error;
-        return -1;
-    }
-    return 0;
-}
 // NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 namespace zephran::installer {
@@ -71,7 +44,6 @@ using testing::ElementsAre;
 class FileCopy : public testing::Test {
 protected:
     FileCopy() {
-        syncs = {};
         directory.write("source", "firmware");
         fs::create_directory(directory.path("folder"));
     }
@@ -88,6 +60,7 @@ protected:
         return {};
     }
 
+    NotedSyncs syncs;
     TemporaryDirectory directory;
     std::string destination = directory.path("folder/copy");
 };
@@ -96,14 +69,14 @@ TEST_F(FileCopy, FileAndThenItsFolderAreOnTheDiskWhenItEnds) {
     copy();
 
     EXPECT_EQ(directory.read("folder/copy"), "firmware");
-    EXPECT_THAT(syncs.paths, ElementsAre(destination, directory.path("folder")));
-    EXPECT_EQ(syncs.bytes_of_first, std::string{"firmware"}.size());
+    EXPECT_THAT(syncs.paths(), ElementsAre(destination, directory.path("folder")));
+    EXPECT_EQ(syncs.all().front().bytes, std::string{"firmware"}.size());
 }
 
 TEST_F(FileCopy, ProgramsInheritNeitherOfThem) {
     copy();
 
-    EXPECT_FALSE(syncs.inheritable);
+    EXPECT_FALSE(syncs.is_any_inherited());
 }
 
 TEST_F(FileCopy, WhoMayReadTheCopyIsUpToTheMask) {
@@ -133,26 +106,24 @@ TEST_F(FileCopy, FolderOfABareNameIsTheWorkingDirectory) {
     copy();
 
     fs::current_path(former);
-    EXPECT_THAT(syncs.paths, ElementsAre(directory.path("folder/copy"), directory.path("folder")));
+    EXPECT_THAT(syncs.paths(),
+                ElementsAre(directory.path("folder/copy"), directory.path("folder")));
 }
 
 TEST_F(FileCopy, FileThatCannotBeSyncedIsAnError) {
-    syncs.failing = destination;
-    syncs.error = EIO;
+    syncs.fail(destination, EIO);
 
     EXPECT_EQ(path_in_failure<common::FileWriteException>(), destination);
 }
 
 TEST_F(FileCopy, FolderThatCannotBeSyncedIsAnError) {
-    syncs.failing = directory.path("folder");
-    syncs.error = EIO;
+    syncs.fail(directory.path("folder"), EIO);
 
     EXPECT_EQ(path_in_failure<common::FileWriteException>(), destination);
 }
 
 TEST_F(FileCopy, FileSystemWithoutSyncOfFoldersIsAccepted) {
-    syncs.failing = directory.path("folder");
-    syncs.error = EINVAL;
+    syncs.fail(directory.path("folder"), EINVAL);
 
     EXPECT_NO_THROW(copy());
 }
