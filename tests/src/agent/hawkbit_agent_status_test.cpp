@@ -228,6 +228,22 @@ TEST_F(HawkbitAgentStatus, NamesNoDownloadWhileAReportHoldsIt) {
     EXPECT_FALSE(status().download);
 }
 
+TEST_F(HawkbitAgentStatus, NamesNoDownloadOfAChunkWithoutArtifacts) {
+    part.script.steps_to_install = 100;
+    make_introduced(observed());
+    offer({"7", {{"scripted", "a", "1", {}}}});
+    agent->restart();
+
+    bool was_downloading = false;
+    tick_while([&] {
+        EXPECT_FALSE(status().download);
+        was_downloading = was_downloading || status().state == State::downloading;
+        return part.script.started.empty();
+    });
+
+    EXPECT_TRUE(was_downloading);
+}
+
 TEST_F(HawkbitAgentStatus, WaitsForNothingOutsideOfAWait) {
     make_introduced(scheduled(every_day));
     EXPECT_EQ(status().state, State::idle);
