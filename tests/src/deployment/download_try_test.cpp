@@ -18,9 +18,10 @@ namespace {
 using Answer = FileServer::PartialAnswer;
 using Result = DownloadOutcome::Result;
 
-constexpr const char* content = "0123456789";
+constexpr const char* ten_bytes = "0123456789";
 
-Answer whole(const std::string& bytes, const std::string& tag = "tag", CURLcode end = CURLE_OK) {
+Answer whole_file(const std::string& bytes, const std::string& tag = "tag",
+                  CURLcode end = CURLE_OK) {
     return {{200, tag, "", ""}, bytes, end};
 }
 
@@ -32,7 +33,7 @@ Answer rest_after_four(const std::string& bytes) {
 class DownloadTryOfTenBytes : public ::testing::Test {
 protected:
     DownloadTryOfTenBytes() {
-        announce(content);
+        announce(ten_bytes);
         task.url = ArtifactText::secure_link("a.bin");
         task.path = directory.path("a.bin");
         task.resumes = true;
@@ -54,7 +55,7 @@ protected:
 
     /// What an earlier try has left.
     void leave(const std::string& bytes) {
-        ASSERT_EQ(run(whole(bytes, "tag", CURLE_PARTIAL_FILE)).result, Result::failed);
+        ASSERT_EQ(run(whole_file(bytes, "tag", CURLE_PARTIAL_FILE)).result, Result::failed);
     }
 
     [[nodiscard]] ResumeRecord stored_record() const {
@@ -93,7 +94,7 @@ TEST_F(DownloadTryOfTenBytes, PartOfAFileWithAnotherSumIsOfNoUse) {
     leave("0123");
     announce("0123456780");
 
-    EXPECT_EQ(run(whole("0123456780")).result, Result::arrived);
+    EXPECT_EQ(run(whole_file("0123456780")).result, Result::arrived);
 
     EXPECT_EQ(server.ranges.back().from, 0U);
     EXPECT_EQ(directory.read("a.bin"), "0123456780");
@@ -112,7 +113,7 @@ TEST_F(DownloadTryOfTenBytes, BytesOfAnEarlierTryAreThereFromTheStart) {
 TEST_F(DownloadTryOfTenBytes, WholeFileInsteadOfTheRestIsCountedFromItsStart) {
     leave("0123");
 
-    const DownloadOutcome outcome = run(whole("01234", "new", CURLE_PARTIAL_FILE));
+    const DownloadOutcome outcome = run(whole_file("01234", "new", CURLE_PARTIAL_FILE));
 
     EXPECT_EQ(outcome.bytes, 5U);
     EXPECT_EQ(current->bytes_there(), 5U);
@@ -127,7 +128,7 @@ TEST_F(DownloadTryOfTenBytes, NothingIsThereWhileTheWholeFileIsOnItsWay) {
         there = current->bytes_there();
     };
 
-    run(whole(content));
+    run(whole_file(ten_bytes));
 
     EXPECT_EQ(there, 0U);
 }
@@ -153,7 +154,7 @@ TEST_F(DownloadTryOfTenBytes, CompleteFileWithAWrongSumBeginsAnew) {
 }
 
 TEST_F(DownloadTryOfTenBytes, StopEndsTheVerificationOfWhatIsThere) {
-    leave(content);
+    leave(ten_bytes);
     stopped = true;
 
     const DownloadOutcome outcome = run({{416, "", "", ""}});
@@ -164,7 +165,7 @@ TEST_F(DownloadTryOfTenBytes, StopEndsTheVerificationOfWhatIsThere) {
     } catch (const http::HttpRequestException& error) {
         EXPECT_EQ(*boost::get_error_info<http::curlcode_tag>(error), CURLE_ABORTED_BY_CALLBACK);
     }
-    EXPECT_EQ(directory.read("a.bin.part"), content);
+    EXPECT_EQ(directory.read("a.bin.part"), ten_bytes);
 }
 
 class DownloadTryWithLittleSpace : public DownloadTryOfTenBytes {
@@ -196,7 +197,7 @@ TEST_F(DownloadTryWithLittleSpace, RestBeyondTheAnnouncedSizeDoesNotFit) {
 TEST_F(DownloadTryWithLittleSpace, NothingFitsIntoAnEmptyArtifact) {
     announce("");
 
-    EXPECT_EQ(lack(run(whole("+"))), "needed: 1\navailable: 0");
+    EXPECT_EQ(lack(run(whole_file("+"))), "needed: 1\navailable: 0");
 }
 
 TEST_F(DownloadTryWithLittleSpace, FailedWriteTellsWhatTheRestNeeds) {
