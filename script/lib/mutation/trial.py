@@ -14,7 +14,7 @@ from . import sandbox
 from .change import Mutation
 from .results import KILLED, STILLBORN, SURVIVED, TIMED_OUT, UNREACHED, Verdict
 from .schema import is_choosable, write_schema
-from .tree import Tree
+from .tree import Compiled, Tree
 
 GRACE_SECONDS = 4.0
 TIMES_SLOWER = 4.0
@@ -98,16 +98,21 @@ class Trial:
         changed = overlay / pathlib.PurePosixPath(self.source).relative_to(self.source.split("/")[0])
         changed.parent.mkdir(parents=True, exist_ok=True)
         changed.write_text(text, encoding="utf-8")
-        objects: Objects = {}
-        for target in self.tree.objects_of(self.source, program):
-            own = self.tree.compile_commands[target]
-            original = pathlib.Path(own[own.index("-c") + 1])
-            is_itself = original == self.tree.root / self.source
-            objects[target] = self.work / f"{len(objects)}.o"
-            done = self.tree.compile(target, changed if is_itself else original, objects[target], overlay)
-            if not done.ok:
-                return False, done.errors, {}
+        targets = self.tree.objects_of(self.source, program)
+        objects = {target: self.work / f"{number}.o" for number, target in enumerate(targets)}
+        # What the first object refuses, the others refuse too: a header can have very many.
+        with ThreadPoolExecutor(self.jobs) as pool:
+            for group in (targets[:1], targets[1:]):
+                done = list(pool.map(lambda one: self._compile_object(one, changed, objects[one], overlay), group))
+                if not all(one.ok for one in done):
+                    return False, "".join(one.errors for one in done), {}
         return True, "", objects
+
+    def _compile_object(self, target: str, changed: pathlib.Path, to: pathlib.Path, overlay: pathlib.Path) -> Compiled:
+        own = self.tree.compile_commands[target]
+        original = pathlib.Path(own[own.index("-c") + 1])
+        is_itself = original == self.tree.root / self.source
+        return self.tree.compile(target, changed if is_itself else original, to, overlay)
 
     def _compile_together(self, program: str, numbers: set[int]) -> tuple[set[int], Objects]:
         for _ in range(ROUNDS):
