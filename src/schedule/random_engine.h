@@ -9,10 +9,10 @@ namespace zephran {
 /// Spreads the load of many devices on one update server. Not for cryptography.
 using RandomEngine = std::linear_congruential_engine<unsigned int, 16807, 0, 2147483647>;
 
-/// Accepts any seed; a multiple of the modulus counts as 1.
+/// Accepts any seed. A multiple of the modulus counts as 1, as the C++ standard demands of an
+/// engine without an increment (rand.eng.lcong).
 inline RandomEngine make_random_engine(unsigned long long seed) {
-    const auto state = static_cast<unsigned int>(seed % RandomEngine::modulus);
-    return RandomEngine{state == 0 ? 1 : state};
+    return RandomEngine{static_cast<unsigned int>(seed % RandomEngine::modulus)};
 }
 
 /// Seeded from the system clock.

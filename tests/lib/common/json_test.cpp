@@ -71,6 +71,10 @@ TEST(JSONValueExtractor, RequiresTheExactType) {
     EXPECT_THROW(extract(object, "a", Json::realValue), UnexpectedTypeException);
 }
 
+TEST(JSONValueExtractor, NamesTheFailure) {
+    EXPECT_STREQ(UnexpectedTypeException{}.what(), "Unexpected type in JSON object");
+}
+
 TEST(JSONValueExtractor, ReportsKeyAndBothTypes) {
     const auto object = parse(R"({"a": 5})");
     const auto failing = [&object] { extract(object, "a", Json::stringValue); };

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -150,6 +151,19 @@ TEST_F(LockFileTest, UnlockTakesItFromProgramsToo) {
     POpen running{program.command(), {}, lock.descriptor()};
 
     lock.unlock();
+
+    EXPECT_TRUE(is_free());
+    program.end();
+    EXPECT_EQ(running.wait(0), 0);
+}
+
+TEST_F(LockFileTest, EndOfTheObjectTakesItFromProgramsToo) {
+    const WaitingProgram program;
+    std::optional<LockFile> held{path};
+    ASSERT_TRUE(held->try_to_lock());
+    POpen running{program.command(), {}, held->descriptor()};
+
+    held.reset();
 
     EXPECT_TRUE(is_free());
     program.end();

@@ -85,6 +85,10 @@ TEST_F(SHA256Failure, DigestThatCannotBeFinishedIsReported) {
     }
 }
 
+TEST_F(SHA256Failure, FailureSaysWhichSumIsMissing) {
+    EXPECT_STREQ(SHA256Exception{}.what(), "Failed to calculate SHA-256 sum");
+}
+
 TEST_F(SHA256Failure, DigestWhoseSuccessorCannotBeBegunIsReported) {
     SHA256 sha256;
     sha256_functions.init_result = 0;

@@ -32,9 +32,15 @@ TEST(Deadline, IsReachedBeforeTheTimeAtWhichItWasSet) {
     EXPECT_TRUE(deadline.is_past(noon - hours{1} - instant));
 }
 
+TEST(Deadline, TellsItsTime) {
+    EXPECT_EQ((Deadline{noon, noon - hours{1}}.when()), noon);
+}
+
 TEST(Deadline, IsPastUntilItIsSet) {
     const Deadline never_set;
+    const Deadline::time_point before_the_epoch{Deadline::time_point::duration{-1}};
 
+    EXPECT_TRUE(never_set.is_reached(before_the_epoch));
     EXPECT_TRUE(never_set.is_reached(noon));
     EXPECT_TRUE(never_set.is_past(noon));
 }
