@@ -9,12 +9,6 @@
 
 namespace zephran::ubus {
 
-namespace {
-
-constexpr int no_descriptor = -1;
-
-}  // namespace
-
 BrokerProbe::BrokerProbe(const sockaddr_un& address)
     : descriptor{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)} {
     // Without SOCK_NONBLOCK this would block while the broker's backlog is full.

@@ -19,13 +19,15 @@ public:
     ~BrokerProbe();
 
     /// Whether a greeting may still come.
-    [[nodiscard]] bool is_open() const { return descriptor >= 0; }
+    [[nodiscard]] bool is_open() const { return descriptor != no_descriptor; }
     /// Whether the broker accepts no connections: an attempt to connect would have to wait.
     [[nodiscard]] bool has_found_full_queue() const { return found_full_queue; }
     /// Waits for the greeting. The probe is closed if the broker hangs up instead.
     [[nodiscard]] bool is_greeted_within(std::chrono::milliseconds time);
 
 private:
+    static constexpr int no_descriptor = -1;
+
     void close();
 
     int descriptor;

@@ -9,6 +9,8 @@
 #include <boost/exception/diagnostic_information.hpp>
 #include <gtest/gtest.h>
 
+#include "common/option_not_found.h"
+
 namespace zephran::common {
 namespace {
 
@@ -20,6 +22,13 @@ TEST(Exception, IsCaughtAsStandardExceptionWithItsFixedText) {
         ASSERT_NE(boost::get_error_info<filename_tag>(e), nullptr);
         EXPECT_EQ(*boost::get_error_info<filename_tag>(e), "/some/file");
     }
+}
+
+TEST(Exception, OfAConfigurationSaysWhatIsMissing) {
+    const OptionNotFoundException missing;
+
+    EXPECT_STREQ(missing.what(), "Configuration option was not found");
+    EXPECT_FALSE(missing.unreadable);
 }
 
 TEST(Exception, CarriesThePlaceThatThrewIt) {

@@ -29,6 +29,17 @@ TEST(Published, SnapshotOutlivesWhatReplacesIt) {
     EXPECT_EQ(published.read(), nullptr);
 }
 
+TEST(Published, TakenValueIsThereNoMore) {
+    Published<std::string> published{"value"};
+
+    const auto taken = published.take();
+
+    ASSERT_NE(taken, nullptr);
+    EXPECT_EQ(*taken, "value");
+    EXPECT_EQ(published.read(), nullptr);
+    EXPECT_EQ(published.take(), nullptr);
+}
+
 TEST(Published, ReadersSeeWholeValuesOnly) {
     constexpr unsigned rounds = 2000;
     Published<std::string> published{std::string(100, 'a')};

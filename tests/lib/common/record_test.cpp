@@ -20,6 +20,7 @@ namespace record_test {
 ZEPHRAN_RECORD(late_test, std::string, reported_at(902));
 ZEPHRAN_RECORD(early_test, int, reported_at(901));
 ZEPHRAN_RECORD(secret_test, std::string, not_reported);
+static_assert(!secret_test_description.rank.shown, "it is not to be shown");
 ZEPHRAN_REPORTED(late_test);
 ZEPHRAN_REPORTED(early_test);
 }  // namespace record_test

@@ -26,6 +26,9 @@ namespace {
 /// change the signals that they were started with before they run anything.
 bool status_instead_of_shell = false;
 
+/// Whether the shell cannot be executed.
+bool has_no_shell = false;
+
 /// Whether a signal comes as soon as there is a child, and whether a handler has seen it.
 bool signal_comes_early = false;
 volatile std::sig_atomic_t handled = 0;
@@ -36,6 +39,9 @@ volatile std::sig_atomic_t handled = 0;
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,cert-dcl50-cpp)
 extern "C" int __real_execl(const char* path, const char* name, ...);
 extern "C" int __wrap_execl(const char* path, const char* name, ...) {
+    if (has_no_shell) {
+        return -1;
+    }
     if (status_instead_of_shell) {
         return __real_execl("/bin/cat", "cat", "/proc/self/status", nullptr);
     }
@@ -182,6 +188,17 @@ private:
 const std::string list_descriptors =
     "for n in 2 3 4 5 6 7 200; do test -e /proc/$$/fd/$n && echo $n; done";
 
+TEST(Shell, OneThatCannotBeExecutedHasTheStatusOfACommandThatIsNotFound) {
+    has_no_shell = true;
+    const pid_t child = start_shell("true", {});
+    has_no_shell = false;
+
+    int status = 0;
+    ASSERT_EQ(wait_for_child(child, status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 127);
+}
+
 TEST(Shell, OneDescriptorIsInheritedAsNumberThree) {
     const Heirloom heirloom;
 
@@ -211,6 +228,15 @@ TEST(ShellDeathTest, DescriptorMayHaveThatNumberAlready) {
         {
             const Heirloom heirloom{3};
             std::_Exit(output_of("cat <&3", heirloom.start) == "inherited\n" ? 7 : 1);
+        },
+        testing::ExitedWithCode(7), "");
+}
+
+TEST(ShellDeathTest, OtherDescriptorOfThatNumberIsNotInherited) {
+    EXPECT_EXIT(
+        {
+            dup2(STDERR_FILENO, 3);
+            std::_Exit(output_of(list_descriptors) == "2\n" ? 7 : 1);
         },
         testing::ExitedWithCode(7), "");
 }

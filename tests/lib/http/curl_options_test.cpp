@@ -163,6 +163,11 @@ TEST_F(CurlOptions, OfPemCertificate) {
     EXPECT_EQ(probe.value(CURLOPT_SSLCERTTYPE), "PEM");
 }
 
+TEST_F(CurlOptions, NumberTheCertificateTypes) {
+    EXPECT_EQ(static_cast<int>(CertificateType::pem), 0);
+    EXPECT_EQ(static_cast<int>(CertificateType::der), 1);
+}
+
 TEST_F(CurlOptions, OfUnknownCertificateTypeHaveNoTypeName) {
     curl.set_client_certificate({static_cast<CertificateType>(7), "/a.crt", "/a.key"});
 

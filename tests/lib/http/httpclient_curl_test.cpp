@@ -120,6 +120,8 @@ TEST_F(Curl, EmptyPutAnnouncesLengthZero) {
 }
 
 TEST_F(Curl, AnswerOfTheGreatestSizeIsReturned) {
+    constexpr std::size_t sixteen_mebibytes = 16'777'216;
+    EXPECT_EQ(CurlImpl::max_answer_size, sixteen_mebibytes);
     const std::string body(CurlImpl::max_answer_size, 'x');
     const LoopbackHttpServer server{{{200, body, {}, false}}};
 

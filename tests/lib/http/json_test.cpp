@@ -147,6 +147,7 @@ std::string array_of(std::size_t marks) {
 }
 
 TEST_F(JsonRequesters, GetOfADocumentWithTooManyValuesEndsBeforeItIsParsed) {
+    EXPECT_EQ(JSONGETRequester::max_values, 100'000U);
     const std::string allowed = array_of(JSONGETRequester::max_values);
     const std::string refused = array_of(JSONGETRequester::max_values + 1);
     const std::string hidden = "[\"" + std::string(JSONGETRequester::max_values, '{') + "\"]";

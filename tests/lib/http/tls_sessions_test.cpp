@@ -18,6 +18,7 @@ TEST(TlsSessions, AreSharedUnderLocks) {
         const TlsSessions sessions;
 
         EXPECT_EQ(probe.shares, 1);
+        EXPECT_NE(sessions.get(), nullptr);
         EXPECT_THAT(probe.share_options,
                     ElementsAre(CURLSHOPT_USERDATA, CURLSHOPT_LOCKFUNC, CURLSHOPT_UNLOCKFUNC,
                                 -CURL_LOCK_DATA_SSL_SESSION));

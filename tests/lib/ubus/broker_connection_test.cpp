@@ -138,10 +138,14 @@ TEST(BrokerConnection, FindsWhatTheBrokerSends) {
 
 TEST_F(BrokerConnectionTest, FindsThatTheBrokerIsGone) {
     connection.open();
+    EXPECT_FALSE(connection.has_ended());
     broker.kill();
 
     EXPECT_EQ(connection.wait_for_input(patiently), Input::connection_is_broken);
     EXPECT_FALSE(connection.can_send_at_once());
+    auto& socket = connection.get()->sock;
+    socket.cb(&socket, ULOOP_READ);
+    EXPECT_TRUE(connection.has_ended());
 }
 
 TEST_F(BrokerConnectionTest, WithoutItsDescriptorItIsBroken) {

@@ -36,6 +36,10 @@ TEST(MessageText, ArgumentsAreOneObject) {
     EXPECT_EQ(to_json_text(buffer.get_head()), R"({"agent_id":"gw","n":[1,{"x":true}]})");
 }
 
+TEST(MessageText, IsNestedAsDeeplyAsTheBusCommandCanSend) {
+    EXPECT_EQ(deepest_nesting, 32U);
+}
+
 TEST(MessageText, DeepestNestingIsAccepted) {
     BlobBuffer buffer = nested(deepest_nesting);
 

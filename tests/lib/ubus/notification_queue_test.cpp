@@ -32,6 +32,19 @@ TEST(NotificationQueueTest, HandsThemOutInOrder) {
     EXPECT_FALSE(queue.take());
 }
 
+TEST(NotificationQueueTest, HoldsSixtyFourUnlessToldOtherwise) {
+    NotificationQueue queue;
+    for (int number = 0; number <= 64; ++number) {
+        queue.add({std::to_string(number), {}});
+    }
+
+    EXPECT_EQ(drained(queue).size(), 64U);
+}
+
+TEST(NotificationQueueTest, OneIsPassingOnlyIfItSaysSo) {
+    EXPECT_FALSE(ubus::Notification{}.is_passing);
+}
+
 TEST(NotificationQueueTest, DropsTheOldestPassingOneFirst) {
     NotificationQueue queue{3};
     queue.add({"state 1", {}, false});

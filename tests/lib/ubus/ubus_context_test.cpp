@@ -42,6 +42,16 @@ TEST(UbusContext, HasNoConnectionAtFirst) {
     const UbusContext context;
 
     EXPECT_EQ(context.get(), nullptr);
+    EXPECT_EQ(context.connection_count(), 0U);
+}
+
+TEST(UbusContext, WaitsAsLongAsTheManualSays) {
+    const UbusContext::Environment usual;
+
+    EXPECT_EQ(usual.poll_interval, std::chrono::milliseconds{100});
+    EXPECT_EQ(usual.reconnect_interval, std::chrono::seconds{1});
+    EXPECT_EQ(usual.stop_grace_period, std::chrono::seconds{2});
+    EXPECT_EQ(usual.start_patience, std::chrono::seconds{10});
 }
 
 TEST(UbusContext, MissingBrokerIsReportedWithTheErrorNumber) {

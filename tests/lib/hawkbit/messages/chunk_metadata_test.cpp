@@ -82,6 +82,11 @@ TEST(ChunkMetadata, ThatAreTooLongTogetherAreLeftOutAsAWhole) {
     EXPECT_EQ(action.notes_left_out(), 1U);
 }
 
+TEST(ChunkMetadata, AreBoundedAsTheManualSays) {
+    EXPECT_EQ(DeploymentActionMessage::most_note_bytes, 64U * 1024U);
+    EXPECT_EQ(DeploymentActionMessage::most_notes, 1000U);
+}
+
 TEST(ChunkMetadata, ThatJustFitAreKept) {
     const std::string most(DeploymentActionMessage::most_note_bytes - 1, 'x');
 

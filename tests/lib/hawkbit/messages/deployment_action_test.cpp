@@ -54,6 +54,11 @@ TEST(DeploymentAction, NewMessageIsForcedAndEmpty) {
     EXPECT_THAT(message.action_history().messages(), IsEmpty());
 }
 
+TEST(DeploymentAction, NewPartsAreEmpty) {
+    EXPECT_EQ(Message::Artifact{}.size(), 0);
+    EXPECT_EQ(Message::Chunk{}.notes_left_out(), 0U);
+}
+
 TEST(DeploymentAction, AttemptIsNotForced) {
     auto document = deployment_document();
     document["deployment"]["update"] = "attempt";

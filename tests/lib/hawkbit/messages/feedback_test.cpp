@@ -119,6 +119,10 @@ TEST_F(Feedback, OfADeploymentAlwaysCarriesProgressAndDetails) {
     })"));
 }
 
+TEST_F(Feedback, OfACancelActionHasTheEpochUntilATimeIsSet) {
+    EXPECT_EQ(CancelActionFeedbackMessage{}.to_json()["time"], "19700101T000000");
+}
+
 TEST_F(Feedback, OfACancelAction) {
     CancelActionFeedbackMessage message;
     message.id = "12";
