@@ -10,9 +10,10 @@ namespace zephran {
 /// The last answer of each guard.
 class LastAnswers {
 public:
-    /// Notes an answer, and the second one of a guard that gives two.
+    /// Notes an answer of a guard, and a second one; always the same one from a guard that gives
+    /// one only.
     /// @returns whether it is the guard's first one, or differs from the one before
-    [[nodiscard]] bool is_news(const char* guard, bool answer, bool second_answer = false) {
+    [[nodiscard]] bool is_news(const char* guard, bool answer, bool second_answer) {
         const std::pair<bool, bool> both{answer, second_answer};
         const auto [last, is_first] = answers.try_emplace(guard, both);
         const bool differs = last->second != both;

@@ -34,6 +34,10 @@ TEST(AgentStatusText, NamesEachOutcome) {
     EXPECT_STREQ(to_string(AgentStatus::Outcome::cancelled), "cancelled");
 }
 
+TEST(AgentStatus, FailureHasNoNumberUntilItGetsOne) {
+    EXPECT_EQ(AgentStatus::Failure{}.code, 0);
+}
+
 TEST(AgentStatusComparison, TellsOfWhatAReaderWouldAct) {
     const std::vector<Change> changes{
         [](AgentStatus& status) { status.state = State::idle; },

@@ -244,6 +244,7 @@ TEST_F(HawkbitAgentAction, SecondDeploymentIsRefusedAndTheFirstGoesOn) {
     agent->retrieve_deployment_action();
 
     EXPECT_THROW(agent->start_deployment_action(), DeploymentInProgressException);
+    EXPECT_STREQ(DeploymentInProgressException{}.what(), "A deployment is already in progress");
 
     ASSERT_NE(agent->control()->pending_deployment(), nullptr);
     EXPECT_EQ(agent->control()->pending_deployment()->id(), "8");

@@ -9,18 +9,18 @@ namespace {
 TEST(LastAnswers, FirstAnswerIsNews) {
     LastAnswers answers;
 
-    EXPECT_TRUE(answers.is_news("is_dormant", false));
-    EXPECT_TRUE(answers.is_news("is_waiting", false));
+    EXPECT_TRUE(answers.is_news("is_dormant", false, false));
+    EXPECT_TRUE(answers.is_news("is_waiting", false, false));
 }
 
 TEST(LastAnswers, OnlyAnotherAnswerIsNewsAfterThat) {
     LastAnswers answers;
-    static_cast<void>(answers.is_news("is_dormant", false));
+    static_cast<void>(answers.is_news("is_dormant", false, false));
 
-    EXPECT_FALSE(answers.is_news("is_dormant", false));
-    EXPECT_TRUE(answers.is_news("is_dormant", true));
-    EXPECT_FALSE(answers.is_news("is_dormant", true));
-    EXPECT_TRUE(answers.is_news("is_dormant", false));
+    EXPECT_FALSE(answers.is_news("is_dormant", false, false));
+    EXPECT_TRUE(answers.is_news("is_dormant", true, false));
+    EXPECT_FALSE(answers.is_news("is_dormant", true, false));
+    EXPECT_TRUE(answers.is_news("is_dormant", false, false));
 }
 
 TEST(LastAnswers, SecondAnswerIsOneOfItsOwn) {
@@ -35,10 +35,10 @@ TEST(LastAnswers, SecondAnswerIsOneOfItsOwn) {
 TEST(LastAnswers, GuardsAreKeptApartByTheirNames) {
     LastAnswers answers;
     const std::string name = "is_dormant";
-    static_cast<void>(answers.is_news("is_dormant", true));
+    static_cast<void>(answers.is_news("is_dormant", true, false));
 
-    EXPECT_TRUE(answers.is_news("is_waiting", true));
-    EXPECT_FALSE(answers.is_news(name.c_str(), true));
+    EXPECT_TRUE(answers.is_news("is_waiting", true, false));
+    EXPECT_FALSE(answers.is_news(name.c_str(), true, false));
 }
 
 }  // namespace

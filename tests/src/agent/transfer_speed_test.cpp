@@ -33,6 +33,15 @@ TEST(TransferSpeed, IsBytesASecond) {
     EXPECT_EQ(speed.per_second(), 2000U);
 }
 
+TEST(TransferSpeed, IsKnownAfterAMillisecond) {
+    TransferSpeed speed;
+    speed.note(at(seconds{0}), 0);
+
+    speed.note(at(milliseconds{1}), 5);
+
+    EXPECT_EQ(speed.per_second(), 5000U);
+}
+
 TEST(TransferSpeed, ForgetsWhatIsLongAgo) {
     TransferSpeed speed;
     speed.note(at(seconds{0}), 0);
