@@ -61,6 +61,7 @@ TEST_F(DeploymentReportOfAStep, DeployedChunkIsNamedAsItWasBeforeTheStep) {
 
     expect_head(report, Recipient::deployment, ExecutionStatus::proceeding, FinalResult::none);
     EXPECT_THAT(report->details, ElementsAre("Chunk deployed", "scripted:a:1"));
+    EXPECT_FALSE(report->starts_installation);
 }
 
 TEST_F(DeploymentReportOfAStep, DeployedChunkCarriesTheInstallersOutput) {

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "deployment/deployment_stage.h"
 #include "hawkbit/exceptions.h"
 #include "http/exceptions.h"
 #include "installer/artifact_digest.h"
@@ -98,6 +99,21 @@ TEST_F(DownloadTryOfTenBytes, PartOfAFileWithAnotherSumIsOfNoUse) {
 
     EXPECT_EQ(server.ranges.back().from, 0U);
     EXPECT_EQ(directory.read("a.bin"), "0123456780");
+}
+
+TEST_F(DownloadTryOfTenBytes, NothingIsThereBeforeItBegins) {
+    EXPECT_EQ(DownloadProgress{}.size, 0U);
+    EXPECT_EQ(DownloadOutcome{}.bytes, 0U);
+    EXPECT_EQ((DownloadTry{task, stopped}.bytes_there()), 0U);
+}
+
+TEST_F(DownloadTryOfTenBytes, RestThatTheServerDoesNotHaveSaysNothingAboutTheSum) {
+    leave("0123");
+
+    const DownloadOutcome outcome = run({{416, "", "", ""}});
+
+    EXPECT_EQ(outcome.result, Result::begin_anew);
+    EXPECT_FALSE(outcome.sum_is_wrong);
 }
 
 TEST_F(DownloadTryOfTenBytes, BytesOfAnEarlierTryAreThereFromTheStart) {

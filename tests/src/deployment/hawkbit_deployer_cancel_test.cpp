@@ -169,6 +169,8 @@ TEST_F(HawkbitDeployerCancel, RunningInstallerIsNotReplaced) {
     run_to_installation();
 
     EXPECT_THROW(deployer->start_installer(), InstallationInProgressException);
+    EXPECT_STREQ(InstallationInProgressException{}.what(),
+                 "An installation is already in progress");
     run_to_end();
 
     EXPECT_THAT(part.script.started, ElementsAre("a:1", "b:2"));

@@ -158,6 +158,32 @@ TEST_F(HawkbitDeployerRun, ProgressCountsTheChunksThatAreDone) {
     EXPECT_EQ(deployer->current_chunk_string(), "");
 }
 
+TEST_F(HawkbitDeployerRun, ShowsTheChunkThatItIsAt) {
+    make(scripted_deployment(2));
+
+    EXPECT_EQ(deployer->current_chunk()->version(), "1");
+    tick(12);
+    EXPECT_EQ(deployer->current_chunk()->version(), "2");
+    run_to_end();
+
+    EXPECT_EQ(deployer->current_chunk(), nullptr);
+}
+
+TEST_F(HawkbitDeployerRun, ShowsTheStageThatItIsAt) {
+    make(scripted_deployment(1));
+    std::vector<DeploymentStage> stages{deployer->stage()};
+
+    for (unsigned i = 0; i <= ticks_to_installer; ++i) {
+        tick(1);
+        if (deployer->stage() != stages.back()) {
+            stages.push_back(deployer->stage());
+        }
+    }
+
+    EXPECT_THAT(stages, ElementsAre(DeploymentStage::downloading, DeploymentStage::verifying,
+                                    DeploymentStage::installing));
+}
+
 TEST_F(HawkbitDeployerRun, KeepsTheReportOfTheInstaller) {
     part.script.report = "all went well\n";
     make(scripted_deployment(1));
