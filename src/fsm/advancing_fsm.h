@@ -36,7 +36,8 @@ public:
     void wait_and_retry(std::uint32_t delay, std::uint32_t retries);
 
 protected:
-    /// Starts the machine, which enters its initial state.
+    /// Starts the machine. Nothing of the owner is there yet but the reference to it, so initial
+    /// states have no entry.
     explicit AdvancingFSM(Owner& owner);
 
     /// Sends an event; inside a transition it is queued until the transition has ended.

@@ -18,6 +18,10 @@ TEST(ResumeRecord, IsReadAsItWasWritten) {
     EXPECT_EQ(read->entity_tag, written.entity_tag);
 }
 
+TEST(ResumeRecord, NewOneIsOfNoBytes) {
+    EXPECT_EQ(ResumeRecord{}.size, 0U);
+}
+
 TEST(ResumeRecord, ThatWasCutOffIsNone) {
     const std::string text = written.to_text();
     const std::size_t end = text.rfind('}');

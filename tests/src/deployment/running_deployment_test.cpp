@@ -62,6 +62,12 @@ protected:
     std::unique_ptr<RunningDeployment> running;
 };
 
+TEST_F(RunningDeploymentTest, HasNotFailedBeforeItsFirstStep) {
+    run(scripted_deployment(1));
+
+    EXPECT_FALSE(running->has_failed_in_last_step());
+}
+
 TEST_F(RunningDeploymentTest, AbandonedDeploymentLeavesNoFile) {
     run(scripted_deployment(1));
     step(4);

@@ -7,8 +7,6 @@
 
 #include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/split.hpp>
-#include <boost/msm/front/functor_row.hpp>
-#include <boost/msm/front/state_machine_def.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -27,13 +25,17 @@ namespace events {
 struct advance {};
 struct error {};
 struct exception {};
+struct repair {};
 }  // namespace events
 
 class Worker;
 struct WorkerFSM;
 using WorkerFrame = AdvancingFSM<WorkerFSM, events::error, events::advance, Worker>;
 
-/// Works and rests alternately; failed work is retried within the retry budget.
+enum class Shown { nothing, rest };
+
+/// Works and rests alternately; failed work is retried within the retry budget. Broken tools are
+/// repaired while it rests.
 class Worker : public WorkerFrame {
 public:
     explicit Worker(std::uint32_t delay = 2, std::uint32_t retries = 1)
@@ -47,31 +49,45 @@ public:
     }
     void retry_later() { wait_and_retry(retry_delay, retry_count); }
     void give_up() { ++errors; }
+    void repair() {
+        broken = false;
+        ++repairs;
+    }
+    [[nodiscard]] bool is_broken() const { return broken; }
+    void offer_repair() { process(events::repair{}); }
+    void note_state(Shown now) { shown = now; }
+    void note_rest() { shown_at_rest = shown; }
 
     bool broken = false;
     unsigned attempts = 0;
     unsigned errors = 0;
+    unsigned repairs = 0;
+    Shown shown = Shown::nothing;
+    /// What was shown when the rest began.
+    Shown shown_at_rest = Shown::nothing;
 
 private:
     std::uint32_t retry_delay;
     std::uint32_t retry_count;
 };
 
-struct WorkerFSM : boost::msm::front::state_machine_def<WorkerFSM> {
+struct WorkerFSM : fsm_rows::FrontEnd<WorkerFSM, Worker> {
     template <class Event, class... Rest>
-    using Row = boost::msm::front::Row<Event, Rest...>;
-    using none = boost::msm::front::none;
+    using Row = fsm_rows::Row<Event, Rest...>;
+    using none = fsm_rows::none;
 
-    explicit WorkerFSM(Worker& worker) : machine_owner{&worker} {}
-    Worker& owner() { return *machine_owner; }
+    using FrontEnd::FrontEnd;
 
-    struct Working : boost::msm::front::state<> {};
-    struct Resting : boost::msm::front::state<> {};
+    struct Working : fsm_rows::State {};
+    struct Resting
+        : fsm_rows::ShownState<Shown::rest, fsm_rows::StateWithEntry<&Worker::note_rest>> {};
     using initial_state = Working;
 
     using work = fsm_rows::Tell<&Worker::work>;
     using retry_later = fsm_rows::Tell<&Worker::retry_later>;
     using give_up = fsm_rows::Tell<&Worker::give_up>;
+    using repair = fsm_rows::Tell<&Worker::repair>;
+    using is_broken = fsm_rows::Ask<&Worker::is_broken>;
 
     // clang-format off
     using transition_table = fsm_rows::Table<
@@ -79,19 +95,14 @@ struct WorkerFSM : boost::msm::front::state_machine_def<WorkerFSM> {
         Row<Working, events::exception, Working, retry_later, none>,
         Row<Working, events::error,     Resting, give_up,     none>,
         Row<Resting, events::advance,   Working, none,        none>,
-        Row<Resting, events::error,     Resting, give_up,     none>>;
+        Row<Resting, events::error,     Resting, give_up,     none>,
+        Row<Resting, events::repair,    Resting, repair,      is_broken>>;
     // clang-format on
-
-    template <class Machine, class Event>
-    void no_transition(const Event& /*event*/, Machine& /*machine*/, int /*state*/) {}
 
     template <class Machine, class Event>
     void exception_caught(const Event& /*event*/, Machine& machine, std::exception& /*error*/) {
         machine.process_event(events::exception{});
     }
-
-private:
-    Worker* machine_owner;
 };
 
 /// The log lines from the severity onwards, without source line numbers and machine addresses.
@@ -131,6 +142,37 @@ TEST(AdvancingFSM, TickTakesOneStepAndLogsBothStates) {
     EXPECT_EQ(worker.attempts, 1U);
     EXPECT_THAT(lines(log),
                 ElementsAre(MatchesRegex(tick_line(0, 1)), MatchesRegex(tick_line(1, 0))));
+}
+
+TEST(AdvancingFSM, OwnerIsToldWhatToShowBeforeAnythingElse) {
+    Worker worker;
+
+    worker.tick();
+
+    EXPECT_EQ(worker.shown, Shown::rest);
+    EXPECT_EQ(worker.shown_at_rest, Shown::rest);
+}
+
+TEST(AdvancingFSM, OwnerIsAskedBeforeATransition) {
+    Worker worker;
+    worker.tick();
+
+    worker.offer_repair();
+    EXPECT_EQ(worker.repairs, 0U);
+    worker.broken = true;
+    worker.offer_repair();
+
+    EXPECT_EQ(worker.repairs, 1U);
+}
+
+TEST(AdvancingFSM, EventWithoutARowIsIgnored) {
+    Worker worker;
+    worker.broken = true;
+
+    worker.offer_repair();
+
+    EXPECT_EQ(worker.repairs, 0U);
+    EXPECT_EQ(worker.shown, Shown::nothing);
 }
 
 TEST(AdvancingFSM, AllLinesOfOneMachineCarryTheSameIdentity) {
@@ -225,6 +267,19 @@ TEST(AdvancingFSM, LaterAttemptsOfARunWaitAsLongAsItsFirst) {
     worker.wait_and_retry(7, 2);
 
     EXPECT_EQ(worker.errors, 1U);
+}
+
+TEST(AdvancingFSM, EachAttemptOfARunWaits) {
+    Worker worker;
+    worker.wait_and_retry(1, 2);
+    worker.tick();
+
+    worker.wait_and_retry(1, 2);
+
+    worker.tick();
+    EXPECT_EQ(worker.attempts, 0U);
+    worker.tick();
+    EXPECT_EQ(worker.attempts, 1U);
 }
 
 TEST(AdvancingFSM, NoRetriesMeanAnErrorAtOnceWithoutWaiting) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "installer/zwprogrammer_installer.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "chip_lock.h"
@@ -38,6 +39,8 @@ TEST_F(ZWProgrammerInstallerTest, CommandNamesTheArtifactInQuotes) {
 
     EXPECT_EQ(logged_after("start_installation: event=executing command=", log.text()),
               std::vector<std::string>{command()});
+    EXPECT_THAT(log.text(),
+                testing::ContainsRegex("INFO [^ ]+ start_installation: event=executing"));
     EXPECT_EQ(tools.calls(), std::vector<std::string>{"zwprogrammer --progzwave " +
                                                       platform.temp_directory + "zw.bin"});
 }
