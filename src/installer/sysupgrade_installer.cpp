@@ -7,7 +7,6 @@
 #include "common/popen.h"
 #include "installer/command_log.h"
 #include "installer/exceptions.h"
-#include "installer/firmware_version.h"
 #include "installer/installer_factory.h"
 #include "platform.h"
 #include "store/device_store.h"

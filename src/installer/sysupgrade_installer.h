@@ -8,6 +8,7 @@
 
 #include "common/popen.h"
 #include "installer/chip_installer.h"
+#include "installer/firmware_version.h"
 #include "installer/installer_context.h"
 
 namespace zephran::installer {
@@ -18,7 +19,7 @@ class SysupgradeInstaller : public ChipInstaller {
 public:
     /// Other values than these are for unit tests.
     struct Environment {
-        std::string version_file = "/etc/nevra-version";
+        std::string version_file = nevra_version_file;
         /// The device is expected to reboot within this time after the tool has handed over.
         std::chrono::milliseconds upgrade_pause{std::chrono::seconds{300}};
     };

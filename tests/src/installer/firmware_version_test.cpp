@@ -20,6 +20,10 @@ protected:
     TemporaryDirectory directory;
 };
 
+TEST_F(FirmwareVersion, IsReadFromTheFileOfTheFirmware) {
+    EXPECT_STREQ(nevra_version_file, "/etc/nevra-version");
+}
+
 TEST_F(FirmwareVersion, JoinsVersionAndDate) {
     EXPECT_EQ(version_in("FIRMWARE_VERSION=2.1\nFIRMWARE_DATE=20260101\n"), "2.1_20260101");
 }
