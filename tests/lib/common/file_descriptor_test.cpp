@@ -121,15 +121,11 @@ TEST(FileDescriptor, ReleasedOneStaysOpen) {
 
 class FileDescriptorWrite : public testing::Test {
 protected:
-    FileDescriptorWrite() { write_calls = &calls; }
-    ~FileDescriptorWrite() override {
+    void SetUp() override { write_calls = &calls; }
+    void TearDown() override {
         static_cast<void>(file.release());
         write_calls = nullptr;
     }
-    FileDescriptorWrite(const FileDescriptorWrite&) = delete;
-    FileDescriptorWrite(FileDescriptorWrite&&) = delete;
-    FileDescriptorWrite& operator=(const FileDescriptorWrite&) = delete;
-    FileDescriptorWrite& operator=(FileDescriptorWrite&&) = delete;
 
     std::size_t write(const std::string& text) { return file.write(text.data(), text.size()); }
 

@@ -39,12 +39,7 @@ namespace {
 
 class NewThread : public testing::Test {
 protected:
-    ~NewThread() override { refusal = 0; }
-    NewThread() = default;
-    NewThread(const NewThread&) = delete;
-    NewThread(NewThread&&) = delete;
-    NewThread& operator=(const NewThread&) = delete;
-    NewThread& operator=(NewThread&&) = delete;
+    void TearDown() override { refusal = 0; }
 
     static void expect_refusal(const ThreadException& failure, int error) {
         EXPECT_STREQ(failure.what(), "Failed to start a thread");

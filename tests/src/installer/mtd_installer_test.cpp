@@ -96,6 +96,10 @@ protected:
     std::unique_ptr<MTDInstaller> installer;
 };
 
+TEST(MTDInstallerContext, AllowsNoAttemptUntilItSaysHowMany) {
+    EXPECT_EQ(InstallerContext{}.mtd_write_attempts, 0U);
+}
+
 TEST_F(MTDInstallerTest, PartitionIsErasedWrittenAndRecorded) {
     start();
     EXPECT_FALSE(installer->is_finished());
