@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The accepted survivors are mutations of lines that are there. script/mutate finds that out only of the files it runs."""
+"""Accepted survivors are mutations of lines that are there; script/mutate finds that out only of the files it runs."""
 from __future__ import annotations
 
 import pathlib
