@@ -43,11 +43,13 @@ class PretendedTree:
         self.compile_commands = {"a.o": ["c++", "-c", str(root / "lib/a/a.cpp")]}
         self._program = program
         self._refused = refused
+        self.neighbours: list[set[str]] = []
 
     def objects_of(self, source, program):
         return ["a.o"] if source.startswith("lib/a") or program.endswith("b_test") else []
 
     def compile(self, target, source, to, overlay):
+        self.neighbours.append({path.name for path in source.parent.iterdir()})
         lines = source.read_text(encoding="utf-8").splitlines()
         errors = [f"a.cpp:{number}:1: error: no" for number, line in enumerate(lines, 1) if self._refused in line]
         return Compiled(not errors, "\n".join(errors))
@@ -71,6 +73,18 @@ def judge(root: pathlib.Path, program: str, refused: str = "no such text") -> di
 REACHES = "\n".join([
     'echo "[       OK ] A.one (0 ms)"',
     *(f'[ -z "$ZEPHRAN_MUTANT_LOG" ] || echo "{number} A.one" >>"$ZEPHRAN_MUTANT_LOG"' for number in NUMBERS.values())])
+
+
+def test_source_beside_a_changed_header_is_compiled_with_it(outside):
+    (outside / "lib/a").mkdir(parents=True)
+    (outside / "lib/a/a.cpp").write_text('#include "a.h"\n', encoding="utf-8")
+    tree = PretendedTree(outside, REACHES)
+
+    Trial(tree, "lib/a/a.h", CODE, dict(enumerate(find_mutations(TokenList(CODE)))), lambda *_: None, 1).run(
+        ["tests/lib/a/a_test"])
+
+    assert tree.neighbours
+    assert all(names == {"a.h", "a.cpp"} for names in tree.neighbours)
 
 
 def test_failing_test_kills(outside):

@@ -19,6 +19,8 @@ public:
     explicit ObservedManager(std::shared_ptr<StatusObserver> observer)
         : AgentManager{[] {}, std::move(observer)} {}
 
+    using AgentManager::is_bus_extended;
+
 protected:
     void run_setup() override {}
 };
@@ -49,6 +51,15 @@ TEST_F(SettingsOfAgents, AreThoseOfAnUnconfiguredDaemonByDefault) {
     EXPECT_FALSE(given.reports.codes);
     EXPECT_FALSE(given.may_be_postponed);
     EXPECT_EQ(given.status_observer, nullptr);
+}
+
+TEST_F(SettingsOfAgents, DecideWhetherTheBusIsExtended) {
+    EXPECT_FALSE(manager.is_bus_extended());
+
+    settings.bus_extended = true;
+    manager.configure(settings);
+
+    EXPECT_TRUE(manager.is_bus_extended());
 }
 
 TEST_F(SettingsOfAgents, ContainWhatIsKnownOfTheTarget) {

@@ -60,6 +60,17 @@ protected:
     std::string errors;
 };
 
+TEST_F(CommandLine, SwitchesAreOffUntilItIsRead) {
+    EXPECT_FALSE(options.is_dormant());
+    EXPECT_FALSE(options.has_ghn_agents());
+}
+
+TEST_F(CommandLine, ResultsOfTheCheckAreNumbered) {
+    EXPECT_EQ(static_cast<int>(CommandLineOptions::help_printed), 0);
+    EXPECT_EQ(static_cast<int>(CommandLineOptions::failed), 1);
+    EXPECT_EQ(static_cast<int>(CommandLineOptions::may_continue), 2);
+}
+
 TEST_F(CommandLine, NoArgumentsPrintTheHelp) {
     parse({});
 

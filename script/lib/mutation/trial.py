@@ -111,8 +111,17 @@ class Trial:
     def _compile_object(self, target: str, changed: pathlib.Path, to: pathlib.Path, overlay: pathlib.Path) -> Compiled:
         own = self.tree.compile_commands[target]
         original = pathlib.Path(own[own.index("-c") + 1])
-        is_itself = original == self.tree.root / self.source
-        return self.tree.compile(target, changed if is_itself else original, to, overlay)
+        if original.parent == (self.tree.root / self.source).parent:
+            # A quoted include finds what lies beside the including file first.
+            original = self._copy_beside(changed, original)
+        return self.tree.compile(target, original, to, overlay)
+
+    @staticmethod
+    def _copy_beside(changed: pathlib.Path, original: pathlib.Path) -> pathlib.Path:
+        beside = changed.with_name(original.name)
+        if beside != changed:
+            shutil.copyfile(original, beside)
+        return beside
 
     def _compile_together(self, program: str, numbers: set[int]) -> tuple[set[int], Objects]:
         for _ in range(ROUNDS):

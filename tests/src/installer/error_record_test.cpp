@@ -17,6 +17,7 @@ TEST(ErrorRecord, StartsWithoutAnError) {
     EXPECT_FALSE(record.has_error);
     EXPECT_EQ(record.error_message, "");
     EXPECT_EQ(record.error_details, "");
+    EXPECT_EQ(record.code, 0);
 }
 
 TEST(ErrorRecord, StoresTextAndRecordsOfAnException) {

@@ -161,6 +161,19 @@ TEST(SystemCommand, CommandInheritsOnlyTheStandardStreams) {
     close(inheritable);
 }
 
+// The number may be in use, so this test has a process of its own.
+TEST(SystemCommandDeathTest, NothingIsInheritedUnlessItIsGiven) {
+    EXPECT_EXIT(
+        {
+            dup2(STDERR_FILENO, 3);
+            const std::string command = "! test -e /proc/$$/fd/3";
+            run_required_command(command);
+            run_required_command(command, "described");
+            std::_Exit(run_command(command) ? 7 : 1);
+        },
+        testing::ExitedWithCode(7), "");
+}
+
 TEST(SystemCommand, CommandStaysInTheProcessGroup) {
     EXPECT_TRUE(
         run_command("test $(cut -d ' ' -f 5 /proc/$$/stat) -eq " + std::to_string(getpgrp())));

@@ -26,6 +26,11 @@ TEST_F(ReadReportOptions, AbsentOnesChangeNothingAndSayNothing) {
     EXPECT_THAT(log.text(), IsEmpty());
 }
 
+TEST_F(ReadReportOptions, UnreadOnesChangeNothing) {
+    EXPECT_FALSE(ReportOptions{}.codes);
+    EXPECT_FALSE(ReportOptions{}.retries);
+}
+
 TEST_F(ReadReportOptions, AreFlagsOfTheService) {
     config.values["zephran.service.report_codes"] = "yes";
 

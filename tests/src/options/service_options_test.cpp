@@ -46,6 +46,10 @@ protected:
     MemoryConfig config;
 };
 
+TEST_F(ServiceOptionsTest, UnreadOnesChangeNothing) {
+    expect_nothing_changed(ServiceOptions{});
+}
+
 TEST_F(ServiceOptionsTest, AbsentOnesChangeNothingAndSayNothing) {
     expect_nothing_changed(read());
     EXPECT_THAT(log.text(), IsEmpty());
