@@ -50,6 +50,7 @@ CURLcode failing_code(CurlImpl& curl, const std::string& url, Receiver& receiver
 
 TEST(DownloadPart, OfAWholeFileAsksForNoRange) {
     EXPECT_EQ(RangeWanted{}.from, 0U);
+    EXPECT_EQ(AnswerHead{}.status, 0U);
     const LoopbackHttpServer server{{HttpAnswer{200, "content", {{"ETag", "tag"}}, false}}};
     CurlImpl curl;
     Receiver receiver;
