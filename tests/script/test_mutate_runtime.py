@@ -10,6 +10,8 @@ import pytest
 OWN_FILES = pathlib.Path(__file__).resolve().parents[2] / "script/lib/mutation"
 PROGRAM = r"""
 #include <csignal>
+#include <thread>
+#include <vector>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include "choice.h"
@@ -37,6 +39,19 @@ TEST(Mutant, IsReachedWithoutDescriptors) {
     const Limit limit{RLIMIT_NOFILE, 0};
     EXPECT_FALSE(zephran_mutant(3));
 }
+TEST(MutantOfThreads, IsReached) {
+    std::vector<std::thread> threads;
+    for (int first = 1000; first < 5000; first += 1000) {
+        threads.emplace_back([first] {
+            for (int number = first; number < first + 1000; ++number) {
+                EXPECT_FALSE(zephran_mutant(number));
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
 
 }  // namespace
 """
@@ -60,8 +75,14 @@ def reached(program: pathlib.Path, chosen: str) -> list[str]:
 
 
 def test_each_mutation_is_noted_with_its_test(program):
-    assert reached(program, "*") == ["1 Mutant.IsReached", "2 Mutant.IsReachedWithoutRoomInFiles",
+    assert reached(program, "Mutant.*") == ["1 Mutant.IsReached", "2 Mutant.IsReachedWithoutRoomInFiles",
                                      "3 Mutant.IsReachedWithoutDescriptors"]
+
+
+def test_mutations_are_noted_that_threads_reach_at_once(program):
+    notes = reached(program, "MutantOfThreads.*")
+
+    assert sorted(notes) == [f"{number} MutantOfThreads.IsReached" for number in range(1000, 5000)]
 
 
 @pytest.mark.parametrize("name, number", [("IsReachedWithoutRoomInFiles", 2), ("IsReachedWithoutDescriptors", 3)])

@@ -2,6 +2,7 @@
 // Linked into the programs that script/mutate tries. ZEPHRAN_MUTANT is the number of the mutation
 // to show; without it, each mutation that a test reaches is noted in ZEPHRAN_MUTANT_LOG.
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -9,6 +10,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <unistd.h>
 
 extern "C" bool zephran_mutant(int number);
@@ -23,6 +25,36 @@ std::array<const void*, 16384> last_test{};
 // What a test that leaves no descriptors, or no room in files, has kept from being written.
 std::array<char, 8192> unwritten{};
 std::size_t unwritten_size = 0;
+
+// Threads note one after another. A child that was forked meanwhile would wait for a thread that it
+// does not have, so nobody waits for ever.
+class Turn {
+public:
+    Turn() {
+        for (int tries = 0; tries < most_tries && !is_own; ++tries) {
+            is_own = !taken.test_and_set();
+            if (!is_own) {
+                sched_yield();
+            }
+        }
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    ~Turn() {
+        if (is_own) {
+            taken.clear();
+        }
+    }
+
+    bool has_come() const { return is_own; }
+
+private:
+    static constexpr int most_tries = 100000;
+    static std::atomic_flag taken;
+    bool is_own = false;
+};
+
+std::atomic_flag Turn::taken = ATOMIC_FLAG_INIT;
 
 int chosen_mutant() {
     if (chosen == not_read) {
@@ -59,6 +91,10 @@ struct WritesLastNotes {
 void note(int number) {
     const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
     const void* mark = test != nullptr ? static_cast<const void*>(test) : &chosen;
+    const Turn turn;
+    if (!turn.has_come()) {
+        return;
+    }
     const void*& last = last_test.at(static_cast<std::size_t>(number) % last_test.size());
     if (last == mark) {
         return;
