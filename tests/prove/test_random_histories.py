@@ -45,6 +45,19 @@ def test_kept_history_breaks_no_rule(play, file):
     Verdict(play).judge()
 
 
+def test_other_file_than_those_of_a_withdrawn_action_is_a_violation(play):
+    play.begin("none", automatic=False, window=True)
+    play.assign("forced", ["zw"])
+    play.let_pass(16)
+    play.outage()
+    play.kill()
+    play.withdraw()
+    (play.bench.gateway.tmp / "stray").write_bytes(b"")
+
+    with pytest.raises(Violation, match="left behind"):
+        Verdict(play).judge()
+
+
 @pytest.mark.parametrize("options", ["none", "shipped"])
 def test_adapters_get_their_firmware(play, options):
     play.begin(options, automatic=True, window=False, adapters=True)

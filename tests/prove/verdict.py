@@ -81,13 +81,17 @@ class Verdict:
             if not self._left_behind():
                 return
             self._play.let_pass(2)
-        demand(self._may_leave_files(), f"left behind: {self._left_behind()}")
+        others = set(self._left_behind()) - self._files_of_withdrawn_actions()
+        demand(not others, f"left behind: {self._left_behind()}")
         self._play.limits.add("a killed daemon's download of a withdrawn action stays")
 
-    def _may_leave_files(self):
-        """Nobody looks after the temporary directory, which is not the daemon's own, see docs/recovery.md."""
-        withdrawn = any(WITHDRAWAL in entry.messages for action in self._play.actions for entry in action.entries)
-        return self._play.options == "none" and self._play.interruptions > 0 and withdrawn
+    def _files_of_withdrawn_actions(self):
+        """They may stay in a temporary directory that is not the daemon's own, see docs/recovery.md."""
+        if self._play.options != "none" or self._play.interruptions == 0:
+            return set()
+        return {artifact.filename for action in self._play.actions
+                if any(WITHDRAWAL in entry.messages for entry in action.entries)
+                for module in action.distribution_set.modules for artifact in module.artifacts}
 
     def _left_behind(self):
         folder = self._bench.gateway.tmp / "zephran"
