@@ -41,12 +41,10 @@ class Part:
 
     summary  what the part tries, for the list of parts
     columns  headings of the first columns of the table: each row counts the cases of one group
-    is_played_side_by_side  whether several cases may be played at the same time
     is_played_unasked  whether it is played when no part is named
     """
 
     summary = ""
-    is_played_side_by_side = True
     is_played_unasked = True
     columns = ("Options", "Trouble")
 
@@ -77,6 +75,10 @@ class Part:
     def length(self, name):
         """How long the case takes compared with others: shorter ones are played first."""
         return 0
+
+    def lane(self, name):
+        """Cases of one lane are never played at the same time; None for those that may be played beside any."""
+        return None
 
     def row(self, name):
         """The case's row of the table: a text for each of the columns."""

@@ -29,23 +29,33 @@ def _play(name):
     return name, outcome, details, time.monotonic() - began
 
 
+def _next(left, part, lanes):
+    """Takes out the first name whose lane is free; None if there is none."""
+    for place, name in enumerate(left):
+        if part.lane(name) is None or part.lane(name) not in lanes:
+            return left.pop(place)
+    return None
+
+
 def play(part, cases, names, jobs, end):
     """Yields (name, outcome, details, seconds) of each case that has begun before the end, in the order of their ends.
 
     end: on the monotonic clock. Throws Crash.
     """
     _Player.part, _Player.cases = part, cases
-    left = iter(names)
+    left = list(names)
+    lanes = {}
     with concurrent.futures.ProcessPoolExecutor(
             jobs, multiprocessing.get_context("fork"), initializer=die_with_parent) as players:
-        running = set()
         while True:
-            while len(running) < jobs and time.monotonic() < end and (name := next(left, None)) is not None:
-                running.add(players.submit(_play, name))
-            if not running:
+            while (len(lanes) < jobs and time.monotonic() < end
+                   and (name := _next(left, part, lanes.values())) is not None):
+                lanes[players.submit(_play, name)] = part.lane(name)
+            if not lanes:
                 return
-            done, running = concurrent.futures.wait(running, return_when=concurrent.futures.FIRST_COMPLETED)
+            done, _ = concurrent.futures.wait(lanes, return_when=concurrent.futures.FIRST_COMPLETED)
             for each in done:
+                del lanes[each]
                 name, outcome, details, seconds = each.result()
                 if outcome is None:
                     raise Crash(f"{name}: {details}")

@@ -53,9 +53,8 @@ def play(name, workshop, options):
     end = time.monotonic() + options.seconds
     part = parts.find(name)(workshop)
     cases = part.cases()
-    jobs = options.jobs if part.is_played_side_by_side else 1
     for case, outcome, details, seconds in players.play(
-            part, cases, chosen(part, cases, results, options.only), jobs, end):
+            part, cases, chosen(part, cases, results, options.only), options.jobs, end):
         results.add(case, outcome, details, seconds)
         if details:
             print(f"{name}: {case}: {outcome}, {details}", flush=True)

@@ -16,6 +16,9 @@ TIMEOUT = 60
 class Plain:
     """Has no files."""
 
+    def lane(self, _):
+        return None
+
     def play(self, case):
         return case()
 
@@ -45,6 +48,30 @@ def test_cases_are_played_at_the_same_time(tmp_path):
 
     assert [outcome for outcome, _ in found.values()] == ["met", "met"]
     assert len({process for _, process in found.values()} | {str(os.getpid())}) == 3
+
+
+def test_cases_of_one_lane_are_not_played_at_the_same_time(tmp_path):
+    class Lanes(Plain):
+        def lane(self, name):
+            return name[0]
+
+    def work(name):
+        sign = tmp_path / name[0]
+        sign.touch(exist_ok=False)
+        until = time.monotonic() + TIMEOUT
+        # The first two end only together: other lanes are not held up.
+        (tmp_path / f"{name} began").touch()
+        while len(list(tmp_path.glob("*1 began"))) < 2 and time.monotonic() < until:
+            time.sleep(0.01)
+        sign.unlink()
+        return "met" if len(list(tmp_path.glob("*1 began"))) == 2 else "alone", ""
+
+    names = ["a1", "a2", "a3", "b1", "b2"]
+    cases = {name: lambda name=name: work(name) for name in names}
+
+    found = {name: outcome for name, outcome, *_ in players.play(Lanes(), cases, names, 3, NEVER)}
+
+    assert found == dict.fromkeys(names, "met")
 
 
 def test_no_case_begins_after_the_end():

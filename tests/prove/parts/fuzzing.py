@@ -19,8 +19,6 @@ class Cases(Part):
     columns = ("Target",)
     # script/fuzz gives samples, and each piece takes minutes.
     is_played_unasked = False
-    # Two pieces of one target would write to the same corpus.
-    is_played_side_by_side = False
 
     def cases(self):
         targets = sorted(path.name for path in (PROJECT / "tests/fuzz/corpora").iterdir())
@@ -34,6 +32,14 @@ class Cases(Part):
         if done.returncode != 0:
             return VIOLATION, (done.stdout + done.stderr)[-300:]
         return "nothing found", f"{executions(case):,} executions so far"
+
+    def length(self, name):
+        """Every target gets its first piece before one gets its second."""
+        return int(name.split(DIVIDER)[1])
+
+    def lane(self, name):
+        """Two pieces of one target would write to the same corpus."""
+        return name.split(DIVIDER)[0]
 
     def row(self, name):
         return (name.split(DIVIDER)[0],)
