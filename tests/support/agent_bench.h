@@ -67,6 +67,13 @@ struct AgentBench {
         tick_while([this] { return agent->is_deploying(); });
     }
 
+    /// Makes an agent with a deployment that it has not started.
+    void make_holding(const DeploymentText& text, AgentSettings settings = {}) {
+        make(std::move(settings));
+        server.offer(text);
+        agent->retrieve_deployment_action();
+    }
+
     /// Makes an agent and ticks it until a deployment of this many chunks is running.
     void start_deployment(const DeploymentText& text, AgentSettings settings = {}) {
         make_introduced(std::move(settings));
