@@ -170,6 +170,18 @@ def test_second_end_is_a_violation(play):
         Verdict(play).judge()
 
 
+def test_second_confirmation_whose_answer_was_not_lost_is_a_violation(play):
+    play.begin("shipped", automatic=True, window=False)
+    play.assign("forced", ["script"])
+    play.cancel()
+    play.let_pass(20)
+    assert play.actions[0].status is Status.CANCELED
+    play.actions[0].entries.append(play.actions[0].entries[-1])
+
+    with pytest.raises(Violation, match="closed 2 times"):
+        Verdict(play).judge()
+
+
 def test_action_that_stays_open_is_a_violation(play, monkeypatch):
     monkeypatch.setattr(verdict, "PATIENCE", 600)
     monkeypatch.setattr(play, "heal", lambda: None)
