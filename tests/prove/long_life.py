@@ -90,7 +90,8 @@ class Life:
         logged, polls = self._log_file().stat().st_size, self.polls
         inside = process_directory(self.daemon)
         status = (inside / "status").read_text()
-        sample = Sample(polls, int(re.search(r"^VmRSS:\s+(\d+) kB", status, re.M).group(1)) * 1024,
+        # Without the pages of the program's files, which come and go with the machine's other memory.
+        sample = Sample(polls, int(re.search(r"^RssAnon:\s+(\d+) kB", status, re.M).group(1)) * 1024,
                         len(list((inside / "fd").iterdir())), len(list((inside / "task").iterdir())),
                         self._zombies(), (logged - self._logged) / (polls - self._polls))
         self._logged, self._polls = logged, polls
