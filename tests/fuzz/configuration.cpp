@@ -59,6 +59,17 @@ std::optional<std::string> write(Store& store, const std::string& key, const std
     return found;
 }
 
+/// libuci writes the type of a section without quotes, so it destroys a file in which a type has a
+/// quote or the like, whoever writes to it and whatever.
+bool survives_a_write(Store& store) {
+    for (const char* const key : known) {
+        if (store.set_option(key, "1")) {
+            return read(store, key) == "1";
+        }
+    }
+    return true;
+}
+
 std::optional<std::string> record_begin(Store& store, const std::string& action,
                                         const std::string& chunk) {
     DeviceStore records{store};
@@ -75,8 +86,15 @@ void try_input(Input input) {
     constexpr unsigned most_writes = 3;
     const std::uint8_t choice = input.byte();
     const DeviceConfiguration configuration;
-    configuration.write("zephran", choice % 2 == 0 ? usual_file : input.text());
+    const std::string file = choice % 2 == 0 ? usual_file : input.text();
+    configuration.write("zephran", file);
     Store store;
+    if (file != usual_file) {
+        if (!survives_a_write(store)) {
+            return;
+        }
+        configuration.write("zephran", file);
+    }
     Values values = read_all(store);
     for (unsigned writes = 0; writes < most_writes && !input.is_at_end(); ++writes) {
         const std::string key = known.at(input.byte() % known.size());
