@@ -76,7 +76,7 @@ def reached(program: pathlib.Path, chosen: str) -> list[str]:
 
 def test_each_mutation_is_noted_with_its_test(program):
     assert reached(program, "Mutant.*") == ["1 Mutant.IsReached", "2 Mutant.IsReachedWithoutRoomInFiles",
-                                     "3 Mutant.IsReachedWithoutDescriptors"]
+                                            "3 Mutant.IsReachedWithoutDescriptors"]
 
 
 def test_mutations_are_noted_that_threads_reach_at_once(program):
